@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that the build, the tests and the panel need and that are missing.
+set -euo pipefail
+
+packages=(
+  cmake ninja-build ccache                                # build
+  g++-mingw-w64-x86-64-posix mingw-w64-tools              # cross compiler, resource compiler
+  googletest                                              # tests, built from its sources
+  wine64 locales                                          # run, under the users' code page
+  xvfb xauth imagemagick                                  # screenshots where there is no display
+  librsvg2-bin                                            # icons from their drawings
+)
+
+missing=()
+for package in "${packages[@]}"; do
+  state=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)
+  [ "$state" = "install ok installed" ] || missing+=("$package")
+done
+[ ${#missing[@]} -gt 0 ] || exit 0
+
+root=()
+if [ "$(id -u)" -ne 0 ]; then
+  command -v sudo >/dev/null || { echo "setup: not root and no sudo; install: ${missing[*]}" >&2; exit 1; }
+  root=(sudo)
+fi
+
+echo "setup: installing ${missing[*]}"
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+"${root[@]}" apt-get update -qq >"$log" 2>&1 || true   # an old list may still do; the next line tells
+if ! DEBIAN_FRONTEND=noninteractive "${root[@]}" apt-get install -y -qq --no-install-recommends \
+    "${missing[@]}" >>"$log" 2>&1; then
+  tail -n 20 "$log" >&2
+  echo "setup: apt-get could not install: ${missing[*]}" >&2
+  exit 1
+fi
+echo "setup: done"
