@@ -1,0 +1,32 @@
+// What the Windows Installer and the configuration store know of the installation that this module belongs to.
+#pragma once
+
+#include <string>
+
+#include "framework/SystemLibrary.h"
+
+class InstalledProduct {
+  public:
+    // Looks the installation up: the installer product whose copy of the panel's component is this module.
+    InstalledProduct();
+
+    // The installer's product code, in braces. A fixed one when no installed product owns this module.
+    const std::wstring& Code() const noexcept { return code_; }
+
+    // An installer property ("VersionString", "InstalledProductName", "URLInfoAbout", "URLUpdateInfo"), at most 255
+    // characters; empty when it can't be had.
+    std::wstring Property(const wchar_t* name) const;
+
+    // The provider that was installed with this module; empty when the store doesn't name it.
+    std::wstring ProviderName() const;
+
+    // The full path of an installed component's key file; empty when it isn't installed on this machine.
+    std::wstring ComponentFile(const wchar_t* component) const;
+
+  private:
+    std::wstring FindCode() const;
+    std::wstring PropertyOf(const wchar_t* code, const wchar_t* name) const;
+
+    SystemLibrary installer_{L"msi.dll"};
+    std::wstring code_;
+};

@@ -1,0 +1,50 @@
+#include "applet/services/MessageBoxes.h"
+
+#include "applet/services/DisplayName.h"
+#include "applet/services/ErrorText.h"
+#include "applet/services/Language.h"
+#include "applet/services/Strings.h"
+#include "framework/Module.h"
+
+namespace {
+
+BOOL CALLBACK TakeUsableWindow(HWND window, LPARAM found) noexcept {
+    if (!IsWindowVisible(window) || !IsWindowEnabled(window)) return TRUE;
+    *reinterpret_cast<HWND*>(found) = window;
+    return FALSE;
+}
+
+// A box without an owner would let the user go on in the window that it is about.
+HWND OwnerWindow() noexcept {
+    if (const HWND active = GetActiveWindow()) return active;
+    HWND window = nullptr;
+    EnumThreadWindows(GetCurrentThreadId(), &TakeUsableWindow, reinterpret_cast<LPARAM>(&window));
+    return window;
+}
+
+}  // namespace
+
+int MessageBoxText(const std::wstring& text, UINT type, UINT helpId) {
+    const std::wstring caption = DisplayName();
+    MSGBOXPARAMSW box{};
+    box.cbSize = sizeof box;
+    box.hwndOwner = OwnerWindow();
+    box.lpszText = text.c_str();
+    box.lpszCaption = caption.c_str();
+    box.dwStyle = type;
+    box.dwContextHelpId = helpId;
+    box.dwLanguageId = UserLanguage();
+    return MessageBoxIndirectW(&box);
+}
+
+int MessageBoxId(UINT id, UINT type) {
+    return MessageBoxText(LoadStringLang(id), type, id);
+}
+
+int MessageBoxFormat(UINT id, UINT type, const std::wstring& insert1, const std::wstring& insert2) {
+    return MessageBoxText(FormatStringId(id, insert1, insert2), type, id);
+}
+
+int ErrorMessageBox(DWORD code) {
+    return MessageBoxText(ErrorMessageText(code), MB_ICONERROR);
+}

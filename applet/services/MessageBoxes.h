@@ -1,0 +1,14 @@
+// The message boxes of the applet. Each returns the button pressed (ID…), and takes MessageBox's type flags.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+int MessageBoxId(UINT id, UINT type);
+int MessageBoxFormat(UINT id, UINT type, const std::wstring& insert1, const std::wstring& insert2 = {});
+int ErrorMessageBox(DWORD code);
+
+// Any text; `helpId` 0: no help context. The box's owner is the thread's active window, or else the frontmost window
+// that the thread shows.
+int MessageBoxText(const std::wstring& text, UINT type, UINT helpId = 0);

@@ -1,0 +1,60 @@
+#include "applet/services/ProcessCaches.h"
+
+#include "framework/ActivationContext.h"
+#include "framework/Module.h"
+
+namespace {
+
+constexpr WORD kManifestId = 2;
+constexpr WORD kHandCursorId = 108;  // of the common controls library
+
+UniqueActivationContext ContextOfThisModule() noexcept {
+    ACTIVATION_CONTEXT_BASIC_INFORMATION information{};
+    const BOOL found = QueryActCtxW(QUERY_ACTCTX_FLAG_ACTCTX_IS_ADDRESS, reinterpret_cast<HANDLE>(&Caches), nullptr,
+                                    ActivationContextBasicInformation, &information, sizeof information, nullptr);
+    if (found && information.hActCtx) return UniqueActivationContext(information.hActCtx);
+    return CreateModuleContext(Module::Instance(), kManifestId);
+}
+
+UniqueCursor CopyOfHandCursor(HANDLE context) {
+    wchar_t directory[MAX_PATH];
+    const UINT length = GetWindowsDirectoryW(directory, static_cast<UINT>(std::size(directory)));
+    if (length == 0 || length >= std::size(directory)) return UniqueCursor();
+    const std::wstring path = std::wstring(directory) + L"\\System32\\comctl32.dll";
+    const ActivationScope active(context);
+    const UniqueModule library(LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
+    const HCURSOR shared = library ? LoadCursorW(library.get(), MAKEINTRESOURCEW(kHandCursorId)) : nullptr;
+    return UniqueCursor(shared ? CopyCursor(shared) : nullptr);
+}
+
+}  // namespace
+
+HANDLE ProcessCaches::ModuleContext() noexcept {
+    if (!moduleContext_) moduleContext_ = ContextOfThisModule();
+    return moduleContext_->get();
+}
+
+HANDLE ProcessCaches::SignatureLibraryContext() noexcept {
+    if (!signatureContext_) {
+        if (const HMODULE library = GetModuleHandleW(L"kvsign.dll")) {
+            signatureContext_ = CreateModuleContext(library, kManifestId);
+        }
+    }
+    return signatureContext_.get();
+}
+
+HCURSOR ProcessCaches::HandCursor() noexcept {
+    if (!handCursor_) {
+        try {
+            handCursor_ = CopyOfHandCursor(ModuleContext());
+        } catch (...) {
+            handCursor_.emplace();
+        }
+    }
+    return handCursor_->get();
+}
+
+ProcessCaches& Caches() noexcept {
+    static ProcessCaches caches;
+    return caches;
+}

@@ -1,0 +1,36 @@
+// What is kept for the life of the process, in one place.
+#pragma once
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+
+#include "applet/services/ProductLibrary.h"
+#include "framework/Handles.h"
+
+class ProcessCaches {
+  public:
+    ProductLibrary support{L"kvsuprt.dll"};
+
+    // The name that message boxes and the configuration sheet are captioned with (DisplayName.h).
+    std::wstring displayName;
+
+    // This module's activation context: the one the loader gave it, else one made from its own manifest;
+    // INVALID_HANDLE_VALUE when there is neither.
+    HANDLE ModuleContext() noexcept;
+
+    // The activation context of the product's signature library, when that is loaded in the process; made once, from
+    // its own manifest. INVALID_HANDLE_VALUE when there is none.
+    HANDLE SignatureLibraryContext() noexcept;
+
+    // The hand shown over links; nullptr when it can't be had.
+    HCURSOR HandCursor() noexcept;
+
+  private:
+    std::optional<UniqueActivationContext> moduleContext_;
+    UniqueActivationContext signatureContext_;
+    std::optional<UniqueCursor> handCursor_;
+};
+
+ProcessCaches& Caches() noexcept;

@@ -1,0 +1,92 @@
+#include "applet/services/ProductLibrary.h"
+
+#include <cstring>
+
+#include "applet/services/ProcessCaches.h"
+#include "framework/ActivationContext.h"
+#include "framework/Module.h"
+#include "framework/RegistryValue.h"
+
+namespace {
+
+constexpr wchar_t kPathKeys[] = L"SOFTWARE\\Kelvane\\Cryptography\\CurrentVersion\\AppPath\\";
+constexpr size_t kLongestKey = 256;
+
+std::wstring RegisteredPath(const std::wstring& fileName) {
+    const std::wstring key = kPathKeys + fileName;
+    if (key.size() > kLongestKey) return {};
+    return ReadRegistryText(HKEY_LOCAL_MACHINE, key, nullptr).value_or(std::wstring());
+}
+
+bool IsFullPath(const std::wstring& path) {
+    const bool drive = path.size() > 3 && iswalpha(path[0]) && path[1] == L':' && path[2] == L'\\';
+    const bool share = path.size() > 2 && path[0] == L'\\' && path[1] == L'\\';
+    return drive || share;
+}
+
+bool SamePath(const std::wstring& one, const std::wstring& other) {
+    return CompareStringW(LOCALE_SYSTEM_DEFAULT, NORM_IGNORECASE, one.c_str(), -1, other.c_str(), -1) == CSTR_EQUAL;
+}
+
+// Switches off the boxes that the system shows when a load fails, for this thread.
+class QuietErrors {
+  public:
+    QuietErrors() noexcept { SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &previous_); }
+    ~QuietErrors() { SetThreadErrorMode(previous_, nullptr); }
+    QuietErrors(const QuietErrors&) = delete;
+    QuietErrors& operator=(const QuietErrors&) = delete;
+
+  private:
+    DWORD previous_ = 0;
+};
+
+}  // namespace
+
+std::wstring ResolveProductLibrary(const std::wstring& fileName) {
+    const std::wstring self = Module::LongFileName();
+    if (self.empty()) return {};
+    const size_t nameStart = self.rfind(L'\\') + 1;
+
+    if (SamePath(RegisteredPath(self.substr(nameStart)), self)) {
+        const std::wstring registered = RegisteredPath(fileName);
+        if (IsFullPath(registered)) return registered;
+    }
+    const std::wstring beside = self.substr(0, nameStart) + fileName;
+    return beside.size() < MAX_PATH ? beside : std::wstring();
+}
+
+HMODULE LoadProductLibrary(const wchar_t* fileName) {
+    const std::wstring path = ResolveProductLibrary(fileName);
+    const QuietErrors quiet;
+    const ActivationScope context(Caches().ModuleContext());
+    if (path.empty()) return LoadLibraryExW(fileName, nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+    return LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+}
+
+DWORD ProductLibrary::Load() noexcept {
+    if (references_ == 0 && !module_) {
+        try {
+            module_ = LoadProductLibrary(fileName_);
+        } catch (...) {
+            // out of memory while resolving the path
+        }
+        if (!module_) return kLibraryNotLoaded;
+    }
+    ++references_;
+    return 0;
+}
+
+void ProductLibrary::Release() noexcept {
+    if (references_ == 0 || --references_ != 0) return;
+    used_ = 0;
+}
+
+FARPROC ProductLibrary::Find(const char* name) noexcept {
+    for (size_t i = 0; i < used_; ++i) {
+        if (std::strcmp(entries_[i].name, name) == 0) return entries_[i].function;
+    }
+    if (!module_ && Load() != 0) return nullptr;
+    const FARPROC function = GetProcAddress(module_, name);
+    if (function && used_ < entries_.size()) entries_[used_++] = {name, function};
+    return function;
+}

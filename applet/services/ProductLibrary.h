@@ -1,0 +1,59 @@
+// A library of the product, found on disk and bound at run time: nothing of the product is imported.
+#pragma once
+
+#include <windows.h>
+
+#include <array>
+#include <string>
+
+// Results of a binding, beside the library functions' own.
+constexpr DWORD kLibraryNotLoaded = 4098;  // the library can't be loaded
+constexpr DWORD kFunctionMissing = 4100;   // the library, or the function in it, is missing
+
+// Where `fileName` is to be loaded from, in order: the path registered for it, when the path registered for this module
+// is the running one; this module's own directory. Empty when this module's own path can't be had or the result would
+// be longer than 259 characters. Only full paths are taken from the registry.
+std::wstring ResolveProductLibrary(const std::wstring& fileName);
+
+// Loads a library of the product from its resolved path; by its bare name, from the system's safe directories, only
+// when no path could be resolved. nullptr on failure, with the thread's last error. Critical-error boxes are off and
+// this module's activation context is active meanwhile. The caller owns a reference to the module.
+HMODULE LoadProductLibrary(const wchar_t* fileName);
+
+// The binding record of one library: module, reference count, entry points found so far. Used by one thread.
+class ProductLibrary {
+  public:
+    explicit constexpr ProductLibrary(const wchar_t* fileName) noexcept : fileName_(fileName) {}
+    ProductLibrary(const ProductLibrary&) = delete;
+    ProductLibrary& operator=(const ProductLibrary&) = delete;
+
+    // Takes a reference; the first one loads the library. 0 or kLibraryNotLoaded.
+    DWORD Load() noexcept;
+
+    // Gives a reference back. The last one forgets the entry points; the module stays loaded for good, since its own
+    // windows and threads may still be about.
+    void Release() noexcept;
+
+    // Calls the exported function `name` (a literal), loading the library on first use. The function's own result, or
+    // kFunctionMissing.
+    template <class Signature, class... Arguments>
+    DWORD Call(const char* name, Arguments... arguments) noexcept {
+        const FARPROC entry = Find(name);
+        if (!entry) return kFunctionMissing;
+        return reinterpret_cast<Signature*>(reinterpret_cast<void*>(entry))(arguments...);
+    }
+
+  private:
+    struct Entry {
+        const char* name;
+        FARPROC function;
+    };
+
+    FARPROC Find(const char* name) noexcept;
+
+    const wchar_t* fileName_;
+    HMODULE module_ = nullptr;
+    DWORD references_ = 0;
+    std::array<Entry, 32> entries_{};  // as many as any of the libraries has functions in use
+    size_t used_ = 0;
+};

@@ -1,0 +1,42 @@
+#include "applet/services/PropPageConfigBase.h"
+
+#include "applet/services/MessageBoxes.h"
+#include "framework/Handles.h"
+#include "framework/PropertySheet.h"
+#include "resources/resource.h"
+
+bool CPropPageConfigBase::OnInitDialog() {
+    initialised_ = true;
+    return CPropertyPageLang::OnInitDialog();
+}
+
+bool CPropPageConfigBase::OnApply() {
+    if (!UpdateData(true)) return false;
+    const SaveResult result = SavePage();
+    if (result == SaveResult::Failed) {
+        MessageBoxId(IDS_SAVE_FAILED, MB_ICONERROR);
+        return false;
+    }
+    SetModified(IsPageModified());
+    if (result == SaveResult::SavedRebuild) GetParentSheet()->EndDialog(IDRETRY);
+    return CPropertyPageLang::OnApply();
+}
+
+void CPropPageConfigBase::OnControlChanged() {
+    SetModified(IsPageModified());
+}
+
+bool CPropPageConfigBase::RebootSystem() {
+    UniqueKernelHandle token;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, token.put())) return false;
+    TOKEN_PRIVILEGES privileges{};
+    privileges.PrivilegeCount = 1;
+    privileges.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
+    if (!LookupPrivilegeValueW(nullptr, L"SeShutdownPrivilege", &privileges.Privileges[0].Luid)) return false;
+    // Succeeds even when the privilege isn't the user's to enable; only the last error tells.
+    SetLastError(ERROR_SUCCESS);
+    if (!AdjustTokenPrivileges(token.get(), FALSE, &privileges, 0, nullptr, nullptr)) return false;
+    if (GetLastError() != ERROR_SUCCESS) return false;
+    return ExitWindowsEx(EWX_REBOOT, SHTDN_REASON_FLAG_PLANNED | SHTDN_REASON_MAJOR_APPLICATION |
+                                         SHTDN_REASON_MINOR_MAINTENANCE) != FALSE;
+}

@@ -1,0 +1,24 @@
+#include "applet/services/Strings.h"
+
+#include "applet/services/SupportLibrary.h"
+#include "framework/Module.h"
+#include "framework/Text.h"
+
+std::wstring LoadStringLang(UINT id) {
+    wchar_t text[256] = L"";
+    DWORD length = static_cast<DWORD>(std::size(text) - 1);
+    if (support_resource_string(Module::Instance(), id, text, &length) != 0) return {};
+    text[std::size(text) - 1] = L'\0';
+    return text;
+}
+
+std::wstring FormatStringId(UINT id, const std::wstring& insert1, const std::wstring& insert2) {
+    return FillInserts(LoadStringLang(id), insert1, insert2);
+}
+
+bool LoadVersionString(const wchar_t* name, std::wstring& value) {
+    const HINSTANCE module = Module::Instance();
+    return ReadSupportText([&](wchar_t* buffer,
+                               DWORD* length) { return support_resource_version_string(name, module, buffer, length); },
+                           value) == 0;
+}

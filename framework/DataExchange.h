@@ -1,0 +1,46 @@
+// Data exchange between a window's controls and its object's members, in the two directions of UpdateData.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+class CWnd;
+
+class CDataExchange {
+  public:
+    // Ends an exchange whose control holds what its member can't take. Caught by UpdateData.
+    struct Failed {};
+
+    CDataExchange(CWnd& window, bool saveAndValidate) noexcept
+        : m_pDlgWnd(&window), m_bSaveAndValidate(saveAndValidate) {}
+
+    CWnd* m_pDlgWnd;
+    bool m_bSaveAndValidate;  // true: controls into members
+
+    // The control that Fail() gives the focus to; an edit control has its text selected as well.
+    HWND PrepareCtrl(UINT id);
+    HWND PrepareEditCtrl(UINT id);
+
+    // Tells the user why, moves the focus to the control last prepared, ends the exchange.
+    [[noreturn]] void Fail(unsigned textId, const std::wstring& insert1 = {}, const std::wstring& insert2 = {});
+
+  private:
+    HWND control_ = nullptr;
+    bool edit_ = false;
+};
+
+// Subclasses the control, at the first exchange.
+void DDX_Control(CDataExchange* exchange, UINT id, CWnd& control);
+
+void DDX_Text(CDataExchange* exchange, UINT id, std::wstring& value);
+void DDX_Text(CDataExchange* exchange, UINT id, int& value);
+void DDX_Text(CDataExchange* exchange, UINT id, UINT& value);
+void DDX_Check(CDataExchange* exchange, UINT id, int& value);    // BST_… state
+void DDX_Radio(CDataExchange* exchange, UINT id, int& value);    // position in the group that `id` begins; -1: none
+void DDX_CBIndex(CDataExchange* exchange, UINT id, int& value);  // -1: nothing selected
+
+// Each stands right after the DDX_Text of its control.
+void DDV_MinMaxInt(CDataExchange* exchange, int value, int least, int most);
+void DDV_MinMaxUInt(CDataExchange* exchange, UINT value, UINT least, UINT most);
+void DDV_MaxChars(CDataExchange* exchange, const std::wstring& value, int most);

@@ -1,0 +1,102 @@
+#include "framework/Dialog.h"
+
+#include "framework/DialogInit.h"
+#include "framework/Module.h"
+
+namespace {
+
+// These messages return their value from the dialog procedure itself, not through DWLP_MSGRESULT.
+constexpr bool ReturnsDirectly(UINT message) {
+    switch (message) {
+        case WM_CTLCOLORMSGBOX:
+        case WM_CTLCOLOREDIT:
+        case WM_CTLCOLORLISTBOX:
+        case WM_CTLCOLORBTN:
+        case WM_CTLCOLORDLG:
+        case WM_CTLCOLORSCROLLBAR:
+        case WM_CTLCOLORSTATIC:
+        case WM_CHARTOITEM:
+        case WM_VKEYTOITEM:
+        case WM_COMPAREITEM:
+        case WM_QUERYDRAGICON:
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+void CDialog::InitModalIndirect(std::span<const BYTE> dialogTemplate, std::span<const BYTE> initData) noexcept {
+    template_ = dialogTemplate;
+    initData_ = initData;
+}
+
+INT_PTR CDialog::DoModal(HWND owner) {
+    if (template_.empty()) return -1;
+    if (!owner) owner = GetActiveWindow();
+    return DialogBoxIndirectParamW(Module::Instance(), reinterpret_cast<LPCDLGTEMPLATEW>(template_.data()), owner,
+                                   &DialogProc, reinterpret_cast<LPARAM>(this));
+}
+
+void CDialog::EndDialog(INT_PTR result) noexcept {
+    ::EndDialog(m_hWnd, result);
+}
+
+bool CDialog::OnInitDialog() {
+    if (!initData_.empty()) ApplyDialogInit(m_hWnd, initData_);
+    UpdateData(false);
+    return true;
+}
+
+void CDialog::OnOK() {
+    if (UpdateData(true)) EndDialog(IDOK);
+}
+
+void CDialog::OnCancel() {
+    EndDialog(IDCANCEL);
+}
+
+MessageResult CDialog::HandleMessage(const Message& message) {
+    if (const MessageResult answer = CWnd::HandleMessage(message)) return answer;
+    if (message.id != WM_COMMAND || HIWORD(message.wParam) != BN_CLICKED) return {};
+    switch (LOWORD(message.wParam)) {
+        case IDOK:
+            OnOK();
+            return 0;
+        case IDCANCEL:
+            OnCancel();
+            return 0;
+        default:
+            return {};
+    }
+}
+
+INT_PTR CDialog::AnswerDialogMessage(const Message& message) noexcept {
+    // The window may be gone, and the object with it, once the message has been handled.
+    const HWND window = m_hWnd;
+    try {
+        const MessageResult answer = HandleMessage(message);
+        if (!answer) return FALSE;
+        if (ReturnsDirectly(message.id)) return *answer;
+        SetWindowLongPtrW(window, DWLP_MSGRESULT, *answer);
+        return TRUE;
+    } catch (...) {
+        return FALSE;  // out of memory: the dialog manager's own answer is the best that is left
+    }
+}
+
+INT_PTR CDialog::Begin(HWND window) noexcept {
+    try {
+        if (Attach(window, Source::DialogProcedure)) return OnInitDialog();
+    } catch (...) {
+        // The dialog stays as its template made it.
+    }
+    return TRUE;
+}
+
+INT_PTR CALLBACK CDialog::DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept {
+    if (message == WM_INITDIALOG) return reinterpret_cast<CDialog*>(lParam)->Begin(window);
+    auto* self = static_cast<CDialog*>(FromHandlePermanent(window));
+    return self ? self->AnswerDialogMessage({message, wParam, lParam}) : FALSE;
+}

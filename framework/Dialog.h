@@ -1,0 +1,38 @@
+// CDialog: a dialog from a template in memory.
+#pragma once
+
+#include "framework/Wnd.h"
+
+class CDialog : public CWnd {
+  public:
+    CDialog() = default;
+
+    // The template and its initialisation data (may be empty); both stay the caller's and must outlive the dialog.
+    void InitModalIndirect(std::span<const BYTE> dialogTemplate, std::span<const BYTE> initData = {}) noexcept;
+
+    // Runs the dialog over the thread's active window, or over `owner`; the value given to EndDialog, or -1 when there
+    // is no template or the dialog can't be created.
+    INT_PTR DoModal(HWND owner = nullptr);
+
+    void EndDialog(INT_PTR result) noexcept;
+
+  protected:
+    // Derived classes call the base first. True: the system sets the focus to the first control.
+    virtual bool OnInitDialog();
+    virtual void OnOK();      // takes the controls' values; ends with IDOK when they are valid
+    virtual void OnCancel();  // ends with IDCANCEL
+
+    MessageResult HandleMessage(const Message& message) override;
+
+    // What a dialog procedure returns for a message to this attached object. Lets nothing out.
+    INT_PTR AnswerDialogMessage(const Message& message) noexcept;
+
+    // WM_INITDIALOG: ties the object to its window and runs OnInitDialog.
+    INT_PTR Begin(HWND window) noexcept;
+
+    std::span<const BYTE> template_;
+    std::span<const BYTE> initData_;
+
+  private:
+    static INT_PTR CALLBACK DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept;
+};

@@ -1,0 +1,30 @@
+#include "framework/FileDialog.h"
+
+#include <commdlg.h>
+
+#include <algorithm>
+
+#include "framework/SystemLibrary.h"
+
+INT_PTR CFileDialog::DoModal(HWND owner) {
+    const SystemLibrary library(L"comdlg32.dll");
+    const auto show =
+        library.Function<decltype(&GetOpenFileNameW)>(kind_ == Kind::Open ? "GetOpenFileNameW" : "GetSaveFileNameW");
+    if (!show) return IDCANCEL;
+
+    std::wstring filter = filter_;
+    std::replace(filter.begin(), filter.end(), L'|', L'\0');
+    std::wstring file(32768, L'\0');  // the longest path there is, terminator included
+
+    OPENFILENAMEW request{};
+    request.lStructSize = sizeof request;
+    request.hwndOwner = owner;
+    request.lpstrFilter = filter.c_str();
+    request.lpstrFile = file.data();
+    request.nMaxFile = static_cast<DWORD>(file.size());
+    request.Flags = OFN_EXPLORER | OFN_HIDEREADONLY | OFN_NOCHANGEDIR;
+    request.Flags |= kind_ == Kind::Open ? OFN_FILEMUSTEXIST | OFN_PATHMUSTEXIST : OFN_PATHMUSTEXIST;
+    if (!show(&request)) return IDCANCEL;
+    path_ = file.c_str();
+    return IDOK;
+}

@@ -1,0 +1,25 @@
+// CFileDialog: the system's Open and Save As dialogs.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+class CFileDialog {
+  public:
+    enum class Kind { Open, Save };
+
+    // `filter`: pairs of name and pattern, each ended by "|", one more "|" at the end ("All Files (*.*)|*.*||").
+    CFileDialog(Kind kind, std::wstring filter) : kind_(kind), filter_(std::move(filter)) {}
+
+    // IDOK or IDCANCEL (also when the dialog can't be shown).
+    INT_PTR DoModal(HWND owner);
+
+    // The chosen file's full path; empty before IDOK.
+    const std::wstring& GetPathName() const noexcept { return path_; }
+
+  private:
+    Kind kind_;
+    std::wstring filter_;
+    std::wstring path_;
+};

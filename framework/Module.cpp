@@ -1,0 +1,42 @@
+#include "framework/Module.h"
+
+namespace Module {
+
+HINSTANCE Instance() noexcept {
+    HMODULE module = nullptr;
+    if (GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                           reinterpret_cast<LPCWSTR>(&Instance), &module)) {
+        return module;
+    }
+    MEMORY_BASIC_INFORMATION memory{};  // an instance handle is the address where the module begins
+    if (VirtualQuery(reinterpret_cast<LPCVOID>(&Instance), &memory, sizeof memory) == 0) return nullptr;
+    return static_cast<HINSTANCE>(memory.AllocationBase);
+}
+
+std::wstring FileName() {
+    wchar_t path[MAX_PATH];
+    const DWORD length = GetModuleFileNameW(Instance(), path, static_cast<DWORD>(std::size(path)));
+    if (length == 0 || length >= std::size(path)) return {};
+    return path;
+}
+
+std::wstring LongFileName() {
+    const std::wstring path = FileName();
+    wchar_t longPath[MAX_PATH];
+    const DWORD length =
+        path.empty() ? 0 : GetLongPathNameW(path.c_str(), longPath, static_cast<DWORD>(std::size(longPath)));
+    if (length == 0 || length >= std::size(longPath)) return {};
+    return longPath;
+}
+
+std::span<const BYTE> Resource(UINT type, UINT id, WORD language) noexcept {
+    const HINSTANCE module = Instance();
+    const HRSRC place = FindResourceExW(module, MAKEINTRESOURCEW(type), MAKEINTRESOURCEW(id), language);
+    if (!place) return {};
+    const HGLOBAL loaded = LoadResource(module, place);
+    const void* bytes = loaded ? LockResource(loaded) : nullptr;
+    if (!bytes) return {};
+    return {static_cast<const BYTE*>(bytes), SizeofResource(module, place)};
+}
+
+}  // namespace Module

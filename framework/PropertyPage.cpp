@@ -1,0 +1,105 @@
+#include "framework/PropertyPage.h"
+
+#include <utility>
+
+#include "framework/Module.h"
+#include "framework/PropertySheet.h"
+
+CPropertyPage::CPropertyPage() noexcept {
+    m_psp.dwSize = sizeof m_psp;
+    m_psp.hInstance = Module::Instance();
+    m_psp.pfnDlgProc = &PageProc;
+    m_psp.lParam = reinterpret_cast<LPARAM>(this);
+}
+
+void CPropertyPage::SetTemplate(std::span<const BYTE> dialogTemplate, std::span<const BYTE> initData) noexcept {
+    InitModalIndirect(dialogTemplate, initData);
+    m_psp.pResource = reinterpret_cast<LPCDLGTEMPLATEW>(dialogTemplate.data());
+    m_psp.dwFlags |= PSP_DLGINDIRECT;
+}
+
+void CPropertyPage::SetCaption(std::wstring caption) {
+    caption_ = std::move(caption);
+    if (caption_.empty()) return;
+    m_psp.pszTitle = caption_.c_str();
+    m_psp.dwFlags |= PSP_USETITLE;
+}
+
+void CPropertyPage::SetHeader(std::wstring title, std::wstring subtitle) {
+    headerTitle_ = std::move(title);
+    headerSubtitle_ = std::move(subtitle);
+    if (!headerTitle_.empty()) {
+        m_psp.pszHeaderTitle = headerTitle_.c_str();
+        m_psp.dwFlags |= PSP_USEHEADERTITLE;
+    }
+    if (!headerSubtitle_.empty()) {
+        m_psp.pszHeaderSubTitle = headerSubtitle_.c_str();
+        m_psp.dwFlags |= PSP_USEHEADERSUBTITLE;
+    }
+}
+
+void CPropertyPage::SetModified(bool modified) noexcept {
+    ::SendMessageW(GetParent(), modified ? PSM_CHANGED : PSM_UNCHANGED, reinterpret_cast<WPARAM>(m_hWnd), 0);
+}
+
+bool CPropertyPage::OnSetActive() {
+    // OnInitDialog has just shown the members when the page appears for the first time.
+    if (std::exchange(activated_, true)) UpdateData(false);
+    return true;
+}
+
+bool CPropertyPage::OnKillActive() {
+    return UpdateData(true);
+}
+
+bool CPropertyPage::OnApply() {
+    return true;
+}
+
+bool CPropertyPage::OnQueryCancel() {
+    return true;
+}
+
+MessageResult CPropertyPage::HandleMessage(const Message& message) {
+    if (const MessageResult answer = CDialog::HandleMessage(message)) return answer;
+    if (message.id != WM_NOTIFY) return {};
+    const auto* header = reinterpret_cast<const NMHDR*>(message.lParam);
+    if (header->hwndFrom != GetParent()) return {};
+    return HandleSheetNotification(header->code);
+}
+
+MessageResult CPropertyPage::HandleSheetNotification(UINT code) {
+    switch (code) {
+        case PSN_SETACTIVE:
+            return OnSetActive() ? 0 : -1;
+        case PSN_KILLACTIVE:
+            return OnKillActive() ? FALSE : TRUE;
+        case PSN_APPLY:
+            return OnApply() ? PSNRET_NOERROR : PSNRET_INVALID;
+        case PSN_RESET:
+            OnReset();
+            return 0;
+        case PSN_QUERYCANCEL:
+            return OnQueryCancel() ? FALSE : TRUE;
+        case PSN_WIZBACK:
+            return OnWizardBack();
+        case PSN_WIZNEXT:
+            return OnWizardNext();
+        case PSN_WIZFINISH:
+            return OnWizardFinish() ? FALSE : TRUE;
+        default:
+            return {};
+    }
+}
+
+INT_PTR CALLBACK CPropertyPage::PageProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept {
+    if (message == WM_INITDIALOG) {
+        const auto* page = reinterpret_cast<const PROPSHEETPAGEW*>(lParam);
+        auto* self = reinterpret_cast<CPropertyPage*>(page->lParam);
+        if (self->sheet_) self->sheet_->AttachSheet(::GetParent(window));
+        self->activated_ = false;
+        return self->Begin(window);
+    }
+    auto* self = static_cast<CPropertyPage*>(FromHandlePermanent(window));
+    return self ? self->AnswerDialogMessage({message, wParam, lParam}) : FALSE;
+}

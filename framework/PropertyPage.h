@@ -1,0 +1,59 @@
+// CPropertyPage: one page of a property sheet or a wizard, from a template in memory.
+#pragma once
+
+#include <windows.h>
+
+#include <prsht.h>
+
+#include "framework/Dialog.h"
+
+class CPropertySheet;
+
+class CPropertyPage : public CDialog {
+  public:
+    CPropertyPage() noexcept;
+
+    // What the sheet is told about the page. A derived class fills it before the page is added to a sheet.
+    PROPSHEETPAGEW m_psp{};
+
+    bool HasTemplate() const noexcept { return m_psp.pResource != nullptr; }
+
+    // The page's template (and its initialisation data), locked resources that outlive the page.
+    void SetTemplate(std::span<const BYTE> dialogTemplate, std::span<const BYTE> initData) noexcept;
+
+    // Texts of a wizard page; empty ones leave the page as it is. Called before the page is added.
+    void SetCaption(std::wstring caption);
+    void SetHeader(std::wstring title, std::wstring subtitle);
+    void HideHeader() noexcept { m_psp.dwFlags |= PSP_HIDEHEADER; }
+
+    // The sheet that this page was added to; nullptr before.
+    CPropertySheet* GetParentSheet() const noexcept { return sheet_; }
+
+    void SetModified(bool modified = true) noexcept;
+
+  protected:
+    virtual bool OnSetActive();    // false: the sheet goes on to the next page. Here: members into controls
+    virtual bool OnKillActive();   // false: the page stays. Here: controls into members
+    virtual bool OnApply();        // false: the sheet stays open and shows this page. Here: true
+    virtual void OnReset() {}      // the sheet is cancelled
+    virtual bool OnQueryCancel();  // false: the sheet stays open
+    virtual LRESULT OnWizardBack() { return 0; }  // 0: go; -1: stay
+    virtual LRESULT OnWizardNext() { return 0; }  // 0: go; -1: stay
+    virtual bool OnWizardFinish() { return true; }
+
+    void OnOK() override {}      // a page has no such button; Enter is the sheet's
+    void OnCancel() override {}  // and so is Esc
+
+    MessageResult HandleMessage(const Message& message) override;
+
+  private:
+    MessageResult HandleSheetNotification(UINT code);
+
+    static INT_PTR CALLBACK PageProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept;
+
+    friend class CPropertySheet;
+
+    CPropertySheet* sheet_ = nullptr;
+    bool activated_ = false;
+    std::wstring caption_, headerTitle_, headerSubtitle_;
+};

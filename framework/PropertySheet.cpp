@@ -1,0 +1,115 @@
+#include "framework/PropertySheet.h"
+
+#include <algorithm>
+
+#include "framework/Module.h"
+#include "framework/PropertyPage.h"
+
+namespace {
+
+// Disables a sheet's owner while the sheet runs.
+class OwnerLock {
+  public:
+    explicit OwnerLock(HWND owner) noexcept : owner_(owner && IsWindowEnabled(owner) ? owner : nullptr) {
+        if (owner_) EnableWindow(owner_, FALSE);
+    }
+    ~OwnerLock() {
+        if (owner_) EnableWindow(owner_, TRUE);
+    }
+    OwnerLock(const OwnerLock&) = delete;
+    OwnerLock& operator=(const OwnerLock&) = delete;
+
+  private:
+    HWND owner_;
+};
+
+}  // namespace
+
+CPropertySheet::CPropertySheet() noexcept : flags_(PSH_MODELESS | PSH_NOCONTEXTHELP) {}
+
+void CPropertySheet::SetWizard97(HBITMAP watermark, HBITMAP header) noexcept {
+    flags_ |= PSH_WIZARD97;
+    watermark_ = watermark;
+    header_ = header;
+    // By handle: bitmaps named by resource are not drawn everywhere.
+    if (watermark_) flags_ |= PSH_WATERMARK | PSH_USEHBMWATERMARK;
+    flags_ |= PSH_HEADER;
+    if (header_) flags_ |= PSH_USEHBMHEADER;
+}
+
+void CPropertySheet::AddPage(CPropertyPage& page) {
+    pages_.push_back(&page);
+}
+
+void CPropertySheet::AttachSheet(HWND window) {
+    if (m_hWnd || !Attach(window, Source::Subclass)) return;
+    OnInitDialog();
+}
+
+HWND CPropertySheet::CreateSheet() {
+    std::vector<HPROPSHEETPAGE> handles;
+    for (CPropertyPage* page : pages_) {
+        if (!page->HasTemplate()) continue;
+        page->sheet_ = this;
+        if (const HPROPSHEETPAGE handle = CreatePropertySheetPageW(&page->m_psp)) handles.push_back(handle);
+    }
+    if (handles.empty()) return nullptr;
+
+    PROPSHEETHEADERW header{};
+    header.dwSize = sizeof header;
+    header.dwFlags = flags_;
+    header.hwndParent = owner_;
+    header.hInstance = Module::Instance();
+    header.pszCaption = caption_.c_str();
+    header.nPages = static_cast<UINT>(handles.size());
+    header.nStartPage = startPage_ < handles.size() ? startPage_ : 0;
+    header.phpage = handles.data();
+    header.hbmWatermark = watermark_;
+    header.hbmHeader = header_;
+    const INT_PTR created = PropertySheetW(&header);  // destroys the page handles when it fails
+    if (created == 0 || created == -1) return nullptr;
+    const HWND window = reinterpret_cast<HWND>(created);
+    AttachSheet(window);
+    return window;
+}
+
+INT_PTR CPropertySheet::DoModal() {
+    ended_ = false;
+    result_ = IDCANCEL;
+    if (owner_) owner_ = GetAncestor(owner_, GA_ROOT);
+    INT_PTR result = -1;
+    HWND window = nullptr;
+    {
+        const OwnerLock lock(owner_);
+        window = CreateSheet();
+        if (window) result = RunLoop();
+        // The owner is enabled again before the sheet goes, or another program's window would come to the front.
+    }
+    if (!window) {
+        PostNcDestroy();
+    } else if (IsWindow(window)) {
+        DestroyWindow(window);  // from here the object may be gone
+    }
+    return result;
+}
+
+void CPropertySheet::EndDialog(INT_PTR result) noexcept {
+    ended_ = true;
+    result_ = result;
+    PostMessage(WM_NULL);  // the loop looks again
+}
+
+INT_PTR CPropertySheet::RunLoop() noexcept {
+    const HWND window = m_hWnd;
+    MSG message;
+    while (!ended_ && PropSheet_GetCurrentPageHwnd(window)) {
+        const BOOL got = GetMessageW(&message, nullptr, 0, 0);
+        if (got == 0) PostQuitMessage(static_cast<int>(message.wParam));  // the program ends: its own loop must see it
+        if (got <= 0) return IDCANCEL;
+        if (!PropSheet_IsDialogMessage(window, &message)) {
+            TranslateMessage(&message);
+            DispatchMessageW(&message);
+        }
+    }
+    return ended_ ? result_ : PropSheet_GetResult(window);
+}

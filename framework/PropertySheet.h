@@ -1,0 +1,64 @@
+// CPropertySheet: a property sheet or a wizard, run modally with a result of its pages' choice.
+#pragma once
+
+#include <windows.h>
+
+#include <prsht.h>
+
+#include <string>
+#include <vector>
+
+#include "framework/Wnd.h"
+
+class CPropertyPage;
+
+class CPropertySheet : public CWnd {
+  public:
+    CPropertySheet() noexcept;
+
+    // The sheet's owner (its top-level window is disabled while the sheet runs), caption, first page from 0.
+    void SetOwner(HWND owner) noexcept { owner_ = owner; }
+    void SetCaption(std::wstring caption) { caption_ = std::move(caption); }
+    void SetStartPage(UINT page) noexcept { startPage_ = page; }
+
+    // Makes the sheet a wizard of the Wizard97 style. Bitmaps stay the caller's, none is allowed; the watermark shows
+    // on pages that hide their header, the header bitmap on all others.
+    void SetWizard97(HBITMAP watermark, HBITMAP header) noexcept;
+
+    // Pages stay the caller's and must outlive the sheet's run. A page that has no template is not shown.
+    void AddPage(CPropertyPage& page);
+
+    // Runs the sheet until it is closed or ended: the value given to EndDialog, else IDOK (wizards: ID_WIZFINISH) or
+    // IDCANCEL; -1 when the sheet couldn't be shown. PostNcDestroy has run when this returns, on every path, so the
+    // object may be gone.
+    INT_PTR DoModal();
+
+    // Ends the run with this result, whatever the pages hold.
+    void EndDialog(INT_PTR result) noexcept;
+
+    // These are posted: a sheet pressed or changed from inside a page's notification would still be busy with it.
+    void PressButton(int button) noexcept { PostMessage(PSM_PRESSBUTTON, static_cast<WPARAM>(button)); }
+    void SetWizardButtons(DWORD buttons) noexcept { PostMessage(PSM_SETWIZBUTTONS, 0, static_cast<LPARAM>(buttons)); }
+
+    bool SetActivePage(int page) noexcept { return SendMessage(PSM_SETCURSEL, static_cast<WPARAM>(page)) != 0; }
+
+  protected:
+    // The sheet's window exists, the first page is about to be initialised.
+    virtual void OnInitDialog() {}
+
+  private:
+    friend class CPropertyPage;
+
+    void AttachSheet(HWND window);
+    HWND CreateSheet();
+    INT_PTR RunLoop() noexcept;
+
+    std::vector<CPropertyPage*> pages_;
+    std::wstring caption_;
+    HWND owner_ = nullptr;
+    UINT startPage_ = 0;
+    DWORD flags_ = 0;
+    HBITMAP watermark_ = nullptr, header_ = nullptr;
+    bool ended_ = false;
+    INT_PTR result_ = IDCANCEL;
+};

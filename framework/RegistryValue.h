@@ -1,0 +1,12 @@
+// Values of the Windows registry, checked for type, size and termination.
+#pragma once
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+
+// The text stored as REG_SZ in `value` (nullptr: the key's default value) of `key` below `root`. Nothing when the key
+// or the value is missing, can't be read, is of another type, of an odd size, or holds more than 32,767 characters. A
+// text stored without its terminator is taken as it is; one with characters behind its terminator ends there.
+std::optional<std::wstring> ReadRegistryText(HKEY root, const std::wstring& key, const wchar_t* value);

@@ -1,0 +1,103 @@
+#include "framework/Text.h"
+
+#include <algorithm>
+#include <cwchar>
+
+namespace {
+
+// One place of a format: "%", "0"?, up to two digits of width, a kind.
+struct Place {
+    bool zeros = false;
+    size_t width = 0;
+    wchar_t kind = L'\0';
+    size_t length = 0;  // of the whole place
+};
+
+Place ReadPlace(const std::wstring& format, size_t start) {
+    Place place;
+    size_t at = start + 1;
+    if (at < format.size() && format[at] == L'0') {
+        place.zeros = true;
+        ++at;
+    }
+    for (int digits = 0; digits < 2 && at < format.size() && format[at] >= L'0' && format[at] <= L'9'; ++digits, ++at) {
+        place.width = place.width * 10 + static_cast<size_t>(format[at] - L'0');
+    }
+    if (at < format.size()) place.kind = format[at];
+    place.length = at + 1 - start;
+    return place;
+}
+
+std::wstring NumberText(const Place& place, unsigned number) {
+    wchar_t digits[16] = L"";
+    switch (place.kind) {
+        case L'd':
+            std::swprintf(digits, std::size(digits), L"%d", static_cast<int>(number));
+            break;
+        case L'X':
+            std::swprintf(digits, std::size(digits), L"%X", number);
+            break;
+        default:
+            std::swprintf(digits, std::size(digits), L"%u", number);
+            break;
+    }
+    std::wstring text = digits;
+    if (text.size() < place.width) text.insert(0, place.width - text.size(), place.zeros ? L'0' : L' ');
+    return text;
+}
+
+}  // namespace
+
+std::wstring FillInserts(const std::wstring& format, const std::wstring& insert1, const std::wstring& insert2) {
+    std::wstring text;
+    text.reserve(format.size() + insert1.size() + insert2.size());
+    for (size_t at = 0; at < format.size(); ++at) {
+        const wchar_t next = format[at] == L'%' && at + 1 < format.size() ? format[at + 1] : L'\0';
+        switch (next) {
+            case L'1':
+                text += insert1;
+                break;
+            case L'2':
+                text += insert2;
+                break;
+            case L'%':
+                text += L'%';
+                break;
+            default:
+                text += format[at];
+                continue;
+        }
+        ++at;
+    }
+    return text;
+}
+
+std::wstring FillPlaces(const std::wstring& format, std::initializer_list<FormatArgument> arguments) {
+    std::wstring text;
+    auto argument = arguments.begin();
+    for (size_t at = 0; at < format.size();) {
+        if (format[at] != L'%') {
+            text += format[at++];
+            continue;
+        }
+        const Place place = ReadPlace(format, at);
+        const bool left = argument != arguments.end();
+        const std::wstring* insert = left ? std::get_if<std::wstring>(&*argument) : nullptr;
+        const unsigned* number = left ? std::get_if<unsigned>(&*argument) : nullptr;
+        if (place.kind == L'%') {
+            text += L'%';
+        } else if (place.kind == L's' && insert) {
+            text += *insert;
+            ++argument;
+        } else if ((place.kind == L'd' || place.kind == L'u' || place.kind == L'X') && number) {
+            text += NumberText(place, *number);
+            ++argument;
+        } else {
+            text += L'%';
+            ++at;
+            continue;
+        }
+        at += place.length;
+    }
+    return text;
+}

@@ -1,0 +1,131 @@
+#include "framework/Wnd.h"
+
+#include <commctrl.h>
+
+#include "framework/DataExchange.h"
+#include "framework/FrameworkText.h"
+#include "framework/Module.h"
+#include "framework/UniqueHandle.h"
+
+namespace {
+
+constexpr UINT_PTR kSubclassId = 1;
+
+constexpr bool IsColorRequest(UINT message) {
+    return message >= WM_CTLCOLORMSGBOX && message <= WM_CTLCOLORSTATIC;
+}
+
+}  // namespace
+
+bool Route::Takes(const Message& m) const noexcept {
+    if (m.id != message) return false;
+    if (m.id == WM_COMMAND) {
+        const UINT id = LOWORD(m.wParam);
+        return HIWORD(m.wParam) == code && id >= ids.first && id <= ids.last;
+    }
+    if (m.id == WM_NOTIFY) {
+        const auto* header = reinterpret_cast<const NMHDR*>(m.lParam);
+        return header->code == code && header->idFrom >= ids.first && header->idFrom <= ids.last;
+    }
+    return true;
+}
+
+CWnd::~CWnd() {
+    UnsubclassWindow();
+}
+
+CWnd* CWnd::FromHandlePermanent(HWND window) noexcept {
+    // The subclass procedure's address is this module's own, so another module's objects are never taken for ours.
+    DWORD_PTR object = 0;
+    if (!window || !GetWindowSubclass(window, &SubclassProc, kSubclassId, &object)) return nullptr;
+    return reinterpret_cast<CWnd*>(object);
+}
+
+bool CWnd::Attach(HWND window, Source source) noexcept {
+    if (!window || !SetWindowSubclass(window, &SubclassProc, kSubclassId, reinterpret_cast<DWORD_PTR>(this)))
+        return false;
+    m_hWnd = window;
+    source_ = source;
+    return true;
+}
+
+bool CWnd::SubclassWindow(HWND window) noexcept {
+    return Attach(window, Source::Subclass);
+}
+
+bool CWnd::SubclassDlgItem(UINT id, const CWnd& parent) noexcept {
+    return SubclassWindow(parent.GetDlgItem(id));
+}
+
+void CWnd::UnsubclassWindow() noexcept {
+    if (!m_hWnd) return;
+    const LastErrorKeeper keeper;
+    RemoveWindowSubclass(m_hWnd, &SubclassProc, kSubclassId);
+    m_hWnd = nullptr;
+}
+
+std::wstring CWnd::GetWindowText() const {
+    std::wstring text(static_cast<size_t>(::GetWindowTextLengthW(m_hWnd)), L'\0');
+    const int length = ::GetWindowTextW(m_hWnd, text.data(), static_cast<int>(text.size()) + 1);
+    text.resize(static_cast<size_t>(length));
+    return text;
+}
+
+bool CWnd::UpdateData(bool saveAndValidate) {
+    CDataExchange exchange(*this, saveAndValidate);
+    try {
+        DoDataExchange(&exchange);
+        return true;
+    } catch (const CDataExchange::Failed&) {
+        return false;
+    }
+}
+
+void CWnd::DoDataExchange(CDataExchange*) {}
+
+std::wstring CWnd::LoadText(UINT id) const {
+    const wchar_t* text = nullptr;
+    const int length = LoadStringW(Module::Instance(), id, reinterpret_cast<LPWSTR>(&text), 0);
+    return length > 0 ? std::wstring(text, static_cast<size_t>(length)) : std::wstring();
+}
+
+int CWnd::ShowMessage(const std::wstring& text, UINT type) {
+    const HWND root = ::GetAncestor(m_hWnd, GA_ROOT);
+    wchar_t caption[256] = L"";
+    ::GetWindowTextW(root, caption, static_cast<int>(std::size(caption)));
+    return ::MessageBoxW(root, text.c_str(), caption, type);
+}
+
+MessageResult CWnd::HandleMessage(const Message& message) {
+    if (const MessageResult answer = Reflect(message)) return answer;
+    for (const Route& route : Routes()) {
+        if (route.Takes(message)) return route.handler(*this, message);
+    }
+    return {};
+}
+
+MessageResult CWnd::Reflect(const Message& message) {
+    if (!IsColorRequest(message.id)) return {};
+    CWnd* control = FromHandlePermanent(reinterpret_cast<HWND>(message.lParam));
+    if (!control) return {};
+    return control->HandleMessage({kReflected + message.id, message.wParam, message.lParam});
+}
+
+LRESULT CALLBACK CWnd::SubclassProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR,
+                                    DWORD_PTR object) noexcept {
+    auto* self = reinterpret_cast<CWnd*>(object);
+    try {
+        if (message == WM_NCDESTROY) {
+            self->UnsubclassWindow();
+            const LRESULT result = DefSubclassProc(window, message, wParam, lParam);
+            self->PostNcDestroy();  // may delete the object
+            return result;
+        }
+        if (self->source_ == Source::Subclass) {
+            if (const MessageResult answer = self->HandleMessage({message, wParam, lParam})) return *answer;
+        }
+    } catch (...) {
+        // Out of memory while answering: the system's own answer is the best that is left.
+    }
+    return DefSubclassProc(window, message, wParam, lParam);
+}

@@ -1,0 +1,88 @@
+// CWnd: a window and the object that answers its messages.
+#pragma once
+
+#include <windows.h>
+
+#include <span>
+#include <string>
+
+#include "framework/Route.h"
+
+class CDataExchange;
+
+class CWnd {
+  public:
+    CWnd() = default;
+    virtual ~CWnd();
+    CWnd(const CWnd&) = delete;
+    CWnd& operator=(const CWnd&) = delete;
+
+    HWND m_hWnd = nullptr;
+
+    HWND GetSafeHwnd() const noexcept { return m_hWnd; }
+
+    // The object attached to a window by this module; nullptr when there is none.
+    static CWnd* FromHandlePermanent(HWND window) noexcept;
+
+    // Puts this object in front of an existing window. The window stays its creator's; the object lets go when the
+    // window is destroyed, or when the object is.
+    bool SubclassWindow(HWND window) noexcept;
+    bool SubclassDlgItem(UINT id, const CWnd& parent) noexcept;
+    void UnsubclassWindow() noexcept;
+
+    HWND GetDlgItem(UINT id) const noexcept { return ::GetDlgItem(m_hWnd, static_cast<int>(id)); }
+    HWND GetParent() const noexcept { return ::GetParent(m_hWnd); }
+    std::wstring GetWindowText() const;
+    bool SetWindowText(const std::wstring& text) noexcept { return ::SetWindowTextW(m_hWnd, text.c_str()) != FALSE; }
+    bool EnableWindow(bool enable = true) noexcept { return ::EnableWindow(m_hWnd, enable) != FALSE; }
+    bool ShowWindow(int command) noexcept { return ::ShowWindow(m_hWnd, command) != FALSE; }
+    void Invalidate() noexcept { ::InvalidateRect(m_hWnd, nullptr, TRUE); }
+    LRESULT SendMessage(UINT message, WPARAM wParam = 0, LPARAM lParam = 0) const noexcept {
+        return ::SendMessageW(m_hWnd, message, wParam, lParam);
+    }
+    bool PostMessage(UINT message, WPARAM wParam = 0, LPARAM lParam = 0) const noexcept {
+        return ::PostMessageW(m_hWnd, message, wParam, lParam) != FALSE;
+    }
+    void EnableDlgItem(UINT id, bool enable) noexcept { ::EnableWindow(GetDlgItem(id), enable); }
+    void ShowDlgItem(UINT id, bool show) noexcept { ::ShowWindow(GetDlgItem(id), show ? SW_SHOW : SW_HIDE); }
+
+    // Moves members into controls (false) or controls into members (true), as DoDataExchange lists them. False when a
+    // control's content doesn't fit its member; the user has been told, and the control has the focus.
+    bool UpdateData(bool saveAndValidate = true);
+
+    // A text of the framework's own (FrameworkText.h) in the user's language. Here: the module's string table in the
+    // thread's language.
+    virtual std::wstring LoadText(UINT id) const;
+
+    // A message box over this window. Here: captioned as the window's top-level owner.
+    virtual int ShowMessage(const std::wstring& text, UINT type);
+
+  protected:
+    // The class's message table. A derived class's table replaces its base's.
+    virtual std::span<const Route> Routes() const { return {}; }
+
+    virtual void DoDataExchange(CDataExchange* exchange);
+
+    // Called once the window is gone and the object holds no handle; the object may delete itself here.
+    virtual void PostNcDestroy() {}
+
+    // Everything an object does with a message: a control's own answer first, then the table; derived framework
+    // classes add what they do themselves.
+    virtual MessageResult HandleMessage(const Message& message);
+
+    // Where an attached object's messages come from: the subclass procedure itself, or a dialog procedure, which then
+    // answers them, while the subclass only keeps the tie.
+    enum class Source { Subclass, DialogProcedure };
+
+    // Ties the object to its window: from here FromHandlePermanent finds it.
+    bool Attach(HWND window, Source source) noexcept;
+
+  private:
+    // Hands a message that a parent got about one of its controls (WM_CTLCOLOR…) to that control's object.
+    static MessageResult Reflect(const Message& message);
+
+    static LRESULT CALLBACK SubclassProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR id,
+                                         DWORD_PTR object) noexcept;
+
+    Source source_ = Source::Subclass;
+};
