@@ -18,10 +18,8 @@ constexpr bool ReturnsDirectly(UINT message) {
         case WM_CHARTOITEM:
         case WM_VKEYTOITEM:
         case WM_COMPAREITEM:
-        case WM_QUERYDRAGICON:
-            return true;
-        default:
-            return false;
+        case WM_QUERYDRAGICON: return true;
+        default: return false;
     }
 }
 
@@ -61,14 +59,9 @@ MessageResult CDialog::HandleMessage(const Message& message) {
     if (const MessageResult answer = CWnd::HandleMessage(message)) return answer;
     if (message.id != WM_COMMAND || HIWORD(message.wParam) != BN_CLICKED) return {};
     switch (LOWORD(message.wParam)) {
-        case IDOK:
-            OnOK();
-            return 0;
-        case IDCANCEL:
-            OnCancel();
-            return 0;
-        default:
-            return {};
+        case IDOK: OnOK(); return 0;
+        case IDCANCEL: OnCancel(); return 0;
+        default: return {};
     }
 }
 
@@ -87,6 +80,7 @@ INT_PTR CDialog::AnswerDialogMessage(const Message& message) noexcept {
 }
 
 INT_PTR CDialog::Begin(HWND window) noexcept {
+    SetWindowLongPtrW(window, DWLP_USER, reinterpret_cast<LONG_PTR>(this));
     try {
         if (Attach(window, Source::DialogProcedure)) return OnInitDialog();
     } catch (...) {
@@ -95,8 +89,12 @@ INT_PTR CDialog::Begin(HWND window) noexcept {
     return TRUE;
 }
 
+CDialog* CDialog::ObjectOf(HWND window) noexcept {
+    return reinterpret_cast<CDialog*>(GetWindowLongPtrW(window, DWLP_USER));
+}
+
 INT_PTR CALLBACK CDialog::DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept {
     if (message == WM_INITDIALOG) return reinterpret_cast<CDialog*>(lParam)->Begin(window);
-    auto* self = static_cast<CDialog*>(FromHandlePermanent(window));
+    CDialog* self = ObjectOf(window);
     return self ? self->AnswerDialogMessage({message, wParam, lParam}) : FALSE;
 }

@@ -30,6 +30,9 @@ class CDialog : public CWnd {
     // WM_INITDIALOG: ties the object to its window and runs OnInitDialog.
     INT_PTR Begin(HWND window) noexcept;
 
+    // The object that Begin tied to a dialog window; nullptr before.
+    static CDialog* ObjectOf(HWND window) noexcept;
+
     std::span<const BYTE> template_;
     std::span<const BYTE> initData_;
 

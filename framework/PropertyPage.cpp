@@ -56,6 +56,17 @@ bool CPropertyPage::OnApply() {
     return true;
 }
 
+HWND CPropertyPage::OnQueryInitialFocus() {
+    const HWND first = GetNextDlgTabItem(m_hWnd, nullptr, FALSE);
+    HWND control = first;
+    do {
+        const bool edit = (::SendMessageW(control, WM_GETDLGCODE, 0, 0) & DLGC_HASSETSEL) != 0;
+        if (!edit || !(GetWindowLongPtrW(control, GWL_STYLE) & ES_READONLY)) return control;
+        control = GetNextDlgTabItem(m_hWnd, control, FALSE);
+    } while (control && control != first);
+    return first;
+}
+
 bool CPropertyPage::OnQueryCancel() {
     return true;
 }
@@ -70,25 +81,16 @@ MessageResult CPropertyPage::HandleMessage(const Message& message) {
 
 MessageResult CPropertyPage::HandleSheetNotification(UINT code) {
     switch (code) {
-        case PSN_SETACTIVE:
-            return OnSetActive() ? 0 : -1;
-        case PSN_KILLACTIVE:
-            return OnKillActive() ? FALSE : TRUE;
-        case PSN_APPLY:
-            return OnApply() ? PSNRET_NOERROR : PSNRET_INVALID;
-        case PSN_RESET:
-            OnReset();
-            return 0;
-        case PSN_QUERYCANCEL:
-            return OnQueryCancel() ? FALSE : TRUE;
-        case PSN_WIZBACK:
-            return OnWizardBack();
-        case PSN_WIZNEXT:
-            return OnWizardNext();
-        case PSN_WIZFINISH:
-            return OnWizardFinish() ? FALSE : TRUE;
-        default:
-            return {};
+        case PSN_SETACTIVE: return OnSetActive() ? 0 : -1;
+        case PSN_KILLACTIVE: return OnKillActive() ? FALSE : TRUE;
+        case PSN_APPLY: return OnApply() ? PSNRET_NOERROR : PSNRET_INVALID;
+        case PSN_RESET: OnReset(); return 0;
+        case PSN_QUERYCANCEL: return OnQueryCancel() ? FALSE : TRUE;
+        case PSN_QUERYINITIALFOCUS: return reinterpret_cast<LRESULT>(OnQueryInitialFocus());
+        case PSN_WIZBACK: return OnWizardBack();
+        case PSN_WIZNEXT: return OnWizardNext();
+        case PSN_WIZFINISH: return OnWizardFinish() ? FALSE : TRUE;
+        default: return {};
     }
 }
 
@@ -100,6 +102,6 @@ INT_PTR CALLBACK CPropertyPage::PageProc(HWND window, UINT message, WPARAM wPara
         self->activated_ = false;
         return self->Begin(window);
     }
-    auto* self = static_cast<CPropertyPage*>(FromHandlePermanent(window));
-    return self ? self->AnswerDialogMessage({message, wParam, lParam}) : FALSE;
+    CDialog* self = ObjectOf(window);
+    return self ? static_cast<CPropertyPage*>(self)->AnswerDialogMessage({message, wParam, lParam}) : FALSE;
 }

@@ -37,6 +37,9 @@ class CPropertyPage : public CDialog {
     virtual bool OnApply();        // false: the sheet stays open and shows this page. Here: true
     virtual void OnReset() {}      // the sheet is cancelled
     virtual bool OnQueryCancel();  // false: the sheet stays open
+    // The control that has the focus when the page appears. Here: the first one that takes input, since a read-only
+    // text may come before it.
+    virtual HWND OnQueryInitialFocus();
     virtual LRESULT OnWizardBack() { return 0; }  // 0: go; -1: stay
     virtual LRESULT OnWizardNext() { return 0; }  // 0: go; -1: stay
     virtual bool OnWizardFinish() { return true; }

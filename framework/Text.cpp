@@ -31,15 +31,9 @@ Place ReadPlace(const std::wstring& format, size_t start) {
 std::wstring NumberText(const Place& place, unsigned number) {
     wchar_t digits[16] = L"";
     switch (place.kind) {
-        case L'd':
-            std::swprintf(digits, std::size(digits), L"%d", static_cast<int>(number));
-            break;
-        case L'X':
-            std::swprintf(digits, std::size(digits), L"%X", number);
-            break;
-        default:
-            std::swprintf(digits, std::size(digits), L"%u", number);
-            break;
+        case L'd': std::swprintf(digits, std::size(digits), L"%d", static_cast<int>(number)); break;
+        case L'X': std::swprintf(digits, std::size(digits), L"%X", number); break;
+        default: std::swprintf(digits, std::size(digits), L"%u", number); break;
     }
     std::wstring text = digits;
     if (text.size() < place.width) text.insert(0, place.width - text.size(), place.zeros ? L'0' : L' ');
@@ -54,18 +48,10 @@ std::wstring FillInserts(const std::wstring& format, const std::wstring& insert1
     for (size_t at = 0; at < format.size(); ++at) {
         const wchar_t next = format[at] == L'%' && at + 1 < format.size() ? format[at + 1] : L'\0';
         switch (next) {
-            case L'1':
-                text += insert1;
-                break;
-            case L'2':
-                text += insert2;
-                break;
-            case L'%':
-                text += L'%';
-                break;
-            default:
-                text += format[at];
-                continue;
+            case L'1': text += insert1; break;
+            case L'2': text += insert2; break;
+            case L'%': text += L'%'; break;
+            default: text += format[at]; continue;
         }
         ++at;
     }

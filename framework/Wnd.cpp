@@ -11,6 +11,13 @@ namespace {
 
 constexpr UINT_PTR kSubclassId = 1;
 
+// The window property that leads from a window to its object. Its name is this module's own, so another module's
+// objects are never taken for ours.
+const wchar_t* ObjectProperty() {
+    static const std::wstring name = L"CWnd:" + std::to_wstring(reinterpret_cast<UINT_PTR>(Module::Instance()));
+    return name.c_str();
+}
+
 constexpr bool IsColorRequest(UINT message) {
     return message >= WM_CTLCOLORMSGBOX && message <= WM_CTLCOLORSTATIC;
 }
@@ -35,15 +42,15 @@ CWnd::~CWnd() {
 }
 
 CWnd* CWnd::FromHandlePermanent(HWND window) noexcept {
-    // The subclass procedure's address is this module's own, so another module's objects are never taken for ours.
-    DWORD_PTR object = 0;
-    if (!window || !GetWindowSubclass(window, &SubclassProc, kSubclassId, &object)) return nullptr;
-    return reinterpret_cast<CWnd*>(object);
+    return window ? static_cast<CWnd*>(GetPropW(window, ObjectProperty())) : nullptr;
 }
 
 bool CWnd::Attach(HWND window, Source source) noexcept {
-    if (!window || !SetWindowSubclass(window, &SubclassProc, kSubclassId, reinterpret_cast<DWORD_PTR>(this)))
+    if (!window || !SetPropW(window, ObjectProperty(), this)) return false;
+    if (!SetWindowSubclass(window, &SubclassProc, kSubclassId, reinterpret_cast<DWORD_PTR>(this))) {
+        RemovePropW(window, ObjectProperty());
         return false;
+    }
     m_hWnd = window;
     source_ = source;
     return true;
@@ -61,6 +68,7 @@ void CWnd::UnsubclassWindow() noexcept {
     if (!m_hWnd) return;
     const LastErrorKeeper keeper;
     RemoveWindowSubclass(m_hWnd, &SubclassProc, kSubclassId);
+    RemovePropW(m_hWnd, ObjectProperty());
     m_hWnd = nullptr;
 }
 

@@ -2,6 +2,7 @@
 # Prepares the Wine prefixes under build/ and tells the environment that runs programs in them.
 #   prefix.sh prepare        make build/prefix if it isn't there, register the software provider in it
 #   prefix.sh copy DIR       a cheap copy of build/prefix, for tests and demos that change it
+#   prefix.sh display DIR    the same, showing its windows; without a window manager unless WINDOW_MANAGER=yes
 #   source prefix.sh         only the functions and the environment
 set -euo pipefail
 house=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -11,6 +12,7 @@ server=/usr/lib/wine/wineserver64
 
 # Users' machines have the ANSI code page 1251. Wine takes it from the C library's locale, which must exist for file
 # names to survive, so it is compiled here instead of being asked of the machine. VESTRA_ANSI=1252 chooses the other.
+# The language of the system's own texts is apart from that: VESTRA_UI=en or ru.
 prepare_locale() {
   [ -d "$house/build/locale/ru_RU.UTF-8" ] && return
   mkdir -p "$house/build/locale"
@@ -22,9 +24,11 @@ wine_environment() {
   export WINEPREFIX=${VESTRA_PREFIX:-$house/build/prefix}
   export WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=}
   export LOCPATH=$house/build/locale
-  local locale=ru_RU.UTF-8
-  [ "${VESTRA_ANSI:-1251}" = 1251 ] || locale=en_US.UTF-8
-  { export LC_ALL=$locale; } 2>/dev/null   # the shell itself has no such locale, and says so
+  local ctype=ru_RU.UTF-8 messages=ru_RU.UTF-8
+  [ "${VESTRA_ANSI:-1251}" = 1251 ] || ctype=en_US.UTF-8
+  [ "${VESTRA_UI:-ru}" = ru ] || messages=en_US.UTF-8
+  unset LC_ALL LANGUAGE
+  { export LC_CTYPE=$ctype LC_MESSAGES=$messages LANG=$messages; } 2>/dev/null   # the shell has no such locales itself
 }
 
 # A server that was started by the program itself would inherit ctest's pipes and hold them open, and a cold start
@@ -62,6 +66,7 @@ REGEDIT4
 REG
     "$wine" regedit.exe /S "$registry" </dev/null >/dev/null 2>&1
     rm -f "$registry"
+    ln -sf /usr/share/wine/fonts/*.ttf /usr/share/wine/fonts/*.fon "$WINEPREFIX/drive_c/windows/Fonts/"
     "$server" -w
   )
   touch "$house/build/prefix/.prepared"
@@ -83,6 +88,9 @@ prepare_provider() {
   touch "$stamp"
 }
 
+# A path below the house as Windows programs know it.
+windows_path() { printf 'Z:%s' "$house/$1" | tr / '\\'; }
+
 prepare() { prepare_locale; prepare_template; prepare_provider; }
 
 # Hard links for the files, real copies for the registry: Wine rewrites those in place.
@@ -94,10 +102,17 @@ copy() {
   cp "$house"/build/prefix/*.reg "$1"/
 }
 
+display() {
+  copy "$1"
+  sed -i 's/^"Graphics"="null"$/"Graphics"="x11"/' "$1/user.reg"
+  if [ "${WINDOW_MANAGER:-no}" = yes ]; then sed -i 's/^"Managed"="N"$/"Managed"="Y"/' "$1/user.reg"; fi
+}
+
 if [ "${BASH_SOURCE[0]}" = "$0" ]; then
   case "${1:-}" in
     prepare) prepare ;;
     copy) prepare; copy "$2" ;;
-    *) echo "usage: prefix.sh prepare | copy DIR" >&2; exit 2 ;;
+    display) prepare; display "$2" ;;
+    *) echo "usage: prefix.sh prepare | copy DIR | display DIR" >&2; exit 2 ;;
   esac
 fi

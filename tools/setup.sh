@@ -6,7 +6,7 @@ packages=(
   cmake ninja-build ccache                                # build
   g++-mingw-w64-x86-64-posix mingw-w64-tools              # cross compiler, resource compiler
   googletest                                              # tests, built from its sources
-  wine64 locales                                          # run, under the users' code page
+  wine64 fonts-wine locales                               # run, with Windows' fonts and the users' code page
   xvfb xauth imagemagick                                  # screenshots where there is no display
   librsvg2-bin                                            # icons from their drawings
 )

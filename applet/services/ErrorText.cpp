@@ -39,17 +39,10 @@ HMODULE LoadedProductModule(const wchar_t* name) {
 HMODULE MessageModule(DWORD code) {
     HMODULE module = nullptr;
     switch (Facility(code)) {
-        case kMessageQueueFacility:
-            module = GetModuleHandleW(L"mqutil.dll");
-            break;
-        case kTimeStampFacility:
-            module = LoadedProductModule(L"kvstamp.dll");
-            break;
-        case kCertificateStatusFacility:
-            module = LoadedProductModule(L"kvstatus.dll");
-            break;
-        default:
-            break;
+        case kMessageQueueFacility: module = GetModuleHandleW(L"mqutil.dll"); break;
+        case kTimeStampFacility: module = LoadedProductModule(L"kvstamp.dll"); break;
+        case kCertificateStatusFacility: module = LoadedProductModule(L"kvstatus.dll"); break;
+        default: break;
     }
     if (!module && LOWORD(code) >= kFirstNetworkCode && LOWORD(code) <= kLastNetworkCode) {
         module = GetModuleHandleW(L"NETMSG");

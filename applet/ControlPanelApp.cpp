@@ -1,0 +1,32 @@
+#include "applet/ControlPanelApp.h"
+
+#include "framework/NotSupportedException.h"
+
+bool CControlPanelApp::InitApplets() {
+    return !applets_.empty();
+}
+
+CCPApplet& CControlPanelApp::AppletAt(LPARAM position) const {
+    if (position < 0 || static_cast<size_t>(position) >= applets_.size()) throw CNotSupportedException();
+    return *applets_[static_cast<size_t>(position)];
+}
+
+LRESULT CControlPanelApp::ControlPanelMessage(HWND window, UINT message, LPARAM lParam1, LPARAM lParam2) {
+    switch (message) {
+        case CPL_INIT: return InitApplets();
+        case CPL_GETCOUNT: return static_cast<LRESULT>(applets_.size());
+        case CPL_EXIT: return ExitApplets();
+        default: break;
+    }
+    CCPApplet& applet = AppletAt(lParam1);
+    switch (message) {
+        case CPL_INQUIRE: applet.OnInquire(*reinterpret_cast<CPLINFO*>(lParam2)); return 0;
+        case CPL_SELECT: return applet.OnSelect();
+        case CPL_DBLCLK: return applet.OnDblclk(window, nullptr) ? 0 : 1;
+        case CPL_STOP: return applet.OnStop();
+        case CPL_NEWINQUIRE: return applet.OnNewInquire(*reinterpret_cast<NEWCPLINFOW*>(lParam2));
+        case CPL_STARTWPARMSA: return applet.OnDblclk(window, reinterpret_cast<const char*>(lParam2)) ? 1 : 0;
+        case CPL_STARTWPARMSW: return 0;  // not handled: the shell goes on with CPL_STARTWPARMSA or CPL_DBLCLK
+        default: return 1;
+    }
+}

@@ -1,0 +1,38 @@
+// Values of provider parameters, of a known size.
+#pragma once
+
+#include <windows.h>
+
+#include <wincrypt.h>
+
+#include <optional>
+#include <string>
+#include <type_traits>
+
+// The product's types and private parameters.
+constexpr DWORD kProviderType75 = 75;
+constexpr DWORD kProviderType71 = 71;
+constexpr DWORD kParameterProtectionClass = 129;  // 32 bits
+constexpr DWORD kParameterBuild = 138;            // BuildRecord
+
+struct BuildRecord {
+    DWORD reserved0;
+    DWORD build;
+    DWORD debug;  // 1: a debug build
+    DWORD reserved1[2];
+};
+static_assert(sizeof(BuildRecord) == 20);
+
+// The parameter's value when the provider gives exactly as many bytes; nothing otherwise, with the thread's last error.
+template <class Value>
+std::optional<Value> ReadParameter(HCRYPTPROV provider, DWORD parameter) noexcept {
+    static_assert(std::is_trivially_copyable_v<Value>);
+    Value value{};
+    DWORD length = sizeof value;
+    if (!CryptGetProvParam(provider, parameter, reinterpret_cast<BYTE*>(&value), &length, 0)) return {};
+    if (length != sizeof value) return {};
+    return value;
+}
+
+// "KC1" to "KA1"; empty for a class that has no name.
+std::wstring ProtectionClassName(DWORD protectionClass);

@@ -1,0 +1,50 @@
+// The first page: what is installed, the languages, the panel with administrative rights, the management console.
+#pragma once
+
+#include "applet/services/InstalledProduct.h"
+#include "applet/services/PropPageConfigBase.h"
+#include "applet/services/StaticLink.h"
+#include "framework/ComboBox.h"
+#include "framework/ToolTipCtrl.h"
+
+class CPropPageConfigCSPGeneral : public CPropPageConfigBase, private ILinkHandler {
+  public:
+    CPropPageConfigCSPGeneral();
+
+  protected:
+    void DoDataExchange(CDataExchange* exchange) override;
+    std::span<const Route> Routes() const override;
+    bool OnInitDialog() override;
+    bool OnSetActive() override;
+    bool IsPageModified() override;
+    SaveResult SavePage() override;
+
+  private:
+    void OnLinkClicked(HWND link) override;
+    void OnLanguageSelected();
+
+    void TakeTemplateTexts();
+    void WarnOfInterception();
+    void ShowProduct();
+    void LoadLanguages();
+    void SetLinkTargets(const InstalledProduct& product);
+    void OfferAdministration();
+    void RunAsAdministrator();
+    void OpenConsole();
+    bool SaveUserLanguage();
+
+    std::wstring coreVersion_, productVersion_, notice_, productName_;
+    CComboBox userLanguages_, machineLanguages_;
+    int userChoice_ = 0;      // position in kUserLanguages
+    int machineChoice_ = 0;   // position in kMachineLanguages
+    LONG storedUser_ = 0;     // language id; 0: not set, -1: something that isn't a choice
+    LONG storedMachine_ = 0;  // language id; 0: not set, or something that isn't a choice
+    bool mayWriteConfig_ = false;
+    bool mayWriteLocal_ = false;
+    bool forceModified_ = false;  // a stored value was missing or invalid: the first activation offers Apply
+    bool firstActivation_ = true;
+    CStaticLink noticeLink_, productLink_, administratorLink_, consoleLink_;
+    CStatic shield_;
+    UniqueIcon shieldIcon_;
+    CToolTipCtrl tips_;
+};
