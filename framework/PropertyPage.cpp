@@ -5,6 +5,13 @@
 #include "framework/Module.h"
 #include "framework/PropertySheet.h"
 
+namespace {
+
+// Posted by a page to itself when it appears; see OnAppeared.
+constexpr UINT kAppeared = WM_APP + 0x200;
+
+}  // namespace
+
 CPropertyPage::CPropertyPage() noexcept {
     m_psp.dwSize = sizeof m_psp;
     m_psp.hInstance = Module::Instance();
@@ -67,12 +74,22 @@ HWND CPropertyPage::OnQueryInitialFocus() {
     return first;
 }
 
+// Not every system's sheet asks for the initial focus. One that doesn't leaves it on the first tab stop.
+void CPropertyPage::OnAppeared() noexcept {
+    const HWND focus = GetFocus();
+    const HWND wanted = OnQueryInitialFocus();
+    if (focus != wanted && focus == GetNextDlgTabItem(m_hWnd, nullptr, FALSE)) {
+        ::SendMessageW(GetParent(), WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(wanted), TRUE);
+    }
+}
+
 bool CPropertyPage::OnQueryCancel() {
     return true;
 }
 
 MessageResult CPropertyPage::HandleMessage(const Message& message) {
     if (const MessageResult answer = CDialog::HandleMessage(message)) return answer;
+    if (message.id == kAppeared) OnAppeared();
     if (message.id != WM_NOTIFY) return {};
     const auto* header = reinterpret_cast<const NMHDR*>(message.lParam);
     if (header->hwndFrom != GetParent()) return {};
@@ -81,7 +98,7 @@ MessageResult CPropertyPage::HandleMessage(const Message& message) {
 
 MessageResult CPropertyPage::HandleSheetNotification(UINT code) {
     switch (code) {
-        case PSN_SETACTIVE: return OnSetActive() ? 0 : -1;
+        case PSN_SETACTIVE: PostMessage(kAppeared); return OnSetActive() ? 0 : -1;
         case PSN_KILLACTIVE: return OnKillActive() ? FALSE : TRUE;
         case PSN_APPLY: return OnApply() ? PSNRET_NOERROR : PSNRET_INVALID;
         case PSN_RESET: OnReset(); return 0;

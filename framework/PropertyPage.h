@@ -51,6 +51,7 @@ class CPropertyPage : public CDialog {
 
   private:
     MessageResult HandleSheetNotification(UINT code);
+    void OnAppeared() noexcept;
 
     static INT_PTR CALLBACK PageProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept;
 

@@ -29,8 +29,12 @@ std::span<const Route> CStaticLink::Routes() const {
 MessageResult CStaticLink::OnColor(const Message& message) {
     const LONG_PTR kind = GetWindowLongPtrW(m_hWnd, GWL_STYLE) & SS_TYPEMASK;
     if (kind != SS_LEFT && kind != SS_CENTER && kind != SS_RIGHT) return {};
-    if (!font_) font_ = UnderlinedFont(reinterpret_cast<HFONT>(SendMessage(WM_GETFONT)));
     const HDC context = reinterpret_cast<HDC>(message.wParam);
+    if (!font_) {
+        font_ = UnderlinedFont(reinterpret_cast<HFONT>(SendMessage(WM_GETFONT)));
+        // Some systems' statics choose their own font after this message.
+        if (font_) SendMessage(WM_SETFONT, reinterpret_cast<WPARAM>(font_.get()), FALSE);
+    }
     if (font_) SelectObject(context, font_.get());
     SetTextColor(context, color_);
     SetBkMode(context, TRANSPARENT);
