@@ -15,7 +15,7 @@ namespace {
 
 // The page that the shell's parameter string asks for. What is no page number opens the first page.
 UINT StartPage(const char* parameters) {
-    const int page = parameters ? std::atoi(parameters) : 0;
+    const long page = parameters ? std::strtol(parameters, nullptr, 10) : 0;  // too large a number is the largest
     return page > 0 ? static_cast<UINT>(page) : 0;
 }
 

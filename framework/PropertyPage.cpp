@@ -74,8 +74,15 @@ HWND CPropertyPage::OnQueryInitialFocus() {
     return first;
 }
 
+void CPropertyPage::OnAppeared() {
+    MoveFocusToInput();
+    if (std::exchange(shown_, true)) return;
+    RedrawWindow(GetParent(), nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
+    OnFirstShown();
+}
+
 // Not every system's sheet asks for the initial focus. One that doesn't leaves it on the first tab stop.
-void CPropertyPage::OnAppeared() noexcept {
+void CPropertyPage::MoveFocusToInput() noexcept {
     const HWND focus = GetFocus();
     const HWND wanted = OnQueryInitialFocus();
     if (focus != wanted && focus == GetNextDlgTabItem(m_hWnd, nullptr, FALSE)) {
@@ -116,7 +123,7 @@ INT_PTR CALLBACK CPropertyPage::PageProc(HWND window, UINT message, WPARAM wPara
         const auto* page = reinterpret_cast<const PROPSHEETPAGEW*>(lParam);
         auto* self = reinterpret_cast<CPropertyPage*>(page->lParam);
         if (self->sheet_) self->sheet_->AttachSheet(::GetParent(window));
-        self->activated_ = false;
+        self->activated_ = self->shown_ = false;
         return self->Begin(window);
     }
     CDialog* self = ObjectOf(window);

@@ -37,6 +37,9 @@ class CPropertyPage : public CDialog {
     virtual bool OnApply();        // false: the sheet stays open and shows this page. Here: true
     virtual void OnReset() {}      // the sheet is cancelled
     virtual bool OnQueryCancel();  // false: the sheet stays open
+    // The page has been painted for the first time: the place for work that takes a moment.
+    virtual void OnFirstShown() {}
+
     // The control that has the focus when the page appears. Here: the first one that takes input, since a read-only
     // text may come before it.
     virtual HWND OnQueryInitialFocus();
@@ -51,7 +54,8 @@ class CPropertyPage : public CDialog {
 
   private:
     MessageResult HandleSheetNotification(UINT code);
-    void OnAppeared() noexcept;
+    void OnAppeared();
+    void MoveFocusToInput() noexcept;
 
     static INT_PTR CALLBACK PageProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept;
 
@@ -59,5 +63,6 @@ class CPropertyPage : public CDialog {
 
     CPropertySheet* sheet_ = nullptr;
     bool activated_ = false;
+    bool shown_ = false;
     std::wstring caption_, headerTitle_, headerSubtitle_;
 };

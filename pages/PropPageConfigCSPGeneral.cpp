@@ -99,8 +99,6 @@ void CPropPageConfigCSPGeneral::DoDataExchange(CDataExchange* exchange) {
 bool CPropPageConfigCSPGeneral::OnInitDialog() {
     TakeTemplateTexts();
     CPropPageConfigBase::OnInitDialog();
-    WarnOfInterception();
-    ShowProduct();
     LoadLanguages();
     administratorLink_.SetLinkHandler(this);
     consoleLink_.SetLinkHandler(this);
@@ -109,6 +107,13 @@ bool CPropPageConfigCSPGeneral::OnInitDialog() {
     userLanguages_.EnableWindow(mayWriteLocal_);
     UpdateData(false);
     return true;
+}
+
+// The installer and the provider take their time to load; the page doesn't wait for them.
+void CPropPageConfigCSPGeneral::OnFirstShown() {
+    WarnOfInterception();
+    ShowProduct();
+    UpdateData(false);
 }
 
 // What can't be read stays as the template has it.

@@ -16,6 +16,7 @@ class CPropPageConfigCSPGeneral : public CPropPageConfigBase, private ILinkHandl
     std::span<const Route> Routes() const override;
     bool OnInitDialog() override;
     bool OnSetActive() override;
+    void OnFirstShown() override;
     bool IsPageModified() override;
     SaveResult SavePage() override;
 

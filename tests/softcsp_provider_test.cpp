@@ -1,5 +1,5 @@
 // The provider through the system's own interfaces, as "softcsp init" registered it.
-#include "tests/softcsp_support.h"
+#include "tests/support/SoftcspLibrary.h"
 
 #include <wincrypt.h>
 #include <msi.h>

@@ -1,5 +1,5 @@
 // The configuration store through the support library's exports, as every program meets it.
-#include "tests/softcsp_support.h"
+#include "tests/support/SoftcspLibrary.h"
 
 #include <optional>
 #include <vector>

@@ -1,5 +1,5 @@
 // Strings of a module's resources and the language they come in, through the support library's exports.
-#include "tests/softcsp_support.h"
+#include "tests/support/SoftcspLibrary.h"
 
 #include <vector>
 

@@ -28,6 +28,9 @@ std::string Narrow(const wchar_t* ascii) {
     return text;
 }
 
+// At namespace scope: made when the library is loaded, before any thread can ask for it.
+ContextTable openContexts;
+
 class Exclusive {
   public:
     explicit Exclusive(SRWLOCK& lock) : lock_(lock) { AcquireSRWLockExclusive(&lock_); }
@@ -103,8 +106,7 @@ DWORD Context::Parameter(DWORD parameter, BYTE* data, DWORD* size, DWORD flags) 
 }
 
 ContextTable& ContextTable::Instance() {
-    static ContextTable table;
-    return table;
+    return openContexts;
 }
 
 HCRYPTPROV ContextTable::Add(std::shared_ptr<Context> context) {

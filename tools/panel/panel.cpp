@@ -10,7 +10,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
+
+#include "tools/panel/SheetWatch.h"
 
 namespace {
 
@@ -27,40 +28,14 @@ bool Await(Condition condition) {
     return true;
 }
 
-BOOL CALLBACK TakeSheet(HWND window, LPARAM found) {
-    wchar_t name[32] = L"";
-    GetClassNameW(window, name, static_cast<int>(std::size(name)));
-    if (lstrcmpW(name, L"#32770") != 0 || !IsWindowVisible(window)) return TRUE;
-    if (!FindWindowExW(window, nullptr, L"SysTabControl32", nullptr)) return TRUE;
-    *reinterpret_cast<HWND*>(found) = window;
-    return FALSE;
-}
-
-HWND FindSheet() {
-    HWND sheet = nullptr;
-    EnumWindows(&TakeSheet, reinterpret_cast<LPARAM>(&sheet));
-    return sheet;
-}
-
-BOOL CALLBACK LookForUnpainted(HWND window, LPARAM unpainted) {
-    if (!IsWindowVisible(window) || !GetUpdateRect(window, nullptr, FALSE)) return TRUE;
-    *reinterpret_cast<bool*>(unpainted) = true;
-    return FALSE;
-}
-
-bool IsPainted(HWND sheet) {
-    bool unpainted = GetUpdateRect(sheet, nullptr, FALSE) != FALSE;
-    EnumChildWindows(sheet, &LookForUnpainted, reinterpret_cast<LPARAM>(&unpainted));
-    return !unpainted;
-}
-
 bool Ask(HWND sheet, UINT message, WPARAM wParam) {
     DWORD_PTR answer = 0;
     return SendMessageTimeoutW(sheet, message, wParam, 0, SMTO_NORMAL, kPatience, &answer) != 0;
 }
 
 bool AwaitSheet(HWND& sheet) {
-    return Await([&] { return (sheet = FindSheet()) != nullptr; }) && Await([&] { return IsPainted(sheet); });
+    return Await([&] { return (sheet = SheetWatch::Find()) != nullptr; }) &&
+           Await([&] { return SheetWatch::IsPainted(sheet); });
 }
 
 }  // namespace
@@ -74,9 +49,9 @@ int main(int count, char** arguments) {
     } else if (std::strcmp(command, "page") == 0 && count > 2) {
         const auto page = static_cast<WPARAM>(std::atoi(arguments[2]));
         done = AwaitSheet(sheet) && SetForegroundWindow(sheet) && Ask(sheet, PSM_SETCURSEL, page) &&
-               Await([&] { return IsPainted(sheet); });
+               Await([&] { return SheetWatch::IsPainted(sheet); });
     } else if (std::strcmp(command, "close") == 0) {
-        sheet = FindSheet();
+        sheet = SheetWatch::Find();
         done =
             sheet && PostMessageW(sheet, PSM_PRESSBUTTON, PSBTN_CANCEL, 0) && Await([&] { return !IsWindow(sheet); });
     } else {

@@ -8,32 +8,15 @@
 #include <string>
 
 #include "softcsp/kvsuprt.h"
+#include "tests/support/Directory.h"
 
 namespace softcsp_tests {
 
-// Where the tests, the libraries and the tool lie, with the last backslash.
 inline std::wstring Directory() {
-    wchar_t path[MAX_PATH] = {};
-    GetModuleFileNameW(nullptr, path, MAX_PATH);
-    const std::wstring whole = path;
-    return whole.substr(0, whole.rfind(L'\\') + 1);
+    return ProgramDirectory();
 }
-
-// Runs the tool and waits for it; its exit code.
 inline DWORD Tool(const std::wstring& arguments) {
-    std::wstring command = L"\"" + Directory() + L"softcsp.exe\" " + arguments;
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;  // none: what it says is not for the test's log
-    PROCESS_INFORMATION process{};
-    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
-        return MAXDWORD;
-    DWORD code = MAXDWORD;
-    WaitForSingleObject(process.hProcess, INFINITE);
-    GetExitCodeProcess(process.hProcess, &code);
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
-    return code;
+    return RunTool(arguments);
 }
 
 // The support library, every export that the tests use by its own name and signature, bound at run time.

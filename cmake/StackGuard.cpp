@@ -1,0 +1,31 @@
+// What the stack protector needs at run time. The compiler's own library draws its guard from a cryptographic provider
+// while the module is being loaded, which costs every module several system libraries and milliseconds at a time when
+// nothing may be loaded. Here the guard is mixed from the clock, the process and where the system put the stack, as
+// the platform's own compilers do.
+#include <windows.h>
+
+#include <initializer_list>
+
+extern "C" {
+
+uintptr_t __stack_chk_guard = 0;
+
+[[noreturn]] void __stack_chk_fail() { __builtin_trap(); }
+[[noreturn]] void __chk_fail() { __builtin_trap(); }
+
+__attribute__((constructor, optimize("no-stack-protector"))) static void MakeGuard() {
+    LARGE_INTEGER count;
+    FILETIME time;
+    QueryPerformanceCounter(&count);
+    GetSystemTimeAsFileTime(&time);
+    uintptr_t guard = static_cast<uintptr_t>(count.QuadPart);
+    for (const uintptr_t part : {static_cast<uintptr_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime,
+                                 static_cast<uintptr_t>(GetCurrentProcessId()) << 32 | GetCurrentThreadId(),
+                                 reinterpret_cast<uintptr_t>(&count), reinterpret_cast<uintptr_t>(&MakeGuard)}) {
+        guard = (guard ^ part) * 0x9E3779B97F4A7C15u;
+        guard ^= guard >> 29;
+    }
+    __stack_chk_guard = guard & ~uintptr_t{0xFF};  // a zero byte first: texts that overrun stop at it
+}
+
+}  // extern "C"

@@ -1,0 +1,224 @@
+// The built panel as the shell gets it: what the file is, and what it does when its surroundings are not as they
+// should be. Each test loads the file itself.
+#include <windows.h>
+
+#include <cpl.h>
+#include <psapi.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include "framework/Handles.h"
+#include "resources/resource.h"
+#include "tests/support/Directory.h"
+#include "tests/support/HandleCounts.h"
+#include "tests/support/ModalScript.h"
+#include "tests/support/Store.h"
+
+namespace {
+
+using Entry = LONG(APIENTRY*)(HWND, UINT, LPARAM, LPARAM);
+
+class Panel {
+  public:
+    explicit Panel(const std::wstring& path) : module_(LoadLibraryW(path.c_str())) {
+        entry_ = reinterpret_cast<Entry>(reinterpret_cast<void*>(GetProcAddress(module_.get(), "CPlApplet")));
+        if (entry_) Send(CPL_INIT);
+    }
+    ~Panel() {
+        if (entry_) Send(CPL_EXIT);
+    }
+    LONG Send(UINT message) { return entry_(nullptr, message, 0, 0); }
+    HMODULE Get() const { return module_.get(); }
+
+  private:
+    UniqueModule module_;
+    Entry entry_ = nullptr;
+};
+
+// The file's bytes where the system maps them.
+class Image {
+  public:
+    explicit Image(const std::wstring& path)
+        : module_(LoadLibraryExW(path.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES)) {}
+
+    template <class Type>
+    const Type* At(DWORD offset) const {
+        return reinterpret_cast<const Type*>(reinterpret_cast<const BYTE*>(module_.get()) + offset);
+    }
+    const IMAGE_OPTIONAL_HEADER& Header() const {
+        return At<IMAGE_NT_HEADERS>(static_cast<DWORD>(At<IMAGE_DOS_HEADER>(0)->e_lfanew))->OptionalHeader;
+    }
+    std::vector<std::string> Exports() const {
+        const auto* directory =
+            At<IMAGE_EXPORT_DIRECTORY>(Header().DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT].VirtualAddress);
+        std::vector<std::string> names;
+        for (DWORD i = 0; i < directory->NumberOfNames; ++i)
+            names.push_back(At<char>(At<DWORD>(directory->AddressOfNames)[i]));
+        EXPECT_EQ(directory->NumberOfFunctions, directory->NumberOfNames);
+        return names;
+    }
+    std::vector<std::string> Imports() const {
+        std::vector<std::string> names;
+        const DWORD first = Header().DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+        for (const auto* library = At<IMAGE_IMPORT_DESCRIPTOR>(first); library->Name; ++library) {
+            std::string name = At<char>(library->Name);
+            std::transform(name.begin(), name.end(), name.begin(),
+                           [](char c) { return static_cast<char>(tolower(c)); });
+            names.push_back(name);
+        }
+        return names;
+    }
+
+  private:
+    UniqueModule module_;
+};
+
+const std::wstring kPanel = ProgramDirectory() + L"vestra.cpl";
+
+TEST(Module, ExportsItsFiveFunctions) {
+    using List = std::vector<std::string>;
+    EXPECT_EQ(Image(kPanel).Exports(), (List{"CPlApplet", "WizChangePassword", "WizDeleteContainer",
+                                             "WizInstallPrivateCertificate", "WizViewCertificateInContainer"}));
+}
+
+TEST(Module, ImportsSystemLibrariesOnly) {
+    const std::vector<std::string> system = {"advapi32.dll", "comctl32.dll", "crypt32.dll", "gdi32.dll", "kernel32.dll",
+                                             "msvcrt.dll",   "ole32.dll",    "shell32.dll", "user32.dll"};
+    for (const std::string& name : Image(kPanel).Imports()) {
+        EXPECT_NE(std::find(system.begin(), system.end(), name), system.end()) << name;
+    }
+}
+
+TEST(Module, IsHardened) {
+    const Image image(kPanel);
+    constexpr WORD kWanted =
+        IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE | IMAGE_DLLCHARACTERISTICS_NX_COMPAT | 0x20;  // 0x20: high entropy
+    EXPECT_EQ(image.Header().DllCharacteristics & kWanted, kWanted);
+    EXPECT_NE(image.Header().DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC].Size, 0u);
+}
+
+// The side-by-side common controls, by their path; empty when the process has only the system directory's.
+std::wstring SideBySideControls() {
+    HMODULE modules[512];
+    DWORD bytes = 0;
+    K32EnumProcessModules(GetCurrentProcess(), modules, sizeof modules, &bytes);
+    for (size_t i = 0; i < bytes / sizeof *modules; ++i) {
+        wchar_t path[MAX_PATH] = L"";
+        GetModuleFileNameW(modules[i], path, MAX_PATH);
+        if (std::wstring(path).find(L"microsoft.windows.common-controls") != std::wstring::npos) return path;
+    }
+    return {};
+}
+
+TEST(Module, BindsToCommonControlsSix) {
+    ASSERT_EQ(SideBySideControls(), L"");
+    const Panel panel(kPanel);
+    EXPECT_NE(SideBySideControls(), L"");
+}
+
+TEST(Module, WizardsAreNotThereYet) {
+    const UniqueModule module(LoadLibraryW(kPanel.c_str()));
+    for (const char* name :
+         {"WizChangePassword", "WizDeleteContainer", "WizInstallPrivateCertificate", "WizViewCertificateInContainer"}) {
+        const auto wizard =
+            reinterpret_cast<void(APIENTRY*)(HWND)>(reinterpret_cast<void*>(GetProcAddress(module.get(), name)));
+        ASSERT_NE(wizard, nullptr) << name;
+        wizard(nullptr);
+        EXPECT_EQ(Ui::Current(), nullptr);
+    }
+}
+
+// The installer's data name this very file, so that the page shows what the installer knows.
+TEST(Module, ShowsTheInstallationItBelongsTo) {
+    const StoredNumber language(L"\\local\\Language", 1033);
+    Panel panel(kPanel);
+    ModalScript script({[](HWND sheet) {
+        const HWND page = Ui::Page(sheet);
+        EXPECT_EQ(Ui::Text(page, IDC_GENERAL_CORE_VERSION), L"5.0.4821 KC1");
+        EXPECT_EQ(Ui::Text(page, IDC_GENERAL_PRODUCT_VERSION), L"5.0.4821");
+        EXPECT_EQ(Ui::Text(page, IDC_GENERAL_PRODUCT_NAME), L"Vestra CSP");
+        EXPECT_NE(Ui::Text(page, IDC_GENERAL_NOTICE).find(L"2026"), std::wstring::npos);
+    }});
+    panel.Send(CPL_DBLCLK);
+    EXPECT_TRUE(script.Finished());
+}
+
+// Somewhere alone, without any of the product's libraries beside it.
+TEST(Module, WithoutTheSupportLibraryDefaultsShow) {
+    const TemporaryDirectory directory;
+    const std::wstring path = directory.Take(L"vestra.cpl");
+    Panel panel(path);
+    EXPECT_EQ(GetModuleHandleW((directory.Path() + L"kvsuprt.dll").c_str()), nullptr);
+    NEWCPLINFOW texts{};
+    const auto entry = reinterpret_cast<Entry>(reinterpret_cast<void*>(GetProcAddress(panel.Get(), "CPlApplet")));
+    EXPECT_EQ(entry(nullptr, CPL_NEWINQUIRE, 0, reinterpret_cast<LPARAM>(&texts)), 0);
+    EXPECT_STREQ(texts.szName, L"");
+    ModalScript script({[](HWND sheet) {
+        const HWND page = Ui::Page(sheet);
+        EXPECT_EQ(Ui::PageCount(sheet), 8);
+        EXPECT_EQ(Ui::Selected(page, IDC_GENERAL_USER_LANGUAGE), 0);
+        EXPECT_EQ(Ui::Selected(page, IDC_GENERAL_MACHINE_LANGUAGE), 1);
+        EXPECT_FALSE(Ui::Enabled(page, IDC_GENERAL_USER_LANGUAGE));
+        EXPECT_FALSE(Ui::Enabled(page, IDC_GENERAL_MACHINE_LANGUAGE));
+        EXPECT_FALSE(Ui::ApplyEnabled(sheet));
+    }});
+    EXPECT_EQ(panel.Send(CPL_DBLCLK), 0);
+    EXPECT_TRUE(script.Finished());
+    EXPECT_TRUE(script.Boxes().empty());
+}
+
+// Something else lies there under the support library's name.
+TEST(Module, AForeignSupportLibraryDoesNoHarm) {
+    const TemporaryDirectory directory;
+    const std::wstring path = directory.Take(L"vestra.cpl");
+    struct Case {
+        const wchar_t* name;
+        std::wstring content;  // a file to copy; empty: no library at all
+    };
+    for (const Case& c : {Case{L"another library", ProgramDirectory() + L"kvcsp.dll"}, Case{L"a broken file", L""}}) {
+        const std::wstring library = directory.Path() + L"kvsuprt.dll";
+        DeleteFileW(library.c_str());
+        if (c.content.empty()) {
+            std::ofstream(std::filesystem::path(library)) << "MZ";
+        } else {
+            CopyFileW(c.content.c_str(), library.c_str(), FALSE);
+        }
+        Panel panel(path);
+        ModalScript script({[&](HWND sheet) { EXPECT_EQ(Ui::PageCount(sheet), 8) << c.name; }});
+        EXPECT_EQ(panel.Send(CPL_DBLCLK), 0);
+        EXPECT_TRUE(script.Finished());
+        // The library stays loaded by design; the next case needs another file there.
+        while (const HMODULE loaded = GetModuleHandleW(library.c_str())) FreeLibrary(loaded);
+    }
+}
+
+TEST(Module, LoadedAndUnloadedItLeavesNothingBehind) {
+    const auto cycle = [] {
+        Panel panel(kPanel);
+        ModalScript script({[](HWND) {}});
+        panel.Send(CPL_DBLCLK);
+    };
+    // Hosts have the common controls loaded; Wine's leave a GDI object behind each time they are unloaded.
+    UniqueModule controls;
+    {
+        const Panel first(kPanel);
+        controls.reset(LoadLibraryW(SideBySideControls().c_str()));
+    }
+    ASSERT_TRUE(controls);
+    for (int warm = 0; warm < 3; ++warm) cycle();
+    const HandleCounts before = CountHandles();
+    for (int i = 0; i < 20; ++i) cycle();
+    const HandleCounts after = CountHandles();
+    EXPECT_EQ(after.kernel, before.kernel);
+    EXPECT_EQ(after.gdi, before.gdi);
+    EXPECT_EQ(after.windows, before.windows);
+    EXPECT_EQ(GetModuleHandleW(L"vestra.cpl"), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,47 @@
+#include "tests/support/Directory.h"
+
+#include <windows.h>
+
+#include <filesystem>
+
+std::wstring ProgramDirectory() {
+    wchar_t path[MAX_PATH] = L"";
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    const std::wstring whole = path;
+    return whole.substr(0, whole.rfind(L'\\') + 1);
+}
+
+TemporaryDirectory::TemporaryDirectory() {
+    static int number = 0;
+    wchar_t root[MAX_PATH] = L"";
+    GetTempPathW(MAX_PATH, root);
+    path_ = std::wstring(root) + L"vestra-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+            std::to_wstring(++number) + L"\\";
+    std::filesystem::create_directories(path_);
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+    std::error_code ignored;  // a library that is still loaded stays until the prefix goes
+    std::filesystem::remove_all(path_, ignored);
+}
+
+std::wstring TemporaryDirectory::Take(const wchar_t* fileName) const {
+    CopyFileW((ProgramDirectory() + fileName).c_str(), (path_ + fileName).c_str(), FALSE);
+    return path_ + fileName;
+}
+
+unsigned RunTool(const std::wstring& arguments) {
+    std::wstring command = L"\"" + ProgramDirectory() + L"softcsp.exe\" " + arguments;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;  // none: what it says is not for the test's log
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
+        return ~0u;
+    DWORD code = ~0u;
+    WaitForSingleObject(process.hProcess, INFINITE);
+    GetExitCodeProcess(process.hProcess, &code);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+    return code;
+}

@@ -1,0 +1,27 @@
+// Places and programs beside the running test.
+#pragma once
+
+#include <string>
+
+// Where the tests, the panel and the libraries lie, with the last backslash.
+std::wstring ProgramDirectory();
+
+// A new empty directory below the system's temporary one, removed with all that is in it at the end.
+class TemporaryDirectory {
+  public:
+    TemporaryDirectory();
+    ~TemporaryDirectory();
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+    const std::wstring& Path() const noexcept { return path_; }  // with the last backslash
+
+    // Copies a file that lies beside the running test into the directory; the copy's path.
+    std::wstring Take(const wchar_t* fileName) const;
+
+  private:
+    std::wstring path_;
+};
+
+// Runs softcsp.exe with these arguments and waits for it; its exit code.
+unsigned RunTool(const std::wstring& arguments);

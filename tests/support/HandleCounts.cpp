@@ -1,0 +1,78 @@
+#include "tests/support/HandleCounts.h"
+
+#include <windows.h>
+#include <winternl.h>
+
+#include <vector>
+
+namespace {
+
+struct SystemHandle {
+    void* object;
+    ULONG_PTR process;
+    ULONG_PTR handle;
+    ULONG access;
+    USHORT creator, type;
+    ULONG attributes, reserved;
+};
+
+struct SystemHandles {
+    ULONG_PTR count, reserved;
+    SystemHandle handles[1];
+};
+
+// The declared enumeration lacks this class.
+constexpr ULONG kExtendedHandles = 64;
+constexpr NTSTATUS kTooSmall = static_cast<NTSTATUS>(0xC0000004);
+using QuerySystem = NTSTATUS(WINAPI*)(ULONG, void*, ULONG, ULONG*);
+
+unsigned KernelHandles() {
+    std::vector<BYTE> buffer(1 << 20);
+    ULONG needed = 0;
+    const auto query = reinterpret_cast<QuerySystem>(&NtQuerySystemInformation);
+    while (query(kExtendedHandles, buffer.data(), static_cast<ULONG>(buffer.size()), &needed) == kTooSmall) {
+        buffer.resize(buffer.size() * 2);
+    }
+    const auto* all = reinterpret_cast<const SystemHandles*>(buffer.data());
+    unsigned count = 0;
+    for (ULONG_PTR i = 0; i < all->count; ++i) count += all->handles[i].process == GetCurrentProcessId();
+    return count;
+}
+
+// The process's table of GDI objects, as the process environment block points to it.
+unsigned GdiHandles() {
+    constexpr size_t kPointer = 0xF8, kEntries = 0x4000, kEntrySize = 24, kType = 14;
+    PROCESS_BASIC_INFORMATION process{};
+    NtQueryInformationProcess(GetCurrentProcess(), ProcessBasicInformation, &process, sizeof process, nullptr);
+    const auto* block = reinterpret_cast<const BYTE*>(process.PebBaseAddress);
+    const BYTE* table = *reinterpret_cast<BYTE* const*>(block + kPointer);
+    unsigned count = 0;
+    for (size_t i = 0; i < kEntries; ++i) count += table[i * kEntrySize + kType] != 0;
+    return count;
+}
+
+BOOL CALLBACK CountWindow(HWND, LPARAM count) {
+    ++*reinterpret_cast<unsigned*>(count);
+    return TRUE;
+}
+
+BOOL CALLBACK CountOwnWindow(HWND window, LPARAM count) {
+    DWORD process = 0;
+    GetWindowThreadProcessId(window, &process);
+    if (process != GetCurrentProcessId()) return TRUE;
+    CountWindow(window, count);
+    EnumChildWindows(window, &CountWindow, count);
+    return TRUE;
+}
+
+unsigned Windows() {
+    unsigned count = 0;
+    EnumWindows(&CountOwnWindow, reinterpret_cast<LPARAM>(&count));
+    return count;
+}
+
+}  // namespace
+
+HandleCounts CountHandles() {
+    return {KernelHandles(), GdiHandles(), Windows()};
+}

@@ -1,0 +1,167 @@
+#include "tests/support/ModalScript.h"
+
+#include <commctrl.h>
+#include <prsht.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+constexpr int kBoxText = 0xFFFF;  // the id of a message box's text
+constexpr int kApplyButton = 0x3021;
+
+ModalScript* current = nullptr;  // hooks and timers have no argument of their own
+
+bool IsDialog(HWND window) {
+    wchar_t name[16] = L"";
+    GetClassNameW(window, name, static_cast<int>(std::size(name)));
+    return lstrcmpW(name, L"#32770") == 0;
+}
+
+bool IsMessageBox(HWND window) {
+    return IsDialog(window) && GetDlgItem(window, kBoxText);
+}
+
+BOOL CALLBACK TakeDialog(HWND window, LPARAM found) {
+    if (!IsWindowVisible(window) || !IsDialog(window) || IsMessageBox(window)) return TRUE;
+    *reinterpret_cast<HWND*>(found) = window;
+    return FALSE;
+}
+
+}  // namespace
+
+ModalScript::ModalScript(std::vector<Step> steps, std::deque<int> answers)
+    : steps_(std::move(steps)),
+      answers_(std::move(answers)),
+      hook_(SetWindowsHookExW(WH_CBT, &HookProc, nullptr, GetCurrentThreadId())),
+      timer_(SetTimer(nullptr, 0, USER_TIMER_MINIMUM, &TimerProc)) {
+    current = this;
+}
+
+ModalScript::~ModalScript() {
+    KillTimer(nullptr, timer_);
+    UnhookWindowsHookEx(hook_);
+    current = nullptr;
+}
+
+LRESULT CALLBACK ModalScript::HookProc(int code, WPARAM wParam, LPARAM lParam) {
+    if (code == HCBT_ACTIVATE && current) current->Note(reinterpret_cast<HWND>(wParam));
+    return CallNextHookEx(nullptr, code, wParam, lParam);
+}
+
+void ModalScript::Note(HWND box) {
+    if (!IsMessageBox(box) || std::find(answered_.begin(), answered_.end(), box) != answered_.end()) return;
+    answered_.push_back(box);
+    boxes_.push_back({Ui::Text(box), Ui::Text(box, kBoxText), GetWindow(box, GW_OWNER)});
+    int answer = LOWORD(SendMessageW(box, DM_GETDEFID, 0, 0));
+    if (!answers_.empty()) {
+        answer = answers_.front();
+        answers_.pop_front();
+    }
+    PostMessageW(box, WM_COMMAND, static_cast<WPARAM>(answer), 0);
+}
+
+void CALLBACK ModalScript::TimerProc(HWND, UINT, UINT_PTR, DWORD) {
+    if (current && !current->running_) current->RunNext();
+}
+
+void ModalScript::RunNext() {
+    const HWND window = Ui::Current();
+    if (!window) return;
+    answered_.clear();  // a destroyed box's handle may come again
+    running_ = true;
+    if (next_ < steps_.size()) {
+        steps_[next_++](window);
+    } else {
+        Ui::Press(window, PSBTN_CANCEL);
+    }
+    running_ = false;
+}
+
+namespace Ui {
+
+std::wstring Text(HWND window) {
+    std::wstring text(static_cast<size_t>(GetWindowTextLengthW(window)), L'\0');
+    text.resize(static_cast<size_t>(GetWindowTextW(window, text.data(), static_cast<int>(text.size()) + 1)));
+    return text;
+}
+
+std::wstring Text(HWND dialog, UINT id) {
+    return Text(GetDlgItem(dialog, static_cast<int>(id)));
+}
+
+bool Enabled(HWND dialog, UINT id) {
+    return IsWindowEnabled(GetDlgItem(dialog, static_cast<int>(id))) != FALSE;
+}
+
+bool Visible(HWND dialog, UINT id) {
+    return (GetWindowLongPtrW(GetDlgItem(dialog, static_cast<int>(id)), GWL_STYLE) & WS_VISIBLE) != 0;
+}
+
+std::vector<std::wstring> Items(HWND dialog, UINT comboId) {
+    const HWND combo = GetDlgItem(dialog, static_cast<int>(comboId));
+    std::vector<std::wstring> items;
+    const auto count = static_cast<int>(SendMessageW(combo, CB_GETCOUNT, 0, 0));
+    for (int i = 0; i < count; ++i) {
+        const auto item = static_cast<WPARAM>(i);
+        std::wstring text(static_cast<size_t>(SendMessageW(combo, CB_GETLBTEXTLEN, item, 0)), L'\0');
+        SendMessageW(combo, CB_GETLBTEXT, item, reinterpret_cast<LPARAM>(text.data()));
+        items.push_back(text);
+    }
+    return items;
+}
+
+int Selected(HWND dialog, UINT comboId) {
+    return static_cast<int>(SendDlgItemMessageW(dialog, static_cast<int>(comboId), CB_GETCURSEL, 0, 0));
+}
+
+namespace {
+
+void Notify(HWND dialog, UINT id, UINT code) {
+    const HWND control = GetDlgItem(dialog, static_cast<int>(id));
+    SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(id, code), reinterpret_cast<LPARAM>(control));
+}
+
+}  // namespace
+
+void Select(HWND dialog, UINT comboId, int item) {
+    SendDlgItemMessageW(dialog, static_cast<int>(comboId), CB_SETCURSEL, static_cast<WPARAM>(item), 0);
+    Notify(dialog, comboId, CBN_SELCHANGE);
+}
+
+void Type(HWND dialog, UINT editId, const wchar_t* text) {
+    SetDlgItemTextW(dialog, static_cast<int>(editId), text);
+}
+
+void Click(HWND dialog, UINT id) {
+    SendDlgItemMessageW(dialog, static_cast<int>(id), BM_CLICK, 0, 0);
+}
+
+HWND Page(HWND sheet) {
+    return PropSheet_GetCurrentPageHwnd(sheet);
+}
+
+int PageIndex(HWND sheet) {
+    return TabCtrl_GetCurSel(PropSheet_GetTabControl(sheet));
+}
+
+int PageCount(HWND sheet) {
+    return TabCtrl_GetItemCount(PropSheet_GetTabControl(sheet));
+}
+
+bool ApplyEnabled(HWND sheet) {
+    return Enabled(sheet, kApplyButton);
+}
+
+void Press(HWND sheet, int button) {
+    PostMessageW(sheet, PSM_PRESSBUTTON, static_cast<WPARAM>(button), 0);
+}
+
+HWND Current() {
+    HWND window = nullptr;
+    EnumThreadWindows(GetCurrentThreadId(), &TakeDialog, reinterpret_cast<LPARAM>(&window));
+    return window;
+}
+
+}  // namespace Ui
