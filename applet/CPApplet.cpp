@@ -60,7 +60,7 @@ LRESULT CCPApplet::OnNewInquire(NEWCPLINFOW& information) {
     information.lData = reinterpret_cast<LONG_PTR>(this);
 
     std::wstring text;
-    DWORD length = static_cast<DWORD>(std::size(information.szName) - 1);
+    auto length = static_cast<DWORD>(std::size(information.szName) - 1);
     if (support_resource_version_string(L"ProductName", Module::Instance(), information.szName, &length) == 0) {
         information.szName[std::size(information.szName) - 1] = L'\0';
         text = FillPlaces(LoadStringLang(IDS_APPLET_INFO_FORMAT), {std::wstring(information.szName)});

@@ -13,7 +13,7 @@ void CComboParam::Attach(ProviderRecord* provider) {
 
 bool CComboParam::Fill() {
     Bytes current;
-    if (!ReadList() || !Read(valueParameter_, 0, current)) return false;
+    if (!ReadList() || GetCount() == 0 || !Read(valueParameter_, 0, current)) return false;
     stored_ = 0;
     for (int item = 0; item < GetCount(); ++item) {
         if (values_[static_cast<size_t>(GetItemData(item))] == current) stored_ = item;

@@ -12,7 +12,8 @@ class CComboParam : public CComboBox {
     CComboParam(DWORD listParameter, DWORD valueParameter) noexcept
         : listParameter_(listParameter), valueParameter_(valueParameter) {}
 
-    // Shows the values of a provider (not owned; it must outlive the attachment), or empties and disables the box.
+    // Shows the values of a provider (not owned; it must outlive the attachment). Without one, or when it offers no
+    // values that have a name, the box is disabled and saves nothing.
     void Attach(ProviderRecord* provider);
 
     // Whether another value is selected than the provider had.

@@ -25,7 +25,7 @@ std::wstring InstalledProduct::FindCode() const {
     wchar_t code[kCodeRoom];
     for (DWORD index = 0; enumerate(kPanelComponent, index, code) == ERROR_SUCCESS; ++index) {
         wchar_t path[MAX_PATH];
-        DWORD length = static_cast<DWORD>(std::size(path));
+        auto length = static_cast<DWORD>(std::size(path));
         if (locate(code, kPanelComponent, path, &length) != INSTALLSTATE_LOCAL) continue;
         if (_wcsicmp(path, self.c_str()) == 0) return code;
     }
@@ -35,7 +35,7 @@ std::wstring InstalledProduct::FindCode() const {
 std::wstring InstalledProduct::PropertyOf(const wchar_t* code, const wchar_t* name) const {
     const auto get = installer_.Function<decltype(&MsiGetProductInfoW)>("MsiGetProductInfoW");
     wchar_t value[256] = L"";
-    DWORD length = static_cast<DWORD>(std::size(value));
+    auto length = static_cast<DWORD>(std::size(value));
     if (!get || get(code, name, value, &length) != ERROR_SUCCESS) return {};
     return value;
 }
@@ -57,7 +57,7 @@ std::wstring InstalledProduct::ProviderName() const {
 std::wstring InstalledProduct::ComponentFile(const wchar_t* component) const {
     const auto locate = installer_.Function<decltype(&MsiLocateComponentW)>("MsiLocateComponentW");
     wchar_t path[MAX_PATH] = L"";
-    DWORD length = static_cast<DWORD>(std::size(path));
+    auto length = static_cast<DWORD>(std::size(path));
     if (!locate || locate(component, path, &length) != INSTALLSTATE_LOCAL) return {};
     return path;
 }

@@ -19,7 +19,7 @@ UniqueActivationContext ContextOfThisModule() noexcept {
 UniqueCursor CopyOfHandCursor(HANDLE context) {
     wchar_t directory[MAX_PATH];
     const UINT length = GetWindowsDirectoryW(directory, static_cast<UINT>(std::size(directory)));
-    if (length == 0 || length >= std::size(directory)) return UniqueCursor();
+    if (length == 0 || length >= std::size(directory)) return {};
     const std::wstring path = std::wstring(directory) + L"\\System32\\comctl32.dll";
     const ActivationScope active(context);
     const UniqueModule library(LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));

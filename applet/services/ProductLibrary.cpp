@@ -48,7 +48,7 @@ std::wstring ResolveProductLibrary(const std::wstring& fileName) {
     const size_t nameStart = self.rfind(L'\\') + 1;
 
     if (SamePath(RegisteredPath(self.substr(nameStart)), self)) {
-        const std::wstring registered = RegisteredPath(fileName);
+        std::wstring registered = RegisteredPath(fileName);
         if (IsFullPath(registered)) return registered;
     }
     const std::wstring beside = self.substr(0, nameStart) + fileName;

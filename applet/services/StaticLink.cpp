@@ -9,7 +9,7 @@ namespace {
 
 UniqueFont UnderlinedFont(HFONT font) {
     LOGFONTW description{};
-    if (GetObjectW(font, sizeof description, &description) == 0) return UniqueFont();
+    if (GetObjectW(font, sizeof description, &description) == 0) return {};
     description.lfUnderline = TRUE;
     return UniqueFont(CreateFontIndirectW(&description));
 }

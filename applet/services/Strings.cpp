@@ -6,7 +6,7 @@
 
 std::wstring LoadStringLang(UINT id) {
     wchar_t text[256] = L"";
-    DWORD length = static_cast<DWORD>(std::size(text) - 1);
+    auto length = static_cast<DWORD>(std::size(text) - 1);
     if (support_resource_string(Module::Instance(), id, text, &length) != 0) return {};
     text[std::size(text) - 1] = L'\0';
     return text;

@@ -10,7 +10,9 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <string>
+#include <utility>
 
 #include "applet/services/ProductLibrary.h"
 
@@ -51,7 +53,7 @@ DWORD ReadSupportText(Function call, std::wstring& text) {
     if (const DWORD error = call(nullptr, &length)) return error;
     std::wstring read(size_t{length} + 1, L'\0');
     if (const DWORD error = call(read.data(), &length)) return error;
-    read.back() = L'\0';
-    text = read.c_str();
+    read.resize(std::min(read.size(), read.find(L'\0')));
+    text = std::move(read);
     return 0;
 }
