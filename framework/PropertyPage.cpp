@@ -10,6 +10,19 @@ namespace {
 // Posted by a page to itself when it appears; see OnAppeared.
 constexpr UINT kAppeared = WM_APP + 0x200;
 
+// The answer for a page that couldn't finish its own (out of memory): what it didn't take or save is not passed over.
+// Cancelling stays possible.
+constexpr MessageResult Refusal(UINT code) {
+    switch (code) {
+        case PSN_KILLACTIVE: return TRUE;
+        case PSN_APPLY: return PSNRET_INVALID;
+        case PSN_WIZBACK:
+        case PSN_WIZNEXT: return -1;
+        case PSN_WIZFINISH: return TRUE;
+        default: return {};
+    }
+}
+
 }  // namespace
 
 CPropertyPage::CPropertyPage() noexcept {
@@ -81,11 +94,13 @@ void CPropertyPage::OnAppeared() {
     OnFirstShown();
 }
 
-// Not every system's sheet asks for the initial focus. One that doesn't leaves it on the first tab stop.
+// Not every system's sheet asks for the initial focus. One that doesn't leaves it on the first tab stop, or on a
+// control of the page shown before, which can't be seen any more.
 void CPropertyPage::MoveFocusToInput() noexcept {
     const HWND focus = GetFocus();
     const HWND wanted = OnQueryInitialFocus();
-    if (focus != wanted && focus == GetNextDlgTabItem(m_hWnd, nullptr, FALSE)) {
+    const bool hidden = ::IsChild(GetParent(), focus) && !IsWindowVisible(focus);
+    if (focus != wanted && (hidden || focus == GetNextDlgTabItem(m_hWnd, nullptr, FALSE))) {
         ::SendMessageW(GetParent(), WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(wanted), TRUE);
     }
 }
@@ -100,7 +115,11 @@ MessageResult CPropertyPage::HandleMessage(const Message& message) {
     if (message.id != WM_NOTIFY) return {};
     const auto* header = reinterpret_cast<const NMHDR*>(message.lParam);
     if (header->hwndFrom != GetParent()) return {};
-    return HandleSheetNotification(header->code);
+    try {
+        return HandleSheetNotification(header->code);
+    } catch (...) {
+        return Refusal(header->code);
+    }
 }
 
 MessageResult CPropertyPage::HandleSheetNotification(UINT code) {

@@ -74,15 +74,16 @@ HWND CPropertySheet::CreateSheet() {
 }
 
 INT_PTR CPropertySheet::DoModal() {
-    ended_ = false;
-    result_ = IDCANCEL;
+    Run run;
+    run_ = &run;
+    const INT_PTR finished = flags_ & PSH_WIZARD97 ? ID_WIZFINISH : IDOK;
     if (owner_) owner_ = GetAncestor(owner_, GA_ROOT);
     INT_PTR result = -1;
     HWND window = nullptr;
     {
         const OwnerLock lock(owner_);
         window = CreateSheet();
-        if (window) result = RunLoop();
+        if (window) result = RunLoop(window, run, finished);
         // The owner is enabled again before the sheet goes, or another program's window would come to the front.
     }
     if (!window) {
@@ -94,15 +95,15 @@ INT_PTR CPropertySheet::DoModal() {
 }
 
 void CPropertySheet::EndDialog(INT_PTR result) noexcept {
-    ended_ = true;
-    result_ = result;
+    if (!m_hWnd) return;
+    *run_ = {true, result};
     PostMessage(WM_NULL);  // the loop looks again
 }
 
-INT_PTR CPropertySheet::RunLoop() noexcept {
-    const HWND window = m_hWnd;
+// Doesn't touch the sheet, which is gone when its window was destroyed with its owner's and it deleted itself.
+INT_PTR CPropertySheet::RunLoop(HWND window, const Run& run, INT_PTR finished) noexcept {
     MSG message;
-    while (!ended_ && PropSheet_GetCurrentPageHwnd(window)) {
+    while (!run.ended && PropSheet_GetCurrentPageHwnd(window)) {
         const BOOL got = GetMessageW(&message, nullptr, 0, 0);
         if (got == 0) PostQuitMessage(static_cast<int>(message.wParam));  // the program ends: its own loop must see it
         if (got <= 0) return IDCANCEL;
@@ -111,5 +112,6 @@ INT_PTR CPropertySheet::RunLoop() noexcept {
             DispatchMessageW(&message);
         }
     }
-    return ended_ ? result_ : PropSheet_GetResult(window);
+    if (run.ended) return run.result;
+    return PropSheet_GetResult(window) > 0 ? finished : IDCANCEL;
 }

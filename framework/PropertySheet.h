@@ -12,6 +12,9 @@
 
 class CPropertyPage;
 
+// What a finished wizard's run results in: the id of the button.
+constexpr INT_PTR ID_WIZFINISH = 0x3025;
+
 class CPropertySheet : public CWnd {
   public:
     CPropertySheet() noexcept;
@@ -33,7 +36,7 @@ class CPropertySheet : public CWnd {
     // object may be gone.
     INT_PTR DoModal();
 
-    // Ends the run with this result, whatever the pages hold.
+    // Ends the run with this result, whatever the pages hold. Nothing when the sheet isn't open.
     void EndDialog(INT_PTR result) noexcept;
 
     // These are posted: a sheet pressed or changed from inside a page's notification would still be busy with it.
@@ -49,9 +52,14 @@ class CPropertySheet : public CWnd {
   private:
     friend class CPropertyPage;
 
+    struct Run {
+        bool ended = false;
+        INT_PTR result = IDCANCEL;
+    };
+
     void AttachSheet(HWND window);
     HWND CreateSheet();
-    INT_PTR RunLoop() noexcept;
+    static INT_PTR RunLoop(HWND window, const Run& run, INT_PTR finished) noexcept;
 
     std::vector<CPropertyPage*> pages_;
     std::wstring caption_;
@@ -59,6 +67,5 @@ class CPropertySheet : public CWnd {
     UINT startPage_ = 0;
     DWORD flags_ = 0;
     HBITMAP watermark_ = nullptr, header_ = nullptr;
-    bool ended_ = false;
-    INT_PTR result_ = IDCANCEL;
+    Run* run_ = nullptr;  // DoModal's; there while the sheet has a window
 };

@@ -57,7 +57,7 @@ struct MemberOf<Result (Class::*)(Arguments...)> {
 template <auto Handler>
 MessageResult Call(CWnd& window, const Message& message) {
     using Owner = typename MemberOf<decltype(Handler)>::Owner;
-    Owner& owner = static_cast<Owner&>(window);
+    auto& owner = static_cast<Owner&>(window);
     if constexpr (std::is_invocable_v<decltype(Handler), Owner&>) {
         (owner.*Handler)();
         return 0;

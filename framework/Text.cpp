@@ -36,7 +36,9 @@ std::wstring NumberText(const Place& place, unsigned number) {
         default: std::swprintf(digits, std::size(digits), L"%u", number); break;
     }
     std::wstring text = digits;
-    if (text.size() < place.width) text.insert(0, place.width - text.size(), place.zeros ? L'0' : L' ');
+    if (text.size() >= place.width) return text;
+    const bool afterSign = place.zeros && text.front() == L'-';
+    text.insert(afterSign ? 1 : 0, place.width - text.size(), place.zeros ? L'0' : L' ');
     return text;
 }
 

@@ -1,7 +1,7 @@
 // Modal dialogs: results, validation, message tables, exceptions.
 #include <gtest/gtest.h>
 
-#include <commctrl.h>
+#include <windows.h>
 
 #include <functional>
 #include <stdexcept>
@@ -16,11 +16,15 @@ namespace {
 enum Id : WORD { kFirst = 20, kMiddle, kLast, kBeyond, kStatic, kPlainStatic };
 
 const std::vector<BYTE>& Template() {
-    static const std::vector<BYTE> bytes =
-        BuildTemplate(WS_POPUP | WS_CAPTION | WS_SYSMENU | WS_VISIBLE, L"Dialog",
-                      {{L"BUTTON", IDOK, BS_DEFPUSHBUTTON | WS_TABSTOP}, {L"BUTTON", IDCANCEL, WS_TABSTOP},
-                       {L"BUTTON", kFirst, 0}, {L"BUTTON", kMiddle, 0}, {L"BUTTON", kLast, 0},
-                       {L"BUTTON", kBeyond, 0}, {L"STATIC", kStatic, 0}, {L"STATIC", kPlainStatic, 0}});
+    static const std::vector<BYTE> bytes = BuildTemplate(WS_POPUP | WS_CAPTION | WS_SYSMENU | WS_VISIBLE, L"Dialog",
+                                                         {{L"BUTTON", IDOK, BS_DEFPUSHBUTTON | WS_TABSTOP},
+                                                          {L"BUTTON", IDCANCEL, WS_TABSTOP},
+                                                          {L"BUTTON", kFirst, 0},
+                                                          {L"BUTTON", kMiddle, 0},
+                                                          {L"BUTTON", kLast, 0},
+                                                          {L"BUTTON", kBeyond, 0},
+                                                          {L"STATIC", kStatic, 0},
+                                                          {L"STATIC", kPlainStatic, 0}});
     return bytes;
 }
 
@@ -87,8 +91,8 @@ TEST(DialogTest, EndsWithTheResultThatFits) {
         {"Esc", [](HWND) { PressKey(VK_ESCAPE); }, IDCANCEL},
         {"close", [](HWND window) { SendMessageW(window, WM_CLOSE, 0, 0); }, IDCANCEL},
         {"handler", [](HWND window) { Ui::Click(window, kFirst); }, 4711},
-        {"another's notification", [](HWND window) { SendMessageW(window, WM_COMMAND, MAKEWPARAM(IDOK, BN_DBLCLK), 0); },
-         kLeftOpen},
+        {"another's notification",
+         [](HWND window) { SendMessageW(window, WM_COMMAND, MAKEWPARAM(IDOK, BN_DBLCLK), 0); }, kLeftOpen},
     };
     for (const auto& [name, step, result] : cases) {
         SCOPED_TRACE(name);
@@ -114,6 +118,7 @@ TEST(DialogTest, StaysOpenUntilItsControlsAreValid) {
                                      Ui::Click(window, IDOK);
                                  }}),
               IDOK);
+    EXPECT_TRUE(dialog.valid) << "the first click has closed it";
 }
 
 TEST(DialogTest, AnExceptionLeavesTheDialogUsable) {
@@ -123,8 +128,8 @@ TEST(DialogTest, AnExceptionLeavesTheDialogUsable) {
         TestDialog dialog;
         (atStart ? dialog.onInit : dialog.onClick) = fail;
         EXPECT_EQ(RunDialog(dialog, {[](HWND window) { Ui::Click(window, kFirst); },
-                                     [](HWND window) { Ui::Click(window, kLast); },
-                                     [](HWND) { PressKey(VK_ESCAPE); }, [](HWND) {}}),
+                                     [](HWND window) { Ui::Click(window, kLast); }, [](HWND) { PressKey(VK_ESCAPE); },
+                                     [](HWND) {}}),
                   IDCANCEL);
         EXPECT_EQ(dialog.clicked, (std::vector<WORD>{kFirst, kLast}));
         EXPECT_EQ(dialog.ends, 1);

@@ -3,10 +3,10 @@
 
 #include <cstring>
 #include <functional>
+#include <limits>
 
 #include "framework/DataExchange.h"
 #include "framework/DialogInit.h"
-#include "framework/FrameworkText.h"
 #include "tests/support/DialogRun.h"
 #include "tests/support/TemplateBuilder.h"
 
@@ -16,13 +16,18 @@ enum Id : WORD { kText = 10, kInteger, kUnsigned, kCheck, kRadio, kNoRadio, kRad
 
 const std::vector<BYTE>& Template() {
     constexpr DWORD radio = BS_AUTORADIOBUTTON;
-    static const std::vector<BYTE> bytes = BuildTemplate(
-        WS_POPUP | WS_CAPTION | WS_VISIBLE, L"Exchange",
-        {{L"EDIT", kText, WS_TABSTOP | ES_AUTOHSCROLL}, {L"EDIT", kInteger, WS_TABSTOP | ES_AUTOHSCROLL},
-         {L"EDIT", kUnsigned, WS_TABSTOP | ES_AUTOHSCROLL}, {L"BUTTON", kCheck, BS_AUTO3STATE | WS_TABSTOP},
-         {L"BUTTON", kRadio, radio | WS_GROUP | WS_TABSTOP}, {L"STATIC", kNoRadio, 0},
-         {L"BUTTON", kRadio2, radio}, {L"BUTTON", kRadio3, radio}, {L"BUTTON", kOther, radio | WS_GROUP},
-         {L"COMBOBOX", kCombo, CBS_DROPDOWNLIST}, {L"LISTBOX", kList, 0}});
+    static const std::vector<BYTE> bytes = BuildTemplate(WS_POPUP | WS_CAPTION | WS_VISIBLE, L"Exchange",
+                                                         {{L"EDIT", kText, WS_TABSTOP | ES_AUTOHSCROLL},
+                                                          {L"EDIT", kInteger, WS_TABSTOP | ES_AUTOHSCROLL},
+                                                          {L"EDIT", kUnsigned, WS_TABSTOP | ES_AUTOHSCROLL},
+                                                          {L"BUTTON", kCheck, BS_AUTO3STATE | WS_TABSTOP},
+                                                          {L"BUTTON", kRadio, radio | WS_GROUP | WS_TABSTOP},
+                                                          {L"STATIC", kNoRadio, 0},
+                                                          {L"BUTTON", kRadio2, radio},
+                                                          {L"BUTTON", kRadio3, radio},
+                                                          {L"BUTTON", kOther, radio | WS_GROUP},
+                                                          {L"COMBOBOX", kCombo, CBS_DROPDOWNLIST},
+                                                          {L"LISTBOX", kList, 0}});
     return bytes;
 }
 
@@ -61,9 +66,9 @@ class ExchangeDialog : public CDialog {
     int integer = -5;
     UINT number = 5;
     int check = BST_INDETERMINATE, radio = 1, combo = 2;
-    int edits = 0;                                         // EN_CHANGE seen
-    std::function<void(CDataExchange*)> ranges, exchange;  // after the exchange of the numbers, instead of all
-    std::vector<std::wstring> told;                        // id and inserts of what the user was told
+    int edits = 0;                                 // EN_CHANGE seen
+    std::function<void(CDataExchange*)> exchange;  // instead of the whole exchange
+    std::vector<std::wstring> told;                // id and inserts of what the user was told
 
     std::wstring LoadText(UINT id) const override { return std::to_wstring(id) + L" %1 %2"; }
     int ShowMessage(const std::wstring& message, UINT) override {
@@ -78,7 +83,6 @@ class ExchangeDialog : public CDialog {
         DDX_Text(exchanged, kText, text);
         DDX_Text(exchanged, kInteger, integer);
         DDX_Text(exchanged, kUnsigned, number);
-        if (ranges) ranges(exchanged);
         DDX_Check(exchanged, kCheck, check);
         DDX_Radio(exchanged, kRadio, radio);
         DDX_CBIndex(exchanged, kCombo, combo);
@@ -171,12 +175,25 @@ TEST(DataExchangeTest, OnlyWholeNumbersInRangeAreTaken) {
         const wchar_t* typed;
         long long integer, number;  // `no`: refused
     } const cases[] = {
-        {L"", no, no}, {L" ", no, no}, {L"abc", no, no}, {L"12abc", no, no}, {L"1 2", no, no}, {L"-", no, no},
-        {L"0x10", no, no}, {L"1.5", no, no}, {L"\x0661", no, no}, {L" 7 ", 7, 7}, {L"+7", 7, 7}, {L"-1", -1, no},
-        {L"2147483647", 2147483647, 2147483647}, {L"2147483648", no, 2147483648},
-        {L"-2147483648", -2147483648LL, no}, {L"-2147483649", no, no}, {L"4294967295", no, 4294967295},
-        {L"4294967296", no, no}, {L"18446744073709551617", no, no}, {L"-18446744073709551617", no, no},
-        {L"123456789012345678901234567890", no, no}, {L"000000000000000000000000000007", 7, 7},
+        {L"", no, no},
+        {L"abc", no, no},
+        {L"12abc", no, no},
+        {L"1 2", no, no},
+        {L"-", no, no},
+        {L"\x0661", no, no},
+        {L" 7 ", 7, 7},
+        {L"+7", 7, 7},
+        {L"-1", -1, no},
+        {L"2147483647", 2147483647, 2147483647},
+        {L"2147483648", no, 2147483648},
+        {L"-2147483648", -2147483648LL, no},
+        {L"-2147483649", no, no},
+        {L"4294967295", no, 4294967295},
+        {L"4294967296", no, no},
+        {L"18446744073709551617", no, no},
+        {L"-18446744073709551617", no, no},
+        {L"123456789012345678901234567890", no, no},
+        {L"000000000000000000000000000007", 7, 7},
     };
     ExchangeDialog dialog;
     RunDialog(dialog, {[&](HWND window) {
@@ -280,7 +297,8 @@ TEST(DataExchangeTest, MessagesComeFromTheModuleInTheThreadsLanguage) {
                       Ui::Type(shown, kInteger, L"0");
                       EXPECT_FALSE(dialog.UpdateData());
                       EXPECT_EQ(GetFocus(), GetDlgItem(shown, kInteger));
-                  }}, &boxes);
+                  }},
+                  &boxes);
         ASSERT_EQ(boxes.size(), 1u);
         EXPECT_EQ(boxes[0].text, text);
         EXPECT_EQ(boxes[0].caption, L"Exchange");
@@ -324,16 +342,19 @@ TEST(DialogInitTest, EntriesFillTheirControlsUpToTheFirstBadOne) {
     std::vector<Case> cases = {
         {good, true, 1, 2},
         {{0, 0}, true, 0, 0},
-        {InitData().AddText(kCombo, 0x1234, "a").AddText(kCombo, kAddToCombo, "b").End(), true, 1, 0},
+        {InitData().AddText(kCombo, kAddToCombo, "a").AddText(kCombo, CB_RESETCONTENT, "b").End(), true, 1, 0},
         {InitData().Add(kCombo, kAddToCombo, "a").End(), false, 0, 0},
         {InitData().Add(kCombo, kAddToCombo, "").End(), false, 0, 0},
-        {InitData().AddText(kList, kAddToList, "a").Add(kCombo, kAddToCombo, std::string("b\0", 2), 3).End(), false, 0, 1},
+        {InitData().AddText(kList, kAddToList, "a").Add(kCombo, kAddToCombo, std::string("b\0", 2), 3).End(), false, 0,
+         1},
         {InitData().Add(kCombo, kAddToCombo, std::string("b\0", 2), ~DWORD{2}).End(), false, 0, 0},
-        {InitData().Add(kCombo, 0x1234, "a", 100).End(), false, 0, 0},
+        {InitData().Add(kCombo, CB_RESETCONTENT, "a", 100).End(), false, 0, 0},
     };
     const size_t combo = 8 + 2, list = combo + 8 + 1, last = list + 8 + 2;  // where the good data's entries end
     for (size_t length = 0; length < good.size(); ++length) {
-        cases.push_back({{good.begin(), good.begin() + static_cast<ptrdiff_t>(length)}, false, length >= combo,
+        cases.push_back({{good.begin(), good.begin() + static_cast<ptrdiff_t>(length)},
+                         false,
+                         length >= combo,
                          (length >= list) + (length >= last)});
     }
     PlainDialog dialog;

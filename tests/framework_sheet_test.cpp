@@ -1,7 +1,7 @@
 // Property sheets: their results, pages, owner and end.
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <stdexcept>
 
 #include "tests/support/HandleCounts.h"
 #include "tests/support/SheetRun.h"
@@ -9,17 +9,20 @@
 namespace {
 
 const std::vector<BYTE>& ReadOnlyFirst() {
-    static const std::vector<BYTE> bytes =
-        BuildTemplate(WS_CHILD | DS_CONTROL, L"Read-only first",
-                      {{L"STATIC", 30, 0}, {L"EDIT", 31, WS_TABSTOP | ES_READONLY}, {L"EDIT", 32, WS_TABSTOP | ES_READONLY},
-                       {L"BUTTON", kButton, WS_TABSTOP}, {L"EDIT", 33, WS_TABSTOP}});
+    static const std::vector<BYTE> bytes = BuildTemplate(WS_CHILD | DS_CONTROL, L"Read-only first",
+                                                         {{L"STATIC", 30, 0},
+                                                          {L"EDIT", 31, WS_TABSTOP | ES_READONLY},
+                                                          {L"EDIT", 32, WS_TABSTOP | ES_READONLY},
+                                                          {L"BUTTON", kButton, WS_TABSTOP},
+                                                          {L"EDIT", 33, WS_TABSTOP}});
     return bytes;
 }
 
 class OwnerWindow {
   public:
-    OwnerWindow() : window_(CreateWindowExW(0, L"STATIC", L"owner", WS_POPUP | WS_VISIBLE, 0, 0, 99, 99, nullptr, nullptr,
-                                            nullptr, nullptr)) {}
+    OwnerWindow()
+        : window_(CreateWindowExW(0, L"STATIC", L"owner", WS_POPUP | WS_VISIBLE, 0, 0, 99, 99, nullptr, nullptr,
+                                  nullptr, nullptr)) {}
     ~OwnerWindow() { DestroyWindow(window_); }
     OwnerWindow(const OwnerWindow&) = delete;
     OwnerWindow& operator=(const OwnerWindow&) = delete;
@@ -28,8 +31,6 @@ class OwnerWindow {
   private:
     HWND window_;
 };
-
-}  // namespace
 
 TEST(PropertySheetTest, EndsWithTheResultThatFits) {
     struct {
@@ -131,17 +132,18 @@ TEST(PropertySheetTest, OwnerIsAsItWas) {
         SCOPED_TRACE(enabled);
         const OwnerWindow owner;
         EnableWindow(owner.Get(), enabled);
-        const HWND child = CreateWindowExW(0, L"STATIC", L"", WS_CHILD, 0, 0, 9, 9, owner.Get(), nullptr, nullptr, nullptr);
+        const HWND child =
+            CreateWindowExW(0, L"STATIC", L"", WS_CHILD, 0, 0, 9, 9, owner.Get(), nullptr, nullptr, nullptr);
         TestPage page;
         bool enabledAtEnd = !enabled;
         page.onEnd = [&] { enabledAtEnd = IsWindowEnabled(owner.Get()) != FALSE; };
         TestSheet sheet({&page});
         sheet.SetOwner(child);
         EXPECT_EQ(RunSheet(sheet, {[&](HWND window) {
-                      EXPECT_EQ(GetWindow(window, GW_OWNER), owner.Get());
-                      EXPECT_FALSE(IsWindowEnabled(owner.Get()));
-                      Ui::Press(window, PSBTN_OK);
-                  }}),
+                               EXPECT_EQ(GetWindow(window, GW_OWNER), owner.Get());
+                               EXPECT_FALSE(IsWindowEnabled(owner.Get()));
+                               Ui::Press(window, PSBTN_OK);
+                           }}),
                   IDOK);
         EXPECT_EQ(enabledAtEnd, enabled) << "before the sheet goes";
         EXPECT_EQ(IsWindowEnabled(owner.Get()) != FALSE, enabled);
@@ -152,7 +154,8 @@ TEST(PropertySheetTest, TheProgramsEndReachesTheOuterLoop) {
     TestPage page;
     int ends = 0;
     TestSheet sheet({&page}, &ends);
-    EXPECT_EQ(RunSheet(sheet, {[](HWND) { PostQuitMessage(5); }, [](HWND) { ADD_FAILURE() << "still open"; }}), IDCANCEL);
+    EXPECT_EQ(RunSheet(sheet, {[](HWND) { PostQuitMessage(5); }, [](HWND) { ADD_FAILURE() << "still open"; }}),
+              IDCANCEL);
     MSG message{};
     EXPECT_TRUE(PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
     EXPECT_EQ(message.wParam, 5u);
@@ -166,11 +169,11 @@ TEST(PropertySheetTest, HoldsThePagesThatHaveATemplate) {
     sheet.AddPage(missing);
     sheet.AddPage(last);
     EXPECT_EQ(RunSheet(sheet, {[&](HWND window) {
-                  EXPECT_EQ(Ui::PageCount(window), 2);
-                  sheet.SetActivePage(1);
-                  EXPECT_EQ(Ui::Page(window), last.m_hWnd);
-                  Ui::Press(window, PSBTN_OK);
-              }}),
+                           EXPECT_EQ(Ui::PageCount(window), 2);
+                           sheet.SetActivePage(1);
+                           EXPECT_EQ(Ui::Page(window), last.m_hWnd);
+                           Ui::Press(window, PSBTN_OK);
+                       }}),
               IDOK);
 
     int ends = 0;
@@ -193,6 +196,7 @@ TEST(PropertySheetTest, StartsOnItsPageAndMakesTheOthersLater) {
                      Ui::Press(window, PSBTN_OK);
                  }});
         for (int i = 0; i < 3; ++i) EXPECT_EQ(pages[i].applied, i == first) << i;
+        for (int i = 0; i < 3; ++i) EXPECT_EQ(pages[i].shown, i == first) << i;
     }
 }
 
@@ -204,7 +208,12 @@ TEST(PropertySheetTest, FocusGoesToTheFirstControlThatTakesInput) {
                          EXPECT_EQ(GetFocus(), page.GetDlgItem(kButton));
                          sheet.SetActivePage(2);
                      },
-                     [&](HWND) { EXPECT_EQ(GetFocus(), unable.GetDlgItem(33)); }});
+                     [&](HWND) {
+                         EXPECT_EQ(GetFocus(), unable.GetDlgItem(33));
+                         sheet.SetActivePage(0);
+                     }});
+    EXPECT_EQ(page.shown, 1);
+    EXPECT_EQ(unable.shown, 1);
 }
 
 TEST(PropertySheetTest, MayDeleteItselfAtItsEnd) {
@@ -249,3 +258,5 @@ TEST(PropertySheetTest, LeavesNoHandleBehind) {
     EXPECT_EQ(after.gdi, before.gdi);
     EXPECT_EQ(after.windows, before.windows);
 }
+
+}  // namespace

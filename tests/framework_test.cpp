@@ -37,9 +37,28 @@ TEST(UniqueHandleTest, ClosesEachHandleOnceAndKeepsTheLastError) {
         {"reset", [] { Noted(1).reset(); }, {1}},
         {"reset to another", [] { Noted(1).reset(2); }, {1, 2}},
         {"put closes first", [] { *Noted(1).put() = 2; }, {1, 2}},
-        {"move", [] { Noted from(1), to(std::move(from)); EXPECT_FALSE(from); EXPECT_EQ(to.get(), 1); }, {1}},
-        {"move over", [] { Noted from(1), to(2); to = std::move(from); EXPECT_EQ(to.get(), 1); }, {2, 1}},
-        {"move to itself", [] { Noted handle(1); Noted& same = handle; handle = std::move(same); }, {1}},
+        {"move",
+         [] {
+             Noted from(1), to(std::move(from));
+             EXPECT_FALSE(from);
+             EXPECT_EQ(to.get(), 1);
+         },
+         {1}},
+        {"move over",
+         [] {
+             Noted from(1), to(2);
+             to = std::move(from);
+             EXPECT_EQ(to.get(), 1);
+         },
+         {2, 1}},
+        {"move to itself",
+         [] {
+             Noted handle(1);
+             Noted& same = handle;
+             handle = std::move(same);
+             EXPECT_EQ(handle.get(), 1);
+         },
+         {1}},
     };
     for (const auto& [name, use, closed] : cases) {
         SCOPED_TRACE(name);
@@ -99,7 +118,8 @@ class Control : public CWnd {
 };
 
 TEST(WndTest, AWindowAndItsObjectLetGoOfEachOther) {
-    const HWND window = CreateWindowExW(0, L"STATIC", L"text", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+    const HWND window =
+        CreateWindowExW(0, L"STATIC", L"text", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
     EXPECT_EQ(CWnd::FromHandlePermanent(window), nullptr);
     EXPECT_EQ(CWnd::FromHandlePermanent(nullptr), nullptr);
     EXPECT_FALSE(Control().SubclassWindow(nullptr));

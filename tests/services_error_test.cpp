@@ -58,15 +58,15 @@ TEST(ErrorText, EachFamilyInItsOwnLibraryAndOnlyWhenThatIsLoaded) {
 
 // Everything asked for a code, "source:language", when nobody knows it. Sources are modules by their names.
 std::map<std::wstring, bool> loaded;
-std::vector<std::wstring> names;  // a stand-in handle is 1 + the position
+std::vector<std::wstring> given;  // a stand-in handle is 1 + the position
 std::wstring asked;
 DWORD askedCode = 0;
 
 HMODULE WINAPI GiveModule(LPCWSTR name) {
     if (!name) return Module::Instance();
     if (!loaded[name]) return nullptr;
-    names.push_back(name);
-    return reinterpret_cast<HMODULE>(names.size());
+    given.push_back(name);
+    return reinterpret_cast<HMODULE>(given.size());
 }
 
 DWORD WINAPI NoteFormat(DWORD flags, LPCVOID source, DWORD code, DWORD language, LPWSTR, DWORD size, va_list*) {
@@ -74,7 +74,7 @@ DWORD WINAPI NoteFormat(DWORD flags, LPCVOID source, DWORD code, DWORD language,
     EXPECT_EQ(size, 1024u);
     const bool module = (flags & FORMAT_MESSAGE_FROM_HMODULE) != 0;
     EXPECT_NE(module, (flags & FORMAT_MESSAGE_FROM_SYSTEM) != 0);
-    const std::wstring name = module ? names.at(reinterpret_cast<size_t>(source) - 1) : L"system";
+    const std::wstring name = module ? given.at(reinterpret_cast<size_t>(source) - 1) : L"system";
     asked += name + L":" + std::to_wstring(language) + L" ";
     EXPECT_EQ(code, name == L"winhttp.dll" ? LOWORD(askedCode) : askedCode) << code;
     return 0;
@@ -84,8 +84,9 @@ TEST(ErrorText, SourcesAreAskedInTheirOrder) {
     const ImportPatch modules(nullptr, "GetModuleHandleW", &GiveModule);
     const ImportPatch format(nullptr, "FormatMessageW", &NoteFormat);
     ASSERT_TRUE(modules.Found() && format.Found());
-    const std::wstring common = L"system:9 system:0 ", late = L"winhttp.dll:9 winhttp.dll:0 ntdsbmsg.dll:9 "
-                                                              L"ntdsbmsg.dll:0 wininet.dll:9 wininet.dll:0 ";
+    const std::wstring common = L"system:9 system:0 ", late =
+                                                           L"winhttp.dll:9 winhttp.dll:0 ntdsbmsg.dll:9 "
+                                                           L"ntdsbmsg.dll:0 wininet.dll:9 wininet.dll:0 ";
     const std::map<std::wstring, bool> all = {{L"mqutil.dll", true},  {L"kvstamp.dll", true},  {L"kvstatus.dll", true},
                                               {L"NETMSG", true},      {L"winhttp.dll", true},  {L"ntdsbmsg.dll", true},
                                               {L"wininet.dll", true}, {L"activeds.dll", false}};
@@ -127,11 +128,12 @@ HANDLE signatureContext = INVALID_HANDLE_VALUE;
 const ImportPatch* realModules;
 HMODULE WINAPI FindStampInContext(LPCWSTR name) {
     HANDLE context = nullptr;
-    if (!name || lstrcmpW(name, L"kvstamp.dll") != 0)
-        return realModules->Original<decltype(GetModuleHandleW)>()(name);
+    if (!name || lstrcmpW(name, L"kvstamp.dll") != 0) return realModules->Original<decltype(GetModuleHandleW)>()(name);
     GetCurrentActCtx(&context);
     ReleaseActCtx(context);
-    return context == signatureContext ? stampOfSignature : nullptr;
+    if (context == signatureContext) return stampOfSignature;
+    EXPECT_EQ(context, Caches().ModuleContext());
+    return nullptr;
 }
 
 TEST(ErrorText, ProductLibrariesAreFoundInTheSignatureLibrarysContextToo) {
@@ -150,17 +152,33 @@ TEST(ErrorText, ProductLibrariesAreFoundInTheSignatureLibrarysContextToo) {
 }
 
 TEST(ErrorText, NamesOfDirectoryServiceErrors) {
-    const wchar_t* const names20[] = {
-        L"BAD_PATHNAME",           L"INVALID_DOMAIN_OBJECT", L"INVALID_USER_OBJECT",   L"INVALID_COMPUTER_OBJECT",
-        L"UNKNOWN_OBJECT",         L"PROPERTY_NOT_SET",      L"PROPERTY_NOT_SUPPORTED", L"PROPERTY_INVALID",
-        L"BAD_PARAMETER",          L"OBJECT_UNBOUND",        L"PROPERTY_NOT_MODIFIED", L"PROPERTY_MODIFIED",
-        L"CANT_CONVERT_DATATYPE",  L"PROPERTY_NOT_FOUND",    L"OBJECT_EXISTS",         L"SCHEMA_VIOLATION",
-        L"COLUMN_NOT_SET",         nullptr,                  nullptr,                  nullptr,
-        L"INVALID_FILTER",         nullptr,
+    const wchar_t* const names[] = {
+        L"BAD_PATHNAME",
+        L"INVALID_DOMAIN_OBJECT",
+        L"INVALID_USER_OBJECT",
+        L"INVALID_COMPUTER_OBJECT",
+        L"UNKNOWN_OBJECT",
+        L"PROPERTY_NOT_SET",
+        L"PROPERTY_NOT_SUPPORTED",
+        L"PROPERTY_INVALID",
+        L"BAD_PARAMETER",
+        L"OBJECT_UNBOUND",
+        L"PROPERTY_NOT_MODIFIED",
+        L"PROPERTY_MODIFIED",
+        L"CANT_CONVERT_DATATYPE",
+        L"PROPERTY_NOT_FOUND",
+        L"OBJECT_EXISTS",
+        L"SCHEMA_VIOLATION",
+        L"COLUMN_NOT_SET",
+        nullptr,
+        nullptr,
+        nullptr,
+        L"INVALID_FILTER",
+        nullptr,
     };
-    for (DWORD i = 0; i < std::size(names20); ++i) {
+    for (DWORD i = 0; i < std::size(names); ++i) {
         const DWORD code = 0x80005000 + i;
-        EXPECT_EQ(ErrorText(code, kEnglish), names20[i] ? std::wstring(L"E_ADS_") + names20[i] : Unknown(code));
+        EXPECT_EQ(ErrorText(code, kEnglish), names[i] ? std::wstring(L"E_ADS_") + names[i] : Unknown(code));
     }
     EXPECT_EQ(ErrorText(0x80004FFF, kEnglish), Unknown(0x80004FFF));
 }
@@ -206,7 +224,8 @@ TEST(ErrorText, TheDirectoryServicesOwnWordsAreAppended) {
         {0x80005FFF, L"", S_OK, 5, L"LDAP", L"no", L"ADs [LDAP, #5 (no)]"},
         {0x80006000, L"", S_OK, 5, L"LDAP", L"no", Unknown(0x80006000)},
         {0x80090016, L"a", S_OK, 5, L"LDAP", L"no", L"a"},
-        {0x80070005, L"a", S_OK, 5, longName, longText, L"a" + (L" [" + longName + L", #5 (" + longText).substr(0, 260)},
+        {0x80070005, L"a", S_OK, 5, longName, longText,
+         L"a" + (L" [" + longName + L", #5 (" + longText).substr(0, 260)},
         {0x80070005, L"", S_OK, 5, longName, longText, (L"ADs [" + longName + L", #5 (" + longText).substr(0, 260)},
         {0x80070005, L"\r\n", S_OK, 0, L"", L"", Unknown(0x80070005)},
     };

@@ -16,8 +16,8 @@ constexpr UINT kLink = 60000;  // no string has this id
 // A link of a style made in a dialog, for as long as the object lives.
 struct Link {
     Link(const CDialog& dialog, UINT id = kLink, DWORD style = SS_LEFT)
-        : window(CreateWindowExW(0, L"STATIC", L"own text", WS_CHILD | WS_VISIBLE | SS_NOTIFY | style, 0, 0, 50, 10,
-                                 dialog.m_hWnd, reinterpret_cast<HMENU>(UINT_PTR{id}), nullptr, nullptr)) {
+        : window(CreateWindowExW(0, L"STATIC", L"own text", WS_CHILD | WS_VISIBLE | style, 0, 0, 50, 10, dialog.m_hWnd,
+                                 reinterpret_cast<HMENU>(UINT_PTR{id}), nullptr, nullptr)) {
         SendMessageW(window, WM_SETFONT, static_cast<WPARAM>(dialog.SendMessage(WM_GETFONT)), FALSE);
         link.SubclassWindow(window);
     }
@@ -32,8 +32,8 @@ struct Link {
 // What the dialog answers when a control asks how it is to be painted.
 struct Paint {
     Paint(const CDialog& dialog, const Link& link) : context(CreateCompatibleDC(nullptr)) {
-        brush = reinterpret_cast<HBRUSH>(
-            dialog.SendMessage(WM_CTLCOLORSTATIC, reinterpret_cast<WPARAM>(context), reinterpret_cast<LPARAM>(link.window)));
+        brush = reinterpret_cast<HBRUSH>(dialog.SendMessage(WM_CTLCOLORSTATIC, reinterpret_cast<WPARAM>(context),
+                                                            reinterpret_cast<LPARAM>(link.window)));
         color = GetTextColor(context);
         mode = GetBkMode(context);
         GetObjectW(GetCurrentObject(context, OBJ_FONT), sizeof font, &font);
@@ -48,13 +48,6 @@ struct Paint {
 
 constexpr COLORREF kBlue = 0x00FF0000, kPurple = 0x00800080;
 
-TEST(StaticLink, TakesTheMouse) {
-    InDialog([](CDialog& dialog) {
-        const Link link(dialog);
-        EXPECT_EQ(SendMessageW(link.window, WM_NCHITTEST, 0, 0), HTCLIENT);
-    });
-}
-
 TEST(StaticLink, OnlyPlainTextsArePaintedAsLinks) {
     InDialog([](CDialog& dialog) {
         const auto hollow = static_cast<HBRUSH>(GetStockObject(HOLLOW_BRUSH));
@@ -68,12 +61,13 @@ TEST(StaticLink, OnlyPlainTextsArePaintedAsLinks) {
     });
 }
 
-TEST(StaticLink, TheControlsOwnFontUnderlined) {
+TEST(StaticLink, TakesTheMouseAndUnderlinesItsOwnFont) {
     InDialog([](CDialog& dialog) {
         const Link link(dialog);
         LOGFONTW own{};
         GetObjectW(reinterpret_cast<HFONT>(dialog.SendMessage(WM_GETFONT)), sizeof own, &own);
         ASSERT_FALSE(own.lfUnderline);
+        EXPECT_EQ(SendMessageW(link.window, WM_NCHITTEST, 0, 0), HTCLIENT);  // the mouse isn't let through
         const Paint paint(dialog, link);
         EXPECT_EQ(paint.mode, TRANSPARENT);
         EXPECT_TRUE(paint.font.lfUnderline);
@@ -178,17 +172,21 @@ TEST_F(StaticLinkClick, AHandlerGetsTheClickInstead) {
     });
 }
 
-const ImportPatch* loader;
+const ImportPatch* cursors;
 int loads = 0;
 bool present = true;
-HMODULE WINAPI NoteLoad(LPCWSTR path, HANDLE file, DWORD flags) {
+// Not every system's common controls have the hand.
+HCURSOR WINAPI GiveHand(HINSTANCE library, LPCWSTR id) {
+    EXPECT_NE(GetProcAddress(library, "InitCommonControlsEx"), nullptr);
+    EXPECT_EQ(id, MAKEINTRESOURCEW(108));
     ++loads;
-    return present ? loader->Original<decltype(LoadLibraryExW)>()(path, file, flags) : nullptr;
+    return present ? cursors->Original<decltype(LoadCursorW)>()(nullptr, IDC_HAND) : nullptr;
 }
 
 TEST(StaticLink, TheHandIsLoadedOnceAndShownOverEveryLink) {
-    const ImportPatch patch(nullptr, "LoadLibraryExW", &NoteLoad);
-    loader = &patch;
+    const ImportPatch patch(nullptr, "LoadCursorW", &GiveHand);
+    ASSERT_TRUE(patch.Found());
+    cursors = &patch;
     for (const bool there : {true, false}) {
         present = there;
         loads = 0;

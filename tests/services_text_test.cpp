@@ -144,8 +144,8 @@ TEST(MessageBoxes, TextCaptionTypeAndHelp) {
         {[] { return MessageBoxFormat(IDS_OVERWRITE_QUESTION, MB_YESNO, L"%s"); }, L"The file %s exists, to overwrite?",
          MB_YESNO, IDS_OVERWRITE_QUESTION},
         {[] { return MessageBoxText(L"%n", MB_OKCANCEL); }, L"%n", MB_OKCANCEL, 0},
-        {[] { return ErrorMessageBox(0x80005012); },
-         L"Error 0x80005012 (-2147463150) Unknown error code (0x80005012)", MB_ICONERROR, 0},
+        {[] { return ErrorMessageBox(0x80005012); }, L"Error 0x80005012 (-2147463150) Unknown error code (0x80005012)",
+         MB_ICONERROR, 0},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(c.show(), IDNO);

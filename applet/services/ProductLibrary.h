@@ -11,8 +11,8 @@ constexpr DWORD kLibraryNotLoaded = 4098;  // the library can't be loaded
 constexpr DWORD kFunctionMissing = 4100;   // the library, or the function in it, is missing
 
 // Where `fileName` is to be loaded from, in order: the path registered for it, when the path registered for this module
-// is the running one; this module's own directory. Empty when this module's own path can't be had or the result would
-// be longer than 259 characters. Only full paths are taken from the registry.
+// is the running one; this module's own directory. Empty when this module's own path can't be had, or its directory and
+// the name together are longer than 259 characters. Only full paths are taken from the registry, of any length.
 std::wstring ResolveProductLibrary(const std::wstring& fileName);
 
 // Loads a library of the product from its resolved path; by its bare name, from the system's safe directories, only

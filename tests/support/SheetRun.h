@@ -21,11 +21,11 @@ class TestPage : public CPropertyPage {
   public:
     explicit TestPage(const std::vector<BYTE>& bytes = PageTemplate()) { SetTemplate(bytes, {}); }
 
-    bool leaves = true, cancels = true;       // what it answers
-    LRESULT back = 0, next = 0;               // likewise, in wizards
+    bool leaves = true, cancels = true;               // what it answers
+    LRESULT back = 0, next = 0;                       // likewise, in wizards
     std::function<bool()> onInit, onApply, onFinish;  // true when there are none
     std::function<void()> onActive, onClick, onEnd;
-    int applied = 0, resets = 0;  // times
+    int applied = 0, resets = 0, shown = 0;  // times
 
   protected:
     std::span<const Route> Routes() const override {
@@ -39,6 +39,7 @@ class TestPage : public CPropertyPage {
     }
     bool OnKillActive() override { return leaves && CPropertyPage::OnKillActive(); }
     bool OnApply() override { return ++applied, !onApply || onApply(); }
+    void OnFirstShown() override { shown += IsWindowVisible(m_hWnd); }
     void OnReset() override { ++resets; }
     bool OnQueryCancel() override { return cancels; }
     LRESULT OnWizardBack() override { return back; }
@@ -61,6 +62,13 @@ class TestSheet : public CPropertySheet {
         for (CPropertyPage* page : pages) AddPage(*page);
     }
     bool deletesItself = false;
+
+    // Spoils what it frees, so that a use after it shows.
+    static void operator delete(void* sheet, size_t size) {
+        auto* bytes = static_cast<volatile BYTE*>(sheet);
+        for (size_t i = 0; i < size; ++i) bytes[i] = 0xDD;
+        ::operator delete(sheet);
+    }
 
   protected:
     void PostNcDestroy() override {
