@@ -7,11 +7,13 @@
 
 namespace {
 
-// Disables a sheet's owner while the sheet runs.
+// Disables a sheet's owner while the sheet runs. Some hosts give the desktop for an owner, which is not to be disabled.
 class OwnerLock {
   public:
-    explicit OwnerLock(HWND owner) noexcept : owner_(owner && IsWindowEnabled(owner) ? owner : nullptr) {
-        if (owner_) EnableWindow(owner_, FALSE);
+    explicit OwnerLock(HWND owner) noexcept {
+        if (!owner || owner == GetDesktopWindow() || !IsWindowEnabled(owner)) return;
+        owner_ = owner;
+        EnableWindow(owner_, FALSE);
     }
     ~OwnerLock() {
         if (owner_) EnableWindow(owner_, TRUE);
@@ -20,7 +22,7 @@ class OwnerLock {
     OwnerLock& operator=(const OwnerLock&) = delete;
 
   private:
-    HWND owner_;
+    HWND owner_ = nullptr;
 };
 
 }  // namespace

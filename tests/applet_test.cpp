@@ -127,6 +127,24 @@ TEST_F(Applet, WithoutAProductNameTheStringTablesNamesShow) {
     EXPECT_TRUE(script.Finished());
 }
 
+TEST_F(Applet, OpensWithoutAnyOneFunctionOfTheSupportLibrary) {
+    for (const char* name : {"support_resource_string", "support_resource_version_string",
+                             "support_registry_get_string", "support_registry_get_long", "support_registry_put_long",
+                             "support_registry_delete_param", "support_registry_check_access",
+                             "support_wnd_language_get", "support_wnd_language_update", "support_wnd_language_done"}) {
+        const LibraryFunction missing(name, nullptr);
+        PanelSession session;
+        ModalScript script({[&](HWND sheet) {
+                                EXPECT_EQ(Ui::PageCount(sheet), 8) << name;
+                                Ui::Select(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE, 0);
+                                Ui::Press(sheet, PSBTN_APPLYNOW);
+                            },
+                            [](HWND) {}});
+        EXPECT_EQ(session.Open(), 0) << name;
+        EXPECT_TRUE(script.Finished()) << name;
+    }
+}
+
 const std::wstring longName(300, L'Я');
 DWORD LongProductName(const wchar_t*, HINSTANCE, wchar_t* buffer, DWORD* length) {
     if (buffer) longName.copy(buffer, std::min<size_t>(*length, longName.size()));

@@ -1,10 +1,15 @@
-// What every settings page does alike, on a sheet of one page.
+// What settings pages are made of: the page itself, its links, its combo boxes of provider parameters.
 #include <windows.h>
 #include <prsht.h>
+#include <shellapi.h>
+#include <wincrypt.h>
 
 #include <gtest/gtest.h>
 
+#include "applet/services/ComboParam.h"
+#include "applet/services/ParameterEntry.h"
 #include "applet/services/PropPageConfigBase.h"
+#include "applet/services/StaticLink.h"
 #include "framework/DataExchange.h"
 #include "framework/FrameworkText.h"
 #include "framework/PropertySheet.h"
@@ -16,152 +21,243 @@ namespace {
 
 struct Page : CPropPageConfigBase {
     Page() : CPropPageConfigBase(IDD_SERVICE) {}
-
-    bool IsPageModified() override { return modified; }
-    SaveResult SavePage() override {
-        ++saves;
-        if (result != SaveResult::Failed) modified = false;
-        return result;
-    }
+    SaveResult SavePage() override { return ++saves, SaveResult::Saved; }
     void DoDataExchange(CDataExchange* exchange) override {
-        EXPECT_TRUE(initialised_);
-        if (exchange->m_bSaveAndValidate && !valid) exchange->Fail(FrameworkText::kEnterUnsigned);
+        if (exchange->m_bSaveAndValidate) exchange->Fail(FrameworkText::kEnterUnsigned);
     }
-    using CPropPageConfigBase::OnControlChanged;
     using CPropPageConfigBase::RebootSystem;
 
-    SaveResult result = SaveResult::Saved;
-    bool modified = false, valid = true;
     int saves = 0;
 };
 
-class ConfigPage : public testing::Test {
-  protected:
-    INT_PTR Run(std::vector<ModalScript::Step> steps) {
-        CPropertySheet sheet;
-        sheet.AddPage(page);
-        ModalScript script(std::move(steps));
-        const INT_PTR result = sheet.DoModal();
-        EXPECT_TRUE(script.Finished());
-        boxes = script.Boxes();
-        return result;
-    }
-
-    // A step that changes the page, then presses a button.
-    ModalScript::Step ChangeAndPress(int button) {
-        return [this, button](HWND sheet) {
-            page.modified = true;
-            page.OnControlChanged();
-            EXPECT_TRUE(Ui::ApplyEnabled(sheet));
-            Ui::Press(sheet, button);
-        };
-    }
-
-    SpokenLanguage english{kEnglish};
+TEST(ConfigPage, InvalidValuesAreToldAndNotSaved) {
+    const SpokenLanguage english(kEnglish);
     Page page;
-    std::vector<ShownBox> boxes;
-};
-
-TEST_F(ConfigPage, ModifiedWhenItSaysSo) {
-    const INT_PTR result = Run({[&](HWND sheet) {
-                                    EXPECT_FALSE(Ui::ApplyEnabled(sheet));
-                                    page.modified = true;
-                                    page.OnControlChanged();
-                                    EXPECT_TRUE(Ui::ApplyEnabled(sheet));
-                                    page.modified = false;
-                                    page.OnControlChanged();
-                                    EXPECT_FALSE(Ui::ApplyEnabled(sheet));
-                                },
-                                ChangeAndPress(PSBTN_OK)});
-    EXPECT_EQ(result, IDOK);
-    EXPECT_EQ(page.saves, 1);
-    EXPECT_TRUE(boxes.empty());
-}
-
-TEST_F(ConfigPage, AFailedSaveKeepsTheSheetOpenUntilItSucceeds) {
-    for (const int button : {PSBTN_OK, PSBTN_APPLYNOW}) {
-        page.result = SaveResult::Failed;
-        page.saves = 0;
-        HWND owner = nullptr;
-        Run({ChangeAndPress(button),
-             [&](HWND sheet) {
-                 owner = sheet;
-                 EXPECT_TRUE(Ui::ApplyEnabled(sheet));
-                 page.result = SaveResult::Saved;
-                 Ui::Press(sheet, PSBTN_APPLYNOW);
-             },
-             [](HWND sheet) { EXPECT_FALSE(Ui::ApplyEnabled(sheet)); }});
-        EXPECT_EQ(page.saves, 2);
-        ASSERT_EQ(boxes.size(), 1u);
-        EXPECT_EQ(boxes[0].text, L"Error saving parameters.");
-        EXPECT_EQ(boxes[0].caption, L"Vestra CSP Properties");
-        EXPECT_EQ(boxes[0].owner, owner);
-    }
-}
-
-TEST_F(ConfigPage, SavedWithAnotherLanguageEndsTheSheet) {
-    page.result = SaveResult::SavedRebuild;
-    EXPECT_EQ(Run({ChangeAndPress(PSBTN_APPLYNOW)}), IDRETRY);
-    EXPECT_EQ(Run({ChangeAndPress(PSBTN_OK)}), IDRETRY);
-}
-
-TEST_F(ConfigPage, InvalidValuesAreToldAndNotSaved) {
-    page.valid = false;
-    const INT_PTR result = Run({ChangeAndPress(PSBTN_OK), [](HWND sheet) { EXPECT_TRUE(Ui::ApplyEnabled(sheet)); }});
-    EXPECT_EQ(result, IDCANCEL);
+    CPropertySheet sheet;
+    sheet.AddPage(page);
+    HWND owner = nullptr;
+    ModalScript script({[&](HWND window) {
+                            owner = window;
+                            page.SetModified();
+                            Ui::Press(window, PSBTN_OK);
+                        },
+                        [](HWND window) { EXPECT_TRUE(Ui::ApplyEnabled(window)); }});
+    EXPECT_EQ(sheet.DoModal(), IDCANCEL);
     EXPECT_EQ(page.saves, 0);
-    ASSERT_EQ(boxes.size(), 1u);
-    EXPECT_EQ(boxes[0].text, L"Enter a whole number, zero or greater.");
+    ASSERT_EQ(script.Boxes().size(), 1u);
+    EXPECT_EQ(script.Boxes()[0].text, L"Enter a whole number, zero or greater.");
+    EXPECT_EQ(script.Boxes()[0].caption, L"Vestra CSP Properties");
+    EXPECT_EQ(script.Boxes()[0].owner, owner);
 }
 
 // The restart's steps; none of them is ever taken for real.
-enum Step { kNone, kOpen, kLookUp, kAdjust, kNotAssigned, kExit };
-Step failing;
-HANDLE token;
-bool enabled, restarted;
-const ImportPatch* opener;
+enum Step { kNone, kOpen, kLookUp, kAdjust, kNotAssigned, kExit } failing;
+struct Restart {
+    static BOOL WINAPI Open(HANDLE, DWORD, HANDLE* opened) {
+        if (failing != kOpen) token = *opened = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+        SetLastError(ERROR_GEN_FAILURE);  // a call that succeeds may leave any
+        return failing != kOpen;
+    }
+    static BOOL WINAPI LookUp(LPCWSTR, LPCWSTR, LUID*) { return failing != kLookUp; }
+    static BOOL WINAPI Adjust(HANDLE, BOOL, TOKEN_PRIVILEGES* wanted, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
+        EXPECT_EQ(wanted->Privileges[0].Attributes, DWORD{SE_PRIVILEGE_ENABLED});
+        if (failing == kNotAssigned) SetLastError(ERROR_NOT_ALL_ASSIGNED);
+        return failing != kAdjust;
+    }
+    static BOOL WINAPI Exit(UINT flags, DWORD) {
+        restarted = flags == EWX_REBOOT;
+        return failing != kExit;
+    }
+    static inline HANDLE token;
+    static inline bool restarted;
+};
 
-BOOL WINAPI Open(HANDLE process, DWORD access, HANDLE* opened) {
-    EXPECT_EQ(access, DWORD{TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY});
-    if (failing == kOpen) return FALSE;
-    const BOOL done = opener->Original<decltype(OpenProcessToken)>()(process, access, opened);
-    token = *opened;
-    return done;
-}
-BOOL WINAPI LookUp(LPCWSTR, LPCWSTR name, LUID* id) {
-    EXPECT_STREQ(name, L"SeShutdownPrivilege");
-    *id = {19, 0};
-    return failing != kLookUp;
-}
-BOOL WINAPI Adjust(HANDLE, BOOL all, TOKEN_PRIVILEGES* privileges, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
-    enabled = !all && privileges->PrivilegeCount == 1 && privileges->Privileges[0].Luid.LowPart == 19 &&
-              privileges->Privileges[0].Attributes == SE_PRIVILEGE_ENABLED;
-    if (failing == kNotAssigned) SetLastError(ERROR_NOT_ALL_ASSIGNED);
-    return failing != kAdjust;
-}
-BOOL WINAPI Exit(UINT flags, DWORD reason) {
-    EXPECT_EQ(flags, UINT{EWX_REBOOT});
-    EXPECT_EQ(reason, 0x80040001u);
-    restarted = true;
-    return failing != kExit;
-}
-
-TEST(RebootSystem, EveryStepCanFailAndTheTokenIsClosed) {
-    const ImportPatch open(nullptr, "OpenProcessToken", &Open), lookUp(nullptr, "LookupPrivilegeValueW", &LookUp),
-        adjust(nullptr, "AdjustTokenPrivileges", &Adjust), exit(nullptr, "ExitWindowsEx", &Exit);
+TEST(ConfigPage, EveryStepOfTheRestartCanFailAndTheTokenIsClosed) {
+    const ImportPatch open(nullptr, "OpenProcessToken", &Restart::Open),
+        lookUp(nullptr, "LookupPrivilegeValueW", &Restart::LookUp),
+        adjust(nullptr, "AdjustTokenPrivileges", &Restart::Adjust), exit(nullptr, "ExitWindowsEx", &Restart::Exit);
     ASSERT_TRUE(open.Found() && lookUp.Found() && adjust.Found() && exit.Found());
-    opener = &open;
-    Page page;
     for (const Step step : {kOpen, kLookUp, kAdjust, kNotAssigned, kExit, kNone}) {
         failing = step;
-        token = nullptr;
-        enabled = restarted = false;
-        SetLastError(ERROR_GEN_FAILURE);  // of an earlier call: no reason to fail
-        EXPECT_EQ(page.RebootSystem(), step == kNone) << step;
-        EXPECT_EQ(restarted, step == kExit || step == kNone) << step;
-        EXPECT_EQ(enabled, step != kOpen && step != kLookUp) << step;
+        Restart::token = nullptr;
+        Restart::restarted = false;
+        EXPECT_EQ(Page().RebootSystem(), step == kNone) << step;
+        EXPECT_EQ(Restart::restarted, step == kExit || step == kNone) << step;
         DWORD flags = 0;
-        EXPECT_FALSE(token && GetHandleInformation(token, &flags)) << step;
+        EXPECT_FALSE(Restart::token && GetHandleInformation(Restart::token, &flags)) << step;
+    }
+}
+
+constexpr UINT kNoString = 60000;  // an id of no string
+
+// A control by itself.
+HWND Control(const wchar_t* name, DWORD style, UINT id) {
+    return CreateWindowExW(0, name, L"own text", WS_CHILD | style, 0, 0, 90, 90, GetDesktopWindow(),
+                           reinterpret_cast<HMENU>(UINT_PTR{id}), nullptr, nullptr);
+}
+
+struct Shell {
+    static HINSTANCE WINAPI Open(HWND, LPCWSTR, LPCWSTR target, LPCWSTR, LPCWSTR, INT) {
+        opened = target;
+        return reinterpret_cast<HINSTANCE>(result);
+    }
+    static BOOL WINAPI Beep(UINT) { return ++beeps; }
+    static inline std::wstring opened;
+    static inline INT_PTR result;
+    static inline int beeps;
+};
+
+COLORREF Color(const CStaticLink& link) {
+    const HDC context = CreateCompatibleDC(nullptr);
+    link.SendMessage(kReflected + WM_CTLCOLORSTATIC, reinterpret_cast<WPARAM>(context));
+    const COLORREF color = GetTextColor(context);
+    DeleteDC(context);
+    return color;
+}
+
+TEST(StaticLink, OpensItsTargetOrBeepsOrTellsItsHandler) {
+    struct Case {
+        UINT id;
+        const wchar_t *target, *opened;
+        INT_PTR result;
+    };
+    const Case cases[] = {{IDS_COLUMN_NAME, L"https://example.org/?a=%1", L"https://example.org/?a=%1", 33},
+                          {IDS_COLUMN_NAME, L"", L"Name", 32},
+                          {kNoString, L"", L"own text", 0}};
+    const ImportPatch shell(nullptr, "ShellExecuteW", &Shell::Open), beep(nullptr, "MessageBeep", &Shell::Beep);
+    const SpokenLanguage english(kEnglish);
+    for (const Case& c : cases) {
+        Shell::result = c.result;
+        Shell::beeps = 0;
+        CStaticLink link;
+        link.SubclassWindow(Control(L"STATIC", SS_LEFT, c.id));
+        link.SetTarget(c.target);
+        EXPECT_EQ(Color(link), RGB(0, 0, 255));
+        EXPECT_EQ(link.SendMessage(WM_NCHITTEST), HTCLIENT);  // the mouse isn't let through
+        link.SendMessage(WM_LBUTTONDOWN);
+        EXPECT_EQ(Shell::opened, c.opened);
+        EXPECT_EQ(Shell::beeps, c.result > 32 ? 0 : 1);
+        EXPECT_EQ(Color(link), c.result > 32 ? RGB(128, 0, 128) : RGB(0, 0, 255));
+    }
+    struct Handler : ILinkHandler {
+        void OnLinkClicked(HWND link) override { clicked = link; }
+        HWND clicked = nullptr;
+    } handler;
+    CStaticLink link;
+    link.SubclassWindow(Control(L"STATIC", SS_LEFT, IDS_COLUMN_NAME));
+    link.SetLinkHandler(&handler);
+    link.SendMessage(WM_LBUTTONDOWN);
+    EXPECT_EQ(handler.clicked, link.m_hWnd);
+    EXPECT_EQ(Shell::opened, L"own text");
+}
+
+using Bytes = std::vector<BYTE>;
+constexpr DWORD kList = 103, kValue = 92;
+
+// An entry of a one-letter name and a value of its own before it.
+Bytes Entry(char name, BYTE value) {
+    return {5, 0, 1, 0, value, static_cast<BYTE>(name), 0, 0, 0};
+}
+
+struct Provider {
+    std::vector<Bytes> entries;
+    Bytes value;
+    int failingCall = 0;  // from 1; 0: none
+    size_t next = 0;      // the entry that the list goes on with
+    int calls = 0;
+    std::vector<Bytes> written = {};
+} provider;
+
+BOOL WINAPI GetParameter(HCRYPTPROV, DWORD parameter, BYTE* data, DWORD* length, DWORD flags) {
+    if (++provider.calls == provider.failingCall) return FALSE;
+    const Bytes* bytes = &provider.value;
+    if (parameter == kList) {
+        if (flags & CRYPT_FIRST) provider.next = 0;
+        if (provider.next == provider.entries.size()) return FALSE;
+        bytes = &provider.entries[provider.next];
+        provider.next += data != nullptr;
+    }
+    if (data) std::copy(bytes->begin(), bytes->end(), data);
+    *length = static_cast<DWORD>(bytes->size());
+    return TRUE;
+}
+
+BOOL WINAPI SetParameter(HCRYPTPROV handle, DWORD parameter, const BYTE* data, DWORD) {
+    EXPECT_TRUE(handle == 77 && parameter == kValue);
+    provider.written.emplace_back(data, data + provider.value.size());  // a provider knows a value's length
+    return TRUE;
+}
+
+class ComboParam : public testing::Test {
+  protected:
+    // Sorted, so that positions in the list aren't those of the entries.
+    ComboParam() { combo.SubclassWindow(Control(L"COMBOBOX", CBS_DROPDOWNLIST | CBS_SORT, kNoString)); }
+    ~ComboParam() override { DestroyWindow(combo.m_hWnd); }
+    void Attach(const Provider& to) {
+        provider = to;
+        combo.Attach(&record);
+        EXPECT_FALSE(combo.IsModified());
+    }
+
+    ImportPatch get{nullptr, "CryptGetProvParam", &GetParameter}, set{nullptr, "CryptSetProvParam", &SetParameter};
+    SpokenLanguage english{kEnglish};
+    ProviderRecord record{77};
+    CComboParam combo{kList, kValue};
+};
+
+TEST_F(ComboParam, SelectsTheLastEntryThatEqualsTheValueAndSavesAnotherOnce) {
+    const Bytes twice = Entry('b', 1), byId = {IDS_SAVE_FAILED, 0, 0, 0, 1, 2, 3, 4, 5}, unnamed = {0, 0, 0, 0};
+    Attach({{twice, byId, unnamed, twice, Entry('a', 9)}, twice});
+    EXPECT_EQ(combo.GetCount(), 4);
+    EXPECT_EQ(combo.GetCurSel(), 2);
+    combo.Save();
+    for (const auto& [item, text] : {std::pair{3, L"Error saving parameters."}, {2, L"b"}, {0, L"a"}}) {
+        combo.SetCurSel(item);
+        EXPECT_EQ(combo.GetWindowText(), text);
+        EXPECT_EQ(combo.IsModified(), item != 2);
+    }
+    combo.Save();
+    EXPECT_FALSE(combo.IsModified());
+    combo.Save();
+    EXPECT_EQ(provider.written, std::vector<Bytes>{Entry('a', 9)});
+    Attach({{Entry('a', 1), twice}, {}});  // no value in the list
+    EXPECT_EQ(combo.GetCurSel(), 0);
+    combo.Attach(nullptr);
+    combo.Save();
+    EXPECT_TRUE(combo.GetCount() == 0 && !IsWindowEnabled(combo.m_hWnd));
+}
+
+// Two calls an entry and one that finds the list's end, then two for the value.
+TEST_F(ComboParam, AfterAFailureDisabledAndNeverWritten) {
+    for (int call = 1; call <= 7; ++call) {
+        const bool usable = call >= 3 && call <= 5;  // the list only ends earlier
+        Attach({{Entry('a', 1), Entry('b', 2)}, Entry('a', 1), call});
+        EXPECT_EQ(IsWindowEnabled(combo.m_hWnd) != FALSE, usable) << call;
+        combo.SetCurSel(1);
+        EXPECT_EQ(combo.IsModified(), usable && combo.GetCount() > 1) << call;
+        if (!usable) combo.Save();
+        EXPECT_TRUE(provider.written.empty());
+    }
+}
+
+TEST(ParameterEntry, NamesAreReadFromTheBytesThereAre) {
+    struct Case {
+        Bytes entry;
+        const char16_t* text;  // nullptr: no name
+        uint32_t id = 0;
+    };
+    const Case cases[] = {
+        {{103, 0, 0}, nullptr},
+        {{0xFF, 0xFF, 0, 0, 'x', 0}, u"", 0xFFFF},
+        {{5, 0, 1, 0, 7, 'A', 0, 0x11, 0x04, 0, 0, 'x', 0}, u"AБ"},
+        {{4, 0, 1, 0, 'A', 0, 'B'}, u"A"},  // half a character, not terminated
+        {{4, 0, 1, 0, 0, 0, 'A', 0}, nullptr},
+        {{0xFF, 0xFF, 0xFF, 0xFF, 'A', 0}, nullptr},
+    };
+    for (const Case& c : cases) {
+        ParameterName name{7, u"before"};
+        ASSERT_EQ(ReadParameterName(c.entry.data(), c.entry.size(), name), c.text != nullptr) << &c - cases;
+        EXPECT_TRUE(!c.text || (name.stringId == c.id && name.text == c.text)) << &c - cases;
     }
 }
 

@@ -1,183 +1,192 @@
-// Texts in the user's language, and the message boxes that show them.
+// Texts in the user's language, those of error codes among them, and the message boxes that show them.
 #include <windows.h>
 
 #include <gtest/gtest.h>
 
-#include "applet/services/DisplayName.h"
+#include <set>
+
+#include "applet/services/DialogLang.h"
+#include "applet/services/ErrorText.h"
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/ProcessCaches.h"
 #include "applet/services/PropertyPageLang.h"
 #include "applet/services/Strings.h"
 #include "framework/DialogInit.h"
 #include "framework/Module.h"
-#include "tests/support/ImportPatch.h"
 #include "tests/support/Services.h"
 
 namespace {
 
 constexpr UINT kNoSuchId = 60000;
 
-LANGID systemLanguage = 0;
-LANGID WINAPI GiveSystemLanguage() {
-    return systemLanguage;
-}
-
 TEST(UserLanguage, IsTheStoredOneAndWithoutTheLibraryTheSystems) {
     const SpokenLanguage stored(kEnglish);
-    const ImportPatch system(nullptr, "GetUserDefaultUILanguage", &GiveSystemLanguage);
-    ASSERT_TRUE(system.Found());
-    for (const LANGID language : {kRussian, kEnglish}) {
-        systemLanguage = language == kRussian ? kEnglish : kRussian;
-        stored.Set(language);
-        EXPECT_EQ(UserLanguage(), language);
-    }
-    const StoredNumber later(L"\\local\\Language", kRussian);
-    EXPECT_EQ(UserLanguage(), kEnglish);
-    EXPECT_EQ(UpdatedUserLanguage(), kRussian);
-
+    static LANGID systemLanguage;
+    const ImportPatch system(
+        nullptr, "GetUserDefaultUILanguage", +[] { return systemLanguage; });
+    stored.Set(kRussian);
+    EXPECT_EQ(UserLanguage(), kRussian);
     const NoSupport none;
-    for (const auto& [asked, given] : {std::pair{0x0419, kRussian}, {0x0819, kRussian}, {0x0422, kEnglish}}) {
-        systemLanguage = static_cast<LANGID>(asked);
+    for (const auto& [asked, given] : {std::pair<LANGID, LANGID>{0x0819, kRussian}, {0x0422, kEnglish}}) {
+        systemLanguage = asked;
         EXPECT_EQ(UserLanguage(), given) << asked;
     }
 }
 
-TEST(UserLanguage, PagesAndDialogsKeepTheTemplateTheyWereMadeWith) {
+TEST(UserLanguage, PagesKeepTheTemplateTheyWereMadeWith) {
     const SpokenLanguage stored(kEnglish);
-    for (const LANGID language : {kRussian, kEnglish}) {
-        stored.Set(language);
-        const CPropertyPageLang page(IDD_GENERAL);
-        stored.Set(language == kRussian ? kEnglish : kRussian);
-        EXPECT_TRUE(page.HasTemplate());
-        EXPECT_EQ(static_cast<const void*>(page.m_psp.pResource),
-                  Module::Resource(kDialogType, IDD_GENERAL, language).data());
-        EXPECT_TRUE(page.m_psp.dwFlags & PSP_DLGINDIRECT);
-    }
+    const StoredNumber changed(L"\\local\\Language", kRussian);  // behind the services' back
+    const CPropertyPageLang page(IDD_GENERAL);
+    stored.Set(kEnglish);
+    EXPECT_EQ(static_cast<const void*>(page.m_psp.pResource),
+              Module::Resource(kDialogType, IDD_GENERAL, kRussian).data());
     EXPECT_FALSE(CPropertyPageLang(kNoSuchId).HasTemplate());
     EXPECT_EQ(CDialogLang(kNoSuchId).DoModal(), -1);
 }
 
-// Stand-ins for the library's string function, at the borders of its contract.
-DWORD FillAll(HINSTANCE, UINT, wchar_t* buffer, DWORD* length) {
-    std::fill_n(buffer, *length + 1, L'x');  // no terminator
-    return 0;
-}
-DWORD SpoilAndFail(HINSTANCE, UINT, wchar_t* buffer, DWORD*) {
-    lstrcpyW(buffer, L"spoilt");
-    return ERROR_MORE_DATA;
-}
-
 TEST(Strings, InBothLanguagesAndEmptyWhenMissing) {
     const SpokenLanguage stored(kEnglish);
-    EXPECT_EQ(LoadStringLang(IDS_SAVE_FAILED), L"Error saving parameters.");
+    EXPECT_EQ(FormatStringId(IDS_CONTAINER_ACCESS_FAILED, L"%s%n%2%1", L"%1\n100%"),
+              L"Access private key container '%s%n%2%1' error:\n%1\n100%");
     stored.Set(kRussian);
     EXPECT_EQ(LoadStringLang(IDS_LANGUAGE_RUSSIAN), L"Русский");
     EXPECT_EQ(LoadStringLang(kNoSuchId), L"");
-    {
-        const LibraryFunction filling("support_resource_string", &FillAll);
-        ForgetSupportFunctions();
-        EXPECT_EQ(LoadStringLang(IDS_SAVE_FAILED), std::wstring(255, L'x'));
-    }
-    {
-        const LibraryFunction failing("support_resource_string", &SpoilAndFail);
-        ForgetSupportFunctions();
-        EXPECT_EQ(LoadStringLang(IDS_SAVE_FAILED), L"");
-    }
-    const NoSupport none;
-    EXPECT_EQ(LoadStringLang(IDS_SAVE_FAILED), L"");
-    EXPECT_EQ(FormatStringId(IDS_OVERWRITE_QUESTION, L"a"), L"");
-}
-
-TEST(Strings, InsertsAreTakenAsTheyStand) {
-    const SpokenLanguage english(kEnglish);
-    EXPECT_EQ(FormatStringId(IDS_CONTAINER_ACCESS_FAILED, L"%s%n%2%1", L"%1\n100%"),
-              L"Access private key container '%s%n%2%1' error:\n%1\n100%");
-    EXPECT_EQ(FormatStringId(IDS_OVERWRITE_QUESTION, L"C:\\a b"), L"The file C:\\a b exists, to overwrite?");
-    EXPECT_EQ(FormatStringId(kNoSuchId, L"a", L"b"), L"");
-}
-
-TEST(Strings, VersionStringsAndTheDisplayName) {
-    const SpokenLanguage english(kEnglish);
     std::wstring value = L"before";
     EXPECT_FALSE(LoadVersionString(L"NoSuchName", value));
     EXPECT_EQ(value, L"before");
-    EXPECT_TRUE(LoadVersionString(L"ProductName", value));
-    EXPECT_EQ(value, L"Vestra CSP");
-
-    EXPECT_EQ(DisplayName(), L"Vestra CSP Properties");
-    UpdateDisplayName();
-    EXPECT_EQ(DisplayName(), L"Vestra CSP");
-    const LibraryFunction none("support_resource_version_string", nullptr);
-    ForgetSupportFunctions();
-    UpdateDisplayName();
-    EXPECT_EQ(DisplayName(), L"Vestra CSP Properties");
-    Caches().displayName.clear();
+    const NoSupport none;
+    EXPECT_EQ(FormatStringId(IDS_OVERWRITE_QUESTION, L"a"), L"");
 }
 
-struct Box {
-    std::wstring text, caption;
-    DWORD style;
-    DWORD_PTR help;
-    HWND owner;
-};
-Box box;
+MSGBOXPARAMSW box;
+std::wstring shown;
 int WINAPI NoteBox(const MSGBOXPARAMSW* parameters) {
-    box = {parameters->lpszText, parameters->lpszCaption, parameters->dwStyle, parameters->dwContextHelpId,
-           parameters->hwndOwner};
+    box = *parameters;
+    shown = std::wstring(box.lpszCaption) + L": " + box.lpszText;
     return IDNO;
 }
 
 TEST(MessageBoxes, TextCaptionTypeAndHelp) {
     const SpokenLanguage english(kEnglish);
     const ImportPatch show(nullptr, "MessageBoxIndirectW", &NoteBox);
-    ASSERT_TRUE(show.Found());
     Caches().displayName = L"Name %1";
-    struct Case {
-        std::function<int()> show;
-        std::wstring text;
-        DWORD style;
-        DWORD_PTR help;
-    };
-    const Case cases[] = {
-        {[] { return MessageBoxId(IDS_SAVE_FAILED, MB_ICONERROR); }, L"Error saving parameters.", MB_ICONERROR,
-         IDS_SAVE_FAILED},
-        {[] { return MessageBoxFormat(IDS_OVERWRITE_QUESTION, MB_YESNO, L"%s"); }, L"The file %s exists, to overwrite?",
-         MB_YESNO, IDS_OVERWRITE_QUESTION},
-        {[] { return MessageBoxText(L"%n", MB_OKCANCEL); }, L"%n", MB_OKCANCEL, 0},
-        {[] { return ErrorMessageBox(0x80005012); }, L"Error 0x80005012 (-2147463150) Unknown error code (0x80005012)",
-         MB_ICONERROR, 0},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(c.show(), IDNO);
-        EXPECT_EQ(box.text, c.text);
-        EXPECT_EQ(box.caption, L"Name %1");
-        EXPECT_EQ(box.style, c.style);
-        EXPECT_EQ(box.help, c.help);
-    }
-    const NoSupport none;
-    MessageBoxId(IDS_SAVE_FAILED, MB_ICONERROR);
-    EXPECT_EQ(box.text, L"");
+    EXPECT_EQ(MessageBoxFormat(IDS_OVERWRITE_QUESTION, MB_YESNO, L"%s"), IDNO);
+    EXPECT_EQ(shown, L"Name %1: The file %s exists, to overwrite?");
+    EXPECT_EQ(box.dwStyle, DWORD{MB_YESNO});
+    EXPECT_EQ(box.dwContextHelpId, DWORD{IDS_OVERWRITE_QUESTION});
     Caches().displayName.clear();
+    ErrorMessageBox(0x80005012);
+    EXPECT_EQ(shown, L"Vestra CSP Properties: Error 0x80005012 (-2147463150) Unknown error code (0x80005012)");
+    EXPECT_EQ(box.dwStyle, DWORD{MB_ICONERROR});
 }
 
-TEST(MessageBoxes, TheOwnerIsTheActiveWindowOrTheFrontmostUsableOne) {
-    const ImportPatch show(nullptr, "MessageBoxIndirectW", &NoteBox);
-    MessageBoxText(L"", MB_OK);
-    EXPECT_EQ(box.owner, nullptr);
+// The libraries in the process that know error codes, and what they and the system answer.
+struct Messages {
+    static HMODULE WINAPI FindModule(LPCWSTR name) {
+        if (!name) return Module::Instance();
+        if (!loaded.contains(name)) return nullptr;
+        if (name == std::wstring(L"kvsign.dll")) return Module::Instance();  // which has a manifest
+        if (onlyUnderSignature && ActiveContext() == Caches().ModuleContext()) return nullptr;
+        found.push_back(name);
+        return reinterpret_cast<HMODULE>(found.size());  // a stand-in
+    }
+    static DWORD WINAPI Format(DWORD flags, LPCVOID source, DWORD code, DWORD language, LPWSTR buffer, DWORD,
+                               va_list*) {
+        EXPECT_TRUE(flags & FORMAT_MESSAGE_IGNORE_INSERTS);
+        const bool system = (flags & FORMAT_MESSAGE_FROM_SYSTEM) != 0;
+        const std::wstring name = system ? L"system" : found.at(reinterpret_cast<size_t>(source) - 1);
+        EXPECT_EQ(code <= 0xFFFF, name == L"winhttp.dll");  // which knows no facilities
+        asked += name + std::to_wstring(language) + L" ";
+        lstrcpyW(buffer, answer.c_str());
+        return static_cast<DWORD>(answer.size());
+    }
+    static HRESULT WINAPI GetDirectoryError(DWORD* error, LPWSTR text, DWORD, LPWSTR provider, DWORD) {
+        *error = directoryError;
+        lstrcpyW(text, L"no %s\r\n");
+        lstrcpyW(provider, L"LDAP");
+        return S_OK;
+    }
+    static HANDLE ActiveContext() {
+        HANDLE context = nullptr;
+        GetCurrentActCtx(&context);
+        ReleaseActCtx(context);
+        return context;
+    }
+    static inline bool onlyUnderSignature = false;
+    static inline std::set<std::wstring> loaded;
+    static inline std::vector<std::wstring> found;
+    static inline std::wstring asked, answer;
+    static inline DWORD directoryError;
+};
 
-    const auto make = [](DWORD style) {
-        return CreateWindowExW(0, L"STATIC", L"", WS_POPUP | style, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+class ErrorSources : public testing::Test {
+  protected:
+    ImportPatch modules{nullptr, "GetModuleHandleW", &Messages::FindModule};
+    ImportPatch format{nullptr, "FormatMessageW", &Messages::Format};
+    LibraryFunction directory{"ADsGetLastError", &Messages::GetDirectoryError};
+};
+
+TEST_F(ErrorSources, AreAskedInTheirOrder) {
+    struct Case {
+        DWORD code;
+        std::set<std::wstring> loaded;
+        const wchar_t* asked;
+        bool onlyUnderSignature = false;
     };
-    const HWND back = make(0), disabled = make(WS_DISABLED), hidden = make(0);
-    for (const HWND window : {back, disabled}) ShowWindow(window, SW_SHOWNOACTIVATE);
-    SetWindowPos(disabled, HWND_TOP, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
-    ASSERT_EQ(GetActiveWindow(), nullptr);
-    MessageBoxText(L"", MB_OK);
-    EXPECT_EQ(box.owner, back);
-    SetActiveWindow(hidden);
-    MessageBoxText(L"", MB_OK);
-    EXPECT_EQ(box.owner, hidden);
-    for (const HWND window : {back, disabled, hidden}) DestroyWindow(window);
+    const Case cases[] = {
+        {0xE2100834, {L"kvstamp.dll"}, L"system9 system0 ", true},
+        {0xE2100834, {L"kvstamp.dll", L"kvsign.dll"}, L"kvstamp.dll9 kvstamp.dll0 system9 system0 ", true},
+        {0xC2110834, {L"kvstatus.dll", L"kvsign.dll"}, L"kvstatus.dll9 kvstatus.dll0 system9 system0 ", true},
+        {0xC00E09C4, {L"mqutil.dll", L"NETMSG"}, L"mqutil.dll9 mqutil.dll0 system9 system0 "},
+        {0xC00E09C4, {L"NETMSG"}, L"NETMSG9 NETMSG0 system9 system0 "},
+        {0xE2100834, {L"kvstamp.dll"}, L"kvstamp.dll9 kvstamp.dll0 system9 system0 "},
+        {0xC2110834, {L"kvstatus.dll"}, L"kvstatus.dll9 kvstatus.dll0 system9 system0 "},
+        {0x80072EE2,
+         {L"NETMSG", L"mqutil.dll", L"wininet.dll", L"winhttp.dll"},
+         L"system9 system0 winhttp.dll9 winhttp.dll0 wininet.dll9 wininet.dll0 "},
+        {0x80072EE2, {L"ntdsbmsg.dll"}, L"system9 system0 ntdsbmsg.dll9 ntdsbmsg.dll0 "},
+    };
+    for (const Case& c : cases) {
+        Messages::loaded = c.loaded;
+        Messages::onlyUnderSignature = c.onlyUnderSignature;
+        Messages::asked.clear();
+        EXPECT_NE(ErrorText(c.code, 9).find(L"Unknown error code (0x"), std::wstring::npos);
+        EXPECT_EQ(Messages::asked, c.asked);
+    }
+}
+
+TEST_F(ErrorSources, TheDirectoryServicesOwnWordsAreAppended) {
+    struct Case {
+        DWORD code;
+        const wchar_t* answer;
+        DWORD error;
+        std::wstring shown;
+    };
+    const Case cases[] = {
+        {0x80070005, L"a\r\nb\r\n\n\r", 5, L"a\r\nb [LDAP, #5 (no %s\r\n)]"},
+        {0x80070005, L"", 0xFFFFFFFF, L"ADs [LDAP, #-1 (no %s\r\n)]"},
+        {0x80070005, L"\r\n", 0, L"Unknown error code (0x80070005)"},
+        {0x80005001, L"", 5, L"E_ADS_INVALID_DOMAIN_OBJECT [LDAP, #5 (no %s\r\n)]"},
+        {0x80005012, L"", 5, L"ADs [LDAP, #5 (no %s\r\n)]"},  // a number without a name
+        {0x80005FFF, L"", 5, L"ADs [LDAP, #5 (no %s\r\n)]"},
+        {0x80006000, L"", 5, L"Unknown error code (0x80006000)"},
+    };
+    Messages::loaded = {L"activeds.dll"};
+    for (const Case& c : cases) {
+        Messages::answer = c.answer;
+        Messages::directoryError = c.error;
+        EXPECT_EQ(ErrorText(c.code, kEnglish), c.shown);
+    }
+    Messages::answer.clear();
+}
+
+TEST(ErrorText, TheMessageShownToTheUser) {
+    const SpokenLanguage stored(kEnglish);
+    EXPECT_EQ(ErrorMessageText(ERROR_ACCESS_DENIED), L"Error 0x00000005 (5) Access denied.");
+    stored.Set(kRussian);
+    const std::wstring russian = ErrorText(ERROR_ACCESS_DENIED, kRussian);
+    EXPECT_NE(russian, ErrorText(ERROR_ACCESS_DENIED, kEnglish));
+    EXPECT_NE(ErrorMessageText(ERROR_ACCESS_DENIED).find(L"0x00000005 (5) " + russian), std::wstring::npos);
 }
 
 }  // namespace

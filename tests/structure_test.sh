@@ -13,7 +13,7 @@ declare -A may=(
   [applet]='pages wizards applet/services csp framework resources'
   [softcsp]=''
   [tools]=''
-  [bench]='tools'
+  [bench]='tools resources'
 )
 
 room_of() {

@@ -2,6 +2,7 @@
 
 #include "softcsp/common/Names.h"
 #include "softcsp/common/Store.h"
+#include "softcsp/kvsuprt/Language.h"
 #include "softcsp/tool/Console.h"
 #include "softcsp/tool/Installation.h"
 #include "softcsp/tool/Setup.h"
@@ -15,6 +16,7 @@ constexpr const wchar_t* kDefaults[] = {
     L"SOFTWARE\\Wow6432Node\\Microsoft\\Cryptography\\Defaults\\",
 };
 
+constexpr wchar_t kLanguage[] = L"\\config\\Language";
 constexpr wchar_t kAppPath[] = L"SOFTWARE\\Kelvane\\Cryptography\\CurrentVersion\\AppPath\\";
 
 std::wstring ProviderKey(const wchar_t* defaults, const ProviderName& provider) {
@@ -55,6 +57,11 @@ void WriteStore() {
         Check(store.PutSection(section), std::wstring(L"can't make the section ") + section);
     const std::wstring opened = std::wstring(L"\\config\\") + kProductCode;
     Check(store.PutText(opened.c_str(), FindProvider(75)->name), L"can't write " + opened);
+    // As an installer does, which runs in a language; a language that was chosen since stays.
+    StoreValue chosen;
+    if (store.Find(kLanguage, chosen) == ERROR_SUCCESS) return;
+    const bool russian = PRIMARYLANGID(GetSystemDefaultUILanguage()) == LANG_RUSSIAN;
+    Check(store.PutNumber(kLanguage, russian ? kRussian : kEnglish), std::wstring(L"can't write ") + kLanguage);
 }
 
 }  // namespace
