@@ -1,11 +1,15 @@
-// Owning handles, texts with inserts, and the tie between a window and its object.
+// Owning handles, texts with inserts, the tie between a window and its object, initialisation data.
 #include <gtest/gtest.h>
 
+#include <windows.h>
+
+#include <cstring>
 #include <functional>
-#include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include "framework/DialogInit.h"
 #include "framework/Text.h"
 #include "framework/UniqueHandle.h"
 #include "framework/Wnd.h"
@@ -30,35 +34,12 @@ TEST(UniqueHandleTest, ClosesEachHandleOnceAndKeepsTheLastError) {
         std::function<void()> use;
         std::vector<int> closed;
     } const cases[] = {
-        {"none", [] { Noted none; }, {}},
-        {"end", [] { Noted handle(1); }, {1}},
-        {"zero is a handle where the policy says so", [] { Noted handle(0); }, {0}},
+        {"end; zero is a handle where the policy says so", [] { Noted(0); }, {0}},
         {"release", [] { EXPECT_EQ(Noted(1).release(), 1); }, {}},
-        {"reset", [] { Noted(1).reset(); }, {1}},
-        {"reset to another", [] { Noted(1).reset(2); }, {1, 2}},
-        {"put closes first", [] { *Noted(1).put() = 2; }, {1, 2}},
-        {"move",
-         [] {
-             Noted from(1), to(std::move(from));
-             EXPECT_FALSE(from);
-             EXPECT_EQ(to.get(), 1);
-         },
-         {1}},
-        {"move over",
-         [] {
-             Noted from(1), to(2);
-             to = std::move(from);
-             EXPECT_EQ(to.get(), 1);
-         },
-         {2, 1}},
-        {"move to itself",
-         [] {
-             Noted handle(1);
-             Noted& same = handle;
-             handle = std::move(same);
-             EXPECT_EQ(handle.get(), 1);
-         },
-         {1}},
+        {"reset", [] { Noted(1).reset(2); }, {1, 2}},
+        {"put", [] { *Noted(1).put() = 2; }, {1, 2}},
+        {"move", [] { Noted from(1), to(std::move(from)); }, {1}},
+        {"move over", [] { Noted(2) = Noted(1); }, {2, 1}},
     };
     for (const auto& [name, use, closed] : cases) {
         SCOPED_TRACE(name);
@@ -70,73 +51,87 @@ TEST(UniqueHandleTest, ClosesEachHandleOnceAndKeepsTheLastError) {
     }
 }
 
-TEST(TextTest, InsertsAreTakenAsTheyStand) {
+TEST(TextTest, InsertsAreTakenAsTheyStandAndWhatNothingFitsStays) {
     struct {
         std::wstring filled;
         const wchar_t* expected;
     } const cases[] = {
-        {FillInserts(L"%1 of %2", L"one", L"two"), L"one of two"},
-        {FillInserts(L"%2%1%2", L"a", L"b"), L"bab"},
-        {FillInserts(L"%1, %2", L"%2 %1", L"%s%n"), L"%2 %1, %s%n"},
-        {FillInserts(L"%%1 is %1", L"a"), L"%1 is a"},
-        {FillInserts(L"%s%n%3%", L"a"), L"%s%n%3%"},
-        {FillInserts(L"", L"a"), L""},
-    };
-    for (const auto& [filled, expected] : cases) EXPECT_EQ(filled, expected);
-}
-
-TEST(TextTest, PlacesAreFilledInOrder) {
-    struct {
-        std::wstring filled;
-        const wchar_t* expected;
-    } const cases[] = {
-        {FillPlaces(L"%s: %u of %d", {L"a", 1u, 2u}), L"a: 1 of 2"},
-        {FillPlaces(L"%u %d", {~0u, ~0u}), L"4294967295 -1"},
+        {FillInserts(L"%2, %1, %2", L"%2 %1", L"%s%n"), L"%s%n, %2 %1, %s%n"},
+        {FillInserts(L"%%1 %s%n%3%", L"a"), L"%1 %s%n%3%"},
+        {FillPlaces(L"%s: %u of %d", {L"%d%n%s", ~0u, ~0u}), L"%d%n%s: 4294967295 of -1"},
         {FillPlaces(L"0x%08X, %X, %4d, %04d", {0xABu, 0xABu, 7u, 7u}), L"0x000000AB, AB,    7, 0007"},
-        {FillPlaces(L"%04d, %4d", {static_cast<unsigned>(-5), static_cast<unsigned>(-5)}), L"-005,   -5"},
-        {FillPlaces(L"%2u", {12345u}), L"12345"},
-        {FillPlaces(L"%s, %d", {L"%d%n%s", 5u}), L"%d%n%s, 5"},
+        {FillPlaces(L"%04d, %2u", {static_cast<unsigned>(-5), 12345u}), L"-005, 12345"},
         {FillPlaces(L"100%% of %%d", {5u}), L"100% of %d"},
-        // What nothing fits stays.
-        {FillPlaces(L"%s and %d", {}), L"%s and %d"},
-        {FillPlaces(L"%s %s", {L"a"}), L"a %s"},
-        {FillPlaces(L"%d %s", {L"a"}), L"%d a"},
         {FillPlaces(L"%s %X", {10u}), L"%s A"},
-        {FillPlaces(L"%n %p %123d", {1u}), L"%n %p %123d"},
-        {FillPlaces(L"%08", {1u}), L"%08"},
-        {FillPlaces(L"100%", {1u}), L"100%"},
+        {FillPlaces(L"%n %p %123d %08", {1u}), L"%n %p %123d %08"},
     };
     for (const auto& [filled, expected] : cases) EXPECT_EQ(filled, expected);
 }
 
-class Control : public CWnd {
-  public:
-    int ends = 0;
-
-  protected:
-    void PostNcDestroy() override { ++ends; }
-};
+HWND MakeWindow(const wchar_t* kind, HWND parent = nullptr, WORD id = 0) {
+    return CreateWindowExW(0, kind, L"text", parent ? WS_CHILD : WS_POPUP, 0, 0, 9, 9, parent,
+                           reinterpret_cast<HMENU>(id), nullptr, nullptr);
+}
 
 TEST(WndTest, AWindowAndItsObjectLetGoOfEachOther) {
-    const HWND window =
-        CreateWindowExW(0, L"STATIC", L"text", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
-    EXPECT_EQ(CWnd::FromHandlePermanent(window), nullptr);
-    EXPECT_EQ(CWnd::FromHandlePermanent(nullptr), nullptr);
-    EXPECT_FALSE(Control().SubclassWindow(nullptr));
+    const HWND window = MakeWindow(L"STATIC");
+    EXPECT_FALSE(CWnd().SubclassWindow(nullptr));
     {
-        Control shortLived;
+        CWnd shortLived;
         ASSERT_TRUE(shortLived.SubclassWindow(window));
         EXPECT_EQ(CWnd::FromHandlePermanent(window), &shortLived);
     }
     EXPECT_EQ(CWnd::FromHandlePermanent(window), nullptr) << "the object went first";
 
-    Control control;
+    CWnd control;
     ASSERT_TRUE(control.SubclassWindow(window));
-    EXPECT_EQ(control.GetWindowText(), L"text");
     DestroyWindow(window);
     EXPECT_EQ(control.m_hWnd, nullptr) << "the window went first";
-    EXPECT_EQ(CWnd::FromHandlePermanent(window), nullptr);
-    EXPECT_EQ(control.ends, 1);
+}
+
+constexpr WORD kCombo = 1, kList = 2, kAddToCombo = 0x403, kAddToList = 0x401;
+
+// An entry as resources hold it; `length` may lie.
+std::string Entry(WORD control, WORD message, DWORD length, std::string text) {
+    std::string entry(8, '\0');
+    std::memcpy(&entry[0], &control, sizeof control);
+    std::memcpy(&entry[2], &message, sizeof message);
+    std::memcpy(&entry[4], &length, sizeof length);
+    return entry + text;
+}
+
+TEST(DialogInitTest, EntriesFillTheirControlsUpToTheFirstBadOne) {
+    using namespace std::string_literals;
+    const std::string good = Entry(kCombo, kAddToCombo, 2, "a\0"s) + Entry(kList, kAddToList, 1, "\0"s), end(2, '\0');
+    // Data, whether they are whole, items added to both.
+    std::vector<std::tuple<std::string, bool, int>> cases = {
+        {good + end, true, 2},
+        {good + Entry(kCombo, CB_RESETCONTENT, 2, "b\0"s) + end, true, 2},  // passed over
+        {good + Entry(kCombo, kAddToCombo, 1, "a") + end, false, 2},        // no terminator
+        {good + Entry(kList, kAddToList, 5, "b\0"s) + end, false, 2},
+        {good + Entry(kCombo, CB_RESETCONTENT, ~DWORD{2}, "b\0"s) + end, false, 2},
+    };
+    // Where the entries of the good data end: at 10 and 19 bytes.
+    for (size_t size = 0; size < good.size() + 2; ++size) {
+        cases.push_back({(good + end).substr(0, size), false, (size >= 10) + (size >= 19)});
+    }
+
+    const HWND window = MakeWindow(L"STATIC");
+    const HWND combo = MakeWindow(L"COMBOBOX", window, kCombo), list = MakeWindow(L"LISTBOX", window, kList);
+    constexpr size_t kPage = 4096;  // the data end where the next page begins, which can't be read
+    auto* const pages = static_cast<BYTE*>(VirtualAlloc(nullptr, 2 * kPage, MEM_RESERVE, PAGE_NOACCESS));
+    VirtualAlloc(pages, kPage, MEM_COMMIT, PAGE_READWRITE);
+    for (const auto& [data, whole, items] : cases) {
+        SCOPED_TRACE(testing::PrintToString(data));
+        SendMessageW(combo, CB_RESETCONTENT, 0, 0);
+        SendMessageW(list, LB_RESETCONTENT, 0, 0);
+        BYTE* const start = pages + kPage - data.size();
+        std::memcpy(start, data.data(), data.size());
+        EXPECT_EQ(ApplyDialogInit(window, {start, data.size()}), whole);
+        EXPECT_EQ(SendMessageW(combo, CB_GETCOUNT, 0, 0) + SendMessageW(list, LB_GETCOUNT, 0, 0), items);
+    }
+    VirtualFree(pages, 0, MEM_RELEASE);
+    DestroyWindow(window);
 }
 
 }  // namespace

@@ -132,8 +132,8 @@ TEST_F(GeneralPage, ShowsWhatTheUserMayChange) {
         bool user, machine;
     };
     for (const Case& c : {Case{L"\\config", true, false}, Case{L"\\local", false, true}}) {
-        const Denied denied(c.denied);
         config.Set({});
+        const Denied denied(c.denied);
         Run({[&](HWND sheet) {
             const HWND page = Ui::Page(sheet);
             EXPECT_EQ(Ui::Enabled(page, IDC_GENERAL_USER_LANGUAGE), c.user);

@@ -38,7 +38,7 @@ TEST(SoftcspText, LanguageIsTheUsersThenTheMachinesThenTheSystems) {
 TEST(SoftcspText, ComesInTheLanguageElseAVersionsInTheModules) {
     const UniqueModule panel(
         LoadLibraryExW((ProgramDirectory() + L"vestra.cpl").c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
-    const HMODULE library = GetModuleHandleW(L"kvsuprt.dll"), foreign = GetModuleHandleW(L"kernel32.dll");
+    const HMODULE library = GetModuleHandleW(L"kvsuprt.dll"), foreign = GetModuleHandleW(L"ntdll.dll");
     const StoredNumber language(L"\\local\\Language", 0);
     struct {
         HMODULE module;
@@ -51,7 +51,7 @@ TEST(SoftcspText, ComesInTheLanguageElseAVersionsInTheModules) {
         {panel.get(), nullptr, IDS_APP_TITLE + 15, nullptr, nullptr},
         {library, L"companyname", 0, L"Vestra CSP developers", L"Разработчики Vestra CSP"},
         {library, L"none", 0, nullptr, nullptr},
-        {foreign, L"OriginalFilename", 0, L"kernel32.dll", L"kernel32.dll"},  // in one language only
+        {foreign, L"OriginalFilename", 0, L"ntdll.dll", L"ntdll.dll"},  // English only
     };
     for (const auto& row : table)
         for (const LONG id : {1033, 1049}) {
