@@ -9,6 +9,7 @@
 #include "applet/services/InstalledProduct.h"
 #include "applet/services/ProcessCaches.h"
 #include "framework/Module.h"
+#include "framework/RegistryValue.h"
 #include "tests/support/Directory.h"
 #include "tests/support/Services.h"
 
@@ -17,19 +18,28 @@ namespace {
 constexpr wchar_t kLibrary[] = L"kvtest.dll";
 const std::wstring kRegistered = L"C:\\registered\\kvtest.dll";
 
-// The path registered for a file, of any type and size; gone at the end.
+// The path registered for a file, of any type and size; what was there before comes back at the end.
 class RegisteredPath {
   public:
     // `cut`: bytes left out at the end, the terminator's included.
     RegisteredPath(const std::wstring& file, const std::wstring& text, DWORD type = REG_SZ, size_t cut = 0)
-        : key_(L"SOFTWARE\\Kelvane\\Cryptography\\CurrentVersion\\AppPath\\" + file) {
+        : key_(L"SOFTWARE\\Kelvane\\Cryptography\\CurrentVersion\\AppPath\\" + file),
+          before_(ReadRegistryText(HKEY_LOCAL_MACHINE, key_, nullptr)) {
         RegSetKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), nullptr, type, text.c_str(),
                         static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t) - cut));
     }
-    ~RegisteredPath() { RegDeleteKeyW(HKEY_LOCAL_MACHINE, key_.c_str()); }
+    ~RegisteredPath() {
+        if (!before_) {
+            RegDeleteKeyW(HKEY_LOCAL_MACHINE, key_.c_str());
+            return;
+        }
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, key_.c_str(), nullptr, REG_SZ, before_->c_str(),
+                        static_cast<DWORD>((before_->size() + 1) * sizeof(wchar_t)));
+    }
 
   private:
     std::wstring key_;
+    std::optional<std::wstring> before_;
 };
 
 std::wstring Long(size_t length) {
