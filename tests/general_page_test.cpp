@@ -70,6 +70,14 @@ TEST_F(GeneralPage, ShowsWhatIsStored) {
     }
 }
 
+TEST_F(GeneralPage, ATextWhereANumberBelongsCountsAsNothing) {
+    ASSERT_EQ(RunTool(L"store put \\local\\Language 1049 --text"), 0u);
+    Run({[](HWND sheet) {
+        EXPECT_EQ(Ui::Selected(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE), 0);
+        EXPECT_FALSE(Ui::ApplyEnabled(sheet));
+    }});
+}
+
 TEST_F(GeneralPage, ApplyStoresWhatWasChosen) {
     struct Case {
         long before;  // the user's language
