@@ -25,6 +25,7 @@ INT_PTR CFileDialog::DoModal(HWND owner) {
     request.Flags = OFN_EXPLORER | OFN_HIDEREADONLY | OFN_NOCHANGEDIR;
     request.Flags |= kind_ == Kind::Open ? OFN_FILEMUSTEXIST | OFN_PATHMUSTEXIST : OFN_PATHMUSTEXIST;
     if (!show(&request)) return IDCANCEL;
-    path_ = file.c_str();
+    file.resize(file.find(L'\0'));
+    path_ = std::move(file);
     return IDOK;
 }

@@ -14,11 +14,11 @@ constexpr UINT kAppeared = WM_APP + 0x200;
 // Cancelling stays possible.
 constexpr MessageResult Refusal(UINT code) {
     switch (code) {
-        case PSN_KILLACTIVE: return TRUE;
-        case PSN_APPLY: return PSNRET_INVALID;
+        case PSN_KILLACTIVE:
+        case PSN_APPLY:  // PSNRET_INVALID is the same number
+        case PSN_WIZFINISH: return TRUE;
         case PSN_WIZBACK:
         case PSN_WIZNEXT: return -1;
-        case PSN_WIZFINISH: return TRUE;
         default: return {};
     }
 }

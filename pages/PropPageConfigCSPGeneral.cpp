@@ -53,13 +53,14 @@ void Fill(CComboBox& box, std::span<const Choice> choices) {
 
 UniqueIcon SmallShield() {
     constexpr int kSize = 16;
-    constexpr WORD kShieldId = 106;  // where user32 keeps it
-    UniqueIcon icon(static_cast<HICON>(LoadImageW(GetModuleHandleW(L"user32.dll"), MAKEINTRESOURCEW(kShieldId),
-                                                  IMAGE_ICON, kSize, kSize, LR_DEFAULTCOLOR)));
-    if (!icon) {
-        icon.reset(static_cast<HICON>(
-            LoadImageW(nullptr, reinterpret_cast<LPCWSTR>(IDI_SHIELD), IMAGE_ICON, kSize, kSize, LR_SHARED)));
-    }
+    constexpr WORD kShieldId = 106;  // where user32 keeps it; not on every system
+    const auto load = [](HMODULE module, LPCWSTR id, UINT flags) {
+        return static_cast<HICON>(LoadImageW(module, id, IMAGE_ICON, kSize, kSize, flags));
+    };
+    UniqueIcon icon(load(GetModuleHandleW(L"user32.dll"), MAKEINTRESOURCEW(kShieldId), LR_DEFAULTCOLOR));
+    if (icon) return icon;
+    const HICON shared = load(nullptr, reinterpret_cast<LPCWSTR>(IDI_SHIELD), LR_SHARED);
+    icon.reset(shared ? CopyIcon(shared) : nullptr);
     return icon;
 }
 
