@@ -5,6 +5,7 @@ set -euo pipefail
 packages=(
   cmake ninja-build ccache                                # build
   g++-mingw-w64-x86-64-posix                              # cross compiler, with its resource compiler
+  libgcrypt-mingw-w64-dev                                 # the software provider's cryptography
   googletest                                              # tests, built from its sources
   wine64 fonts-wine locales                               # run, with Windows' fonts and the users' code page
   xvfb xauth imagemagick                                  # screenshots where there is no display

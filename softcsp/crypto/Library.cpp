@@ -1,0 +1,52 @@
+#include "softcsp/crypto/Library.h"
+
+#include <windows.h>
+
+#include <cstdarg>
+#include <cstdio>
+
+namespace softcsp {
+namespace {
+
+constexpr int kSecurePool = 16384;  // bytes of memory that is wiped when freed; grows when that isn't enough
+
+// The entropy gatherer has advice for the console of whoever uses the provider. Only what ends the process is worth it.
+void Log(void*, int level, const char* format, va_list arguments) {
+    if (level != GCRY_LOG_FATAL && level != GCRY_LOG_BUG) return;
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // the library's own format
+    std::vfprintf(stderr, format, arguments);
+#pragma GCC diagnostic pop
+}
+
+// The state of libgcrypt: one per module that it is linked into, as libgcrypt itself is.
+struct {
+    INIT_ONCE once = INIT_ONCE_STATIC_INIT;
+    bool ready = false;
+} library;
+
+// libgcrypt never gives its tables and pools back, some 220 KB, and the system unloads a provider with each last
+// context. So the module that holds them stays.
+bool Stay() {
+    HMODULE module = nullptr;
+    return GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                              reinterpret_cast<const wchar_t*>(&library), &module);
+}
+
+BOOL CALLBACK Initialise(INIT_ONCE*, void*, void**) {
+    gcry_set_log_handler(Log, nullptr);
+    if (!Stay() || gcry_check_version(GCRYPT_VERSION) == nullptr) return TRUE;
+    gcry_control(GCRYCTL_DISABLE_SECMEM_WARN);  // pages can't be locked here; what counts is that they are wiped
+    gcry_control(GCRYCTL_AUTO_EXPAND_SECMEM, kSecurePool);
+    gcry_control(GCRYCTL_INIT_SECMEM, kSecurePool, 0);
+    library.ready = gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0) == 0;
+    return TRUE;
+}
+
+}  // namespace
+
+bool CryptoReady() {
+    return InitOnceExecuteOnce(&library.once, Initialise, nullptr, nullptr) && library.ready;
+}
+
+}  // namespace softcsp

@@ -1,0 +1,37 @@
+#include "softcsp/crypto/ParameterSet.h"
+
+namespace softcsp {
+namespace {
+
+// The first of a kind is its default.
+constexpr ParameterSet kSets[] = {
+    {"1.2.643.2.2.35.1", ParameterKind::Signature, L"Signature, set 1 (default)", false},
+    {"1.2.643.2.2.35.2", ParameterKind::Signature, L"Signature, set 2", false},
+    {"1.2.643.2.2.35.3", ParameterKind::Signature, L"Signature, set 3", false},
+    {"1.2.643.2.2.35.0", ParameterKind::Signature, L"Signature, published example", true},
+    {"1.2.643.2.2.36.0", ParameterKind::Exchange, L"Exchange, set 1 (default)", false},
+    {"1.2.643.2.2.36.1", ParameterKind::Exchange, L"Exchange, set 2", false},
+    {"1.2.643.2.2.30.1", ParameterKind::Digest, L"Digest, set 1 (default)", false},
+    {"1.2.643.2.2.30.0", ParameterKind::Digest, L"Digest, published example", true},
+    {"1.2.643.2.2.31.1", ParameterKind::Cipher, L"Cipher, set 1 (default)", false},
+};
+
+}  // namespace
+
+std::span<const ParameterSet> ParameterSets() {
+    return kSets;
+}
+
+const ParameterSet* FindParameterSet(ParameterKind kind, std::string_view identifier) {
+    for (const ParameterSet& set : kSets)
+        if (set.kind == kind && set.identifier == identifier) return &set;
+    return nullptr;
+}
+
+const ParameterSet& DefaultParameterSet(ParameterKind kind) {
+    const ParameterSet* set = kSets;
+    while (set->kind != kind) ++set;
+    return *set;
+}
+
+}  // namespace softcsp

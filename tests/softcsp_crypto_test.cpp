@@ -1,0 +1,165 @@
+// The provider's cryptography, against the examples of the standards' RFCs (5831, 5832, 4490, 4491).
+#include "softcsp/crypto/CurveMath.h"  // first, for the library's header
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <new>
+#include <string>
+#include <tuple>
+
+#include "softcsp/crypto/KeyWrap.h"
+#include "softcsp/crypto/Random.h"
+
+namespace {
+
+using namespace softcsp;
+
+template <std::size_t Size>
+std::array<std::uint8_t, Size> Hex(const std::string& text) {
+    std::array<std::uint8_t, Size> bytes{};
+    for (std::size_t i = 0; i < Size; ++i)
+        bytes[i] = static_cast<std::uint8_t>(std::stoul(text.substr(2 * i, 2), nullptr, 16));
+    return bytes;
+}
+
+// A number as the standards print it, its lowest byte first.
+std::array<std::uint8_t, 32> Swap(const std::string& text) {
+    auto bytes = Hex<32>(text);
+    std::ranges::reverse(bytes);
+    return bytes;
+}
+
+PublicKey Join(const std::string& x, const std::string& y) {
+    PublicKey key;
+    std::ranges::copy(Swap(y), std::ranges::copy(Swap(x), key.begin()).out);
+    return key;
+}
+
+const ParameterSet& kExample = *FindParameterSet(ParameterKind::Signature, "1.2.643.2.2.35.0");
+const ParameterSet& kExchange = *FindParameterSet(ParameterKind::Exchange, "1.2.643.2.2.36.0");
+
+TEST(SoftcspDigest, GivesThePublishedValuesHoweverTheDataIsCut) {
+    const struct {
+        const std::string set, data, value;
+    } table[] = {
+        {"1.2.643.2.2.30.0", "This is message, length=32 bytes",
+         "b1c466d37519b82e8319819ff32595e047a28cb6f83eff1c6916a815a637fffa"},
+        {"1.2.643.2.2.30.0", "Suppose the original message has length = 50 bytes",
+         "471aba57a60a770d3a76130635c1fbea4ef14de51f78b4ae57dd893b62f55208"},
+        {"1.2.643.2.2.30.1", "", "981e5f3ca30c841487830f84fb433e13ac1101569b9c13584ac483234cd656c0"},
+        {"1.2.643.2.2.30.1", "The quick brown fox jumps over the lazy dog",
+         "9004294a361a508c586fe53d1f1b02746765e71b765472786e4770d565830a76"},
+    };
+    for (const auto& row : table) {
+        const ByteView data(reinterpret_cast<const std::uint8_t*>(row.data.data()), row.data.size());
+        for (std::size_t cut = 0; cut <= data.size(); ++cut) {
+            auto digest = Digest::Create(*FindParameterSet(ParameterKind::Digest, row.set));
+            digest.value().Add(data.first(cut));
+            auto copy = digest->Copy();
+            for (Digest* each : {&*digest, &*copy}) {
+                each->Add(data.subspan(cut));
+                EXPECT_EQ(each->Value(), Hex<32>(row.value)) << row.data << ' ' << cut;
+                each->Add(data);
+                EXPECT_EQ(each->Value(), Hex<32>(row.value)) << row.data << ' ' << cut;
+            }
+        }
+    }
+    EXPECT_FALSE(Digest::Create(kExchange));
+}
+
+TEST(SoftcspSignature, OfThePublishedExampleVerifiesAndNoOther) {
+    const PrivateKey key(Swap("7a929ade789bb9be10ed359dd39a72c11b60961f49397eee1d19ce9891ec3b28"));
+    const std::string y = "26f1b489d6701dd185c8413a977b3cbbaf64d1c593d26627dffb101a87ff77da";
+    const PublicKey point = Join("7f2b49e270db6d90d8595bec458b50c58585ba1d4e9b788f6689dbd8e56fd80b", y);
+    const DigestValue digest = Swap("2dfbc1b372d89a1188c09c52e0eec61fce52032ab1022e8e67ece6672b043ee5");
+    const auto signature = Hex<64>(
+        "01456c64ba4642a1653c235a98a60249bcd6d3f746b631df928014f6c5bf9c40"
+        "41aa28d2f1ab148280cd9ed56feda41974053554a42767b83ad043fd39dc0493");
+    EXPECT_EQ(KeyPair::FromPrivate(kExample, key).value().Public(), point);
+    EXPECT_TRUE(Verify(kExample, point, digest, signature));
+    EXPECT_FALSE(Verify(kExchange, point, digest, signature));
+    // The same point, its X with the field's prime added.
+    EXPECT_FALSE(IsPublicKey(kExample, Join("ff2b49e270db6d90d8595bec458b50c58585ba1d4e9b788f6689dbd8e56fdc3c", y)));
+    for (Signature wrong = signature; auto& byte : wrong) {
+        byte ^= 1;
+        EXPECT_FALSE(Verify(kExample, point, digest, wrong));
+        byte ^= 1;
+    }
+    auto order = Swap("8000000000000000000000000000000150fe8a1892976154c59cfc193accf5b3");
+    ++order[0];
+    EXPECT_FALSE(KeyPair::FromPrivate(kExample, PrivateKey(order)) || KeyPair::FromPrivate(kExample, PrivateKey()));
+    order[0] -= 2;
+    EXPECT_TRUE(KeyPair::FromPrivate(kExample, PrivateKey(order)));
+}
+
+TEST(SoftcspKeyPair, SignsAndAgreesOnEveryCurve) {
+    for (const ParameterSet& set : ParameterSets()) {
+        const bool curve = set.kind == ParameterKind::Signature || set.kind == ParameterKind::Exchange;
+        const auto one = KeyPair::Generate(set), two = KeyPair::Generate(set);
+        ASSERT_EQ(one && two, curve) << set.identifier;
+        if (!curve) continue;
+        const auto first = one->Sign({1, 2, 3}), second = one->Sign({1, 2, 3});
+        ASSERT_TRUE(first && first != second && Verify(set, one->Public(), {1, 2, 3}, *first)) << set.identifier;
+        EXPECT_FALSE(Verify(set, one->Public(), {1, 2, 4}, *first)) << set.identifier;
+        const auto agreed = Agree(*one, two->Public(), {7});
+        EXPECT_TRUE(agreed && agreed == Agree(*two, one->Public(), {7})) << set.identifier;
+        EXPECT_NE(agreed, Agree(*one, two->Public(), {8})) << set.identifier;
+        PublicKey wrong = one->Public();
+        wrong[40] ^= 1;
+        EXPECT_FALSE(Agree(*one, two->Public(), {}) || Agree(*two, wrong, {7}) || IsPublicKey(set, wrong));
+    }
+}
+
+TEST(SoftcspKeyWrap, OpensThePublishedMessagesAndNoOther) {
+    const auto recipient = KeyPair::FromPrivate(
+        kExchange, PrivateKey(Swap("0b293be050d0082bdae785631a6bab68f35b42786d6dda56afaf169891040f77")));
+    EXPECT_EQ(recipient.value().Public(), Join("577e324fe70f2b6df45c437a0305e5fd2c89318c13cd0875401a026075689584",
+                                               "601aeacabc660fdfb0cbc7567ebba6ea8de40fae857c9ad0038895b916cceb8f"));
+    // Of the messages to it: the sender's passing key, the keying material, the key of the content.
+    const std::tuple<Wrapping, const char*, const char*, const char*, const char*> table[] = {
+        {Wrapping::Plain,
+         "b35539f46781972ba5c4d9841f27fb81ed0832e69ad4f20078b8ff8364ead21d"
+         "b0783c7dfe03c1f406e43bcc16b9c5f6f619371c17b8a0aac7d1a194b3a53620",
+         "2ff0f6d1864b328a", "16a31ce7ce4ee90df1ec746904681ec79f3aedb83b1f1d4a7ef9a5d9cb19d5e8", "93fd867e"},
+        {Wrapping::Diversified,
+         "4d2b2f3390e6dca3dd552acddfe0effb31f7737e4effbf78898a2bc3cd319404"
+         "4b0e6048961fdbc75d126fdab2408a77b5bdeaf2ec34cb239f9b8bdd9e12c0f6",
+         "9795e32c2bad2b0c", "6a2fa8210695689f9fe447aa9ecb61152b7e4160bc5d8dfbf53d281b189af975", "366d98b7"},
+    };
+    for (const auto& [wrapping, sender, ukm, encrypted, mac] : table) {
+        const KeyingMaterial material = Hex<8>(ukm);
+        const WrappedKey wrapped{Hex<32>(encrypted), Hex<4>(mac)};
+        const auto by = Agree(*recipient, Hex<64>(sender), material);
+        const auto key = UnwrapKey(wrapping, by.value(), material, wrapped);
+        const auto again = WrapKey(wrapping, *by, material, key.value());
+        EXPECT_TRUE(again && again->key == wrapped.key && again->mac == wrapped.mac) << ukm;
+        for (std::size_t i = 0; i < 36; ++i) {
+            WrappedKey wrong = wrapped;
+            (i < 32 ? wrong.key[i] : wrong.mac[i - 32]) ^= 0x80;
+            EXPECT_FALSE(UnwrapKey(wrapping, *by, material, wrong)) << i;
+        }
+        EXPECT_FALSE(UnwrapKey(wrapping, *by, {1}, wrapped) || UnwrapKey(wrapping, *key, material, wrapped));
+    }
+}
+
+TEST(SoftcspNumber, FillsItsBytesInEitherOrder) {
+    std::array<std::uint8_t, 4> bytes{};
+    const Number number = ReadNumber(Hex<2>("0102"), ByteOrder::HighestFirst);
+    EXPECT_TRUE(WriteNumber(number, bytes, ByteOrder::HighestFirst) && bytes == Hex<4>("00000102"));
+    EXPECT_TRUE(WriteNumber(number, bytes, ByteOrder::LowestFirst) && bytes == Hex<4>("02010000"));
+    EXPECT_FALSE(WriteNumber(number, std::span(bytes).first(1), ByteOrder::LowestFirst));
+}
+
+TEST(SoftcspSecrets, AreRandomQuietAndWiped) {
+    testing::internal::CaptureStderr();
+    std::array<std::uint8_t, 32> bytes[2] = {};
+    EXPECT_TRUE(FillRandom(bytes[0]) && FillRandom(bytes[1], Randomness::LastingKey));
+    EXPECT_NE(bytes[0], bytes[1]);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    alignas(Secret<32>) std::uint8_t place[sizeof(Secret<32>)];
+    (new (place) Secret<32>(bytes[0]))->~Secret();
+    EXPECT_TRUE(std::ranges::all_of(place, [](std::uint8_t byte) { return byte == 0; }));
+}
+
+}  // namespace
