@@ -10,8 +10,12 @@ extern "C" {
 
 uintptr_t __stack_chk_guard = 0;
 
-[[noreturn]] void __stack_chk_fail() { __builtin_trap(); }
-[[noreturn]] void __chk_fail() { __builtin_trap(); }
+[[noreturn]] void __stack_chk_fail() {
+    __builtin_trap();
+}
+[[noreturn]] void __chk_fail() {
+    __builtin_trap();
+}
 
 __attribute__((constructor, optimize("no-stack-protector"))) static void MakeGuard() {
     LARGE_INTEGER count;

@@ -5,50 +5,44 @@
 
 #include "framework/UniqueHandle.h"
 
-struct ModulePolicy {
-    using Handle = HMODULE;
+// What the handles whose none is a null pointer have in common.
+template <class HandleType>
+struct NullPointerPolicy {
+    using Handle = HandleType;
     static Handle null() noexcept { return nullptr; }
+};
+
+struct ModulePolicy : NullPointerPolicy<HMODULE> {
     static void close(Handle module) noexcept { FreeLibrary(module); }
 };
 using UniqueModule = UniqueHandle<ModulePolicy>;
 
-struct KernelHandlePolicy {
-    using Handle = HANDLE;
-    static Handle null() noexcept { return nullptr; }
+struct KernelHandlePolicy : NullPointerPolicy<HANDLE> {
     static void close(Handle handle) noexcept { CloseHandle(handle); }
 };
 using UniqueKernelHandle = UniqueHandle<KernelHandlePolicy>;
 
-struct RegistryKeyPolicy {
-    using Handle = HKEY;
-    static Handle null() noexcept { return nullptr; }
+struct RegistryKeyPolicy : NullPointerPolicy<HKEY> {
     static void close(Handle key) noexcept { RegCloseKey(key); }
 };
 using UniqueRegistryKey = UniqueHandle<RegistryKeyPolicy>;
 
-struct IconPolicy {
-    using Handle = HICON;
-    static Handle null() noexcept { return nullptr; }
+struct IconPolicy : NullPointerPolicy<HICON> {
     static void close(Handle icon) noexcept { DestroyIcon(icon); }
 };
 using UniqueIcon = UniqueHandle<IconPolicy>;
 
-struct CursorPolicy {
-    using Handle = HCURSOR;
-    static Handle null() noexcept { return nullptr; }
+struct CursorPolicy : NullPointerPolicy<HCURSOR> {
     static void close(Handle cursor) noexcept { DestroyCursor(cursor); }
 };
 using UniqueCursor = UniqueHandle<CursorPolicy>;
 
 template <class GdiHandle>
-struct GdiPolicy {
-    using Handle = GdiHandle;
-    static Handle null() noexcept { return nullptr; }
-    static void close(Handle object) noexcept { DeleteObject(object); }
+struct GdiPolicy : NullPointerPolicy<GdiHandle> {
+    static void close(GdiHandle object) noexcept { DeleteObject(object); }
 };
 using UniqueFont = UniqueHandle<GdiPolicy<HFONT>>;
 using UniqueBitmap = UniqueHandle<GdiPolicy<HBITMAP>>;
-using UniqueBrush = UniqueHandle<GdiPolicy<HBRUSH>>;
 
 struct ActivationContextPolicy {
     using Handle = HANDLE;

@@ -39,7 +39,9 @@ LibraryFunction::~LibraryFunction() {
     Current().replacements.erase(name_);
 }
 
-void LibraryFunction::ForgetLookUps() { Current().lookUps.clear(); }
+void LibraryFunction::ForgetLookUps() {
+    Current().lookUps.clear();
+}
 
 const std::map<std::string, int>& LibraryFunction::LookUps() {
     return Current().lookUps;
