@@ -10,15 +10,9 @@
 
 namespace {
 
-std::wstring TextOf(HWND control) {
-    std::wstring text(static_cast<size_t>(GetWindowTextLengthW(control)), L'\0');
-    text.resize(static_cast<size_t>(GetWindowTextW(control, text.data(), static_cast<int>(text.size()) + 1)));
-    return text;
-}
-
 // Texts are only set where they differ: setting one moves the caret and sends EN_CHANGE.
 void ShowText(HWND control, const std::wstring& text) {
-    if (TextOf(control) != text) SetWindowTextW(control, text.c_str());
+    if (WindowText(control) != text) SetWindowTextW(control, text.c_str());
 }
 
 enum class Parsed { Number, NotANumber, OutOfRange };
@@ -50,7 +44,7 @@ void ExchangeNumber(CDataExchange* exchange, UINT id, Number& value, unsigned wr
     }
     long long number = 0;
     const Parsed parsed =
-        ParseInteger(TextOf(edit), std::numeric_limits<Number>::min(), std::numeric_limits<Number>::max(), number);
+        ParseInteger(WindowText(edit), std::numeric_limits<Number>::min(), std::numeric_limits<Number>::max(), number);
     if (parsed != Parsed::Number) exchange->Fail(wrongText);
     value = static_cast<Number>(number);
 }
@@ -92,7 +86,7 @@ void DDX_Control(CDataExchange* exchange, UINT id, CWnd& control) {
 void DDX_Text(CDataExchange* exchange, UINT id, std::wstring& value) {
     const HWND edit = exchange->PrepareEditCtrl(id);
     if (exchange->m_bSaveAndValidate) {
-        value = TextOf(edit);
+        value = WindowText(edit);
     } else {
         ShowText(edit, value);
     }

@@ -1,7 +1,5 @@
 #include "framework/PropertySheet.h"
 
-#include <algorithm>
-
 #include "framework/Module.h"
 #include "framework/PropertyPage.h"
 

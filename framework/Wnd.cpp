@@ -37,6 +37,12 @@ bool Route::Takes(const Message& m) const noexcept {
     return true;
 }
 
+std::wstring WindowText(HWND window) {
+    std::wstring text(static_cast<size_t>(GetWindowTextLengthW(window)), L'\0');
+    text.resize(static_cast<size_t>(GetWindowTextW(window, text.data(), static_cast<int>(text.size()) + 1)));
+    return text;
+}
+
 CWnd::~CWnd() {
     UnsubclassWindow();
 }
@@ -72,13 +78,6 @@ void CWnd::UnsubclassWindow() noexcept {
     m_hWnd = nullptr;
 }
 
-std::wstring CWnd::GetWindowText() const {
-    std::wstring text(static_cast<size_t>(::GetWindowTextLengthW(m_hWnd)), L'\0');
-    const int length = ::GetWindowTextW(m_hWnd, text.data(), static_cast<int>(text.size()) + 1);
-    text.resize(static_cast<size_t>(length));
-    return text;
-}
-
 bool CWnd::UpdateData(bool saveAndValidate) {
     CDataExchange exchange(*this, saveAndValidate);
     try {
@@ -99,9 +98,7 @@ std::wstring CWnd::LoadText(UINT id) const {
 
 int CWnd::ShowMessage(const std::wstring& text, UINT type) {
     const HWND root = ::GetAncestor(m_hWnd, GA_ROOT);
-    wchar_t caption[256] = L"";
-    ::GetWindowTextW(root, caption, static_cast<int>(std::size(caption)));
-    return ::MessageBoxW(root, text.c_str(), caption, type);
+    return ::MessageBoxW(root, text.c_str(), WindowText(root).c_str(), type);
 }
 
 MessageResult CWnd::HandleMessage(const Message& message) {

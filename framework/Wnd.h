@@ -10,6 +10,9 @@
 
 class CDataExchange;
 
+// The whole text of any window of this process.
+std::wstring WindowText(HWND window);
+
 class CWnd {
   public:
     CWnd() = default;
@@ -32,7 +35,7 @@ class CWnd {
 
     HWND GetDlgItem(UINT id) const noexcept { return ::GetDlgItem(m_hWnd, static_cast<int>(id)); }
     HWND GetParent() const noexcept { return ::GetParent(m_hWnd); }
-    std::wstring GetWindowText() const;
+    std::wstring GetWindowText() const { return WindowText(m_hWnd); }
     bool SetWindowText(const std::wstring& text) noexcept { return ::SetWindowTextW(m_hWnd, text.c_str()) != FALSE; }
     bool EnableWindow(bool enable = true) noexcept { return ::EnableWindow(m_hWnd, enable) != FALSE; }
     bool ShowWindow(int command) noexcept { return ::ShowWindow(m_hWnd, command) != FALSE; }
@@ -43,8 +46,6 @@ class CWnd {
     bool PostMessage(UINT message, WPARAM wParam = 0, LPARAM lParam = 0) const noexcept {
         return ::PostMessageW(m_hWnd, message, wParam, lParam) != FALSE;
     }
-    void EnableDlgItem(UINT id, bool enable) noexcept { ::EnableWindow(GetDlgItem(id), enable); }
-    void ShowDlgItem(UINT id, bool show) noexcept { ::ShowWindow(GetDlgItem(id), show ? SW_SHOW : SW_HIDE); }
 
     // Moves members into controls (false) or controls into members (true), as DoDataExchange lists them. False when a
     // control's content doesn't fit its member; the user has been told, and the control has the focus.

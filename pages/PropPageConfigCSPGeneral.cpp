@@ -119,12 +119,8 @@ void CPropPageConfigCSPGeneral::OnFirstShown() {
 
 // What can't be read stays as the template has it.
 void CPropPageConfigCSPGeneral::TakeTemplateTexts() {
-    wchar_t text[256];
-    const auto take = [&](UINT id, std::wstring& member) {
-        member.assign(text, GetDlgItemTextW(m_hWnd, static_cast<int>(id), text, static_cast<int>(std::size(text))));
-    };
-    take(IDC_GENERAL_NOTICE, notice_);
-    take(IDC_GENERAL_PRODUCT_NAME, productName_);
+    notice_ = WindowText(GetDlgItem(IDC_GENERAL_NOTICE));
+    productName_ = WindowText(GetDlgItem(IDC_GENERAL_PRODUCT_NAME));
 }
 
 void CPropPageConfigCSPGeneral::WarnOfInterception() {

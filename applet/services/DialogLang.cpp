@@ -1,15 +1,12 @@
 #include "applet/services/DialogLang.h"
 
-#include "applet/services/Language.h"
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/Strings.h"
-#include "framework/DialogInit.h"
-#include "framework/Module.h"
+#include "applet/services/TemplateLang.h"
 
 CDialogLang::CDialogLang(UINT templateId) {
-    const LANGID language = UpdatedUserLanguage();
-    InitModalIndirect(Module::Resource(kDialogType, templateId, language),
-                      Module::Resource(kDialogInitType, templateId, language));
+    const TemplateLang found(templateId);
+    InitModalIndirect(found.dialog, found.initData);
 }
 
 std::wstring CDialogLang::LoadText(UINT id) const {

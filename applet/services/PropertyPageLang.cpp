@@ -1,15 +1,12 @@
 #include "applet/services/PropertyPageLang.h"
 
-#include "applet/services/Language.h"
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/Strings.h"
-#include "framework/DialogInit.h"
-#include "framework/Module.h"
+#include "applet/services/TemplateLang.h"
 
 CPropertyPageLang::CPropertyPageLang(UINT templateId) {
-    const LANGID language = UpdatedUserLanguage();
-    SetTemplate(Module::Resource(kDialogType, templateId, language),
-                Module::Resource(kDialogInitType, templateId, language));
+    const TemplateLang found(templateId);
+    SetTemplate(found.dialog, found.initData);
 }
 
 std::wstring CPropertyPageLang::LoadText(UINT id) const {
