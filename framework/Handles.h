@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <wincrypt.h>
+
 #include "framework/UniqueHandle.h"
 
 // What the handles whose none is a null pointer have in common.
@@ -37,6 +39,16 @@ struct CursorPolicy : NullPointerPolicy<HCURSOR> {
 };
 using UniqueCursor = UniqueHandle<CursorPolicy>;
 
+struct CertificatePolicy : NullPointerPolicy<PCCERT_CONTEXT> {
+    static void close(Handle certificate) noexcept { CertFreeCertificateContext(certificate); }
+};
+using UniqueCertificate = UniqueHandle<CertificatePolicy>;
+
+struct CertificateStorePolicy : NullPointerPolicy<HCERTSTORE> {
+    static void close(Handle store) noexcept { CertCloseStore(store, 0); }
+};
+using UniqueCertificateStore = UniqueHandle<CertificateStorePolicy>;
+
 template <class GdiHandle>
 struct GdiPolicy : NullPointerPolicy<GdiHandle> {
     static void close(GdiHandle object) noexcept { DeleteObject(object); }
@@ -50,3 +62,24 @@ struct ActivationContextPolicy {
     static void close(Handle context) noexcept { ReleaseActCtx(context); }
 };
 using UniqueActivationContext = UniqueHandle<ActivationContextPolicy>;
+
+// CryptoAPI's handles are all of one type. Keys and hashes go before the last reference on their provider.
+struct CryptPolicy {
+    using Handle = ULONG_PTR;
+    static Handle null() noexcept { return 0; }
+};
+
+struct CryptKeyPolicy : CryptPolicy {
+    static void close(Handle key) noexcept { CryptDestroyKey(key); }
+};
+using UniqueCryptKey = UniqueHandle<CryptKeyPolicy>;
+
+struct CryptHashPolicy : CryptPolicy {
+    static void close(Handle hash) noexcept { CryptDestroyHash(hash); }
+};
+using UniqueCryptHash = UniqueHandle<CryptHashPolicy>;
+
+struct ProviderReferencePolicy : CryptPolicy {
+    static void close(Handle provider) noexcept { CryptReleaseContext(provider, 0); }
+};
+using UniqueProviderReference = UniqueHandle<ProviderReferencePolicy>;

@@ -66,23 +66,32 @@ DWORD support_registry_value_name(HANDLE value, DWORD* length, wchar_t* buffer);
 DWORD support_registry_value_free(HANDLE value);
 
 // --- Readers -----------------------------------------------------------------------------------------------------
+// The registry, always, and after it the removable carriers that are plugged in, by name.
 
-// A registration of reader subsystems: the caller sets `size`, rdr_register_start of kvrdr.dll fills `context`,
-// supsys_unregister_all takes it back.
+// A registration of reader subsystems: the caller sets `size`, rdr_register_start of kvrdr.dll fills `context`, the
+// final supsys_unregister_all takes it back and sets it to null. A wrong size is ERROR_INVALID_PARAMETER, no context
+// ERROR_INVALID_HANDLE.
 typedef struct SUPSYS_REGISTRATION {
     DWORD size;     // sizeof(SUPSYS_REGISTRATION)
     void* context;  // the library's own
 } SUPSYS_REGISTRATION;
 
+// Readers are found between these two only.
 DWORD supsys_register_all(SUPSYS_REGISTRATION* registration);
 // `final` not 0: the registration ends with this call.
 DWORD supsys_unregister_all(SUPSYS_REGISTRATION* registration, DWORD final);
+
+// A search holds the readers as they were when it was opened, and outlives the registration, as readers outlive the
+// search. Searches are closed and readers are freed by the caller; a handle of the wrong kind is ERROR_INVALID_HANDLE.
 DWORD supsys_find_open(SUPSYS_REGISTRATION* registration, HANDLE* search);
 DWORD supsys_find_next(HANDLE search, HANDLE* reader);  // ERROR_NO_MORE_ITEMS after the last
 DWORD supsys_find_close(HANDLE search);
-DWORD supsys_nickname(HANDLE reader, DWORD* length, wchar_t* buffer);         // at most 64 characters
-DWORD supsys_connect_current(HANDLE reader, DWORD* length, wchar_t* buffer);  // where it is connected; may be empty
-DWORD supsys_register_name(HANDLE reader, DWORD* length, wchar_t* buffer);    // as shown to the user
+// What kind it is, "REGISTRY" or "DISK"; never more than 64 characters.
+DWORD supsys_nickname(HANDLE reader, DWORD* length, wchar_t* buffer);
+// Which of its kind it is, at most 32 characters: the removable carrier's name; empty for the registry.
+DWORD supsys_connect_current(HANDLE reader, DWORD* length, wchar_t* buffer);
+// Both as shown to the user, in the language of support_wnd_language_get.
+DWORD supsys_register_name(HANDLE reader, DWORD* length, wchar_t* buffer);
 DWORD supsys_context_free(HANDLE reader);
 
 // --- Language ----------------------------------------------------------------------------------------------------

@@ -26,7 +26,6 @@ TEST(SoftcspProvider, OpensWhatItHasAndRefusesTheRest) {
         {L"", kName71, 71, kAskOnly | CRYPT_MACHINE_KEYSET | CRYPT_SILENT, 0},
         {nullptr, nullptr, 71, CRYPT_VERIFYCONTEXT, 0},
         {L"key", kName75, 75, 0, NTE_BAD_KEYSET},
-        {L"key", kName75, 75, CRYPT_NEWKEYSET, NTE_NOT_SUPPORTED},
         {L"key", kName75, 75, CRYPT_VERIFYCONTEXT, NTE_BAD_KEYSET_PARAM},
         {nullptr, kName75, 75, CRYPT_VERIFYCONTEXT | CRYPT_NEWKEYSET, NTE_BAD_FLAGS},
         {nullptr, kName75, 75, CRYPT_VERIFYCONTEXT | 0x800, NTE_BAD_FLAGS},

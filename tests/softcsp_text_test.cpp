@@ -9,7 +9,7 @@
 #include "framework/Handles.h"
 #include "resources/resource.h"
 #include "softcsp/kvsuprt.h"
-#include "softcsp/kvsuprt/ResourceText.h"
+#include "softcsp/common/ResourceText.h"
 #include "tests/support/Directory.h"
 #include "tests/support/Store.h"
 

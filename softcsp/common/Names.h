@@ -7,10 +7,15 @@ namespace softcsp {
 //   Store\<scope>\…   the configuration store (common/Store.h); the scope "local" lies in HKEY_CURRENT_USER
 //   Denied            the paths that tests took the rights to (common/AccessList.h)
 //   Settings          what the provider is to report (common/Settings.h)
+//   Carriers\<name>   the removable carriers (common/Carriers.h)
+// and a value of the key itself:
+//   CngRegistered     REG_DWORD 1 while kvcng.dll is registered
 constexpr wchar_t kHomeKey[] = L"SOFTWARE\\Kelvane\\SoftCSP";
 constexpr wchar_t kStoreKey[] = L"SOFTWARE\\Kelvane\\SoftCSP\\Store";
 constexpr wchar_t kDeniedKey[] = L"SOFTWARE\\Kelvane\\SoftCSP\\Denied";
 constexpr wchar_t kSettingsKey[] = L"SOFTWARE\\Kelvane\\SoftCSP\\Settings";
+constexpr wchar_t kCarriersKey[] = L"SOFTWARE\\Kelvane\\SoftCSP\\Carriers";
+constexpr wchar_t kCngValue[] = L"CngRegistered";
 
 // The provider is registered once for each of its types.
 struct ProviderName {

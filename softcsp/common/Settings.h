@@ -17,9 +17,23 @@ constexpr Setting kVersionSetting{L"Version", 0x0500, "PP_VERSION: major version
 constexpr Setting kBuildSetting{L"Build", 4821, "build number, second word of parameter 138"};
 constexpr Setting kDebugSetting{L"Debug", 0, "1 = debug build, third word of parameter 138"};
 constexpr Setting kTypeSetting{L"Type", 0, "PP_PROVTYPE; 0 = the type that the context was opened with"};
+constexpr Setting kCngRegisterSetting{L"CngRegister", 0, "what DllRegisterServer of kvcng.dll answers, an HRESULT"};
+constexpr Setting kCngUnregisterSetting{L"CngUnregister", 0, "what DllUnregisterServer of kvcng.dll answers"};
+constexpr Setting kCacheSetting{L"Cache", 0, "keys in the cache, first word of parameter 115; 0 off"};
+constexpr Setting kCacheMaximumSetting{L"CacheMaximum", 64, "second word of parameter 115; 0 = no caching"};
+constexpr Setting kCacheAvailableSetting{L"CacheAvailable", 1,
+                                         "third word of parameter 115: 1 caching may be used; 2 = no parameter 115"};
+constexpr Setting kDhControlSetting{L"DhControl", 2, "Diffie-Hellman control, parameter 143: 1 off, 2 on"};
+constexpr Setting kDhMayChangeSetting{L"DhMayChange", 1,
+                                      "second word of parameter 143: 1 may be set; 2 = no parameter 143"};
+constexpr Setting kNewPasswordSetting{L"NewPassword", 1, "1 = who makes a container is asked for its password"};
 
-constexpr const Setting* kSettings[] = {&kClassSetting, &kVersionSetting, &kBuildSetting, &kDebugSetting,
-                                        &kTypeSetting};
+constexpr DWORD kNoSuchParameter = 2;  // of CacheAvailable and DhMayChange
+
+constexpr const Setting* kSettings[] = {
+    &kClassSetting,       &kVersionSetting,       &kBuildSetting,      &kDebugSetting,        &kTypeSetting,
+    &kCngRegisterSetting, &kCngUnregisterSetting, &kCacheSetting,      &kCacheMaximumSetting, &kCacheAvailableSetting,
+    &kDhControlSetting,   &kDhMayChangeSetting,   &kNewPasswordSetting};
 
 DWORD ReadSetting(const Setting& setting);
 DWORD WriteSetting(const Setting& setting, DWORD value);  // Win32 code

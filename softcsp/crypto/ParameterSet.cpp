@@ -14,6 +14,9 @@ constexpr ParameterSet kSets[] = {
     {"1.2.643.2.2.30.1", ParameterKind::Digest, L"Digest, set 1 (default)", false},
     {"1.2.643.2.2.30.0", ParameterKind::Digest, L"Digest, published example", true},
     {"1.2.643.2.2.31.1", ParameterKind::Cipher, L"Cipher, set 1 (default)", false},
+    {"1.2.643.2.2.31.2", ParameterKind::Cipher, L"Cipher, set 2", false},
+    {"1.2.643.2.2.31.3", ParameterKind::Cipher, L"Cipher, set 3", false},
+    {"1.2.643.2.2.31.4", ParameterKind::Cipher, L"Cipher, set 4", false},
 };
 
 }  // namespace

@@ -8,9 +8,9 @@
 #include <cstdint>
 #include <span>
 
-namespace softcsp {
+#include "softcsp/common/Bytes.h"
 
-using ByteView = std::span<const std::uint8_t>;
+namespace softcsp {
 
 template <std::size_t Size>
 class Secret {

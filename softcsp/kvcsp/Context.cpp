@@ -1,46 +1,25 @@
 #include "softcsp/kvcsp/Context.h"
 
+#include <lmcons.h>
+
+#include <algorithm>
 #include <cstring>
 
 #include "softcsp/common/Names.h"
 #include "softcsp/common/Settings.h"
-#include "softcsp/kvcsp/ProviderInterface.h"
+#include "softcsp/dialogs/Dialogs.h"
+#include "softcsp/kvcsp/Values.h"
 
 namespace softcsp {
 namespace {
 
-constexpr DWORD kFlagsKnown =
-    CRYPT_VERIFYCONTEXT | CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET | CRYPT_MACHINE_KEYSET | CRYPT_SILENT | kParametersOnly;
+constexpr DWORD kFlagsKnown = CRYPT_VERIFYCONTEXT | CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET | CRYPT_MACHINE_KEYSET |
+                              CRYPT_SILENT | kParametersOnly | kTakesForeignKeys;
 constexpr DWORD kTableWithType = 3;  // the version of the system's table that gives type and name
 
-DWORD Code(HRESULT result) {
-    return static_cast<DWORD>(result);
-}
-
-template <class Record>
-std::string Bytes(const Record& record) {
-    return {reinterpret_cast<const char*>(&record), sizeof record};
-}
-
 std::string Narrow(const wchar_t* ascii) {
-    std::string text;
-    for (; *ascii != L'\0'; ++ascii) text.push_back(static_cast<char>(*ascii));
-    return text;
+    return {ascii, ascii + std::wcslen(ascii)};
 }
-
-// At namespace scope: made when the library is loaded, before any thread can ask for it.
-ContextTable openContexts;
-
-class Exclusive {
-  public:
-    explicit Exclusive(SRWLOCK& lock) : lock_(lock) { AcquireSRWLockExclusive(&lock_); }
-    ~Exclusive() { ReleaseSRWLockExclusive(&lock_); }
-    Exclusive(const Exclusive&) = delete;
-    Exclusive& operator=(const Exclusive&) = delete;
-
-  private:
-    SRWLOCK& lock_;
-};
 
 DWORD CheckFlags(const char* container, DWORD flags) {
     if ((flags & ~kFlagsKnown) != 0) return Code(NTE_BAD_FLAGS);
@@ -48,10 +27,25 @@ DWORD CheckFlags(const char* container, DWORD flags) {
     const DWORD change = flags & (CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET);
     if (!verify && (flags & CRYPT_VERIFYCONTEXT) != 0) return Code(NTE_BAD_FLAGS);
     if (change == (CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET) || (verify && change != 0)) return Code(NTE_BAD_FLAGS);
-    if (change == CRYPT_NEWKEYSET) return Code(NTE_NOT_SUPPORTED);
-    if (!verify) return Code(NTE_BAD_KEYSET);
     const bool named = container != nullptr && *container != '\0';
-    return named ? Code(NTE_BAD_KEYSET_PARAM) : ERROR_SUCCESS;
+    return verify && named ? Code(NTE_BAD_KEYSET_PARAM) : ERROR_SUCCESS;
+}
+
+// The name as characters; the user's own name where none is given.
+DWORD ContainerName(const char* container, std::wstring& name) {
+    wchar_t user[UNLEN + 1];
+    DWORD length = UNLEN + 1;
+    if (container == nullptr || *container == '\0') {
+        if (!GetUserNameW(user, &length)) return GetLastError();
+        name = user;
+        return ERROR_SUCCESS;
+    }
+    const int size = MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, container, -1, nullptr, 0);
+    if (size == 0) return Code(NTE_BAD_KEYSET_PARAM);
+    name.resize(static_cast<std::size_t>(size));
+    MultiByteToWideChar(CP_ACP, 0, container, -1, name.data(), size);
+    name.pop_back();  // the terminator
+    return ERROR_SUCCESS;
 }
 
 }  // namespace
@@ -63,67 +57,78 @@ DWORD Context::Open(const char* container, DWORD flags, const ProviderTable& tab
     if (const DWORD result = CheckFlags(container, flags)) return result;
     auto opened = std::make_shared<Context>();
     opened->type_ = provider->type;
+    opened->flags_ = flags;
     opened->name_ = told && table.name != nullptr ? table.name : Narrow(provider->name);
+    opened->returnWindow_ = table.returnWindow;
+    if ((flags & CRYPT_VERIFYCONTEXT) == 0) {
+        std::wstring name;
+        if (const DWORD result = ContainerName(container, name)) return result;
+        const ContainerStore store(opened->KeyOwner(), opened->type_);
+        if ((flags & CRYPT_DELETEKEYSET) != 0) return DeleteContainer(*opened, store, name);
+        ContainerPlace place;
+        DWORD result = (flags & CRYPT_NEWKEYSET) != 0 ? MakeContainer(*opened, store, name) : store.Find(name, place);
+        if (result == ERROR_SUCCESS && !opened->container_)
+            result = OpenContainer::Open(store, opened->KeyOwner(), place, opened->container_);
+        if (result != ERROR_SUCCESS) return result;
+    }
     context = std::move(opened);
     return ERROR_SUCCESS;
 }
 
-std::string Context::Value(DWORD parameter, DWORD& result) const {
-    switch (parameter) {
-        case PP_VERSION: return Bytes(ReadSetting(kVersionSetting));
-        case PP_PROVTYPE: {
-            const DWORD reported = ReadSetting(kTypeSetting);
-            return Bytes(reported != 0 ? reported : type_);
-        }
-        case PP_IMPTYPE: return Bytes(DWORD{CRYPT_IMPL_SOFTWARE});
-        case PP_NAME: return {name_.c_str(), name_.size() + 1};  // with the terminator
-        case PP_CONTAINER:
-        case PP_UNIQUE_CONTAINER:
-            result = Code(NTE_NOT_FOUND);  // the context has none
-            return {};
-        case kParamProtectionClass: return Bytes(ReadSetting(kClassSetting));
-        case kParamBuild:
-            return Bytes(BuildRecord{.size = sizeof(BuildRecord),
-                                     .build = ReadSetting(kBuildSetting),
-                                     .debug = ReadSetting(kDebugSetting),
-                                     .reserved = {}});
-        default: result = Code(NTE_BAD_TYPE); return {};
-    }
-}
-
-DWORD Context::Parameter(DWORD parameter, BYTE* data, DWORD* size, DWORD flags) const {
-    if (size == nullptr) return ERROR_INVALID_PARAMETER;
-    DWORD result = ERROR_SUCCESS;
-    const std::string value = Value(parameter, result);
-    if (result != ERROR_SUCCESS) return result;
-    if (flags != 0) return Code(NTE_BAD_FLAGS);
-    const DWORD capacity = *size;
-    *size = static_cast<DWORD>(value.size());
-    if (data == nullptr) return ERROR_SUCCESS;
-    if (capacity < value.size()) return ERROR_MORE_DATA;
-    std::memcpy(data, value.data(), value.size());
+// Where the user wants it; nobody is asked when there is only one place, or nobody to ask.
+DWORD Context::PickCarrier(const ContainerPlace& place, Carrier& carrier) const {
+    std::vector<Carrier> carriers = Carriers();
+    std::erase_if(carriers, [](const Carrier& one) { return !one.present; });
+    std::size_t chosen = 0;
+    const Asking asking = WhomToAsk();
+    if (carriers.size() > 1 && !asking.silent)
+        if (const DWORD result = ChooseCarrier(asking.window, place.name, carriers, chosen)) return result;
+    carrier = carriers[chosen];
     return ERROR_SUCCESS;
 }
 
-ContextTable& ContextTable::Instance() {
-    return openContexts;
+DWORD Context::MakeContainer(Context& context, const ContainerStore& store, const std::wstring& name) {
+    ContainerPlace place, taken;
+    bool carrierNamed = false;
+    if (const DWORD result = store.PlaceForNew(name, place, carrierNamed)) return result;
+    if (!carrierNamed)
+        if (const DWORD result = context.PickCarrier(place, place.carrier)) return result;
+    if (store.Find(place.QualifiedName(), taken) == ERROR_SUCCESS) return Code(NTE_EXISTS);
+    Password password;
+    const Asking asking = context.WhomToAsk();
+    if (!asking.silent && ReadSetting(kNewPasswordSetting) != 0)
+        if (const DWORD result = AskNewPassword(asking.window, place.QualifiedName(), password)) return result;
+    return OpenContainer::Create(store, context.KeyOwner(), place, password, context.container_);
 }
 
-HCRYPTPROV ContextTable::Add(std::shared_ptr<Context> context) {
-    const Exclusive held(lock_);
-    contexts_.emplace(last_ + 1, std::move(context));
-    return ++last_;
+DWORD Context::DeleteContainer(const Context& context, const ContainerStore& store, const std::wstring& name) {
+    ContainerPlace place;
+    if (const DWORD result = store.Find(name, place)) return result;
+    std::optional<OpenContainer> container;
+    const DWORD result = OpenContainer::Open(store, context.KeyOwner(), place, container);
+    // What can't be read has no password that could be asked for, and must be possible to get rid of.
+    if (result == Code(NTE_KEYSET_ENTRY_BAD)) return store.Remove(place);
+    return result != ERROR_SUCCESS ? result : container->Remove(context.WhomToAsk());
 }
 
-std::shared_ptr<Context> ContextTable::Find(HCRYPTPROV handle) {
-    const Exclusive held(lock_);
-    const auto found = contexts_.find(handle);
-    return found != contexts_.end() ? found->second : nullptr;
+Asking Context::WhomToAsk() const {
+    Asking asking{.silent = (flags_ & CRYPT_SILENT) != 0};
+    if (window_) {
+        asking.window = *window_;
+    } else if (returnWindow_ != nullptr) {
+        reinterpret_cast<void(WINAPI*)(HWND*)>(reinterpret_cast<void*>(returnWindow_))(&asking.window);
+    }
+    if (!IsWindow(asking.window)) asking.window = nullptr;
+    return asking;
 }
 
-bool ContextTable::Remove(HCRYPTPROV handle) {
-    const Exclusive held(lock_);
-    return contexts_.erase(handle) != 0;
+const ParameterSet& Context::SetInUse(ParameterKind kind) const {
+    if (const auto found = sets_.find(kind); found != sets_.end()) return *found->second;
+    if (container_ && kind == ParameterKind::Digest) return *container_->Record().digest;
+    if (container_ && kind == ParameterKind::Cipher) return *container_->Record().cipher;
+    for (const DWORD parameter : {kParamDigestSet, kParamCipherSet, kParamSignatureSet, kParamExchangeSet})
+        if (FindChoice(parameter)->kind == kind) return MachineSet(*FindChoice(parameter), type_);
+    return DefaultParameterSet(kind);
 }
 
 }  // namespace softcsp

@@ -1,5 +1,12 @@
 // What the system calls in a provider's library, and the provider's own numbers. The system gives handles as it got
 // them, so each is checked. A failing function returns FALSE and leaves the reason as the thread's last error.
+//
+// Results of the provider's own, beyond those of CryptoAPI:
+//   ERROR_CANCELLED        the user cancelled a dialog, or let its time pass
+//   SCARD_W_WRONG_CHV      the password was wrong, three times when it was asked for
+//   SCARD_W_REMOVED_CARD   the carrier isn't plugged in
+//   ERROR_DISK_FULL        the carrier has no room
+//   NTE_SILENT_CONTEXT     a dialog would be needed
 #pragma once
 
 #include <windows.h>
@@ -7,12 +14,39 @@
 
 namespace softcsp {
 
-// Acquiring flag of the provider's own: the context only asks and sets parameters.
-constexpr DWORD kParametersOnly = 0x4000;
+// Acquiring flags of the provider's own.
+constexpr DWORD kParametersOnly = 0x4000;     // the context only asks and sets the machine's parameters
+constexpr DWORD kTakesForeignKeys = 0x40000;  // the new container is for keys that come from another one
 
-// Parameters of the provider's own, for CryptGetProvParam.
-constexpr DWORD kParamProtectionClass = 129;  // four bytes: 1 KC1, 2 KC2, 3 KC3, 4 KB1, 5 KB2, 6 KA1
-constexpr DWORD kParamBuild = 138;            // BuildRecord
+// Parameters of the provider's own. Numbers are 32 bits.
+// The four parameter sets in use, for the machine's defaults in a kParametersOnly context, else for the context or its
+// container. In the former a value is one whole entry of the list; in the latter an identifier, ASCII with terminator.
+constexpr DWORD kParamDigestSet = 92;
+constexpr DWORD kParamCipherSet = 93;
+constexpr DWORD kParamSignatureSet = 94;
+constexpr DWORD kParamExchangeSet = 95;
+// Lists of the sets there are, an entry at a time: CRYPT_FIRST, then 0. An entry: 0x10000 + the offset in bytes of the
+// name (a number), the identifier (ASCII with terminator), the name (UTF-16 with terminator).
+constexpr DWORD kParamDigestSets = 103;
+constexpr DWORD kParamCipherSets = 104;
+constexpr DWORD kParamSignatureSets = 105;
+constexpr DWORD kParamExchangeSets = 106;
+constexpr DWORD kParamChangePassword = 108;  // set: PasswordRequest
+constexpr DWORD kParamLoadKeys = 109;        // get: makes the private keys ready; a number: bit 0 exchange, 1 signature
+constexpr DWORD kParamChooseContainer = 110;  // get: the user picks one; its fully qualified name, ANSI
+constexpr DWORD kParamQualifiedName = 111;    // get: ANSI
+constexpr DWORD kParamCache = 115;            // get: CacheRecord; set: the size, a number
+constexpr DWORD kParamProtectionClass = 129;  // get, a number: 1 KC1, 2 KC2, 3 KC3, 4 KB1, 5 KB2, 6 KA1
+constexpr DWORD kParamAddExtension = 132;     // set: ExtensionRequest
+constexpr DWORD kParamExtensions = 133;       // get: one item at a time, CRYPT_FIRST, then 0; see ExtensionItem()
+constexpr DWORD kParamBuild = 138;            // get: BuildRecord
+constexpr DWORD kParamDhControl = 143;        // get: DhRecord; set: a number as its first
+constexpr DWORD kParamIntegrity = 146;        // get, a number: 0 sound, bit 0 damaged, bit 30 damaged in unknown ways
+
+// Key parameters of the provider's own: identifiers, ASCII with terminator. They can be set for an ephemeral key that
+// isn't complete yet.
+constexpr DWORD kKeyParamDigestSet = 103;
+constexpr DWORD kKeyParamCurve = 106;
 
 // What the system hands over when it opens a context. <wincrypt.h> hides its declaration from applications.
 struct ProviderTable {
@@ -33,6 +67,30 @@ struct BuildRecord {
 };
 static_assert(sizeof(BuildRecord) == 20);
 
+struct CacheRecord {
+    DWORD size;       // keys held at the same time; 0 = off
+    DWORD maximum;    // 0 = no caching
+    DWORD available;  // 1 = may be used
+};
+
+struct DhRecord {
+    DWORD control;    // 1 = off, 2 = on
+    DWORD mayChange;  // 1 = may be set
+};
+
+struct PasswordRequest {
+    BYTE kind;    // 4: changed in a dialog of the provider
+    void* value;  // null for kind 4
+};
+constexpr BYTE kPasswordByDialog = 4;
+
+struct ExtensionRequest {
+    const char* identifier;
+    DWORD critical;  // above 0: critical
+    DWORD size;      // of the value
+    const BYTE* value;
+};
+
 }  // namespace softcsp
 
 extern "C" {
@@ -41,24 +99,29 @@ BOOL WINAPI CPReleaseContext(HCRYPTPROV provider, DWORD flags);
 BOOL WINAPI CPGetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* size, DWORD flags);
 BOOL WINAPI CPSetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD flags);
 BOOL WINAPI CPGenRandom(HCRYPTPROV provider, DWORD size, BYTE* data);
-BOOL WINAPI CPDeriveKey(HCRYPTPROV, ALG_ID, HCRYPTHASH, DWORD, HCRYPTKEY*);
-BOOL WINAPI CPDestroyKey(HCRYPTPROV, HCRYPTKEY);
-BOOL WINAPI CPDuplicateKey(HCRYPTPROV, HCRYPTKEY, DWORD*, DWORD, HCRYPTKEY*);
-BOOL WINAPI CPExportKey(HCRYPTPROV, HCRYPTKEY, HCRYPTKEY, DWORD, DWORD, BYTE*, DWORD*);
-BOOL WINAPI CPGenKey(HCRYPTPROV, ALG_ID, DWORD, HCRYPTKEY*);
-BOOL WINAPI CPGetKeyParam(HCRYPTPROV, HCRYPTKEY, DWORD, BYTE*, DWORD*, DWORD);
-BOOL WINAPI CPGetUserKey(HCRYPTPROV, DWORD, HCRYPTKEY*);
-BOOL WINAPI CPImportKey(HCRYPTPROV, const BYTE*, DWORD, HCRYPTKEY, DWORD, HCRYPTKEY*);
-BOOL WINAPI CPSetKeyParam(HCRYPTPROV, HCRYPTKEY, DWORD, BYTE*, DWORD);
-BOOL WINAPI CPDecrypt(HCRYPTPROV, HCRYPTKEY, HCRYPTHASH, BOOL, DWORD, BYTE*, DWORD*);
-BOOL WINAPI CPEncrypt(HCRYPTPROV, HCRYPTKEY, HCRYPTHASH, BOOL, DWORD, BYTE*, DWORD*, DWORD);
-BOOL WINAPI CPCreateHash(HCRYPTPROV, ALG_ID, HCRYPTKEY, DWORD, HCRYPTHASH*);
-BOOL WINAPI CPDestroyHash(HCRYPTPROV, HCRYPTHASH);
-BOOL WINAPI CPDuplicateHash(HCRYPTPROV, HCRYPTHASH, DWORD*, DWORD, HCRYPTHASH*);
-BOOL WINAPI CPGetHashParam(HCRYPTPROV, HCRYPTHASH, DWORD, BYTE*, DWORD*, DWORD);
-BOOL WINAPI CPHashData(HCRYPTPROV, HCRYPTHASH, const BYTE*, DWORD, DWORD);
-BOOL WINAPI CPHashSessionKey(HCRYPTPROV, HCRYPTHASH, HCRYPTKEY, DWORD);
-BOOL WINAPI CPSetHashParam(HCRYPTPROV, HCRYPTHASH, DWORD, BYTE*, DWORD);
-BOOL WINAPI CPSignHash(HCRYPTPROV, HCRYPTHASH, DWORD, LPCWSTR, DWORD, BYTE*, DWORD*);
-BOOL WINAPI CPVerifySignature(HCRYPTPROV, HCRYPTHASH, const BYTE*, DWORD, HCRYPTKEY, LPCWSTR, DWORD);
+BOOL WINAPI CPDeriveKey(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTHASH hash, DWORD flags, HCRYPTKEY* key);
+BOOL WINAPI CPDestroyKey(HCRYPTPROV provider, HCRYPTKEY key);
+BOOL WINAPI CPDuplicateKey(HCRYPTPROV provider, HCRYPTKEY key, DWORD* reserved, DWORD flags, HCRYPTKEY* copy);
+BOOL WINAPI CPExportKey(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTKEY by, DWORD type, DWORD flags, BYTE* data,
+                        DWORD* size);
+BOOL WINAPI CPGenKey(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, HCRYPTKEY* key);
+BOOL WINAPI CPGetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD* size, DWORD flags);
+BOOL WINAPI CPGetUserKey(HCRYPTPROV provider, DWORD spec, HCRYPTKEY* key);
+BOOL WINAPI CPImportKey(HCRYPTPROV provider, const BYTE* data, DWORD size, HCRYPTKEY by, DWORD flags, HCRYPTKEY* key);
+BOOL WINAPI CPSetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD flags);
+BOOL WINAPI CPDecrypt(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTHASH hash, BOOL last, DWORD flags, BYTE* data,
+                      DWORD* size);
+BOOL WINAPI CPEncrypt(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTHASH hash, BOOL last, DWORD flags, BYTE* data,
+                      DWORD* size, DWORD capacity);
+BOOL WINAPI CPCreateHash(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTKEY key, DWORD flags, HCRYPTHASH* hash);
+BOOL WINAPI CPDestroyHash(HCRYPTPROV provider, HCRYPTHASH hash);
+BOOL WINAPI CPDuplicateHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD* reserved, DWORD flags, HCRYPTHASH* copy);
+BOOL WINAPI CPGetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD* size, DWORD flags);
+BOOL WINAPI CPHashData(HCRYPTPROV provider, HCRYPTHASH hash, const BYTE* data, DWORD size, DWORD flags);
+BOOL WINAPI CPHashSessionKey(HCRYPTPROV provider, HCRYPTHASH hash, HCRYPTKEY key, DWORD flags);
+BOOL WINAPI CPSetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD flags);
+BOOL WINAPI CPSignHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD spec, LPCWSTR description, DWORD flags,
+                       BYTE* signature, DWORD* size);
+BOOL WINAPI CPVerifySignature(HCRYPTPROV provider, HCRYPTHASH hash, const BYTE* signature, DWORD size, HCRYPTKEY key,
+                              LPCWSTR description, DWORD flags);
 }

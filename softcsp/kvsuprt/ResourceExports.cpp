@@ -1,8 +1,8 @@
 // Exports: strings of a module's resources, and the language they are read in.
 #include "softcsp/kvsuprt.h"
 #include "softcsp/kvsuprt/Export.h"
-#include "softcsp/kvsuprt/Language.h"
-#include "softcsp/kvsuprt/ResourceText.h"
+#include "softcsp/common/Language.h"
+#include "softcsp/common/ResourceText.h"
 
 namespace {
 

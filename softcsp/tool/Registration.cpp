@@ -1,9 +1,13 @@
 #include "softcsp/tool/Registration.h"
 
+#include <windows.h>
+#include <wincrypt.h>
+
 #include "softcsp/common/Names.h"
 #include "softcsp/common/Store.h"
-#include "softcsp/kvsuprt/Language.h"
+#include "softcsp/common/Language.h"
 #include "softcsp/tool/Console.h"
+#include "softcsp/tool/CryptoRegistration.h"
 #include "softcsp/tool/Installation.h"
 #include "softcsp/tool/Setup.h"
 
@@ -15,6 +19,10 @@ constexpr const wchar_t* kDefaults[] = {
     L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\",
     L"SOFTWARE\\Wow6432Node\\Microsoft\\Cryptography\\Defaults\\",
 };
+
+// What the panel may look for. Those that aren't there are found missing when they are loaded.
+constexpr const wchar_t* kFiles[] = {L"vestra.cpl", L"kvsuprt.dll", L"kvcsp.dll", L"kvrdr.dll",
+                                     L"kvrndm.dll", L"kvcrypt.dll", L"kvcng.dll", L"kvocsp.dll"};
 
 constexpr wchar_t kLanguage[] = L"\\config\\Language";
 constexpr wchar_t kAppPath[] = L"SOFTWARE\\Kelvane\\Cryptography\\CurrentVersion\\AppPath\\";
@@ -31,6 +39,7 @@ void DeleteEverything() {
     DeleteKey(HKEY_LOCAL_MACHINE, kHomeKey);
     DeleteKey(HKEY_CURRENT_USER, kHomeKey);
     DeleteInstallation();
+    UnregisterCryptography();
     for (const wchar_t* defaults : kDefaults)
         for (const ProviderName& provider : kProviders) {
             DeleteKey(HKEY_LOCAL_MACHINE, ProviderKey(defaults, provider));
@@ -43,6 +52,7 @@ void WriteProviders(const std::wstring& library) {
         for (const ProviderName& provider : kProviders) {
             WriteMachineKey(ProviderKey(defaults, provider), {{L"Image Path", library},
                                                               {L"Type", DWORD{provider.type}},
+                                                              {L"ImpType", DWORD{CRYPT_IMPL_SOFTWARE}},
                                                               {L"Signature", std::vector<BYTE>(4)},  // nobody checks it
                                                               {L"KV Module Name", L"kvcspr.dll"}});
             WriteMachineKey(TypeKey(defaults, provider), {{L"Name", provider.name}, {L"TypeName", provider.typeName}});
@@ -70,8 +80,8 @@ void Register(bool reset) {
     const std::wstring directory = OwnDirectory();
     if (reset) DeleteEverything();
     WriteProviders(directory + L"kvcsp.dll");
-    for (const wchar_t* file : {L"vestra.cpl", L"kvsuprt.dll", L"kvcsp.dll"})
-        WriteMachineKey(std::wstring(kAppPath) + file, {{L"", directory + file}});
+    for (const wchar_t* file : kFiles) WriteMachineKey(std::wstring(kAppPath) + file, {{L"", directory + file}});
+    RegisterCryptography(directory + L"kvcrypt.dll");
     WriteInstallation(directory + L"vestra.cpl");
     WriteStore();
 }

@@ -50,24 +50,6 @@ void ChangeRights(const std::wstring& text, DWORD (*change)(const StorePath&), c
 
 }  // namespace
 
-std::optional<unsigned long> ParseNumber(std::wstring_view text) {
-    const bool hexadecimal = text.starts_with(L"0x") || text.starts_with(L"0X");
-    const std::wstring_view digits = hexadecimal ? text.substr(2) : text;
-    const unsigned base = hexadecimal ? 16 : 10;
-    unsigned long long number = 0;
-    if (digits.empty()) return std::nullopt;
-    for (const wchar_t c : digits) {
-        const auto digit = static_cast<unsigned>(c >= L'0' && c <= L'9'   ? c - L'0'
-                                                 : c >= L'a' && c <= L'f' ? c - L'a' + 10
-                                                 : c >= L'A' && c <= L'F' ? c - L'A' + 10
-                                                                          : 16);
-        if (digit >= base) return std::nullopt;
-        number = number * base + digit;
-        if (number > MAXDWORD) return std::nullopt;
-    }
-    return static_cast<unsigned long>(number);
-}
-
 bool RunStore(Arguments arguments) {
     if (arguments.size() < 2) return false;
     const std::wstring_view verb = arguments[0];
@@ -95,7 +77,7 @@ bool RunStore(Arguments arguments) {
     return true;
 }
 
-bool RunSet(Arguments arguments) {
+bool RunSetting(Arguments arguments) {
     if (arguments.size() != 1) return false;
     const std::wstring argument(arguments[0]);
     const std::size_t equals = argument.find(L'=');

@@ -1,11 +1,14 @@
 // softcsp: the software provider's tool.
 #include <windows.h>
+#include <winscard.h>
 
+#include <algorithm>
 #include <cwchar>
 #include <exception>
 #include <vector>
 
 #include "softcsp/common/Settings.h"
+#include "softcsp/tool/Commands.h"
 #include "softcsp/tool/Console.h"
 #include "softcsp/tool/Registration.h"
 #include "softcsp/tool/StoreCommand.h"
@@ -13,79 +16,158 @@
 namespace {
 
 using softcsp::Arguments;
+using softcsp::Option;
+using softcsp::Options;
 using softcsp::Print;
 using softcsp::Stream;
 
 enum ExitCode { kDone = 0, kFailed = 1, kUsage = 2 };
 
-constexpr wchar_t kHelp[] =
+bool RunInit(Arguments arguments) {
+    constexpr Option known[] = {{L"--reset"}};
+    softcsp::Register(Options(arguments, known, {0, 0}).Has(known->name));
+    Print(Stream::Output, L"softcsp: registered\n");
+    return true;
+}
+
+bool RunSet(Arguments arguments) {
+    return arguments.size() == 1 ? softcsp::RunSetting(arguments) : softcsp::RunChange(arguments);
+}
+
+struct Command {
+    std::wstring_view name;
+    bool (*run)(Arguments arguments);  // false: the arguments make no sense
+    const wchar_t* help;
+};
+
+constexpr Command kCommands[] = {
+    {L"init", RunInit,
+     L"  init [--reset]\n"
+     L"      register the provider on this machine; with --reset the store, denied paths and settings go first\n"},
+    {L"create", softcsp::RunCreate,
+     L"  create NAME [SCOPE] [--keys KEYS] [--certs KEYS] [--exportable] [--password TEXT] [--subject DN]\n"
+     L"         [--not-before DAY] [--not-after DAY] [--usage FROM TO] [--chain N] [--carrier NAME]\n"
+     L"      make a container; KEYS is xs, x, s or none: of exchange and signature. Without options: an exchange\n"
+     L"      key with a certificate for CN=NAME, valid for a year from yesterday, on the carrier REGISTRY.\n"
+     L"      --usage gives the certificate a private key usage period, --chain authorities above it (0 to 9),\n"
+     L"      whose certificates the container carries as well\n"},
+    {L"list", softcsp::RunList, L"  list [SCOPE]\n      show the containers of all carriers that are plugged in\n"},
+    {L"show", softcsp::RunShow, L"  show NAME [SCOPE]\n      show what is in a container\n"},
+    {L"remove", softcsp::RunRemove, L"  remove NAME [SCOPE]\n      remove a container\n"},
+    {L"certificate", softcsp::RunCertificate,
+     L"  certificate NAME... --key x|s --out FILE [SCOPE] [--format der|base64|p7b|sst] [--password TEXT]\n"
+     L"              [--subject DN] [--not-before DAY] [--not-after DAY]\n"
+     L"      write a file with new self-signed certificates, one for that key of each container. The format\n"
+     L"      is der, or p7b or sst where the file is called so; only these two hold several certificates\n"},
+    {L"set", RunSet,
+     L"  set NAME WHAT=VALUE [SCOPE]\n"
+     L"      change a container:\n"
+     L"        integrity=BITS              what its check finds, beside what is really there\n"
+     L"        damage=0|1|2                1 spoils its sum, 2 makes it unreadable, 0 undoes 1\n"
+     L"        certificate-x=other|none    (or -s) a certificate of another key, or none\n"
+     L"        extension=OID:CRITICAL:HEX  one more extension; extension=none removes all\n"
+     L"        exportable=0|1              whether both keys may be exported\n"
+     L"  set SETTING=VALUE\n"
+     L"      change what the provider reports; without VALUE the default is back\n"},
+    {L"carrier", softcsp::RunCarrier,
+     L"  carrier add NAME [--room BYTES]\n"
+     L"      make a removable carrier, plugged in; upper case letters, digits, _ and -\n"
+     L"  carrier eject|insert|remove NAME\n"
+     L"      pull it out, plug it in, forget it; its containers stay\n"
+     L"  carrier list\n"},
+    {L"calls", softcsp::RunCalls,
+     L"  calls PROGRAM [--start|--stop]\n"
+     L"      show how often a program (\"control.exe\") called the provider since --start, and its open handles\n"},
+    {L"store", softcsp::RunStore,
+     L"  store get PATH\n"
+     L"      show a parameter of the configuration store\n"
+     L"  store put PATH VALUE [--text]\n"
+     L"      write it: a decimal or 0x number, else (or with --text) a text\n"
+     L"  store del PATH\n"
+     L"      delete a parameter, or a section with everything beneath\n"
+     L"  store deny|allow PATH\n"
+     L"      take the write and remove rights of a section or parameter and of everything beneath, or give\n"
+     L"      them back\n"},
+};
+
+constexpr wchar_t kHead[] =
     L"softcsp - the tool of the software provider for development and tests\n"
+    L"\n";
+constexpr wchar_t kTerms[] =
     L"\n"
-    L"  softcsp init [--reset]               register the provider on this machine; with --reset\n"
-    L"                                       the store, denied paths and settings go first\n"
-    L"  softcsp store get PATH               show a parameter of the configuration store\n"
-    L"  softcsp store put PATH VALUE [--text]\n"
-    L"                                       write it: a decimal or 0x number, else (or with --text) a text\n"
-    L"  softcsp store del PATH               delete a parameter, or a section with everything beneath\n"
-    L"  softcsp store deny PATH              take the write and remove rights of a section or parameter,\n"
-    L"                                       and of everything beneath\n"
-    L"  softcsp store allow PATH             give them back\n"
-    L"  softcsp set NAME=VALUE               change what the provider reports; without VALUE the default is back\n"
-    L"\n"
-    L"PATH is \\scope\\section\\...\\name, for example \\config\\Parameters\\DisableWL; scopes: config, global, "
-    L"local.\n"
+    L"SCOPE is --machine for the computer's containers instead of the user's, --provider NAME for another\n"
+    L"provider's. NAME of a container is NAME, CARRIER\\NAME or \\\\.\\CARRIER\\NAME. DAY is 2026-01-31, from\n"
+    L"midnight UTC. PATH is \\scope\\section\\...\\name, such as \\config\\Parameters\\DisableWL; scopes: config,\n"
+    L"global, local.\n"
     L"\n"
     L"Settings:\n";
+constexpr std::size_t kSettingColumn = 18;
 
 std::wstring Help() {
-    std::wstring help = kHelp;
+    std::wstring help = kHead;
+    for (const Command& command : kCommands) help += command.help;
+    help += kTerms;
     for (const softcsp::Setting* setting : softcsp::kSettings) {
         const std::string meaning = setting->meaning;
         const std::wstring name = std::wstring(L"  ") + setting->name;
-        help += name + std::wstring(12 - name.size(), L' ') + std::wstring(meaning.begin(), meaning.end()) +
-                L" (default " + std::to_wstring(setting->missing) + L")\n";
+        help += name + std::wstring(kSettingColumn - std::min(name.size(), kSettingColumn - 1), L' ') +
+                std::wstring(meaning.begin(), meaning.end()) + L" (default " + std::to_wstring(setting->missing) +
+                L")\n";
     }
     return help + L"\nExit code: 0 done, 1 failed, 2 wrong usage.\n";
 }
 
-// False when the arguments make no sense.
-bool Run(Arguments arguments) {
-    if (arguments.empty()) return false;
-    const std::wstring_view command = arguments[0];
-    const Arguments rest = arguments.subspan(1);
-    if (command == L"init") {
-        const bool reset = rest.size() == 1 && rest[0] == L"--reset";
-        if (!rest.empty() && !reset) return false;
-        softcsp::Register(reset);
-        Print(Stream::Output, L"softcsp: registered\n");
-        return true;
-    }
-    if (command == L"store") return softcsp::RunStore(rest);
-    if (command == L"set") return softcsp::RunSet(rest);
-    if (command == L"--help" || command == L"-h") {
-        Print(Stream::Output, Help());
-        return true;
-    }
-    return false;
-}
+// The system has no texts for most of the codes that CryptoAPI and the smart cards' interfaces answer with.
+struct CodeText {
+    HRESULT code;
+    const wchar_t* text;
+};
+constexpr CodeText kCodeTexts[] = {
+    {NTE_BAD_KEYSET, L"there is no such container"},
+    {NTE_BAD_KEYSET_PARAM, L"not a container's name"},
+    {NTE_EXISTS, L"there is such a container already"},
+    {NTE_KEYSET_ENTRY_BAD, L"the file is no container"},
+    {NTE_KEYSET_NOT_DEF, L"there is no such carrier"},
+    {NTE_NO_KEY, L"there is no such key"},
+    {NTE_BAD_KEY, L"the key doesn't open"},
+    {NTE_FAIL, L"the cryptographic library can't be used"},
+    {SCARD_W_REMOVED_CARD, L"the carrier isn't plugged in"},
+    {SCARD_W_WRONG_CHV, L"the password isn't this one"},
+};
 
-// The system's own words for a code, without the line end it adds.
+// The code with words for it, the system's own where there are none here, without the line end that those have.
 std::wstring ErrorText(DWORD code) {
     wchar_t text[512];
+    for (const CodeText& known : kCodeTexts)
+        if (static_cast<DWORD>(known.code) == code) {
+            swprintf(text, std::size(text), L"0x%lX: ", static_cast<unsigned long>(code));
+            return text + std::wstring(known.text);
+        }
     DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0, text,
                                   static_cast<DWORD>(std::size(text)), nullptr);
     while (length > 0 && iswspace(text[length - 1])) --length;
     return L"error " + std::to_wstring(code) + (length > 0 ? L": " : L"") + std::wstring(text, length);
 }
 
-}  // namespace
+int Complain(const Command& command, const std::wstring& what) {
+    const std::wstring reason = what.empty() ? L"wrong usage" : what;
+    Print(Stream::Error, L"softcsp: " + reason + L"\n" + command.help + L"softcsp --help tells more\n");
+    return kUsage;
+}
 
-int wmain(int count, wchar_t** texts) {
+bool AsksForHelp(std::wstring_view argument) {
+    return argument == L"--help" || argument == L"-h";
+}
+
+int Run(const Command& command, Arguments arguments) {
+    if (arguments.size() == 1 && AsksForHelp(arguments[0])) {
+        Print(Stream::Output, command.help);
+        return kDone;
+    }
     try {
-        const std::vector<std::wstring_view> arguments(texts + 1, texts + count);
-        if (Run(arguments)) return kDone;
-        Print(Stream::Error, L"softcsp: wrong usage; softcsp --help tells the commands\n");
-        return kUsage;
+        return command.run(arguments) ? kDone : Complain(command, {});
+    } catch (const softcsp::WrongUsage& usage) {
+        return Complain(command, usage.what);
     } catch (const softcsp::Failure& failure) {
         Print(Stream::Error, L"softcsp: " + failure.what + L": " + ErrorText(failure.code) + L"\n");
     } catch (const std::exception& problem) {
@@ -93,4 +175,20 @@ int wmain(int count, wchar_t** texts) {
         Print(Stream::Error, L"softcsp: " + std::wstring(what.begin(), what.end()) + L"\n");
     }
     return kFailed;
+}
+
+}  // namespace
+
+int wmain(int count, wchar_t** texts) {
+    const std::vector<std::wstring_view> arguments(texts + 1, texts + count);
+    if (arguments.size() == 1 && AsksForHelp(arguments[0])) {
+        Print(Stream::Output, Help());
+        return kDone;
+    }
+    for (const Command& command : kCommands)
+        if (!arguments.empty() && command.name == arguments[0]) return Run(command, Arguments(arguments).subspan(1));
+    Print(Stream::Error, L"softcsp: " +
+                             (arguments.empty() ? L"no command" : L"unknown command " + std::wstring(arguments[0])) +
+                             L"; softcsp --help tells them\n");
+    return kUsage;
 }

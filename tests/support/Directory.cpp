@@ -30,14 +30,29 @@ std::wstring TemporaryDirectory::Take(const wchar_t* fileName) const {
     return path_ + fileName;
 }
 
-unsigned RunTool(const std::wstring& arguments) {
+unsigned RunTool(const std::wstring& arguments, std::string* output) {
     std::wstring command = L"\"" + ProgramDirectory() + L"softcsp.exe\" " + arguments;
+    HANDLE read = nullptr, write = nullptr;
+    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+    if (output != nullptr &&
+        (!CreatePipe(&read, &write, &inherited, 0) || !SetHandleInformation(read, HANDLE_FLAG_INHERIT, 0)))
+        return ~0u;
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;  // none: what it says is not for the test's log
+    startup.dwFlags = STARTF_USESTDHANDLES;  // none else: what it says is not for the test's log
+    startup.hStdOutput = write;
     PROCESS_INFORMATION process{};
-    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
-        return ~0u;
+    const BOOL started = CreateProcessW(nullptr, command.data(), nullptr, nullptr, output != nullptr, 0, nullptr,
+                                        nullptr, &startup, &process);
+    if (output != nullptr) {
+        CloseHandle(write);  // so that reading ends with the tool
+        output->clear();
+        char part[4096];
+        DWORD count = 0;
+        while (started && ReadFile(read, part, sizeof part, &count, nullptr)) output->append(part, count);
+        CloseHandle(read);
+    }
+    if (!started) return ~0u;
     DWORD code = ~0u;
     WaitForSingleObject(process.hProcess, INFINITE);
     GetExitCodeProcess(process.hProcess, &code);

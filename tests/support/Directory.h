@@ -23,5 +23,5 @@ class TemporaryDirectory {
     std::wstring path_;
 };
 
-// Runs softcsp.exe with these arguments and waits for it; its exit code.
-unsigned RunTool(const std::wstring& arguments);
+// Runs softcsp.exe with these arguments and waits for it; its exit code, and what it wrote (UTF-8).
+unsigned RunTool(const std::wstring& arguments, std::string* output = nullptr);

@@ -1,4 +1,4 @@
-#include "softcsp/kvsuprt/Language.h"
+#include "softcsp/common/Language.h"
 
 #include <atomic>
 
@@ -7,7 +7,7 @@
 namespace softcsp {
 namespace {
 
-// The library's one process-wide value; 0 = not read yet.
+// The one value of each library, process-wide; 0 = not read yet.
 std::atomic<DWORD>& Kept() {
     static std::atomic<DWORD> kept{0};
     return kept;

@@ -1,4 +1,4 @@
-#include "softcsp/kvsuprt/ResourceText.h"
+#include "softcsp/common/ResourceText.h"
 
 #include <algorithm>
 

@@ -1,0 +1,64 @@
+// The containers of one owner and provider type on all carriers. Results are codes of CryptoAPI or Win32, 0 = success;
+// a failed call leaves its outputs and the disk as they were.
+//
+// A container is one file. It is written beside its place and then moved there in one step, so a process that is killed
+// leaves the old one or the new one. Letter case in names doesn't matter.
+//
+// Names, as programs give them:
+//   name                     looked for on each present carrier in turn
+//   CARRIER\name             the unique name, which links of certificates hold
+//   \\.\CARRIER\name         the fully qualified name
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include "softcsp/common/Carriers.h"
+#include "softcsp/container/Container.h"
+
+namespace softcsp {
+
+struct ContainerPlace {
+    Carrier carrier;
+    std::wstring name;
+
+    std::wstring UniqueName() const { return carrier.name + L'\\' + name; }
+    std::wstring QualifiedName() const { return L"\\\\.\\" + UniqueName(); }
+};
+
+class ContainerStore {
+  public:
+    ContainerStore(Owner owner, DWORD providerType) : owner_(owner), type_(providerType) {}
+
+    // NTE_BAD_KEYSET_PARAM: no name in any of the three forms. NTE_BAD_KEYSET: there is no such container.
+    // SCARD_W_REMOVED_CARD: the carrier is named and not plugged in.
+    DWORD Find(std::wstring_view text, ContainerPlace& place) const;
+    // Where a container of that name would be made: the carrier that the text names, or none.
+    // NTE_BAD_KEYSET_PARAM, SCARD_W_REMOVED_CARD; NTE_KEYSET_NOT_DEF: there is no such carrier.
+    DWORD PlaceForNew(std::wstring_view text, ContainerPlace& place, bool& carrierNamed) const;
+
+    // NTE_BAD_KEYSET: gone. NTE_KEYSET_ENTRY_BAD: the file is no container. SCARD_W_REMOVED_CARD.
+    DWORD Load(const ContainerPlace& place, Container& container) const;
+    // The file as it is.
+    DWORD LoadBytes(const ContainerPlace& place, Bytes& bytes) const;
+    // NTE_EXISTS. ERROR_DISK_FULL: the carrier has no room.
+    DWORD Create(const ContainerPlace& place, const Container& container) const;
+    DWORD Save(const ContainerPlace& place, const Container& container) const;
+    DWORD SaveBytes(const ContainerPlace& place, ByteView bytes) const;
+    DWORD Remove(const ContainerPlace& place) const;
+
+    // Those of all present carriers, by carrier and name. Files that are no containers are left aside.
+    std::vector<ContainerPlace> List() const;
+
+  private:
+    std::wstring FileOf(const ContainerPlace& place) const;
+    DWORD Write(const ContainerPlace& place, ByteView bytes, bool replace) const;
+    bool HasRoom(const Carrier& carrier, const std::wstring& file, std::size_t size) const;
+
+    Owner owner_;
+    DWORD type_;
+};
+
+}  // namespace softcsp

@@ -1,0 +1,105 @@
+#include "softcsp/encoding/Certificates.h"
+
+#include <algorithm>
+
+#include "softcsp/crypto/Digest.h"
+#include "softcsp/crypto/Random.h"
+
+namespace softcsp {
+namespace {
+
+constexpr char kUsagePeriodIdentifier[] = "2.5.29.16";
+constexpr std::uint8_t kMayIssue[] = {0x30, 0x03, 0x01, 0x01, 0xFF};  // basic constraints: an authority, any depth
+constexpr std::size_t kSerialLength = 16;
+
+// The system's structures point to what they are made of and never write there.
+DATA_BLOB Blob(ByteView bytes) {
+    return {static_cast<DWORD>(bytes.size()), const_cast<BYTE*>(bytes.data())};
+}
+CRYPT_BIT_BLOB Bits(ByteView bytes) {
+    return {static_cast<DWORD>(bytes.size()), const_cast<BYTE*>(bytes.data()), 0};
+}
+char* Text(const char* identifier) {
+    return const_cast<char*>(identifier);
+}
+
+// Empty when the system can't.
+Bytes Encode(LPCSTR type, const void* structure) {
+    // Signatures go in as the certificate is to have them; without the flag the system turns their bytes round.
+    constexpr DWORD kFlags = CRYPT_ENCODE_NO_SIGNATURE_BYTE_REVERSAL_FLAG;
+    DWORD size = 0;
+    if (!CryptEncodeObjectEx(X509_ASN_ENCODING, type, structure, kFlags, nullptr, nullptr, &size)) return {};
+    Bytes bytes(size);
+    if (!CryptEncodeObjectEx(X509_ASN_ENCODING, type, structure, kFlags, nullptr, bytes.data(), &size)) return {};
+    bytes.resize(size);
+    return bytes;
+}
+
+Bytes EncodeName(const std::wstring& name) {
+    DWORD size = 0;
+    const auto convert = [&](BYTE* bytes) {
+        return CertStrToNameW(X509_ASN_ENCODING, name.c_str(), CERT_X500_NAME_STR, nullptr, bytes, &size, nullptr);
+    };
+    if (!convert(nullptr)) return {};
+    Bytes bytes(size);
+    if (!convert(bytes.data())) return {};
+    bytes.resize(size);
+    return bytes;
+}
+
+// Lowest byte first and never negative. Empty when there is no randomness.
+Bytes SerialNumber(Bytes wanted) {
+    if (wanted.empty()) {
+        wanted.resize(kSerialLength);
+        if (!FillRandom(wanted)) return {};
+        wanted.back() = static_cast<std::uint8_t>((wanted.back() & 0x7F) | 0x40);  // so that all have the same length
+    } else if ((wanted.back() & 0x80) != 0) {
+        wanted.push_back(0);
+    }
+    return wanted;
+}
+
+// What is to be signed. Empty when a part of it makes no sense.
+Bytes EncodeContent(const CertificateRequest& request) {
+    const Bytes subject = EncodeName(request.subject);
+    const Bytes issuer = request.issuer.empty() ? subject : EncodeName(request.issuer);
+    const Bytes serial = SerialNumber(request.serial);
+    const Bytes usage = request.usage ? EncodeUsagePeriod(*request.usage) : Bytes();
+    if (subject.empty() || issuer.empty() || serial.empty() || (request.usage && usage.empty())) return {};
+    const Bytes parameters = EncodeKeyParameters(request.key), key = EncodePublicKey(request.key);
+
+    std::vector<CERT_EXTENSION> extensions;
+    if (request.usage) extensions.push_back({Text(kUsagePeriodIdentifier), FALSE, Blob(usage)});
+    if (request.authority) extensions.push_back({Text(szOID_BASIC_CONSTRAINTS2), TRUE, Blob(kMayIssue)});
+
+    CERT_INFO info{};
+    info.dwVersion = CERT_V3;
+    info.SerialNumber = Blob(serial);
+    info.SignatureAlgorithm.pszObjId = Text(kSignatureIdentifier);
+    info.Issuer = Blob(issuer);
+    info.NotBefore = request.notBefore;
+    info.NotAfter = request.notAfter;
+    info.Subject = Blob(subject);
+    info.SubjectPublicKeyInfo = {{Text(kPublicKeyIdentifier), Blob(parameters)}, Bits(key)};
+    info.cExtension = static_cast<DWORD>(extensions.size());
+    info.rgExtension = extensions.data();
+    return Encode(X509_CERT_TO_BE_SIGNED, &info);
+}
+
+}  // namespace
+
+Bytes IssueCertificate(const CertificateRequest& request, const KeyPair& signer) {
+    const Bytes content = EncodeContent(request);
+    auto digest = Digest::Create(*request.key.digest);
+    if (content.empty() || !digest) return {};
+    digest->Add(content);
+    const auto signature = signer.Sign(digest->Value());
+    if (!signature) return {};
+    CERT_SIGNED_CONTENT_INFO certificate{};
+    certificate.ToBeSigned = Blob(content);
+    certificate.SignatureAlgorithm.pszObjId = Text(kSignatureIdentifier);
+    certificate.Signature = Bits(*signature);
+    return Encode(X509_CERT, &certificate);
+}
+
+}  // namespace softcsp

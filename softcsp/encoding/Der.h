@@ -1,0 +1,46 @@
+// The few pieces of ASN.1's distinguished encoding that keys, parameters and extensions are made of.
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "softcsp/common/Bytes.h"
+
+namespace softcsp::der {
+
+constexpr std::uint8_t kInteger = 0x02;
+constexpr std::uint8_t kBitString = 0x03;
+constexpr std::uint8_t kOctetString = 0x04;
+constexpr std::uint8_t kObjectIdentifier = 0x06;
+constexpr std::uint8_t kGeneralizedTime = 0x18;
+constexpr std::uint8_t kSequence = 0x30;
+
+// One element: tag, length, the parts one after the other.
+Bytes Element(std::uint8_t tag, std::initializer_list<ByteView> parts);
+// Empty when the text is no identifier such as "1.2.643.2.2.19".
+Bytes ObjectIdentifier(std::string_view dotted);
+
+// Reads elements one after the other. Lengths are checked against the bytes there are; only definite lengths in their
+// shortest form are taken.
+class Reader {
+  public:
+    explicit Reader(ByteView bytes) : rest_(bytes) {}
+
+    bool AtEnd() const { return rest_.empty(); }
+    std::uint8_t NextTag() const { return rest_.empty() ? 0 : rest_[0]; }
+    // The content of the next element if it has this tag; then the reader stands behind it.
+    std::optional<ByteView> Take(std::uint8_t tag);
+    // The next element whole, with tag and length.
+    std::optional<ByteView> TakeWhole();
+
+  private:
+    ByteView rest_;
+};
+
+// From an identifier's content (without tag and length) to its dotted text.
+std::optional<std::string> DottedText(ByteView content);
+
+}  // namespace softcsp::der

@@ -1,0 +1,5 @@
+#include "softcsp/kvcrypt.h"
+
+BOOL WINAPI SetThreadDefaultCryptProv(HCRYPTPROV) {
+    return TRUE;
+}

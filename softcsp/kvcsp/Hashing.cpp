@@ -1,0 +1,165 @@
+// Exports: hashes, signatures and their verification.
+#include <algorithm>
+#include <cstring>
+
+#include "softcsp/kvcsp/Export.h"
+#include "softcsp/kvcsp/ProviderInterface.h"
+
+using namespace softcsp;
+
+namespace {
+
+DWORD FindOpenHash(Context& context, HCRYPTHASH handle, std::shared_ptr<Hash>& hash) {
+    hash = context.hashes.Find(handle);
+    if (!hash) return Code(NTE_BAD_HASH);
+    return hash->value ? Code(NTE_BAD_HASH_STATE) : ERROR_SUCCESS;
+}
+
+const DigestValue& ValueOf(Hash& hash) {
+    if (!hash.value) hash.value = hash.digest.Value();
+    return *hash.value;
+}
+
+// CryptoAPI has the whole signature's lowest byte first.
+Signature Reversed(Signature signature) {
+    std::ranges::reverse(signature);
+    return signature;
+}
+
+constexpr DWORD kSignatureSize = std::tuple_size_v<Signature>;
+
+DWORD Sign(Context& context, HCRYPTHASH handle, DWORD spec, BYTE* data, DWORD* size) {
+    const auto hash = context.hashes.Find(handle);
+    if (!hash) return Code(NTE_BAD_HASH);
+    if (spec != AT_KEYEXCHANGE && spec != AT_SIGNATURE) return Code(NTE_BAD_KEY);
+    if (const DWORD result = context.NeedContainer()) return result;
+    if (!context.OpenedContainer()->Record().Key(spec == AT_SIGNATURE)) return Code(NTE_NO_KEY);
+    if (data == nullptr || *size < kSignatureSize) {
+        const DWORD result = data == nullptr ? ERROR_SUCCESS : ERROR_MORE_DATA;
+        *size = kSignatureSize;
+        return result;
+    }
+    std::optional<KeyPair> pair;
+    if (const DWORD result = context.OpenedContainer()->PrivateKey(spec == AT_SIGNATURE, context.WhomToAsk(), pair))
+        return result;
+    const auto signature = pair->Sign(ValueOf(*hash));
+    return signature ? Give(Reversed(*signature), data, size) : Code(NTE_FAIL);
+}
+
+DWORD Check(Context& context, HCRYPTHASH handle, const BYTE* data, DWORD size, HCRYPTKEY key) {
+    const auto hash = context.hashes.Find(handle);
+    if (!hash) return Code(NTE_BAD_HASH);
+    const auto found = context.keys.Find(key);
+    if (!found || (found->kind != KeyKind::Public && found->kind != KeyKind::User)) return Code(NTE_BAD_KEY);
+    if (data == nullptr) return ERROR_INVALID_PARAMETER;
+    Signature signature;
+    if (size != signature.size()) return Code(NTE_BAD_SIGNATURE);
+    std::memcpy(signature.data(), data, size);
+    const bool right = Verify(*found->publicKey.curve, found->publicKey.key, ValueOf(*hash), Reversed(signature));
+    return right ? ERROR_SUCCESS : Code(NTE_BAD_SIGNATURE);
+}
+
+}  // namespace
+
+BOOL WINAPI CPCreateHash(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTKEY key, DWORD flags, HCRYPTHASH* hash) {
+    return AnswerIn(ProviderEntry::CreateHash, provider, [=](Context& context) -> DWORD {
+        if (hash == nullptr) return ERROR_INVALID_PARAMETER;
+        if (algorithm != kAlgDigest) return Code(NTE_BAD_ALGID);
+        if (key != 0) return Code(NTE_BAD_KEY);
+        if (flags != 0) return Code(NTE_BAD_FLAGS);
+        auto digest = Digest::Create(context.SetInUse(ParameterKind::Digest));
+        if (!digest) return Code(NTE_FAIL);
+        *hash = context.hashes.Add(std::make_shared<Hash>(Hash{std::move(*digest), {}}));
+        return ERROR_SUCCESS;
+    });
+}
+
+BOOL WINAPI CPDuplicateHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD* reserved, DWORD flags, HCRYPTHASH* copy) {
+    return AnswerIn(ProviderEntry::DuplicateHash, provider, [=](Context& context) -> DWORD {
+        if (copy == nullptr || reserved != nullptr) return ERROR_INVALID_PARAMETER;
+        if (flags != 0) return Code(NTE_BAD_FLAGS);
+        const auto found = context.hashes.Find(hash);
+        if (!found) return Code(NTE_BAD_HASH);
+        auto digest = found->digest.Copy();
+        if (!digest) return Code(NTE_NO_MEMORY);
+        *copy = context.hashes.Add(std::make_shared<Hash>(Hash{std::move(*digest), found->value}));
+        return ERROR_SUCCESS;
+    });
+}
+
+BOOL WINAPI CPDestroyHash(HCRYPTPROV provider, HCRYPTHASH hash) {
+    return AnswerIn(ProviderEntry::DestroyHash, provider,
+                    [=](Context& context) { return context.hashes.Remove(hash) ? ERROR_SUCCESS : Code(NTE_BAD_HASH); });
+}
+
+BOOL WINAPI CPHashData(HCRYPTPROV provider, HCRYPTHASH hash, const BYTE* data, DWORD size, DWORD flags) {
+    return AnswerIn(ProviderEntry::HashData, provider, [=](Context& context) -> DWORD {
+        std::shared_ptr<Hash> found;
+        if (const DWORD result = FindOpenHash(context, hash, found)) return result;
+        if (flags != 0) return Code(NTE_BAD_FLAGS);
+        if (data == nullptr && size != 0) return ERROR_INVALID_PARAMETER;
+        found->digest.Add({data, size});
+        return ERROR_SUCCESS;
+    });
+}
+
+BOOL WINAPI CPHashSessionKey(HCRYPTPROV provider, HCRYPTHASH hash, HCRYPTKEY key, DWORD flags) {
+    return AnswerIn(ProviderEntry::HashSessionKey, provider, [=](Context& context) -> DWORD {
+        std::shared_ptr<Hash> found;
+        if (const DWORD result = FindOpenHash(context, hash, found)) return result;
+        const auto session = context.keys.Find(key);
+        if (!session || session->kind != KeyKind::Session) return Code(NTE_BAD_KEY);
+        if ((flags & ~DWORD{CRYPT_LITTLE_ENDIAN}) != 0) return Code(NTE_BAD_FLAGS);
+        found->digest.Add(session->secret->Bytes());
+        return ERROR_SUCCESS;
+    });
+}
+
+BOOL WINAPI CPGetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD* size,
+                           DWORD flags) {
+    return AnswerIn(ProviderEntry::GetHashParam, provider, [=](Context& context) -> DWORD {
+        const auto found = context.hashes.Find(hash);
+        if (!found) return Code(NTE_BAD_HASH);
+        if (flags != 0) return Code(NTE_BAD_FLAGS);
+        switch (parameter) {
+            case HP_ALGID: return Give(BytesOf(kAlgDigest), data, size);
+            case HP_HASHSIZE: return Give(BytesOf(static_cast<DWORD>(std::tuple_size_v<DigestValue>)), data, size);
+            // Asked for its size only, the hash isn't ended.
+            case HP_HASHVAL: return Give(data != nullptr ? ValueOf(*found) : DigestValue{}, data, size);
+            default: return Code(NTE_BAD_TYPE);
+        }
+    });
+}
+
+BOOL WINAPI CPSetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD flags) {
+    return AnswerIn(ProviderEntry::SetHashParam, provider, [=](Context& context) -> DWORD {
+        std::shared_ptr<Hash> found;
+        if (const DWORD result = FindOpenHash(context, hash, found)) return result;
+        if (flags != 0) return Code(NTE_BAD_FLAGS);
+        if (parameter != HP_HASHVAL) return Code(NTE_BAD_TYPE);
+        if (data == nullptr) return ERROR_INVALID_PARAMETER;
+        DigestValue value;
+        std::memcpy(value.data(), data, value.size());
+        found->value = value;
+        return ERROR_SUCCESS;
+    });
+}
+
+BOOL WINAPI CPSignHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD spec, LPCWSTR description, DWORD flags,
+                       BYTE* signature, DWORD* size) {
+    return AnswerIn(ProviderEntry::SignHash, provider, [=](Context& context) -> DWORD {
+        if (size == nullptr) return ERROR_INVALID_PARAMETER;
+        if ((flags & ~DWORD{CRYPT_NOHASHOID}) != 0) return Code(NTE_BAD_FLAGS);
+        if (description != nullptr && *description != L'\0') return ERROR_INVALID_PARAMETER;  // given up long ago
+        return Sign(context, hash, spec, signature, size);
+    });
+}
+
+BOOL WINAPI CPVerifySignature(HCRYPTPROV provider, HCRYPTHASH hash, const BYTE* signature, DWORD size, HCRYPTKEY key,
+                              LPCWSTR description, DWORD flags) {
+    return AnswerIn(ProviderEntry::VerifySignature, provider, [=](Context& context) -> DWORD {
+        if ((flags & ~DWORD{CRYPT_NOHASHOID}) != 0) return Code(NTE_BAD_FLAGS);
+        if (description != nullptr && *description != L'\0') return ERROR_INVALID_PARAMETER;
+        return Check(context, hash, signature, size, key);
+    });
+}

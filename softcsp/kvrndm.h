@@ -1,0 +1,15 @@
+// The random number library kvrndm.dll: its window. Results are Win32 codes, 0 = success; nothing is thrown.
+#pragma once
+
+#include <windows.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// The sources of random numbers, to be looked at; modal. `parent` null = the thread's active window.
+DWORD rndm_wnd_configure(HWND parent);
+
+#ifdef __cplusplus
+}
+#endif

@@ -1,0 +1,150 @@
+// "certificate": files with certificates of containers' keys, in the forms that certificates are handed round in.
+#include "softcsp/common/FileHandle.h"
+
+#include <winscard.h>
+
+#include "softcsp/encoding/Der.h"
+#include "softcsp/tool/CertificateText.h"
+#include "softcsp/tool/Commands.h"
+#include "softcsp/tool/Console.h"
+#include "softcsp/tool/Containers.h"
+#include "softcsp/tool/Issuing.h"
+
+namespace softcsp {
+namespace {
+
+constexpr wchar_t kKey[] = L"--key", kOut[] = L"--out", kSubject[] = L"--subject", kFormat[] = L"--format",
+                  kPassword[] = L"--password";
+constexpr Option kOptions[] = {kMachine,     kProvider,      {kKey, 1},  {kOut, 1}, {kSubject, 1},
+                               {kFormat, 1}, {kPassword, 1}, kNotBefore, kNotAfter};
+constexpr std::size_t kMostNames = 1000;
+constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+
+struct CloseStore {
+    void operator()(void* store) const { CertCloseStore(store, 0); }
+};
+using MemoryStore = std::unique_ptr<void, CloseStore>;
+
+[[noreturn]] void ThrowLast(const wchar_t* what) {
+    throw Failure{what, GetLastError()};
+}
+
+Bytes Binary(const std::vector<Bytes>& certificates) {
+    return certificates[0];
+}
+
+Bytes Base64(const std::vector<Bytes>& certificates) {
+    const Bytes& der = certificates[0];
+    const auto size = static_cast<DWORD>(der.size());
+    DWORD length = 0;  // with the terminator; then without
+    std::string text;
+    if (!CryptBinaryToStringA(der.data(), size, CRYPT_STRING_BASE64HEADER, nullptr, &length))
+        ThrowLast(L"can't encode a certificate");
+    text.resize(length);
+    if (!CryptBinaryToStringA(der.data(), size, CRYPT_STRING_BASE64HEADER, text.data(), &length))
+        ThrowLast(L"can't encode a certificate");
+    return {text.begin(), text.begin() + length};
+}
+
+// A message that nobody signed, which carries nothing but certificates (RFC 2315, 9.1). Not every system's own function
+// for this writes one that can be read back.
+Bytes Pkcs7(const std::vector<Bytes>& certificates) {
+    constexpr std::uint8_t kContext0 = 0xA0, kSet = 0x31;
+    constexpr std::uint8_t version[] = {1};
+    Bytes all;
+    for (const Bytes& certificate : certificates) all.insert(all.end(), certificate.begin(), certificate.end());
+    const Bytes nothing = der::Element(kSet, {});
+    const Bytes message =
+        der::Element(der::kSequence, {der::Element(der::kInteger, {version}), nothing,
+                                      der::Element(der::kSequence, {der::ObjectIdentifier(szOID_RSA_data)}),
+                                      der::Element(kContext0, {all}), nothing});
+    return der::Element(der::kSequence,
+                        {der::ObjectIdentifier(szOID_RSA_signedData), der::Element(kContext0, {message})});
+}
+
+// The contexts are made of the bare bytes: with properties a serialized store can't be read everywhere.
+Bytes Serialized(const std::vector<Bytes>& certificates) {
+    const MemoryStore store(CertOpenStore(CERT_STORE_PROV_MEMORY, kEncoding, 0, CERT_STORE_CREATE_NEW_FLAG, nullptr));
+    if (!store) ThrowLast(L"can't make a certificate store");
+    for (const Bytes& certificate : certificates)
+        if (!CertAddEncodedCertificateToStore(store.get(), kEncoding, certificate.data(),
+                                              static_cast<DWORD>(certificate.size()), CERT_STORE_ADD_ALWAYS, nullptr))
+            ThrowLast(L"can't add a certificate to a store");
+    Bytes bytes;
+    CRYPT_DATA_BLOB blob{};
+    for (int pass = 0; pass < 2; ++pass) {  // the size, then the bytes
+        if (!CertSaveStore(store.get(), kEncoding, CERT_STORE_SAVE_AS_STORE, CERT_STORE_SAVE_TO_MEMORY, &blob, 0))
+            ThrowLast(L"can't save a certificate store");
+        bytes.resize(blob.cbData);
+        blob.pbData = bytes.data();
+    }
+    return bytes;
+}
+
+struct Form {
+    const wchar_t* name;
+    const wchar_t* extension;  // of files that have it unless another is asked for; empty: none
+    bool several;
+    Bytes (*write)(const std::vector<Bytes>&);
+};
+constexpr Form kForms[] = {{L"der", L"", false, Binary},
+                           {L"base64", L"", false, Base64},
+                           {L"p7b", L".p7b", true, Pkcs7},
+                           {L"sst", L".sst", true, Serialized}};
+
+const Form& FormOf(const Options& options, const std::wstring& file) {
+    const auto format = options.Value(kFormat);
+    for (const Form& form : kForms)
+        if (format ? *format == form.name : *form.extension != 0 && file.ends_with(form.extension)) return form;
+    if (format) throw WrongUsage{L"--format takes der, base64, p7b or sst"};
+    return kForms[0];
+}
+
+// Containers without a password are opened by the empty one, whatever was given for others.
+KeyPair Unlock(const Container& container, const ContainerKey& key, const std::wstring& typed) {
+    const Password password(container.lock.hasPassword ? typed : std::wstring());
+    const auto opening = OpeningKey(container.lock, password);
+    const auto master = opening ? OpenLock(container.lock, *opening) : std::nullopt;
+    if (!master) throw Failure{L"wrong password for " + container.name, static_cast<DWORD>(SCARD_W_WRONG_CHV)};
+    const auto secret = Unseal(*master, key.privateKey);
+    const auto pair = secret ? KeyPair::FromPrivate(*key.curve, *secret) : std::nullopt;
+    if (!pair) throw Failure{L"can't open a key of " + container.name, static_cast<DWORD>(NTE_BAD_KEY)};
+    return *pair;
+}
+
+Bytes MakeCertificate(const Options& options, const std::wstring& name, bool signatureKey) {
+    ContainerPlace place;
+    const Container container = LoadContainer(StoreOf(options), name, place);
+    const ContainerKey& key = KeyOf(container, signatureKey);
+    const Order order{options.Value(kSubject).value_or(SubjectOf(container, key)), ValidityOf(options), {}};
+    CommonNameOf(order.subject);  // throws when it makes no sense
+    return Issue(order, Unlock(container, key, options.Value(kPassword).value_or(L"")), *key.digest);
+}
+
+void WriteFileWhole(const std::wstring& path, ByteView bytes) {
+    const FileHandle file(
+        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    Check(file ? ERROR_SUCCESS : GetLastError(), L"can't make " + path);
+    DWORD count = 0;
+    const BOOL written = WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr);
+    Check(!written ? GetLastError() : count == bytes.size() ? ERROR_SUCCESS : ERROR_DISK_FULL, L"can't write " + path);
+}
+
+}  // namespace
+
+bool RunCertificate(Arguments arguments) {
+    const Options options(arguments, kOptions, {1, kMostNames});
+    const std::wstring key = options.Value(kKey).value_or(L""), file = options.Value(kOut).value_or(L"");
+    if (key != L"x" && key != L"s") throw WrongUsage{L"--key takes x or s"};
+    if (file.empty()) throw WrongUsage{L"--out FILE is missing"};
+    const Form& form = FormOf(options, file);
+    if (options.Names().size() > 1 && !form.several)
+        throw WrongUsage{std::wstring(form.name) + L" holds one certificate"};
+    std::vector<Bytes> certificates;
+    for (const std::wstring& name : options.Names())
+        certificates.push_back(MakeCertificate(options, name, key == L"s"));
+    WriteFileWhole(file, form.write(certificates));
+    return true;
+}
+
+}  // namespace softcsp

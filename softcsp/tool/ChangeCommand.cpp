@@ -1,0 +1,107 @@
+// "set NAME WHAT=VALUE": makes a container faulty, or well again, in the ways in which programs can tell.
+#include "softcsp/tool/CertificateText.h"
+#include "softcsp/tool/Commands.h"
+#include "softcsp/tool/Console.h"
+#include "softcsp/tool/Containers.h"
+#include "softcsp/tool/Issuing.h"
+
+namespace softcsp {
+namespace {
+
+constexpr std::size_t kDigestAt = 8;  // in the file; a bit of it spoils the sum and nothing of what is read
+
+unsigned long Number(const std::wstring& value, unsigned long most) {
+    const auto number = ParseNumber(value);
+    if (!number || *number > most) throw WrongUsage{L"no number up to " + std::to_wstring(most) + L": " + value};
+    return *number;
+}
+
+// A certificate that looks right and is of another key.
+Bytes OtherCertificate(const Container& container, const ContainerKey& key) {
+    const Order order{SubjectOf(container, key), ValidityOf(Options({}, {}, {0, 0})), {}};
+    return Issue(order, MakeKeyPair(*key.curve), *key.digest);
+}
+
+void ChangeCertificate(Container& container, bool signatureKey, const std::wstring& value) {
+    if (value != L"other" && value != L"none") throw WrongUsage{L"a certificate can become other or none: " + value};
+    const ContainerKey& key = KeyOf(container, signatureKey);
+    Bytes certificate = value == L"other" ? OtherCertificate(container, key) : Bytes();
+    container.Key(signatureKey)->certificate = std::move(certificate);
+}
+
+// OID:CRITICAL:HEX
+ContainerExtension ParseExtension(const std::wstring& value) {
+    const std::size_t first = value.find(L':');
+    const std::size_t second = first == std::wstring::npos ? first : value.find(L':', first + 1);
+    if (second == std::wstring::npos) throw WrongUsage{L"an extension is OID:CRITICAL:HEX"};
+    ContainerExtension extension;
+    for (const wchar_t c : value.substr(0, first)) {
+        if (c > 0x7E) throw WrongUsage{L"an identifier is ASCII: " + value};
+        extension.identifier += static_cast<char>(c);
+    }
+    extension.critical = Number(value.substr(first + 1, second - first - 1), MAXDWORD);
+    const auto bytes = ParseHex(std::wstring_view(value).substr(second + 1));
+    if (!bytes) throw WrongUsage{L"no hexadecimal digits in pairs: " + value.substr(second + 1)};
+    extension.value = *bytes;
+    return extension;
+}
+
+void Change(Container& container, const std::wstring& what, const std::wstring& value) {
+    if (what == L"integrity") {
+        container.reportedDamage = Number(value, MAXDWORD);
+    } else if (what == L"certificate-x" || what == L"certificate-s") {
+        ChangeCertificate(container, what.ends_with(L's'), value);
+    } else if (what == L"extension" && value == L"none") {
+        container.extensions.clear();
+    } else if (what == L"extension") {
+        container.extensions.push_back(ParseExtension(value));
+    } else if (what == L"exportable") {
+        const bool exportable = Number(value, 1) != 0;
+        for (const bool signatureKey : {false, true})
+            if (auto& key = container.Key(signatureKey)) key->exportable = exportable;
+    } else {
+        throw WrongUsage{L"nothing of a container is called " + what};
+    }
+}
+
+enum Damage : unsigned long { kNone, kDigest, kTruncated };
+
+void ChangeDamage(const ContainerStore& store, const std::wstring& name, unsigned long damage) {
+    ContainerPlace place;
+    if (damage == kNone) {
+        const Container container = LoadContainer(store, name, place);
+        Check(store.Save(place, container), L"can't write " + name);
+        return;
+    }
+    place = FindContainer(store, name);
+    Bytes bytes;
+    Check(store.LoadBytes(place, bytes), L"can't read " + name);
+    if (damage == kTruncated) {
+        bytes.resize(bytes.size() / 2);
+    } else if (IsIntact(bytes)) {
+        bytes[kDigestAt] ^= 1;
+    }
+    Check(store.SaveBytes(place, bytes), L"can't write " + name);
+}
+
+}  // namespace
+
+bool RunChange(Arguments arguments) {
+    const Options options(arguments, kScope, {2, 2});
+    const std::wstring &name = options.Names()[0], &change = options.Names()[1];
+    const std::size_t equals = change.find(L'=');
+    if (equals == std::wstring::npos) throw WrongUsage{L"no WHAT=VALUE: " + change};
+    const std::wstring what = change.substr(0, equals), value = change.substr(equals + 1);
+    const ContainerStore store = StoreOf(options);
+    if (what == L"damage") {
+        ChangeDamage(store, name, Number(value, kTruncated));
+        return true;
+    }
+    ContainerPlace place;
+    Container container = LoadContainer(store, name, place);
+    Change(container, what, value);
+    Check(store.Save(place, container), L"can't write " + name);
+    return true;
+}
+
+}  // namespace softcsp

@@ -1,0 +1,47 @@
+#include "softcsp/tool/Containers.h"
+
+#include "softcsp/common/Names.h"
+#include "softcsp/tool/Console.h"
+
+namespace softcsp {
+namespace {
+
+DWORD TypeOf(const std::wstring& provider) {
+    for (const ProviderName& known : kProviders)
+        if (provider == known.name) return known.type;
+    throw WrongUsage{L"no such provider: " + provider};
+}
+
+}  // namespace
+
+ContainerStore StoreOf(const Options& options) {
+    const auto provider = options.Value(kProvider.name);
+    return {options.Has(kMachine.name) ? Owner::Computer : Owner::User,
+            provider ? TypeOf(*provider) : kProviders[0].type};
+}
+
+ContainerPlace FindContainer(const ContainerStore& store, const std::wstring& name) {
+    ContainerPlace place;
+    Check(store.Find(name, place), L"can't find " + name);
+    return place;
+}
+
+Container LoadContainer(const ContainerStore& store, const std::wstring& name, ContainerPlace& place) {
+    place = FindContainer(store, name);
+    Container container;
+    Check(store.Load(place, container), L"can't read " + name);
+    return container;
+}
+
+const ContainerKey& KeyOf(const Container& container, bool signatureKey) {
+    const auto& key = container.Key(signatureKey);
+    if (!key)
+        throw Failure{container.name + L" has no " + KeyName(signatureKey) + L" key", static_cast<DWORD>(NTE_NO_KEY)};
+    return *key;
+}
+
+const wchar_t* KeyName(bool signatureKey) {
+    return signatureKey ? L"signature" : L"exchange";
+}
+
+}  // namespace softcsp

@@ -1,0 +1,299 @@
+// Containers through the system's own interfaces: their life, their parameters, and what a killed program leaves.
+#include "tests/support/Provider.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "softcsp/container/ContainerStore.h"
+#include "tests/support/HandleCounts.h"
+#include "tests/support/ImportPatch.h"
+
+namespace {
+
+HRESULT Acquire(const wchar_t* name, DWORD flags, DWORD type = 75) {
+    CCryptProvContext context;
+    return Result(context.Acquire(flags | CRYPT_SILENT, name, nullptr, type));
+}
+
+std::string TextParameter(HCRYPTPROV provider, DWORD parameter) {
+    char text[600] = "";
+    DWORD size = sizeof text;
+    return CryptGetProvParam(provider, parameter, reinterpret_cast<BYTE*>(text), &size, 0) ? text : "";
+}
+
+DWORD NumberParameter(HCRYPTPROV provider, DWORD parameter) {
+    DWORD number = MAXDWORD, size = sizeof number;
+    EXPECT_EQ(Result(CryptGetProvParam(provider, parameter, reinterpret_cast<BYTE*>(&number), &size, 0)), 0)
+        << parameter;
+    return number;
+}
+
+TEST(SoftcspContainer, LivesByItsThreeNames) {
+    const LoadedProvider held;
+    TestContainer container(L"Иванов 100%1"), computers(L"Иванов 100%1", 75, CRYPT_MACHINE_KEYSET);
+    ASSERT_TRUE(container.Made() && computers.Made());
+    EXPECT_EQ(TextParameter(container.Get(), PP_UNIQUE_CONTAINER),
+              "REGISTRY\\" + TextParameter(container.Get(), PP_CONTAINER));
+    EXPECT_EQ(TextParameter(container.Get(), 111), "\\\\.\\" + TextParameter(container.Get(), PP_UNIQUE_CONTAINER));
+    const struct {
+        const wchar_t* name;
+        DWORD flags, type;
+        HRESULT result;
+    } table[] = {
+        {L"Иванов 100%1", 0, 75, 0},
+        {L"ИВАНОВ 100%1", 0, 75, 0},
+        {L"REGISTRY\\Иванов 100%1", 0, 75, 0},
+        {L"\\\\.\\registry\\иванов 100%1", CRYPT_MACHINE_KEYSET, 75, 0},
+        {L"Иванов 100%1", CRYPT_NEWKEYSET, 75, NTE_EXISTS},
+        {L"Иванов 100%1", 0, 71, NTE_BAD_KEYSET},
+        {L"Иванов", 0, 75, NTE_BAD_KEYSET},
+        {L"NOWHERE\\Иванов", 0, 75, NTE_BAD_KEYSET},
+        {L"\\\\.\\NOWHERE\\Иванов", CRYPT_NEWKEYSET, 75, NTE_KEYSET_NOT_DEF},
+        {L"one\\two\\three", CRYPT_NEWKEYSET, 75, NTE_BAD_KEYSET_PARAM},
+        {L"\\name", CRYPT_NEWKEYSET, 75, NTE_BAD_KEYSET_PARAM},
+        {L"nobody", CRYPT_DELETEKEYSET, 75, NTE_BAD_KEYSET},
+        {L"Иванов", CRYPT_VERIFYCONTEXT, 75, NTE_BAD_KEYSET_PARAM},
+        {L"Иванов 100%1", 0x800, 75, NTE_BAD_FLAGS},
+    };
+    for (const auto& row : table)
+        EXPECT_EQ(Acquire(row.name, row.flags, row.type), row.result) << row.flags << ' ' << row.type;
+    EXPECT_EQ(Acquire(std::wstring(261, L'n').c_str(), CRYPT_NEWKEYSET), NTE_BAD_KEYSET_PARAM);
+    // One owner's doesn't go with the other's.
+    EXPECT_EQ(Acquire(L"Иванов 100%1", CRYPT_DELETEKEYSET), 0);
+    EXPECT_EQ(Acquire(L"Иванов 100%1", 0), NTE_BAD_KEYSET);
+    EXPECT_EQ(Acquire(L"Иванов 100%1", CRYPT_MACHINE_KEYSET), 0);
+}
+
+TEST(SoftcspContainer, KeepsWhatIsPutIntoItAndListsIt) {
+    const LoadedProvider held;
+    TestContainer container(L"container values");
+    ASSERT_TRUE(container.Made());
+    DWORD size = 0;
+    EXPECT_EQ(Result(CryptGetProvParam(container.Get(), 133, nullptr, &size, CRYPT_FIRST)), ERROR_NO_MORE_ITEMS);
+    const struct {
+        const char* identifier;
+        DWORD critical, size;
+        const void* value;
+    } extensions[] = {{"1.2.3", 1, 4, "abcd"}, {"1.2.643.2.2.37.3.1", 0, 0, nullptr}, {"1.2.3.4.5", 0, 9, "longer on"}};
+    for (const auto& extension : extensions)
+        ASSERT_EQ(Result(CryptSetProvParam(container.Get(), 132, reinterpret_cast<const BYTE*>(&extension), 0)), 0);
+    EXPECT_EQ(Result(CryptSetProvParam(container.Get(), 93, reinterpret_cast<const BYTE*>("1.2.643.2.2.31.3"), 0)), 0);
+    EXPECT_EQ(Result(CryptSetProvParam(container.Get(), 92, reinterpret_cast<const BYTE*>("1.2.643.2.2.31.3"), 0)),
+              NTE_BAD_DATA);
+    ASSERT_TRUE(container.Open());
+    EXPECT_EQ(TextParameter(container.Get(), 93), "1.2.643.2.2.31.3");
+    EXPECT_EQ(TextParameter(container.Get(), 92), "1.2.643.2.2.30.1");
+    EXPECT_EQ(NumberParameter(container.Get(), 146), 0u);
+    EXPECT_EQ(NumberParameter(container.Get(), 109), 0u);
+    ASSERT_EQ(Result(CryptGetProvParam(container.Get(), 133, nullptr, &size, CRYPT_FIRST)), 0);
+    EXPECT_EQ(size, 8u + 9u + sizeof "1.2.3.4.5");  // the largest
+    TestBytes item(size);
+    size = 10;
+    EXPECT_EQ(Result(CryptGetProvParam(container.Get(), 133, item.data(), &size, CRYPT_FIRST)), ERROR_MORE_DATA);
+    for (const auto& extension : extensions) {  // what didn't fit comes again
+        size = static_cast<DWORD>(item.size());
+        ASSERT_EQ(Result(CryptGetProvParam(container.Get(), 133, item.data(), &size, 0)), 0);
+        EXPECT_EQ(std::memcmp(item.data(), &extension.critical, 8), 0);
+        EXPECT_STREQ(reinterpret_cast<const char*>(item.data()) + 8 + extension.size, extension.identifier);
+    }
+    EXPECT_EQ(Result(CryptGetProvParam(container.Get(), 133, item.data(), &size, 0)), ERROR_NO_MORE_ITEMS);
+    // The names of all containers, this one among them.
+    char name[600];
+    bool found = false;
+    DWORD flags = CRYPT_FIRST;
+    for (size = sizeof name;
+         CryptGetProvParam(container.Get(), PP_ENUMCONTAINERS, reinterpret_cast<BYTE*>(name), &size, flags);
+         size = sizeof name, flags = 0)
+        found = found || std::strcmp(name, "container values") == 0;
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_MORE_ITEMS));
+    EXPECT_TRUE(found);
+}
+
+TEST(SoftcspContainer, OpensInAnotherProcessAndTellsDamage) {
+    TestContainer container(L"seen by others");
+    ASSERT_TRUE(container.Made());
+    std::string told;
+    EXPECT_EQ(RunTool(L"show \"seen by others\"", &told), 0u);
+    EXPECT_NE(told.find("seen by others"), std::string::npos);
+    EXPECT_EQ(RunTool(L"set \"seen by others\" damage=1"), 0u);
+    ASSERT_TRUE(container.Open());
+    EXPECT_EQ(NumberParameter(container.Get(), 146), 1u);
+    EXPECT_EQ(RunTool(L"set \"seen by others\" integrity=0x40000000"), 0u);
+    ASSERT_TRUE(container.Open());
+    EXPECT_EQ(NumberParameter(container.Get(), 146) & 0x40000000u, 0x40000000u);
+    EXPECT_EQ(RunTool(L"set \"seen by others\" damage=2"), 0u);
+    EXPECT_FALSE(container.Open());
+    EXPECT_EQ(static_cast<HRESULT>(GetLastError()), NTE_KEYSET_ENTRY_BAD);
+    EXPECT_EQ(Acquire(container.Name(), CRYPT_DELETEKEYSET), 0);  // what can't be read can be got rid of
+}
+
+TEST(SoftcspContainer, TellsWhenACarrierIsFullOrGone) {
+    const LoadedProvider held;
+    RunTool(L"carrier remove TESTDISK");
+    ASSERT_EQ(RunTool(L"carrier add TESTDISK --room 300"), 0u);
+    Acquire(L"\\\\.\\TESTDISK\\second", CRYPT_DELETEKEYSET);  // of a run that failed
+    {
+        TestContainer first(L"\\\\.\\TESTDISK\\first");
+        EXPECT_TRUE(first.Made());
+        EXPECT_EQ(Acquire(L"first", 0), 0);  // found without its carrier's name
+        EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\second", CRYPT_NEWKEYSET), ERROR_DISK_FULL);
+        EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\second", 0), NTE_BAD_KEYSET);
+        RunTool(L"carrier eject TESTDISK");
+        EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\first", 0), SCARD_W_REMOVED_CARD);
+        EXPECT_EQ(Acquire(L"first", 0), NTE_BAD_KEYSET);
+        RunTool(L"carrier insert TESTDISK");
+    }
+    EXPECT_EQ(RunTool(L"carrier remove TESTDISK"), 0u);
+}
+
+TEST(SoftcspContainer, LeavesNothingBehindInTenThousandUses) {
+    const LoadedProvider held;
+    TestContainer container(L"used often");
+    ASSERT_TRUE(container.Made());
+    UniqueCryptKey made;
+    ASSERT_TRUE(CryptGenKey(container.Get(), AT_KEYEXCHANGE, 0, made.put()));
+    made.reset();
+    const auto use = [&](int times) {
+        for (int i = 0; i < times; ++i) {
+            ASSERT_TRUE(container.Open());
+            HCRYPTKEY key = 0;
+            HCRYPTHASH hash = 0;
+            ASSERT_TRUE(CryptGetUserKey(container.Get(), AT_KEYEXCHANGE, &key));
+            ASSERT_TRUE(CryptCreateHash(container.Get(), 0x801E, 0, 0, &hash));
+            CryptDestroyHash(hash);
+            CryptDestroyKey(key);
+        }
+    };
+    const auto heap = [] {
+        SIZE_T used = 0;
+        PROCESS_HEAP_ENTRY entry{};
+        HeapLock(GetProcessHeap());
+        while (HeapWalk(GetProcessHeap(), &entry))
+            if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) used += entry.cbData;
+        HeapUnlock(GetProcessHeap());
+        return used;
+    };
+    use(100);
+    const HandleCounts handles = CountHandles();
+    const SIZE_T before = heap();
+    use(10'000);
+    EXPECT_EQ(CountHandles(), handles);
+    EXPECT_LT(heap(), before + 16 * 1024);
+}
+
+// --- A killed program ---------------------------------------------------------------------------------------------
+
+using namespace softcsp;
+
+// The calls by which a container is written. The one that the countdown reaches ends the process instead, as a power
+// cut would; each is tried before and after it is done.
+int countdown;
+
+template <class Function, class... Arguments>
+auto Doomed(Function*, const char* name, Arguments... arguments) {
+    // Not by the import: that is what is replaced.
+    auto* real =
+        reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), name)));
+    if (--countdown == 0) TerminateProcess(GetCurrentProcess(), 99);
+    const auto result = real(arguments...);
+    if (--countdown == 0) TerminateProcess(GetCurrentProcess(), 99);
+    return result;
+}
+
+HANDLE WINAPI DoomedCreate(LPCWSTR a, DWORD b, DWORD c, LPSECURITY_ATTRIBUTES d, DWORD e, DWORD f, HANDLE g) {
+    return Doomed(&CreateFileW, "CreateFileW", a, b, c, d, e, f, g);
+}
+BOOL WINAPI DoomedWrite(HANDLE a, LPCVOID b, DWORD c, LPDWORD d, LPOVERLAPPED e) {
+    return Doomed(&WriteFile, "WriteFile", a, b, c, d, e);
+}
+BOOL WINAPI DoomedFlush(HANDLE a) {
+    return Doomed(&FlushFileBuffers, "FlushFileBuffers", a);
+}
+BOOL WINAPI DoomedMove(LPCWSTR a, LPCWSTR b, DWORD c) {
+    return Doomed(&MoveFileExW, "MoveFileExW", a, b, c);
+}
+
+const ContainerPlace kPlace{{.name = kRegistryCarrier}, L"killed"};
+
+NewContainer Made(const wchar_t* password) {
+    auto made = MakeContainer(kPlace.name, Password(password));
+    made->container.extensions.push_back({"1.2.3", 0, Bytes(20'000, 7)});
+    return std::move(*made);
+}
+
+bool Opens(const Container& container, const wchar_t* password) {
+    const auto key = OpeningKey(container.lock, Password(password));
+    return key && OpenLock(container.lock, *key);
+}
+
+// The part of the killed program: writes as told by the environment, and dies where it is told.
+TEST(SoftcspKilled, DISABLED_Child) {
+    char text[16] = "0";
+    GetEnvironmentVariableA("KILL_AT", text, sizeof text);
+    const ContainerStore store(Owner::User, 75);
+    const NewContainer made = Made(L"new");
+    const ImportPatch create(nullptr, "CreateFileW", DoomedCreate), write(nullptr, "WriteFile", DoomedWrite),
+        flush(nullptr, "FlushFileBuffers", DoomedFlush), move(nullptr, "MoveFileExW", DoomedMove);
+    ASSERT_TRUE(create.Found() && write.Found() && flush.Found() && move.Found());
+    countdown = std::atoi(text);
+    const bool replaces = GetEnvironmentVariableA("KILL_REPLACING", text, sizeof text) != 0;
+    const DWORD result = replaces ? store.Save(kPlace, made.container) : store.Create(kPlace, made.container);
+    countdown = 0;
+    ASSERT_EQ(result, 0u);
+}
+
+DWORD RunChild(int killAt, bool replacing) {
+    SetEnvironmentVariableA("KILL_AT", std::to_string(killAt).c_str());
+    SetEnvironmentVariableA("KILL_REPLACING", replacing ? "1" : nullptr);
+    wchar_t command[] =
+        L"softcsp_key_tests.exe --gtest_also_run_disabled_tests --gtest_filter=SoftcspKilled.DISABLED_Child";
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    PROCESS_INFORMATION process{};
+    if (!CreateProcessW((ProgramDirectory() + L"softcsp_key_tests.exe").c_str(), command, nullptr, nullptr, FALSE, 0,
+                        nullptr, nullptr, &startup, &process))
+        return MAXDWORD;
+    DWORD code = MAXDWORD;
+    WaitForSingleObject(process.hProcess, INFINITE);
+    GetExitCodeProcess(process.hProcess, &code);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+    return code;
+}
+
+TEST(SoftcspKilled, LeavesTheOldContainerOrTheNewOne) {
+    const ContainerStore store(Owner::User, 75);
+    for (const bool replacing : {false, true}) {
+        int kills = 0, old = 0;
+        for (int at = 1; at < 30; ++at) {
+            store.Remove(kPlace);
+            if (replacing) {
+                ASSERT_EQ(store.Create(kPlace, Made(L"old").container), 0u);
+            }
+            const DWORD code = RunChild(at, replacing);
+            ASSERT_TRUE(code == 0 || code == 99) << code;
+            Bytes bytes;
+            const DWORD loaded = store.LoadBytes(kPlace, bytes);
+            const auto container = ReadContainer(bytes);
+            if (loaded == 0) {
+                ASSERT_TRUE(container && IsIntact(bytes)) << at;
+                const bool isOld = Opens(*container, L"old");
+                ASSERT_TRUE(isOld ? replacing : Opens(*container, L"new")) << at;
+                old += isOld;
+            } else {
+                ASSERT_FALSE(replacing) << at;
+                ++old;
+            }
+            if (code == 0) break;
+            ++kills;
+        }
+        EXPECT_GE(kills, 8) << "create, write, flush, move: before and after each";
+        EXPECT_GE(old, 7);
+        EXPECT_LT(old, kills + 1);
+    }
+    store.Remove(kPlace);
+}
+
+}  // namespace

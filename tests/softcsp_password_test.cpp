@@ -1,0 +1,110 @@
+// Passwords: given by the program, asked for in the provider's dialogs, saved, changed.
+#include "tests/support/Provider.h"
+
+#include <gtest/gtest.h>
+
+#include "softcsp/dialogs/resource.h"
+#include "tests/support/ModalScript.h"
+#include "tests/support/Store.h"
+
+namespace {
+
+constexpr wchar_t kName[] = L"С паролем для проверки";
+
+// The container made by the tool, opened anew for each question.
+class SoftcspPassword : public testing::Test {
+  protected:
+    void SetUp() override {
+        RunTool(L"remove \"" + std::wstring(kName) + L"\"");
+        ASSERT_EQ(RunTool(L"create \"" + std::wstring(kName) + L"\" --keys xs --password 1234"), 0u);
+    }
+    void TearDown() override {
+        RunTool(L"remove \"" + std::wstring(kName) + L"\"");
+        RunTool(L"store del \\local\\KeyDevices\\passwords");
+    }
+
+    // What loading the keys gives when the dialogs are filled in so.
+    static HRESULT Load(std::vector<ModalScript::Step> steps, DWORD flags = 0, const char* given = nullptr) {
+        CCryptProvContext context;
+        if (!context.Acquire(flags, kName, nullptr, 75)) return Result(FALSE);
+        if (given != nullptr) {
+            const auto* data = reinterpret_cast<const BYTE*>(given);
+            EXPECT_EQ(Result(CryptSetProvParam(context.Get(), PP_KEYEXCHANGE_PIN, data, 0)), 0);
+        }
+        ModalScript script(std::move(steps));
+        DWORD loaded = 0, size = sizeof loaded;
+        const HRESULT result =
+            Result(CryptGetProvParam(context.Get(), 109, reinterpret_cast<BYTE*>(&loaded), &size, 0));
+        EXPECT_TRUE(script.Finished());
+        EXPECT_EQ(loaded, result == 0 ? 3u : 0u);
+        return result;
+    }
+    static ModalScript::Step Type(const wchar_t* password, bool save = false) {
+        return [=](HWND dialog) {
+            Ui::Type(dialog, IDC_PASSWORD, password);
+            if (save) Ui::Click(dialog, IDC_SAVE);
+            Ui::Click(dialog, IDOK);
+        };
+    }
+    static void Cancel(HWND dialog) { Ui::Click(dialog, IDCANCEL); }
+
+    LoadedProvider held_;
+};
+
+TEST_F(SoftcspPassword, IsAskedForUntilItIsRight) {
+    EXPECT_EQ(Load({}, CRYPT_SILENT), NTE_SILENT_CONTEXT);
+    EXPECT_EQ(Load({}, CRYPT_SILENT, "1234"), 0);
+    EXPECT_EQ(Load({}, 0, "wrong"), static_cast<HRESULT>(SCARD_W_WRONG_CHV));
+    EXPECT_EQ(Load({Cancel}), ERROR_CANCELLED);
+    EXPECT_EQ(Load({Type(L"wrong"), Type(L"1234")}), 0);
+    EXPECT_EQ(Load({Type(L"1"), Type(L"2"), Type(L"3")}), static_cast<HRESULT>(SCARD_W_WRONG_CHV));
+    EXPECT_EQ(Load({Type(L"1"), Cancel}), ERROR_CANCELLED);
+}
+
+TEST_F(SoftcspPassword, IsSavedOnRequestAndForgottenWhenItChanges) {
+    EXPECT_EQ(Load({Type(L"1234", true)}), 0);
+    EXPECT_EQ(Load({}, CRYPT_SILENT), 0);
+    CCryptProvContext context;
+    ASSERT_TRUE(context.Acquire(0, kName, nullptr, 75));
+    const struct {
+        BYTE kind;
+        void* value;
+    } request{4, nullptr}, unknown{3, nullptr};
+    const auto change = [&](const wchar_t* old, bool cancel) {
+        ModalScript script({[=](HWND dialog) {
+            Ui::Type(dialog, IDC_PASSWORD, old);
+            Ui::Type(dialog, IDC_NEW_PASSWORD, L"новый");
+            Ui::Type(dialog, IDC_CONFIRMATION, L"новый");
+            Ui::Click(dialog, cancel ? IDCANCEL : IDOK);
+        }});
+        return Result(CryptSetProvParam(context.Get(), 108, reinterpret_cast<const BYTE*>(&request), 0));
+    };
+    EXPECT_EQ(Result(CryptSetProvParam(context.Get(), 108, reinterpret_cast<const BYTE*>(&unknown), 0)), NTE_BAD_DATA);
+    EXPECT_EQ(change(L"1234", true), ERROR_CANCELLED);
+    EXPECT_EQ(change(L"wrong", false), static_cast<HRESULT>(SCARD_W_WRONG_CHV));
+    EXPECT_EQ(Load({}, CRYPT_SILENT), 0);  // the old one holds
+    EXPECT_EQ(change(L"1234", false), 0);
+    EXPECT_EQ(Load({}, CRYPT_SILENT), NTE_SILENT_CONTEXT);
+    EXPECT_EQ(Load({Type(L"новый")}), 0);
+}
+
+TEST_F(SoftcspPassword, GuardsDeletionAndIsAskedForANewContainer) {
+    CCryptProvContext context;
+    {
+        ModalScript script({Cancel});
+        EXPECT_FALSE(context.Acquire(CRYPT_DELETEKEYSET, kName, nullptr, 75));
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_CANCELLED});
+    }
+    EXPECT_EQ(Load({}, CRYPT_SILENT, "1234"), 0);
+    {
+        ModalScript script({Type(L"1234")});
+        EXPECT_TRUE(context.Acquire(CRYPT_DELETEKEYSET, kName, nullptr, 75));
+    }
+    const StoredNumber time(L"\\local\\KeyDevices\\passwd_time", 1);
+    ModalScript nobody({[](HWND) {}});  // comes, and is left to its time
+    EXPECT_FALSE(context.Acquire(CRYPT_NEWKEYSET, L"\\\\.\\REGISTRY\\never made", nullptr, 75));
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_CANCELLED});
+    EXPECT_FALSE(context.Acquire(CRYPT_SILENT, L"never made", nullptr, 75));
+}
+
+}  // namespace

@@ -1,0 +1,87 @@
+// The software provider as programs use it, for tests that need containers and keys.
+#pragma once
+
+#include <windows.h>
+
+#include <wincrypt.h>
+
+#include <string>
+#include <vector>
+
+#include "csp/CryptProvContext.h"
+#include "framework/Handles.h"
+#include "tests/support/Directory.h"
+
+constexpr wchar_t kProvider75[] = L"Kelvane GOST R 34.10-2001 KC1 CSP";
+constexpr wchar_t kProvider71[] = L"Kelvane GOST R 34.10-94 KC1 CSP";
+constexpr DWORD kCertificateEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+
+using TestBytes = std::vector<BYTE>;
+
+// 0 for success, else the thread's last error.
+inline HRESULT Result(BOOL done) {
+    return done ? 0 : static_cast<HRESULT>(GetLastError());
+}
+
+// A container that is there while the object lives, made without a question. `type` 71 or 75.
+class TestContainer {
+  public:
+    explicit TestContainer(std::wstring name, DWORD type = 75, DWORD flags = 0)
+        : name_(std::move(name)), type_(type), flags_(flags) {
+        Delete();
+        made_ = context_.Acquire(CRYPT_NEWKEYSET | CRYPT_SILENT | flags_, name_.c_str(), nullptr, type_);
+    }
+    ~TestContainer() {
+        context_.Release();
+        Delete();
+    }
+    TestContainer(const TestContainer&) = delete;
+    TestContainer& operator=(const TestContainer&) = delete;
+
+    bool Made() const { return made_; }
+    HCRYPTPROV Get() const { return context_.Get(); }
+    const wchar_t* Name() const { return name_.c_str(); }
+    // Opens it anew, as another program would.
+    bool Open(DWORD flags = CRYPT_SILENT) { return context_.Acquire(flags | flags_, name_.c_str(), nullptr, type_); }
+
+  private:
+    void Delete() {
+        CCryptProvContext deleted;
+        deleted.Acquire(CRYPT_DELETEKEYSET | CRYPT_SILENT | flags_, name_.c_str(), nullptr, type_);
+    }
+
+    std::wstring name_;
+    DWORD type_;
+    DWORD flags_;
+    CCryptProvContext context_;
+    bool made_ = false;
+};
+
+// Values by the size rule; empty when the call fails.
+inline TestBytes KeyParameter(HCRYPTKEY key, DWORD parameter) {
+    DWORD size = 0;
+    if (!CryptGetKeyParam(key, parameter, nullptr, &size, 0)) return {};
+    TestBytes value(size);
+    if (!CryptGetKeyParam(key, parameter, value.data(), &size, 0)) return {};
+    value.resize(size);
+    return value;
+}
+
+inline TestBytes ExportedKey(HCRYPTKEY key, DWORD type, HCRYPTKEY by = 0) {
+    DWORD size = 0;
+    if (!CryptExportKey(key, by, type, 0, nullptr, &size)) return {};
+    TestBytes blob(size);
+    if (!CryptExportKey(key, by, type, 0, blob.data(), &size)) return {};
+    blob.resize(size);
+    return blob;
+}
+
+// Keeps the provider's library, which the system would unload with its last context.
+class LoadedProvider {
+  public:
+    LoadedProvider() : module_(LoadLibraryW((ProgramDirectory() + L"kvcsp.dll").c_str())) {}
+    HMODULE Get() const { return module_.get(); }
+
+  private:
+    UniqueModule module_;
+};
