@@ -12,8 +12,19 @@
 // The product's types and private parameters.
 constexpr DWORD kProviderType75 = 75;
 constexpr DWORD kProviderType71 = 71;
+constexpr DWORD kParameterChooseContainer = 110;  // the provider asks the user; ANSI text
+constexpr DWORD kParameterKeysLoading = 109;      // 32 bits; asking loads the keys
+constexpr DWORD kParameterQualifiedName = 111;    // ANSI text, the container's
 constexpr DWORD kParameterProtectionClass = 129;  // 32 bits
+constexpr DWORD kParameterExtensions = 133;       // one record after the other (csp/ExtensionRecord.h)
 constexpr DWORD kParameterBuild = 138;            // BuildRecord
+constexpr DWORD kParameterIntegrity = 146;        // 32 bits, IntegrityBits
+
+// Of keys: object identifiers of their parameter sets, ANSI texts.
+constexpr DWORD kKeyParameterDigestSet = 103;
+constexpr DWORD kKeyParameterAgreementSet = 106;
+
+enum IntegrityBits : DWORD { kCorrupted = 1, kUnknownCorruption = 0x40000000 };
 
 struct BuildRecord {
     DWORD reserved0;
@@ -30,7 +41,10 @@ std::optional<Value> ReadParameter(HCRYPTPROV provider, DWORD parameter) noexcep
     Value value{};
     DWORD length = sizeof value;
     if (!CryptGetProvParam(provider, parameter, reinterpret_cast<BYTE*>(&value), &length, 0)) return {};
-    if (length != sizeof value) return {};
+    if (length != sizeof value) {
+        SetLastError(ERROR_INVALID_DATA);
+        return {};
+    }
     return value;
 }
 

@@ -7,6 +7,7 @@ packages=(
   g++-mingw-w64-x86-64-posix                              # cross compiler, with its resource compiler
   libgcrypt-mingw-w64-dev                                 # the software provider's cryptography
   googletest                                              # tests, built from its sources
+  clang libclang-rt-14-dev                                # fuzzers, with their sanitizers
   wine64 fonts-wine locales                               # run, with Windows' fonts and the users' code page
   xvfb xauth imagemagick                                  # screenshots where there is no display
   librsvg2-bin                                            # icons from their drawings

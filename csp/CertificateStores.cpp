@@ -1,0 +1,46 @@
+#include "csp/CertificateStores.h"
+
+#include <vector>
+
+#include "csp/CertificateEncoding.h"
+#include "framework/Handles.h"
+
+namespace {
+
+using StoreNames = std::vector<std::wstring>;
+
+BOOL WINAPI CollectName(const void* store, DWORD, CERT_SYSTEM_STORE_INFO*, void*, void* argument) noexcept {
+    try {
+        static_cast<StoreNames*>(argument)->emplace_back(static_cast<const wchar_t*>(store));
+        return TRUE;
+    } catch (...) {  // nothing is thrown through the system's listing
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return FALSE;
+    }
+}
+
+void FindInStore(const std::wstring& name, DWORD location, CERT_PUBLIC_KEY_INFO& key, const CertificateVisitor& visit) {
+    const UniqueCertificateStore store(
+        CertOpenStore(CERT_STORE_PROV_SYSTEM_W, kCertificateEncoding, 0,
+                      location | CERT_STORE_READONLY_FLAG | CERT_STORE_OPEN_EXISTING_FLAG, name.c_str()));
+    if (!store) return;
+    // The search takes the certificate that it goes on from.
+    UniqueCertificate certificate;
+    const auto next = [&] {
+        return CertFindCertificateInStore(store.get(), kCertificateEncoding, 0, CERT_FIND_PUBLIC_KEY, &key,
+                                          certificate.release());
+    };
+    for (certificate.reset(next()); certificate; certificate.reset(next())) visit(name, *certificate.get());
+}
+
+}  // namespace
+
+Outcome FindCertificates(KeySet keySet, CERT_PUBLIC_KEY_INFO& key, const CertificateVisitor& visit) {
+    const DWORD location =
+        keySet == KeySet::Computer ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER;
+    StoreNames stores;
+    Outcome outcome = Taken(CertEnumSystemStore(location, nullptr, &stores, &CollectName));
+    if (outcome.error == ERROR_FILE_NOT_FOUND) outcome = {true};  // somebody who has no stores yet
+    for (const std::wstring& name : stores) FindInStore(name, location, key, visit);
+    return outcome;
+}

@@ -1,0 +1,45 @@
+#include "csp/CertificateText.h"
+
+namespace {
+
+constexpr int kLongestPart = 256;  // of a date or a time, with its terminator
+
+}  // namespace
+
+std::wstring CertificateName(const CERT_CONTEXT& certificate, NameForm form, NameOf whose) {
+    DWORD strings = CERT_X500_NAME_STR;
+    const DWORD type = form == NameForm::Display ? CERT_NAME_SIMPLE_DISPLAY_TYPE : CERT_NAME_RDN_TYPE;
+    const DWORD flags = whose == NameOf::Issuer ? CERT_NAME_ISSUER_FLAG : 0;
+    const auto get = [&](wchar_t* text, DWORD room) {
+        return CertGetNameStringW(&certificate, type, flags, form == NameForm::X500 ? &strings : nullptr, text, room);
+    };
+    // With their terminators, and at least 1.
+    const DWORD room = get(nullptr, 0);
+    if (room <= 1) return {};
+    std::wstring text(room, L'\0');
+    const DWORD written = get(text.data(), room);
+    text.resize(written > 0 && written <= room ? written - 1 : 0);
+    return text;
+}
+
+std::wstring SerialNumberText(const CRYPT_INTEGER_BLOB& serialNumber) {
+    constexpr wchar_t kDigits[] = L"0123456789ABCDEF";
+    std::wstring text;
+    for (DWORD i = 0; i < serialNumber.cbData; ++i) {
+        if (i > 0 && i % 2 == 0) text += L' ';
+        const BYTE byte = serialNumber.pbData[serialNumber.cbData - 1 - i];
+        text += kDigits[byte >> 4];
+        text += kDigits[byte & 0x0F];
+    }
+    return text;
+}
+
+std::wstring TimeText(const FILETIME& time) {
+    SYSTEMTIME utc, local;
+    if (!FileTimeToSystemTime(&time, &utc) || !SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local)) return {};
+    wchar_t date[kLongestPart] = L"", clock[kLongestPart] = L"";
+    if (!GetDateFormatW(LOCALE_USER_DEFAULT, DATE_LONGDATE, &local, nullptr, date, kLongestPart) ||
+        !GetTimeFormatW(LOCALE_USER_DEFAULT, 0, &local, nullptr, clock, kLongestPart))
+        return {};
+    return std::wstring(date) + L' ' + clock;
+}

@@ -1,0 +1,28 @@
+// The check of a private key container: its names, its integrity, its keys, their certificates, its extensions.
+#pragma once
+
+#include <windows.h>
+
+#include <wincrypt.h>
+
+#include <string_view>
+
+#include "csp/KeySet.h"
+
+// Where the check's rows go, each as soon as it is found. Labels, and values given as numbers, are ids of strings
+// (CheckTexts.h).
+struct CheckReport {
+    virtual void Row(UINT label, UINT value) = 0;  // value 0: none
+    virtual void Row(UINT label, std::wstring_view value) = 0;
+    virtual void Failure(UINT label, DWORD error) = 0;       // the row's value is the error's text
+    virtual void Continuation(std::wstring_view value) = 0;  // label of two spaces
+    virtual void Continuation(UINT value) = 0;
+    virtual void Verdict(UINT label, UINT value) = 0;  // on top; value 0: none
+
+  protected:
+    ~CheckReport() = default;
+};
+
+// Checks an open container and reports what it finds; the verdict comes last. `keySet` says in whose certificate stores
+// the keys' certificates are looked for. True: no errors.
+bool CheckContainer(HCRYPTPROV container, KeySet keySet, CheckReport& report);

@@ -1,0 +1,32 @@
+#include "csp/ExtensionRecord.h"
+
+#include <cstring>
+
+namespace {
+
+constexpr std::size_t kHead = 2 * sizeof(std::uint32_t);
+
+std::uint32_t Number(const std::uint8_t* bytes) {
+    std::uint32_t value = 0;
+    std::memcpy(&value, bytes, sizeof value);
+    return value;
+}
+
+}  // namespace
+
+std::optional<ExtensionRecord> ReadExtensionRecord(const std::uint8_t* bytes, std::size_t length) {
+    if (length < kHead) return {};
+    const std::size_t size = Number(bytes + sizeof(std::uint32_t));
+    const std::size_t rest = length - kHead;
+    if (size > rest) return {};
+    const std::uint8_t* value = bytes + kHead;
+    const std::uint8_t* identifier = value + size;
+    const std::size_t room = rest - size;
+    if (room == 0) return {};
+    const void* end = std::memchr(identifier, 0, room);
+    if (!end) return {};
+    return ExtensionRecord{Number(bytes),
+                           {value, size},
+                           {reinterpret_cast<const char*>(identifier),
+                            static_cast<std::size_t>(static_cast<const std::uint8_t*>(end) - identifier)}};
+}

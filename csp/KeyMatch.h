@@ -1,0 +1,16 @@
+// Whether a key of a container is a certificate's.
+#pragma once
+
+#include <windows.h>
+
+#include <wincrypt.h>
+
+#include "csp/Outcome.h"
+
+struct MatchOutcome : Outcome {  // of telling the container's public key
+    bool match = false;
+};
+
+// Compares the public key of the open container's key `keySpec` (AT_KEYEXCHANGE or AT_SIGNATURE) with the
+// certificate's.
+MatchOutcome MatchKey(HCRYPTPROV container, DWORD keySpec, const CERT_CONTEXT& certificate);

@@ -1,0 +1,4 @@
+// Whose containers: the current user's or the computer's.
+#pragma once
+
+enum class KeySet { User, Computer };

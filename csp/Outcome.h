@@ -1,0 +1,54 @@
+// Calls that tell their failure by the thread's last error, and values whose size the callee tells.
+#pragma once
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
+using Bytes = std::vector<BYTE>;
+
+// A call's result with its code, taken at once: `Taken(CryptDoThis(…))`. A failure counts as one even when the callee
+// left no code.
+struct Outcome {
+    bool done = false;
+    DWORD error = ERROR_SUCCESS;  // of the failed call
+};
+
+inline Outcome Taken(BOOL done) noexcept {
+    return {done != FALSE, done ? ERROR_SUCCESS : GetLastError()};
+}
+
+struct BytesOutcome : Outcome {
+    Bytes bytes;  // empty after a failure
+};
+
+// What the following functions call: `ask(BYTE* data, DWORD* length)` takes a buffer and its size and tells how much it
+// put there, or how much room it wants.
+
+// Asks with room for `room` bytes, and once more when that is said to be too little.
+template <class Ask>
+BytesOutcome AskWithRoom(std::size_t room, Ask&& ask) {
+    Bytes bytes(room);
+    auto length = static_cast<DWORD>(room);
+    Outcome outcome = Taken(ask(bytes.data(), &length));
+    if (!outcome.done && outcome.error == ERROR_MORE_DATA) {
+        bytes.resize(length);
+        outcome = Taken(ask(bytes.data(), &length));
+    }
+    bytes.resize(outcome.done ? std::min<std::size_t>(length, bytes.size()) : 0);
+    return {outcome, std::move(bytes)};
+}
+
+// Asks for the length, then for the value.
+template <class Ask>
+BytesOutcome AskLengthFirst(Ask&& ask) {
+    DWORD length = 0;
+    const Outcome outcome = Taken(ask(nullptr, &length));
+    if (!outcome.done) return {outcome, {}};
+    Bytes bytes(length);
+    const Outcome filled = Taken(ask(bytes.data(), &length));
+    bytes.resize(filled.done ? std::min<std::size_t>(length, bytes.size()) : 0);
+    return {filled, std::move(bytes)};
+}

@@ -1,0 +1,98 @@
+#include "csp/ProductProviders.h"
+
+#include <wincrypt.h>
+
+#include <algorithm>
+
+#include "csp/ProviderParameters.h"
+#include "framework/Handles.h"
+
+namespace {
+
+constexpr wchar_t kMakerName[] = L"Kelvane";
+constexpr wchar_t kProviderKeys[] = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\";
+constexpr DWORD kLongestPath = 32768;  // characters with the terminator
+
+// Calls `read(buffer, &bytes)` twice, for the text's size and for the text. False when either call fails.
+template <class Read>
+bool ReadText(Read read, std::wstring& text) {
+    DWORD size = 0;  // in bytes, with the terminator
+    if (!read(nullptr, &size)) return false;
+    std::wstring buffer(size / sizeof(wchar_t) + 1, L'\0');
+    if (!read(buffer.data(), &size)) return false;
+    buffer.resize(std::min(buffer.size(), buffer.find(L'\0')));
+    text = std::move(buffer);
+    return true;
+}
+
+// With the last backslash; empty when this module's path can't be had.
+std::wstring OwnDirectory() {
+    HMODULE module = nullptr;
+    if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                            reinterpret_cast<LPCWSTR>(&OwnDirectory), &module)) {
+        return {};
+    }
+    std::wstring path(kLongestPath, L'\0');
+    DWORD length = GetModuleFileNameW(module, path.data(), kLongestPath);
+    if (length == 0 || length == kLongestPath) return {};
+    length = GetLongPathNameW(path.c_str(), path.data(), kLongestPath);
+    if (length == 0 || length >= kLongestPath) return {};
+    path.resize(length);
+    return path.substr(0, path.rfind(L'\\') + 1);  // none: nothing is left
+}
+
+// The path that a provider's library is registered with, as it stands there; empty when it is missing or malformed.
+std::wstring ImagePath(const std::wstring& provider) {
+    UniqueRegistryKey key;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, (kProviderKeys + provider).c_str(), 0, KEY_QUERY_VALUE, key.put()) != 0) {
+        return {};
+    }
+    wchar_t path[MAX_PATH] = L"";
+    DWORD type = 0, size = sizeof path;
+    static_assert(sizeof path == 520);
+    if (RegQueryValueExW(key.get(), L"Image Path", nullptr, &type, reinterpret_cast<BYTE*>(path), &size) != 0) {
+        return {};
+    }
+    const size_t length = size / sizeof(wchar_t);
+    const bool text = (type == REG_SZ || type == REG_EXPAND_SZ) && size % sizeof(wchar_t) == 0;
+    return text && length > 0 && path[length - 1] == L'\0' ? std::wstring(path) : std::wstring();
+}
+
+bool BeginsWith(const std::wstring& path, const std::wstring& directory) {
+    const int length = static_cast<int>(directory.size());
+    return path.size() >= directory.size() &&
+           CompareStringOrdinal(path.c_str(), length, directory.c_str(), length, TRUE) == CSTR_EQUAL;
+}
+
+}  // namespace
+
+bool EnumProductProviders(ProductProviders& state, std::wstring& name, DWORD& type) {
+    if (state.ownDirectoryOnly) {
+        if (!state.ownDirectory) state.ownDirectory = OwnDirectory();
+        if (state.ownDirectory->empty()) return false;
+    }
+    std::wstring found;
+    DWORD foundType = 0;
+    const auto read = [&](wchar_t* buffer, DWORD* size) {
+        return CryptEnumProvidersW(state.index, nullptr, 0, &foundType, buffer, size);
+    };
+    while (ReadText(read, found)) {
+        ++state.index;
+        if (foundType != kProviderType75 && found.find(kMakerName) == found.npos) continue;
+        if (state.ownDirectoryOnly && !BeginsWith(ImagePath(found), *state.ownDirectory)) continue;
+        name = std::move(found);
+        type = foundType;
+        return true;
+    }
+    return false;
+}
+
+std::wstring DefaultProviderName(DWORD type) {
+    std::wstring name;
+    ReadText(
+        [type](wchar_t* buffer, DWORD* size) {
+            return CryptGetDefaultProviderW(type, nullptr, CRYPT_MACHINE_DEFAULT, buffer, size);
+        },
+        name);
+    return name;
+}

@@ -1,0 +1,24 @@
+// The installed providers that belong to the product.
+#pragma once
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+
+// An enumeration; a new one begins with the first provider.
+struct ProductProviders {
+    // Only providers whose library lies in this module's own directory, or below it.
+    bool ownDirectoryOnly = false;
+
+    // Where it stands, and what it found out on its way.
+    DWORD index = 0;                             // of the system's next provider
+    std::optional<std::wstring> ownDirectory{};  // with the last backslash; empty when it can't be had
+};
+
+// The next provider of the product: one of type 75, or with the product maker's name in its own. False when there is no
+// further one; `name` and `type` stay as they were then.
+bool EnumProductProviders(ProductProviders& state, std::wstring& name, DWORD& type);
+
+// The machine's default provider of a type; empty when there is none.
+std::wstring DefaultProviderName(DWORD type);

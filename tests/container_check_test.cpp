@@ -1,0 +1,315 @@
+// The container check against containers of the software provider: exactly these rows, in this order.
+#include <windows.h>
+
+#include <wincrypt.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <optional>
+
+#include "csp/CheckTexts.h"
+#include "csp/ContainerCheck.h"
+#include "csp/CryptProvContext.h"
+#include "csp/ProviderParameters.h"
+#include "framework/Handles.h"
+#include "tests/support/Directory.h"
+#include "tests/support/FaultInjection.h"
+#include "tests/support/ImportPatch.h"
+
+namespace {
+
+constexpr UINT kTwoSpaces = 2;  // stands for the label of continued rows
+constexpr wchar_t kProvider[] = L"Kelvane GOST R 34.10-2001 KC1 CSP";
+
+struct Line {
+    Line(UINT lineLabel, UINT value, DWORD code = 0) : label(lineLabel), id(value), error(code) {}
+    Line(UINT lineLabel, std::wstring_view value) : label(lineLabel), text(value) {}
+    bool operator==(const Line&) const = default;
+    friend std::ostream& operator<<(std::ostream& out, const Line& line) {
+        return out << line.label << " #" << line.id << " !" << line.error << " " << testing::PrintToString(line.text);
+    }
+    UINT label, id = 0;
+    std::wstring text;
+    DWORD error = 0;
+};
+using Lines = std::vector<Line>;
+
+Lines operator+(Lines left, const Lines& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+// The rows as they come. Times and serial numbers differ each time; of them only "*" is kept.
+struct Rows final : CheckReport {
+    void Row(UINT label, UINT value) override { lines.emplace_back(label, value); }
+    void Row(UINT label, std::wstring_view value) override {
+        const bool differs = (label >= kTextValidFrom && label <= kTextSerialNumber) || label >= kTextKeyValidFrom;
+        lines.emplace_back(label, differs && !value.empty() ? L"*" : value);
+    }
+    void Failure(UINT label, DWORD error) override { lines.emplace_back(label, 0u, error); }
+    void Continuation(std::wstring_view value) override { lines.emplace_back(kTwoSpaces, value); }
+    void Continuation(UINT value) override { lines.emplace_back(kTwoSpaces, value); }
+    void Verdict(UINT label, UINT value) override { lines.emplace(lines.begin(), label, value); }
+    bool Has(const Line& line) const { return std::find(lines.begin(), lines.end(), line) != lines.end(); }
+    Lines lines;
+};
+
+// A container made by the software provider's tool, opened, and gone at the end.
+struct TestContainer {
+    explicit TestContainer(const std::wstring& options, const std::wstring& change = {}) {
+        EXPECT_EQ(RunTool(L"create " + name + L" " + options), 0u);
+        EXPECT_TRUE(change.empty() || RunTool(L"set " + name + L" " + change) == 0);
+        EXPECT_TRUE(context.Acquire(0, name.c_str(), kProvider, kProviderType75)) << std::hex << GetLastError();
+    }
+    ~TestContainer() {
+        context.Release();
+        RunTool(L"remove " + name);
+    }
+    const std::wstring name = L"check-" + std::to_wstring(GetCurrentProcessId());
+    CCryptProvContext context;
+};
+
+Lines Check(const TestContainer& container, KeySet keySet = KeySet::User) {
+    Rows rows;
+    const bool good = CheckContainer(container.context.Get(), keySet, rows);
+    EXPECT_EQ(rows.lines.front().label == kTextCheckSucceeded, good);
+    return rows.lines;
+}
+
+const Lines kSucceeded = {{kTextCheckSucceeded, kTextNoErrors}}, kFailed = {{kTextCheckFailed, kTextNone}},
+            kIntact = {{kTextIntegrity, kTextSucceed}}, kNoExchangeKey = {{kTextExchangeKey, kTextNotAvailable}},
+            kNoSignatureKey = {{kTextSignatureKey, kTextNotAvailable}}, kLoaded = {{kTextKeysLoading, kTextSucceed}},
+            kNoCertificate = {{kTextCertificateInContainer, kTextNotAvailable}},
+            kNotInstalled = {{kTextCertificateInStore, kTextNotInstalled}},
+            kExpired = {{kTextUsagePeriod, kTextExpired}},
+            kUsage = {{kTextKeyValidFrom, L"*"}, {kTextKeyValidTo, L"*"}};
+
+// The verdict and the rows on the container itself, with those on its integrity.
+Lines Head(const Lines& verdict, const TestContainer& container, const Lines& integrity = kIntact) {
+    const std::wstring unique = L"REGISTRY\\" + container.name, full = L"\\\\.\\" + unique;
+    const Lines names = {{kTextName, container.name}, {kTextUniqueName, unique}, {kTextQualifiedName, full}};
+    return verdict + Lines{{kTextContainer, kTextNone}} + names + integrity;
+}
+
+Lines Key(UINT label, UINT exportable, const wchar_t* algorithm = L"GOST R 34.10-2001") {
+    const bool exchange = label == kTextExchangeKey;
+    Lines lines = {{label, kTextAvailable}};
+    for (const UINT step : {kTextPublicKeyExport, kTextPublicKeyImport, kTextSigning, kTextVerifying, kTextAgreement})
+        if (exchange || step != kTextAgreement) lines.emplace_back(step, kTextSucceed);
+    const wchar_t* agreementSet = exchange ? L"1.2.643.2.2.36.0" : L"1.2.643.2.2.35.1";
+    return lines + Lines{{kTextKeyExport, exportable}, {kTextAlgorithm, algorithm}} +
+           Lines{{kTwoSpaces, agreementSet}, {kTwoSpaces, L"1.2.643.2.2.30.1"}};
+}
+
+Lines Details(const wchar_t* subject, const wchar_t* issuer, const Lines& usage = {}) {
+    const Lines names = {{kTextCertificateName, subject}, {kTextSubject, subject}, {kTextIssuer, issuer}};
+    return names + Lines{{kTextValidFrom, L"*"}, {kTextValidTo, L"*"}} + usage + Lines{{kTextSerialNumber, L"*"}};
+}
+
+Lines Certificate(UINT match, const Lines& details, const Lines& stores = kNotInstalled) {
+    return Lines{{kTextCertificateInContainer, match}} + stores + details;
+}
+
+TEST(ContainerCheck, OfBothKeysWithACertificateChain) {
+    const TestContainer container(L"--keys xs --exportable --chain 2 --subject CN=Owner");
+    const Lines own = Certificate(kTextMatchesKey, Details(L"Owner", L"Owner CA 1"));
+    const Lines root = {{kTextExtensions, kTextNone}, {kTextNoncritical, L"1.2.643.2.2.37.3.2"}},
+                middle = {{kTextNoncritical, L"1.2.643.2.2.37.3.1"}};
+    EXPECT_EQ(Check(container), Head(kSucceeded, container) + Key(kTextExchangeKey, kTextAllowed) + own +
+                                    Key(kTextSignatureKey, kTextAllowed) + own + kLoaded + root +
+                                    Details(L"Owner Root CA", L"Owner Root CA") + middle +
+                                    Details(L"Owner CA 1", L"Owner Root CA"));
+}
+
+TEST(ContainerCheck, OfWhatAContainerMayLackOrHaveWrong) {
+    const Lines exchange = Key(kTextExchangeKey, kTextDisallowed), signature = Key(kTextSignatureKey, kTextDisallowed),
+                matching = Certificate(kTextMatchesKey, Details(L"A", L"A")),
+                other = Certificate(kTextOtherKey, Details(L"A", L"A")),
+                withUsage = Certificate(kTextMatchesKey, Details(L"A", L"A", kUsage));
+    struct Case {
+        const wchar_t *options, *change;
+        Lines verdict, keys;
+    };
+    const Case cases[] = {
+        {L"--keys none", L"", kSucceeded, kNoExchangeKey + kNoSignatureKey},
+        {L"--keys s --certs none", L"", kSucceeded, kNoExchangeKey + signature + kNoCertificate},
+        {L"", L"certificate-x=other", kFailed, exchange + other + kNoSignatureKey},
+        {L"--usage 2020-01-01 2021-01-01", L"", kFailed, exchange + withUsage + kExpired + kNoSignatureKey},
+        {L"--usage 2020-01-01 2090-01-01", L"", kSucceeded, exchange + withUsage + kNoSignatureKey},
+        {L"--not-before 2020-01-01 --not-after 2021-01-01", L"", kFailed,
+         exchange + matching + kExpired + kNoSignatureKey},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(std::wstring(c.options) + c.change));
+        const TestContainer container(c.options + std::wstring(L" --subject CN=A"), c.change);
+        EXPECT_EQ(Check(container), Head(c.verdict, container) + c.keys + kLoaded);
+    }
+}
+
+TEST(ContainerCheck, ShowsTheNumberOfAnUnknownAlgorithm) {
+    const TestContainer container(L"--keys s --certs none");
+    const ImportPatch unknown(
+        nullptr, "CryptFindOIDInfo", +[](DWORD, void*, DWORD) WINAPI -> PCCRYPT_OID_INFO { return nullptr; });
+    EXPECT_EQ(Check(container), Head(kSucceeded, container) + kNoExchangeKey +
+                                    Key(kTextSignatureKey, kTextDisallowed, L"0x2E23") + kNoCertificate + kLoaded);
+}
+
+// Answers one parameter of the provider while the object lives.
+struct FakeParameter {
+    using Answer = std::function<DWORD(BYTE* data, DWORD* length, DWORD flags)>;  // a code, 0 for success
+    FakeParameter(DWORD parameter, Answer answer) : parameter_(parameter), answer_(std::move(answer)) {
+        current = this;
+    }
+
+    // The length alone without a buffer, ERROR_MORE_DATA without room.
+    static DWORD Give(std::string_view value, BYTE* data, DWORD* length) {
+        const DWORD room = std::exchange(*length, static_cast<DWORD>(value.size()));
+        if (data && room < value.size()) return ERROR_MORE_DATA;
+        if (data) value.copy(reinterpret_cast<char*>(data), value.size());
+        return 0;
+    }
+
+    static BOOL WINAPI Get(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* length, DWORD flags) {
+        if (parameter != current->parameter_)
+            return current->patch_.Original<decltype(Get)>()(provider, parameter, data, length, flags);
+        const DWORD result = current->answer_(data, length, flags);
+        if (result) SetLastError(result);
+        return result == 0;
+    }
+
+    static inline FakeParameter* current = nullptr;
+    DWORD parameter_;
+    Answer answer_;
+    ImportPatch patch_{nullptr, "CryptGetProvParam", &Get};
+};
+
+TEST(ContainerCheck, TellsTheIntegrityByItsBits) {
+    const TestContainer container(L"--keys none");
+    struct Case {
+        DWORD error, bits;
+        Lines verdict, rows;
+    };
+    const Line corrupted{kTextIntegrity, kTextCorrupted}, unknown{kTextIntegrity, kTextUnknownCorruption};
+    const Case cases[] = {
+        {0, 0, kSucceeded, kIntact},         {0, 1, kFailed, {corrupted}},
+        {0, 0x40000000, kFailed, {unknown}}, {0, 0x40000001, kFailed, {corrupted, unknown}},
+        {0, 0x80000002, kFailed, {}},        {ERROR_CRC, 0, kFailed, {{kTextIntegrity, 0, ERROR_CRC}}},
+    };
+    for (const Case& c : cases) {
+        const FakeParameter integrity(kParameterIntegrity, [&](BYTE* data, DWORD* length, DWORD) {
+            return c.error ? c.error : FakeParameter::Give({reinterpret_cast<const char*>(&c.bits), 4}, data, length);
+        });
+        EXPECT_EQ(Check(container), Head(c.verdict, container, c.rows) + kNoExchangeKey + kNoSignatureKey + kLoaded);
+    }
+}
+
+std::string Record(char critical, const std::string& value, const std::string& identifier) {
+    return std::string{critical, 0, 0, 0, static_cast<char>(value.size()), 0, 0, 0} + value + identifier + '\0';
+}
+
+TEST(ContainerCheck, ListsTheExtensions) {
+    const TestContainer container(L"--keys none");
+    const std::string chain = "1.2.643.2.2.37.3.1", empty("\x30\0", 2), one("\x30\x02\x30\0", 4);  // sequences
+    const Line header{kTextExtensions, kTextNone}, plain{kTextNoncritical, L"1.2.643.2.2.37.3.1"},
+        critical{kTextCritical, L"1.2.643.2.2.37.3.1"};
+    struct Case {
+        DWORD error;
+        std::vector<std::string> records;
+        Lines verdict, rows;
+    };
+    const Case cases[] = {
+        {ERROR_NO_MORE_ITEMS, {}, kSucceeded, {}},
+        {ERROR_CRC, {}, kFailed, {{kTextExtensions, 0, ERROR_CRC}}},
+        {0, {Record(0, one, chain), Record(2, empty, chain)}, kSucceeded, {header, plain, critical}},
+        {0, {Record(0, empty, chain), Record(2, one, chain)}, kSucceeded, {header, plain}},  // longer: the end
+        {0, {Record(0, one, chain), Record(0, "", chain), Record(0, empty, chain)}, kSucceeded, {header, plain}},
+        {0, {Record(0, "\x30\x05", chain), Record(1, empty, chain)}, kSucceeded, {header, critical}},    // malformed
+        {0, {Record(0, empty, "1.2.3.4"), Record(0, empty, chain).substr(0, 9)}, kSucceeded, {header}},  // the same
+        {0, {""}, kSucceeded, {header}},
+        {0, {Record(1, "\x3\x2\x5\xA0", "2.5.29.15")}, kSucceeded, {header, {kTextCritical, L"2.5.29.15"}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        std::size_t next = 0;
+        const FakeParameter extensions(kParameterExtensions, [&](BYTE* data, DWORD* length, DWORD flags) -> DWORD {
+            if (c.error) return c.error;
+            if (flags == CRYPT_FIRST) next = 0;
+            if (next == c.records.size()) return ERROR_NO_MORE_ITEMS;
+            return FakeParameter::Give(c.records[data ? next++ : next], data, length);
+        });
+        EXPECT_EQ(Check(container), Head(c.verdict, container) + kNoExchangeKey + kNoSignatureKey + kLoaded + c.rows);
+    }
+}
+
+// A system store of the user with the certificate in it, gone at the end.
+struct TestStore {
+    TestStore(const wchar_t* storeName, const BYTE* encoded, DWORD size, CRYPT_KEY_PROV_INFO* link) : name(storeName) {
+        const UniqueCertificateStore store(Open(0));
+        UniqueCertificate added;
+        EXPECT_TRUE(CertAddEncodedCertificateToStore(store.get(), X509_ASN_ENCODING, encoded, size,
+                                                     CERT_STORE_ADD_REPLACE_EXISTING, added.put()));
+        EXPECT_TRUE(!link || CertSetCertificateContextProperty(added.get(), CERT_KEY_PROV_INFO_PROP_ID, 0, link));
+    }
+    ~TestStore() { Open(CERT_STORE_DELETE_FLAG); }
+    HCERTSTORE Open(DWORD flags) const {
+        return CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_CURRENT_USER | flags, name);
+    }
+    const wchar_t* name;
+};
+
+TEST(ContainerCheck, NamesTheStoresThatHoldTheCertificate) {
+    const TestContainer container(L"--keys s --subject CN=A");
+    UniqueCryptKey key;
+    BYTE encoded[2048];
+    DWORD size = sizeof encoded;
+    ASSERT_TRUE(CryptGetUserKey(container.context.Get(), AT_SIGNATURE, key.put()));
+    ASSERT_TRUE(CryptGetKeyParam(key.get(), KP_CERTIFICATE, encoded, &size, 0));
+    std::wstring longName(600, L'n'), provider = kProvider;  // more than the room that is offered first
+    CRYPT_KEY_PROV_INFO link{longName.data(), provider.data(), 75, 0, 0, nullptr, AT_SIGNATURE};
+    const TestStore first(L"VestraCheckA", encoded, size, &link), second(L"VestraCheckB", encoded, size, nullptr);
+    const auto expected = [&](const Lines& stores) {
+        return Head(kSucceeded, container) + kNoExchangeKey + Key(kTextSignatureKey, kTextDisallowed) +
+               Certificate(kTextMatchesKey, Details(L"A", L"A"), stores) + kLoaded;
+    };
+    const Lines found = {{kTextCertificateInStore, L"VestraCheckA"},
+                         {kTwoSpaces, L"  A"},
+                         {kTwoSpaces, L"\t    " + longName + L"; " + provider + L"; 75"},
+                         {kTwoSpaces, L"VestraCheckB"},
+                         {kTwoSpaces, L"  A"},
+                         {kTwoSpaces, kTextNoKeyLink}};
+    EXPECT_EQ(Check(container), expected(found));
+    EXPECT_EQ(Check(container, KeySet::Computer), expected(kNotInstalled));
+}
+
+// What a container need not have, and what only decorates the report.
+constexpr std::string_view kHarmless[] = {
+    "CryptGetUserKey",      "CryptGetKeyParam",    "CertCreateCertificateContext",      "CertEnumSystemStore",
+    "CertOpenStore",        "CryptFindOIDInfo",    "CertFindCertificateInStore",        "CertFindExtension",
+    "GetDateFormatW",       "GetTimeFormatW",      "CertGetCertificateContextProperty", "CryptDecodeObject",
+    "FileTimeToSystemTime", "MultiByteToWideChar", "SystemTimeToTzSpecificLocalTime"};
+
+TEST(ContainerCheck, SurvivesEveryFailingCall) {
+    const TestContainer container(L"--usage 2020-01-01 2090-01-01 --chain 1");
+    FaultInjection injection;
+    std::optional<Rows> rows;
+    Lines clean;
+    std::size_t loading = Fault::kNone;  // the point of the keys' loading; the extensions come behind it
+    bool good = false;
+    const auto scenario = [&] { good = CheckContainer(container.context.Get(), KeySet::User, rows.emplace()); };
+    const auto figure = injection.Run("check", scenario, [&](const Fault& fault) -> std::string {
+        if (clean.empty()) clean = rows->lines;
+        if (good != (rows->lines.front() == kSucceeded.front())) return "verdict and result differ";
+        if (fault.point == Fault::kNone) return good && rows->lines == clean ? "" : "not what it was without a fault";
+        const bool harmless = std::ranges::count(kHarmless, fault.function) && !fault.onwards;
+        if (rows->Has({kTextKeysLoading, 0, fault.error}) && !fault.onwards) loading = fault.point;
+        if (harmless || fault.point > loading) return "";  // any failure may end the listing of the extensions
+        if (good) return "a failure reads as success";
+        const auto told = std::ranges::find_if(rows->lines, [](const Line& line) { return line.error != 0; });
+        if (told != rows->lines.end() && (told->error == fault.error || fault.onwards)) return "";
+        return rows->Has({kTextCertificateInContainer, kTextOtherKey}) ? "" : "no row tells the failure";
+    });
+    EXPECT_TRUE(figure.AllSurvived()) << testing::PrintToString(figure.problems);
+}
+
+}  // namespace

@@ -1,0 +1,61 @@
+// The fault injection sees the faults that it is there for: each of them, put into a small scenario, is found.
+#include <windows.h>
+
+#include <wincrypt.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/FaultInjection.h"
+
+namespace {
+
+enum class Seed { None, Leak, SecondRelease, HashAfterProvider, IgnoredFailure, LateCode };
+
+// Hashes a byte with the system's own provider and closes what it opened; 0 or the code of the call that failed.
+DWORD HashAByte(Seed seed) {
+    HCRYPTPROV provider = 0;
+    HCRYPTHASH hash = 0;
+    const BYTE byte = 1;
+    DWORD result = 0;
+    if (!CryptAcquireContextW(&provider, nullptr, nullptr, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT)) return GetLastError();
+    if (!CryptCreateHash(provider, CALG_SHA1, 0, 0, &hash)) result = GetLastError();
+    if (!result && !CryptHashData(hash, &byte, 1, 0) && seed != Seed::IgnoredFailure) result = GetLastError();
+    if (seed == Seed::HashAfterProvider) CryptReleaseContext(std::exchange(provider, 0), 0);
+    if (hash && !(result && seed == Seed::Leak)) CryptDestroyHash(hash);
+    if (hash && result && seed == Seed::SecondRelease) CryptDestroyHash(hash);
+    if (hash && result && seed == Seed::LateCode) result = GetLastError();
+    if (provider) CryptReleaseContext(provider, 0);
+    return result;
+}
+
+TEST(FaultInjection, SeesEachKindOfFault) {
+    struct Case {
+        Seed seed;
+        std::size_t survived;  // of the three calls that can fail
+        const char* complaint;
+    };
+    const Case cases[] = {
+        {Seed::None, 3, ""},
+        {Seed::Leak, 2, "leaks the hash of CryptCreateHash"},
+        {Seed::SecondRelease, 2, "point 2, CryptHashData: CryptDestroyHash closes what isn't open"},
+        {Seed::HashAfterProvider, 0, "no fault: the hash of CryptCreateHash outlives its provider"},
+        {Seed::IgnoredFailure, 2, "point 2, CryptHashData: reads as success"},
+        {Seed::LateCode, 2, "point 2, CryptHashData: another code"},
+    };
+    for (const Case& c : cases) {
+        DWORD result = 0;
+        FaultInjection injection;
+        const auto figure = injection.Run(
+            "seeded", [&] { result = HashAByte(c.seed); },
+            [&](const Fault& fault) -> std::string {
+                if (result == fault.error) return "";
+                return result ? "another code" : "reads as success";
+            });
+        EXPECT_EQ(figure.survived, c.survived);
+        EXPECT_EQ(figure.AllSurvived(), c.seed == Seed::None);
+        EXPECT_NE(testing::PrintToString(figure.problems).find(c.complaint), std::string::npos) << c.complaint;
+    }
+    EXPECT_EQ(FaultInjection::UnknownFunctions(), std::vector<std::string>());
+}
+
+}  // namespace

@@ -1,0 +1,195 @@
+#include "tests/support/FaultInjection.h"
+
+#include <wincrypt.h>
+
+#include <array>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <utility>
+
+#include "tests/support/ImportPatch.h"
+
+namespace {
+
+// On x64 every argument that isn't a floating-point number travels in the same way, and one too many does no harm, so
+// a single shape of replacement does for all functions.
+using Word = ULONG_PTR;
+using Arguments = std::array<Word, 12>;
+using Raw = Word WINAPI(Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word);
+
+constexpr std::size_t kMostFunctions = 64;
+constexpr DWORD kRubbish = 0xBAD;  // in the last error after what succeeds
+
+struct Holding {
+    int references = 0;
+    const char* opener = "";
+    Word provider = 0;  // of keys and hashes
+};
+
+struct State {
+    std::array<std::unique_ptr<ImportPatch>, kMostFunctions> patches;
+    DWORD thread = 0;  // whose calls count; 0 while no run goes on
+    std::size_t calls = 0;
+    Fault fault;
+    std::map<std::pair<Owned, Word>, Holding> open;
+    std::string problems;
+
+    void Complain(const std::string& text) { problems += (problems.empty() ? "" : "; ") + text; }
+};
+State* state = nullptr;  // of the one injection there is
+
+std::string Described(Owned kind, const Holding& holding) {
+    return std::string(kOwnedNames[static_cast<std::size_t>(kind)]) + " of " + holding.opener;
+}
+
+Word CallOriginal(std::size_t index, const Arguments& a) {
+    const auto original = state->patches[index]->Original<Raw>();
+    return original(a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7], a[8], a[9], a[10], a[11]);
+}
+
+bool HasFailed(Fails fails, Word result) {
+    if (fails == Fails::WithNull) return result == 0;
+    if (fails == Fails::WithFalse) return static_cast<DWORD>(result) == 0;
+    return fails == Fails::WithCode && static_cast<DWORD>(result) != ERROR_SUCCESS;
+}
+
+void NoteOpened(const SystemFunction& function, const Arguments& arguments, Word result) {
+    Word handle = 0;
+    if (function.opens == kResult) handle = result;
+    if (function.opens >= 0) handle = *reinterpret_cast<Word*>(arguments[static_cast<std::size_t>(function.opens)]);
+    if (function.references >= 0) handle = arguments[static_cast<std::size_t>(function.references)];
+    if (!handle) return;
+    Holding& holding = state->open[{function.kind, handle}];
+    ++holding.references;
+    holding.opener = function.name;
+    const bool ofProvider = function.kind == Owned::Key || function.kind == Owned::Hash;
+    if (ofProvider) holding.provider = arguments[0];
+}
+
+void NoteClosed(const SystemFunction& function, Word handle) {
+    const auto found = state->open.find({function.kind, handle});
+    if (found == state->open.end()) {
+        state->Complain(std::string(function.name) + " closes what isn't open");
+        return;
+    }
+    if (--found->second.references > 0) return;
+    state->open.erase(found);
+    if (function.kind != Owned::Provider) return;
+    for (const auto& [key, holding] : state->open)
+        if (holding.provider == handle)
+            state->Complain("the " + Described(key.first, holding) + " outlives its provider");
+}
+
+// Makes the call fail as the function would: what it closes, it closes all the same.
+Word Fail(const SystemFunction& function, const Arguments& arguments) {
+    if (function.closes >= 0 && function.kind == Owned::Certificate)
+        CertFreeCertificateContext(
+            reinterpret_cast<PCCERT_CONTEXT>(arguments[static_cast<std::size_t>(function.closes)]));
+    if (!*state->fault.function) {
+        state->fault.function = function.name;
+        state->fault.error = function.error;
+    }
+    SetLastError(function.error);
+    return function.fails == Fails::WithCode ? function.error : 0;
+}
+
+bool MustFail(const SystemFunction& function) {
+    if (function.fails == Fails::Never) return false;
+    const std::size_t call = state->calls++;
+    return call == state->fault.point || (state->fault.onwards && call > state->fault.point);
+}
+
+Word Handle(std::size_t index, const Arguments& arguments) {
+    const SystemFunction& function = SystemFunctions()[index];
+    if (state->thread != GetCurrentThreadId()) return CallOriginal(index, arguments);
+    const DWORD thread = std::exchange(state->thread, 0);  // what is called from here is none of the scenario's
+    if (function.closes >= 0 && arguments[static_cast<std::size_t>(function.closes)])
+        NoteClosed(function, arguments[static_cast<std::size_t>(function.closes)]);
+    Word result = 0;
+    if (MustFail(function)) {
+        result = Fail(function, arguments);
+    } else {
+        result = CallOriginal(index, arguments);
+        if (!HasFailed(function.fails, result)) {
+            NoteOpened(function, arguments, result);
+            SetLastError(kRubbish);
+        }
+    }
+    state->thread = thread;
+    return result;
+}
+
+template <std::size_t index>
+Word WINAPI Entry(Word a0, Word a1, Word a2, Word a3, Word a4, Word a5, Word a6, Word a7, Word a8, Word a9, Word a10,
+                  Word a11) {
+    return Handle(index, {a0, a1, a2, a3, a4, a5, a6, a7, a8, a9, a10, a11});
+}
+
+template <std::size_t... indices>
+constexpr std::array<Raw*, sizeof...(indices)> Entries(std::index_sequence<indices...>) {
+    return {&Entry<indices>...};
+}
+constexpr auto kEntries = Entries(std::make_index_sequence<kMostFunctions>());
+
+std::string Named(const Fault& fault) {
+    if (fault.point == Fault::kNone) return "no fault: ";
+    return "point " + std::to_string(fault.point) + (fault.onwards ? " onwards" : "") + ", " + fault.function + ": ";
+}
+
+}  // namespace
+
+FaultInjection::FaultInjection(HMODULE module) {
+    state = new State;
+    const auto functions = SystemFunctions();
+    for (std::size_t i = 0; i < functions.size(); ++i) {
+        auto patch = std::make_unique<ImportPatch>(module, functions[i].name, kEntries.at(i));
+        if (patch->Found()) state->patches[i] = std::move(patch);
+    }
+}
+
+FaultInjection::~FaultInjection() {
+    delete std::exchange(state, nullptr);
+}
+
+std::string FaultInjection::RunOnce(const std::function<void()>& scenario, const Inspect& inspect, Fault fault) {
+    state->calls = 0;
+    state->fault = fault;
+    state->open.clear();
+    state->problems.clear();
+    state->thread = GetCurrentThreadId();
+    scenario();
+    state->thread = 0;
+    for (const auto& [key, holding] : state->open) state->Complain("leaks the " + Described(key.first, holding));
+    if (const std::string text = inspect(state->fault); !text.empty()) state->Complain(text);
+    return state->problems.empty() ? "" : Named(state->fault) + state->problems;
+}
+
+FaultInjection::Figure FaultInjection::Run(const char* name, const std::function<void()>& scenario,
+                                           const Inspect& inspect) {
+    Figure figure;
+    const auto run = [&](Fault fault) {
+        const std::string problem = RunOnce(scenario, inspect, fault);
+        if (!problem.empty()) figure.problems.push_back(problem);
+        return problem.empty();
+    };
+    const bool clean = run({});
+    figure.points = state->calls;
+    for (std::size_t point = 0; clean && point < figure.points; ++point) {
+        const bool alone = run({point, false}), onwards = run({point, true});
+        figure.survived += alone && onwards;
+    }
+    run({});
+    if (state->calls != figure.points) figure.problems.emplace_back("the last run made other calls than the first");
+    std::printf("%s: %zu points, %zu survived\n", name, figure.points, figure.survived);
+    return figure;
+}
+
+std::vector<std::string> FaultInjection::UnknownFunctions() {
+    std::vector<std::string> unknown;
+    for (const SystemFunction& function : SystemFunctions()) {
+        const HMODULE library = LoadLibraryA(function.library);
+        if (!library || !GetProcAddress(library, function.name)) unknown.emplace_back(function.name);
+    }
+    return unknown;
+}

@@ -1,0 +1,54 @@
+// Lets the system's calls of a module fail, one after the other, and keeps the books of its handles.
+//
+// The module's import table is patched; calls that the system's libraries make inside are not. A scenario runs once as
+// it is, which counts its calls that can fail: the points. Then it runs twice for each point: with that call failing,
+// and with that one and every call after it failing. Every call that succeeds leaves rubbish in the thread's last
+// error, closing ones too.
+#pragma once
+
+#include <windows.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/support/SystemFunctions.h"
+
+// The calls that a run lets fail.
+struct Fault {
+    static constexpr std::size_t kNone = ~std::size_t{0};
+    std::size_t point = kNone;  // the first one; they count from 0
+    bool onwards = false;       // all after it too
+    const char* function = "";  // which one that was,
+    DWORD error = 0;            // and the code that it failed with
+};
+
+class FaultInjection {
+  public:
+    struct Figure {
+        std::size_t points = 0;
+        std::size_t survived = 0;           // points both of whose runs left nothing to complain about
+        std::vector<std::string> problems;  // in words, each with its fault
+
+        bool AllSurvived() const { return points > 0 && survived == points && problems.empty(); }
+    };
+
+    // `module` nullptr: the running program. What it imports of the known functions is patched until the end.
+    explicit FaultInjection(HMODULE module = nullptr);
+    ~FaultInjection();
+    FaultInjection(const FaultInjection&) = delete;
+    FaultInjection& operator=(const FaultInjection&) = delete;
+
+    // Runs the scenario as often as it takes and prints its figure under the name. `inspect` looks, with nothing
+    // failing, at what a run left, and says what is wrong with it; empty when nothing is. The last run has no fault
+    // again.
+    using Inspect = std::function<std::string(const Fault& fault)>;
+    Figure Run(const char* name, const std::function<void()>& scenario, const Inspect& inspect);
+
+    // The known functions whose libraries don't have them: their rows would never be used.
+    static std::vector<std::string> UnknownFunctions();
+
+  private:
+    // One run; what was wrong with it in words.
+    std::string RunOnce(const std::function<void()>& scenario, const Inspect& inspect, Fault fault);
+};

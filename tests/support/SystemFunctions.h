@@ -1,0 +1,30 @@
+// The system's functions that fault injection knows: how each fails, and what it opens or closes.
+#pragma once
+
+#include <windows.h>
+
+#include <span>
+
+// What a function returns when it fails.
+enum class Fails { Never, WithFalse, WithNull, WithCode };
+
+enum class Owned { Nothing, Provider, Key, Hash, Certificate, Store, RegistryKey, Module, Gdi };
+constexpr const char* kOwnedNames[] = {"",      "provider",     "key",    "hash",      "certificate",
+                                       "store", "registry key", "module", "GDI object"};
+
+// Where a handle is: an argument's number from 0, or one of these.
+constexpr int kNowhere = -1;
+constexpr int kResult = -2;
+
+struct SystemFunction {
+    const char* library;
+    const char* name;
+    Fails fails;
+    DWORD error = 0;
+    Owned kind = Owned::Nothing;
+    int opens = kNowhere;       // the argument points to the handle
+    int references = kNowhere;  // one more reference on this handle
+    int closes = kNowhere;      // before the function does its work, whether it then fails or not
+};
+
+std::span<const SystemFunction> SystemFunctions();
