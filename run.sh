@@ -20,20 +20,17 @@ tools/setup.sh
 tools/build.sh
 
 . tools/prefix.sh
-if [ -z "${DISPLAY:-}" ]; then
-  tools/demo.sh
-  exec tools/shots.sh ${page:+--page "$page"} ${lang:+--lang "$lang"}
-fi
-
 prepare
 prefix=$PWD/build/prefix-display
 if [ ! -d "$prefix" ] || [ build/prefix/.registered -nt "$prefix/.registered" ]; then
   WINDOW_MANAGER=yes display "$prefix"
 fi
+VESTRA_PREFIX=$prefix tools/demo.sh
+if [ -z "${DISPLAY:-}" ]; then exec tools/shots.sh ${page:+--page "$page"} ${lang:+--lang "$lang"}; fi
+
 export VESTRA_PREFIX=$prefix
 if [ "$lang" = 1033 ]; then export VESTRA_UI=en; fi
 wine_environment
-tools/demo.sh
 if [ -n "$lang" ]; then "$wine" build/bin/softcsp.exe store put '\local\Language' "$lang"; fi
 if [ -n "$page" ]; then "$wine" build/bin/panel.exe page "$page" & fi
 echo "run: opening the control panel"
