@@ -85,6 +85,7 @@ prepare_provider() {
     "$server" -k || true
     "$server" -w
   )
+  rm -f "$stamp"   # copies hold a link to the old one, whose time must stay
   touch "$stamp"
 }
 
