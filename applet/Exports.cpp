@@ -6,6 +6,10 @@
 #include "applet/MyControlPanelApp.h"
 #include "applet/services/ProcessCaches.h"
 #include "framework/ActivationContext.h"
+#include "wizards/WizardCertificateOnContainer.h"
+#include "wizards/WizardChangePassword.h"
+#include "wizards/WizardDeleteContainer.h"
+#include "wizards/WizardInstallPrivateCertificate.h"
 
 namespace {
 
@@ -14,6 +18,17 @@ constexpr LRESULT kNotHandled = 1;
 CMyControlPanelApp& App() {
     static CMyControlPanelApp app;
     return app;
+}
+
+// What comes of it is the wizard's affair; without memory there is none.
+template <class Wizard>
+void RunWizard(HWND parent) noexcept {
+    const ActivationScope context(Caches().ModuleContext());
+    try {
+        Wizard wizard(parent);
+        wizard.DoModal();
+    } catch (...) {
+    }
 }
 
 }  // namespace
@@ -29,10 +44,18 @@ LONG APIENTRY CPlApplet(HWND window, UINT message, LPARAM lParam1, LPARAM lParam
     }
 }
 
-// The wizards that other programs open. They come with the wizards themselves; until then they show nothing.
-void APIENTRY WizChangePassword(HWND) noexcept {}
-void APIENTRY WizDeleteContainer(HWND) noexcept {}
-void APIENTRY WizInstallPrivateCertificate(HWND) noexcept {}
-void APIENTRY WizViewCertificateInContainer(HWND) noexcept {}
+// The wizards that other programs open.
+void APIENTRY WizChangePassword(HWND parent) noexcept {
+    RunWizard<CWizardChangePassword>(parent);
+}
+void APIENTRY WizDeleteContainer(HWND parent) noexcept {
+    RunWizard<CWizardDeleteContainer>(parent);
+}
+void APIENTRY WizInstallPrivateCertificate(HWND parent) noexcept {
+    RunWizard<CWizardInstallPrivateCertificate>(parent);
+}
+void APIENTRY WizViewCertificateInContainer(HWND parent) noexcept {
+    RunWizard<CWizardCertificateOnContainer>(parent);
+}
 
 }  // extern "C"

@@ -12,8 +12,10 @@ Outcome ContainerExtensions::Begin() {
 }
 
 std::optional<std::span<const BYTE>> ContainerExtensions::Next() {
-    if (!CryptGetProvParam(container_, kParameterExtensions, buffer_.data(), &length_, flags_)) return {};
-    flags_ = 0;
+    if (room_ == Room::Largest) length_ = static_cast<DWORD>(buffer_.size());
+    end_ = Taken(CryptGetProvParam(container_, kParameterExtensions, buffer_.data(), &length_, flags_));
+    if (!end_.done) return {};
+    flags_ = 0;  // CRYPT_NEXT isn't what the provider wants here
     length_ = std::min(length_, static_cast<DWORD>(buffer_.size()));
     return std::span<const BYTE>(buffer_).first(length_);
 }

@@ -5,9 +5,10 @@
 bool CCryptProvContext::Acquire(DWORD flags, const wchar_t* container, const wchar_t* provider, DWORD type) noexcept {
     Release();
     flags_ = flags;
-    if (CryptAcquireContextW(&handle_, container, provider, type, flags)) return true;
-    handle_ = 0;
-    return false;
+    const bool acquired = CryptAcquireContextW(&handle_, container, provider, type, flags) != FALSE;
+    // A deletion gives no handle; what stands in its place then is undefined.
+    if (!acquired || (flags & CRYPT_DELETEKEYSET) != 0) handle_ = 0;
+    return acquired;
 }
 
 void CCryptProvContext::Release() noexcept {

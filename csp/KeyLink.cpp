@@ -1,6 +1,6 @@
 #include "csp/KeyLink.h"
 
-#include "csp/Outcome.h"
+#include "csp/AnsiText.h"
 
 namespace {
 
@@ -8,6 +8,16 @@ constexpr std::size_t kUsualSize = 512;  // of the property with its texts, in b
 
 std::wstring Text(const wchar_t* text) {
     return text ? std::wstring(text) : std::wstring();
+}
+
+// A name that the provider tells of itself or of its container.
+NameOutcome ReadName(HCRYPTPROV provider, DWORD parameter) {
+    const BytesOutcome name = AskLengthFirst(
+        [&](BYTE* data, DWORD* length) { return CryptGetProvParam(provider, parameter, data, length, 0); });
+    if (!name.done) return {name, {}};
+    std::wstring text = FromAnsi(name.bytes);
+    if (text.empty()) return {{false, ERROR_INVALID_DATA}, {}};  // it would lead to another container than this
+    return {name, std::move(text)};
 }
 
 }  // namespace
@@ -19,5 +29,33 @@ std::optional<KeyLink> ReadKeyLink(const CERT_CONTEXT& certificate) {
     if (!property.done || property.bytes.size() < sizeof(CRYPT_KEY_PROV_INFO)) return {};
     const auto* link = reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(property.bytes.data());
     return KeyLink{Text(link->pwszContainerName), Text(link->pwszProvName), link->dwProvType,
-                   link->dwFlags & CRYPT_MACHINE_KEYSET ? KeySet::Computer : KeySet::User};
+                   link->dwFlags & CRYPT_MACHINE_KEYSET ? KeySet::Computer : KeySet::User, link->dwKeySpec};
+}
+
+Outcome WriteKeyLink(const CERT_CONTEXT& certificate, const KeyLink& link) {
+    CRYPT_KEY_PROV_INFO record{};  // the system copies what it points to
+    record.pwszContainerName = const_cast<wchar_t*>(link.container.c_str());
+    record.pwszProvName = const_cast<wchar_t*>(link.provider.c_str());
+    record.dwProvType = link.providerType;
+    record.dwFlags = link.keySet == KeySet::Computer ? CRYPT_MACHINE_KEYSET : 0;
+    record.dwKeySpec = link.keySpec;
+    return Taken(CertSetCertificateContextProperty(&certificate, CERT_KEY_PROV_INFO_PROP_ID, 0, &record));
+}
+
+NameOutcome UniqueContainerName(HCRYPTPROV container) {
+    return ReadName(container, PP_UNIQUE_CONTAINER);
+}
+
+KeyLinkOutcome MakeKeyLink(HCRYPTPROV container, HCRYPTKEY key, const std::wstring& uniqueName, KeySet keySet) {
+    NameOutcome provider = ReadName(container, PP_NAME);
+    if (!provider.done) return {provider, {}};
+    DWORD type = 0, length = sizeof type;
+    Outcome outcome = Taken(CryptGetProvParam(container, PP_PROVTYPE, reinterpret_cast<BYTE*>(&type), &length, 0));
+    if (!outcome.done) return {outcome, {}};
+    ALG_ID algorithm = 0;
+    length = sizeof algorithm;
+    outcome = Taken(CryptGetKeyParam(key, KP_ALGID, reinterpret_cast<BYTE*>(&algorithm), &length, 0));
+    if (!outcome.done) return {outcome, {}};
+    const DWORD keySpec = GET_ALG_CLASS(algorithm) == ALG_CLASS_SIGNATURE ? AT_SIGNATURE : AT_KEYEXCHANGE;
+    return {outcome, {uniqueName, std::move(provider.name), type, keySet, keySpec}};
 }

@@ -9,13 +9,30 @@
 #include <string>
 
 #include "csp/KeySet.h"
+#include "csp/Outcome.h"
 
 struct KeyLink {
     std::wstring container;
     std::wstring provider;
     DWORD providerType = 0;
     KeySet keySet = KeySet::User;
+    DWORD keySpec = 0;  // AT_KEYEXCHANGE or AT_SIGNATURE
 };
 
 // Nothing when the certificate has no link.
 std::optional<KeyLink> ReadKeyLink(const CERT_CONTEXT& certificate);
+
+// Gives the certificate the link, in place of the one it has.
+Outcome WriteKeyLink(const CERT_CONTEXT& certificate, const KeyLink& link);
+
+// The name by which an open container is found on its carrier, whatever name it was opened with.
+struct NameOutcome : Outcome {
+    std::wstring name;  // never empty when done
+};
+NameOutcome UniqueContainerName(HCRYPTPROV container);
+
+// The link to a key of an open container. `uniqueName` is the container's, `keySet` whose it is.
+struct KeyLinkOutcome : Outcome {
+    KeyLink link;
+};
+KeyLinkOutcome MakeKeyLink(HCRYPTPROV container, HCRYPTKEY key, const std::wstring& uniqueName, KeySet keySet);

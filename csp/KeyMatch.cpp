@@ -18,3 +18,11 @@ MatchOutcome MatchKey(HCRYPTPROV container, DWORD keySpec, const CERT_CONTEXT& c
     return {exported,
             CertComparePublicKeyInfo(kCertificateEncoding, key, &certificate.pCertInfo->SubjectPublicKeyInfo) != FALSE};
 }
+
+DWORD FindMatchingKey(HCRYPTPROV container, const CERT_CONTEXT& certificate) {
+    for (const DWORD keySpec : {AT_SIGNATURE, AT_KEYEXCHANGE}) {
+        const MatchOutcome outcome = MatchKey(container, keySpec, certificate);
+        if (outcome.done && outcome.match) return keySpec;
+    }
+    return 0;
+}

@@ -66,6 +66,16 @@ bool BeginsWith(const std::wstring& path, const std::wstring& directory) {
 
 }  // namespace
 
+bool InstalledProvider(DWORD index, std::wstring& name, DWORD& type) {
+    DWORD found = 0;
+    const auto read = [&](wchar_t* buffer, DWORD* size) {
+        return CryptEnumProvidersW(index, nullptr, 0, &found, buffer, size);
+    };
+    if (!ReadText(read, name)) return false;
+    type = found;
+    return true;
+}
+
 bool EnumProductProviders(ProductProviders& state, std::wstring& name, DWORD& type) {
     if (state.ownDirectoryOnly) {
         if (!state.ownDirectory) state.ownDirectory = OwnDirectory();
@@ -73,12 +83,9 @@ bool EnumProductProviders(ProductProviders& state, std::wstring& name, DWORD& ty
     }
     std::wstring found;
     DWORD foundType = 0;
-    const auto read = [&](wchar_t* buffer, DWORD* size) {
-        return CryptEnumProvidersW(state.index, nullptr, 0, &foundType, buffer, size);
-    };
-    while (ReadText(read, found)) {
+    while (InstalledProvider(state.index, found, foundType)) {
         ++state.index;
-        if (foundType != kProviderType75 && found.find(kMakerName) == found.npos) continue;
+        if (foundType != kProviderType75 && found.find(kMakerName) == std::wstring::npos) continue;
         if (state.ownDirectoryOnly && !BeginsWith(ImagePath(found), *state.ownDirectory)) continue;
         name = std::move(found);
         type = foundType;

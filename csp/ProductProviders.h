@@ -6,6 +6,9 @@
 #include <optional>
 #include <string>
 
+// Any installed provider, by its position from 0. False when there is none; `name` and `type` stay as they were then.
+bool InstalledProvider(DWORD index, std::wstring& name, DWORD& type);
+
 // An enumeration; a new one begins with the first provider.
 struct ProductProviders {
     // Only providers whose library lies in this module's own directory, or below it.

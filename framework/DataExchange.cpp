@@ -68,6 +68,10 @@ HWND CDataExchange::PrepareEditCtrl(UINT id) {
     return control_;
 }
 
+void CDataExchange::LimitText(int most) const {
+    if (edit_) SendMessageW(control_, EM_LIMITTEXT, static_cast<WPARAM>(most), 0);
+}
+
 void CDataExchange::Fail(unsigned textId, const std::wstring& insert1, const std::wstring& insert2) {
     // The box changes the focus; the control is noted before it.
     const HWND control = control_;
@@ -144,9 +148,9 @@ void DDV_MinMaxUInt(CDataExchange* exchange, UINT value, UINT least, UINT most) 
 }
 
 void DDV_MaxChars(CDataExchange* exchange, const std::wstring& value, int most) {
-    if (exchange->m_bSaveAndValidate) {
-        if (value.size() > static_cast<size_t>(most)) {
-            exchange->Fail(FrameworkText::kEnterShorterText, std::to_wstring(most));
-        }
+    if (!exchange->m_bSaveAndValidate) {
+        exchange->LimitText(most);
+    } else if (value.size() > static_cast<size_t>(most)) {
+        exchange->Fail(FrameworkText::kEnterShorterText, std::to_wstring(most));
     }
 }

@@ -22,6 +22,9 @@ class CDataExchange {
     HWND PrepareCtrl(UINT id);
     HWND PrepareEditCtrl(UINT id);
 
+    // Lets no more characters be typed into the edit control last prepared. Texts that are set may still be longer.
+    void LimitText(int most) const;
+
     // Tells the user why, moves the focus to the control last prepared, ends the exchange.
     [[noreturn]] void Fail(unsigned textId, const std::wstring& insert1 = {}, const std::wstring& insert2 = {});
 

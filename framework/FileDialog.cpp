@@ -22,8 +22,8 @@ INT_PTR CFileDialog::DoModal(HWND owner) {
     request.lpstrFilter = filter.c_str();
     request.lpstrFile = file.data();
     request.nMaxFile = static_cast<DWORD>(file.size());
-    request.Flags = OFN_EXPLORER | OFN_HIDEREADONLY | OFN_NOCHANGEDIR;
-    request.Flags |= kind_ == Kind::Open ? OFN_FILEMUSTEXIST | OFN_PATHMUSTEXIST : OFN_PATHMUSTEXIST;
+    const DWORD existing = kind_ == Kind::Open ? OFN_FILEMUSTEXIST | OFN_PATHMUSTEXIST : OFN_PATHMUSTEXIST;
+    request.Flags = OFN_EXPLORER | (flags_ ? flags_ : OFN_HIDEREADONLY | OFN_NOCHANGEDIR | existing);
     if (!show(&request)) return IDCANCEL;
     file.resize(file.find(L'\0'));
     path_ = std::move(file);

@@ -10,7 +10,9 @@ class CFileDialog {
     enum class Kind { Open, Save };
 
     // `filter`: pairs of name and pattern, each ended by "|", one more "|" at the end ("All Files (*.*)|*.*||").
-    CFileDialog(Kind kind, std::wstring filter) : kind_(kind), filter_(std::move(filter)) {}
+    // `flags` (OFN_…) 0: the usual ones of that kind.
+    CFileDialog(Kind kind, std::wstring filter, DWORD flags = 0)
+        : kind_(kind), filter_(std::move(filter)), flags_(flags) {}
 
     // IDOK or IDCANCEL (also when the dialog can't be shown).
     INT_PTR DoModal(HWND owner);
@@ -21,5 +23,6 @@ class CFileDialog {
   private:
     Kind kind_;
     std::wstring filter_;
+    DWORD flags_;
     std::wstring path_;
 };

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <wincrypt.h>
+#include <winsvc.h>
 
 #include "framework/UniqueHandle.h"
 
@@ -24,10 +25,22 @@ struct KernelHandlePolicy : NullPointerPolicy<HANDLE> {
 };
 using UniqueKernelHandle = UniqueHandle<KernelHandlePolicy>;
 
+struct FilePolicy {
+    using Handle = HANDLE;
+    static Handle null() noexcept { return INVALID_HANDLE_VALUE; }
+    static void close(Handle file) noexcept { CloseHandle(file); }
+};
+using UniqueFile = UniqueHandle<FilePolicy>;
+
 struct RegistryKeyPolicy : NullPointerPolicy<HKEY> {
     static void close(Handle key) noexcept { RegCloseKey(key); }
 };
 using UniqueRegistryKey = UniqueHandle<RegistryKeyPolicy>;
+
+struct ServicePolicy : NullPointerPolicy<SC_HANDLE> {
+    static void close(Handle service) noexcept { CloseServiceHandle(service); }
+};
+using UniqueService = UniqueHandle<ServicePolicy>;  // the service manager too
 
 struct IconPolicy : NullPointerPolicy<HICON> {
     static void close(Handle icon) noexcept { DestroyIcon(icon); }
@@ -70,7 +83,7 @@ struct CryptPolicy {
 };
 
 struct CryptKeyPolicy : CryptPolicy {
-    static void close(Handle key) noexcept { CryptDestroyKey(key); }
+    static bool close(Handle key) noexcept { return CryptDestroyKey(key) != FALSE; }
 };
 using UniqueCryptKey = UniqueHandle<CryptKeyPolicy>;
 
@@ -80,6 +93,6 @@ struct CryptHashPolicy : CryptPolicy {
 using UniqueCryptHash = UniqueHandle<CryptHashPolicy>;
 
 struct ProviderReferencePolicy : CryptPolicy {
-    static void close(Handle provider) noexcept { CryptReleaseContext(provider, 0); }
+    static bool close(Handle provider) noexcept { return CryptReleaseContext(provider, 0) != FALSE; }
 };
 using UniqueProviderReference = UniqueHandle<ProviderReferencePolicy>;

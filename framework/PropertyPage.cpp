@@ -88,10 +88,13 @@ HWND CPropertyPage::OnQueryInitialFocus() {
 }
 
 void CPropertyPage::OnAppeared() {
+    if (PropSheet_GetCurrentPageHwnd(GetParent()) != m_hWnd) return;  // the user has gone on already
     MoveFocusToInput();
-    if (std::exchange(shown_, true)) return;
-    RedrawWindow(GetParent(), nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
-    OnFirstShown();
+    // A page without a header that follows one with it is not painted whole by every system.
+    const UINT whole = m_psp.dwFlags & PSP_HIDEHEADER ? RDW_INVALIDATE | RDW_ERASE : 0;
+    RedrawWindow(GetParent(), nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN | whole);
+    if (!std::exchange(shown_, true)) OnFirstShown();
+    OnShown();
 }
 
 // Not every system's sheet asks for the initial focus. One that doesn't leaves it on the first tab stop, or on a

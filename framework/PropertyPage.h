@@ -37,8 +37,9 @@ class CPropertyPage : public CDialog {
     virtual bool OnApply();        // false: the sheet stays open and shows this page. Here: true
     virtual void OnReset() {}      // the sheet is cancelled
     virtual bool OnQueryCancel();  // false: the sheet stays open
-    // The page has been painted for the first time: the place for work that takes a moment.
+    // The page has been painted, for the first time or again: the places for work that takes a moment.
     virtual void OnFirstShown() {}
+    virtual void OnShown() {}
 
     // The control that has the focus when the page appears. Here: the first one that takes input, since a read-only
     // text may come before it.

@@ -1,5 +1,7 @@
 #include "framework/PropertySheet.h"
 
+#include <algorithm>
+
 #include "framework/Module.h"
 #include "framework/PropertyPage.h"
 
@@ -39,6 +41,11 @@ void CPropertySheet::SetWizard97(HBITMAP watermark, HBITMAP header) noexcept {
 
 void CPropertySheet::AddPage(CPropertyPage& page) {
     pages_.push_back(&page);
+}
+
+int CPropertySheet::GetPageIndex(const CPropertyPage& page) const noexcept {
+    const auto found = std::find(pages_.begin(), pages_.end(), &page);
+    return found == pages_.end() ? -1 : static_cast<int>(found - pages_.begin());
 }
 
 void CPropertySheet::AttachSheet(HWND window) {

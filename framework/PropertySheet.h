@@ -31,6 +31,10 @@ class CPropertySheet : public CWnd {
     // Pages stay the caller's and must outlive the sheet's run. A page that has no template is not shown.
     void AddPage(CPropertyPage& page);
 
+    // Positions are counted from 0; -1 for a page that isn't the sheet's.
+    int GetPageIndex(const CPropertyPage& page) const noexcept;
+    int GetPageCount() const noexcept { return static_cast<int>(pages_.size()); }
+
     // Runs the sheet until it is closed or ended: the value given to EndDialog, else IDOK (wizards: ID_WIZFINISH) or
     // IDCANCEL; -1 when the sheet couldn't be shown. PostNcDestroy has run when this returns, on every path, so the
     // object may be gone.

@@ -49,6 +49,13 @@ class UniqueHandle {
         Policy::close(old);
     }
 
+    // Closes what is held, and tells how that went, with its last error; true when nothing is held. For those who must
+    // report it; the policy's close returns it.
+    bool close() noexcept {
+        const Handle old = release();
+        return old == Policy::null() || Policy::close(old);
+    }
+
     // For functions that return a handle through a pointer. What was held is closed first.
     Handle* put() noexcept {
         reset();

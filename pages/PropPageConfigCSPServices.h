@@ -1,10 +1,19 @@
-// The wizards for private key containers, and saved passwords.
+// The wizards for private key containers, and saved passwords. The page stores nothing.
 #pragma once
 
-#include "pages/PropPageConfigPending.h"
-#include "resources/resource.h"
+#include "applet/services/PropPageConfigBase.h"
 
-class CPropPageConfigCSPServices : public CPropPageConfigPending {
+class CPropPageConfigCSPServices : public CPropPageConfigBase {
   public:
-    CPropPageConfigCSPServices() : CPropPageConfigPending(IDD_SERVICE) {}
+    CPropPageConfigCSPServices();
+
+  protected:
+    std::span<const Route> Routes() const override;
+
+  private:
+    // Runs a wizard over the page; what comes of it is the wizard's affair.
+    template <class Wizard>
+    void Run();
+
+    void OnDeletePasswords();
 };

@@ -13,7 +13,7 @@
 
 #include "framework/Handles.h"
 #include "resources/resource.h"
-#include "tests/support/DialogTemplate.h"
+#include "tests/support/DialogTexts.h"
 #include "tests/support/Directory.h"
 
 namespace {
@@ -71,14 +71,9 @@ std::map<UINT, std::wstring> ReadStrings(WORD language) {
     return strings;
 }
 
-bool Is(const DialogControl& control, const wchar_t* className) {
-    return lstrcmpiW(control.className.c_str(), className) == 0;
-}
-bool IsLabel(const DialogControl& control) {
-    return Is(control, WC_STATICW) && (control.style & SS_TYPEMASK) == SS_LEFT;
-}
-bool IsFrame(const DialogControl& control) {
-    return Is(control, WC_BUTTONW) && (control.style & BS_TYPEMASK) == BS_GROUPBOX;
+// A radio button, which labels the edit that it enables.
+bool IsChoice(const DialogControl& control) {
+    return Is(control, WC_BUTTONW) && (control.style & BS_TYPEMASK) == BS_AUTORADIOBUTTON;
 }
 
 testing::Message Name(const Dialog& dialog, const DialogControl& control) {
@@ -88,7 +83,9 @@ testing::Message Name(const Dialog& dialog, const DialogControl& control) {
 
 TEST(Resources, DialogsAreTheSameInBothLanguages) {
     for (const int page :
-         {IDD_GENERAL, IDD_HARDWARE, IDD_SERVICE, IDD_ADVANCED, IDD_ALGORITHMS, IDD_SECURITY, IDD_WINLOGON, IDD_TLS})
+         {IDD_GENERAL, IDD_HARDWARE, IDD_SERVICE, IDD_ADVANCED, IDD_ALGORITHMS, IDD_SECURITY, IDD_WINLOGON, IDD_TLS,
+          IDD_SELECT_CONTAINER, IDD_CHECK_REPORT, IDD_DELETE_PASSWORDS, IDD_TIMEOUT, IDD_INSTALL_WELCOME,
+          IDD_SELECT_FILE, IDD_SELECT_CERTIFICATE, IDD_SELECT_STORE, IDD_INSTALL_FINISH})
         EXPECT_FALSE(Resource(RT_DIALOG, static_cast<WORD>(page), kEnglish).empty()) << page;
     const auto& dialogs = ReadDialogs();
     const std::size_t half = dialogs.size() / 2;
@@ -106,14 +103,21 @@ TEST(Resources, DialogsAreTheSameInBothLanguages) {
     }
 }
 
-TEST(Resources, PagesHaveOneSizeAndTheShellFont) {
+// Sizes of wizards' pages, with and without a header.
+constexpr std::pair<int, int> kWizardPages[] = {{317, 143}, {317, 193}};
+
+bool IsWizardPage(const Dialog& dialog) {
+    return std::ranges::count(kWizardPages, std::pair<int, int>(dialog.cx, dialog.cy)) != 0;
+}
+
+TEST(Resources, PagesHaveTheirSizesAndTheShellFont) {
     std::set<std::pair<int, int>> sizes;
     for (const Dialog& dialog : ReadDialogs()) {
         EXPECT_EQ(dialog.style & DS_SHELLFONT, DWORD{DS_SHELLFONT}) << dialog.id;
         EXPECT_EQ(dialog.face, L"MS Shell Dlg 2") << dialog.id;
         EXPECT_EQ(dialog.pointSize, 8) << dialog.id;
         if ((dialog.style & WS_CHILD) == 0) continue;
-        sizes.insert({dialog.cx, dialog.cy});
+        if (!IsWizardPage(dialog)) sizes.insert({dialog.cx, dialog.cy});
         EXPECT_FALSE(dialog.title.empty()) << dialog.id;
     }
     EXPECT_EQ(sizes.size(), 1u);
@@ -132,7 +136,8 @@ TEST(Resources, ControlsLieInTheirDialogApartAndBehindTheirLabels) {
                         control.y + control.cy <= dialog.cy - margin)
                 << Name(dialog, control);
             if (list || combo || Is(control, WC_EDITW)) {
-                EXPECT_TRUE(before && !before->text.empty() && (IsLabel(*before) || (list && IsFrame(*before))))
+                EXPECT_TRUE(before && !before->text.empty() &&
+                            (IsLabel(*before) || IsChoice(*before) || (list && IsFrame(*before))))
                     << Name(dialog, control) << "has no label before it";
             }
             before = &whole;
@@ -146,48 +151,33 @@ TEST(Resources, ControlsLieInTheirDialogApartAndBehindTheirLabels) {
     }
 }
 
-// The letter after the ampersand, in upper case; 0 when there is none.
-wchar_t AccessKey(const DialogControl& control) {
-    if (Is(control, WC_STATICW) && (control.style & SS_NOPREFIX) != 0) return L'\0';
-    std::wstring text = control.text;
-    CharUpperW(text.data());
-    std::size_t at = text.find(L'&');
-    while (at != text.npos && text[at + 1] == L'&') at = text.find(L'&', at + 2);
-    return at == text.npos ? L'\0' : text[at + 1];
-}
-
 TEST(Resources, AccessKeysAreUnique) {
     std::set<std::tuple<WORD, WORD, wchar_t>> repeated;
     for (const Dialog& dialog : ReadDialogs()) {
         std::set<wchar_t> taken;
-        if ((dialog.style & WS_CHILD) != 0) taken = {L'A', L'\u041F', L'\u041C'};  // the sheet's Apply, both languages
+        // The sheet's own buttons, in both languages: Apply; Back, Next, Finish.
+        if (IsWizardPage(dialog)) {
+            taken = {L'B', L'N', L'F', L'\u041D', L'\u0414', L'\u0413'};
+        } else if ((dialog.style & WS_CHILD) != 0) {
+            taken = {L'A', L'\u041F', L'\u041C'};
+        }
         for (const DialogControl& control : dialog.controls) {
             const wchar_t key = AccessKey(control);
             if (key != L'\0' && !taken.insert(key).second) repeated.insert({dialog.language, dialog.id, key});
         }
     }
-    // Two English wordings are given and repeat a key; Windows then moves between the two on each press.
-    const decltype(repeated) given = {{kEnglish, IDD_SERVICE, L'H'}, {kEnglish, IDD_SECURITY, L'C'}};
+    // Some English wordings are given and repeat a key; Windows then moves between the two on each press.
+    const decltype(repeated) given = {{kEnglish, IDD_SERVICE, L'H'},
+                                      {kEnglish, IDD_SECURITY, L'C'},
+                                      {kEnglish, IDD_DELETE_PASSWORDS, L'U'},
+                                      {kEnglish, IDD_DELETE_PASSWORDS, L'P'},
+                                      {kEnglish, IDD_SELECT_FILE, L'N'},
+                                      {kEnglish, IDD_SELECT_CERTIFICATE, L'F'},
+                                      {kEnglish, IDD_SELECT_CERTIFICATE, L'I'},
+                                      {kEnglish, IDD_SELECT_CERTIFICATE, L'N'},
+                                      {kEnglish, IDD_SELECT_STORE, L'N'},
+                                      {kEnglish, IDD_SELECT_STORE, L'U'}};
     EXPECT_EQ(repeated, given);
-}
-
-// Whether a text fits in the font and at the resolution of the device context, with a tenth more than it needs, since
-// fonts differ between systems.
-bool Fits(const DialogControl& control, HDC dc, int dpi) {
-    TEXTMETRICW metric{};
-    GetTextMetricsW(dc, &metric);
-    SIZE alphabet{};
-    GetTextExtentPoint32W(dc, L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", 52, &alphabet);
-    const int baseX = (alphabet.cx / 26 + 1) / 2;  // what dialog units are counted in
-    const bool label = IsLabel(control), plain = (control.style & BS_TYPEMASK) <= BS_DEFPUSHBUTTON;
-    // Not the text's: a button's edges; a box with its gap, or a frame's corners.
-    const int decoration = label ? 0 : MulDiv(plain ? 10 : 18, dpi, 96);
-    const LONG width = (MulDiv(control.cx, baseX, 4) - decoration) * 10 / 11;
-    UINT flags = DT_CALCRECT | (label && control.cy >= 16 ? DT_WORDBREAK : DT_SINGLELINE);
-    if (label && (control.style & SS_NOPREFIX) != 0) flags |= DT_NOPREFIX;
-    RECT need{0, 0, width, 0};
-    DrawTextW(dc, control.text.c_str(), -1, &need, flags);
-    return need.right <= width && need.bottom <= MulDiv(control.cy, metric.tmHeight, 8);
 }
 
 TEST(Resources, TextsFitTheirControls) {

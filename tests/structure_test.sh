@@ -13,7 +13,7 @@ declare -A may=(
   [applet]='pages wizards applet/services csp framework resources'
   [softcsp]=''
   [tools]=''
-  [bench]='tools csp resources'
+  [bench]='tools csp resources softcsp'
 )
 
 room_of() {

@@ -12,6 +12,8 @@
 class ProcessCaches {
   public:
     ProductLibrary support{L"kvsuprt.dll"};
+    ProductLibrary readers{L"kvrdr.dll"};
+    ProductLibrary random{L"kvrndm.dll"};
 
     // The name that message boxes and the configuration sheet are captioned with (DisplayName.h).
     std::wstring displayName;

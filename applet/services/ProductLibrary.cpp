@@ -40,6 +40,12 @@ class QuietErrors {
     DWORD previous_ = 0;
 };
 
+HMODULE Load(const wchar_t* file, DWORD search) noexcept {
+    const QuietErrors quiet;
+    const ActivationScope context(Caches().ModuleContext());
+    return LoadLibraryExW(file, nullptr, search);
+}
+
 }  // namespace
 
 std::wstring ResolveProductLibrary(const std::wstring& fileName) {
@@ -57,10 +63,15 @@ std::wstring ResolveProductLibrary(const std::wstring& fileName) {
 
 HMODULE LoadProductLibrary(const wchar_t* fileName) {
     const std::wstring path = ResolveProductLibrary(fileName);
-    const QuietErrors quiet;
-    const ActivationScope context(Caches().ModuleContext());
-    if (path.empty()) return LoadLibraryExW(fileName, nullptr, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
-    return LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+    if (path.empty()) return Load(fileName, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+    return Load(path.c_str(), LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+}
+
+// The system's own search would go on to the current directory and the PATH, where anyone may have put something. The
+// product's directory, which may stand in the PATH, is tried instead.
+HMODULE LoadLibraryByName(const wchar_t* fileName) {
+    const HMODULE module = Load(fileName, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+    return module ? module : LoadProductLibrary(fileName);
 }
 
 DWORD ProductLibrary::Load() noexcept {

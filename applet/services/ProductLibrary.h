@@ -20,6 +20,10 @@ std::wstring ResolveProductLibrary(const std::wstring& fileName);
 // this module's activation context is active meanwhile. The caller owns a reference to the module.
 HMODULE LoadProductLibrary(const wchar_t* fileName);
 
+// Loads a library by its bare name from the system's safe directories, wherever the product's installer put it; from
+// its resolved path when it lies in none of them. Otherwise as LoadProductLibrary.
+HMODULE LoadLibraryByName(const wchar_t* fileName);
+
 // The binding record of one library: module, reference count, entry points found so far. Used by one thread.
 class ProductLibrary {
   public:
@@ -56,4 +60,20 @@ class ProductLibrary {
     DWORD references_ = 0;
     std::array<Entry, 32> entries_{};  // as many as any of the libraries has functions in use
     size_t used_ = 0;
+};
+
+// A reference on a library of the product while the object lives, taken by the library's own pair of functions.
+template <DWORD (*Load)() noexcept, void (*Release)() noexcept>
+class LibraryReference {
+  public:
+    LibraryReference() noexcept : loaded_(Load() == 0) {}
+    ~LibraryReference() {
+        if (loaded_) Release();
+    }
+    LibraryReference(const LibraryReference&) = delete;
+    LibraryReference& operator=(const LibraryReference&) = delete;
+    explicit operator bool() const noexcept { return loaded_; }
+
+  private:
+    bool loaded_;
 };

@@ -67,6 +67,70 @@ DWORD support_registry_check_access(const wchar_t* path, DWORD* rights) noexcept
     return Call<DWORD(const wchar_t*, DWORD*)>("support_registry_check_access", path, rights);
 }
 
+DWORD support_registry_search_open(const wchar_t* path, HANDLE* search) noexcept {
+    return Call<DWORD(const wchar_t*, HANDLE*)>("support_registry_search_open", path, search);
+}
+
+DWORD support_registry_search_next(HANDLE search, HANDLE* value) noexcept {
+    return Call<DWORD(HANDLE, HANDLE*)>("support_registry_search_next", search, value);
+}
+
+DWORD support_registry_search_close(HANDLE search) noexcept {
+    return Call<DWORD(HANDLE)>("support_registry_search_close", search);
+}
+
+DWORD support_registry_value_name(HANDLE value, DWORD* length, wchar_t* buffer) noexcept {
+    return Call<DWORD(HANDLE, DWORD*, wchar_t*)>("support_registry_value_name", value, length, buffer);
+}
+
+DWORD support_registry_find(const wchar_t* path, HANDLE* value) noexcept {
+    return Call<DWORD(const wchar_t*, HANDLE*)>("support_registry_find", path, value);
+}
+
+DWORD support_registry_value_long(HANDLE value, LONG* number) noexcept {
+    return Call<DWORD(HANDLE, LONG*)>("support_registry_value_long", value, number);
+}
+
+DWORD support_registry_value_free(HANDLE value) noexcept {
+    return Call<DWORD(HANDLE)>("support_registry_value_free", value);
+}
+
+DWORD supsys_register_all(ReaderRegistration* registration) noexcept {
+    return Call<DWORD(ReaderRegistration*)>("supsys_register_all", registration);
+}
+
+DWORD supsys_unregister_all(ReaderRegistration* registration, DWORD final) noexcept {
+    return Call<DWORD(ReaderRegistration*, DWORD)>("supsys_unregister_all", registration, final);
+}
+
+DWORD supsys_find_open(ReaderRegistration* registration, HANDLE* search) noexcept {
+    return Call<DWORD(ReaderRegistration*, HANDLE*)>("supsys_find_open", registration, search);
+}
+
+DWORD supsys_find_next(HANDLE search, HANDLE* reader) noexcept {
+    return Call<DWORD(HANDLE, HANDLE*)>("supsys_find_next", search, reader);
+}
+
+DWORD supsys_find_close(HANDLE search) noexcept {
+    return Call<DWORD(HANDLE)>("supsys_find_close", search);
+}
+
+DWORD supsys_context_free(HANDLE reader) noexcept {
+    return Call<DWORD(HANDLE)>("supsys_context_free", reader);
+}
+
+DWORD supsys_nickname(HANDLE reader, DWORD* length, wchar_t* buffer) noexcept {
+    return Call<DWORD(HANDLE, DWORD*, wchar_t*)>("supsys_nickname", reader, length, buffer);
+}
+
+DWORD supsys_connect_current(HANDLE reader, DWORD* length, wchar_t* buffer) noexcept {
+    return Call<DWORD(HANDLE, DWORD*, wchar_t*)>("supsys_connect_current", reader, length, buffer);
+}
+
+DWORD supsys_register_name(HANDLE reader, DWORD* length, wchar_t* buffer) noexcept {
+    return Call<DWORD(HANDLE, DWORD*, wchar_t*)>("supsys_register_name", reader, length, buffer);
+}
+
 DWORD support_wnd_language_get() noexcept {
     return Call<DWORD()>("support_wnd_language_get");
 }
@@ -80,4 +144,11 @@ DWORD support_wnd_language_done() noexcept {
 bool MayWrite(const wchar_t* path) noexcept {
     DWORD rights = kRightWrite;
     return support_registry_check_access(path, &rights) == 0 && (rights & kRightWrite) != 0;
+}
+
+LONG FindLong(const wchar_t* path, LONG missing) noexcept {
+    UniqueSupportValue value;
+    LONG number = missing;
+    if (support_registry_find(path, value.put()) != 0) return missing;
+    return support_registry_value_long(value.get(), &number) == 0 ? number : missing;
 }

@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "applet/services/ProductLibrary.h"
+#include "framework/Handles.h"
 
 // Rights of support_registry_check_access. The caller asks for some; those that are granted are left.
 constexpr DWORD kRightWrite = 2;
@@ -37,6 +38,40 @@ DWORD support_registry_delete_param(const wchar_t* path) noexcept;
 DWORD support_registry_delete_section(const wchar_t* path) noexcept;  // with all that is in it
 DWORD support_registry_check_access(const wchar_t* path, DWORD* rights) noexcept;
 
+// The entries of a section as they were when the search was opened: value objects, which the caller frees. Searches are
+// closed by the caller. After the last entry the next one is ERROR_NO_MORE_ITEMS.
+DWORD support_registry_search_open(const wchar_t* path, HANDLE* search) noexcept;
+DWORD support_registry_search_next(HANDLE search, HANDLE* value) noexcept;
+DWORD support_registry_search_close(HANDLE search) noexcept;
+DWORD support_registry_value_name(HANDLE value, DWORD* length, wchar_t* buffer) noexcept;  // without the section's path
+
+// One parameter as a value object, which the caller frees.
+DWORD support_registry_find(const wchar_t* path, HANDLE* value) noexcept;
+DWORD support_registry_value_long(HANDLE value, LONG* number) noexcept;
+DWORD support_registry_value_free(HANDLE value) noexcept;
+
+// A registration of readers. supsys_register_all makes readers known to it; supsys_unregister_all with `final` not 0
+// ends it and takes back what rdr_register_start (ReaderLibrary.h) put in.
+struct ReaderRegistration {
+    DWORD size = sizeof(ReaderRegistration);  // the libraries check it
+    void* context = nullptr;                  // theirs
+};
+static_assert(sizeof(ReaderRegistration) == 16);
+
+DWORD supsys_register_all(ReaderRegistration* registration) noexcept;
+DWORD supsys_unregister_all(ReaderRegistration* registration, DWORD final) noexcept;
+
+// A search through the readers, which the caller closes; readers that it finds the caller frees.
+DWORD supsys_find_open(ReaderRegistration* registration, HANDLE* search) noexcept;
+DWORD supsys_find_next(HANDLE search, HANDLE* reader) noexcept;  // fails after the last
+DWORD supsys_find_close(HANDLE search) noexcept;
+DWORD supsys_context_free(HANDLE reader) noexcept;
+
+// What kind a reader is, which one of its kind (may be empty), and its name as shown to the user.
+DWORD supsys_nickname(HANDLE reader, DWORD* length, wchar_t* buffer) noexcept;
+DWORD supsys_connect_current(HANDLE reader, DWORD* length, wchar_t* buffer) noexcept;
+DWORD supsys_register_name(HANDLE reader, DWORD* length, wchar_t* buffer) noexcept;
+
 // The language id is in the low 16 bits. Use UserLanguage (Language.h), which knows what to do without the library.
 DWORD support_wnd_language_get() noexcept;
 DWORD support_wnd_language_update() noexcept;
@@ -44,6 +79,19 @@ DWORD support_wnd_language_done() noexcept;
 
 // Whether `path` may be changed by this user.
 bool MayWrite(const wchar_t* path) noexcept;
+
+struct SupportValuePolicy : NullPointerPolicy<HANDLE> {
+    static void close(Handle value) noexcept { support_registry_value_free(value); }
+};
+using UniqueSupportValue = UniqueHandle<SupportValuePolicy>;
+
+struct SupportSearchPolicy : NullPointerPolicy<HANDLE> {
+    static void close(Handle search) noexcept { support_registry_search_close(search); }
+};
+using UniqueSupportSearch = UniqueHandle<SupportSearchPolicy>;
+
+// The number at `path`; `missing` when there is none, or what is there isn't a number.
+LONG FindLong(const wchar_t* path, LONG missing) noexcept;
 
 // Reads a text that takes two calls, the first for its length. `call(buffer, length)` is one of the functions above
 // with its other arguments bound. On failure `text` stays as it was.

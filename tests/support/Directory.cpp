@@ -31,7 +31,11 @@ std::wstring TemporaryDirectory::Take(const wchar_t* fileName) const {
 }
 
 unsigned RunTool(const std::wstring& arguments, std::string* output) {
-    std::wstring command = L"\"" + ProgramDirectory() + L"softcsp.exe\" " + arguments;
+    return RunProgram(L"softcsp.exe", arguments, output);
+}
+
+unsigned RunProgram(const wchar_t* fileName, const std::wstring& arguments, std::string* output) {
+    std::wstring command = L"\"" + ProgramDirectory() + fileName + L"\" " + arguments;
     HANDLE read = nullptr, write = nullptr;
     SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
     if (output != nullptr &&

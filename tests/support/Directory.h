@@ -23,5 +23,8 @@ class TemporaryDirectory {
     std::wstring path_;
 };
 
-// Runs softcsp.exe with these arguments and waits for it; its exit code, and what it wrote (UTF-8).
+// Runs a program that lies beside the running test and waits for it; its exit code, and what it wrote (UTF-8).
+unsigned RunProgram(const wchar_t* fileName, const std::wstring& arguments, std::string* output = nullptr);
+
+// The same for softcsp.exe.
 unsigned RunTool(const std::wstring& arguments, std::string* output = nullptr);

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "tests/support/ImportPatch.h"
+#include "tests/support/LibraryFunction.h"
 
 namespace {
 
@@ -18,7 +19,7 @@ using Word = ULONG_PTR;
 using Arguments = std::array<Word, 12>;
 using Raw = Word WINAPI(Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word);
 
-constexpr std::size_t kMostFunctions = 64;
+constexpr std::size_t kMostFunctions = 128;
 constexpr DWORD kRubbish = 0xBAD;  // in the last error after what succeeds
 
 struct Holding {
@@ -29,6 +30,8 @@ struct Holding {
 
 struct State {
     std::array<std::unique_ptr<ImportPatch>, kMostFunctions> patches;
+    std::array<std::unique_ptr<LibraryFunction>, kMostFunctions> lookUps;
+    std::array<Raw*, kMostFunctions> originals{};
     DWORD thread = 0;  // whose calls count; 0 while no run goes on
     std::size_t calls = 0;
     Fault fault;
@@ -44,13 +47,13 @@ std::string Described(Owned kind, const Holding& holding) {
 }
 
 Word CallOriginal(std::size_t index, const Arguments& a) {
-    const auto original = state->patches[index]->Original<Raw>();
-    return original(a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7], a[8], a[9], a[10], a[11]);
+    return state->originals[index](a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7], a[8], a[9], a[10], a[11]);
 }
 
 bool HasFailed(Fails fails, Word result) {
     if (fails == Fails::WithNull) return result == 0;
     if (fails == Fails::WithFalse) return static_cast<DWORD>(result) == 0;
+    if (fails == Fails::WithInvalidHandle) return result == ~Word{0};
     return fails == Fails::WithCode && static_cast<DWORD>(result) != ERROR_SUCCESS;
 }
 
@@ -91,6 +94,7 @@ Word Fail(const SystemFunction& function, const Arguments& arguments) {
         state->fault.error = function.error;
     }
     SetLastError(function.error);
+    if (function.fails == Fails::WithInvalidHandle) return ~Word{0};
     return function.fails == Fails::WithCode ? function.error : 0;
 }
 
@@ -132,6 +136,18 @@ constexpr std::array<Raw*, sizeof...(indices)> Entries(std::index_sequence<indic
 }
 constexpr auto kEntries = Entries(std::make_index_sequence<kMostFunctions>());
 
+bool IsLookedUp(const SystemFunction& function) {
+    return function.library == kSupportLibrary || function.library == kVersionLibrary ||
+           function.library == kImageLibrary;
+}
+
+void IncludeLookUp(std::size_t index) {
+    const char* name = SystemFunctions()[index].name;
+    const HMODULE library = LoadLibraryA(SystemFunctions()[index].library);  // for good
+    state->originals[index] = reinterpret_cast<Raw*>(reinterpret_cast<void*>(GetProcAddress(library, name)));
+    state->lookUps[index] = std::make_unique<LibraryFunction>(name, kEntries.at(index));
+}
+
 std::string Named(const Fault& fault) {
     if (fault.point == Fault::kNone) return "no fault: ";
     return "point " + std::to_string(fault.point) + (fault.onwards ? " onwards" : "") + ", " + fault.function + ": ";
@@ -139,12 +155,18 @@ std::string Named(const Fault& fault) {
 
 }  // namespace
 
-FaultInjection::FaultInjection(HMODULE module) {
+FaultInjection::FaultInjection(HMODULE module, Support support) {
     state = new State;
     const auto functions = SystemFunctions();
     for (std::size_t i = 0; i < functions.size(); ++i) {
+        if (IsLookedUp(functions[i])) {
+            if (support == Support::Included) IncludeLookUp(i);
+            continue;
+        }
         auto patch = std::make_unique<ImportPatch>(module, functions[i].name, kEntries.at(i));
-        if (patch->Found()) state->patches[i] = std::move(patch);
+        if (!patch->Found()) continue;
+        state->originals[i] = patch->Original<Raw>();
+        state->patches[i] = std::move(patch);
     }
 }
 

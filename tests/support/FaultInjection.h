@@ -33,8 +33,12 @@ class FaultInjection {
         bool AllSurvived() const { return points > 0 && survived == points && problems.empty(); }
     };
 
+    // The support library isn't imported but looked up. When it is `Included`, the running program's look-ups of its
+    // known functions are patched too; the test forgets what was looked up before, and again after the end.
+    enum class Support { Left, Included };
+
     // `module` nullptr: the running program. What it imports of the known functions is patched until the end.
-    explicit FaultInjection(HMODULE module = nullptr);
+    explicit FaultInjection(HMODULE module = nullptr, Support support = Support::Left);
     ~FaultInjection();
     FaultInjection(const FaultInjection&) = delete;
     FaultInjection& operator=(const FaultInjection&) = delete;

@@ -24,7 +24,7 @@ bool IsMessageBox(HWND window) {
 }
 
 BOOL CALLBACK TakeDialog(HWND window, LPARAM found) {
-    if (!IsWindowVisible(window) || !IsDialog(window) || IsMessageBox(window)) return TRUE;
+    if (!IsWindowVisible(window) || !IsWindowEnabled(window) || !IsDialog(window) || IsMessageBox(window)) return TRUE;
     *reinterpret_cast<HWND*>(found) = window;
     return FALSE;
 }

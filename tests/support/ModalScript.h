@@ -69,7 +69,7 @@ bool ApplyEnabled(HWND sheet);
 // These are posted; their effect is there in the next step.
 void Press(HWND sheet, int button);  // PSBTN_…
 
-// The frontmost visible property sheet or dialog of this thread that isn't a message box.
+// The frontmost property sheet or dialog of this thread that takes input and isn't a message box.
 HWND Current();
 
 }  // namespace Ui

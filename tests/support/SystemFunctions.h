@@ -6,11 +6,31 @@
 #include <span>
 
 // What a function returns when it fails.
-enum class Fails { Never, WithFalse, WithNull, WithCode };
+enum class Fails { Never, WithFalse, WithNull, WithCode, WithInvalidHandle };
 
-enum class Owned { Nothing, Provider, Key, Hash, Certificate, Store, RegistryKey, Module, Gdi };
-constexpr const char* kOwnedNames[] = {"",      "provider",     "key",    "hash",      "certificate",
-                                       "store", "registry key", "module", "GDI object"};
+enum class Owned {
+    Nothing,
+    Provider,
+    Key,
+    Hash,
+    Certificate,
+    Store,
+    RegistryKey,
+    Module,
+    Gdi,
+    Service,
+    Value,
+    View,
+    Image
+};
+constexpr const char* kOwnedNames[] = {"",      "provider",     "key",    "hash",       "certificate",
+                                       "store", "registry key", "module", "GDI object", "service",
+                                       "value", "view",         "image"};
+
+// Libraries whose functions are looked up instead of imported: the product's own, and the system's for versions and
+// images.
+inline constexpr char kSupportLibrary[] = "kvsuprt.dll", kVersionLibrary[] = "version.dll",
+                      kImageLibrary[] = "imagehlp.dll";
 
 // Where a handle is: an argument's number from 0, or one of these.
 constexpr int kNowhere = -1;

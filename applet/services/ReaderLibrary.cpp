@@ -1,0 +1,22 @@
+#include "applet/services/ReaderLibrary.h"
+
+#include "applet/services/ProcessCaches.h"
+
+DWORD LoadReaderLibrary() noexcept {
+    return Caches().readers.Load();
+}
+void ReleaseReaderLibrary() noexcept {
+    Caches().readers.Release();
+}
+
+DWORD rdr_wnd_configure(const ReaderWindowRequest* request) noexcept {
+    return Caches().readers.Call<DWORD(const ReaderWindowRequest*)>("rdr_wnd_configure", request);
+}
+
+DWORD rdr_media_wnd_configure(const ReaderWindowRequest* request) noexcept {
+    return Caches().readers.Call<DWORD(const ReaderWindowRequest*)>("rdr_media_wnd_configure", request);
+}
+
+DWORD rdr_register_start(ReaderRegistration* registration) noexcept {
+    return Caches().readers.Call<DWORD(ReaderRegistration*)>("rdr_register_start", registration);
+}

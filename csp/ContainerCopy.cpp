@@ -1,0 +1,171 @@
+#include "csp/ContainerCopy.h"
+
+#include <algorithm>
+
+#include "csp/ContainerExtensionEnum.h"
+#include "csp/ExtensionRecord.h"
+#include "csp/FirstFailure.h"
+#include "csp/KeyTransfer.h"
+#include "csp/ProviderParameters.h"
+
+namespace {
+
+constexpr ALG_ID kSessionKeyAlgorithm = 0x661E;
+constexpr std::size_t kUsualIdentifier = 64;  // bytes
+
+class Reading {
+  public:
+    Reading(HCRYPTPROV source, ContainerCopy& copy) noexcept : source_(source), copy_(copy) {}
+
+    HRESULT Run() {
+        UniqueCryptKey sessionKey;
+        if (ReadSet(kParameterDigestSet, copy_.digestSet) && ReadSet(kParameterCipherSet, copy_.cipherSet) &&
+            calls_.Went(ReadExtensions()) &&
+            calls_.Did(CryptGenKey(source_, kSessionKeyAlgorithm, CRYPT_EXPORTABLE, sessionKey.put())) &&
+            calls_.Went(TransferKey(sessionKey.get(), source_, copy_.verification.get(), copy_.sessionKey)) &&
+            calls_.Went(ReadKey(AT_KEYEXCHANGE, sessionKey.get(), copy_.exchange)))
+            calls_.Went(ReadKey(AT_SIGNATURE, sessionKey.get(), copy_.signature));
+        return calls_.Result();
+    }
+
+  private:
+    bool ReadSet(DWORD parameter, std::string& identifier) {
+        Bytes bytes;
+        if (!calls_.Did(AskWithRoom(kUsualIdentifier,
+                                    [&](BYTE* data, DWORD* length) {
+                                        return CryptGetProvParam(source_, parameter, data, length, 0);
+                                    }),
+                        bytes))
+            return false;
+        identifier.assign(bytes.begin(), bytes.end());
+        if (!identifier.empty() && identifier.back() == '\0') identifier.pop_back();
+        return true;
+    }
+
+    HRESULT ReadExtensions() {
+        copy_.extensions.clear();
+        Vestra::CSaveContainerExtensionsEnum saving(copy_.extensions);
+        const HRESULT result = EnumContainerExtensions(source_, saving);
+        return SUCCEEDED(result) && saving.Failed() ? E_FAIL : result;
+    }
+
+    // A key that isn't there is left out.
+    HRESULT ReadKey(DWORD keySpec, HCRYPTKEY sessionKey, CopiedKey& copied) const {
+        if (!copied.blob.empty() || !copied.certificate.empty()) return E_FAIL;
+        FirstFailure calls;
+        UniqueCryptKey key;
+        CopiedKey read;
+        if (calls.Did(CryptGetUserKey(source_, keySpec, key.put())) &&
+            calls.Did(ExportKey(key.get(), sessionKey, PRIVATEKEYBLOB), read.blob) &&
+            ReadCertificate(key.get(), read.certificate, calls))
+            copied = std::move(read);
+        return calls.Result() == NTE_NO_KEY ? S_OK : calls.Result();
+    }
+
+    // Whatever keeps the provider from telling its length, there is none.
+    static bool ReadCertificate(HCRYPTKEY key, Bytes& certificate, FirstFailure& calls) {
+        DWORD length = 0;
+        if (!CryptGetKeyParam(key, KP_CERTIFICATE, nullptr, &length, 0) || length == 0) return true;
+        certificate.resize(length);
+        if (!calls.Did(CryptGetKeyParam(key, KP_CERTIFICATE, certificate.data(), &length, 0))) return false;
+        certificate.resize(std::min<std::size_t>(length, certificate.size()));
+        return true;
+    }
+
+    HCRYPTPROV source_;
+    ContainerCopy& copy_;
+    FirstFailure calls_;
+};
+
+// What kParameterAddExtension takes.
+struct ExtensionRequest {
+    const char* identifier;
+    DWORD critical;
+    DWORD length;  // of the value, bytes
+    const BYTE* value;
+};
+static_assert(sizeof(ExtensionRequest) == 24);
+
+class Writing {
+  public:
+    Writing(const ContainerCopy& copy, HCRYPTPROV target) noexcept : copy_(copy), target_(target) {}
+
+    HRESULT Run() {
+        UniqueCryptKey sessionKey;
+        if (WriteSet(kParameterDigestSet, copy_.digestSet) && WriteSet(kParameterCipherSet, copy_.cipherSet) &&
+            MoveSessionKey(sessionKey) && WriteKey(copy_.exchange, sessionKey.get()) &&
+            WriteKey(copy_.signature, sessionKey.get()))
+            WriteExtensions();
+        return calls_.Result();
+    }
+
+  private:
+    bool WriteSet(DWORD parameter, const std::string& identifier) {
+        return identifier.empty() ||
+               calls_.Did(CryptSetProvParam(target_, parameter, reinterpret_cast<const BYTE*>(identifier.c_str()), 0));
+    }
+
+    // A duplicate goes on the way, since that changes a key.
+    bool MoveSessionKey(UniqueCryptKey& moved) {
+        UniqueCryptKey duplicate;
+        return calls_.Did(CryptDuplicateKey(copy_.sessionKey.get(), nullptr, 0, duplicate.put())) &&
+               calls_.Went(TransferKey(duplicate.get(), copy_.verification.get(), target_, moved));
+    }
+
+    bool WriteKey(const CopiedKey& copied, HCRYPTKEY sessionKey) {
+        UniqueCryptKey key;
+        if (copied.blob.empty()) return true;
+        if (!calls_.Did(ImportKey(target_, copied.blob, sessionKey, key))) return false;
+        return copied.certificate.empty() ||
+               calls_.Did(CryptSetKeyParam(key.get(), KP_CERTIFICATE, copied.certificate.data(), 0));
+    }
+
+    void WriteExtensions() {
+        for (const Bytes& bytes : copy_.extensions) {
+            const auto record = ReadExtensionRecord(bytes.data(), bytes.size());
+            if (!calls_.Went(record ? S_OK : E_FAIL) || !WriteExtension(*record)) return;
+        }
+    }
+
+    bool WriteExtension(const ExtensionRecord& record) {
+        const ExtensionRequest request{record.identifier.data(), record.critical,
+                                       static_cast<DWORD>(record.value.size()), record.value.data()};
+        return calls_.Did(
+            CryptSetProvParam(target_, kParameterAddExtension, reinterpret_cast<const BYTE*>(&request), 0));
+    }
+
+    const ContainerCopy& copy_;
+    HCRYPTPROV target_;
+    FirstFailure calls_;
+};
+
+}  // namespace
+
+HRESULT ContainerCopy::Clear() noexcept {
+    digestSet.clear();
+    cipherSet.clear();
+    exchange = {};
+    signature = {};
+    extensions = {};
+    FirstFailure closing;
+    closing.Did(sessionKey.close());
+    closing.Did(verification.close());
+    return closing.Result();
+}
+
+Outcome ContainerCopy::OpenVerification(const wchar_t* provider, DWORD type) noexcept {
+    sessionKey.reset();
+    verification.reset();
+    HCRYPTPROV opened = 0;
+    const Outcome outcome = Taken(CryptAcquireContextW(&opened, nullptr, provider, type, CRYPT_VERIFYCONTEXT));
+    verification.reset(outcome.done ? opened : 0);
+    return outcome;
+}
+
+HRESULT ReadSourceContainer(HCRYPTPROV source, ContainerCopy& copy) {
+    return Reading(source, copy).Run();
+}
+
+HRESULT WriteTargetContainer(const ContainerCopy& copy, HCRYPTPROV target) {
+    return Writing(copy, target).Run();
+}

@@ -1,0 +1,43 @@
+#include "framework/Clipboard.h"
+
+#include <algorithm>
+
+#include "framework/Handles.h"
+
+namespace {
+
+struct GlobalMemoryPolicy : NullPointerPolicy<HGLOBAL> {
+    static void close(Handle memory) noexcept { GlobalFree(memory); }
+};
+using UniqueGlobalMemory = UniqueHandle<GlobalMemoryPolicy>;
+
+class OpenedClipboard {
+  public:
+    explicit OpenedClipboard(HWND owner) noexcept : open_(OpenClipboard(owner) != FALSE) {}
+    ~OpenedClipboard() {
+        if (open_) CloseClipboard();
+    }
+    OpenedClipboard(const OpenedClipboard&) = delete;
+    OpenedClipboard& operator=(const OpenedClipboard&) = delete;
+
+    explicit operator bool() const noexcept { return open_; }
+
+  private:
+    bool open_;
+};
+
+}  // namespace
+
+bool CopyToClipboard(HWND owner, std::wstring_view text) noexcept {
+    UniqueGlobalMemory memory(GlobalAlloc(GMEM_MOVEABLE, (text.size() + 1) * sizeof(wchar_t)));
+    if (!memory) return false;
+    auto* characters = static_cast<wchar_t*>(GlobalLock(memory.get()));
+    if (!characters) return false;
+    *std::copy(text.begin(), text.end(), characters) = L'\0';
+    GlobalUnlock(memory.get());
+
+    const OpenedClipboard clipboard(owner);
+    if (!clipboard || !EmptyClipboard() || !SetClipboardData(CF_UNICODETEXT, memory.get())) return false;
+    static_cast<void>(memory.release());  // the system's now
+    return true;
+}

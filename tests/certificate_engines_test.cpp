@@ -1,0 +1,193 @@
+// Certificate files, the search for containers and the installation without windows, with every call failing in turn.
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <set>
+
+#include "csp/CertificateFile.h"
+#include "csp/CertificateInstallation.h"
+#include "csp/ContainerCertificates.h"
+#include "csp/ContainerCopy.h"
+#include "csp/ContainerSearch.h"
+#include "csp/KeyLink.h"
+#include "csp/KeyMatch.h"
+#include "tests/support/Certificates.h"
+#include "tests/support/FaultInjection.h"
+#include "tests/support/Provider.h"
+
+namespace {
+
+using Text = std::wstring;
+
+int Held(const Text& path) {  // 2: several
+    const auto file = OpenCertificateFile(path);
+    return !file ? 0 : file->only ? 1 : 2;
+}
+
+TEST(CertificateFile, TellsWhatItHolds) {
+    const TemporaryDirectory directory;
+    const Text& here = directory.Path();
+    const std::string one = Read(kData + L"one.cer"), several = Read(kData + L"several.p7b"),
+                      lists = Read(kData + L"crl.p7b");
+    RunTool(L"create vt-file --keys xs");
+    RunTool(L"certificate vt-file vt-file --key s --format sst --out \"" + here + L"made.sst\"");
+    RunTool(L"remove vt-file");
+    const std::string store = Read(here + L"made.sst");
+    std::string noise(10 << 20, '\0');
+    std::generate(noise.begin(), noise.end(), std::mt19937());
+    const std::tuple<const wchar_t*, std::string, int> files[] = {
+        {L"base64.crt", one, 1},
+        {L"Имя %1.txt", Decoded(one), 1},
+        {L"single.der", Decoded(Read(kData + L"single.p7b")), 1},
+        {L"several.b64", several, 2},
+        {L"several.p7m", Decoded(several), 2},
+        {L"store", store, 2},
+        {L"empty-store", store.substr(0, 8) + std::string(12, '\0'), 0},
+        {L"lists.p7b", lists, 0},
+        {L"empty.cer", "", 0},
+        {L"half.cer", Decoded(one).substr(0, 200), 0},
+        {L"noise.cer", noise, 0},
+    };
+    for (const auto& [name, content, expected] : files) {
+        std::ofstream(std::filesystem::path(here + name), std::ios::binary) << content;
+        EXPECT_EQ(Held(here + name), expected) << testing::PrintToString(Text(name));
+    }
+    const Text locked = here + L"base64.crt", longest = here + Text(260 - here.size(), L'x');
+    const UniqueKernelHandle lock(CreateFileW(locked.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    for (const Text& path : {locked, longest, here, here + L"none", Text(L"?"), Text(L"NUL")})
+        EXPECT_EQ(Held(path), 0) << testing::PrintToString(path);
+}
+
+// Notes the steps; stops before the one of this number.
+struct Steps final : SearchProgress {
+    explicit Steps(std::size_t stop = 0) : stopAt(stop) {}
+    bool Searching(const Text& provider, const Text& container) override {
+        taken.push_back(container.empty() ? provider : container);
+        return taken.size() != stopAt;
+    }
+    std::vector<Text> taken;
+    std::size_t stopAt;
+};
+
+struct Answers final : ReplaceQuestion, ContainerNotices {
+    bool Replace() override { return asked = true; }
+    void Tell(ContainerNotice notice) override { told.insert(notice); }
+    bool asked = false;
+    std::set<ContainerNotice> told;
+};
+
+class CertificateEngines : public testing::Test {
+  protected:
+    ~CertificateEngines() override {
+        for (const wchar_t* name : {L"vt-a", L"vt-b", L"vt-c"}) RunTool(Text(L"remove ") + name);
+    }
+    CCryptProvContext& Open(const wchar_t* name, DWORD flags = 0) {
+        EXPECT_TRUE(context.Acquire(flags, name, kProvider75, 75)) << std::hex << GetLastError();
+        return context;
+    }
+    UniqueCertificate Certificate(const Text& container, const Text& key) {
+        const Text path = directory.Path() + L"key.cer";
+        RunTool(L"certificate " + container + L" --subject CN=VestraTest --key " + key + L" --out \"" + path + L"\"");
+        return std::move(OpenCertificateFile(path)->only);
+    }
+    static void Survive(const char* name, const std::function<void()>& run, const FaultInjection::Inspect& inspect) {
+        const auto figure = FaultInjection().Run(name, run, inspect);
+        EXPECT_TRUE(figure.AllSurvived()) << testing::PrintToString(figure.problems);
+    }
+    CCryptProvContext context;
+    TemporaryDirectory directory;
+    const KeptStores kept;
+};
+
+const SearchedProvider kProviders[] = {{kProvider71, 71}, {L"Nobody", 75}, {kProvider75, 75}};
+
+TEST_F(CertificateEngines, SearchInOrderUpToTheFirstMatch) {
+    for (const wchar_t* name : {L"vt-a", L"vt-b"})
+        RunTool(L"create " + Text(name) + L" --exportable --keys xs --certs none");
+    ContainerCopy copy;
+    copy.OpenVerification(kProvider75, 75);
+    ASSERT_EQ(ReadSourceContainer(Open(L"vt-b").Get(), copy), S_OK);
+    ASSERT_EQ(WriteTargetContainer(copy, Open(L"vt-c", kCopyTargetFlags | CRYPT_SILENT).Get()), S_OK);
+    copy.Clear();
+    for (const wchar_t* key : {L"x", L"s"}) {
+        const UniqueCertificate certificate = Certificate(L"vt-c", key);
+        const auto search = [&](Steps& steps, KeySet keySet = KeySet::User) {
+            return SearchContainers(kProviders, keySet, *certificate.get(), steps);
+        };
+        Steps all, none;
+        const SearchResult found = search(all);
+        EXPECT_TRUE(found.end == SearchEnd::Found && found.provider == 2 && found.container == L"vt-b");
+        EXPECT_TRUE(all.taken.front() == kProvider71 && all.taken.back() == L"vt-b" &&
+                    std::ranges::count(all.taken, L"vt-a") == 1 && std::ranges::count(all.taken, L"vt-c") == 0);
+        EXPECT_EQ(search(none, KeySet::Computer).end, SearchEnd::NotFound);
+        for (std::size_t at = 1; at <= all.taken.size(); ++at) {
+            Steps stopped(at);
+            EXPECT_TRUE(search(stopped).end == SearchEnd::Stopped && stopped.taken.size() == at);
+        }
+        EXPECT_EQ(FindMatchingKey(Open(L"vt-b").Get(), *certificate.get()), *key == L'x' ? 1u : 2u);
+        EXPECT_EQ(FindMatchingKey(Open(L"vt-a").Get(), *certificate.get()), 0u);
+        SearchResult result;
+        const auto again = [&] { result = search(none); };
+        Survive("search", again, [&](const Fault&) {
+            return result.end == SearchEnd::Found && result.container < L"vt-b" ? "a wrong one" : "";
+        });
+    }
+}
+
+TEST_F(CertificateEngines, SurviveEveryFault) {
+    RunTool(L"create vt-a --keys xs --chain 2 --subject CN=VestraTest");
+    const UniqueCertificate own = Certificate(L"vt-a", L"s");
+    Survive(
+        "certificate file", [] { OpenCertificateFile(kData + L"several.p7b"); }, [](const Fault&) { return ""; });
+
+    std::set<LinkFailure> failures;
+    std::string wrong;
+    bool installed = false;
+    const auto install = [&] {
+        installed = false;
+        const UniqueCertificate certificate(
+            CertCreateCertificateContext(kCertificateEncoding, own.get()->pbCertEncoded, own.get()->cbCertEncoded));
+        if (!certificate || !context.Acquire(0, L"vt-a", kProvider75, 75)) return;
+        const auto linked = LinkCertificate(*certificate.get(), {context.Get(), AT_SIGNATURE, KeySet::User, true});
+        context.Release();
+        failures.insert(linked.failure);
+        const UniqueCertificateStore store(OpenPersonalStore(KeySet::User));
+        Answers answers;
+        if (linked.failure == LinkFailure::None && store)
+            installed = AddToStore(store.get(), *certificate.get(), answers).done && !answers.asked;
+    };
+    Survive("link and installation", install, [&](const Fault& fault) {
+        const UniqueCertificate found = FindTestCertificate(SystemStore(L"My").get());
+        const auto link = found ? ReadKeyLink(*found.get()) : std::nullopt;
+        const bool linked = link && link->container == L"REGISTRY\\vt-a" && link->provider == kProvider75;
+        const std::string expected = installed ? "0|0|0|1|0|0|" : "0|0|0|0|0|0|", left = RemoveTestCertificates();
+        return left == expected && installed == linked && (installed || fault.point != Fault::kNone) ? "" : left;
+    });
+    EXPECT_EQ(failures.size(), 4u);
+    std::set<ContainerNotice> told;
+    const auto look = [&] {
+        installed = false, wrong.clear();
+        if (!context.Acquire(0, L"vt-a", kProvider75, 75)) return;
+        Answers answers;
+        KeyCertificates read;
+        UniqueCertificateStore chain;
+        const bool some = ReadKeyCertificates(context.Get(), KeySet::User, read, answers);
+        if (some != !!read.selected || some != !!read.store || (!some && answers.told.empty())) wrong = "untold";
+        const Outcome chained = ReadExtensionCertificates(context.Get(), chain),
+                      added = InstallExtensionCertificates(context.Get(), KeySet::User);
+        installed = added.done;
+        if ((!chained.done && !chained.error) || (!added.done && !added.error)) wrong = "a failure without a code";
+        told.merge(answers.told);
+        context.Release();
+    };
+    Survive("certificates in a container", look, [&](const Fault& fault) {
+        const std::string left = RemoveTestCertificates();
+        return (installed || fault.point == Fault::kNone) && left != "0|0|0|0|1|1|" ? left : wrong;
+    });
+    EXPECT_EQ(told.size(), 8u);
+}
+
+}  // namespace

@@ -1,0 +1,231 @@
+// The copy of containers by the software provider: nothing of a source gets lost, and nothing of its keys gets out.
+#include "csp/ContainerCopy.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "csp/ContainerCheck.h"
+#include "csp/FirstFailure.h"
+#include "softcsp/container/ContainerStore.h"
+#include "tests/support/CryptCalls.h"
+#include "tests/support/FaultInjection.h"
+#include "tests/support/Provider.h"
+
+namespace {
+
+struct Place {
+    const wchar_t* provider;
+    DWORD type;
+    bool computers;
+    softcsp::ContainerStore store{computers ? softcsp::Owner::Computer : softcsp::Owner::User, type};
+    DWORD flags = CRYPT_SILENT | (computers ? CRYPT_MACHINE_KEYSET : 0);
+};
+const Place kUser{kProvider75, 75, false}, kComputer{kProvider75, 75, true}, kOther{kProvider71, 71, false};
+const softcsp::ContainerPlace kSource{{.name = softcsp::kRegistryCarrier}, L"copy source"},
+    kTarget{{.name = softcsp::kRegistryCarrier}, L"copy target"};
+
+softcsp::Container Loaded(const Place& at, const softcsp::ContainerPlace& which) {
+    softcsp::Container container;
+    EXPECT_EQ(at.store.Load(which, container), 0u);
+    return container;
+}
+
+// The source container, made by the tool; `more`: with many extensions and a large one.
+struct Source {
+    explicit Source(const Place& at, const std::wstring& options = L"--keys xs --chain 1", bool more = false)
+        : place(at) {
+        place.store.Remove(kSource);
+        RunTool(L"create \"copy source\" --exportable " + options + L" --provider \"" + place.provider +
+                (place.computers ? L"\" --machine" : L"\""));
+        auto container = Loaded(place, kSource);
+        for (std::uint32_t i = 0; more && i < 200; ++i)
+            container.extensions.push_back({"1.2.643.7." + std::to_string(i), i % 3, softcsp::Bytes(i, 7)});
+        if (more) container.extensions.push_back({"1.2.3", 0x80000000, softcsp::Bytes(100 * 1024, 9)});
+        if (more) container.cipher = softcsp::FindParameterSet(softcsp::ParameterKind::Cipher, "1.2.643.2.2.31.3");
+        place.store.Save(kSource, container);
+        place.store.LoadBytes(kSource, file);
+    }
+    ~Source() { place.store.Remove(kSource); }
+    bool Unchanged() const {
+        softcsp::Bytes bytes;
+        return place.store.LoadBytes(kSource, bytes) == 0 && bytes == file;
+    }
+    const Place& place;
+    softcsp::Bytes file;
+};
+
+const LoadedProvider held;  // from one use to the next
+
+HRESULT Read(ContainerCopy& copy, const Place& from) {
+    CCryptProvContext source;
+    if (!source.Acquire(from.flags, kSource.name.c_str(), from.provider, from.type)) return Result(FALSE);
+    const Outcome opened = copy.OpenVerification(from.provider, from.type);
+    return opened.done ? ReadSourceContainer(source.Get(), copy) : ResultOf(opened);
+}
+
+HRESULT Write(const ContainerCopy& copy, const Place& to) {
+    CCryptProvContext target;
+    const bool made = target.Acquire(to.flags | kCopyTargetFlags, kTarget.name.c_str(), to.provider, to.type);
+    return made ? WriteTargetContainer(copy, target.Get()) : Result(FALSE);
+}
+
+// The private keys as they lie in the container, 32 bytes each.
+std::vector<TestBytes> PrivateKeys(const softcsp::Container& container) {
+    std::vector<TestBytes> keys;
+    const auto master = softcsp::OpenLock(container.lock, *softcsp::OpeningKey(container.lock, {}));
+    for (const auto& key : {container.exchange, container.signature}) {
+        if (!key) continue;
+        const auto bytes = softcsp::Unseal(*master, key->privateKey)->Bytes();
+        keys.emplace_back(bytes.begin(), bytes.end());
+    }
+    return keys;
+}
+
+// All that a copy has in common with its source: the provider makes the public keys anew from the private ones.
+softcsp::Bytes Facts(softcsp::Container container) {
+    container.name.clear();
+    container.lock = {};
+    for (auto* key : {&container.exchange, &container.signature})
+        if (*key) (*key)->privateKey = {};
+    return softcsp::WriteContainer(container);
+}
+
+struct NoReport final : CheckReport {
+    void Row(UINT, UINT) override {}
+    void Row(UINT, std::wstring_view) override {}
+    void Failure(UINT, DWORD) override {}
+    void Continuation(std::wstring_view) override {}
+    void Continuation(UINT) override {}
+    void Verdict(UINT, UINT) override {}
+};
+
+// The target has it all and passes the check.
+bool IsCopied(const Place& from, const Place& to) {
+    NoReport report;
+    CCryptProvContext target;
+    return target.Acquire(to.flags, kTarget.name.c_str(), to.provider, to.type) &&
+           CheckContainer(target.Get(), KeySet::User, report) &&
+           Facts(Loaded(from, kSource)) == Facts(Loaded(to, kTarget));
+}
+
+// What goes on between this process and the provider.
+struct Traffic {
+    std::vector<TestBytes> blobs;
+    std::vector<std::pair<DWORD, DWORD>> listing;  // of the extensions: flags and room
+    CryptCalls calls{[this](const CryptCalls::Call& call) {
+        if (call.name == "CryptGetProvParam" && call.a[1] == 133)
+            listing.emplace_back(static_cast<DWORD>(call.a[4]), call.a[2] ? *call.At<DWORD*>(3) : 0);
+        if (call.name == "CryptImportKey") blobs.emplace_back(call.At<BYTE*>(1), call.At<BYTE*>(1) + call.a[2]);
+        const auto result = call();
+        if (call.name != "CryptExportKey" || !call.a[4]) return result;
+        blobs.emplace_back(call.At<BYTE*>(4), call.At<BYTE*>(4) + *call.At<DWORD*>(5));
+        EXPECT_EQ(call.a[2] == PUBLICKEYBLOB, call.a[1] == 0) << "exported in the clear";
+        return result;
+    }};
+    bool Holds(const TestBytes& secret) const {
+        return std::ranges::any_of(blobs,
+                                   [&](const TestBytes& blob) { return !std::ranges::search(blob, secret).empty(); });
+    }
+};
+
+TEST(ContainerCopy, HasAllThatTheSourceHas) {
+    const struct {
+        const wchar_t* options;
+        Place from, to;
+        bool more = false;
+    } cases[] = {
+        {L"--keys xs --certs xs --chain 2", kUser, kUser},
+        {L"--keys xs --certs s", kUser, kOther},
+        {L"--keys x", kOther, kUser},
+        {L"--keys s --certs none", kUser, kComputer},
+        {L"--keys x", kComputer, kUser, true},
+        {L"--keys none --certs none", kUser, kUser},
+        {L"--keys none --certs none", kUser, kOther, true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        const Source source(c.from, c.options, c.more);
+        c.to.store.Remove(kTarget);
+        ContainerCopy copy;
+        const Traffic traffic;
+        ASSERT_EQ(Read(copy, c.from), S_OK);
+        ASSERT_EQ(Write(copy, c.to), S_OK);
+        EXPECT_EQ(Write(copy, c.to), NTE_EXISTS);
+        for (size_t i = 0; i < traffic.listing.size(); ++i)
+            EXPECT_EQ(traffic.listing[i], std::pair(DWORD{i < 2}, i ? traffic.listing[1].second : 0)) << i;
+        for (const TestBytes& key : PrivateKeys(Loaded(c.to, kTarget))) EXPECT_FALSE(traffic.Holds(key));
+        EXPECT_TRUE(source.Unchanged() && IsCopied(c.from, c.to));
+        c.to.store.Remove(kTarget);
+    }
+}
+
+TEST(ContainerCopy, SurvivesEveryFailingCall) {
+    const Source source(kUser);
+    HRESULT result = E_FAIL;
+    bool kept = false;
+    int parts = 0;
+    ContainerCopy copy;
+    const auto read = [&] {
+        ContainerCopy fresh;
+        result = Read(fresh, kUser);
+        kept = fresh.sessionKey && !fresh.extensions.empty();
+        parts = 0;
+        for (const CopiedKey& key : {fresh.exchange, fresh.signature})
+            parts += !key.blob.empty() + !key.certificate.empty();
+    };
+    const auto inspectRead = [&](const Fault& fault) -> std::string {
+        // What there seems not to be is left out: a key, a certificate.
+        const std::string_view function = fault.function;
+        const bool absent = parts < 4 && (function == "CryptGetUserKey" || function == "CryptGetKeyParam");
+        if (result == S_OK && (!kept || (parts < 4 && !absent))) return "a failure reads as success";
+        if (result != HRESULT_FROM_WIN32(fault.error) && !(result == S_OK && absent)) return "another failure's code";
+        const bool full = copy.sessionKey.get() != 0;
+        if (copy.Clear() != (full ? HRESULT_FROM_WIN32(ERROR_CRC) : S_OK)) return "clearing hides its failure";
+        return Read(copy, kUser) == S_OK && source.Unchanged() ? "" : "the source isn't what it was";
+    };
+    const auto inspectWritten = [&](const Fault& fault) -> std::string {
+        kUser.store.Remove(kTarget);
+        if (result != HRESULT_FROM_WIN32(fault.error)) return "another failure's code";
+        if (Write(copy, kUser) != S_OK || !IsCopied(kUser, kUser)) return "can't be written any more";
+        kUser.store.Remove(kTarget);
+        return source.Unchanged() ? "" : "the source isn't what it was";
+    };
+    // Closing seems to fail at all times.
+    const CryptCalls calls([](const CryptCalls::Call& call) {
+        if (call.name == "CryptReleaseContext") return call(), CryptCalls::Fail(ERROR_SEEK);
+        return call.name == "CryptDestroyKey" ? (call(), CryptCalls::Fail(ERROR_CRC)) : call();
+    });
+    FaultInjection injection;
+    const auto write = [&] { result = Write(copy, kUser); };
+    for (const auto& figure :
+         {injection.Run("copy read", read, inspectRead), injection.Run("copy write", write, inspectWritten)})
+        EXPECT_TRUE(figure.AllSurvived()) << testing::PrintToString(figure.problems);
+}
+
+// Copies; as a program of its own it dies at the call that the environment tells.
+TEST(ContainerCopyKilled, LeavesTheSourceIntact) {
+    char text[16] = "";
+    if (GetEnvironmentVariableA("KILL_AT", text, sizeof text)) {
+        const CryptCalls calls([countdown = std::atoi(text)](const CryptCalls::Call& call) mutable {
+            if (--countdown == 0) TerminateProcess(GetCurrentProcess(), 99);
+            return call();
+        });
+        ContainerCopy copy;
+        ASSERT_TRUE(Read(copy, kUser) == S_OK && Write(copy, kUser) == S_OK);
+        return;
+    }
+    const Source source(kUser);
+    unsigned code = 99, kills = 0;
+    for (; code == 99; ++kills) {
+        kUser.store.Remove(kTarget);
+        SetEnvironmentVariableA("KILL_AT", std::to_string(kills + 1).c_str());
+        code = RunProgram(L"copy_tests.exe", L"--gtest_filter=ContainerCopyKilled.*");
+        ASSERT_TRUE(source.Unchanged()) << kills;
+    }
+    std::printf("copy: killed at %u calls\n", kills - 1);
+    EXPECT_TRUE(code == 0 && kills > 60 && IsCopied(kUser, kUser)) << code;
+    kUser.store.Remove(kTarget);
+}
+
+}  // namespace

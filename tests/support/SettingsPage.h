@@ -1,0 +1,95 @@
+// A settings page as a real window in a sheet of its own.
+#pragma once
+
+#include <windows.h>
+#include <commctrl.h>
+#include <prsht.h>
+
+#include "framework/PropertySheet.h"
+#include "tests/support/FaultInjection.h"
+#include "tests/support/ModalScript.h"
+#include "tests/support/Services.h"
+
+constexpr wchar_t kSaveFailed[] = L"Error saving parameters.";
+constexpr wchar_t kRestartQuestion[] =
+    L"Reboot is required to change Vestra CSP operation mode. Do you want to reboot now?";
+
+// English windows, unless the test says otherwise.
+template <class Page>
+class SettingsPageTest : public testing::Test {
+  protected:
+    // Opens the page and runs the steps in it; the sheet is cancelled if it is still open then.
+    void Run(std::vector<ModalScript::Step> steps, std::deque<int> answers = {}) {
+        Page page;
+        CPropertySheet sheet;
+        sheet.AddPage(page);
+        ModalScript script(std::move(steps), std::move(answers));
+        sheet.DoModal();
+        EXPECT_TRUE(script.Finished());
+        boxes.clear();
+        for (const ShownBox& box : script.Boxes()) boxes.push_back(box.text);
+    }
+    // Runs a dialog of the page's; the step ends it.
+    template <class Dialog>
+    INT_PTR RunDialog(ModalScript::Step step) {
+        ModalScript script({std::move(step)});
+        const INT_PTR result = Dialog().DoModal();
+        EXPECT_TRUE(script.Finished());
+        boxes.clear();
+        for (const ShownBox& box : script.Boxes()) boxes.push_back(box.text);
+        return result;
+    }
+    // Clicks these buttons, the last of which ends the dialog; what the controls showed before each click.
+    template <class Dialog>
+    std::vector<std::wstring> ClickThrough(const std::vector<UINT>& buttons, const std::vector<UINT>& controls) {
+        std::vector<std::wstring> shown;
+        const INT_PTR result = RunDialog<Dialog>([&](HWND dialog) {
+            for (const UINT button : buttons) {
+                shown.push_back(Shown(dialog, controls));
+                Ui::Click(dialog, button);
+            }
+        });
+        EXPECT_EQ(result, static_cast<INT_PTR>(buttons.back()));
+        return shown;
+    }
+    // The controls one after the other: "x" for a box or radio button that is chosen, "-" for one that isn't, and texts
+    // with a space before them; in brackets what is disabled.
+    static std::wstring Shown(HWND dialog, const std::vector<UINT>& controls) {
+        std::wstring all;
+        for (const UINT id : controls) {
+            const HWND control = ::GetDlgItem(dialog, static_cast<int>(id));
+            const bool button = (SendMessageW(control, WM_GETDLGCODE, 0, 0) & (DLGC_BUTTON | DLGC_RADIOBUTTON)) != 0;
+            const bool chosen = button && SendMessageW(control, BM_GETCHECK, 0, 0) == BST_CHECKED;
+            const std::wstring text = button ? (chosen ? L"x" : L"-") : L" " + Ui::Text(control);
+            all += IsWindowEnabled(control) ? text : L"(" + text + L")";
+        }
+        return all;
+    }
+    void Look(const std::function<void(HWND page)>& look) {
+        Run({[&](HWND sheet) { look(Ui::Page(sheet)); }});
+    }
+    // The number of calls of the system, the provider and the store in the scenario that can fail. Each of them failed.
+    static size_t Faults(const char* name, const std::function<void()>& scenario,
+                         const FaultInjection::Inspect& inspect) {
+        ForgetSupportFunctions();
+        FaultInjection::Figure figure;
+        {
+            FaultInjection injection(nullptr, FaultInjection::Support::Included);
+            figure = injection.Run(name, scenario, inspect);
+        }
+        ForgetSupportFunctions();
+        EXPECT_TRUE(figure.AllSurvived()) << testing::PrintToString(figure.problems);
+        return figure.points;
+    }
+
+    // The boxes of the last run: "?" the question for a restart, "!" the failure to save, "x" any other.
+    std::string Told() const {
+        std::string told;
+        for (const std::wstring& box : boxes) told += box == kRestartQuestion ? '?' : box == kSaveFailed ? '!' : 'x';
+        return told;
+    }
+
+    using Texts = std::vector<std::wstring>;
+    SpokenLanguage language{kEnglish};
+    Texts boxes;  // of the last run
+};

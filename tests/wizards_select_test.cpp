@@ -1,0 +1,214 @@
+// The page on which wizards let the user name a container, as a real window against the software provider.
+#include <gtest/gtest.h>
+
+#include "applet/services/ErrorText.h"
+#include "csp/ProductProviders.h"
+#include "framework/Handles.h"
+#include "tests/support/Directory.h"
+#include "tests/support/Wizards.h"
+#include "wizards/CryptUi.h"
+
+namespace {
+
+constexpr UINT kBack = 0x3023, kNext = 0x3024, kFinish = 0x3025;  // the sheet's buttons
+const std::wstring kMain = L"Kelvane GOST R 34.10-2001 KC1 CSP", kOther = L"Kelvane GOST R 34.10-94 KC1 CSP";
+
+// A wizard of one page. Without `sources` it lists all providers and offers no way to find a container.
+struct OnePageWizard : CPropertySheetWizardBase {
+    explicit OnePageWizard(bool sources)
+        : CPropertySheetWizardBase(nullptr, IDS_WIZARD_DELETE),
+          page({IDS_WIZARD_DELETE, IDS_SELECT_TO_DELETE, sources, sources, sources}, state) {
+        AddPage(page);
+    }
+    WizardState state;
+    CWizPageSelectContainer page;
+};
+
+using Selection = WizardTest;
+
+// What the page shows: name, position of the provider, which of User and Computer.
+std::wstring Shown(HWND sheet) {
+    const HWND page = Ui::Page(sheet);
+    return Ui::Text(page, IDC_SELECT_NAME) + L"|" + std::to_wstring(Ui::Selected(page, IDC_SELECT_PROVIDER)) +
+           (IsDlgButtonChecked(page, IDC_SELECT_USER) ? L"|User" : L"") +
+           (IsDlgButtonChecked(page, IDC_SELECT_COMPUTER) ? L"|Computer" : L"");
+}
+
+TEST_F(Selection, BeginsWithTheUsersContainersAndTheDefaultProvider) {
+    for (const bool allowed : {true, false}) {
+        std::optional<Denied> denied;
+        if (!allowed) denied.emplace(L"\\global");
+        Check({[&](HWND sheet) {
+            EXPECT_EQ(Ui::Text(sheet) + Shown(sheet), L"Check private key container|0|User");
+            EXPECT_EQ(Ui::Items(Ui::Page(sheet), IDC_SELECT_PROVIDER), (Texts{kMain, kOther}));
+            EXPECT_EQ(Ui::Enabled(Ui::Page(sheet), IDC_SELECT_COMPUTER), allowed);
+            EXPECT_EQ(GetFocus(), GetDlgItem(Ui::Page(sheet), IDC_SELECT_NAME));
+        }});
+    }
+}
+
+// A provider as it is registered; `size` counts the path's bytes from its end.
+struct Registration {
+    const wchar_t* name;
+    DWORD type, kind;
+    std::wstring path;
+    int size = 2;
+
+    std::wstring Key() const { return std::wstring(L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\") + name; }
+    void Write() const {
+        const auto bytes = static_cast<DWORD>(static_cast<int>(path.size() * sizeof(wchar_t)) + size);
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, Key().c_str(), L"Type", REG_DWORD, &type, sizeof type);
+        if (kind == REG_NONE) return;
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, Key().c_str(), L"Image Path", kind, path.c_str(), bytes);
+    }
+};
+
+TEST_F(Selection, ListsTheProductsProvidersOnly) {
+    std::wstring own = ProgramDirectory() + L"kvcsp.dll", loud = own;
+    CharUpperW(loud.data());
+    const std::wstring longest = own + std::wstring(259 - own.size(), L'x');
+    const Registration registered[] = {
+        {L"Aaa", 75, REG_SZ, loud},
+        {L"Kelvane", 1, REG_EXPAND_SZ, longest},
+        {L"Foreign", 1, REG_SZ, own},
+        {L"Kelvane, another place", 1, REG_SZ, L"C:\\windows\\kvcsp.dll"},
+        {L"Kelvane, no path", 1, REG_NONE, L""},
+        {L"Kelvane, empty path", 1, REG_SZ, L"", 0},
+        {L"Kelvane, no text", 1, REG_BINARY, own},
+        {L"Kelvane, odd path", 1, REG_SZ, own, 1},
+        {L"Kelvane, unended path", 1, REG_SZ, own, -2},
+        {L"Kelvane, long path", 1, REG_SZ, longest + L"x"},
+    };
+    for (const Registration& provider : registered) provider.Write();
+    Acquisitions opened;
+    opened.error = ERROR_ACCESS_DENIED;
+    const auto look = [](const std::wstring& shown, size_t count) {
+        return [=](HWND sheet) {
+            EXPECT_EQ(Shown(sheet), shown);
+            EXPECT_EQ(Ui::Items(Ui::Page(sheet), IDC_SELECT_PROVIDER).size(), count);
+            for (const UINT source : {IDC_SELECT_BROWSE, IDC_SELECT_BY_CERTIFICATE})
+                EXPECT_EQ(Ui::Visible(Ui::Page(sheet), source), count == 4);
+        };
+    };
+    Check({look(L"|2|User", 4), Type(L"a"), Click(IDC_SELECT_COMPUTER), Press(PSBTN_NEXT)});
+    EXPECT_EQ(opened.calls, Texts{L"a|" + kMain + L"|75|32"});  // found by its name, with its own type
+    OnePageWizard all(false);
+    Run(all, {look(L"|2|User", 11)});
+    for (const Registration& provider : registered) RegDeleteKeyW(HKEY_LOCAL_MACHINE, provider.Key().c_str());
+}
+
+TEST_F(Selection, ClosesTheWizardWhenThereIsNoProvider) {
+    const auto none = +[](DWORD, DWORD*, DWORD, DWORD*, LPWSTR, DWORD*) -> BOOL { return FALSE; };
+    const ImportPatch patch(nullptr, "CryptEnumProvidersW", none);
+    const ModalScript script({[](HWND) { ADD_FAILURE() << "it is still open"; }});
+    EXPECT_EQ(CWizardCheckContainer(nullptr).DoModal(), IDCANCEL);
+    EXPECT_TRUE(script.Boxes().size() == 1 && script.Boxes()[0].text == L"Error accessing selected CSP");
+}
+
+TEST_F(Selection, OnlyANameLetsTheUserGoOn) {
+    const auto expect = [](UINT button, bool enabled) {
+        return [=](HWND sheet) {
+            EXPECT_TRUE(Ui::Visible(sheet, button) && Ui::Enabled(sheet, button) == enabled &&
+                        !Ui::Enabled(sheet, kBack));
+        };
+    };
+    Check({expect(kNext, false), Press(PSBTN_NEXT), expect(kNext, false), Type(L"a"), expect(kNext, true), Type(L""),
+           expect(kNext, false)});
+    OnePageWizard wizard(true);
+    const INT_PTR result = Run(
+        wizard, {expect(kFinish, false), Press(PSBTN_FINISH), expect(kFinish, false), Type(L"a"), expect(kFinish, true),
+                 Type(L""), expect(kFinish, false), Type(L"a"), Click(IDC_SELECT_COMPUTER), Press(PSBTN_FINISH)});
+    EXPECT_TRUE(result == ID_WIZFINISH && wizard.state.keySet == KeySet::Computer && boxes.empty());
+}
+
+TEST_F(Selection, TakesAtMost260Characters) {
+    const std::wstring name(300, L'Ж');
+    Check({[&](HWND sheet) {
+               SendDlgItemMessageW(Ui::Page(sheet), IDC_SELECT_NAME, EM_REPLACESEL, 0, LPARAM(name.c_str()));
+               EXPECT_EQ(Ui::Text(Ui::Page(sheet), IDC_SELECT_NAME).size(), 260u);
+           },
+           Type(name.c_str()), Press(PSBTN_NEXT)});
+    EXPECT_EQ(boxes, Texts{L"Enter no more than 260 characters."});
+}
+
+// Names may hold anything; the error is the provider's, whatever failed since.
+TEST_F(Selection, SaysWhyAContainerCantBeOpened) {
+    for (const wchar_t* name : {L"нет такого", L"%1 %2 %s %n", L"two\r\nlines"}) {
+        Check(
+            {Type(name), Press(PSBTN_NEXT), [&](HWND sheet) { EXPECT_EQ(Shown(sheet), Texts{name}[0] + L"|0|User"); }});
+        EXPECT_EQ(boxes, Texts{std::wstring(L"Access private key container '") + name + L"' error:\n" +
+                               ErrorMessageText(static_cast<DWORD>(NTE_BAD_KEYSET))});
+    }
+}
+
+const char* picked;  // in the ANSI code page; nullptr: the user cancels
+
+BOOL WINAPI Pick(HCRYPTPROV, DWORD parameter, BYTE* data, DWORD* size, DWORD) {
+    return parameter == 110 && *size == 513 && picked && lstrcpyA(reinterpret_cast<char*>(data), picked);
+}
+
+TEST_F(Selection, BrowseLetsTheProviderAsk) {
+    const ImportPatch patch(nullptr, "CryptGetProvParam", &Pick);
+    Acquisitions opened;
+    using Case = std::tuple<DWORD, const char*, const wchar_t*>;
+    for (const auto& [error, name, shown] :
+         {Case(0, "\xC8\xEC\xFF %1", L"Имя %1|1|Computer"), Case(0, nullptr, L"typed|1|Computer"),
+          Case(5, "x", L"typed|1|Computer")}) {
+        opened.error = error;
+        picked = name;
+        std::wstring after;
+        Check({Type(L"typed"), [](HWND sheet) { Ui::Select(Ui::Page(sheet), IDC_SELECT_PROVIDER, 1); },
+               Click(IDC_SELECT_COMPUTER), Click(IDC_SELECT_BROWSE), [&](HWND sheet) { after = Shown(sheet); }});
+        EXPECT_EQ(after, shown);
+        EXPECT_EQ(boxes, error ? Texts{L"Error accessing selected CSP"} : Texts{});
+    }
+    EXPECT_EQ(opened.calls, Texts(3, L"|" + kOther + L"|71|4026531872"));
+}
+
+PCCERT_CONTEXT chosen;  // nullptr: the user cancels
+std::wstring asked;     // title, number of stores, hidden columns, which of the keys below are shown
+
+PCCERT_CONTEXT WINAPI Choose(const SelectCertificateRequest* request) {
+    asked = request->szTitle + (L"|" + std::to_wstring(request->cDisplayStores)) + L"|" +
+            std::to_wstring(request->dwDontUseColumn) + L"|";
+    for (const char* key : {"1.2.643.2.2.19", "1.2.643.2.2.20", "1.2.643.2.2.199", "1.2.643.2.2.1", ""}) {
+        CERT_INFO information{};
+        information.SubjectPublicKeyInfo.Algorithm.pszObjId = const_cast<char*>(key);
+        const CERT_CONTEXT certificate{0, nullptr, 0, &information, nullptr};
+        asked += request->pFilterCallback(&certificate, nullptr, nullptr) ? L'+' : L'-';
+    }
+    return chosen ? CertDuplicateCertificateContext(chosen) : nullptr;
+}
+
+TEST_F(Selection, ACertificateLeadsToItsContainer) {
+    const LibraryFunction choose("CryptUIDlgSelectCertificateW", &Choose);
+    for (const DWORD place : {CERT_SYSTEM_STORE_CURRENT_USER, CERT_SYSTEM_STORE_LOCAL_MACHINE})  // not there at first
+        UniqueCertificateStore(CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, place, L"My"));
+    BYTE noName[] = {0x30, 0x00};
+    CERT_NAME_BLOB nobody{sizeof noName, noName};
+    const UniqueCertificate certificate(
+        CertCreateSelfSignCertificate(0, &nobody, 0, nullptr, nullptr, nullptr, nullptr, nullptr));
+    using Case = std::tuple<const wchar_t*, const wchar_t*, DWORD, bool, const wchar_t*>;  // container nullptr: no link
+    for (const auto& [container, provider, flags, denied, shown] :
+         {Case(L"Имя %1\nтут", kOther.c_str(), CRYPT_MACHINE_KEYSET, false, L"Имя %1\nтут|1|Computer"),
+          Case(L"a", L"Nobody", CRYPT_MACHINE_KEYSET, true, L"a|0|Computer"), Case(L"b", nullptr, 0, true, L"b|0|User"),
+          Case(nullptr, nullptr, 0, false, L"typed|1|User")}) {
+        CRYPT_KEY_PROV_INFO link{const_cast<wchar_t*>(container), const_cast<wchar_t*>(provider), 75, flags, 0, {}, 1};
+        CertSetCertificateContextProperty(certificate.get(), CERT_KEY_PROV_INFO_PROP_ID, 0,
+                                          container ? &link : nullptr);
+        std::optional<Denied> taken;
+        if (denied) taken.emplace(L"\\global");
+        chosen = nullptr;
+        std::wstring before, after;
+        Check({Type(L"typed"), [](HWND sheet) { Ui::Select(Ui::Page(sheet), IDC_SELECT_PROVIDER, 1); },
+               Click(IDC_SELECT_BY_CERTIFICATE), [&](HWND sheet) { before = Shown(sheet), chosen = certificate.get(); },
+               Click(IDC_SELECT_BY_CERTIFICATE), [&](HWND sheet) { after = Shown(sheet); }});
+        EXPECT_EQ(before, L"typed|1|User");
+        EXPECT_EQ(after, shown);
+        EXPECT_EQ(asked, L"Choose a certificate from \"My\" store of current user" +
+                             std::wstring(denied ? L".|1" : L" or local machine.|2") + L"|16|++---");
+        EXPECT_TRUE(boxes.empty());
+    }
+}
+
+}  // namespace

@@ -1,0 +1,16 @@
+#include "wizards/TitleFont.h"
+
+UniqueFont CreateTitleFont(HWND window) noexcept {
+    constexpr int kPoints = 12, kPointsPerInch = 72;
+    NONCLIENTMETRICSW metrics{};
+    metrics.cbSize = sizeof metrics;
+    SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof metrics, &metrics, 0);
+    LOGFONTW font = metrics.lfMessageFont;
+    font.lfWeight = FW_BOLD;
+    lstrcpynW(font.lfFaceName, L"Verdana Bold", LF_FACESIZE);
+    if (const HDC dc = GetDC(window)) {
+        font.lfHeight = -(kPoints * GetDeviceCaps(dc, LOGPIXELSY) / kPointsPerInch);
+        ReleaseDC(window, dc);
+    }
+    return UniqueFont(CreateFontIndirectW(&font));
+}

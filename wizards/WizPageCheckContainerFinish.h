@@ -1,0 +1,42 @@
+// The report of a container's check. The check runs each time the page appears, and its rows appear as they are found.
+#pragma once
+
+#include <vector>
+
+#include "csp/ContainerCheck.h"
+#include "framework/Handles.h"
+#include "framework/ListCtrl.h"
+#include "wizards/CheckContainerState.h"
+#include "wizards/ReportText.h"
+#include "wizards/WizardPageBase.h"
+
+class CWizPageCheckContainerFinish : public CWizardPageBase, private CheckReport {
+  public:
+    explicit CWizPageCheckContainerFinish(CheckContainerState& state);
+
+  protected:
+    void DoDataExchange(CDataExchange* exchange) override;
+    std::span<const Route> Routes() const override;
+    bool OnInitDialog() override;
+    bool OnSetActive() override;
+    void OnShown() override;
+
+  private:
+    void Row(UINT label, UINT value) override;
+    void Row(UINT label, std::wstring_view value) override;
+    void Failure(UINT label, DWORD error) override;
+    void Continuation(std::wstring_view value) override;
+    void Continuation(UINT value) override;
+    void Verdict(UINT label, UINT value) override;
+
+    enum class Place { Top, End };
+    void Insert(Place place, std::wstring label, std::wstring value);
+
+    void RunCheck();
+    void OnCopy();
+
+    CheckContainerState& state_;
+    UniqueFont titleFont_;
+    CListCtrl list_;
+    std::vector<ReportRow> rows_;  // what the list shows
+};

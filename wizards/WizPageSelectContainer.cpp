@@ -1,0 +1,210 @@
+#include "wizards/WizPageSelectContainer.h"
+
+#include <cstring>
+#include <optional>
+
+#include "applet/services/ErrorText.h"
+#include "applet/services/MessageBoxes.h"
+#include "applet/services/SupportLibrary.h"
+#include "csp/AnsiText.h"
+#include "csp/ClientWindow.h"
+#include "csp/KeyLink.h"
+#include "csp/ProductProviders.h"
+#include "csp/ProviderParameters.h"
+#include "framework/DataExchange.h"
+#include "framework/PropertySheet.h"
+#include "framework/WaitCursor.h"
+#include "resources/resource.h"
+#include "wizards/CertificateDialog.h"
+
+namespace {
+
+constexpr int kLongestName = 260;  // characters
+
+// Who may write this may use the computer's containers.
+constexpr wchar_t kGlobalSection[] = L"\\global";
+
+// Lets the provider ask the user for one of its containers. Nothing when the user cancels, or the provider can't ask.
+std::optional<std::wstring> AskForContainer(HCRYPTPROV provider) {
+    char name[513] = "";
+    DWORD size = sizeof name;
+    if (!CryptGetProvParam(provider, kParameterChooseContainer, reinterpret_cast<BYTE*>(name), &size, 0)) return {};
+    return FromAnsi(std::string_view(name, strnlen(name, sizeof name)));
+}
+
+}  // namespace
+
+CWizPageSelectContainer::CWizPageSelectContainer(const Options& options, WizardState& state)
+    : CWizardPageBase(IDD_SELECT_CONTAINER, options.caption, IDS_CONTAINER, options.subtitle),
+      options_(options),
+      state_(state) {}
+
+std::span<const Route> CWizPageSelectContainer::Routes() const {
+    static constexpr Route table[] = {
+        on<&CWizPageSelectContainer::OnBrowse>(IDC_SELECT_BROWSE, BN_CLICKED),
+        on<&CWizPageSelectContainer::OnByCertificate>(IDC_SELECT_BY_CERTIFICATE, BN_CLICKED),
+        on<&CWizPageSelectContainer::UpdateWizardButtons>(IDC_SELECT_NAME, EN_CHANGE),
+    };
+    return table;
+}
+
+void CWizPageSelectContainer::DoDataExchange(CDataExchange* exchange) {
+    DDX_Control(exchange, IDC_SELECT_BY_CERTIFICATE, byCertificate_);
+    DDX_Control(exchange, IDC_SELECT_BROWSE, browse_);
+    DDX_Control(exchange, IDC_SELECT_PROVIDER, providers_);
+    DDX_Control(exchange, IDC_SELECT_COMPUTER, computer_);
+    DDX_Control(exchange, IDC_SELECT_NAME, name_);
+    DDX_Text(exchange, IDC_SELECT_NAME, containerName_);
+    DDV_MaxChars(exchange, containerName_, kLongestName);
+    DDX_Radio(exchange, IDC_SELECT_USER, keySet_);
+    DDX_CBIndex(exchange, IDC_SELECT_PROVIDER, provider_);
+}
+
+bool CWizPageSelectContainer::OnInitDialog() {
+    CWizardPageBase::OnInitDialog();
+    if (!FillProviders()) {
+        MessageBoxId(IDS_CSP_ACCESS_FAILED, MB_ICONEXCLAMATION);
+        GetParentSheet()->EndDialog(IDCANCEL);
+    }
+    browse_.ShowWindow(options_.browse ? SW_SHOW : SW_HIDE);
+    byCertificate_.ShowWindow(options_.byCertificate ? SW_SHOW : SW_HIDE);
+    if (MayWrite(kGlobalSection)) computer_.EnableWindow();
+    UpdateData(false);
+    return true;
+}
+
+// The default provider of the product's main type is selected, or else the first.
+bool CWizPageSelectContainer::FillProviders() {
+    const std::wstring preferred = DefaultProviderName(kProviderType75);
+    ProductProviders state{.ownDirectoryOnly = options_.ownProviders};
+    std::wstring name;
+    DWORD type = 0;
+    provider_ = 0;
+    while (EnumProductProviders(state, name, type)) {
+        const int item = providers_.AddString(name);
+        providers_.SetItemData(item, static_cast<LPARAM>(type));
+        if (name == preferred) provider_ = item;
+    }
+    return providers_.GetCount() > 0;
+}
+
+bool CWizPageSelectContainer::OnSetActive() {
+    keySet_ = state_.keySet == KeySet::Computer ? 1 : 0;
+    UpdateData(false);
+    UpdateWizardButtons();
+    return CWizardPageBase::OnSetActive();
+}
+
+void CWizPageSelectContainer::UpdateWizardButtons() {
+    CPropertySheet& sheet = *GetParentSheet();
+    const int page = sheet.GetPageIndex(*this);
+    const bool last = page == sheet.GetPageCount() - 1;
+    const bool named = GetWindowTextLengthW(name_.m_hWnd) > 0;
+    sheet.SetWizardButtons(named ? PSWIZB_NEXT : 0);  // the sheet comes back from Finish by way of Next only
+    DWORD buttons = page > 0 ? PSWIZB_BACK : 0;
+    if (last) {
+        buttons |= named ? PSWIZB_FINISH : PSWIZB_DISABLEDFINISH;
+    } else if (named) {
+        buttons |= PSWIZB_NEXT;
+    }
+    sheet.SetWizardButtons(buttons);
+}
+
+bool CWizPageSelectContainer::TakeName() {
+    if (!UpdateData(true) || containerName_.empty()) return false;
+    state_.keySet = keySet_ > 0 ? KeySet::Computer : KeySet::User;
+    return true;
+}
+
+LRESULT CWizPageSelectContainer::OnWizardNext() {
+    return TakeName() ? 0 : -1;
+}
+
+bool CWizPageSelectContainer::OnWizardFinish() {
+    return TakeName();
+}
+
+DWORD CWizPageSelectContainer::KeySetFlag() const noexcept {
+    return keySet_ > 0 ? CRYPT_MACHINE_KEYSET : 0;
+}
+
+bool CWizPageSelectContainer::AcquireSelectedProvider(CCryptProvContext& context, DWORD flags,
+                                                      const wchar_t* container) {
+    const CWaitCursor wait;
+    return context.Acquire(flags | KeySetFlag(), container, ProviderName().c_str(), ProviderType());
+}
+
+bool CWizPageSelectContainer::AcquireSelectedContainer(CCryptProvContext& context, DWORD flags) {
+    if (AcquireSelectedProvider(context, flags, containerName_.c_str())) return true;
+    ShowAccessFailure(GetLastError());
+    return false;
+}
+
+void CWizPageSelectContainer::ShowAccessFailure(DWORD error) const {
+    MessageBoxFormat(IDS_CONTAINER_ACCESS_FAILED, MB_ICONERROR, containerName_, ErrorMessageText(error));
+}
+
+std::wstring CWizPageSelectContainer::ProviderName() const {
+    return providers_.GetLBText(provider_);
+}
+
+DWORD CWizPageSelectContainer::ProviderType() const {
+    return static_cast<DWORD>(providers_.GetItemData(provider_));
+}
+
+std::vector<SearchedProvider> CWizPageSelectContainer::Providers() const {
+    std::vector<SearchedProvider> all;
+    const int count = providers_.GetCount();
+    all.reserve(static_cast<std::size_t>(count));
+    for (int item = 0; item < count; ++item)
+        all.push_back({providers_.GetLBText(item), static_cast<DWORD>(providers_.GetItemData(item))});
+    return all;
+}
+
+void CWizPageSelectContainer::ShowContainer(std::wstring name, int provider) {
+    containerName_ = std::move(name);
+    provider_ = provider;
+    ShowFound();
+}
+
+void CWizPageSelectContainer::EnableChoice(bool enable) {
+    for (CWnd* control : std::initializer_list<CWnd*>{&name_, &browse_, &providers_}) control->EnableWindow(enable);
+}
+
+void CWizPageSelectContainer::SelectProvider(const std::wstring& name) {
+    const int count = providers_.GetCount();
+    int item = 0;
+    while (item < count && providers_.GetLBText(item) != name) ++item;
+    provider_ = item < count ? item : 0;
+}
+
+void CWizPageSelectContainer::OnBrowse() {
+    if (!UpdateData(true)) return;
+    const ClientWindow client(m_hWnd);
+    CCryptProvContext context;
+    if (!AcquireSelectedProvider(context, CRYPT_VERIFYCONTEXT, nullptr)) {
+        MessageBoxId(IDS_CSP_ACCESS_FAILED, MB_ICONEXCLAMATION);
+        return;
+    }
+    std::optional<std::wstring> chosen = AskForContainer(context.Get());
+    if (!chosen) return;
+    containerName_ = std::move(*chosen);
+    ShowFound();
+}
+
+void CWizPageSelectContainer::OnByCertificate() {
+    const UniqueCertificate certificate = ChooseCertificate(m_hWnd, MayWrite(kGlobalSection));
+    if (!certificate) return;
+    std::optional<KeyLink> link = ReadKeyLink(*certificate.get());
+    if (!link) return;
+    containerName_ = std::move(link->container);
+    if (providers_.SelectString(link->provider) < 0) providers_.SetCurSel(0);
+    provider_ = providers_.GetCurSel();
+    keySet_ = link->keySet == KeySet::Computer ? 1 : 0;
+    ShowFound();
+}
+
+void CWizPageSelectContainer::ShowFound() {
+    UpdateData(false);
+    UpdateWizardButtons();
+}

@@ -1,0 +1,30 @@
+// The wizard that changes the password of a container, in the provider's own dialog.
+#pragma once
+
+#include "csp/CryptProvContext.h"
+#include "wizards/PropertySheetWizardBase.h"
+#include "wizards/WizPageSelectContainer.h"
+
+struct ChangePasswordState : WizardState {
+    CCryptProvContext container;  // open from one try to the next
+};
+
+class CWizPageChangePasswordSelectContainer : public CWizPageSelectContainer {
+  public:
+    explicit CWizPageChangePasswordSelectContainer(ChangePasswordState& state);
+
+  protected:
+    bool OnWizardFinish() override;
+
+  private:
+    ChangePasswordState& state_;
+};
+
+class CWizardChangePassword : public CPropertySheetWizardBase {
+  public:
+    explicit CWizardChangePassword(HWND parent);
+
+  private:
+    ChangePasswordState state_;
+    CWizPageChangePasswordSelectContainer select_{state_};
+};
