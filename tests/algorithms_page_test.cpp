@@ -1,0 +1,131 @@
+// The Algorithms page as a real window, against the software provider.
+#include "pages/PropPageConfigCSPOID.h"
+
+#include "tests/support/Provider.h"
+#include "tests/support/SettingsPage.h"
+
+namespace {
+
+constexpr UINT kType = 1055, kHash = 1097, kDiffieHellman = 1100;
+const std::wstring kSection = L"\\config\\oid", kName = L"\\config\\{B4E93F27-6A15-4D8C-8E02-7A39C15D6E80}";
+
+// The software provider has another name for each type. The panel asks for the one that is stored, for both types; so
+// that it gets the second type too, the call is passed on without a name.
+class AlgorithmsPage : public SettingsPageTest<CPropPageConfigCSPOID> {
+  protected:
+    AlgorithmsPage() {
+        self = this;
+        RunTool(L"store put " + kName + L" \"" + kProvider75 + L"\"");
+    }
+    ~AlgorithmsPage() override {
+        for (const std::wstring& path : {kName, kSection}) RunTool(L"store del " + path);
+    }
+    static BOOL WINAPI Acquire(HCRYPTPROV* handle, LPCWSTR container, LPCWSTR name, DWORD type, DWORD flags) {
+        const bool good = name == std::wstring(kProvider75) && flags == 0xF0004000 && !container;
+        self->acquired.push_back(good ? type : 0xBAD);
+        const auto real = self->acquire.Original<decltype(Acquire)>();
+        return real(handle, container, self->anyName ? nullptr : name, type, flags);
+    }
+    static LSTATUS WINAPI Open(HKEY root, LPCWSTR name, DWORD options, REGSAM access, HKEY* key) {
+        for (const wchar_t type : self->hidden)
+            if (name && std::wstring(name).ends_with(L"Type 07" + std::wstring(1, type))) return ERROR_FILE_NOT_FOUND;
+        return self->open.Original<decltype(Open)>()(root, name, options, access, key);
+    }
+    static int Last(HWND page, UINT box) { return static_cast<int>(Ui::Items(page, box).size()) - 1; }
+
+    static inline AlgorithmsPage* self;
+    std::vector<DWORD> acquired;  // the types of the contexts
+    std::wstring hidden;          // types without a key, by their last digits
+    bool anyName = true;
+    ImportPatch acquire{nullptr, "CryptAcquireContextW", &Acquire}, open{nullptr, "RegOpenKeyExW", &Open};
+};
+
+// A choice goes back to the provider for its type only, and is found again; until then it is lost with its type.
+TEST_F(AlgorithmsPage, ChoicesGoBackToTheProvider) {
+    for (const auto& [spoken, title, type] : {std::tuple{kEnglish, L"Algorithms", 0}, {kRussian, L"Алгоритмы", 1}}) {
+        language.Set(spoken);
+        Run({[&, text = title, wanted = type](HWND sheet) {
+                 const HWND page = Ui::Page(sheet);
+                 EXPECT_EQ(Ui::Text(page), text);
+                 for (const int shown : {1 - wanted, wanted}) {
+                     Ui::Select(page, kType, shown);
+                     EXPECT_FALSE(Ui::ApplyEnabled(sheet));
+                     for (const bool modified : {true, false, true}) {  // from the first to the last item, and back
+                         for (UINT box = kHash; box <= kDiffieHellman; ++box)
+                             Ui::Select(page, box, Last(page, box) - Ui::Selected(page, box));
+                         EXPECT_EQ(Ui::ApplyEnabled(sheet), modified);
+                     }
+                 }
+                 Ui::Press(sheet, PSBTN_APPLYNOW);
+             },
+             [](HWND sheet) { EXPECT_FALSE(Ui::ApplyEnabled(sheet)); }});
+        Look([&, saved = type](HWND page) {
+            for (const int shown : {1, 0, 1}) {
+                Ui::Select(page, kType, shown);
+                for (UINT box = kHash; box <= kDiffieHellman; ++box)
+                    EXPECT_EQ(Ui::Selected(page, box), shown <= saved ? Last(page, box) : 0) << box;
+            }
+        });
+    }
+}
+
+TEST_F(AlgorithmsPage, WithoutAContextOrRightsNothingCanBeChosen) {
+    const struct {
+        std::wstring hidden;
+        bool anyName, mayWrite;
+        std::vector<DWORD> acquired;  // at the start and for each type
+        bool lists, enabled;          // of the last type
+    } cases[] = {{L"", true, true, {75, 75, 71}, true, true},   {L"", false, true, {75, 75, 71}, false, false},
+                 {L"", true, false, {75, 75, 71}, true, false}, {L"1", true, true, {75, 75}, true, true},
+                 {L"5", true, true, {0, 0}, false, false},      {L"15", true, true, {DWORD(CB_ERR)}, false, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        hidden = c.hidden;
+        anyName = c.anyName;
+        acquired.clear();
+        std::optional<Denied> denied;
+        if (!c.mayWrite) denied.emplace(kSection);
+        Run({[&](HWND sheet) {
+            const HWND page = Ui::Page(sheet);
+            const int types = Last(page, kType) + 1;
+            EXPECT_EQ(types, 2 - static_cast<int>(c.hidden.size()));
+            for (int type = 0; type < types; ++type) Ui::Select(page, kType, type);
+            for (UINT box = kHash; box <= kDiffieHellman; ++box)
+                EXPECT_TRUE(Ui::Enabled(page, box) == c.enabled && (Last(page, box) >= 0) == c.lists) << box;
+            Ui::Press(sheet, PSBTN_OK);  // nothing to save
+        }});
+        EXPECT_EQ(acquired, c.acquired);
+        EXPECT_TRUE(boxes.empty());
+    }
+}
+
+// What fails leaves a box disabled, or the provider as it was. Nothing is told.
+TEST_F(AlgorithmsPage, FailuresAreSurvived) {
+    size_t items = 0;
+    Look([&](HWND page) {
+        for (UINT box = kHash; box <= kDiffieHellman; ++box) items += static_cast<size_t>(Last(page, box) + 1);
+    });
+    const auto start = [&] { Look([](HWND) {}); };
+    // The installer's library, the provider's name, two keys with a name each, the context; the items twice, an end for
+    // each list, each box's value; the section and its rights.
+    EXPECT_EQ(Faults("Algorithms page, start", start, [&](const Fault&) { return Told(); }),
+              1 + 2 + 2 * 3 + 1 + (2 * items + 4 + 4 * 2) + 2);
+
+    int before = 0;
+    const auto save = [&] {
+        Run({[&](HWND sheet) {
+            const HWND page = Ui::Page(sheet);
+            const int other = Last(page, kDiffieHellman) - before;
+            if (Ui::Enabled(page, kDiffieHellman)) Ui::Select(page, kDiffieHellman, other);
+            Ui::Press(sheet, PSBTN_OK);
+        }});
+    };
+    Faults("Algorithms page, change and save", save, [&](const Fault& fault) {
+        const std::string told = Told();
+        const int old = before;
+        Look([&](HWND page) { before = Ui::Selected(page, kDiffieHellman); });
+        return before != old || *fault.function ? told : "isn't saved";
+    });
+}
+
+}  // namespace

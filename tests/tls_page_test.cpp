@@ -1,0 +1,236 @@
+// The TLS page as a real window, against the software provider's configuration store and modules.
+#include "pages/PropPageConfigTLS.h"
+
+#include "tests/support/Directory.h"
+#include "tests/support/SettingsPage.h"
+
+namespace {
+
+constexpr UINT kOcsp = 1145, kRevocation = 1146, kLegacy = 1148, kServerOcsp = 1149, kServerLegacy = 1151,
+               kCredential = 1155, kSessions = 1156, kCas = 1158;
+const std::map<UINT, std::wstring> kNames = {{kOcsp, L"tls_client_use_ocsp_extensions"},
+                                             {kRevocation, L"tls_client_disable_revocation_check"},
+                                             {1147, L"tls_client_disable_self_certificate_usage_validation"},
+                                             {kLegacy, L"tls_client_disable_legacy_cipher_suites"},
+                                             {kServerOcsp, L"tls_server_use_ocsp_extensions"},
+                                             {1152, L"tls_server_disable_revocation_check"},
+                                             {1150, L"tls_server_disable_self_certificate_usage_validation"},
+                                             {kServerLegacy, L"tls_server_disable_legacy_cipher_suites"},
+                                             {1153, L"tls_server_use_renegotiation_info_extension"},
+                                             {1154, L"tls_server_require_renegotiation_info_extension"},
+                                             {kCredential, L"tls_server_use_default_machine_credential"},
+                                             {kSessions, L"tls_server_max_sessions"},
+                                             {kCas, L"tls_server_max_certificate_request_cas"}};
+const std::wstring kSection = L"\\config\\Parameters\\";
+constexpr wchar_t kProviderKey[] = L"SOFTWARE\\Kelvane\\SoftCSP", kRegistered[] = L"CngRegistered";
+constexpr DWORD kOld = 7;  // a registration that the module wouldn't write itself
+
+// Windows of a version, with a missing library or a refusing call; nothing is restarted.
+struct System {
+    static DWORD WINAPI Version() { return version; }
+    static BOOL WINAPI Adjust(HANDLE, BOOL, TOKEN_PRIVILEGES* wanted, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
+        if (wanted->Privileges[0].Attributes == SE_PRIVILEGE_ENABLED) calls += "privilege ";
+        return SetLastError(trouble == L"privilege" ? ERROR_NOT_ALL_ASSIGNED : ERROR_SUCCESS), TRUE;
+    }
+    static BOOL WINAPI Exit(UINT flags, DWORD reason) {
+        if (flags == EWX_REBOOT && reason == 0x80040001) calls += "exit ";
+        return trouble != L"exit";
+    }
+    static HMODULE WINAPI Load(LPCWSTR file, HANDLE none, DWORD flags) {
+        return trouble.ends_with(L".dll") && std::wstring(file).ends_with(trouble) ? nullptr : load(file, none, flags);
+    }
+    static inline DWORD version;
+    static inline std::string calls;
+    static inline std::wstring trouble;
+    static inline decltype(&LoadLibraryExW) load;
+};
+
+// Every test begins with nothing stored, under a Windows too old for the module.
+class TlsPage : public SettingsPageTest<CPropPageConfigTLS> {
+  protected:
+    using Values = std::map<UINT, long>;
+
+    TlsPage() {
+        for (const auto& [control, name] : kNames) numbers[control].emplace(kSection + name, std::nullopt);
+        System::load = load.Original<decltype(LoadLibraryExW)>();
+        System::trouble = L"";
+        System::version = 5;
+    }
+    // What is stored; then nothing is.
+    Values TakeStored() {
+        Values values;
+        for (const auto& [control, number] : numbers) {
+            if (const auto value = number->Get()) values[control] = *value;
+            number->Set({});
+        }
+        return values;
+    }
+    static Values Shown(HWND page) {
+        Values values;
+        for (const auto& [control, name] : kNames)
+            values[control] = control < kSessions ? IsDlgButtonChecked(page, static_cast<int>(control))
+                                                  : std::stoul(Ui::Text(page, control));
+        return values;
+    }
+    // As a user does; only what is enabled.
+    static void Change(HWND page, const Values& values) {
+        for (const auto& [control, value] : values) {
+            if (!Ui::Enabled(page, control)) continue;
+            control < kSessions ? Ui::Click(page, control) : Ui::Type(page, control, std::to_wstring(value).c_str());
+        }
+    }
+
+    std::map<UINT, std::optional<StoredNumber>> numbers;
+    ImportPatch load{nullptr, "LoadLibraryExW", &System::Load}, version{nullptr, "GetVersion", &System::Version},
+        adjust{nullptr, "AdjustTokenPrivileges", &System::Adjust}, exit{nullptr, "ExitWindowsEx", &System::Exit};
+};
+
+// Each control has its own parameter and changes nothing else. Limits that can't be used are as good as missing.
+TEST_F(TlsPage, EverySettingGoesThroughTheStore) {
+    for (const auto& [spoken, title] : {std::pair{kEnglish, L"TLS Settings"}, {kRussian, L"Настройки TLS"}}) {
+        language.Set(spoken);
+        for (const auto& [control, name] : kNames) {
+            Values stored{{kRevocation, 5}, {kSessions, 65537}, {kCas, -1}}, shown{{kSessions, 64}, {kCas, 100}};
+            stored[control] = 999;
+            for (const auto& [other, value] : stored) numbers[other]->Set(value);
+            for (const auto& [other, parameter] : kNames) shown[other];
+            shown[control] = control < kSessions ? 1 : 999;
+            shown[kRevocation] = 1;
+            Run({[&, id = control, text = title](HWND sheet) {
+                const HWND page = Ui::Page(sheet);
+                EXPECT_TRUE(Ui::Text(page) == text && Shown(page) == shown) << id;
+                for (const bool modified : {true, false, true}) {
+                    Change(page, {{id, modified ? 0 : 999}});
+                    EXPECT_EQ(Ui::ApplyEnabled(sheet), modified);
+                }
+                Ui::Press(sheet, PSBTN_OK);
+            }});
+            stored[control] = 0;
+            EXPECT_EQ(TakeStored(), stored) << control;
+        }
+    }
+}
+
+TEST_F(TlsPage, ATextThatIsNoNumberInTheRangeIsToldAndReplaced) {
+    const std::wstring between = L"Enter a whole number between 0 and ";
+    const struct {
+        UINT edit;
+        const wchar_t *good, *bad;
+        std::wstring told;
+        const wchar_t* up;  // a click goes there, and on by so many after two seconds
+        UINT later;
+    } cases[] = {{kSessions, L"70", L"70000", between + L"65536.", L"74", 64},
+                 {kSessions, L"65536", L"", L"Enter a whole number.", L"65536", 64},
+                 {kCas, L"100", L"1000", between + L"999.", L"110", 100},
+                 {kCas, L"998", L"-1", between + L"999.", L"999", 100}};
+    for (const auto& c : cases) {
+        Look([&](HWND page) {
+            const HWND edit = GetDlgItem(page, int(c.edit)), spin = GetDlgItem(page, int(c.edit) + 1);
+            for (const wchar_t* text : {c.good, c.bad}) SetWindowTextW(edit, text);
+            EXPECT_EQ(Ui::Text(edit), c.good);
+            EXPECT_TRUE(GetFocus() == edit && SendMessageW(edit, EM_GETLIMITTEXT, 0, 0) == 5);
+            EXPECT_EQ(SendMessageW(edit, EM_GETSEL, 0, 0), MAKELRESULT(0, wcslen(c.good)));
+            SendMessageW(spin, WM_KEYDOWN, VK_UP, 0);
+            EXPECT_EQ(Ui::Text(edit), c.up);
+            UDACCEL steps[2]{};
+            SendMessageW(spin, UDM_GETACCEL, 2, reinterpret_cast<LPARAM>(steps));
+            EXPECT_TRUE(steps[1].nSec == 2 && steps[1].nInc == c.later);
+        });
+        EXPECT_EQ(boxes, Texts{c.told});
+    }
+}
+
+TEST_F(TlsPage, WhatMayNotBeChangedIsDisabled) {
+    for (const std::wstring trouble : {L"", L"kvocsp.dll", L"rights"}) {
+        std::optional<Denied> denied;
+        if (trouble == L"rights") denied.emplace(L"\\config\\Parameters");
+        System::trouble = trouble;
+        Look([&](HWND page) {
+            for (UINT control = kOcsp; control <= kCas + 1; ++control) {
+                const bool lacksOcsp = trouble == L"kvocsp.dll" && (control == kOcsp || control == kServerOcsp);
+                EXPECT_EQ(Ui::Enabled(page, control), !denied && !lacksOcsp) << control;
+            }
+        });
+    }
+}
+
+// Saving, the module's registration and the restart.
+TEST_F(TlsPage, Saves) {
+    const struct {
+        std::vector<UINT> changed;  // switches on, limits to 42
+        UINT denied;                // what can't be written
+        DWORD version;              // of Windows
+        std::wstring trouble;       // a missing library or function, a setting of the module's, a refusing call
+        DWORD registered;           // the module, afterwards; 0: not at all
+        std::string told;           // the question is answered with yes
+    } cases[] = {
+        {{kLegacy}, 0, 0x12340106, L"", 1, "?"},
+        {{kLegacy}, 0, 0xFF05, L"", kOld, "?"},
+        {{kServerLegacy}, 0, 6, L"", kOld, "?"},
+        {{kLegacy}, 0, 6, L"kvcng.dll", kOld, "?"},
+        {{kLegacy}, 0, 6, L"DllRegisterServer", kOld, "?"},
+        {{kLegacy}, 0, 6, L"DllUnregisterServer", kOld, "?"},
+        {{kLegacy}, 0, 6, L"CngUnregister=0x80004005", kOld, "?"},
+        {{kLegacy}, 0, 6, L"CngRegister=1", 0, "!"},
+        // What comes of the registration counts instead of earlier failures, but not of later ones.
+        {{kRevocation, kLegacy}, kRevocation, 6, L"", 1, "?"},
+        {{kLegacy, kCredential}, kCredential, 6, L"", 1, "!"},
+        {{kRevocation, kLegacy}, kRevocation, 6, L"kvcng.dll", kOld, "!"},
+        // The question comes once, for switches only, when all is written; a refused restart is told as a failure.
+        {{kSessions, kCas}, 0, 6, L"", kOld, ""},
+        {{kCredential, kSessions, kCas}, kSessions, 6, L"", kOld, "!"},
+        {{kRevocation, kCredential, kCas}, 0, 6, L"", kOld, "?"},
+        {{kCredential}, 0, 6, L"privilege", kOld, "?!"},
+        {{kCredential}, 0, 6, L"exit", kOld, "?!"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        System::version = c.version;
+        System::trouble = c.trouble;
+        System::calls = "";
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, kProviderKey, kRegistered, REG_DWORD, &kOld, sizeof kOld);
+        std::optional<LibraryFunction> entry;
+        if (c.trouble[0] == L'D') entry.emplace(std::string(c.trouble.begin(), c.trouble.end()).c_str(), nullptr);
+        std::optional<Denied> denied;
+        if (c.denied) denied.emplace(kSection + kNames.at(c.denied));
+        const size_t setting = c.trouble.find(L'=') + 1;
+        if (setting) RunTool(L"set " + c.trouble);
+        Values values;
+        for (const UINT control : c.changed) values[control] = control < kSessions ? 1 : 42;
+        Run({[&](HWND sheet) { Change(Ui::Page(sheet), values), Ui::Press(sheet, PSBTN_APPLYNOW); },
+             [&](HWND sheet) { EXPECT_EQ(Ui::ApplyEnabled(sheet), c.told.ends_with('!')); }},
+            {IDYES});
+        if (setting) RunTool(L"set " + c.trouble.substr(0, setting));
+        EXPECT_EQ(Told(), c.told);
+        const std::string restart = c.trouble == L"privilege" ? "privilege " : "privilege exit ";
+        EXPECT_EQ(System::calls, c.told.starts_with('?') ? restart : "");
+        DWORD registered = 0, size = sizeof registered;
+        RegGetValueW(HKEY_LOCAL_MACHINE, kProviderKey, kRegistered, RRF_RT_REG_DWORD, nullptr, &registered, &size);
+        EXPECT_EQ(registered, c.registered);
+        values.erase(c.denied);
+        Look([&](HWND page) {
+            for (const auto& [control, value] : values) EXPECT_EQ(Shown(page)[control], value);
+        });
+        EXPECT_EQ(TakeStored(), values);
+    }
+}
+
+// All is written and the question asked; or not, and that is told; or there was nothing that could be changed.
+TEST_F(TlsPage, EveryFailureIsTold) {
+    const auto start = [&] { Look([](HWND) {}); };
+    // The rights, the OCSP module, and each value twice: when it is shown, and when it is compared.
+    EXPECT_EQ(Faults("TLS page, start", start, [](const Fault&) { return ""; }), 1u + 1 + 13 * 2);
+
+    // Not with a later Windows: the registration's success hides failures before it.
+    const Values all{{kLegacy, 1}, {kCredential, 1}, {kCas, 7}};
+    const auto save = [&] {
+        Run({[&](HWND sheet) { Change(Ui::Page(sheet), all), Ui::Press(sheet, PSBTN_OK); }}, {IDNO});
+    };
+    Faults("TLS page, change and save", save, [&](const Fault& fault) {
+        const Values found = TakeStored();
+        if (Told() == "?") return found == all ? "" : "reads as saved";
+        return *fault.function && (Told() == "!" || (boxes.empty() && found.empty())) ? "" : "isn't told";
+    });
+}
+
+}  // namespace
