@@ -1,10 +1,18 @@
-// Key readers, random number generators, key carrier types.
+// Key readers, random number generators, key carrier types: the windows of the product's own libraries. The page
+// stores nothing.
 #pragma once
 
-#include "pages/PropPageConfigPending.h"
-#include "resources/resource.h"
+#include "applet/services/PropPageConfigBase.h"
 
-class CPropPageConfigCSPHardware : public CPropPageConfigPending {
+class CPropPageConfigCSPHardware : public CPropPageConfigBase {
   public:
-    CPropPageConfigCSPHardware() : CPropPageConfigPending(IDD_HARDWARE) {}
+    CPropPageConfigCSPHardware();
+
+  protected:
+    std::span<const Route> Routes() const override;
+
+  private:
+    void OnReaders();
+    void OnCarriers();
+    void OnRandom();
 };

@@ -1,0 +1,301 @@
+// The Security page: its decisions as tables; a real window against the software provider, its store, the registry.
+#include "pages/PropPageConfigCSPSecurity.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include "applet/services/Strings.h"
+#include "pages/SecurityRegistry.h"
+#include "softcsp/common/Settings.h"
+#include "tests/support/Provider.h"
+#include "tests/support/SettingsPage.h"
+
+namespace {
+
+using namespace softcsp;
+
+// Notes what is written; refuses what its letters name, 'p' for having no provider.
+struct Stores final : SecurityStores {
+    bool Note(char letter, DWORD value) {
+        log += letter + std::to_string(value) + " ";
+        return refused.find(letter) == refused.npos;
+    }
+    bool HasProvider() const override { return refused != "p"; }
+    bool SetCache(DWORD size) override { return Note('c', size); }
+    bool SetDiffieHellman(DiffieHellmanControl control) override { return Note('d', control); }
+    bool WriteDefault(DWORD type, int selection) override { return Note(type == 71 ? '1' : '5', DWORD(selection)); }
+    LONG WriteMode(int mode) override { return Note('m', DWORD(mode)), modeError; }
+    std::optional<bool> OfferRestart() override { return log += "? ", restart; }
+    bool WriteSaveMedia(bool save) override { return Note('s', save); }
+    std::string refused, log;
+    LONG modeError = 0;
+    std::optional<bool> restart;
+};
+
+std::string Letters(const SecurityChanges& c) {
+    return std::string(c.caching, 'c') + std::string(c.diffieHellman, 'd') + std::string(c.type71, '1') +
+           std::string(c.type75, '5') + std::string(c.mode, 'm') + std::string(c.saveMedia, 's');
+}
+
+TEST(SecurityState, WritesInOrderAndTakesOverWhatWasWritten) {
+    const std::string all = "cd15ms", whole = "c0 d1 10 50 m1 ? s0 ";
+    // Changed, refused, the mode's result and the restart's; written, the save's result, still changed afterwards.
+    const std::tuple<std::string, std::string, LONG, std::optional<bool>, std::string, bool, std::string> cases[] = {
+        {all, "", 0, {}, whole, true, ""},
+        {"m", "", 0, {}, "c8 m1 ? ", true, ""},
+        {all, "p", 0, {}, "", true, all},
+        {"15s", "p", 0, {}, "10 50 s0 ", true, ""},
+        {all, "cd", 0, {}, whole, false, "cd"},
+        {all, "15", 0, {}, whole, true, "15"},
+        {all, "s", 0, true, whole, false, "s"},
+        {all, "", ERROR_ACCESS_DENIED, {}, whole, true, "m"},
+        {all, "", E_UNEXPECTED, {}, "c0 d1 10 50 m1 s0 ", false, "m"},
+        {all, "cd", 0, true, whole, true, "cd"},  // the restart decides alone
+        {all, "", 0, false, whole, false, ""},
+    };
+    for (const auto& [changed, refused, modeError, restart, log, good, left] : cases) {
+        const auto kept = [&, &now = changed](char letter) { return now.find(letter) == now.npos; };
+        SecurityState state;
+        state.cacheMaximum = 64;
+        state.saved = {1, 1, kModeService, BST_CHECKED, 8, BST_CHECKED, BST_CHECKED};
+        state.now = {kept('5'), kept('1'), !kept('m'), kept('c'), 8, kept('d'), kept('s')};
+        Stores stores;
+        std::tie(stores.refused, stores.modeError, stores.restart) = std::tie(refused, modeError, restart);
+        EXPECT_EQ(Letters(WhatChanged(state)), changed);
+        EXPECT_EQ(SaveSecurity(state, stores), good) << changed << " without " << refused;
+        EXPECT_EQ(stores.log, log);
+        EXPECT_EQ(Letters(WhatChanged(state)), left);
+    }
+}
+
+constexpr wchar_t kService[] = L"kvcspr.dll", kMemory[] = L"kvcspi.dll", kModule[] = L"KV Module Name";
+const std::wstring kDefaults = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\",
+                   kDefaults32 = L"SOFTWARE\\Wow6432Node\\Microsoft\\Cryptography\\Defaults\\";
+
+// The registered texts, as they are installed.
+struct Registered {
+    std::wstring key;
+    const wchar_t *name, *installed;
+    void Set(const wchar_t* text) const {
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, REG_SZ, text, DWORD(lstrlenW(text) + 1) * 2);
+    }
+    std::wstring Get() const {
+        wchar_t text[100] = L"";
+        DWORD type = 0, size = sizeof text;
+        UniqueRegistryKey opened;
+        RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_QUERY_VALUE, opened.put());
+        RegQueryValueExW(opened.get(), name, nullptr, &type, reinterpret_cast<BYTE*>(text), &size);
+        return type == REG_SZ && size == DWORD(lstrlenW(text) + 1) * 2 ? text : L"malformed";
+    }
+};
+const Registered kRegistered[] = {
+    {kDefaults + L"Provider Types\\Type 071", L"Name", kProvider71},
+    {kDefaults32 + L"Provider Types\\Type 071", L"Name", kProvider71},
+    {kDefaults + L"Provider Types\\Type 075", L"Name", kProvider75},
+    {kDefaults32 + L"Provider Types\\Type 075", L"Name", kProvider75},
+    {kDefaults + L"Provider\\" + kProvider71, kModule, kService},
+    {kDefaults + L"Provider\\" + kProvider75, kModule, kService},
+    {kDefaults32 + L"Provider\\" + kProvider75, kModule, kService},
+};
+
+// Begins and ends with the provider as it is installed.
+class SecurityPage : public SettingsPageTest<CPropPageConfigCSPSecurity> {
+  protected:
+    SecurityPage() { Reset(); }
+    ~SecurityPage() override { Reset(); }
+    void Reset() const {
+        for (const auto* setting : kSettings) ClearSetting(*setting);
+        for (const Registered& text : kRegistered) text.Set(text.installed);
+        shortcuts.Set({});
+        listed = 3;
+        restarts = 0;
+    }
+    Texts Stored() const {
+        Texts all;
+        for (const Registered& text : kRegistered) all.push_back(text.Get());
+        all.push_back(std::to_wstring(ReadSetting(kCacheSetting)) + std::to_wstring(ReadSetting(kDhControlSetting)) +
+                      std::to_wstring(shortcuts.Get().value_or(-1)));
+        return all;
+    }
+    // Controls that are enabled, that are checked, the cache size and its maximum, controls that are hidden.
+    static std::string Shown(HWND page) {
+        constexpr UINT controls[] = {1109, 1107, 1141, 1055, 1121, 1122, 1071, 1070, 1068, 1139};
+        std::string enabled, checked = " ", hidden = " ";
+        for (size_t i = 0; i < std::size(controls); ++i) {
+            const char letter = "51rpsmczzd"[i];
+            if (Ui::Enabled(page, controls[i])) enabled += letter;
+            if (IsDlgButtonChecked(page, static_cast<int>(controls[i])) == BST_CHECKED) checked += letter;
+            if (!Ui::Visible(page, controls[i])) hidden += letter;
+        }
+        int most = 0;
+        SendDlgItemMessageW(page, 1068, UDM_GETRANGE32, 0, reinterpret_cast<LPARAM>(&most));
+        const UINT size = GetDlgItemInt(page, 1070, nullptr, FALSE);
+        return enabled + checked + " " + std::to_string(size) + "/" + std::to_string(most) + hidden;
+    }
+    static void ChangeAll(HWND sheet) {
+        for (const UINT type : {IDC_SECURITY_TYPE71, IDC_SECURITY_TYPE75}) Ui::Select(Ui::Page(sheet), type, 0);
+        for (const UINT button : {IDC_SECURITY_MODE_MEMORY, IDC_SECURITY_DIFFIE_HELLMAN, IDC_SECURITY_SAVE_MEDIA})
+            if (Ui::Enabled(Ui::Page(sheet), button)) Ui::Click(Ui::Page(sheet), button);
+    }
+    static void Apply(HWND sheet) { Ui::Press(sheet, PSBTN_APPLYNOW); }
+    const Texts kChanged{L"", L"", L"", L"", kService, kMemory, kMemory, L"011"};
+
+    // The restart and its privilege; neither is ever taken for real.
+    static BOOL WINAPI Adjust(HANDLE, BOOL, TOKEN_PRIVILEGES* wanted, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
+        restarts = wanted->Privileges[0].Attributes == SE_PRIVILEGE_ENABLED ? 10 : 0;
+        return SetLastError(ERROR_SUCCESS), TRUE;
+    }
+    static BOOL WINAPI Exit(UINT flags, DWORD reason) {
+        restarts += flags == EWX_REBOOT && reason == 0x80040001;
+        return works;
+    }
+    static BOOL WINAPI List(DWORD index, DWORD* none, DWORD flags, DWORD* type, LPWSTR name, DWORD* size) {
+        return index < listed && list->Original<decltype(List)>()(index, none, flags, type, name, size);
+    }
+    static inline DWORD listed;  // providers that are installed; the product's come first
+    static inline int restarts, works;
+    static inline const ImportPatch* list;
+    StoredNumber shortcuts{L"\\config\\Parameters\\DisableShortcuts", {}};
+    const ImportPatch adjust{nullptr, "AdjustTokenPrivileges", &Adjust}, exit{nullptr, "ExitWindowsEx", &Exit},
+        lister{(list = &lister, nullptr), "CryptEnumProvidersW", &List};
+};
+
+TEST_F(SecurityPage, ShowsWhatIsStoredAndWhatMayBeChanged) {
+    const UniqueService manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CREATE_SERVICE));
+    const struct {
+        const wchar_t *module, *special;  // an installed service, or a path that may not be written
+        std::string shown;                // and "*" when it differs
+        std::vector<std::pair<Setting, DWORD>> settings = {};
+    } cases[] = {
+        {kService, L"", "51rpmcd rsd 8/64 "},
+        {kService, L"kvcsp1", "51rpsmcd rsd 8/64 "},
+        {kMemory, L"", "51rpmd rmd 8/64 "},
+        {L"", L"kvcsp1", "51rpd rd 8/64 "},
+        {L"KVCSPI.DLL", L"kvcsp1", "51rpd rd 16/64 *", {{kCacheSetting, 16}}},  // no mode: the cache is to go
+        {kService, L"", "51rpscd rsd 8/64 ", {{kClassSetting, 2}}},
+        {kService, L"", "51rpmczzd rscd 16/2457 ", {{kCacheSetting, 16}, {kCacheMaximumSetting, 5000}}},
+        {kService, L"", "51rpmd rsd 1/0 ", {{kCacheMaximumSetting, 0}}},
+        {kService, L"", "51rpmd rscd 16/64 ", {{kCacheSetting, 16}, {kCacheAvailableSetting, 0}}},
+        {kService, L"", "51rpmd rsd 1/0 ", {{kCacheAvailableSetting, 2}}},
+        {kService, L"", "51rpmc rs 8/64 ", {{kDhControlSetting, 1}, {kDhMayChangeSetting, 0}}},
+        {kService, L"", "51rpmc rsd 8/64 d", {{kDhControlSetting, 1}, {kDhMayChangeSetting, 2}}},
+        {kService, L"\\config\\Provider", "51rcd rsd 8/64 "},
+        {kService, L"\\config\\Parameters", "51pmcd rsd 8/64 "},
+    };
+    for (const auto& c : cases) {
+        Reset();
+        kRegistered[5].Set(c.module);
+        kRegistered[6].Set(kMemory);  // never read
+        for (const auto& [setting, value] : c.settings) WriteSetting(setting, value);
+        UniqueService service;
+        if (c.special == std::wstring(L"kvcsp1"))
+            service.reset(CreateServiceW(manager.get(), c.special, L"", DELETE, SERVICE_WIN32_OWN_PROCESS, 3, 0,
+                                         L"C:\\none.exe", nullptr, nullptr, nullptr, nullptr, nullptr));
+        std::optional<Denied> denied;
+        if (c.special[0] == L'\\') denied.emplace(c.special);
+        Look([&](HWND page) { EXPECT_EQ(Shown(page) + (Ui::ApplyEnabled(GetParent(page)) ? "*" : ""), c.shown); });
+        if (service) DeleteService(service.get());
+    }
+}
+
+// The question is asked once, and the restart's result is that of the save.
+TEST_F(SecurityPage, ChangedAppliedReopenedInBothLanguages) {
+    for (const auto& [spoken, answer, restarting, expected] :
+         {std::tuple(kEnglish, IDNO, 1, 0), {kRussian, IDYES, 1, 11}, {kEnglish, IDYES, 0, 11}}) {
+        language.Set(spoken);
+        Reset();
+        works = restarting;
+        WriteSetting(kCacheSetting, 16);
+        Run({&ChangeAll, &Apply, [&](HWND sheet) { EXPECT_EQ(Ui::ApplyEnabled(sheet), !works); }, &Apply,
+             [&](HWND sheet) { EXPECT_FALSE(Ui::ApplyEnabled(sheet)); }},
+            {answer});
+        EXPECT_EQ(boxes[0], LoadStringLang(IDS_REBOOT_QUESTION));
+        EXPECT_EQ(boxes, works ? Texts{boxes[0]} : (Texts{boxes[0], kSaveFailed}));
+        EXPECT_EQ(restarts, expected);
+        EXPECT_EQ(Stored(), kChanged);
+        Look([&](HWND page) {
+            EXPECT_EQ(Shown(page), "51rpmd m 8/64 1");  // without a default the older type is hidden
+            EXPECT_EQ(Ui::Text(page, 1106), L"GOST R 34.10-2001 signature and key agreement:");
+            EXPECT_EQ(Ui::Items(page, 1109), (Texts{LoadStringLang(IDS_PROVIDER_ABSENT), kProvider75}));
+            EXPECT_EQ(Ui::Selected(page, 1109), 0);
+        });
+    }
+}
+
+TEST_F(SecurityPage, CorrectsTheCacheSizeWithoutAWord) {
+    WriteSetting(kCacheSetting, 16);
+    WriteSetting(kCacheMaximumSetting, 5000);
+    const wchar_t* const cases[][3] = {{L"0", L"1", L"1"},  {L"", L"1", L"1"},     {L"1a", L"1", L"1"},
+                                       {L"-5", L"1", L"1"}, {L"16", L"16", L"16"}, {L"3000", L"3000", L"2457"}};
+    Look([&](HWND page) {
+        for (const auto& [typed, then, left] : cases) {
+            Ui::Type(page, IDC_SECURITY_CACHE_SIZE, typed);
+            EXPECT_EQ(Ui::Text(page, IDC_SECURITY_CACHE_SIZE), then);
+            SendMessageW(page, WM_COMMAND, MAKEWPARAM(IDC_SECURITY_CACHE_SIZE, EN_KILLFOCUS), 0);
+            EXPECT_EQ(Ui::Text(page, IDC_SECURITY_CACHE_SIZE), left);
+            EXPECT_EQ(Ui::ApplyEnabled(GetParent(page)), typed != cases[4][0]);
+        }
+    });
+    EXPECT_TRUE(boxes.empty());
+}
+
+TEST_F(SecurityPage, ConfiguresTheProviderThatIsSelected) {
+    kRegistered[4].Set(kMemory);
+    Look([](HWND page) {
+        Ui::Select(page, IDC_SECURITY_CSP, 1);
+        EXPECT_EQ(Shown(page), "51rpmd rmd 8/64 ");
+        for (const UINT button : {IDC_SECURITY_DIFFIE_HELLMAN, IDC_SECURITY_MODE_MEMORY}) Ui::Click(page, button);
+        EXPECT_EQ(Shown(page), "51rpmd rm 8/64 ");  // the mode's click reads the provider anew, not the marks
+        EXPECT_TRUE(Ui::ApplyEnabled(GetParent(page)));
+    });
+    listed = 0;
+    Look([](HWND page) { EXPECT_EQ(Shown(page), "rp rd 1/0 1d"); });
+}
+
+TEST_F(SecurityPage, WritesBothViewsInOrderAndStopsAtTheFirstFailure) {
+    for (const auto& [native, other, written] : {std::tuple(2, 3, L""), {2, 3, L"x"}, {5, 6, kMemory}}) {
+        LONG result = 0;
+        const auto write = [&, name = written] {
+            result = name == kMemory ? WriteProviderMode(kProvider75, kModeMemory) : WriteDefaultProvider(75, name);
+        };
+        const auto inspect = [&, text = written, one = native, two = other](const Fault& fault) -> std::string {
+            const bool first = kRegistered[one].Get() == text, second = kRegistered[two].Get() == text;
+            Reset();
+            const bool rightly = first == (fault.point > 1) && second == (fault.point > 3);  // an open and a write each
+            return rightly && DWORD(result) == fault.error ? "" : "wrong";
+        };
+        EXPECT_EQ(Faults("security registry", write, inspect), 4u);
+    }
+    EXPECT_EQ(WriteProviderMode(kProvider75, kModeUnknown), E_UNEXPECTED);
+    EXPECT_EQ(WriteProviderMode(L"", kModeMemory), E_UNEXPECTED);
+}
+
+TEST_F(SecurityPage, AsksForNothingTwiceAndSurvivesEveryFailingCall) {
+    std::string shown;
+    bool modified = false;
+    const auto note = [&](HWND sheet) {
+        shown = Shown(Ui::Page(sheet));
+        modified = Ui::ApplyEnabled(sheet);
+    };
+    Run({note});  // the libraries are loaded
+    const auto inspect = [&](const Fault&) { return !modified && boxes.empty() ? "" : "shown: " + shown; };
+    const size_t start = Faults(
+        "security page, start", [&] { Run({note}); }, inspect);
+    // The provider: opened, three parameters, two defaults. The registry: two paths, a mode and two types, their keys;
+    // two keys tried for writing. The service; the store. The lists of the product's providers and of all, with an end.
+    EXPECT_EQ(start, 1 + 3 + 2 * 2 + 2 * 2 + 3 * 3 + 2 + 2 + 3 + 2 * (2 * listed + 1));
+
+    // Applied twice: the second time makes a single failure good, when all could be changed.
+    const auto save = [&] { Run({&ChangeAll, &Apply, &Apply, note}, {IDNO, IDNO, IDNO, IDNO}); };
+    Faults("security page, start, change, save", save, [&](const Fault& fault) -> std::string {
+        const bool all = Stored() == kChanged, told = std::ranges::count(boxes, kSaveFailed) != 0;
+        Reset();
+        if (fault.point < start || !shown.ends_with(" m 8/64 ")) return fault.point == Fault::kNone ? shown : "";
+        if (modified == all) return all ? "is saved and stays modified" : "a failure reads as success";
+        const std::string_view function = fault.function;
+        const bool tells = function == "CryptSetProvParam" || function == "support_registry_put_bool";
+        return fault.onwards || (all && told == tells) ? "" : "not made good, or not told";
+    });
+}
+
+}  // namespace
