@@ -1,0 +1,115 @@
+// What is read and changed in the domain's directory, against a directory of the test's own.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <functional>
+
+#include "pages/DomainDirectory.h"
+#include "tests/support/TestDirectory.h"
+
+namespace {
+
+constexpr wchar_t kProviders[] = L"pKIDefaultCSPs", kKeySize[] = L"msPKI-Minimal-Key-Size";
+const DirectoryEntry::Value kRight = 512;
+constexpr wchar_t kTemplate1[] = L"CN=DomainController", kTemplate2[] = L"CN=EnrollmentAgent";
+
+class Directory : public testing::Test {
+  protected:
+    ~Directory() override { EXPECT_EQ(directory.objects, 1); }  // the provider itself
+
+    std::string List() const {
+        std::vector<DomainController> controllers = {{L"before", L""}};
+        asked.ListControllers(controllers);
+        return ExportText(controllers);
+    }
+    // Nothing may be written before everything could be set.
+    bool Repair() {
+        const auto before = directory.entries;
+        const HRESULT result = asked.RepairTemplates();
+        if (FAILED(result)) return directory.entries == before || directory.calls.back().starts_with(L"Set");
+        const auto& now = directory.Template(kTemplate2).attributes;
+        return directory.Template(kTemplate1).attributes == now && now.size() == 1 && now.at(kKeySize) == kRight;
+    }
+
+    TestDirectory directory;
+    DomainDirectory asked;
+};
+
+const std::string kListed =
+    "dc1.test\r\n{03020100-0504-0706-0809-0a0b0c0d0e01}\r\n"
+    "dc2.test\r\n{03020100-0504-0706-0809-0a0b0c0d0e02}\r\n";
+
+TEST_F(Directory, ListsTheControllersThatHaveANameAndAnIdentifier) {
+    const std::vector<BYTE> fifteen(15);
+    directory.AddController(L"no.name", 3).attributes.erase(L"dNSHostName");
+    directory.AddController(L"odd.name", 3).attributes[L"dNSHostName"] = 5;
+    directory.AddController(L"no.identifier", 3).attributes.erase(L"objectGUID");
+    directory.AddController(L"short.identifier", 3).attributes[L"objectGUID"] = fifteen;
+    directory.AddController(L"odd.identifier", 3).attributes[L"objectGUID"] = L"0123456789abcdef";
+    directory.AddController(L"a.group", 3).kind = L"group";
+    directory.AddController(L"сервер.test", 0xfe);
+    EXPECT_EQ(List(), kListed + "сервер.test\r\n{03020100-0504-0706-0809-0a0b0c0d0efe}\r\n");
+    directory.entries[TestDirectory::kDomain].children.clear();
+    EXPECT_EQ(List(), "");
+}
+
+TEST_F(Directory, KnowsWhenTemplatesNeedRepair) {
+    struct Case {
+        std::map<std::wstring, DirectoryEntry::Value> first, second;
+        const wchar_t* trouble;
+        bool needed;
+    };
+    const std::vector<BYTE> array(2);
+    const Case cases[] = {
+        {{}, {}, L"", false},
+        {{{kKeySize, 512}}, {{kKeySize, 512}, {kProviders, 0}}, L"", false},
+        {{{kKeySize, 512}}, {{kKeySize, 1024}}, L"", true},
+        {{{kKeySize, L"long"}}, {}, L"", true},
+        {{{kProviders, L"1,Another"}}, {}, L"", true},
+        {{}, {{kProviders, array}}, L"", true},
+        {{{kProviders, L"1,Another"}}, {}, L"Get msPKI-Minimal-Key-Size", false},
+        {{{kKeySize, 1024}}, {}, L"Get pKIDefaultCSPs", false},
+        {{{kKeySize, 1024}}, {}, L"Open CN=Enr", false},
+        {{{kKeySize, 1024}}, {}, L"Get configurationNamingContext", false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        directory.Template(kTemplate1).attributes = c.first;
+        directory.Template(kTemplate2).attributes = c.second;
+        directory.trouble = c.trouble;
+        EXPECT_EQ(asked.TemplatesNeedRepair(), c.needed);
+    }
+}
+
+// Each call of the directory fails in turn, once and from there on. A failing bind is tried again by the system itself,
+// and a controller that can't be read is left out.
+TEST_F(Directory, SurvivesTheFailureOfEachCall) {
+    const auto entries = directory.entries;
+    const auto list = [&] {
+        const std::string listed = List();
+        return listed == "before\r\n{}\r\n" || kListed.starts_with(listed) || kListed.ends_with(listed);
+    };
+    const std::pair<const char*, std::function<bool()>> scenarios[] = {
+        {"controllers", list},
+        {"templates", [&] { return asked.TemplatesNeedRepair() || directory.failing != directory.kNone; }},
+        {"repair", [&] { return Repair(); }},
+    };
+    for (const auto& [name, scenario] : scenarios) {
+        directory.Forget();
+        EXPECT_TRUE(scenario());
+        const size_t points = directory.calls.size();
+        size_t survived = 0;
+        for (size_t point = 0; point < points; ++point) {
+            for (const bool onwards : {false, true}) {
+                directory.entries = entries;
+                directory.Forget(point, onwards);
+                survived += scenario() && directory.objects == 1;
+            }
+        }
+        std::printf("directory, %s: %zu points, %zu survived\n", name, points, survived / 2);
+        EXPECT_EQ(survived, 2 * points);
+        directory.entries = entries;
+    }
+}
+
+}  // namespace

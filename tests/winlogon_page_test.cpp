@@ -1,0 +1,377 @@
+// The Winlogon page as a real window, against the software provider, its store and readers, and a directory of the
+// test's own.
+#include "pages/PropPageConfigWLReaders.h"
+
+#include <commdlg.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/support/Directory.h"
+#include "tests/support/SettingsPage.h"
+#include "tests/support/TestDirectory.h"
+
+namespace {
+
+constexpr wchar_t kKdcKey[] = L"SYSTEM\\CurrentControlSet\\Services\\kdc\\Parameters",
+                  kKdcValue[] = L"NotChangeDefaultVerifyProvider", kProvider[] = L"Kelvane GOST R 34.10-2001 KC1 CSP";
+constexpr DWORD kMissing = 0x7ffffffe, kNoKey = 0x7fffffff;  // of the KDC's value: none, not even the key
+
+// What the page is told by the system, and what it asks it for.
+struct System {
+    static BOOL WINAPI Version(OSVERSIONINFOW* info) {
+        reinterpret_cast<OSVERSIONINFOEXW*>(info)->wProductType =
+            domainController ? VER_NT_DOMAIN_CONTROLLER : VER_NT_WORKSTATION;
+        return versionKnown;
+    }
+    static BOOL WINAPI Acquire(HCRYPTPROV* handle, LPCWSTR container, LPCWSTR name, DWORD type, DWORD flags) {
+        acquired.push_back(std::wstring(name) + L"|" + std::to_wstring(type) + L"|" + std::to_wstring(flags));
+        return acquire(handle, container, name, type, flags);
+    }
+    static LSTATUS WINAPI Write(HKEY, LPCWSTR, DWORD, DWORD, const BYTE*, DWORD) { return ERROR_ACCESS_DENIED; }
+    static BOOL WINAPI Choose(OPENFILENAMEW* request) {
+        EXPECT_TRUE(!*request->lpstrFile && !request->lpstrInitialDir && !(request->Flags & OFN_OVERWRITEPROMPT));
+        EXPECT_STREQ(request->lpstrFilter, L"All Files (*.*)");
+        if (files.empty()) return FALSE;
+        lstrcpynW(request->lpstrFile, files.front().c_str(), static_cast<int>(request->nMaxFile));
+        files.pop_front();
+        return TRUE;
+    }
+    static inline bool domainController, versionKnown;
+    static inline std::vector<std::wstring> acquired;
+    static inline decltype(&CryptAcquireContextW) acquire;
+    static inline std::deque<std::wstring> files;  // that the user chooses; then cancel
+};
+
+// A workstation with two readers that may have a default, nothing stored.
+class WinlogonPage : public SettingsPageTest<CPropPageConfigWLReaders> {
+  protected:
+    WinlogonPage() {
+        System::domainController = false;
+        System::versionKnown = true;
+        System::acquired.clear();
+        RunTool(L"carrier add WLTEST");
+        StoreReader(nullptr);
+    }
+    ~WinlogonPage() override {
+        RunTool(L"carrier remove WLTEST");
+        StoreReader(nullptr);
+        StoreKdc(kNoKey);
+    }
+    static std::wstring DefaultOf(const std::wstring& provider) {
+        return L"\\cryptography\\Defaults\\provider\\" + provider + L"\\ReaderDefault";
+    }
+    static void StoreReader(const wchar_t* name, const std::wstring& provider = kProvider) {
+        const std::wstring path = DefaultOf(provider);
+        name ? support_registry_put_string(path.c_str(), name) : support_registry_delete_param(path.c_str());
+    }
+    static std::wstring StoredReader(const std::wstring& provider = kProvider) {
+        wchar_t text[80] = L"";
+        DWORD length = 79;
+        return support_registry_get_string(DefaultOf(provider).c_str(), &length, text) == 0 ? text : L"";
+    }
+    static void StoreKdc(DWORD value) {
+        RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Services\\kdc");
+        const wchar_t* name = value == kMissing ? L"other" : kKdcValue;
+        if (value != kNoKey) RegSetKeyValueW(HKEY_LOCAL_MACHINE, kKdcKey, name, REG_DWORD, &value, sizeof value);
+    }
+    static DWORD StoredKdc() {
+        DWORD value = kMissing, size = sizeof value;
+        RegGetValueW(HKEY_LOCAL_MACHINE, kKdcKey, kKdcValue, RRF_RT_DWORD, nullptr, &value, &size);
+        return value;
+    }
+    // Check marks as letters: k KDC, d disabled; then in brackets which are enabled.
+    static std::string Checks(HWND page) {
+        std::string checks, enabled;
+        for (const auto& [id, letter] : {std::pair{IDC_WINLOGON_KDC, 'k'}, {IDC_WINLOGON_DISABLE, 'd'}}) {
+            if (IsDlgButtonChecked(page, id) == BST_CHECKED) checks += letter;
+            if (Ui::Enabled(page, static_cast<UINT>(id))) enabled += letter;
+        }
+        return checks + "(" + enabled + ")";
+    }
+    static auto Apply(std::function<void(HWND page)> change) {
+        return [=](HWND sheet) {
+            change(Ui::Page(sheet));
+            Ui::Press(sheet, PSBTN_APPLYNOW);
+        };
+    }
+    static auto Modified(bool expected) {
+        return [=](HWND sheet) { EXPECT_EQ(Ui::ApplyEnabled(sheet), expected); };
+    }
+
+    StoredNumber readersEnabled{L"\\config\\Parameters\\EnableDefaultReader", 1},
+        disabled{L"\\config\\Parameters\\DisableWL", {}};
+    ImportPatch version{nullptr, "GetVersionExW", &System::Version},
+        acquire{nullptr, "CryptAcquireContextW", &System::Acquire};
+    decltype(nullptr) original = (System::acquire = acquire.Original<decltype(CryptAcquireContextW)>(), nullptr);
+};
+
+TEST_F(WinlogonPage, SelectsTheDefaultReader) {
+    const Texts all = {L"Not set", L"Registry", L"Disk WLTEST"}, none = {L"Not set"};
+    const std::wstring longest(64, L'L'), tooLong(65, L'L');
+    struct Case {
+        const wchar_t* stored;
+        const char* failing;  // a function of the libraries
+        Texts items;
+        int selected;
+        bool told;
+    };
+    const Case cases[] = {
+        {nullptr, "", all, 0, false},
+        {L"REGISTRY", "", all, 1, false},
+        {L"DISK_WLTEST", "", all, 2, false},
+        {L"disk_wltest", "", all, -1, true},
+        {longest.c_str(), "", all, -1, true},
+        {tooLong.c_str(), "", all, 0, false},
+        {L"GONE", "supsys_nickname", none, -1, false},
+        {L"REGISTRY", "supsys_connect_current", none, -1, false},
+        {L"REGISTRY", "supsys_register_name", none, -1, true},
+        {nullptr, "rdr_register_start", none, 0, false},
+        {nullptr, "supsys_register_all", none, 0, false},
+        {nullptr, "supsys_find_open", none, 0, false},
+        {nullptr, "supsys_find_next", none, 0, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        StoreReader(c.stored);
+        const LibraryFunction failing(*c.failing ? c.failing : "none", nullptr);
+        ForgetSupportFunctions();
+        Look([&](HWND page) {
+            EXPECT_EQ(Ui::Items(page, IDC_WINLOGON_READER), c.items);
+            EXPECT_EQ(Ui::Selected(page, IDC_WINLOGON_READER), c.selected);
+        });
+        EXPECT_EQ(boxes, c.told ? Texts{L"Can not find default reader [" + std::wstring(c.stored) + L"]."} : Texts{});
+    }
+    ForgetSupportFunctions();
+}
+
+TEST_F(WinlogonPage, StoresTheReaderThatWasChosen) {
+    std::optional<Denied> denied;
+    const auto choose = [](int item) { return Apply([=](HWND page) { Ui::Select(page, IDC_WINLOGON_READER, item); }); };
+    const auto stored = [](const wchar_t* name) {
+        return [=](HWND sheet) {
+            EXPECT_EQ(StoredReader(), name);
+            Modified(false)(sheet);
+        };
+    };
+    Run({choose(1), stored(L"REGISTRY"), choose(2), stored(L"DISK_WLTEST"), choose(0), stored(L""), choose(0),
+         stored(L""), [&](HWND) { denied.emplace(L"\\cryptography"); }, choose(1), Modified(true)});
+    EXPECT_EQ(boxes, Texts{kSaveFailed});
+    EXPECT_EQ(StoredReader(), L"");
+}
+
+// On what isn't known to be a domain controller the directory isn't asked; where it doesn't name the controllers, what
+// is of the domain is disabled.
+TEST_F(WinlogonPage, ShowsWhatIsStoredAndMayBeChanged) {
+    enum { Workstation, Unknown, Controller };
+    struct Case {
+        int system;
+        DWORD kdc;
+        std::optional<long> disabled;
+        const char* checks;
+        bool modified = false;
+        const wchar_t* trouble = L"";  // in the directory
+    };
+    const Case cases[] = {
+        {Workstation, 0, {}, "(d)"},
+        {Unknown, 0, 1, "d(d)"},
+        {Controller, 0, {}, "k(kd)"},
+        {Controller, kMissing, 0, "k(kd)"},
+        {Controller, 1, -1, "(kd)"},
+        {Controller, 0x80000000, {}, "k(kd)"},
+        {Controller, kNoKey, {}, "(d)"},
+        {Controller, 0, 7, "d(d)", true},
+        {Controller, 0, {}, "k(d)", false, L"Open rootDS"},
+        {Controller, 1, {}, "(d)", false, L"Open OU=Dom"},
+        {Controller, 0, {}, "k(d)", false, L"Next"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        TestDirectory directory;
+        directory.trouble = c.trouble;
+        System::domainController = c.system != Workstation;
+        System::versionKnown = c.system != Unknown;
+        StoreKdc(c.kdc);
+        disabled.Set(c.disabled);
+        Run({[&](HWND sheet) {
+            const HWND page = Ui::Page(sheet);
+            EXPECT_EQ(Checks(page), c.checks);
+            for (const UINT id : {IDC_WINLOGON_CONTROLLER, IDC_WINLOGON_IDENTIFIER, IDC_WINLOGON_EXPORT,
+                                  IDC_WINLOGON_CONTROLLER_LABEL, IDC_WINLOGON_IDENTIFIER_LABEL})
+                EXPECT_EQ(Ui::Enabled(page, id), c.system == Controller && !*c.trouble) << id;
+            EXPECT_EQ(Ui::Enabled(page, IDC_WINLOGON_FIX_TEMPLATES),
+                      c.system == Controller && std::wstring_view(c.trouble) != L"Open rootDS");
+            EXPECT_TRUE(Ui::Enabled(page, IDC_WINLOGON_CSP) && Ui::Enabled(page, IDC_WINLOGON_READER));
+            EXPECT_EQ(Ui::ApplyEnabled(sheet), c.modified);
+        }});
+        EXPECT_EQ(directory.calls.empty(), c.system != Controller);
+    }
+    const TestDirectory directory;
+    StoreKdc(0);
+    disabled.Set({});
+    for (const bool denied : {false, true}) {
+        readersEnabled.Set(denied);  // each alone disables the readers
+        const Denied rights(denied ? L"\\config\\Parameters" : L"\\config\\none");
+        Look([&](HWND page) {
+            EXPECT_EQ(Checks(page), denied ? "k()" : "k(kd)");
+            EXPECT_FALSE(Ui::Enabled(page, IDC_WINLOGON_CSP) || Ui::Enabled(page, IDC_WINLOGON_READER));
+            EXPECT_EQ(Ui::Items(page, IDC_WINLOGON_READER).size(), 3u);
+        });
+    }
+}
+
+TEST_F(WinlogonPage, DisablingTheSupportClearsTheKdcAndWritesBoth) {
+    const TestDirectory directory;
+    System::domainController = true;
+    StoreKdc(0);
+    std::optional<ImportPatch> kdcFails;
+    std::optional<Denied> denied;
+    const auto shown = [&](const char* checks, DWORD kdc, std::optional<long> stored, bool modified) {
+        return [=, this](HWND sheet) {
+            EXPECT_EQ(Checks(Ui::Page(sheet)), checks);
+            EXPECT_EQ(StoredKdc(), kdc);
+            EXPECT_EQ(disabled.Get(), stored);
+            Modified(modified)(sheet);
+        };
+    };
+    const auto click = [](UINT id) { return Apply([=](HWND page) { Ui::Click(page, id); }); };
+    Run({click(IDC_WINLOGON_DISABLE), shown("d(d)", 1, 1, false),
+         [&](HWND) { kdcFails.emplace(nullptr, "RegSetValueExW", &System::Write); },
+         [](HWND sheet) { Ui::Click(Ui::Page(sheet), IDC_WINLOGON_DISABLE); }, click(IDC_WINLOGON_KDC),
+         shown("k(kd)", 1, 0, true),  // the other one is written all the same
+         [&](HWND sheet) {
+             kdcFails.reset();
+             denied.emplace(L"\\config\\Parameters");
+             Ui::Click(Ui::Page(sheet), IDC_WINLOGON_KDC);
+             Ui::Click(Ui::Page(sheet), IDC_WINLOGON_DISABLE);
+         },
+         Modified(true), click(IDC_WINLOGON_KDC), shown("d(d)", 1, 0, true)});
+    EXPECT_EQ(boxes, (Texts{kSaveFailed, kSaveFailed}));
+}
+
+// The type goes to the item that the count names, which includes providers that are left out.
+TEST_F(WinlogonPage, OpensEveryProviderWithTheTypeThatItsItemGot) {
+    const DWORD kind = CRYPT_IMPL_SOFTWARE;
+    const auto open = [](const std::wstring& name, int type) {
+        return name + L"|" + std::to_wstring(type) + L"|4026548224";
+    };
+    Texts names;
+    Look([&](HWND page) { names = Ui::Items(page, IDC_WINLOGON_CSP); });
+    ASSERT_EQ(names.size(), 2u);
+    const int first = names[0] == kProvider ? 75 : 71;
+    const Texts all = {open(names[0], first), open(names[1], 146 - first), open(names[0], first)};
+    EXPECT_EQ(System::acquired, all);
+    const std::wstring key = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\" + names[0];
+    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"ImpType");
+    for (const bool domainController : {false, true}) {
+        System::domainController = domainController;
+        System::acquired.clear();
+        Look([](HWND page) { EXPECT_EQ(Ui::Selected(page, IDC_WINLOGON_CSP), 0); });
+        EXPECT_EQ(System::acquired, domainController ? all : (Texts{open(names[1], 0), open(names[1], 0)}));
+    }
+    RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"ImpType", REG_DWORD, &kind, sizeof kind);
+}
+
+std::string Content(const std::wstring& path) {
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST_F(WinlogonPage, ShowsAndExportsTheControllers) {
+    const TemporaryDirectory files;
+    const std::wstring existing = files.Path() + L"old.txt", fresh = files.Path() + L"new.txt",
+                       nowhere = files.Path() + L"none\\file.txt",
+                       question = L"The file " + existing + L" exists, to overwrite?";
+    WriteExport(existing, "", false);
+    const LibraryFunction save("GetSaveFileNameW", &System::Choose);
+    TestDirectory directory;
+    System::domainController = true;
+    const std::string list =
+        "dc1.test\r\n{03020100-0504-0706-0809-0a0b0c0d0e01}\r\n"
+        "dc2.test\r\n{03020100-0504-0706-0809-0a0b0c0d0e02}\r\n";
+    struct Case {
+        std::deque<std::wstring> files;
+        std::deque<int> answers;
+        Texts told;
+        std::string old, written;  // what the files hold now
+    };
+    const Case cases[] = {
+        {{}, {}, {}, "", ""},
+        {{existing, existing}, {IDNO, IDCANCEL}, {question, question}, "", ""},
+        {{nowhere}, {}, {L"Error 0x00000003 (3) "}, "", ""},
+        {{existing, fresh}, {IDNO}, {question}, "", list},
+        {{existing}, {IDYES}, {question}, list, list},
+    };
+    for (const Case& c : cases) {
+        System::files = c.files;
+        Run({[&](HWND sheet) {
+                const HWND page = Ui::Page(sheet);
+                EXPECT_EQ(Ui::Items(page, IDC_WINLOGON_CONTROLLER), (Texts{L"dc1.test", L"dc2.test"}));
+                EXPECT_EQ(Ui::Text(page, IDC_WINLOGON_IDENTIFIER), L"{03020100-0504-0706-0809-0a0b0c0d0e01}");
+                Ui::Select(page, IDC_WINLOGON_CONTROLLER, 1);
+                EXPECT_EQ(Ui::Text(page, IDC_WINLOGON_IDENTIFIER), L"{03020100-0504-0706-0809-0a0b0c0d0e02}");
+                Ui::Click(page, IDC_WINLOGON_EXPORT);
+            }},
+            c.answers);
+        EXPECT_TRUE(System::files.empty());
+        ASSERT_EQ(boxes.size(), c.told.size());
+        for (size_t i = 0; i < boxes.size(); ++i) EXPECT_EQ(boxes[i].substr(0, c.told[i].size()), c.told[i]);
+        EXPECT_EQ(Content(existing), c.old);
+        EXPECT_EQ(Content(fresh), c.written);
+    }
+}
+
+TEST_F(WinlogonPage, RepairsTheTemplates) {
+    TestDirectory directory;
+    System::domainController = true;
+    const auto fixes = [](bool enabled) {
+        return [=](HWND sheet) { EXPECT_EQ(Ui::Enabled(Ui::Page(sheet), IDC_WINLOGON_FIX_TEMPLATES), enabled); };
+    };
+    const auto fix = [&](const wchar_t* trouble) {
+        return [=, &directory](HWND sheet) {
+            directory.trouble = trouble;
+            Ui::Click(Ui::Page(sheet), IDC_WINLOGON_FIX_TEMPLATES);
+            directory.trouble = L"";
+        };
+    };
+    Run({fixes(true), fix(L"Put CN=Enr"), fixes(true), fix(L"Get configurationNamingContext"), fix(L""), fixes(false)});
+    ASSERT_EQ(boxes.size(), 3u);
+    for (const size_t i : {0u, 1u}) EXPECT_EQ(boxes[i], L"Error 0x80005009 (-2147463159) E_ADS_OBJECT_UNBOUND");
+    EXPECT_EQ(boxes[2], L"Certificate Templates in Active Directory updated successfully");
+}
+
+// Each call of the system, the providers, the store and the readers fails while the page opens, changes and saves. The
+// page says that it wasn't saved exactly when it stays modified; otherwise what it shows is what is stored.
+TEST_F(WinlogonPage, SurvivesTheFailureOfEachCall) {
+    const TestDirectory directory;
+    System::domainController = true;
+    bool modified = false, checked = false;
+    std::wstring provider, reader;
+    const auto scenario = [&] {
+        StoreKdc(0);
+        Run({Apply([](HWND page) {
+                 if (Ui::Enabled(page, IDC_WINLOGON_DISABLE)) Ui::Click(page, IDC_WINLOGON_DISABLE);
+                 Ui::Select(page, IDC_WINLOGON_READER, 1);
+             }),
+             [&](HWND sheet) {
+                 modified = Ui::ApplyEnabled(sheet);
+                 checked = Checks(Ui::Page(sheet)).starts_with("d");
+                 provider = Ui::Text(Ui::Page(sheet), IDC_WINLOGON_CSP);
+                 reader = Ui::Text(Ui::Page(sheet), IDC_WINLOGON_READER);
+             }});
+    };
+    Look([](HWND) {});  // loads the reader library, for good
+    const size_t points = Faults("winlogon page", scenario, [&](const Fault& fault) -> std::string {
+        const std::wstring stored = StoredReader(provider);
+        const bool same = checked == (disabled.Get() == 1) && (reader == L"Registry") == (stored == L"REGISTRY");
+        const bool all = checked && stored == L"REGISTRY" && StoredKdc() == 1;
+        StoreReader(nullptr, provider);
+        disabled.Set({});
+        if (boxes != (modified ? Texts{kSaveFailed} : Texts{})) return "told wrongly";
+        if (fault.point == Fault::kNone && !all) return "not saved";
+        return modified || same ? "" : "shows what isn't stored";
+    });
+    EXPECT_GT(points, 50u);
+}
+
+}  // namespace
