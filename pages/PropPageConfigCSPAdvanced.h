@@ -1,10 +1,35 @@
-// File versions and the timeouts of user input.
+// Versions of the provider's and the system's modules, and the timeout of user input. The page stores nothing.
 #pragma once
 
-#include "pages/PropPageConfigPending.h"
-#include "resources/resource.h"
+#include <vector>
 
-class CPropPageConfigCSPAdvanced : public CPropPageConfigPending {
+#include "applet/services/PropPageConfigBase.h"
+#include "framework/ListCtrl.h"
+#include "pages/FileVersions.h"
+#include "pages/SortArrow.h"
+
+class CPropPageConfigCSPAdvanced : public CPropPageConfigBase {
   public:
-    CPropPageConfigCSPAdvanced() : CPropPageConfigPending(IDD_ADVANCED) {}
+    CPropPageConfigCSPAdvanced();
+
+  protected:
+    void DoDataExchange(CDataExchange* exchange) override;
+    std::span<const Route> Routes() const override;
+    bool OnInitDialog() override;
+    void PostNcDestroy() override;
+
+  private:
+    void OnColumnClicked(const Message& message);
+    void OnCopy();
+    void OnSetTimeout();
+
+    void InsertColumns();
+    void InsertFiles();
+    void Sort();
+
+    std::vector<FileVersion> files_;  // an item's data points to its file
+    CListCtrl list_;
+    SortArrow arrow_;
+    VersionColumn column_ = VersionColumn::Name;
+    bool descending_ = false;
 };

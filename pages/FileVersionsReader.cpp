@@ -1,0 +1,99 @@
+#include "pages/FileVersionsReader.h"
+
+#include <imagehlp.h>
+
+#include "framework/Handles.h"
+#include "pages/ImageHeaders.h"
+
+namespace {
+
+constexpr wchar_t kUnknownType[] = L"32 bit";
+
+struct ViewPolicy : NullPointerPolicy<const void*> {
+    static void close(Handle view) noexcept { UnmapViewOfFile(view); }
+};
+using UniqueView = UniqueHandle<ViewPolicy>;
+
+// The same path from its root on, whatever it was relative to; empty on failure.
+std::wstring FullPath(const std::wstring& path) {
+    std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
+    const DWORD length = GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+    full.resize(length < full.size() ? length : 0);
+    return full;
+}
+
+// As imagehlp.dll takes paths. A character that the ANSI code page lacks becomes "?", which no path has, so the file
+// isn't found.
+std::string AnsiPath(const std::wstring& path) {
+    const auto convert = [&path](char* buffer, int size) {
+        return WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, path.c_str(), -1, buffer, size, nullptr, nullptr);
+    };
+    std::string text(static_cast<size_t>(convert(nullptr, 0)), '\0');
+    return convert(text.data(), static_cast<int>(text.size())) != 0 ? text : std::string();
+}
+
+}  // namespace
+
+FileVersion FileVersionsReader::Read(const std::wstring& path) const {
+    FileVersion read{{}, {}, kUnknownType, path};
+    constexpr DWORD kEverybodyElse = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const UniqueFile file(CreateFileW(path.c_str(), GENERIC_READ, kEverybodyElse, nullptr, OPEN_EXISTING,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) return read;
+    if (std::wstring full = FullPath(path); !full.empty()) read.path = std::move(full);
+    read.name = read.path.substr(read.path.rfind(L'\\') + 1);
+    read.version = VersionOf(read.path);
+    read.type = TypeOf(file.get(), read.path);
+    return read;
+}
+
+std::wstring FileVersionsReader::VersionOf(const std::wstring& path) const {
+    const auto getSize = versions_.Function<decltype(&GetFileVersionInfoSizeW)>("GetFileVersionInfoSizeW");
+    const auto get = versions_.Function<decltype(&GetFileVersionInfoW)>("GetFileVersionInfoW");
+    const auto query = versions_.Function<decltype(&VerQueryValueW)>("VerQueryValueW");
+    if (!getSize || !get || !query) return {};
+    DWORD unused = 0;
+    std::vector<BYTE> info(getSize(path.c_str(), &unused));
+    void* fixed = nullptr;
+    UINT length = 0;
+    if (info.empty() || !get(path.c_str(), 0, static_cast<DWORD>(info.size()), info.data()) ||
+        !query(info.data(), L"\\", &fixed, &length) || length < sizeof(VS_FIXEDFILEINFO)) {
+        return {};
+    }
+    const auto& numbers = *static_cast<const VS_FIXEDFILEINFO*>(fixed);
+    std::wstring text = std::to_wstring(HIWORD(numbers.dwFileVersionMS));
+    for (const WORD number :
+         {LOWORD(numbers.dwFileVersionMS), HIWORD(numbers.dwFileVersionLS), LOWORD(numbers.dwFileVersionLS)}) {
+        text += L'.' + std::to_wstring(number);
+    }
+    return text;
+}
+
+std::wstring FileVersionsReader::TypeOf(HANDLE file, const std::wstring& path) const {
+    const auto map = images_.Function<decltype(&MapAndLoad)>("MapAndLoad");
+    const auto unmap = images_.Function<decltype(&UnMapAndLoad)>("UnMapAndLoad");
+    const std::string ansi = AnsiPath(path);
+    LARGE_INTEGER size{};
+    if (!map || !unmap || ansi.empty() || !GetFileSizeEx(file, &size)) return kUnknownType;
+    // While it is mapped here the file can't become shorter.
+    const UniqueKernelHandle mapping(CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 0, nullptr));
+    const UniqueView view(mapping ? MapViewOfFile(mapping.get(), FILE_MAP_READ, 0, 0, 0) : nullptr);
+    if (!view || !HasImageHeaders(static_cast<const BYTE*>(view.get()), static_cast<size_t>(size.QuadPart))) {
+        return kUnknownType;
+    }
+    LOADED_IMAGE image{};
+    if (!map(ansi.c_str(), nullptr, &image, FALSE, TRUE)) return kUnknownType;
+    const IMAGE_FILE_HEADER& header = image.FileHeader->FileHeader;
+    const wchar_t* type = ImageType(header.Machine, header.Characteristics);
+    unmap(&image);
+    return type;
+}
+
+std::vector<FileVersion> ReadFileVersions(std::span<const std::wstring> paths) {
+    const FileVersionsReader reader;
+    std::vector<FileVersion> files;
+    for (const std::wstring& path : paths) {
+        if (!path.empty()) files.push_back(reader.Read(path));
+    }
+    return files;
+}

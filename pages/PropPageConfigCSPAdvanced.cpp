@@ -1,0 +1,114 @@
+#include "pages/PropPageConfigCSPAdvanced.h"
+
+#include "applet/services/Strings.h"
+#include "framework/Clipboard.h"
+#include "framework/DataExchange.h"
+#include "framework/WaitCursor.h"
+#include "pages/DialogSetTimeout.h"
+#include "pages/FileVersionsReader.h"
+#include "resources/resource.h"
+
+namespace {
+
+struct Column {
+    UINT heading;
+    std::wstring FileVersion::*text;
+};
+
+// In the order of VersionColumn.
+constexpr Column kColumns[] = {{IDS_COLUMN_NAME, &FileVersion::name},
+                               {IDS_COLUMN_VERSION, &FileVersion::version},
+                               {IDS_COLUMN_TYPE, &FileVersion::type},
+                               {IDS_COLUMN_PATH, &FileVersion::path}};
+constexpr int kColumnCount = static_cast<int>(std::size(kColumns));
+
+struct Order {
+    VersionColumn column;
+    bool descending;
+};
+
+int CALLBACK CompareItems(LPARAM left, LPARAM right, LPARAM argument) {
+    const auto& order = *reinterpret_cast<const Order*>(argument);
+    return CompareFileVersions(*reinterpret_cast<const FileVersion*>(left),
+                               *reinterpret_cast<const FileVersion*>(right), order.column, order.descending);
+}
+
+}  // namespace
+
+CPropPageConfigCSPAdvanced::CPropPageConfigCSPAdvanced() : CPropPageConfigBase(IDD_ADVANCED) {}
+
+std::span<const Route> CPropPageConfigCSPAdvanced::Routes() const {
+    static constexpr Route table[] = {
+        onNotify<&CPropPageConfigCSPAdvanced::OnColumnClicked>(IDC_ADVANCED_VERSIONS, LVN_COLUMNCLICK),
+        on<&CPropPageConfigCSPAdvanced::OnCopy>(IDC_ADVANCED_COPY, BN_CLICKED),
+        on<&CPropPageConfigCSPAdvanced::OnSetTimeout>(IDC_ADVANCED_SET_TIMEOUT, BN_CLICKED),
+    };
+    return table;
+}
+
+void CPropPageConfigCSPAdvanced::DoDataExchange(CDataExchange* exchange) {
+    DDX_Control(exchange, IDC_ADVANCED_VERSIONS, list_);
+}
+
+bool CPropPageConfigCSPAdvanced::OnInitDialog() {
+    const CWaitCursor wait;
+    CPropPageConfigBase::OnInitDialog();
+    list_.SetExtendedStyle(LVS_EX_FULLROWSELECT);
+    InsertColumns();
+    InsertFiles();
+    arrow_.Attach(list_.GetHeader());
+    Sort();
+    for (int column = 0; column < kColumnCount; ++column) list_.SetColumnWidth(column, LVSCW_AUTOSIZE);
+    return true;
+}
+
+void CPropPageConfigCSPAdvanced::InsertColumns() {
+    RECT area{};
+    GetClientRect(list_.m_hWnd, &area);
+    for (int column = 0; column < kColumnCount; ++column) {
+        list_.InsertColumn(column, LoadStringLang(kColumns[column].heading), area.right / kColumnCount);
+    }
+}
+
+void CPropPageConfigCSPAdvanced::InsertFiles() {
+    files_ = ReadFileVersions(ListedFiles());
+    for (const FileVersion& file : files_) {
+        const int item = list_.InsertItem(list_.GetItemCount(), file.name);
+        if (item < 0) continue;
+        list_.SetItemData(item, reinterpret_cast<LPARAM>(&file));
+        for (int column = 1; column < kColumnCount; ++column) {
+            list_.SetItemText(item, column, file.*kColumns[column].text);
+        }
+    }
+}
+
+void CPropPageConfigCSPAdvanced::PostNcDestroy() {
+    files_.clear();
+}
+
+void CPropPageConfigCSPAdvanced::OnColumnClicked(const Message& message) {
+    const auto column = static_cast<VersionColumn>(reinterpret_cast<const NMLISTVIEW*>(message.lParam)->iSubItem);
+    descending_ = column == column_ && !descending_;
+    column_ = column;
+    Sort();
+}
+
+void CPropPageConfigCSPAdvanced::Sort() {
+    const Order order{column_, descending_};
+    list_.SortItems(&CompareItems, reinterpret_cast<LPARAM>(&order));
+    arrow_.Show(static_cast<int>(column_), descending_);
+}
+
+// As the rows stand now.
+void CPropPageConfigCSPAdvanced::OnCopy() {
+    std::vector<const FileVersion*> files;
+    files.reserve(files_.size());
+    for (int item = 0; item < list_.GetItemCount(); ++item) {
+        files.push_back(reinterpret_cast<const FileVersion*>(list_.GetItemData(item)));
+    }
+    CopyToClipboard(m_hWnd, FileVersionsText(files));
+}
+
+void CPropPageConfigCSPAdvanced::OnSetTimeout() {
+    CDialogSetTimeout().DoModal(m_hWnd);
+}

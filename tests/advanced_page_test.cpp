@@ -1,0 +1,183 @@
+// The Advanced page as a real window, and the list of file versions that it shows.
+#include "pages/PropPageConfigCSPAdvanced.h"
+
+#include <shlwapi.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "pages/FileVersionsReader.h"
+#include "tests/support/ClipboardText.h"
+#include "tests/support/Directory.h"
+#include "tests/support/HandleCounts.h"
+#include "tests/support/ModuleFiles.h"
+#include "tests/support/SettingsPage.h"
+
+namespace {
+
+const std::wstring kLibrary = ProgramDirectory() + L"kvsuprt.dll",
+                   kSystem[] = {L"\\advapi32.dll", L"\\crypt32.dll",  L"\\inetcomm.dll", L"\\schannel.dll",
+                                L"\\secur32.dll",  L"\\security.dll", L"\\wininet.dll"};
+
+UINT WINAPI NoDirectory(LPWSTR, UINT) {
+    return 0;
+}
+
+std::wstring AllOf(const std::wstring& path) {
+    const FileVersion file = FileVersionsReader().Read(path);
+    return file.name + L'|' + file.version + L'|' + file.type + L'|' + file.path;
+}
+
+TEST(FileVersions, AreOfWhateverIsInAFile) {
+    const WORD machines[] = {0x14C, 0x8664, 0x200, 0xAA64, 0x1C4}, characteristics[] = {0, 0x100, 0, 0x2022, 0x2122};
+    const wchar_t* types[] = {L"x86", L"x64", L"ia64", L"64 bit", L"32 bit"};
+    std::vector<std::string> files;
+    for (std::size_t i = 0; i < std::size(types); ++i) files.push_back(Image(machines[i], characteristics[i]));
+    for (const DWORD offset : {489u, 0x7FFFFFFFu, 0xFFFFFFC0u}) files.push_back(Image(0x14C, 0, offset));
+    for (const char* text : {"plain text", "", "MZ"}) files.emplace_back(text);
+    files.push_back(Image(0x14C, 0, 4076, 4100).substr(0, 4096));  // behind it nothing is mapped
+    const TemporaryDirectory directory;
+    for (const std::wstring name : {L"Имя", L"\u4E2D"}) {  // the latter isn't in the ANSI code page
+        const std::wstring path = directory.Path() + name;
+        for (std::size_t i = 0; i < files.size(); ++i) {
+            std::ofstream(std::filesystem::path(path), std::ios::binary) << files[i];
+            const std::wstring type = name == L"Имя" && i < std::size(types) ? types[i] : L"32 bit";
+            EXPECT_EQ(AllOf(path), name + L"||" + type + L"|" + path) << i;
+        }
+    }
+    const std::wstring big = directory.Path() + L"big";
+    std::ofstream(std::filesystem::path(big), std::ios::binary) << files[1];
+    std::filesystem::resize_file(big, 1ull << 32);
+    EXPECT_EQ(AllOf(big), L"big||x64|" + big);
+    EXPECT_EQ(AllOf(ProgramDirectory() + L".\\kvsuprt.dll"), L"kvsuprt.dll|5.0.4821.0|x64|" + kLibrary);
+    for (const std::size_t length : {259, 260, 400}) {
+        std::wstring path = L"\\\\?\\" + directory.Path();
+        while (path.size() + 106 < length) std::filesystem::create_directory(path += std::wstring(100, L'd') + L"\\");
+        const std::wstring name(length + 4 - path.size(), L'f'), bare = (path += name).substr(4);
+        ASSERT_TRUE(CopyFileW(kLibrary.c_str(), path.c_str(), FALSE));
+        EXPECT_TRUE(AllOf(path).starts_with(name + L"|5.0.4821.0|") && AllOf(path).ends_with(L"|" + path)) << length;
+        EXPECT_TRUE(AllOf(bare).ends_with(L"|" + bare) && (length > 259 || AllOf(bare).starts_with(name + L"|5.0.")));
+    }
+    const LibraryFunction map("MapAndLoad", nullptr), query("VerQueryValueW", nullptr);
+    EXPECT_EQ(AllOf(kLibrary), L"kvsuprt.dll||32 bit|" + kLibrary);
+}
+
+TEST(FileVersions, AreOfTheSystemsModulesTwiceAndOfTheRegisteredOnes) {
+    RegisteredModules modules;
+    modules.Add(L"a", L"C:\\there\\a.dll");
+    modules.Add(L"b", L"C:\\number.dll", REG_DWORD);
+    modules.Add(L"c", L"");
+    modules.Add(std::wstring(255, L'e'), L"relative.dll");
+    for (const std::wstring second : {L"C:\\windows\\syswow64", L""}) {
+        const ImportPatch missing(nullptr, second.empty() ? "GetSystemWow64DirectoryW" : "none", &NoDirectory);
+        std::wstring expected, listed;
+        for (const int i : {0, 1, 2, 6, 3, 5, 4})
+            expected += L"C:\\windows\\system32" + kSystem[i] + L"\n" + second + kSystem[i] + L"\n";
+        for (const std::wstring& path : ListedFiles()) listed += path + L"\n";
+        EXPECT_EQ(listed, expected + L"C:\\there\\a.dll\n\nrelative.dll\n");
+        EXPECT_EQ(ReadFileVersions(ListedFiles()).size(), 16u);  // of an empty path there is nothing to tell
+    }
+}
+
+TEST(FileVersions, AreOrderedByEachColumnBothWays) {
+    const FileVersion files[] = {{L"b", L"10.0", L"x64", L"1"}, {L"A", L"5.1", L"x86", L"2"},
+                                 {L"B", L"10.0", L"x64", L"0"}, {L"a", L"5.1", L"ia64", L"3"},
+                                 {L"c", L"", L"x64", L"я"},     {L"a", L"9", L"x86", L"Б"}};
+    const std::wstring orders[] = {L"32Б01я", L"я0132Б", L"301я2Б", L"0123Бя"};
+    for (int order = 0; order < 8; ++order) {
+        std::wstring paths = orders[order / 2];
+        if (order % 2 != 0) std::ranges::reverse(paths);
+        const auto at = [&](std::size_t i) {
+            return *std::ranges::find(files, paths.substr(i, 1), &FileVersion::path);
+        };
+        for (std::size_t i = 1; i < std::size(files); ++i)
+            EXPECT_LT(CompareFileVersions(at(i - 1), at(i), static_cast<VersionColumn>(order / 2), order % 2 != 0), 0);
+    }
+}
+
+// "<" over a column for an arrow that points up, ">" for one that points down. The first one ever shown points up.
+std::wstring Arrows(HWND list, HBITMAP& up) {
+    std::wstring arrows;
+    for (int column = 0; column < 4; ++column) {
+        HDITEMW item{};
+        item.mask = HDI_FORMAT | HDI_BITMAP;
+        Header_GetItem(ListView_GetHeader(list), column, &item);
+        const bool picture = (item.fmt & HDF_BITMAP) && (item.fmt & HDF_BITMAP_ON_RIGHT) && item.hbm;
+        if (picture && !up) up = item.hbm;
+        arrows += picture ? (item.hbm == up ? L"<" : L">") : L"";
+        arrows += item.fmt & HDF_SORTUP ? L"<|" : item.fmt & HDF_SORTDOWN ? L">|" : L"|";
+    }
+    return arrows;
+}
+
+struct AdvancedPage : SettingsPageTest<CPropPageConfigCSPAdvanced> {
+    // Instead of the system's modules, which differ from system to system, only paths.
+    ImportPatch first{nullptr, "GetSystemDirectoryW", &NoDirectory};
+    ImportPatch second{nullptr, "GetSystemWow64DirectoryW", &NoDirectory};
+    RegisteredModules modules;
+};
+
+TEST_F(AdvancedPage, ShowsSortsAndCopiesTheList) {
+    modules.Add(L"1", kLibrary);
+    modules.Add(L"2", L"Z:\\none\\lost file.dll");
+    modules.Add(L"3", ProgramDirectory() + L"softcsp.exe");
+    const std::wstring library = L"kvsuprt.dll        5.0.4821.0 x64 " + kLibrary + L"\r\n",
+                       tool = L"softcsp.exe        5.0.4821.0 x64 " + ProgramDirectory() + L"softcsp.exe\r\n",
+                       unknown = std::wstring(30, L' ') + L"32 bit ", lost = unknown + L"Z:\\none\\lost file.dll\r\n";
+    std::wstring system, reversed;
+    for (const std::wstring& name : kSystem) {
+        const std::wstring line = unknown + name + L"\r\n";
+        system += line + line;
+        reversed.insert(0, line + line);
+    }
+    const std::wstring up = lost + system + library + tool, down = tool + library + reversed + lost,
+                       path = lost + library + tool + system, downByPath = reversed + tool + library + lost;
+    const int clicked[] = {0, 0, 3, 3, 2, 1, 1, 0};
+    const wchar_t* arrows[] = {L">||||", L"<||||", L"|||<|", L"|||>|", L"||<||", L"|<|||", L"|>|||", L"<||||"};
+    const std::wstring* texts[] = {&down, &up, &path, &downByPath, &up, &up, &down, &up};
+    const auto six = +[](DLLVERSIONINFO* version) { return version->dwMajorVersion = 6, S_OK; };
+    for (const bool newer : {false, true}) {
+        const LibraryFunction version(newer ? "DllGetVersion" : "none", six);
+        Look([&](HWND page) {
+            const HWND list = GetDlgItem(page, IDC_ADVANCED_VERSIONS);
+            HBITMAP arrow = nullptr;
+            EXPECT_EQ(Arrows(list, arrow), L"<||||");
+            EXPECT_EQ(arrow == nullptr, newer);
+            EXPECT_EQ(ListView_GetExtendedListViewStyle(list), DWORD{LVS_EX_FULLROWSELECT});
+            for (std::size_t i = 0; i < std::size(clicked); ++i) {
+                NMLISTVIEW click{{list, 1023, LVN_COLUMNCLICK}, -1, clicked[i], 0, 0, 0, {}, 0};
+                SendMessageW(page, WM_NOTIFY, 1023, reinterpret_cast<LPARAM>(&click));
+                Ui::Click(page, IDC_ADVANCED_COPY);
+                EXPECT_EQ(Arrows(list, arrow), arrows[i]);
+                EXPECT_EQ(ClipboardText(), *texts[i]) << i;
+            }
+        });
+    }
+}
+
+TEST_F(AdvancedPage, OpensTheTimeoutDialogAndHasNothingToApply) {
+    Run({[](HWND sheet) { PostMessageW(GetDlgItem(Ui::Page(sheet), 57635), BM_CLICK, 0, 0); },
+         [](HWND dialog) { Ui::Click(dialog, Ui::Text(dialog) == L"User input timeout" ? IDOK : 0); },
+         [](HWND sheet) { EXPECT_FALSE(Ui::ApplyEnabled(sheet)); }});
+}
+
+TEST_F(AdvancedPage, SurvivesEveryFailure) {
+    modules.Add(L"1", kLibrary);
+    int rows = 0;
+    unsigned handles = 0;
+    const auto look = [&](HWND page) {
+        rows = ListView_GetItemCount(GetDlgItem(page, IDC_ADVANCED_VERSIONS));
+        Ui::Click(page, IDC_ADVANCED_COPY);
+    };
+    const auto inspect = [&](const Fault& fault) -> std::string {
+        const unsigned before = std::exchange(handles, CountHandles().kernel);
+        const bool ofRegistry = fault.onwards || std::strncmp(fault.function, "Reg", 3) == 0;
+        if (rows != 15 && (rows != 14 || !ofRegistry)) return "loses files";
+        return before && before != handles ? "leaves kernel handles" : "";
+    };
+    const auto open = [&] { Look(look); };
+    Faults("file versions", open, inspect);
+}
+
+}  // namespace
