@@ -2,16 +2,18 @@
 # Pictures of the control panel's pages in both languages, from Wine's control.exe on a display of its own, as
 # build/shots/LANGUAGE-N-NAME.png.
 #   shots.sh [--page N] [--lang 1033|1049]     only this page (from 0), only this language
+#   shots.sh --all                             the pages, every wizard's pages, and the dialogs
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . tools/prefix.sh
 
-only_page='' only_lang=''
+only_page='' only_lang='' all=''
 while [ $# -gt 0 ]; do
   case "$1" in
+    --all) all=yes; shift; continue ;;
     --page) only_page=$2 ;;
     --lang) only_lang=$2 ;;
-    *) echo "usage: shots.sh [--page N] [--lang 1033|1049]" >&2; exit 2 ;;
+    *) echo "usage: shots.sh [--page N] [--lang 1033|1049] [--all]" >&2; exit 2 ;;
   esac
   shift 2
 done
@@ -45,8 +47,34 @@ picture() {
   convert "$1" -trim +repage -bordercolor '#000' "$1"
 }
 
+# panel COMMAND…: what is in front does it; shot NAME: a picture of it.
+panel() { "$wine" build/bin/panel.exe "$@"; }
+shot() { picture "build/shots/${lang%:*}-$1.png"; }
+
+# From the Service and the Advanced page through every wizard and dialog, on the demo's containers.
+walk() {
+  local person='Иванов Иван Иванович'
+  panel page 2
+  panel click 1138; shot check-1-container; panel type 1045 "$person"; panel next; shot check-2-report; panel cancel
+  panel click 1096; shot copy-1-source; panel type 1045 "$person"; panel next; shot copy-2-target; panel cancel
+  panel click 1061; panel type 1045 "$person"; shot delete; panel cancel
+  panel click 1074; panel type 1045 "$person"; shot change-password; panel finish; shot provider-change-password
+  panel cancel; panel cancel; panel cancel
+  panel click 1062; panel type 1045 "$person"; shot certificates-1-container
+  panel next; shot certificates-2-certificate; panel cancel
+  panel click 1063; shot install-1-file
+  panel type 1041 "$("$wine" cmd.exe /c 'echo %USERPROFILE%' </dev/null | tr -d '\r')\\Desktop\\Иванов (DER).cer"
+  panel next; shot install-2-certificate; panel next; panel click 1140; shot install-3-container
+  panel next; shot install-4-store; panel next; shot install-5-summary; panel cancel
+  panel click 1064; shot saved-passwords; panel cancel
+  panel click 1138; panel click 1046; shot provider-choose-container; panel cancel; panel cancel
+  panel page 3
+  panel click 57635; shot input-timeout; panel cancel
+}
+
 mkdir -p build/shots
 start_server
+if [ -n "$all" ]; then tools/demo.sh >/dev/null; fi
 for lang in en:1033 ru:1049; do
   [ -z "$only_lang" ] || [ "$only_lang" = "${lang#*:}" ] || continue
   VESTRA_UI=${lang%:*} wine_environment
@@ -54,9 +82,10 @@ for lang in en:1033 ru:1049; do
   "$wine" control.exe "$(windows_path build/bin/vestra.cpl)" >/dev/null 2>&1 &
   for page in "${!names[@]}"; do
     [ -z "$only_page" ] || [ "$only_page" = "$page" ] || continue
-    "$wine" build/bin/panel.exe page "$page"
+    panel page "$page"
     picture "build/shots/${lang%:*}-$page-${names[$page]}.png"
   done
-  "$wine" build/bin/panel.exe close
+  if [ -n "$all" ]; then walk; fi
+  panel close
 done
 echo "shots: no display here, so there are pictures of the pages in build/shots"

@@ -18,6 +18,7 @@ struct ParameterSet {
     const char* identifier;
     ParameterKind kind;
     const wchar_t* name;
+    const wchar_t* russianName;
     bool example;  // made for the published examples only, never to be offered
 };
 

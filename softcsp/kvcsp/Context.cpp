@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "softcsp/common/Language.h"
 #include "softcsp/common/Names.h"
 #include "softcsp/common/Settings.h"
 #include "softcsp/dialogs/Dialogs.h"
@@ -60,6 +61,7 @@ DWORD Context::Open(const char* container, DWORD flags, const ProviderTable& tab
     opened->flags_ = flags;
     opened->name_ = told && table.name != nullptr ? table.name : Narrow(provider->name);
     opened->returnWindow_ = table.returnWindow;
+    if (opened->AsksOnly()) Language::Update();  // of the names that such a context shows
     if ((flags & CRYPT_VERIFYCONTEXT) == 0) {
         std::wstring name;
         if (const DWORD result = ContainerName(container, name)) return result;

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "softcsp/common/ByteStream.h"
+#include "softcsp/common/Language.h"
 #include "softcsp/common/Store.h"
 #include "softcsp/kvcsp/ProviderInterface.h"
 
@@ -39,7 +40,8 @@ Bytes EntryOf(const ParameterSet& set) {
     Bytes identifier(nameAt - sizeof kNameFollows);  // zeros up to the name, which is aligned
     std::memcpy(identifier.data(), set.identifier, identifierSize);
     entry.Raw(identifier);
-    entry.Raw({reinterpret_cast<const std::uint8_t*>(set.name), (std::wcslen(set.name) + 1) * sizeof(wchar_t)});
+    const wchar_t* name = Language::Get() == kRussian ? set.russianName : set.name;
+    entry.Raw({reinterpret_cast<const std::uint8_t*>(name), (std::wcslen(name) + 1) * sizeof(wchar_t)});
     return entry.Take();
 }
 
@@ -50,16 +52,10 @@ std::vector<Bytes> EntriesOf(ParameterKind kind) {
     return entries;
 }
 
+// By the identifier alone: the name may be in another language by now.
 const ParameterSet* SetOfEntry(ParameterKind kind, const BYTE* entry) {
-    for (const ParameterSet& set : ParameterSets()) {
-        if (set.kind != kind || set.example) continue;
-        // As far as it agrees with the set's own entry it can't have ended.
-        const Bytes own = EntryOf(set);
-        std::size_t at = 0;
-        while (at < own.size() && entry[at] == own[at]) ++at;
-        if (at == own.size()) return &set;
-    }
-    return nullptr;
+    const ParameterSet* set = FindParameterSet(kind, reinterpret_cast<const char*>(entry) + sizeof kNameFollows);
+    return set != nullptr && !set->example ? set : nullptr;
 }
 
 const ParameterSet& MachineSet(const ParameterChoice& parameter, DWORD providerType) {
