@@ -96,6 +96,7 @@ const Registered kRegistered[] = {
     {kDefaults + L"Provider\\" + kProvider71, kModule, kService},
     {kDefaults + L"Provider\\" + kProvider75, kModule, kService},
     {kDefaults32 + L"Provider\\" + kProvider75, kModule, kService},
+    {kDefaults32 + L"Provider\\" + kProvider71, kModule, kService},
 };
 
 // Begins and ends with the provider as it is installed.
@@ -138,7 +139,7 @@ class SecurityPage : public SettingsPageTest<CPropPageConfigCSPSecurity> {
             if (Ui::Enabled(Ui::Page(sheet), button)) Ui::Click(Ui::Page(sheet), button);
     }
     static void Apply(HWND sheet) { Ui::Press(sheet, PSBTN_APPLYNOW); }
-    const Texts kChanged{L"", L"", L"", L"", kService, kMemory, kMemory, L"011"};
+    const Texts kChanged{L"", L"", L"", L"", kService, kMemory, kMemory, kService, L"011"};
 
     // The restart and its privilege; neither is ever taken for real.
     static BOOL WINAPI Adjust(HANDLE, BOOL, TOKEN_PRIVILEGES* wanted, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
