@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "applet/services/ErrorText.h"
+#include "tests/support/ClipboardText.h"
 #include "tests/support/Directory.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/Panel.h"
@@ -21,15 +22,6 @@ std::wstring ListText(HWND list) {
         for (const int column : {0, 1}) ListView_GetItemText(list, row, column, cells[column], 300);
         text += Row(cells[0], cells[1]);
     }
-    return text;
-}
-
-std::wstring ClipboardText() {
-    OpenClipboard(nullptr);
-    const HANDLE memory = GetClipboardData(CF_UNICODETEXT);
-    const std::wstring text = memory ? static_cast<const wchar_t*>(GlobalLock(memory)) : L"";
-    GlobalUnlock(memory);
-    CloseClipboard();
     return text;
 }
 

@@ -7,13 +7,13 @@
 
 #include "softcsp/common/ApplicationData.h"
 #include "softcsp/common/FileHandle.h"
+#include "softcsp/common/Files.h"
 
 namespace softcsp {
 namespace {
 
 constexpr wchar_t kExtension[] = L".key";
 constexpr wchar_t kUnfinished[] = L".new";
-constexpr LONGLONG kLargestFile = 64 << 20;
 constexpr std::wstring_view kQualified = L"\\\\.\\";
 
 constexpr DWORD Code(HRESULT result) {
@@ -59,31 +59,6 @@ bool Split(std::wstring_view text, NameParts& parts) {
 
 bool SameText(std::wstring_view left, std::wstring_view right) {
     return LowerCase(left) == LowerCase(right);
-}
-
-DWORD ReadFileWhole(const std::wstring& path, Bytes& bytes) {
-    const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
-                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file) return GetLastError();
-    LARGE_INTEGER size;
-    if (!GetFileSizeEx(file.Get(), &size)) return GetLastError();
-    if (size.QuadPart > kLargestFile) return ERROR_FILE_TOO_LARGE;
-    Bytes read(static_cast<std::size_t>(size.QuadPart));
-    DWORD count = 0;
-    if (!ReadFile(file.Get(), read.data(), static_cast<DWORD>(read.size()), &count, nullptr)) return GetLastError();
-    if (count != read.size()) return ERROR_READ_FAULT;
-    bytes = std::move(read);
-    return ERROR_SUCCESS;
-}
-
-DWORD WriteFileWhole(const std::wstring& path, ByteView bytes) {
-    const FileHandle file(
-        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file) return GetLastError();
-    DWORD count = 0;
-    if (!WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr)) return GetLastError();
-    if (count != bytes.size()) return ERROR_DISK_FULL;
-    return FlushFileBuffers(file.Get()) ? ERROR_SUCCESS : GetLastError();
 }
 
 template <class Visitor>

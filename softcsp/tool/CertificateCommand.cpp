@@ -1,5 +1,5 @@
 // "certificate": files with certificates of containers' keys, in the forms that certificates are handed round in.
-#include "softcsp/common/FileHandle.h"
+#include "softcsp/common/Files.h"
 
 #include <winscard.h>
 
@@ -121,15 +121,6 @@ Bytes MakeCertificate(const Options& options, const std::wstring& name, bool sig
     return Issue(order, Unlock(container, key, options.Value(kPassword).value_or(L"")), *key.digest);
 }
 
-void WriteFileWhole(const std::wstring& path, ByteView bytes) {
-    const FileHandle file(
-        CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    Check(file ? ERROR_SUCCESS : GetLastError(), L"can't make " + path);
-    DWORD count = 0;
-    const BOOL written = WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr);
-    Check(!written ? GetLastError() : count == bytes.size() ? ERROR_SUCCESS : ERROR_DISK_FULL, L"can't write " + path);
-}
-
 }  // namespace
 
 bool RunCertificate(Arguments arguments) {
@@ -143,7 +134,7 @@ bool RunCertificate(Arguments arguments) {
     std::vector<Bytes> certificates;
     for (const std::wstring& name : options.Names())
         certificates.push_back(MakeCertificate(options, name, key == L"s"));
-    WriteFileWhole(file, form.write(certificates));
+    Check(WriteFileWhole(file, form.write(certificates)), L"can't write " + file);
     return true;
 }
 
