@@ -49,7 +49,6 @@ Outcome AddToStore(HCERTSTORE store, const CERT_CONTEXT& certificate, ReplaceQue
 }
 
 HCERTSTORE OpenPersonalStore(KeySet keySet) noexcept {
-    const DWORD location =
-        keySet == KeySet::Computer ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER;
+    const DWORD location = StoreLocation(keySet);
     return CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, location | CERT_STORE_OPEN_EXISTING_FLAG, L"My");
 }

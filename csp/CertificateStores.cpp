@@ -36,8 +36,7 @@ void FindInStore(const std::wstring& name, DWORD location, CERT_PUBLIC_KEY_INFO&
 }  // namespace
 
 Outcome FindCertificates(KeySet keySet, CERT_PUBLIC_KEY_INFO& key, const CertificateVisitor& visit) {
-    const DWORD location =
-        keySet == KeySet::Computer ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER;
+    const DWORD location = StoreLocation(keySet);
     StoreNames stores;
     Outcome outcome = Taken(CertEnumSystemStore(location, nullptr, &stores, &CollectName));
     if (outcome.error == ERROR_FILE_NOT_FOUND) outcome = {true};  // somebody who has no stores yet

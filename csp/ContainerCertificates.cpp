@@ -148,8 +148,7 @@ Outcome ReadExtensionCertificates(HCRYPTPROV container, UniqueCertificateStore& 
 }
 
 Outcome InstallExtensionCertificates(HCRYPTPROV container, KeySet keySet) {
-    const DWORD location =
-        keySet == KeySet::Computer ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER;
+    const DWORD location = StoreLocation(keySet);
     UniqueCertificateStore intermediates, roots;  // opened when the first one comes
     return ForEachCertificate(container, [&](Authority authority, std::span<const BYTE> encoded) -> Outcome {
         if (authority == Authority::None) return {true};

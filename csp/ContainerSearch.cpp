@@ -71,7 +71,7 @@ class Search {
 
 SearchResult SearchContainers(std::span<const SearchedProvider> providers, KeySet keySet,
                               const CERT_CONTEXT& certificate, SearchProgress& progress) {
-    Search search(keySet == KeySet::Computer ? CRYPT_MACHINE_KEYSET : 0, certificate, progress);
+    Search search(FlagOf(keySet), certificate, progress);
     for (std::size_t i = 0; i < providers.size(); ++i) {
         std::wstring container;
         const SearchEnd end = search.Run(providers[i], container);

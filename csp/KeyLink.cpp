@@ -37,7 +37,7 @@ Outcome WriteKeyLink(const CERT_CONTEXT& certificate, const KeyLink& link) {
     record.pwszContainerName = const_cast<wchar_t*>(link.container.c_str());
     record.pwszProvName = const_cast<wchar_t*>(link.provider.c_str());
     record.dwProvType = link.providerType;
-    record.dwFlags = link.keySet == KeySet::Computer ? CRYPT_MACHINE_KEYSET : 0;
+    record.dwFlags = FlagOf(link.keySet);
     record.dwKeySpec = link.keySpec;
     return Taken(CertSetCertificateContextProperty(&certificate, CERT_KEY_PROV_INFO_PROP_ID, 0, &record));
 }

@@ -10,6 +10,7 @@
 #include "csp/ProductProviders.h"
 #include "framework/DataExchange.h"
 #include "framework/Handles.h"
+#include "framework/Raised.h"
 #include "pages/SecurityRegistry.h"
 #include "resources/resource.h"
 
@@ -27,19 +28,6 @@ constexpr int kMostSizeCharacters = 3;
 
 constexpr UINT kCacheSizeControls[] = {IDC_SECURITY_CACHE_SIZE_LABEL, IDC_SECURITY_CACHE_SIZE,
                                        IDC_SECURITY_CACHE_SIZE_SPIN};
-
-// Marks the time that a page sets its own controls.
-class Showing {
-  public:
-    explicit Showing(bool& flag) noexcept : flag_(flag), before_(std::exchange(flag, true)) {}
-    ~Showing() { flag_ = before_; }
-    Showing(const Showing&) = delete;
-    Showing& operator=(const Showing&) = delete;
-
-  private:
-    bool& flag_;
-    bool before_;
-};
 
 bool IsKeyServiceInstalled() noexcept {
     const UniqueService manager(OpenSCManagerW(nullptr, nullptr, kManagerAccess));
@@ -95,7 +83,7 @@ void CPropPageConfigCSPSecurity::DoDataExchange(CDataExchange* exchange) {
 
 bool CPropPageConfigCSPSecurity::OnInitDialog() {
     {
-        const Showing showing(showing_);
+        const Raised showing(showing_);
         CPropPageConfigBase::OnInitDialog();
         Start();
     }
@@ -221,7 +209,7 @@ void CPropPageConfigCSPSecurity::EnableControls() {
 }
 
 void CPropPageConfigCSPSecurity::ShowValues() {
-    const Showing showing(showing_);
+    const Raised showing(showing_);
     UpdateData(false);
 }
 

@@ -3,6 +3,7 @@
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/SupportLibrary.h"
 #include "framework/DataExchange.h"
+#include "framework/Raised.h"
 #include "pages/TlsModules.h"
 #include "resources/resource.h"
 
@@ -79,18 +80,6 @@ bool Write(const wchar_t* name, LONG value) {
 bool IsChecked(HWND page, const Switch& setting) {
     return IsDlgButtonChecked(page, static_cast<int>(setting.box)) == BST_CHECKED;
 }
-
-// True while the object lives.
-class Raised {
-  public:
-    explicit Raised(bool& flag) noexcept : flag_(flag) { flag_ = true; }
-    ~Raised() { flag_ = false; }
-    Raised(const Raised&) = delete;
-    Raised& operator=(const Raised&) = delete;
-
-  private:
-    bool& flag_;
-};
 
 }  // namespace
 

@@ -18,10 +18,6 @@ constexpr DWORD kSelectFlags = 9;
 
 constexpr int kLongestLabel = 260;  // characters with the terminator
 
-DWORD Location(KeySet keySet) {
-    return keySet == KeySet::Computer ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER;
-}
-
 // The name in the user's language that the store was opened with; empty when it has none.
 std::wstring LocalizedName(HCERTSTORE store) {
     const BytesOutcome name = AskLengthFirst([&](BYTE* data, DWORD* length) {
@@ -65,16 +61,17 @@ BOOL WINAPI NoteLabel(HCERTSTORE, HWND dialog, void* data) noexcept {
 }  // namespace
 
 NamedStore PersonalStore(KeySet keySet) {
-    return Named(UniqueCertificateStore(CertOpenStore(
-                     CERT_STORE_PROV_SYSTEM_W, 0, 0, Location(keySet) | CERT_STORE_SET_LOCALIZED_NAME_FLAG, kPersonal)),
-                 kPersonal);
+    return Named(
+        UniqueCertificateStore(CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
+                                             StoreLocation(keySet) | CERT_STORE_SET_LOCALIZED_NAME_FLAG, kPersonal)),
+        kPersonal);
 }
 
 NamedStore ChooseStore(HWND owner, KeySet keySet) {
     const SystemLibrary library(L"cryptui.dll");
     const auto show = library.Function<SelectStore>("CryptUIDlgSelectStoreW");
     if (!show) return {};
-    const SystemStoreEnumeration enumeration{Location(keySet), nullptr};
+    const SystemStoreEnumeration enumeration{StoreLocation(keySet), nullptr};
     const SelectStoreSources sources{0, nullptr, 1, &enumeration};
     wchar_t label[kLongestLabel] = L"";
     SelectStoreRequest request{};
