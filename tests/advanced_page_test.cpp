@@ -120,11 +120,11 @@ struct AdvancedPage : SettingsPageTest<CPropPageConfigCSPAdvanced> {
 
 TEST_F(AdvancedPage, ShowsSortsAndCopiesTheList) {
     modules.Add(L"1", kLibrary);
-    modules.Add(L"2", L"Z:\\none\\lost file.dll");
+    modules.Add(L"2", L"C:\\none\\lost file.dll");
     modules.Add(L"3", ProgramDirectory() + L"softcsp.exe");
     const std::wstring library = L"kvsuprt.dll        5.0.4821.0 x64 " + kLibrary + L"\r\n",
                        tool = L"softcsp.exe        5.0.4821.0 x64 " + ProgramDirectory() + L"softcsp.exe\r\n",
-                       unknown = std::wstring(30, L' ') + L"32 bit ", lost = unknown + L"Z:\\none\\lost file.dll\r\n";
+                       unknown = std::wstring(30, L' ') + L"32 bit ", lost = unknown + L"C:\\none\\lost file.dll\r\n";
     std::wstring system, reversed;
     for (const std::wstring& name : kSystem) {
         const std::wstring line = unknown + name + L"\r\n";
