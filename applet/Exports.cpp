@@ -6,6 +6,7 @@
 #include "applet/MyControlPanelApp.h"
 #include "applet/services/ProcessCaches.h"
 #include "framework/ActivationContext.h"
+#include "framework/NotSupportedException.h"
 #include "wizards/WizardCertificateOnContainer.h"
 #include "wizards/WizardChangePassword.h"
 #include "wizards/WizardDeleteContainer.h"
@@ -13,7 +14,12 @@
 
 namespace {
 
-constexpr LRESULT kNotHandled = 1;
+constexpr LONG kNotHandled = 1;
+
+// The answer that means failure: zero where zero is no success.
+constexpr LONG FailureOf(UINT message) {
+    return message == CPL_INIT || message == CPL_STARTWPARMSA ? 0 : 1;
+}
 
 CMyControlPanelApp& App() {
     static CMyControlPanelApp app;
@@ -39,8 +45,10 @@ LONG APIENTRY CPlApplet(HWND window, UINT message, LPARAM lParam1, LPARAM lParam
     const ActivationScope context(Caches().ModuleContext());
     try {
         return static_cast<LONG>(App().ControlPanelMessage(window, message, lParam1, lParam2));
+    } catch (const CNotSupportedException&) {
+        return kNotHandled;  // no such applet
     } catch (...) {
-        return kNotHandled;  // no such applet, or out of memory
+        return FailureOf(message);  // out of memory
     }
 }
 

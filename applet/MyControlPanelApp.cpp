@@ -8,6 +8,7 @@
 
 bool CMyControlPanelApp::InitApplets() {
     // A host with another threading model keeps its own; without the library the panel shows defaults.
+    initialisations_.reserve(initialisations_.size() + 1);  // what is taken now is noted for certain
     initialisations_.push_back({SUCCEEDED(CoInitialize(nullptr)), LoadSupportLibrary() == 0});
     if (applets_.empty()) {
         applets_.push_back(std::make_unique<CCPApplet>([]() -> CWnd* { return new CPropSheetConfigCSP; }, IDI_PRODUCT,

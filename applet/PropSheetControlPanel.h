@@ -15,6 +15,5 @@ class CPropSheetControlPanel : public CPropertySheet {
     void PostNcDestroy() override;  // deletes the object: it is made with new, by the applet
 
   private:
-    HWND parent_ = nullptr;
     HICON icon_;  // shared by the system
 };

@@ -119,7 +119,7 @@ Outcome ForEachCertificate(HCRYPTPROV container, const Adding& add) {
         const auto bytes = extensions.Next();
         outcome = bytes ? AddCertificates(*bytes, add) : extensions.End();
     }
-    return outcome.error == ERROR_NO_MORE_ITEMS ? Outcome{true} : outcome;
+    return IsCode(outcome.error, ERROR_NO_MORE_ITEMS) ? Outcome{true} : outcome;
 }
 
 Outcome AddEncoded(HCERTSTORE store, std::span<const BYTE> encoded, DWORD disposition) {

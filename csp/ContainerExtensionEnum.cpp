@@ -23,7 +23,7 @@ bool ATL2::CContainerExtensionEnum::OnExtension(const BYTE*, const char*, DWORD,
 HRESULT EnumContainerExtensions(HCRYPTPROV container, ATL2::CContainerExtensionEnum& extensions) {
     ContainerExtensions records(container, ContainerExtensions::Room::Largest);
     const Outcome begun = records.Begin();
-    if (!begun.done) return begun.error == ERROR_NO_MORE_ITEMS ? S_OK : ResultOf(begun);
+    if (!begun.done) return IsCode(begun.error, ERROR_NO_MORE_ITEMS) ? S_OK : ResultOf(begun);
     while (const auto bytes = records.Next()) {
         const auto record = ReadExtensionRecord(bytes->data(), bytes->size());
         if (!record) return HRESULT_FROM_WIN32(ERROR_INVALID_DATA);
@@ -32,7 +32,7 @@ HRESULT EnumContainerExtensions(HCRYPTPROV container, ATL2::CContainerExtensionE
                                     static_cast<DWORD>(record->value.size()), record->critical))
             return S_OK;
     }
-    return records.End().error == ERROR_NO_MORE_ITEMS ? S_OK : ResultOf(records.End());
+    return IsCode(records.End().error, ERROR_NO_MORE_ITEMS) ? S_OK : ResultOf(records.End());
 }
 
 // Room for one record, then for twice as many each time.

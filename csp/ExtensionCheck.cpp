@@ -33,7 +33,7 @@ bool CheckExtensions(HCRYPTPROV container, CheckReport& report) {
     ContainerExtensions extensions(container);
     const Outcome listing = extensions.Begin();
     if (!listing.done) {
-        if (listing.error == ERROR_NO_MORE_ITEMS) return true;
+        if (IsCode(listing.error, ERROR_NO_MORE_ITEMS)) return true;
         report.Failure(kTextExtensions, listing.error);
         return false;
     }

@@ -20,6 +20,11 @@ inline Outcome Taken(BOOL done) noexcept {
     return {done != FALSE, done ? ERROR_SUCCESS : GetLastError()};
 }
 
+// Whether a code is this one of Windows, which some callees leave as an HRESULT.
+constexpr bool IsCode(DWORD error, DWORD code) noexcept {
+    return error == code || error == static_cast<DWORD>(HRESULT_FROM_WIN32(code));
+}
+
 struct BytesOutcome : Outcome {
     Bytes bytes;  // empty after a failure
 };
@@ -33,7 +38,7 @@ BytesOutcome AskWithRoom(std::size_t room, Ask&& ask) {
     Bytes bytes(room);
     auto length = static_cast<DWORD>(room);
     Outcome outcome = Taken(ask(bytes.data(), &length));
-    if (!outcome.done && outcome.error == ERROR_MORE_DATA) {
+    if (!outcome.done && IsCode(outcome.error, ERROR_MORE_DATA)) {
         bytes.resize(length);
         outcome = Taken(ask(bytes.data(), &length));
     }

@@ -121,6 +121,7 @@ MessageResult CPropertyPage::HandleMessage(const Message& message) {
     try {
         return HandleSheetNotification(header->code);
     } catch (...) {
+        if (header->code == PSN_APPLY && sheet_) sheet_->PageApplied(false);
         return Refusal(header->code);
     }
 }
@@ -129,7 +130,11 @@ MessageResult CPropertyPage::HandleSheetNotification(UINT code) {
     switch (code) {
         case PSN_SETACTIVE: PostMessage(kAppeared); return OnSetActive() ? 0 : -1;
         case PSN_KILLACTIVE: return OnKillActive() ? FALSE : TRUE;
-        case PSN_APPLY: return OnApply() ? PSNRET_NOERROR : PSNRET_INVALID;
+        case PSN_APPLY: {
+            const bool applied = OnApply();
+            if (sheet_) sheet_->PageApplied(applied);
+            return applied ? PSNRET_NOERROR : PSNRET_INVALID;
+        }
         case PSN_RESET: OnReset(); return 0;
         case PSN_QUERYCANCEL: return OnQueryCancel() ? FALSE : TRUE;
         case PSN_QUERYINITIALFOCUS: return reinterpret_cast<LRESULT>(OnQueryInitialFocus());

@@ -55,6 +55,7 @@ void CPropertySheet::AttachSheet(HWND window) {
 
 HWND CPropertySheet::CreateSheet() {
     std::vector<HPROPSHEETPAGE> handles;
+    handles.reserve(pages_.size());
     for (CPropertyPage* page : pages_) {
         if (!page->HasTemplate()) continue;
         page->sheet_ = this;
@@ -89,7 +90,11 @@ INT_PTR CPropertySheet::DoModal() {
     HWND window = nullptr;
     {
         const OwnerLock lock(owner_);
-        window = CreateSheet();
+        try {
+            window = CreateSheet();
+        } catch (...) {
+            // out of memory: a sheet that couldn't be shown
+        }
         if (window) result = RunLoop(window, run, finished);
         // The owner is enabled again before the sheet goes, or another program's window would come to the front.
     }
@@ -105,6 +110,16 @@ void CPropertySheet::EndDialog(INT_PTR result) noexcept {
     if (!m_hWnd) return;
     *run_ = {true, result};
     PostMessage(WM_NULL);  // the loop looks again
+}
+
+// The pages apply one after the other while the run's loop waits, so the last answer of a round is the one it sees.
+void CPropertySheet::PageApplied(bool accepted) noexcept {
+    if (!afterApply_ || !run_) return;
+    if (accepted) {
+        EndDialog(*afterApply_);
+    } else {
+        run_->ended = false;
+    }
 }
 
 // Doesn't touch the sheet, which is gone when its window was destroyed with its owner's and it deleted itself.

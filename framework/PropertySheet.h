@@ -5,6 +5,7 @@
 
 #include <prsht.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,9 @@ class CPropertySheet : public CWnd {
     // Ends the run with this result, whatever the pages hold. Nothing when the sheet isn't open.
     void EndDialog(INT_PTR result) noexcept;
 
+    // The same once every page has applied: when one refuses, the sheet stays until an apply that none refuses.
+    void EndAfterApply(INT_PTR result) noexcept { afterApply_ = result; }
+
     // These are posted: a sheet pressed or changed from inside a page's notification would still be busy with it.
     void PressButton(int button) noexcept { PostMessage(PSM_PRESSBUTTON, static_cast<WPARAM>(button)); }
     void SetWizardButtons(DWORD buttons) noexcept { PostMessage(PSM_SETWIZBUTTONS, 0, static_cast<LPARAM>(buttons)); }
@@ -62,6 +66,7 @@ class CPropertySheet : public CWnd {
     };
 
     void AttachSheet(HWND window);
+    void PageApplied(bool accepted) noexcept;
     HWND CreateSheet();
     static INT_PTR RunLoop(HWND window, const Run& run, INT_PTR finished) noexcept;
 
@@ -69,6 +74,7 @@ class CPropertySheet : public CWnd {
     std::wstring caption_;
     HWND owner_ = nullptr;
     UINT startPage_ = 0;
+    std::optional<INT_PTR> afterApply_;
     DWORD flags_ = 0;
     HBITMAP watermark_ = nullptr, header_ = nullptr;
     Run* run_ = nullptr;  // DoModal's; there while the sheet has a window

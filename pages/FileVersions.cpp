@@ -25,7 +25,7 @@ void AddRegistered(std::vector<std::wstring>& paths) {
     }
     wchar_t name[MAX_PATH];
     for (DWORD i = 0; RegEnumKeyW(modules.get(), i, name, MAX_PATH) == ERROR_SUCCESS; ++i) {
-        if (auto path = ReadRegistryText(modules.get(), name, L"Path")) paths.push_back(std::move(*path));
+        if (auto path = ReadRegistryText(modules.get(), name, L"Path", true)) paths.push_back(std::move(*path));
     }
 }
 

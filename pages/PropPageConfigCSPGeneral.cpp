@@ -235,7 +235,8 @@ void CPropPageConfigCSPGeneral::OnLinkClicked(HWND link) {
 }
 
 void CPropPageConfigCSPGeneral::RunAsAdministrator() {
-    if (Open(m_hWnd, L"runas", Module::FileName())) {
+    const std::wstring self = Module::FileName();
+    if (!self.empty() && Open(m_hWnd, L"runas", self)) {
         GetParentSheet()->PressButton(PSBTN_CANCEL);
     } else {
         MessageBoxId(IDS_RUN_AS_ADMIN_FAILED, MB_ICONERROR);

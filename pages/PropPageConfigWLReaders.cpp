@@ -67,8 +67,8 @@ bool CPropPageConfigWLReaders::OnInitDialog() {
     domainController_ = IsDomainController();
     TakeStored(state_, domainController_ ? ReadKdcSetting() : KdcSetting::Unavailable, FindLong(kLogonDisabled, 0) > 0);
     if (!state_.mayWrite || FindLong(kDefaultReaderEnabled, 0) == 0) {
-        providers_.EnableWindow(false);
-        readers_.EnableWindow(false);
+        EnableControl(IDC_WINLOGON_READER, false);
+        EnableControl(IDC_WINLOGON_CSP, false);
     }
     if (!domainController_) {
         for (const UINT id : kOfControllers) EnableControl(id, false);
@@ -132,8 +132,8 @@ std::wstring CPropPageConfigWLReaders::DefaultReaderPath() const {
 
 void CPropPageConfigWLReaders::SelectDefaultReader() {
     if (providers_.GetLBText(provider_).empty()) {
-        providers_.EnableWindow(false);
-        readers_.EnableWindow(false);
+        EnableControl(IDC_WINLOGON_READER, false);
+        EnableControl(IDC_WINLOGON_CSP, false);
         ShowReader(0);
         return;
     }

@@ -1,6 +1,8 @@
 #include "pages/SecurityState.h"
 
 #include <algorithm>
+#include <climits>
+#include <cstdint>
 
 namespace {
 
@@ -9,7 +11,6 @@ constexpr wchar_t kServiceModule[] = L"kvcspr.dll";
 
 constexpr UINT kLargestCache = 2457;  // keys; what a provider offers beyond it is not used
 constexpr UINT kProposedCache = 8;    // keys, while caching is off
-constexpr size_t kMostDigits = 9;
 
 bool IsChecked(int mark) noexcept {
     return mark != BST_UNCHECKED;
@@ -90,13 +91,14 @@ void TakeDiffieHellman(SecurityState& state, const std::optional<DiffieHellmanRe
 }
 
 std::optional<UINT> CacheSizeIn(std::wstring_view text) noexcept {
-    if (text.empty() || text.size() > kMostDigits) return {};
-    UINT size = 0;
+    if (text.empty()) return {};
+    std::uint64_t size = 0;
     for (const wchar_t digit : text) {
         if (digit < L'0' || digit > L'9') return {};
         size = size * 10 + static_cast<UINT>(digit - L'0');
+        if (size > UINT_MAX) return {};
     }
-    return size;
+    return static_cast<UINT>(size);
 }
 
 UINT AllowedCacheSize(UINT size, UINT maximum) noexcept {

@@ -68,6 +68,7 @@ TEST(FileVersions, AreOfTheSystemsModulesTwiceAndOfTheRegisteredOnes) {
     modules.Add(L"a", L"C:\\there\\a.dll");
     modules.Add(L"b", L"C:\\number.dll", REG_DWORD);
     modules.Add(L"c", L"");
+    modules.Add(L"d", L"%SystemRoot%\\d.dll", REG_EXPAND_SZ);
     modules.Add(std::wstring(255, L'e'), L"relative.dll");
     for (const std::wstring second : {L"C:\\windows\\syswow64", L""}) {
         const ImportPatch missing(nullptr, second.empty() ? "GetSystemWow64DirectoryW" : "none", &NoDirectory);
@@ -75,8 +76,8 @@ TEST(FileVersions, AreOfTheSystemsModulesTwiceAndOfTheRegisteredOnes) {
         for (const int i : {0, 1, 2, 6, 3, 5, 4})
             expected += L"C:\\windows\\system32" + kSystem[i] + L"\n" + second + kSystem[i] + L"\n";
         for (const std::wstring& path : ListedFiles()) listed += path + L"\n";
-        EXPECT_EQ(listed, expected + L"C:\\there\\a.dll\n\nrelative.dll\n");
-        EXPECT_EQ(ReadFileVersions(ListedFiles()).size(), 16u);  // of an empty path there is nothing to tell
+        EXPECT_EQ(listed, expected + L"C:\\there\\a.dll\n\nC:\\windows\\d.dll\nrelative.dll\n");
+        EXPECT_EQ(ReadFileVersions(ListedFiles()).size(), 17u);  // of an empty path there is nothing to tell
     }
 }
 

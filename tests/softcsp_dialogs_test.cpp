@@ -61,7 +61,7 @@ const struct {
     {L"New Private Key Container Password", L"Новый пароль контейнера закрытого ключа",
      [](HWND owner) { return AskNewPassword(owner, kName, made); },
      [](HWND dialog) { TypeNew(dialog, L"secret", L"secret"); }, [] { return made.Text() == L"secret"; }},
-    {L"Change Private Key Container Password", L"Смена пароля контейнера закрытого ключа",
+    {L"Change Private Key Container Password", L"Изменение пароля контейнера закрытого ключа",
      [](HWND owner) { return AskPasswordChange(owner, kName, true, change); },
      [](HWND dialog) {
          Ui::Type(dialog, IDC_PASSWORD, L"old");

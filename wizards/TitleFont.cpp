@@ -1,6 +1,6 @@
 #include "wizards/TitleFont.h"
 
-UniqueFont CreateTitleFont(HWND window) noexcept {
+UniqueFont SetTitleFont(HWND title) noexcept {
     constexpr int kPoints = 12, kPointsPerInch = 72;
     NONCLIENTMETRICSW metrics{};
     metrics.cbSize = sizeof metrics;
@@ -8,9 +8,11 @@ UniqueFont CreateTitleFont(HWND window) noexcept {
     LOGFONTW font = metrics.lfMessageFont;
     font.lfWeight = FW_BOLD;
     lstrcpynW(font.lfFaceName, L"Verdana Bold", LF_FACESIZE);
-    if (const HDC dc = GetDC(window)) {
+    if (const HDC dc = GetDC(title)) {
         font.lfHeight = -(kPoints * GetDeviceCaps(dc, LOGPIXELSY) / kPointsPerInch);
-        ReleaseDC(window, dc);
+        ReleaseDC(title, dc);
     }
-    return UniqueFont(CreateFontIndirectW(&font));
+    UniqueFont created(CreateFontIndirectW(&font));
+    SendMessageW(title, WM_SETFONT, reinterpret_cast<WPARAM>(created.get()), TRUE);
+    return created;
 }

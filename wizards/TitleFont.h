@@ -5,5 +5,6 @@
 
 #include "framework/Handles.h"
 
-// Twelve points at the resolution of the window's display.
-UniqueFont CreateTitleFont(HWND window) noexcept;
+// Sets it in the title, a static of the page: twelve points at the resolution of its display. The caller owns the font,
+// which must outlive the static.
+UniqueFont SetTitleFont(HWND title) noexcept;

@@ -43,8 +43,7 @@ bool CWizPageCheckContainerFinish::OnInitDialog() {
     // Until the first check tells what its rows need.
     for (const int column : {0, 1}) list_.InsertColumn(column, {}, area.right / 2);
     list_.SetExtendedStyle(LVS_EX_FULLROWSELECT | LVS_EX_LABELTIP);
-    titleFont_ = CreateTitleFont(m_hWnd);
-    ::SendMessageW(GetDlgItem(IDC_REPORT_TITLE), WM_SETFONT, reinterpret_cast<WPARAM>(titleFont_.get()), TRUE);
+    titleFont_ = SetTitleFont(GetDlgItem(IDC_REPORT_TITLE));
     return true;
 }
 

@@ -23,8 +23,7 @@ bool CWizPageInstallCertificateFinish::OnInitDialog() {
     CWizardPageBase::OnInitDialog();
     for (const int column : {0, 1}) summary_.InsertColumn(column, {}, 0);
     summary_.SetExtendedStyle(LVS_EX_FULLROWSELECT | LVS_EX_LABELTIP);
-    titleFont_ = CreateTitleFont(m_hWnd);
-    ::SendMessageW(GetDlgItem(IDC_INSTALL_TITLE), WM_SETFONT, reinterpret_cast<WPARAM>(titleFont_.get()), TRUE);
+    titleFont_ = SetTitleFont(GetDlgItem(IDC_INSTALL_TITLE));
     return true;
 }
 

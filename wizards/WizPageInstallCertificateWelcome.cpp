@@ -9,8 +9,7 @@ CWizPageInstallCertificateWelcome::CWizPageInstallCertificateWelcome()
 
 bool CWizPageInstallCertificateWelcome::OnInitDialog() {
     CWizardPageBase::OnInitDialog();
-    titleFont_ = CreateTitleFont(m_hWnd);
-    ::SendMessageW(GetDlgItem(IDC_INSTALL_TITLE), WM_SETFONT, reinterpret_cast<WPARAM>(titleFont_.get()), TRUE);
+    titleFont_ = SetTitleFont(GetDlgItem(IDC_INSTALL_TITLE));
     return true;
 }
 

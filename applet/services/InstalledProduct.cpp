@@ -2,6 +2,7 @@
 
 #include <msi.h>
 
+#include "applet/services/ProductLibrary.h"
 #include "applet/services/SupportLibrary.h"
 #include "framework/Module.h"
 
@@ -27,12 +28,12 @@ std::wstring InstalledProduct::FindCode() const {
         wchar_t path[MAX_PATH];
         auto length = static_cast<DWORD>(std::size(path));
         if (locate(code, kPanelComponent, path, &length) != INSTALLSTATE_LOCAL) continue;
-        if (_wcsicmp(path, self.c_str()) == 0) return code;
+        if (SamePath(path, self)) return code;
     }
     return kDefaultProduct;
 }
 
-std::wstring InstalledProduct::PropertyOf(const wchar_t* code, const wchar_t* name) const {
+std::optional<std::wstring> InstalledProduct::PropertyOf(const wchar_t* code, const wchar_t* name) const {
     const auto get = installer_.Function<decltype(&MsiGetProductInfoW)>("MsiGetProductInfoW");
     wchar_t value[256] = L"";
     auto length = static_cast<DWORD>(std::size(value));
@@ -41,8 +42,9 @@ std::wstring InstalledProduct::PropertyOf(const wchar_t* code, const wchar_t* na
 }
 
 std::wstring InstalledProduct::Property(const wchar_t* name) const {
-    std::wstring value = PropertyOf(code_.c_str(), name);
-    return value.empty() ? PropertyOf(kSecondProduct, name) : value;
+    auto value = PropertyOf(code_.c_str(), name);
+    if (!value) value = PropertyOf(kSecondProduct, name);
+    return value.value_or(std::wstring());
 }
 
 std::wstring InstalledProduct::ProviderName() const {

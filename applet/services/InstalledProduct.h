@@ -1,6 +1,7 @@
 // What the Windows Installer and the configuration store know of the installation that this module belongs to.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "framework/SystemLibrary.h"
@@ -25,7 +26,8 @@ class InstalledProduct {
 
   private:
     std::wstring FindCode() const;
-    std::wstring PropertyOf(const wchar_t* code, const wchar_t* name) const;
+    // Nothing when the installer doesn't answer; a property may well be empty.
+    std::optional<std::wstring> PropertyOf(const wchar_t* code, const wchar_t* name) const;
 
     SystemLibrary installer_{L"msi.dll"};
     std::wstring code_;

@@ -24,10 +24,6 @@ bool IsFullPath(const std::wstring& path) {
     return drive || share;
 }
 
-bool SamePath(const std::wstring& one, const std::wstring& other) {
-    return CompareStringW(LOCALE_SYSTEM_DEFAULT, NORM_IGNORECASE, one.c_str(), -1, other.c_str(), -1) == CSTR_EQUAL;
-}
-
 // Switches off the boxes that the system shows when a load fails, for this thread.
 class QuietErrors {
   public:
@@ -47,6 +43,10 @@ HMODULE Load(const wchar_t* file, DWORD search) noexcept {
 }
 
 }  // namespace
+
+bool SamePath(const std::wstring& one, const std::wstring& other) noexcept {
+    return CompareStringW(LOCALE_SYSTEM_DEFAULT, NORM_IGNORECASE, one.c_str(), -1, other.c_str(), -1) == CSTR_EQUAL;
+}
 
 std::wstring ResolveProductLibrary(const std::wstring& fileName) {
     const std::wstring self = Module::LongFileName();

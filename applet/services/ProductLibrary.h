@@ -10,6 +10,9 @@
 constexpr DWORD kLibraryNotLoaded = 4098;  // the library can't be loaded
 constexpr DWORD kFunctionMissing = 4100;   // the library, or the function in it, is missing
 
+// Whether two paths are the same but for letter case, of any alphabet.
+bool SamePath(const std::wstring& one, const std::wstring& other) noexcept;
+
 // Where `fileName` is to be loaded from, in order: the path registered for it, when the path registered for this module
 // is the running one; this module's own directory. Empty when this module's own path can't be had, or its directory and
 // the name together are longer than 259 characters. Only full paths are taken from the registry, of any length.

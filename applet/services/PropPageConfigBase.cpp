@@ -17,8 +17,11 @@ bool CPropPageConfigBase::OnApply() {
         MessageBoxId(IDS_SAVE_FAILED, MB_ICONERROR);
         return false;
     }
-    SetModified(IsPageModified());
-    if (result == SaveResult::SavedRebuild) GetParentSheet()->EndDialog(IDRETRY);
+    const bool modified = IsPageModified();
+    SetModified(modified);
+    // The sheet takes back every page's mark once all have applied; one that a page still wants comes after that.
+    if (modified) ::PostMessageW(::GetParent(m_hWnd), PSM_CHANGED, reinterpret_cast<WPARAM>(m_hWnd), 0);
+    if (result == SaveResult::SavedRebuild) GetParentSheet()->EndAfterApply(IDRETRY);
     return CPropertyPageLang::OnApply();
 }
 
