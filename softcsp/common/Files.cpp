@@ -3,11 +3,6 @@
 #include "softcsp/common/FileHandle.h"
 
 namespace softcsp {
-namespace {
-
-constexpr LONGLONG kLargestFile = 64 << 20;
-
-}  // namespace
 
 DWORD ReadFileWhole(const std::wstring& path, Bytes& bytes) {
     const FileHandle file(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
@@ -15,7 +10,7 @@ DWORD ReadFileWhole(const std::wstring& path, Bytes& bytes) {
     if (!file) return GetLastError();
     LARGE_INTEGER size;
     if (!GetFileSizeEx(file.Get(), &size)) return GetLastError();
-    if (size.QuadPart > kLargestFile) return ERROR_FILE_TOO_LARGE;
+    if (size.QuadPart > LONGLONG{kLargestFile}) return ERROR_FILE_TOO_LARGE;
     Bytes read(static_cast<std::size_t>(size.QuadPart));
     DWORD count = 0;
     if (!ReadFile(file.Get(), read.data(), static_cast<DWORD>(read.size()), &count, nullptr)) return GetLastError();

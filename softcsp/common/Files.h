@@ -9,7 +9,9 @@
 
 namespace softcsp {
 
-// ERROR_FILE_TOO_LARGE beyond 64 MiB. On failure `bytes` stays as it was.
+constexpr std::size_t kLargestFile = 64 << 20;  // bytes
+
+// ERROR_FILE_TOO_LARGE beyond that. On failure `bytes` stays as it was.
 DWORD ReadFileWhole(const std::wstring& path, Bytes& bytes);
 
 // In place of what is there, and on the disk when it returns. After a failure the file may be there in part.

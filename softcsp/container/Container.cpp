@@ -8,7 +8,6 @@ namespace {
 
 constexpr std::uint8_t kMagic[] = {'S', 'P', 'K', 'C'};
 constexpr std::uint32_t kFormat = 1;
-constexpr std::uint32_t kMostExtensions = 100'000;  // far more than a medium holds
 
 void WriteSealed(ByteWriter& to, const SealedKey& key) {
     to.Raw(key.material);
@@ -73,6 +72,7 @@ std::wstring ReadName(ByteReader& from) {
         return {};
     }
     std::memcpy(name.data(), bytes.data(), bytes.size());
+    if (name.find(L'\0') != std::wstring::npos) from.Fail();
     return name;
 }
 
@@ -147,6 +147,7 @@ std::optional<Container> ReadContainer(ByteView bytes) {
     container.lock.hasPassword = from.Number() != 0;
     from.Fill(std::span(container.lock.salt));
     container.lock.rounds = from.Number();
+    if (container.lock.rounds == 0 || container.lock.rounds > kMostRounds) from.Fail();
     container.lock.master = ReadSealed(from);
     container.exchange = ReadKey(from);
     container.signature = ReadKey(from);
@@ -155,6 +156,7 @@ std::optional<Container> ReadContainer(ByteView bytes) {
     for (std::uint32_t i = 0; i < count && from.Good(); ++i) {
         ContainerExtension extension;
         extension.identifier = from.Text();
+        if (extension.identifier.find('\0') != std::string::npos) from.Fail();
         extension.critical = from.Number();
         extension.value = from.CountedBytes();
         container.extensions.push_back(std::move(extension));

@@ -45,6 +45,7 @@ struct Container {
 };
 
 constexpr std::size_t kLongestContainerName = 260;  // characters
+constexpr std::size_t kMostExtensions = 100'000;    // far more than a medium holds
 
 // An empty container whose keys the password will lock. Nothing when libgcrypt can't be used.
 struct NewContainer {

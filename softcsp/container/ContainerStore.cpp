@@ -3,11 +3,11 @@
 #include <winscard.h>
 
 #include <algorithm>
-#include <cstdio>
 
 #include "softcsp/common/ApplicationData.h"
 #include "softcsp/common/FileHandle.h"
 #include "softcsp/common/Files.h"
+#include "softcsp/common/TextSum.h"
 
 namespace softcsp {
 namespace {
@@ -18,26 +18,6 @@ constexpr std::wstring_view kQualified = L"\\\\.\\";
 
 constexpr DWORD Code(HRESULT result) {
     return static_cast<DWORD>(result);
-}
-
-std::wstring LowerCase(std::wstring_view text) {
-    std::wstring lower(text);
-    const int length = static_cast<int>(text.size());
-    LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_LOWERCASE, text.data(), length, lower.data(), length, nullptr, nullptr,
-                  0);
-    return lower;
-}
-
-// FNV-1a of 64 bits. Names hold what file names can't and are longer than those, so the file is named by this; the
-// container's own name is in it. Of two names with the same sum the second can't be made.
-std::wstring FileName(std::wstring_view name) {
-    unsigned long long sum = 0xCBF29CE484222325;
-    for (const wchar_t c : LowerCase(name))
-        for (const unsigned byte : {c & 0xFFU, static_cast<unsigned>(c) >> 8}) sum = (sum ^ byte) * 0x100000001B3;
-    wchar_t text[17];
-    swprintf(text, std::size(text), L"%08lx%08lx", static_cast<unsigned long>(sum >> 32),
-             static_cast<unsigned long>(sum & MAXDWORD));
-    return text;
 }
 
 struct NameParts {
@@ -61,8 +41,22 @@ bool SameText(std::wstring_view left, std::wstring_view right) {
     return LowerCase(left) == LowerCase(right);
 }
 
+// Whether the carrier is there now, not when it was looked up.
+DWORD CheckPresence(const Carrier& carrier) {
+    for (const Carrier& now : Carriers())
+        if (now.name == carrier.name && now.present) return ERROR_SUCCESS;
+    return Code(SCARD_W_REMOVED_CARD);
+}
+
+DWORD ReadLocked(const std::wstring& file, Bytes& bytes) {
+    const FileLock lock(file);
+    return lock.Result() ? lock.Result() : ReadFileWhole(file, bytes);
+}
+
+// Nothing for a folder that isn't known.
 template <class Visitor>
 void EachFile(const std::wstring& folder, Visitor&& visit) {
+    if (folder.empty()) return;
     WIN32_FIND_DATAW found;
     const FindHandle search(FindFirstFileW((folder + L'*' + kExtension).c_str(), &found));
     if (!search) return;
@@ -108,9 +102,8 @@ DWORD ContainerStore::Find(std::wstring_view text, ContainerPlace& place) const 
 }
 
 DWORD ContainerStore::LoadBytes(const ContainerPlace& place, Bytes& bytes) const {
-    for (const Carrier& carrier : Carriers())
-        if (carrier.name == place.carrier.name && !carrier.present) return Code(SCARD_W_REMOVED_CARD);
-    const DWORD result = ReadFileWhole(FileOf(place), bytes);
+    if (const DWORD result = CheckPresence(place.carrier)) return result;
+    const DWORD result = ReadLocked(FileOf(place), bytes);
     const bool gone = result == ERROR_FILE_NOT_FOUND || result == ERROR_PATH_NOT_FOUND;
     return gone ? Code(NTE_BAD_KEYSET) : result;
 }
@@ -126,11 +119,13 @@ DWORD ContainerStore::Load(const ContainerPlace& place, Container& container) co
 }
 
 DWORD ContainerStore::Create(const ContainerPlace& place, const Container& container) const {
+    if (container.extensions.size() > kMostExtensions) return ERROR_DISK_FULL;
     const Bytes bytes = WriteContainer(container);
     return bytes.empty() ? Code(NTE_FAIL) : Write(place, bytes, false);
 }
 
 DWORD ContainerStore::Save(const ContainerPlace& place, const Container& container) const {
+    if (container.extensions.size() > kMostExtensions) return ERROR_DISK_FULL;
     const Bytes bytes = WriteContainer(container);
     return bytes.empty() ? Code(NTE_FAIL) : Write(place, bytes, true);
 }
@@ -140,7 +135,12 @@ DWORD ContainerStore::SaveBytes(const ContainerPlace& place, ByteView bytes) con
 }
 
 DWORD ContainerStore::Remove(const ContainerPlace& place) const {
-    if (DeleteFileW(FileOf(place).c_str())) return ERROR_SUCCESS;
+    if (const DWORD result = CheckPresence(place.carrier)) return result;
+    const std::wstring file = FileOf(place);
+    const FileLock lock(file);
+    if (const DWORD result = lock.Result()) return result;
+    DeleteFileW((file + kUnfinished).c_str());  // what a killed process has left
+    if (DeleteFileW(file.c_str())) return ERROR_SUCCESS;
     const DWORD result = GetLastError();
     return result == ERROR_FILE_NOT_FOUND ? Code(NTE_BAD_KEYSET) : result;
 }
@@ -153,8 +153,10 @@ std::vector<ContainerPlace> ContainerStore::List() const {
         const std::wstring folder = ContainerFolder(carrier, owner_, type_);
         EachFile(folder, [&](const WIN32_FIND_DATAW& found) {
             Bytes bytes;
-            if (ReadFileWhole(folder + found.cFileName, bytes) != ERROR_SUCCESS) return;
-            if (const auto container = ReadContainer(bytes)) places.push_back({carrier, container->name});
+            if (ReadLocked(folder + found.cFileName, bytes) != ERROR_SUCCESS) return;
+            const auto container = ReadContainer(bytes);
+            if (container && TextSum(container->name) + kExtension == LowerCase(found.cFileName))
+                places.push_back({carrier, container->name});
         });
         std::sort(places.begin() + first, places.end(), [](const ContainerPlace& left, const ContainerPlace& right) {
             return LowerCase(left.name) < LowerCase(right.name);
@@ -163,8 +165,11 @@ std::vector<ContainerPlace> ContainerStore::List() const {
     return places;
 }
 
+// Names hold what file names can't and are longer than those, so the file is named by their sum; the container's own
+// name is in it. Of two names with the same sum the second can't be made.
 std::wstring ContainerStore::FileOf(const ContainerPlace& place) const {
-    return ContainerFolder(place.carrier, owner_, type_) + FileName(place.name) + kExtension;
+    const std::wstring folder = ContainerFolder(place.carrier, owner_, type_);
+    return folder.empty() ? folder : folder + TextSum(place.name) + kExtension;
 }
 
 bool ContainerStore::HasRoom(const Carrier& carrier, const std::wstring& file, std::size_t size) const {
@@ -181,8 +186,13 @@ bool ContainerStore::HasRoom(const Carrier& carrier, const std::wstring& file, s
 }
 
 DWORD ContainerStore::Write(const ContainerPlace& place, ByteView bytes, bool replace) const {
+    if (const DWORD result = CheckPresence(place.carrier)) return result;
     const std::wstring file = FileOf(place);
+    if (file.empty()) return ERROR_PATH_NOT_FOUND;
+    const FileLock lock(file);
+    if (const DWORD result = lock.Result()) return result;
     if (!replace && GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES) return Code(NTE_EXISTS);
+    if (bytes.size() > kLargestFile) return ERROR_DISK_FULL;
     if (!HasRoom(place.carrier, file, bytes.size())) return ERROR_DISK_FULL;
     MakeFolderOf(file);
     const std::wstring unfinished = file + kUnfinished;

@@ -14,6 +14,8 @@ namespace softcsp {
 struct SealedKey {
     KeyingMaterial material{};
     WrappedKey wrapped{};
+
+    bool operator==(const SealedKey&) const = default;
 };
 
 struct PasswordLock {
@@ -21,7 +23,11 @@ struct PasswordLock {
     Salt salt{};
     std::uint32_t rounds = 1;
     SealedKey master;
+
+    bool operator==(const PasswordLock&) const = default;
 };
+
+constexpr std::uint32_t kMostRounds = 1'000'000;  // ten seconds; what asks for more is no container of ours
 
 // A fresh master key. Nothing here and below when libgcrypt can't be used.
 std::optional<SymmetricKey> MakeMasterKey();

@@ -17,6 +17,8 @@ enum class Wrapping {
 struct WrappedKey {
     std::array<std::uint8_t, 32> key;  // encrypted
     std::array<std::uint8_t, 4> mac;   // of the key in the clear
+
+    bool operator==(const WrappedKey&) const = default;
 };
 
 std::optional<WrappedKey> WrapKey(Wrapping wrapping, const SymmetricKey& by, const KeyingMaterial& material,

@@ -70,7 +70,7 @@ DWORD Context::Open(const char* container, DWORD flags, const ProviderTable& tab
         ContainerPlace place;
         DWORD result = (flags & CRYPT_NEWKEYSET) != 0 ? MakeContainer(*opened, store, name) : store.Find(name, place);
         if (result == ERROR_SUCCESS && !opened->container_)
-            result = OpenContainer::Open(store, opened->KeyOwner(), place, opened->container_);
+            result = OpenContainer::Open(store, place, opened->container_);
         if (result != ERROR_SUCCESS) return result;
     }
     context = std::move(opened);
@@ -100,16 +100,16 @@ DWORD Context::MakeContainer(Context& context, const ContainerStore& store, cons
     const Asking asking = context.WhomToAsk();
     if (!asking.silent && ReadSetting(kNewPasswordSetting) != 0)
         if (const DWORD result = AskNewPassword(asking.window, place.QualifiedName(), password)) return result;
-    return OpenContainer::Create(store, context.KeyOwner(), place, password, context.container_);
+    return OpenContainer::Create(store, place, password, context.container_);
 }
 
 DWORD Context::DeleteContainer(const Context& context, const ContainerStore& store, const std::wstring& name) {
     ContainerPlace place;
     if (const DWORD result = store.Find(name, place)) return result;
     std::optional<OpenContainer> container;
-    const DWORD result = OpenContainer::Open(store, context.KeyOwner(), place, container);
+    const DWORD result = OpenContainer::Open(store, place, container);
     // What can't be read has no password that could be asked for, and must be possible to get rid of.
-    if (result == Code(NTE_KEYSET_ENTRY_BAD)) return store.Remove(place);
+    if (result == Code(NTE_KEYSET_ENTRY_BAD) || result == ERROR_FILE_TOO_LARGE) return store.Remove(place);
     return result != ERROR_SUCCESS ? result : container->Remove(context.WhomToAsk());
 }
 

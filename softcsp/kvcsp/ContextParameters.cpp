@@ -4,10 +4,13 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
+#include <set>
 
 #include "softcsp/common/ByteStream.h"
 #include "softcsp/common/Settings.h"
 #include "softcsp/common/Store.h"
+#include "softcsp/common/TextSum.h"
 #include "softcsp/dialogs/Dialogs.h"
 #include "softcsp/kvcsp/Context.h"
 #include "softcsp/kvcsp/Values.h"
@@ -67,19 +70,23 @@ Bytes ExtensionItem(const ContainerExtension& extension) {
     return item.Take();
 }
 
-// In the code page of programs that ask for ANSI texts.
+// In the code page of programs that ask for ANSI texts. What isn't in it becomes '?', never a letter that makes it the
+// name of another container.
 Bytes AnsiText(const std::wstring& text) {
-    const int size = WideCharToMultiByte(CP_ACP, 0, text.c_str(), -1, nullptr, 0, nullptr, nullptr);
+    const int size = WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, text.c_str(), -1, nullptr, 0, nullptr, nullptr);
     Bytes bytes(static_cast<std::size_t>(size));
-    WideCharToMultiByte(CP_ACP, 0, text.c_str(), -1, reinterpret_cast<char*>(bytes.data()), size, nullptr, nullptr);
+    WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, text.c_str(), -1, reinterpret_cast<char*>(bytes.data()), size,
+                        nullptr, nullptr);
     return bytes;
 }
 
-// Passwords given as parameters are ANSI texts.
-Password AnsiPassword(const BYTE* data) {
+// Passwords given as parameters are ANSI texts. Nothing for one that is too long.
+std::optional<Password> AnsiPassword(const BYTE* data) {
     wchar_t text[Password::kLongest + 1] = L"";
-    MultiByteToWideChar(CP_ACP, 0, reinterpret_cast<const char*>(data), -1, text, static_cast<int>(std::size(text)));
-    const Password password(text);
+    const int length = MultiByteToWideChar(CP_ACP, 0, reinterpret_cast<const char*>(data), -1, text,
+                                           static_cast<int>(std::size(text)));
+    std::optional<Password> password;
+    if (length > 0) password.emplace(std::wstring_view(text, static_cast<std::size_t>(length - 1)));
     SecureZeroMemory(text, sizeof text);
     return password;
 }
@@ -109,9 +116,10 @@ DWORD Context::GetParameter(DWORD parameter, BYTE* data, DWORD* size, DWORD flag
     if (IsList(parameter)) return Step(parameter, flags, data, size);
     if (parameter == kParamChooseContainer && data == nullptr) return ERROR_INVALID_PARAMETER;  // nobody is asked twice
     if (IsHidden(parameter)) return Code(NTE_BAD_TYPE);
+    if (flags != 0) return Code(NTE_BAD_FLAGS);
     Bytes value;
     if (const DWORD result = Value(parameter, value)) return result;
-    return flags != 0 ? Code(NTE_BAD_FLAGS) : Give(value, data, size);
+    return Give(value, data, size);
 }
 
 DWORD Context::Value(DWORD parameter, Bytes& value) {
@@ -199,8 +207,9 @@ DWORD Context::List(DWORD parameter, std::vector<Bytes>& items) const {
     if (const ParameterChoice* sets = FindChoice(parameter)) {
         items = EntriesOf(sets->kind);
     } else if (parameter == PP_ENUMCONTAINERS) {
+        std::set<std::wstring> names;  // a name alone opens the first carrier's container that has it
         for (const ContainerPlace& place : ContainerStore(KeyOwner(), type_).List())
-            items.push_back(AnsiText(place.name));
+            items.push_back(AnsiText(names.insert(LowerCase(place.name)).second ? place.name : place.UniqueName()));
     } else if (parameter == kParamExtensions) {
         if (!container_) return Code(NTE_NOT_FOUND);
         for (const ContainerExtension& extension : container_->Record().extensions)
@@ -296,7 +305,9 @@ DWORD Context::ChangeContainer(DWORD parameter, const BYTE* data) {
             return DWORD{ERROR_SUCCESS};
         });
     }
-    container_->GivePassword(AnsiPassword(data));
+    const auto password = AnsiPassword(data);
+    if (!password) return Code(NTE_BAD_DATA);
+    container_->GivePassword(*password);
     return ERROR_SUCCESS;
 }
 

@@ -8,10 +8,14 @@ namespace {
 
 constexpr DWORD kBlock = 8;  // bytes
 
+// Why a piece can't be run; 0: it can.
+DWORD Refusal(const Key& key, bool last, DWORD size) {
+    if (!key.secret) return Code(NTE_BAD_KEY);
+    return !last && size % kBlock != 0 ? Code(NTE_BAD_LEN) : ERROR_SUCCESS;
+}
+
 // Goes on with the key's stream, or begins it at the key's initial value; the last piece ends it.
 DWORD Run(Key& key, bool last, BYTE* data, DWORD size, bool (Cipher::*step)(std::span<std::uint8_t>)) {
-    if (!key.secret) return Code(NTE_BAD_KEY);
-    if (!last && size % kBlock != 0) return Code(NTE_BAD_LEN);
     if (!key.stream) key.stream = Cipher::Create(*key.cipher, *key.secret, key.start);
     if (!key.stream) return Code(NTE_FAIL);
     const bool done = ((*key.stream).*step)({data, size});
@@ -27,6 +31,7 @@ DWORD Encrypt(Context& context, HCRYPTKEY key, HCRYPTHASH hash, BOOL last, BYTE*
     if (hash != 0 && (!hashed || hashed->value)) return Code(NTE_BAD_HASH);
     if (data == nullptr) return found->secret ? ERROR_SUCCESS : Code(NTE_BAD_KEY);
     if (capacity < *size) return ERROR_MORE_DATA;
+    if (const DWORD result = Refusal(*found, last != FALSE, *size)) return result;
     if (hashed) hashed->digest.Add({data, *size});
     return Run(*found, last != FALSE, data, *size, &Cipher::Encrypt);
 }
@@ -37,6 +42,7 @@ DWORD Decrypt(Context& context, HCRYPTKEY key, HCRYPTHASH hash, BOOL last, BYTE*
     if (!found) return Code(NTE_BAD_KEY);
     if (hash != 0 && (!hashed || hashed->value)) return Code(NTE_BAD_HASH);
     if (data == nullptr) return ERROR_INVALID_PARAMETER;
+    if (const DWORD result = Refusal(*found, last != FALSE, *size)) return result;
     const DWORD result = Run(*found, last != FALSE, data, *size, &Cipher::Decrypt);
     if (result == ERROR_SUCCESS && hashed) hashed->digest.Add({data, *size});
     return result;

@@ -2,8 +2,8 @@
 
 #include <winscard.h>
 
+#include "softcsp/container/SavedPasswords.h"
 #include "softcsp/dialogs/Dialogs.h"
-#include "softcsp/kvcsp/SavedPasswords.h"
 #include "softcsp/kvcsp/Values.h"
 
 namespace softcsp {
@@ -13,26 +13,36 @@ constexpr int kMostTries = 3;
 
 }  // namespace
 
-DWORD OpenContainer::Open(const ContainerStore& store, Owner owner, const ContainerPlace& place,
+DWORD OpenContainer::Open(const ContainerStore& store, const ContainerPlace& place,
                           std::optional<OpenContainer>& opened) {
-    OpenContainer container(store, owner, place);
+    OpenContainer container(store, place);
     if (const DWORD result = store.Load(place, container.container_)) return result;
     container.place_.name = container.container_.name;  // in the letter case that it was made with
-    SavedPasswords(owner).NoteCarrier(place.carrier);
+    SavedPasswords(store).NoteCarrier(place.carrier);
     opened = std::move(container);
     return ERROR_SUCCESS;
 }
 
-DWORD OpenContainer::Create(const ContainerStore& store, Owner owner, const ContainerPlace& place,
-                            const Password& password, std::optional<OpenContainer>& opened) {
+DWORD OpenContainer::Create(const ContainerStore& store, const ContainerPlace& place, const Password& password,
+                            std::optional<OpenContainer>& opened) {
     auto made = MakeContainer(place.name, password);
     if (!made) return Code(NTE_FAIL);
     if (const DWORD result = store.Create(place, made->container)) return result;
-    OpenContainer container(store, owner, place);
+    OpenContainer container(store, place);
     container.container_ = std::move(made->container);
     container.master_ = made->master;
-    SavedPasswords(owner).NoteCarrier(place.carrier);
+    SavedPasswords(store).NoteCarrier(place.carrier);
     opened = std::move(container);
+    return ERROR_SUCCESS;
+}
+
+// The container as it is now. A lock that another program has changed must be opened anew: its master key may be
+// another one.
+DWORD OpenContainer::Refresh() {
+    Container fresh;
+    if (const DWORD result = store_.Load(place_, fresh)) return result;
+    if (fresh.lock != container_.lock) master_.reset();
+    container_ = std::move(fresh);
     return ERROR_SUCCESS;
 }
 
@@ -44,7 +54,7 @@ bool OpenContainer::TryKey(const std::optional<SymmetricKey>& openingKey) {
 bool OpenContainer::TryWithoutAsking() {
     if (!container_.lock.hasPassword) return TryKey(OpeningKey(container_.lock, {}));
     if (!given_.Empty()) return TryKey(OpeningKey(container_.lock, given_));
-    const SavedPasswords saved(owner_);
+    const SavedPasswords saved(store_);
     const auto openingKey = saved.Find(place_);
     if (!openingKey) return false;
     if (TryKey(openingKey)) return true;
@@ -59,7 +69,7 @@ DWORD OpenContainer::AskForPassword(const Asking& asking) {
         if (const DWORD result = AskPassword(asking.window, question, answer)) return result;
         const auto openingKey = OpeningKey(container_.lock, answer.password);
         if (TryKey(openingKey)) {
-            if (answer.save) SavedPasswords(owner_).Save(place_, *openingKey);  // unsaved, it is asked for again
+            if (answer.save) SavedPasswords(store_).Save(place_, *openingKey);  // unsaved, it is asked for again
             return ERROR_SUCCESS;
         }
         question.refused = true;
@@ -68,18 +78,21 @@ DWORD OpenContainer::AskForPassword(const Asking& asking) {
 }
 
 DWORD OpenContainer::Unlock(const Asking& asking) {
-    if (master_ || TryWithoutAsking()) return ERROR_SUCCESS;
+    if (master_) return ERROR_SUCCESS;
+    if (const DWORD result = Refresh()) return result;
+    if (TryWithoutAsking()) return ERROR_SUCCESS;
     if (!container_.lock.hasPassword) return Code(NTE_KEYSET_ENTRY_BAD);
     if (!given_.Empty()) return Code(SCARD_W_WRONG_CHV);
     return asking.silent ? Code(NTE_SILENT_CONTEXT) : AskForPassword(asking);
 }
 
 DWORD OpenContainer::PrivateKey(bool signatureKey, const Asking& asking, std::optional<KeyPair>& pair) {
-    const auto& key = container_.Key(signatureKey);
-    if (!key) return Code(NTE_NO_KEY);
+    if (!container_.Key(signatureKey)) return Code(NTE_NO_KEY);
     auto& ready = pairs_[signatureKey];
     if (!ready) {
         if (const DWORD result = Unlock(asking)) return result;
+        const auto& key = container_.Key(signatureKey);
+        if (!key) return Code(NTE_NO_KEY);
         const auto secret = Unseal(*master_, key->privateKey);
         ready = secret ? KeyPair::FromPrivate(*key->curve, *secret) : std::nullopt;
         if (!ready) return Code(NTE_KEYSET_ENTRY_BAD);
@@ -90,9 +103,11 @@ DWORD OpenContainer::PrivateKey(bool signatureKey, const Asking& asking, std::op
 
 DWORD OpenContainer::AddKeyPair(bool signatureKey, const Asking& asking, const KeyPair& pair,
                                 const ParameterSet& digest, bool exportable) {
+    if (const DWORD result = Refresh()) return result;
     if (container_.Key(signatureKey)) return Code(NTE_EXISTS);
     if (const DWORD result = Unlock(asking)) return result;
     const DWORD result = Modify([&](Container& container) {
+        if (container.lock != container_.lock) return Code(NTE_BAD_KEYSET);
         if (container.Key(signatureKey)) return Code(NTE_EXISTS);
         const bool stored = StoreKeyPair(container, signatureKey, *master_, pair, digest, exportable);
         return stored ? ERROR_SUCCESS : Code(NTE_FAIL);
@@ -116,15 +131,17 @@ DWORD OpenContainer::ChangePassword(const Asking& asking) {
         master_ = master;
         return DWORD{ERROR_SUCCESS};
     });
-    if (result == ERROR_SUCCESS) SavedPasswords(owner_).Forget(place_);
+    if (result == ERROR_SUCCESS) SavedPasswords(store_).Forget(place_);
     return result;
 }
 
 DWORD OpenContainer::Remove(const Asking& asking) {
-    if (container_.lock.hasPassword)
+    Bytes bytes;
+    if (const DWORD result = store_.LoadBytes(place_, bytes)) return result;
+    if (container_.lock.hasPassword && IsIntact(bytes))  // what is damaged may have no right password any more
         if (const DWORD result = Unlock(asking)) return result;
     if (const DWORD result = store_.Remove(place_)) return result;
-    SavedPasswords(owner_).Forget(place_);
+    SavedPasswords(store_).Forget(place_);
     return ERROR_SUCCESS;
 }
 

@@ -20,10 +20,9 @@ struct Asking {
 class OpenContainer {
   public:
     // Opens what is on the carrier.
-    static DWORD Open(const ContainerStore& store, Owner owner, const ContainerPlace& place,
-                      std::optional<OpenContainer>& opened);
+    static DWORD Open(const ContainerStore& store, const ContainerPlace& place, std::optional<OpenContainer>& opened);
     // Makes it there.
-    static DWORD Create(const ContainerStore& store, Owner owner, const ContainerPlace& place, const Password& password,
+    static DWORD Create(const ContainerStore& store, const ContainerPlace& place, const Password& password,
                         std::optional<OpenContainer>& opened);
 
     const ContainerPlace& Place() const { return place_; }
@@ -35,7 +34,7 @@ class OpenContainer {
     DWORD Unlock(const Asking& asking);
     // NTE_NO_KEY, or what Unlock gives. NTE_BAD_KEYSET when the key's record makes no sense.
     DWORD PrivateKey(bool signatureKey, const Asking& asking, std::optional<KeyPair>& pair);
-    // Puts a key pair where none is; NTE_EXISTS.
+    // Puts a key pair where none is; NTE_EXISTS. NTE_BAD_KEYSET when another container has come into its place.
     DWORD AddKeyPair(bool signatureKey, const Asking& asking, const KeyPair& pair, const ParameterSet& digest,
                      bool exportable);
     // In a dialog. Private keys that were ready stay so.
@@ -48,24 +47,18 @@ class OpenContainer {
     // Reads the container anew, so that no other program's change is lost, applies the change and writes it.
     template <class Change>
     DWORD Modify(Change&& change) {
-        Container fresh;
-        if (const DWORD result = store_.Load(place_, fresh)) return result;
-        if (const DWORD result = std::forward<Change>(change)(fresh)) return result;
-        if (const DWORD result = store_.Save(place_, fresh)) return result;
-        container_ = std::move(fresh);
-        return ERROR_SUCCESS;
+        return store_.Modify(place_, container_, std::forward<Change>(change));
     }
 
   private:
-    OpenContainer(const ContainerStore& store, Owner owner, const ContainerPlace& place)
-        : store_(store), owner_(owner), place_(place) {}
+    OpenContainer(const ContainerStore& store, const ContainerPlace& place) : store_(store), place_(place) {}
 
+    DWORD Refresh();
     bool TryKey(const std::optional<SymmetricKey>& openingKey);
     bool TryWithoutAsking();
     DWORD AskForPassword(const Asking& asking);
 
     ContainerStore store_;
-    Owner owner_;
     ContainerPlace place_;
     Container container_;
     Password given_;

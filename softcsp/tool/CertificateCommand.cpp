@@ -13,10 +13,9 @@
 namespace softcsp {
 namespace {
 
-constexpr wchar_t kKey[] = L"--key", kOut[] = L"--out", kSubject[] = L"--subject", kFormat[] = L"--format",
-                  kPassword[] = L"--password";
-constexpr Option kOptions[] = {kMachine,     kProvider,      {kKey, 1},  {kOut, 1}, {kSubject, 1},
-                               {kFormat, 1}, {kPassword, 1}, kNotBefore, kNotAfter};
+constexpr wchar_t kKey[] = L"--key", kOut[] = L"--out", kSubject[] = L"--subject", kFormat[] = L"--format";
+constexpr Option kOptions[] = {kMachine,     kProvider, {kKey, 1},  {kOut, 1}, {kSubject, 1},
+                               {kFormat, 1}, kPassword, kNotBefore, kNotAfter};
 constexpr std::size_t kMostNames = 1000;
 constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 
@@ -101,9 +100,8 @@ const Form& FormOf(const Options& options, const std::wstring& file) {
 }
 
 // Containers without a password are opened by the empty one, whatever was given for others.
-KeyPair Unlock(const Container& container, const ContainerKey& key, const std::wstring& typed) {
-    const Password password(container.lock.hasPassword ? typed : std::wstring());
-    const auto opening = OpeningKey(container.lock, password);
+KeyPair Unlock(const Container& container, const ContainerKey& key, const Password& typed) {
+    const auto opening = OpeningKey(container.lock, container.lock.hasPassword ? typed : Password());
     const auto master = opening ? OpenLock(container.lock, *opening) : std::nullopt;
     if (!master) throw Failure{L"wrong password for " + container.name, static_cast<DWORD>(SCARD_W_WRONG_CHV)};
     const auto secret = Unseal(*master, key.privateKey);
@@ -118,7 +116,7 @@ Bytes MakeCertificate(const Options& options, const std::wstring& name, bool sig
     const ContainerKey& key = KeyOf(container, signatureKey);
     const Order order{options.Value(kSubject).value_or(SubjectOf(container, key)), ValidityOf(options), {}};
     CommonNameOf(order.subject);  // throws when it makes no sense
-    return Issue(order, Unlock(container, key, options.Value(kPassword).value_or(L"")), *key.digest);
+    return Issue(order, Unlock(container, key, PasswordOf(options)), *key.digest);
 }
 
 }  // namespace

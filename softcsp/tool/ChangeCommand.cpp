@@ -97,10 +97,12 @@ bool RunChange(Arguments arguments) {
         ChangeDamage(store, name, Number(value, kTruncated));
         return true;
     }
-    ContainerPlace place;
-    Container container = LoadContainer(store, name, place);
-    Change(container, what, value);
-    Check(store.Save(place, container), L"can't write " + name);
+    Container changed;
+    const DWORD result = store.Modify(FindContainer(store, name), changed, [&](Container& container) {
+        Change(container, what, value);
+        return DWORD{ERROR_SUCCESS};
+    });
+    Check(result, L"can't change " + name);
     return true;
 }
 

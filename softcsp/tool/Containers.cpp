@@ -40,6 +40,12 @@ const ContainerKey& KeyOf(const Container& container, bool signatureKey) {
     return *key;
 }
 
+Password PasswordOf(const Options& options) {
+    const std::wstring text = options.Value(kPassword.name).value_or(L"");
+    if (text.size() > Password::kLongest) throw WrongUsage{L"the password is too long"};
+    return Password(text);
+}
+
 const wchar_t* KeyName(bool signatureKey) {
     return signatureKey ? L"signature" : L"exchange";
 }

@@ -8,6 +8,7 @@ namespace softcsp {
 
 constexpr Option kMachine{L"--machine"};
 constexpr Option kProvider{L"--provider", 1};
+constexpr Option kPassword{L"--password", 1};
 constexpr Option kScope[] = {kMachine, kProvider};
 
 // The user's containers of the 2001 provider, unless the options name others. Throws WrongUsage.
@@ -17,6 +18,9 @@ ContainerStore StoreOf(const Options& options);
 ContainerPlace FindContainer(const ContainerStore& store, const std::wstring& name);
 Container LoadContainer(const ContainerStore& store, const std::wstring& name, ContainerPlace& place);
 const ContainerKey& KeyOf(const Container& container, bool signatureKey);
+
+// What --password gives, else the empty one. Throws WrongUsage.
+Password PasswordOf(const Options& options);
 
 // "exchange" or "signature".
 const wchar_t* KeyName(bool signatureKey);

@@ -9,9 +9,8 @@ namespace softcsp {
 namespace {
 
 constexpr wchar_t kKeys[] = L"--keys", kCerts[] = L"--certs", kExportable[] = L"--exportable",
-                  kPassword[] = L"--password", kSubject[] = L"--subject", kUsage[] = L"--usage", kChain[] = L"--chain",
-                  kCarrier[] = L"--carrier";
-constexpr Option kOptions[] = {kMachine,      kProvider,  {kKeys, 1}, {kCerts, 1}, {kExportable}, {kPassword, 1},
+                  kSubject[] = L"--subject", kUsage[] = L"--usage", kChain[] = L"--chain", kCarrier[] = L"--carrier";
+constexpr Option kOptions[] = {kMachine,      kProvider,  {kKeys, 1}, {kCerts, 1}, {kExportable}, kPassword,
                                {kSubject, 1}, kNotBefore, kNotAfter,  {kUsage, 2}, {kChain, 1},   {kCarrier, 1}};
 
 // The extensions in which containers carry the certificates of authorities.
@@ -42,7 +41,10 @@ Slots ParseSlots(const wchar_t* option, const std::wstring& text) {
 
 std::optional<UsagePeriod> UsageOf(const Options& options) {
     const auto from = options.Value(kUsage), to = options.Value(kUsage, 1);
-    return from ? std::optional(UsagePeriod{ParseDay(*from), ParseDay(*to)}) : std::nullopt;
+    if (!from) return std::nullopt;
+    const UsagePeriod period{ParseDay(*from), ParseDay(*to)};
+    if (CompareFileTime(&period.from, &period.to) > 0) throw WrongUsage{L"--usage ends before it begins"};
+    return period;
 }
 
 std::size_t ChainOf(const Options& options) {
@@ -59,10 +61,8 @@ Plan ReadPlan(const Options& options, const std::wstring& name) {
     for (const bool signatureKey : {false, true})
         if (plan.certificates.Has(signatureKey) && !plan.keys.Has(signatureKey))
             throw WrongUsage{L"a certificate without its key"};
-    const std::wstring password = options.Value(kPassword).value_or(L"");
-    if (password.size() > Password::kLongest) throw WrongUsage{L"the password is too long"};
     plan.exportable = options.Has(kExportable);
-    plan.password = Password(password);
+    plan.password = PasswordOf(options);
     plan.order = {options.Value(kSubject).value_or(SubjectOf(name)), ValidityOf(options), UsageOf(options)};
     plan.commonName = CommonNameOf(plan.order.subject);
     plan.chain = ChainOf(options);

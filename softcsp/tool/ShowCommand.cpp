@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cwchar>
 
+#include "softcsp/container/SavedPasswords.h"
 #include "softcsp/crypto/Digest.h"
 #include "softcsp/tool/CertificateText.h"
 #include "softcsp/tool/Commands.h"
@@ -129,7 +130,9 @@ bool RunRemove(Arguments arguments) {
     const Options options(arguments, kScope, {1, 1});
     const ContainerStore store = StoreOf(options);
     const std::wstring& name = options.Names()[0];
-    Check(store.Remove(FindContainer(store, name)), L"can't remove " + name);
+    const ContainerPlace place = FindContainer(store, name);
+    Check(store.Remove(place), L"can't remove " + name);
+    SavedPasswords(store).Forget(place);
     return true;
 }
 

@@ -160,7 +160,7 @@ bool AsksForHelp(std::wstring_view argument) {
 }
 
 int Run(const Command& command, Arguments arguments) {
-    if (arguments.size() == 1 && AsksForHelp(arguments[0])) {
+    if (!arguments.empty() && AsksForHelp(arguments.back())) {
         Print(Stream::Output, command.help);
         return kDone;
     }

@@ -1,4 +1,4 @@
-#include "softcsp/kvcsp/SavedPasswords.h"
+#include "softcsp/container/SavedPasswords.h"
 
 #include <wincrypt.h>
 #include <dpapi.h>
@@ -7,12 +7,13 @@
 #include <cstring>
 
 #include "softcsp/common/Store.h"
-#include "softcsp/kvcsp/Values.h"
+#include "softcsp/common/TextSum.h"
 
 namespace softcsp {
 namespace {
 
 constexpr wchar_t kValue[] = L"\\passwd";
+constexpr std::size_t kLongestSection = 255;  // characters of its name
 
 // The system's data protection, loaded when a password is first saved or looked up: it is in no small library.
 class DataProtection {
@@ -90,17 +91,20 @@ Bytes BytesOfHex(const std::wstring& text) {
 
 }  // namespace
 
-std::wstring SavedPasswords::SectionOf(const std::wstring& name) const {
-    std::wstring component = name;
-    std::replace(component.begin(), component.end(), L'\\', L'/');
-    return (owner_ == Owner::User ? L"\\local\\KeyDevices\\passwords\\" : L"\\global\\KeyDevices\\passwords\\") +
-           component;
+std::wstring SavedPasswords::Section(const std::wstring& name) const {
+    return (owner_ == Owner::User ? L"\\local\\KeyDevices\\passwords\\" : L"\\global\\KeyDevices\\passwords\\") + name;
+}
+
+std::wstring SavedPasswords::SectionOf(const ContainerPlace& place) const {
+    const std::wstring carrier = std::to_wstring(type_) + L'/' + place.carrier.name + L'/';
+    const bool fits = carrier.size() + place.name.size() <= kLongestSection;
+    return Section(carrier + (fits ? place.name : L'#' + TextSum(place.name)));
 }
 
 std::optional<SymmetricKey> SavedPasswords::Find(const ContainerPlace& place) const {
     StoreValue value;
     std::wstring text;
-    if (Store().Find((SectionOf(place.UniqueName()) + kValue).c_str(), value) != ERROR_SUCCESS ||
+    if (Store().Find((SectionOf(place) + kValue).c_str(), value) != ERROR_SUCCESS ||
         value.data.Text(text) != ERROR_SUCCESS)
         return std::nullopt;
     const Bytes bytes = BytesOfHex(text);
@@ -110,11 +114,11 @@ std::optional<SymmetricKey> SavedPasswords::Find(const ContainerPlace& place) co
 DWORD SavedPasswords::Save(const ContainerPlace& place, const SymmetricKey& openingKey) const {
     Bytes bytes;
     if (const DWORD result = DataProtection().Protect(openingKey.Bytes(), owner_, bytes)) return result;
-    return Store().PutText((SectionOf(place.UniqueName()) + kValue).c_str(), HexText(bytes));
+    return Store().PutText((SectionOf(place) + kValue).c_str(), HexText(bytes));
 }
 
 void SavedPasswords::Forget(const ContainerPlace& place) const {
-    Store().DeleteSection(SectionOf(place.UniqueName()).c_str());
+    Store().DeleteSection(SectionOf(place).c_str());
 }
 
 void SavedPasswords::NoteCarrier(const Carrier& carrier) const {
@@ -122,7 +126,7 @@ void SavedPasswords::NoteCarrier(const Carrier& carrier) const {
     StoreValue value;
     DWORD disabled = 0;
     if (Store().Find(L"\\config\\Parameters\\DisableShortcuts", value) == ERROR_SUCCESS) value.data.Number(disabled);
-    if (disabled == 0) Store().PutSection(SectionOf(carrier.name).c_str());
+    if (disabled == 0) Store().PutSection(Section(carrier.name).c_str());
 }
 
 }  // namespace softcsp

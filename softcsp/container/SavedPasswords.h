@@ -1,5 +1,6 @@
 // What the store keeps beneath "\local\KeyDevices\passwords" and "\global\KeyDevices\passwords": a subsection for each
-// container whose password is saved, named as the container's unique name with '/' for the backslash, and an empty
+// container whose password is saved, named as the provider's type and the container's unique name with '/' between them
+// and for the backslash, or its sum for the name where that would be too long; and an empty
 // subsection for each removable carrier that containers were used on. Win32 codes.
 #pragma once
 
@@ -13,7 +14,8 @@ namespace softcsp {
 
 class SavedPasswords {
   public:
-    explicit SavedPasswords(Owner owner) : owner_(owner) {}
+    SavedPasswords(Owner owner, DWORD providerType) : owner_(owner), type_(providerType) {}
+    explicit SavedPasswords(const ContainerStore& store) : SavedPasswords(store.KeyOwner(), store.ProviderType()) {}
 
     // Not the password: the key that opens the container's lock, protected by the system for the user or the computer.
     std::optional<SymmetricKey> Find(const ContainerPlace& place) const;
@@ -24,9 +26,11 @@ class SavedPasswords {
     void NoteCarrier(const Carrier& carrier) const;
 
   private:
-    std::wstring SectionOf(const std::wstring& name) const;
+    std::wstring Section(const std::wstring& name) const;
+    std::wstring SectionOf(const ContainerPlace& place) const;
 
     Owner owner_;
+    DWORD type_;
 };
 
 }  // namespace softcsp
