@@ -39,7 +39,7 @@ Outcome FindCertificates(KeySet keySet, CERT_PUBLIC_KEY_INFO& key, const Certifi
     const DWORD location = StoreLocation(keySet);
     StoreNames stores;
     Outcome outcome = Taken(CertEnumSystemStore(location, nullptr, &stores, &CollectName));
-    if (outcome.error == ERROR_FILE_NOT_FOUND) outcome = {true};  // somebody who has no stores yet
+    if (IsCode(outcome.error, ERROR_FILE_NOT_FOUND)) outcome = {true};  // somebody who has no stores yet
     for (const std::wstring& name : stores) FindInStore(name, location, key, visit);
     return outcome;
 }

@@ -26,6 +26,6 @@ bool AddCertificate(HCERTSTORE store, const CERT_CONTEXT& certificate, UINT ques
     Question question(questionIcon);
     const Outcome added = AddToStore(store, certificate, question);
     // Who cancelled knows, be it our question or the system's own.
-    if (!added.done && added.error != ERROR_CANCELLED) ErrorMessageBox(added.error);
+    if (!added.done && !IsCode(added.error, ERROR_CANCELLED)) ErrorMessageBox(added.error);
     return added.done;
 }

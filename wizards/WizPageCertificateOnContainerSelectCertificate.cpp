@@ -3,6 +3,7 @@
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/ProductLibrary.h"
 #include "csp/CertificateInstallation.h"
+#include "csp/ClientWindow.h"
 #include "csp/ContainerCertificates.h"
 #include "framework/PropertySheet.h"
 #include "framework/WaitCursor.h"
@@ -15,7 +16,8 @@ namespace {
 // What the thread's verifications were told to use while the certificate was shown is taken back.
 using SetThreadDefaultCryptProv = BOOL(WINAPI*)(HCRYPTPROV provider);
 
-Outcome InstallChain(HCRYPTPROV container, KeySet keySet) {
+Outcome InstallChain(HWND window, HCRYPTPROV container, KeySet keySet) {
+    const ClientWindow client(window);
     const CWaitCursor wait;
     return InstallExtensionCertificates(container, keySet);
 }
@@ -51,7 +53,7 @@ void CWizPageCertificateOnContainerSelectCertificate::OnInstall() {
         return;
     }
     if (!AddCertificate(store.get(), *state_.keys.certificate.get(), MB_ICONQUESTION)) return;
-    const Outcome chain = InstallChain(state_.container.Get(), state_.keySet);
+    const Outcome chain = InstallChain(m_hWnd, state_.container.Get(), state_.keySet);
     if (!chain.done) {
         ErrorMessageBox(chain.error);
         return;

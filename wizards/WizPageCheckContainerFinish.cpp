@@ -49,6 +49,8 @@ bool CWizPageCheckContainerFinish::OnInitDialog() {
 
 bool CWizPageCheckContainerFinish::OnSetActive() {
     GetParentSheet()->SetWizardButtons(PSWIZB_BACK | PSWIZB_FINISH);
+    list_.DeleteAllItems();  // of another container
+    rows_.clear();
     return CWizardPageBase::OnSetActive();
 }
 
@@ -57,8 +59,6 @@ void CWizPageCheckContainerFinish::OnShown() {
 }
 
 void CWizPageCheckContainerFinish::RunCheck() {
-    list_.DeleteAllItems();
-    rows_.clear();
     {
         const ClientWindow client(m_hWnd);
         const CWaitCursor wait;

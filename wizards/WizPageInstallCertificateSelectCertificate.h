@@ -10,6 +10,7 @@ class CWizPageInstallCertificateSelectCertificate : public CWizPageSelectCertifi
 
   protected:
     void UpdateWizardButtons() override;
+    LRESULT OnWizardNext() override { return state_.file.certificate ? 0 : -1; }
 
   private:
     InstallCertificateState& state_;

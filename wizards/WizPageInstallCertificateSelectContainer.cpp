@@ -6,6 +6,7 @@
 #include "applet/services/Strings.h"
 #include "csp/ClientWindow.h"
 #include "csp/KeyMatch.h"
+#include "framework/Raised.h"
 #include "framework/WaitCursor.h"
 #include "resources/resource.h"
 #include "wizards/CancelInput.h"
@@ -13,6 +14,18 @@
 namespace {
 
 constexpr ULONGLONG kBetweenTexts = 50;  // milliseconds; texts that change faster can't be read
+
+// To be seen while the search goes on.
+class ProgressLine {
+  public:
+    explicit ProgressLine(HWND text) noexcept : text_(text) { ShowWindow(text_, SW_SHOW); }
+    ~ProgressLine() { ShowWindow(text_, SW_HIDE); }
+    ProgressLine(const ProgressLine&) = delete;
+    ProgressLine& operator=(const ProgressLine&) = delete;
+
+  private:
+    HWND text_;
+};
 
 }  // namespace
 
@@ -77,7 +90,13 @@ void CWizPageInstallCertificateSelectContainer::ChooseByHand() {
 // A search that the user stops leaves the page as it was before.
 void CWizPageInstallCertificateSelectContainer::SearchAndShow() {
     EnableChoice(false);
-    SearchResult result = Search();
+    SearchResult result;
+    try {
+        result = Search();
+    } catch (...) {
+        ChooseByHand();  // out of memory; the page stays usable
+        throw;
+    }
     if (result.end == SearchEnd::Found) {
         ShowContainer(std::move(result.container), static_cast<int>(result.provider));
         return;
@@ -89,20 +108,14 @@ void CWizPageInstallCertificateSelectContainer::SearchAndShow() {
 }
 
 SearchResult CWizPageInstallCertificateSelectContainer::Search() {
-    const HWND progress = GetDlgItem(IDC_SELECT_PROGRESS);
-    ::ShowWindow(progress, SW_SHOW);
-    searching_ = true;
+    const Raised searching(searching_);
+    const ProgressLine progress(GetDlgItem(IDC_SELECT_PROGRESS));
     stop_ = false;
     shownAt_ = 0;
-    SearchResult result;
-    {
-        const ClientWindow client(m_hWnd);
-        const CWaitCursor wait;
-        result = SearchContainers(Providers(), SelectedKeySet(), *state_.file.certificate.get(), *this);
-        TakeCancelInput(GetParent());  // nor is what came too late for what the sheet shows now
-    }
-    searching_ = false;
-    ::ShowWindow(progress, SW_HIDE);
+    const ClientWindow client(m_hWnd);
+    const CWaitCursor wait;
+    SearchResult result = SearchContainers(Providers(), SelectedKeySet(), *state_.file.certificate.get(), *this);
+    TakeCancelInput(GetParent());  // nor is what came too late for what the sheet shows now
     return result;
 }
 
