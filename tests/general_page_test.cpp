@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "resources/resource.h"
+#include "tests/support/CryptCalls.h"
 #include "tests/support/Directory.h"
 #include "tests/support/ImportPatch.h"
 #include "tests/support/LibraryFunction.h"
@@ -20,14 +21,16 @@ constexpr wchar_t kConfig[] = L"\\config\\Language";
 constexpr wchar_t kLocal[] = L"\\local\\Language";
 constexpr long kRussian = 1049, kEnglish = 1033;
 constexpr wchar_t kSaveFailed[] = L"Error saving parameters.";
+constexpr wchar_t kIntercepted[] =
+    L"Fatal error. Default system cryptoprovider intercepted. System may not function properly.";
 
 // Every test begins with both languages English and ends with what was there before.
 class GeneralPage : public testing::Test {
   protected:
-    // Opens the panel and runs the steps in it.
-    void Run(std::vector<ModalScript::Step> steps, std::deque<int> answers = {}) {
-        ModalScript script(std::move(steps), std::move(answers));
-        PanelSession().Open();
+    // Opens the panel at a page and runs the steps in it.
+    void Run(std::vector<ModalScript::Step> steps, const char* page = nullptr) {
+        ModalScript script(std::move(steps));
+        PanelSession().Open(page);
         EXPECT_TRUE(script.Finished());
         boxes = script.Boxes();
     }
@@ -49,16 +52,19 @@ TEST_F(GeneralPage, ShowsWhatIsStored) {
         Stored local, config;
         int user, machine;
         bool modified;
+        const wchar_t* text = nullptr;  // this is no number, which counts as nothing
     };
     const Case cases[] = {
-        {kEnglish, kEnglish, 2, 1, false}, {kRussian, kEnglish, 1, 1, false}, {{}, kRussian, 0, 0, false},
-        {1058, kEnglish, 0, 1, true},      {0, kEnglish, 0, 1, true},         {-1, kEnglish, 0, 1, true},
-        {kEnglish, {}, 2, 1, true},        {kEnglish, 1058, 2, 1, true},      {{}, 0, 0, 1, true},
+        {kEnglish, kEnglish, 2, 1, false},   {kRussian, kEnglish, 1, 1, false},   {{}, kRussian, 0, 0, false},
+        {1058, kEnglish, 0, 1, true},        {0, kEnglish, 0, 1, true},           {-1, kEnglish, 0, 1, true},
+        {kEnglish, {}, 2, 1, true},          {kEnglish, 1058, 2, 1, true},        {{}, 0, 0, 1, true},
+        {{}, kEnglish, 0, 1, false, kLocal}, {kEnglish, {}, 2, 1, true, kConfig},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.local.value_or(-2) << " " << c.config.value_or(-2));
         local.Set(c.local);
         config.Set(c.config);
+        EXPECT_TRUE(!c.text || RunTool(L"store put " + std::wstring(c.text) + L" 1049 --text") == 0);
         Run({[&](HWND sheet) {
             const HWND page = Ui::Page(sheet);
             EXPECT_EQ(Ui::Selected(page, IDC_GENERAL_USER_LANGUAGE), c.user);
@@ -70,46 +76,38 @@ TEST_F(GeneralPage, ShowsWhatIsStored) {
     }
 }
 
-TEST_F(GeneralPage, ATextWhereANumberBelongsCountsAsNothing) {
-    ASSERT_EQ(RunTool(L"store put \\local\\Language 1049 --text"), 0u);
-    Run({[](HWND sheet) {
-        EXPECT_EQ(Ui::Selected(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE), 0);
-        EXPECT_FALSE(Ui::ApplyEnabled(sheet));
-    }});
-}
-
+// The user's language counts also when the machine's can't be written.
 TEST_F(GeneralPage, ApplyStoresWhatWasChosen) {
     struct Case {
         long before;  // the user's language
         int user, machine;
         Stored local, config;
+        bool denied = false;
     };
     const Case cases[] = {{kEnglish, 0, 1, {}, kEnglish},
                           {kEnglish, 1, 1, kRussian, kEnglish},
                           {kEnglish, 2, 0, kEnglish, kRussian},
-                          {1058, 0, 1, {}, kEnglish}};
+                          {1058, 0, 1, {}, kEnglish},
+                          {kEnglish, 1, 0, kRussian, kEnglish, true}};
     for (const Case& c : cases) {
         local.Set(c.before);
         config.Set(kEnglish);
+        std::optional<Denied> denied;
         Run({[&](HWND sheet) {
                  Ui::Select(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE, c.user);
                  Ui::Select(Ui::Page(sheet), IDC_GENERAL_MACHINE_LANGUAGE, c.machine);
                  EXPECT_TRUE(Ui::ApplyEnabled(sheet));
+                 if (c.denied) denied.emplace(L"\\config");
                  Ui::Press(sheet, PSBTN_APPLYNOW);
              },
-             [&](HWND sheet) { EXPECT_FALSE(Ui::ApplyEnabled(sheet)); }});
+             [&](HWND sheet) {
+                 EXPECT_FALSE(Ui::ApplyEnabled(sheet));
+                 EXPECT_TRUE(!c.denied || Ui::Text(Ui::Page(sheet)) == L"Общие");
+             }});
+        EXPECT_TRUE(boxes.empty());
         EXPECT_EQ(local.Get(), c.local);
         EXPECT_EQ(config.Get(), c.config);
     }
-}
-
-TEST_F(GeneralPage, ChangingBackLeavesNothingToApply) {
-    Run({[](HWND sheet) {
-        Ui::Select(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE, 1);
-        EXPECT_TRUE(Ui::ApplyEnabled(sheet));
-        Ui::Select(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE, 2);
-        EXPECT_FALSE(Ui::ApplyEnabled(sheet));
-    }});
 }
 
 // The sheet is built anew in the language chosen, at the page asked for at the start.
@@ -119,18 +117,25 @@ TEST_F(GeneralPage, OkAndApplyReopenTheSheetInTheNewLanguage) {
         HWND first = nullptr;
         Run({[&](HWND sheet) {
                  first = sheet;
+                 PropSheet_SetCurSel(sheet, nullptr, 0);
                  EXPECT_EQ(Ui::Text(Ui::Page(sheet)), L"General");
-                 Ui::Select(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE, 1);
+                 for (const int language : {1, 2, 1}) {  // changed back, there is nothing to apply
+                     Ui::Select(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE, language);
+                     EXPECT_EQ(Ui::ApplyEnabled(sheet), language == 1);
+                 }
                  Ui::Press(sheet, button);
              },
              [&](HWND sheet) {
                  EXPECT_FALSE(IsWindow(first) && first != sheet);
+                 EXPECT_EQ(Ui::PageIndex(sheet), 3);
+                 PropSheet_SetCurSel(sheet, nullptr, 0);
                  EXPECT_EQ(Ui::Text(Ui::Page(sheet)), L"Общие");
                  EXPECT_EQ(Ui::Selected(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE), 1);
                  EXPECT_EQ(Ui::Items(Ui::Page(sheet), IDC_GENERAL_MACHINE_LANGUAGE),
                            (std::vector<std::wstring>{L"Русский", L"Английский"}));
                  EXPECT_FALSE(Ui::ApplyEnabled(sheet));
-             }});
+             }},
+            "3");
     }
 }
 
@@ -155,79 +160,63 @@ TEST_F(GeneralPage, ShowsWhatTheUserMayChange) {
     }
 }
 
-// Rights are taken away while the page is open: the save fails, says so once, and can be repeated.
+// Rights to a page's settings are taken away while it is open: the save fails, says so once, and can be repeated. Then
+// the sheet is built anew, though the language may have been saved before.
 TEST_F(GeneralPage, AFailedSaveKeepsTheSheetOpenAndModified) {
-    std::optional<Denied> denied;
-    const auto stillModified = [](HWND sheet) {
-        EXPECT_TRUE(Ui::ApplyEnabled(sheet));
-        EXPECT_EQ(Ui::PageIndex(sheet), 0);
-    };
-    Run({[&](HWND sheet) {
-             Ui::Select(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE, 1);
-             denied.emplace(L"\\local");
-             PropSheet_SetCurSel(sheet, nullptr, 2);  // the failing page comes to the front again
-             Ui::Press(sheet, PSBTN_OK);
-         },
-         [&](HWND sheet) {
-             stillModified(sheet);
-             Ui::Press(sheet, PSBTN_APPLYNOW);
-         },
-         [&](HWND sheet) {
-             stillModified(sheet);
-             denied.reset();
-             Ui::Press(sheet, PSBTN_APPLYNOW);
-         },
-         [&](HWND sheet) { EXPECT_EQ(Ui::Text(Ui::Page(sheet)), L"Общие"); }});
-    EXPECT_EQ(local.Get(), Stored(kRussian));
-    ASSERT_EQ(boxes.size(), 2u);
-    for (const ShownBox& box : boxes) EXPECT_EQ(box.text, kSaveFailed);
-}
-
-TEST_F(GeneralPage, TheUsersLanguageCountsWhenTheMachinesCantBeWritten) {
-    std::optional<Denied> denied;
-    Run({[&](HWND sheet) {
-             Ui::Select(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE, 1);
-             Ui::Select(Ui::Page(sheet), IDC_GENERAL_MACHINE_LANGUAGE, 0);
-             denied.emplace(L"\\config");
-             Ui::Press(sheet, PSBTN_APPLYNOW);
-         },
-         [&](HWND sheet) { EXPECT_EQ(Ui::Text(Ui::Page(sheet)), L"Общие"); }});
-    EXPECT_TRUE(boxes.empty());
-    EXPECT_EQ(local.Get(), Stored(kRussian));
-    EXPECT_EQ(config.Get(), Stored(kEnglish));
-}
-
-TEST_F(GeneralPage, CoreVersion) {
-    struct Case {
-        const wchar_t* settings;  // of the provider, NAME=VALUE
-        const wchar_t* text;
-    };
-    const Case cases[] = {
-        {L"Class=1", L"5.0.4821 KC1"},
-        {L"Class=6 Debug=1", L"5.0.4821 KA1 Debug"},
-        {L"Class=7 Debug=2", L"5.0.4821 "},
-        {L"Class=4 Version=0x030C Build=7", L"3.12.0007 KB1"},
-        {L"Class=0 Build=123456 Debug=1", L"5.0.123456  Debug"},
-    };
-    for (const Case& c : cases) {
-        std::wstring settings = c.settings;
-        for (size_t at = 0, end; at < settings.size(); at = end + 1) {
-            end = std::min(settings.find(L' ', at), settings.size());
-            ASSERT_EQ(RunTool(L"set " + settings.substr(at, end - at)), 0u);
-        }
-        Look([&](HWND page) { EXPECT_EQ(Ui::Text(page, IDC_GENERAL_CORE_VERSION), c.text) << c.text; });
-        for (const wchar_t* name : {L"Class", L"Version", L"Build", L"Debug"})
-            RunTool(std::wstring(L"set ") + name + L"=");
+    const StoredNumber sessions(L"\\config\\Parameters\\tls_server_max_sessions", 64);
+    for (const auto& [section, failing] : {std::pair{L"\\local", 0}, {L"\\config\\Parameters", 7}}) {
+        local.Set(kEnglish);
+        std::optional<Denied> denied;
+        const auto pressAgain = [&, page = failing](HWND sheet) {
+            EXPECT_TRUE(Ui::ApplyEnabled(sheet));
+            EXPECT_EQ(Ui::PageIndex(sheet), page);
+            Ui::Press(sheet, PSBTN_APPLYNOW);
+        };
+        Run({[&, path = section](HWND sheet) {
+                 Ui::Select(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE, 1);
+                 PropSheet_SetCurSel(sheet, nullptr, 7);
+                 Ui::Type(Ui::Page(sheet), IDC_TLS_SESSIONS, L"68");
+                 denied.emplace(path);
+                 PropSheet_SetCurSel(sheet, nullptr, 2);  // the failing page comes to the front again
+                 Ui::Press(sheet, PSBTN_OK);
+             },
+             pressAgain,
+             [&](HWND sheet) {
+                 denied.reset();
+                 pressAgain(sheet);
+             },
+             [&](HWND sheet) { EXPECT_EQ(Ui::Text(Ui::Page(sheet)), L"Общие"); }});
+        EXPECT_EQ(local.Get(), Stored(kRussian));
+        EXPECT_EQ(sessions.Get(), Stored(68));
+        sessions.Set(64);
+        ASSERT_EQ(boxes.size(), 2u);
+        for (const ShownBox& box : boxes) EXPECT_EQ(box.text, kSaveFailed);
     }
 }
 
-TEST_F(GeneralPage, WarnsOnceOfAnInterceptedDefaultProvider) {
-    ASSERT_EQ(RunTool(L"set Type=1"), 0u);
-    Look([](HWND) {});
-    RunTool(L"set Type=");
-    ASSERT_EQ(boxes.size(), 1u);
-    EXPECT_EQ(boxes[0].text,
-              L"Fatal error. Default system cryptoprovider intercepted. System may not function properly.");
+// Settings of the provider, and what they make of the page.
+TEST_F(GeneralPage, ShowsTheCoreVersionAndWarnsOnceOfAnInterceptedDefaultProvider) {
+    const auto set = [](const std::wstring& setting) { EXPECT_EQ(RunTool(L"set " + setting), 0u); };
+    struct Case {
+        std::vector<std::wstring> settings;
+        const wchar_t* text;
+        bool intercepted = false;
+    };
+    const Case cases[] = {
+        {{L"Class=1"}, L"5.0.4821 KC1"},
+        {{L"Class=6", L"Debug=1"}, L"5.0.4821 KA1 Debug"},
+        {{L"Class=7", L"Debug=2"}, L"5.0.4821 "},
+        {{L"Class=4", L"Version=0x030C", L"Build=7"}, L"3.12.0007 KB1"},
+        {{L"Class=0", L"Build=123456", L"Debug=1"}, L"5.0.123456  Debug"},
+        {{L"Type=1"}, L"5.0.4821 KC1", true},
+    };
+    for (const Case& c : cases) {
+        for (const std::wstring& setting : c.settings) set(setting);
+        Look([&](HWND page) { EXPECT_EQ(Ui::Text(page, IDC_GENERAL_CORE_VERSION), c.text); });
+        for (const std::wstring& setting : c.settings) set(setting.substr(0, setting.find(L'=') + 1));
+        EXPECT_EQ(boxes.size(), c.intercepted ? 1u : 0u);
+        for (const ShownBox& box : boxes) EXPECT_EQ(box.text, kIntercepted);
+    }
 }
 
 // Nothing is opened for real: what ShellExecute would be given is noted.
@@ -319,23 +308,12 @@ TEST_F(GeneralPage, InstallerTextsAreShownAsTheyStand) {
 
 // Each thing is read once. The counts are those of one look at the page.
 TEST_F(GeneralPage, AsksForNothingTwice) {
-    static int acquired, parameters;
-    acquired = parameters = 0;
-    static const ImportPatch* acquire;
-    static const ImportPatch* read;
-    const auto countAcquire =
-        +[](HCRYPTPROV* provider, LPCWSTR container, LPCWSTR name, DWORD type, DWORD flags) -> BOOL {
-        ++acquired;
-        return acquire->Original<decltype(CryptAcquireContextW)>()(provider, container, name, type, flags);
-    };
-    const auto countRead = +[](HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* length, DWORD flags) -> BOOL {
-        ++parameters;
-        return read->Original<decltype(CryptGetProvParam)>()(provider, parameter, data, length, flags);
-    };
-    const ImportPatch acquirePatch(nullptr, "CryptAcquireContextW", countAcquire);
-    const ImportPatch readPatch(nullptr, "CryptGetProvParam", countRead);
-    acquire = &acquirePatch;
-    read = &readPatch;
+    int acquired = 0, parameters = 0;
+    const CryptCalls calls([&](const CryptCalls::Call& call) {
+        acquired += call.name == "CryptAcquireContextW";
+        parameters += call.name == "CryptGetProvParam";
+        return call();
+    });
     Look([](HWND) {});
     EXPECT_EQ(acquired, 2);    // the default provider, and the product's own
     EXPECT_EQ(parameters, 4);  // the default's type; version, build and class of the product's

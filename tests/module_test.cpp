@@ -33,8 +33,9 @@ class Panel {
     ~Panel() {
         if (entry_) Send(CPL_EXIT);
     }
-    LONG Send(UINT message) { return entry_(nullptr, message, 0, 0); }
-    HMODULE Get() const { return module_.get(); }
+    LONG Send(UINT message, const void* data = nullptr) {
+        return entry_(nullptr, message, 0, reinterpret_cast<LPARAM>(data));
+    }
 
   private:
     UniqueModule module_;
@@ -160,12 +161,10 @@ TEST(Module, ShowsTheInstallationItBelongsTo) {
 // Somewhere alone, without any of the product's libraries beside it.
 TEST(Module, WithoutTheSupportLibraryDefaultsShow) {
     const TemporaryDirectory directory;
-    const std::wstring path = directory.Take(L"vestra.cpl");
-    Panel panel(path);
+    Panel panel(directory.Take(L"vestra.cpl"));
     EXPECT_EQ(GetModuleHandleW((directory.Path() + L"kvsuprt.dll").c_str()), nullptr);
     NEWCPLINFOW texts{};
-    const auto entry = reinterpret_cast<Entry>(reinterpret_cast<void*>(GetProcAddress(panel.Get(), "CPlApplet")));
-    EXPECT_EQ(entry(nullptr, CPL_NEWINQUIRE, 0, reinterpret_cast<LPARAM>(&texts)), 0);
+    EXPECT_EQ(panel.Send(CPL_NEWINQUIRE, &texts), 0);
     EXPECT_STREQ(texts.szName, L"");
     ModalScript script({[](HWND sheet) {
         const HWND page = Ui::Page(sheet);
@@ -185,20 +184,12 @@ TEST(Module, WithoutTheSupportLibraryDefaultsShow) {
 TEST(Module, AForeignSupportLibraryDoesNoHarm) {
     const TemporaryDirectory directory;
     const std::wstring path = directory.Take(L"vestra.cpl");
-    struct Case {
-        const wchar_t* name;
-        std::wstring content;  // a file to copy; empty: no library at all
-    };
-    for (const Case& c : {Case{L"another library", ProgramDirectory() + L"kvcsp.dll"}, Case{L"a broken file", L""}}) {
-        const std::wstring library = directory.Path() + L"kvsuprt.dll";
-        DeleteFileW(library.c_str());
-        if (c.content.empty()) {
-            std::ofstream(std::filesystem::path(library)) << "MZ";
-        } else {
-            CopyFileW(c.content.c_str(), library.c_str(), FALSE);
-        }
+    const std::wstring library = directory.Path() + L"kvsuprt.dll";
+    for (const bool broken : {false, true}) {
+        CopyFileW((ProgramDirectory() + L"kvcsp.dll").c_str(), library.c_str(), FALSE);
+        if (broken) std::ofstream(std::filesystem::path(library)) << "MZ";
         Panel panel(path);
-        ModalScript script({[&](HWND sheet) { EXPECT_EQ(Ui::PageCount(sheet), 8) << c.name; }});
+        ModalScript script({[&](HWND sheet) { EXPECT_EQ(Ui::PageCount(sheet), 8) << broken; }});
         EXPECT_EQ(panel.Send(CPL_DBLCLK), 0);
         EXPECT_TRUE(script.Finished());
         // The library stays loaded by design; the next case needs another file there.
@@ -222,10 +213,7 @@ TEST(Module, LoadedAndUnloadedItLeavesNothingBehind) {
     for (int warm = 0; warm < 3; ++warm) cycle();
     const HandleCounts before = CountHandles();
     for (int i = 0; i < 20; ++i) cycle();
-    const HandleCounts after = CountHandles();
-    EXPECT_EQ(after.kernel, before.kernel);
-    EXPECT_EQ(after.gdi, before.gdi);
-    EXPECT_EQ(after.windows, before.windows);
+    EXPECT_EQ(CountHandles(), before);
     EXPECT_EQ(GetModuleHandleW(L"vestra.cpl"), nullptr);
 }
 

@@ -52,38 +52,42 @@ const std::wstring kUpper = [](std::wstring path) { return std::wstring(CharUppe
 TEST(ProductLibraryPath, RegisteredOnesCountWhenTheOwnIsThisModulesAndTheyAreFull) {
     const std::wstring beside = ProgramDirectory() + kLibrary;
     struct Case {
-        std::wstring own;
-        DWORD type;
-        std::wstring stored;
-        size_t cut;
-        std::wstring path;
+        std::wstring own, stored, path;
+        size_t cut = 0;
     };
     const Case cases[] = {
-        {kUpper, REG_SZ, kRegistered, 0, kRegistered},
-        {L"C:\\other\\" + kOwnName, REG_SZ, kRegistered, 0, beside},
-        {L"", REG_SZ, kRegistered, 0, beside},
-        {kSelf, REG_SZ, kRegistered, 2, kRegistered},  // without its terminator
-        {kSelf, REG_SZ, kRegistered, 3, beside},       // half a character
-        {kSelf, REG_SZ, kRegistered + L'\0' + L"behind", 0, kRegistered},
-        {kSelf, REG_SZ, L"\\\\server\\share\\kvtest.dll", 0, L"\\\\server\\share\\kvtest.dll"},
-        {kSelf, REG_SZ, L"\\kvtest.dll", 0, beside},
-        {kSelf, REG_SZ, L"C:kvtest.dll", 0, beside},
-        {kSelf, REG_SZ, L"", 0, beside},
-        {kSelf, REG_SZ, L"", 2, beside},  // no bytes at all
-        {kSelf, REG_SZ, Long(260), 0, Long(260)},
-        {kSelf, REG_SZ, Long(32767), 0, Long(32767)},
-        {kSelf, REG_SZ, Long(32768), 0, beside},
-        {kSelf, REG_NONE, kRegistered, 0, beside},
-        {kSelf, REG_EXPAND_SZ, kRegistered, 0, beside},
-        {kSelf, REG_BINARY, kRegistered, 0, beside},
-        {kSelf, REG_DWORD, L"C", 0, beside},
-        {kSelf, REG_LINK, kRegistered, 0, beside},
-        {kSelf, REG_MULTI_SZ, kRegistered, 0, beside},
-        {kSelf, REG_QWORD, L"C:\\", 0, beside},
+        {kUpper, kRegistered, kRegistered},
+        {L"C:\\other\\" + kOwnName, kRegistered, beside},
+        {L"", kRegistered, beside},
+        {kSelf, kRegistered + L'\0' + L"behind", kRegistered},
+        {kSelf, L"\\\\server\\share\\kvtest.dll", L"\\\\server\\share\\kvtest.dll"},
+        {kSelf, L"\\kvtest.dll", beside},
+        {kSelf, L"C:kvtest.dll", beside},
+        {kSelf, L"", beside},
+        {kSelf, L"", beside, 2},  // no bytes at all
+        {kSelf, Long(260), Long(260)},
+        {kSelf, Long(32767), Long(32767)},
+        {kSelf, Long(32768), beside},
     };
     for (const Case& c : cases) {
-        const RegisteredPath own(kOwnName, c.own), library(kLibrary, c.stored, c.type, c.cut);
+        const RegisteredPath own(kOwnName, c.own), library(kLibrary, c.stored, REG_SZ, c.cut);
         EXPECT_EQ(ResolveProductLibrary(kLibrary), c.path) << &c - cases;
+    }
+}
+
+// Texts may lack their terminator, but not have half of one.
+TEST(ProductLibraryPath, RegisteredOnesAreWholeTextsTheOwnToo) {
+    for (DWORD type = REG_NONE; type <= REG_QWORD; ++type) {
+        for (const size_t cut : {0, 1, 2}) {
+            SCOPED_TRACE(testing::Message() << type << " " << cut);
+            const std::wstring path = type == REG_SZ && cut != 1 ? kRegistered : ProgramDirectory() + kLibrary;
+            {
+                const RegisteredPath own(kOwnName, kSelf), library(kLibrary, kRegistered, type, cut);
+                EXPECT_EQ(ResolveProductLibrary(kLibrary), path);
+            }
+            const RegisteredPath own(kOwnName, kSelf, type, cut), library(kLibrary, kRegistered);
+            EXPECT_EQ(ResolveProductLibrary(kLibrary), path) << "the own";
+        }
     }
 }
 
@@ -180,8 +184,11 @@ TEST(SupportLibrary, KeepsWhatIsWritten) {
     EXPECT_FALSE(MayWrite(section));
 }
 
-// An installation that comes first, and this one.
+// An installation that comes first, and this one; what the installer knows of them.
 struct Installer {
+    static DWORD WINAPI GetOwnPath(HMODULE, LPWSTR path, DWORD) {
+        return static_cast<DWORD>(lstrlenW(lstrcpyW(path, L"C:\\Щит\\vestra.cpl")));
+    }
     static UINT WINAPI Enumerate(LPCWSTR, DWORD index, LPWSTR code) {
         lstrcpyW(code, index == 0 ? L"first" : L"ours");
         return index < 2 ? ERROR_SUCCESS : ERROR_NO_MORE_ITEMS;
@@ -189,20 +196,39 @@ struct Installer {
     static INSTALLSTATE WINAPI Locate(LPCWSTR code, LPCWSTR, LPWSTR path, LPDWORD length) {
         const bool ours = lstrcmpW(code, L"ours") == 0;
         if (!ours && first.size() >= *length) return INSTALLSTATE_MOREDATA;
-        lstrcpyW(path, ours ? kUpper.c_str() : first.c_str());
+        lstrcpyW(path, ours ? L"C:\\ЩИТ\\VESTRA.CPL" : first.c_str());
         return INSTALLSTATE_LOCAL;
     }
-    static inline std::wstring first;
+    static UINT WINAPI Get(LPCWSTR code, LPCWSTR, LPWSTR value, LPDWORD) {
+        asked += code;
+        lstrcpyW(value, asked == code ? L"" : L"second");
+        return asked == code ? answer : ERROR_SUCCESS;
+    }
+    static inline std::wstring first, asked;
+    static inline UINT answer;
 };
 
-TEST(InstalledProduct, IsTheOneWhosePanelIsThisModule) {
-    const LibraryFunction enumerate("MsiEnumClientsW", &Installer::Enumerate);
-    for (const auto& [path, code] :
-         {std::pair{kSelf, L"first"}, {L"C:\\other\\vestra.cpl", L"ours"}, {std::wstring(MAX_PATH, L'p'), L"ours"}}) {
+TEST(InstalledProduct, IsTheOneWhosePanelIsThisModuleAndTellsWhatIsKnownOfIt) {
+    const LibraryFunction enumerate("MsiEnumClientsW", &Installer::Enumerate),
+        locate("MsiGetComponentPathW", &Installer::Locate), get("MsiGetProductInfoW", &Installer::Get);
+    std::optional<InstalledProduct> product;
+    for (const auto& [path, code] : {std::pair<std::wstring, const wchar_t*>{L"C:\\other\\vestra.cpl", L"ours"},
+                                     {std::wstring(MAX_PATH, L'p'), L"ours"},
+                                     {L"c:\\щит\\vestra.cpl", L"first"}}) {
+        const ImportPatch own(nullptr, "GetModuleFileNameW", &Installer::GetOwnPath);
         Installer::first = path;
-        const LibraryFunction locate("MsiGetComponentPathW", &Installer::Locate);
-        EXPECT_EQ(InstalledProduct().Code(), code) << path;
+        EXPECT_EQ(product.emplace().Code(), code) << path;
     }
+    for (const UINT answer : {ERROR_SUCCESS, ERROR_UNKNOWN_PROPERTY}) {  // another answers for a failing one only
+        Installer::answer = answer;
+        Installer::asked.clear();
+        EXPECT_EQ(product->Property(L"URLInfoAbout"), answer ? L"second" : L"");
+        EXPECT_EQ(Installer::asked, answer ? L"first{5C71E0A9-2B84-4F3D-9A66-D18E42B70C25}" : L"first");
+    }
+    const StoredNumber number(L"\\CONFIG\\first", 5);
+    EXPECT_EQ(product->ProviderName(), L"");
+    support_registry_put_string(L"\\CONFIG\\first", L"Name");
+    EXPECT_EQ(product->ProviderName(), L"Name");
     const LibraryFunction none("MsiGetComponentPathW", nullptr);
     EXPECT_EQ(InstalledProduct().Code(), L"{B4E93F27-6A15-4D8C-8E02-7A39C15D6E80}");
 }

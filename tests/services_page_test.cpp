@@ -53,19 +53,25 @@ TEST(ConfigPage, InvalidValuesAreToldAndNotSaved) {
 // The restart's steps; none of them is ever taken for real.
 enum Step { kNone, kOpen, kLookUp, kAdjust, kNotAssigned, kExit } failing;
 struct Restart {
-    static BOOL WINAPI Open(HANDLE, DWORD, HANDLE* opened) {
+    static BOOL WINAPI Open(HANDLE process, DWORD rights, HANDLE* opened) {
+        EXPECT_TRUE(process == GetCurrentProcess() && rights == (TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY));
         if (failing != kOpen) token = *opened = CreateEventW(nullptr, FALSE, FALSE, nullptr);
         SetLastError(ERROR_GEN_FAILURE);  // a call that succeeds may leave any
         return failing != kOpen;
     }
-    static BOOL WINAPI LookUp(LPCWSTR, LPCWSTR, LUID*) { return failing != kLookUp; }
+    static BOOL WINAPI LookUp(LPCWSTR system, LPCWSTR name, LUID* privilege) {
+        EXPECT_TRUE(!system && name == std::wstring(L"SeShutdownPrivilege"));
+        *privilege = {19, 7};
+        return failing != kLookUp;
+    }
     static BOOL WINAPI Adjust(HANDLE, BOOL, TOKEN_PRIVILEGES* wanted, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
-        EXPECT_EQ(wanted->Privileges[0].Attributes, DWORD{SE_PRIVILEGE_ENABLED});
+        const LUID_AND_ATTRIBUTES& privilege = wanted->Privileges[0];
+        EXPECT_TRUE(privilege.Attributes == SE_PRIVILEGE_ENABLED && privilege.Luid.LowPart == 19);
         if (failing == kNotAssigned) SetLastError(ERROR_NOT_ALL_ASSIGNED);
         return failing != kAdjust;
     }
-    static BOOL WINAPI Exit(UINT flags, DWORD) {
-        restarted = flags == EWX_REBOOT;
+    static BOOL WINAPI Exit(UINT flags, DWORD reason) {
+        restarted = flags == EWX_REBOOT && reason == 0x80040001;
         return failing != kExit;
     }
     static inline HANDLE token;
