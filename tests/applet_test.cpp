@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "resources/resource.h"
+#include "tests/support/Directory.h"
 #include "tests/support/HandleCounts.h"
 #include "tests/support/LibraryFunction.h"
 #include "tests/support/Panel.h"
@@ -247,16 +248,32 @@ TEST_F(Applet, PagesThatAreNotShownAskForNothing) {
     }
 }
 
-// All pages, and from the Service page every wizard and dialog, opened and cancelled.
+// All pages, and all that their buttons open, which is cancelled: on the second page where that can be filled in for.
+const std::wstring kContainer = L"Цикл", kFile = ProgramDirectory() + L"data\\several.p7b";
 std::vector<ModalScript::Step> ThroughEverything() {
     std::vector<ModalScript::Step> steps = ThroughAllPages();
-    steps.push_back([](HWND sheet) { PropSheet_SetCurSel(sheet, nullptr, 2); });
-    for (const UINT button :
-         {IDC_SERVICE_CHECK, IDC_SERVICE_COPY, IDC_SERVICE_DELETE, IDC_SERVICE_VIEW_CERTIFICATES,
-          IDC_SERVICE_INSTALL_CERTIFICATE, IDC_SERVICE_CHANGE_PASSWORD, IDC_SERVICE_DELETE_PASSWORDS}) {
-        steps.push_back([=](HWND sheet) { PostMessageW(GetDlgItem(Ui::Page(sheet), button), BM_CLICK, 0, 0); });
+    for (const auto& [page, button, caption, further] :
+         {std::tuple{2u, IDC_SERVICE_CHECK, L"Check private key container", true},
+          {2u, IDC_SERVICE_COPY, L"Copy private key container", true},
+          {2u, IDC_SERVICE_DELETE, L"Delete private key container", false},
+          {2u, IDC_SERVICE_VIEW_CERTIFICATES, L"Certificates in private key container", true},
+          {2u, IDC_SERVICE_INSTALL_CERTIFICATE, L"Private certificate installation wizard", true},
+          {2u, IDC_SERVICE_CHANGE_PASSWORD, L"Change password for private key container", false},
+          {2u, IDC_SERVICE_DELETE_PASSWORDS, L"Delete saved passwords", false},
+          {3u, IDC_ADVANCED_SET_TIMEOUT, L"User input timeout", false}}) {
+        steps.push_back([=](HWND sheet) {
+            PropSheet_SetCurSel(sheet, nullptr, page);
+            PostMessageW(GetDlgItem(Ui::Page(sheet), button), BM_CLICK, 0, 0);
+        });
         steps.push_back([=](HWND window) {
-            EXPECT_EQ(GetDlgItem(window, button), nullptr) << button << " opened nothing";
+            EXPECT_EQ(Ui::Text(window), caption);
+            if (!further) return;
+            Ui::Type(Ui::Page(window), IDC_SELECT_NAME, kContainer.c_str());
+            Ui::Type(Ui::Page(window), IDC_FILE_NAME, kFile.c_str());
+            Ui::Press(window, PSBTN_NEXT);
+        });
+        steps.push_back([=](HWND window) {
+            EXPECT_TRUE(!further || Ui::Enabled(window, 0x3023)) << button << " has nothing to go back to";
             PostMessageW(window, WM_COMMAND, IDCANCEL, 0);
         });
     }
@@ -265,6 +282,7 @@ std::vector<ModalScript::Step> ThroughEverything() {
 
 // VESTRA_CYCLES says how often; the whole takes a while.
 TEST_F(Applet, OpenedAndClosedSheetsAndWizardsLeaveNothingBehind) {
+    RunTool(L"create --exportable " + kContainer);
     PanelSession session;
     const auto open = [&](std::vector<ModalScript::Step> steps) {
         ModalScript script(std::move(steps));
@@ -278,6 +296,7 @@ TEST_F(Applet, OpenedAndClosedSheetsAndWizardsLeaveNothingBehind) {
     for (int i = 0; i < std::atoi(cycles); ++i) open(ThroughEverything());
     for (int i = 0; i < 195; ++i) open({});
     EXPECT_EQ(CountHandles(), before);
+    RunTool(L"remove " + kContainer);
 }
 
 }  // namespace

@@ -63,10 +63,9 @@ DWORD Configure(const ReaderWindowRequest* request) {
 }
 
 TEST_F(HardwarePage, LoadsEachLibraryOnceOrTellsThatItIsMissing) {
+    const auto note = +[](HWND parent) { return parents[2] = parent, DWORD{0}; };
     const LibraryFunction readers("rdr_wnd_configure", &Configure<0>),
-        carriers("rdr_media_wnd_configure", &Configure<1>),
-        random(
-            "rndm_wnd_configure", +[](HWND parent) { return parents[2] = parent, DWORD{0}; });
+        carriers("rdr_media_wnd_configure", &Configure<1>), random("rndm_wnd_configure", note);
     HWND page = nullptr;
     const auto open = [&] {
         std::ranges::fill(parents, nullptr);

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
+#include <tuple>
 
 #include "framework/Handles.h"
 #include "resources/resource.h"
@@ -26,12 +26,6 @@ bool Await(Condition condition) {
     return true;
 }
 
-std::wstring ClassOf(HWND window) {
-    wchar_t name[64] = L"";
-    GetClassNameW(window, name, 64);
-    return name;
-}
-
 class ControlPanel {
   public:
     ControlPanel() {
@@ -44,65 +38,54 @@ class ControlPanel {
             return;
         process_.reset(started.hProcess);
         CloseHandle(started.hThread);
-        id_ = started.dwProcessId;
-        Await([&] { return (sheet_ = SheetWatch::Find(id_)) != nullptr && SheetWatch::IsPainted(sheet_); });
+        Await([&] {
+            return (sheet_ = SheetWatch::Find(started.dwProcessId)) != nullptr && SheetWatch::IsPainted(sheet_);
+        });
         SetForegroundWindow(sheet_);
     }
-    ~ControlPanel() {
-        if (WaitForSingleObject(process_.get(), 0) != WAIT_OBJECT_0) TerminateProcess(process_.get(), 1);
-    }
-    ControlPanel(const ControlPanel&) = delete;
-    ControlPanel& operator=(const ControlPanel&) = delete;
+    ~ControlPanel() { TerminateProcess(process_.get(), 1); }  // one that hasn't ended
 
     HWND Sheet() const { return sheet_; }
     bool Ended() const { return WaitForSingleObject(process_.get(), kPatience) == WAIT_OBJECT_0; }
 
-    HWND Focus() const {
-        GUITHREADINFO info{};
-        info.cbSize = sizeof info;
-        return GetGUIThreadInfo(GetWindowThreadProcessId(sheet_, nullptr), &info) ? info.hwndFocus : nullptr;
-    }
+    HWND Focus() const { return Input().hwndFocus; }
     // The window above the sheet that takes the keys; the sheet itself when there is none.
-    HWND Front() const {
+    HWND Front() const { return Input().hwndActive; }
+    // The page that the sheet or a wizard shows, and a control of it.
+    HWND Page(HWND wizard = nullptr) const {
+        return reinterpret_cast<HWND>(SendMessageW(wizard ? wizard : sheet_, PSM_GETCURRENTPAGEHWND, 0, 0));
+    }
+    HWND Control(int id, HWND wizard = nullptr) const { return GetDlgItem(Page(wizard), id); }
+
+  private:
+    GUITHREADINFO Input() const {
         GUITHREADINFO info{};
         info.cbSize = sizeof info;
         GetGUIThreadInfo(GetWindowThreadProcessId(sheet_, nullptr), &info);
-        return info.hwndActive;
+        return info;
     }
-    int Page() const {
-        const HWND tabs = FindWindowExW(sheet_, nullptr, L"SysTabControl32", nullptr);
-        return static_cast<int>(SendMessageW(tabs, TCM_GETCURSEL, 0, 0));
-    }
-    HWND PageWindow() const { return reinterpret_cast<HWND>(SendMessageW(sheet_, PSM_GETCURRENTPAGEHWND, 0, 0)); }
 
-  private:
     UniqueKernelHandle process_;
-    DWORD id_ = 0;
     HWND sheet_ = nullptr;
 };
 
-INPUT Key(WORD key, DWORD flags) {
+void Send(WORD key, DWORD flags) {
     INPUT input{};
     input.type = INPUT_KEYBOARD;
     (flags & KEYEVENTF_UNICODE ? input.ki.wScan : input.ki.wVk) = key;
     input.ki.dwFlags = flags;
-    return input;
+    SendInput(1, &input, sizeof input);
 }
 
-void Press(WORD key, WORD with = 0) {
-    std::vector<INPUT> inputs;
-    if (with) inputs.push_back(Key(with, 0));
-    inputs.push_back(Key(key, 0));
-    inputs.push_back(Key(key, KEYEVENTF_KEYUP));
-    if (with) inputs.push_back(Key(with, KEYEVENTF_KEYUP));
-    SendInput(static_cast<UINT>(inputs.size()), inputs.data(), sizeof(INPUT));
+// `flags` KEYEVENTF_UNICODE: the key is a character.
+void Press(WORD key, WORD with = 0, DWORD flags = 0) {
+    if (with) Send(with, 0);
+    for (const DWORD up : {0, KEYEVENTF_KEYUP}) Send(key, flags | up);
+    if (with) Send(with, KEYEVENTF_KEYUP);
 }
 
 void Type(const std::wstring& text) {
-    for (const wchar_t c : text) {
-        INPUT inputs[] = {Key(c, KEYEVENTF_UNICODE), Key(c, KEYEVENTF_UNICODE | KEYEVENTF_KEYUP)};
-        SendInput(2, inputs, sizeof(INPUT));
-    }
+    for (const wchar_t c : text) Press(c, 0, KEYEVENTF_UNICODE);
 }
 
 std::wstring TextOf(HWND window) {
@@ -114,68 +97,82 @@ std::wstring TextOf(HWND window) {
 class Keyboard : public testing::TestWithParam<long> {
   protected:
     static constexpr wchar_t kName[] = L"Клавиатура";
-    Keyboard() {
-        RunTool(std::wstring(L"remove ") + kName);
-        EXPECT_EQ(RunTool(std::wstring(L"create ") + kName), 0u);
-    }
+    Keyboard() { RunTool(std::wstring(L"create ") + kName); }
     ~Keyboard() override { RunTool(std::wstring(L"remove ") + kName); }
 
+    // A control, on the next page that has it; every page on the way has something that takes the keys.
+    HWND GoTo(int id) const {
+        for (int pages = 0; pages < 8 && !panel_.Control(id); ++pages) {
+            const HWND before = panel_.Page();
+            Press(VK_TAB, VK_CONTROL);
+            EXPECT_TRUE(Await([&] { return panel_.Page() != before && IsChild(panel_.Page(), panel_.Focus()); })) << id;
+        }
+        return panel_.Control(id);
+    }
+    void Tab() const {
+        const HWND before = panel_.Focus();
+        Press(VK_TAB);
+        ASSERT_TRUE(Await([&] { return panel_.Focus() != before; }));
+    }
+    // `key` 0: the access key in the control's text. No keyboard here has Russian ones, but buttons, to one of which
+    // the Tab leads, need no Alt.
+    void Operate(HWND control, WORD key) const {
+        const std::wstring text = TextOf(control);
+        const wchar_t access = text[text.find(L'&') + 1];
+        if (key == 0 && access < 0x80) return Press(static_cast<WORD>(access & ~0x20), VK_MENU);
+        if (key == 0) return Tab(), Press(access, 0, KEYEVENTF_UNICODE);
+        for (int tabs = 0; panel_.Focus() != control && tabs < 40; ++tabs) Tab();
+        ASSERT_EQ(panel_.Focus(), control);
+        Press(key);
+    }
+
     const StoredNumber language_{L"\\local\\Language", GetParam()};
+    const StoredNumber default_{L"\\config\\Language", 1033};
     const StoredNumber switch_{L"\\config\\Parameters\\tls_client_use_ocsp_extensions", 0};
+    const ControlPanel panel_;
 };
 
 TEST_P(Keyboard, ReachesEverythingInControlExe) {
-    ControlPanel panel;
-    ASSERT_TRUE(panel.Sheet());
-    ASSERT_TRUE(Await([&] { return panel.Focus() != nullptr; }));
-    // Through all pages and back to the first; each has something that takes the keys.
-    for (const int page : {1, 2, 3, 4, 5, 6, 7, 0, 1, 2}) {
-        Press(VK_TAB, VK_CONTROL);
-        ASSERT_TRUE(Await([&] { return panel.Page() == page; })) << page;
-        EXPECT_TRUE(Await([&] { return IsChild(panel.Sheet(), panel.Focus()) != FALSE; })) << page;
+    ASSERT_TRUE(panel_.Sheet() && Await([&] { return panel_.Focus() != nullptr; }));
+    for (const int button : {IDC_HARDWARE_READERS, IDC_SERVICE_CHECK, IDC_SERVICE_CHANGE_PASSWORD, IDC_SERVICE_COPY,
+                             IDC_SERVICE_DELETE, IDC_SERVICE_VIEW_CERTIFICATES, IDC_SERVICE_INSTALL_CERTIFICATE,
+                             IDC_SERVICE_DELETE_PASSWORDS, IDC_ADVANCED_SET_TIMEOUT}) {
+        const bool shared = button == IDC_SERVICE_CHECK || button == IDC_SERVICE_CHANGE_PASSWORD;  // the access key
+        Operate(GoTo(button), shared ? VK_SPACE : 0);
+        ASSERT_TRUE(Await([&] { return panel_.Front() != panel_.Sheet() && IsChild(panel_.Front(), panel_.Focus()); }))
+            << button;
+        if (button == IDC_SERVICE_CHECK) {  // on to the report
+            const HWND wizard = panel_.Front(), name = panel_.Control(IDC_SELECT_NAME, wizard);
+            ASSERT_TRUE(Await([&] { return panel_.Focus() == name; }));
+            Type(kName);
+            ASSERT_TRUE(Await([&] { return TextOf(name) == kName; }));
+            Press(VK_RETURN);
+            EXPECT_TRUE(Await([&] {
+                const HWND report = panel_.Control(IDC_REPORT_ROWS, wizard);
+                return SendMessageW(report, LVM_GETITEMCOUNT, 0, 0) > 20;
+            }));
+        }
+        Press(VK_ESCAPE);
+        ASSERT_TRUE(Await([&] { return panel_.Front() == panel_.Sheet(); })) << button;
     }
-    // The check wizard: its button by Tab and Space, the container's name typed, on by Enter.
-    const HWND check = GetDlgItem(panel.PageWindow(), IDC_SERVICE_CHECK);
-    for (int tabs = 0; panel.Focus() != check && tabs < 20; ++tabs) {
-        const HWND before = panel.Focus();
-        Press(VK_TAB);
-        ASSERT_TRUE(Await([&] { return panel.Focus() != before; }));
+    // Boxes and lists, there and back, but for the last one.
+    for (const auto& [id, message, there, back] : {std::tuple{IDC_ALGORITHMS_TYPE, CB_GETCURSEL, VK_DOWN, VK_UP},
+                                                   {IDC_SECURITY_SAVE_MEDIA, BM_GETCHECK, VK_SPACE, VK_SPACE},
+                                                   {IDC_WINLOGON_DISABLE, BM_GETCHECK, VK_SPACE, VK_SPACE},
+                                                   {IDC_GENERAL_MACHINE_LANGUAGE, CB_GETCURSEL, VK_UP, VK_DOWN},
+                                                   {IDC_TLS_CLIENT_OCSP, BM_GETCHECK, VK_SPACE, 0}}) {
+        const HWND control = GoTo(id);
+        for (const int key : {there, back}) {
+            const LRESULT before = SendMessageW(control, static_cast<UINT>(message), 0, 0);
+            if (key == 0) break;
+            Operate(control, static_cast<WORD>(key));
+            ASSERT_TRUE(Await([&] { return SendMessageW(control, static_cast<UINT>(message), 0, 0) != before; })) << id;
+        }
     }
-    ASSERT_EQ(panel.Focus(), check);
-    Press(VK_SPACE);
-    ASSERT_TRUE(Await([&] { return panel.Front() != panel.Sheet() && ClassOf(panel.Focus()) == L"Edit"; }));
-    const HWND wizard = panel.Front(), name = panel.Focus();
-    Type(kName);
-    ASSERT_TRUE(Await([&] { return TextOf(name) == kName; }));
-    Press(VK_RETURN);
-    HWND report = nullptr;
-    EXPECT_TRUE(Await([&] {
-        const auto page = reinterpret_cast<HWND>(SendMessageW(wizard, PSM_GETCURRENTPAGEHWND, 0, 0));
-        report = GetDlgItem(page, IDC_REPORT_ROWS);
-        return report != nullptr && SendMessageW(report, LVM_GETITEMCOUNT, 0, 0) > 20;
-    }));
-    Press(VK_ESCAPE);
-    ASSERT_TRUE(Await([&] { return panel.Front() == panel.Sheet(); }));
-    // A switch of the TLS page, applied by its key.
-    while (panel.Page() != 7) {
-        const int page = panel.Page();
-        Press(VK_TAB, VK_CONTROL);
-        ASSERT_TRUE(Await([&] { return panel.Page() != page; }));
-    }
-    const HWND box = GetDlgItem(panel.PageWindow(), IDC_TLS_CLIENT_OCSP);
-    for (int tabs = 0; panel.Focus() != box && tabs < 40; ++tabs) {
-        const HWND before = panel.Focus();
-        Press(VK_TAB);
-        ASSERT_TRUE(Await([&] { return panel.Focus() != before; }));
-    }
-    Press(VK_SPACE);
-    EXPECT_TRUE(Await([&] { return SendMessageW(box, BM_GETCHECK, 0, 0) == BST_CHECKED; }));
     Press(VK_RETURN);  // OK; then No to the restart
-    ASSERT_TRUE(Await([&] { return panel.Front() != panel.Sheet(); }));
-    Press(VK_ESCAPE);
-    Press(VK_RIGHT);
-    Press(VK_RETURN);
-    EXPECT_TRUE(panel.Ended());
+    ASSERT_TRUE(Await([&] { return panel_.Front() != panel_.Sheet(); }));
+    for (const WORD key : {WORD{VK_ESCAPE}, WORD{VK_RIGHT}, WORD{VK_RETURN}}) Press(key);
+    EXPECT_TRUE(panel_.Ended());
     EXPECT_EQ(switch_.Get(), 1);
 }
 

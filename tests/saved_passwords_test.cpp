@@ -78,8 +78,7 @@ TEST_F(SavedPasswordsDialog, SurvivesEveryFailure) {
         return left[7] == L'y' ? "" : "deletes a password";
     };
     inspect({});
-    const std::vector<UINT> clicked = {1130, 1133, IDOK};
-    const auto change = [&] { Show(clicked); };
+    const auto change = [&] { Show({1130, 1133, IDOK}); };
     Faults("saved passwords", change, inspect);
 }
 
@@ -100,11 +99,10 @@ TEST_F(SavedPasswordsDialog, MakesTheProviderForgetItsOwn) {
     };
     EXPECT_EQ(load(0, {save}), 0);
     EXPECT_EQ(load(CRYPT_SILENT), 0);
-    Run({[](HWND sheet) { PostMessageW(GetDlgItem(Ui::Page(sheet), 1064), BM_CLICK, 0, 0); },
-         [](HWND dialog) {
-             EXPECT_EQ(LOWORD(SendMessageW(dialog, DM_GETDEFID, 0, 0)), IDCANCEL);
-             for (const UINT button : {1130, IDOK}) Ui::Click(dialog, button);
-         }});
+    RunDialog<CDialogDeletePasswords>([](HWND dialog) {
+        EXPECT_EQ(LOWORD(SendMessageW(dialog, DM_GETDEFID, 0, 0)), IDCANCEL);
+        for (const UINT button : {1130, IDOK}) Ui::Click(dialog, button);
+    });
     EXPECT_EQ(load(CRYPT_SILENT), NTE_SILENT_CONTEXT);
     RunTool(L"remove \"" + name + L"\"");
 }

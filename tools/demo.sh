@@ -41,6 +41,14 @@ container user 'On a removable carrier (съёмный носитель)' --carr
 if container user "$wrong"; then tool set "$wrong" certificate-x=other; fi
 if container user "$damaged"; then tool set "$damaged" damage=1; fi
 
+# What the dialog for saved passwords deletes: one, which opens nothing and is asked for all the same, and the record
+# of a removable carrier, which is a section with nothing in it.
+saved='\local\KeyDevices\passwords'
+tool store get "$saved\REGISTRY/$locked\passwd" >/dev/null 2>&1 ||
+  tool store put "$saved\REGISTRY/$locked\passwd" 0 --text
+tool store put "$saved\FLASH\made" 1
+tool store del "$saved\FLASH\made"
+
 # Wine's desktop may be a link to the one of whoever runs it; nothing is to leave the house.
 profile=$("$wine" cmd.exe /c 'echo %USERPROFILE%' </dev/null | tr -d '\r')
 desktop=$WINEPREFIX/drive_c/$(printf '%s' "${profile#?:\\}" | tr '\\' /)/Desktop
