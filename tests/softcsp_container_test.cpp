@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
+#include <thread>
 
 #include "softcsp/container/ContainerStore.h"
 #include "tests/support/HandleCounts.h"
@@ -27,6 +29,18 @@ DWORD NumberParameter(HCRYPTPROV provider, DWORD parameter) {
     EXPECT_EQ(Result(CryptGetProvParam(provider, parameter, reinterpret_cast<BYTE*>(&number), &size, 0)), 0)
         << parameter;
     return number;
+}
+
+// Of all containers those whose names hold the text.
+std::string Names(HCRYPTPROV provider, const char* text) {
+    std::string names;
+    char name[600];
+    DWORD size = sizeof name, flags = CRYPT_FIRST;
+    for (; CryptGetProvParam(provider, PP_ENUMCONTAINERS, reinterpret_cast<BYTE*>(name), &size, flags);
+         size = sizeof name, flags = 0)
+        if (std::strstr(name, text)) names += name + std::string("|");
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_MORE_ITEMS));
+    return names;
 }
 
 TEST(SoftcspContainer, LivesByItsThreeNames) {
@@ -99,15 +113,7 @@ TEST(SoftcspContainer, KeepsWhatIsPutIntoItAndListsIt) {
     }
     EXPECT_EQ(Result(CryptGetProvParam(container.Get(), 133, item.data(), &size, 0)), ERROR_NO_MORE_ITEMS);
     // The names of all containers, this one among them.
-    char name[600];
-    bool found = false;
-    DWORD flags = CRYPT_FIRST;
-    for (size = sizeof name;
-         CryptGetProvParam(container.Get(), PP_ENUMCONTAINERS, reinterpret_cast<BYTE*>(name), &size, flags);
-         size = sizeof name, flags = 0)
-        found = found || std::strcmp(name, "container values") == 0;
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_MORE_ITEMS));
-    EXPECT_TRUE(found);
+    EXPECT_EQ(Names(container.Get(), "container values"), "container values|");
 }
 
 TEST(SoftcspContainer, OpensInAnotherProcessAndTellsDamage) {
@@ -128,6 +134,74 @@ TEST(SoftcspContainer, OpensInAnotherProcessAndTellsDamage) {
     EXPECT_EQ(Acquire(container.Name(), CRYPT_DELETEKEYSET), 0);  // what can't be read can be got rid of
 }
 
+// Every change of programs that run at the same time is kept, and one of them makes a container.
+TEST(SoftcspContainer, LetsSeveralProgramsWriteAtOnce) {
+    const LoadedProvider held;
+    RunTool(L"remove contended");
+    std::atomic<int> made = 0, changed = 0;
+    std::vector<std::thread> programs;
+    for (int program = 0; program < 4; ++program)
+        programs.emplace_back([&] {
+            made += RunTool(L"create contended --keys none") == 0;
+            for (int i = 0; i < 4; ++i) changed += RunTool(L"set contended extension=1.2.3:0:00") == 0;
+        });
+    for (std::thread& program : programs) program.join();
+    EXPECT_EQ(made, 1);
+    EXPECT_EQ(changed, 16);
+    std::string told;
+    EXPECT_EQ(RunTool(L"show contended", &told), 0u);
+    int kept = 0;
+    for (size_t at = 0; (at = told.find("1.2.3", at)) != std::string::npos; ++at) ++kept;
+    EXPECT_EQ(kept, 16);
+    RunTool(L"remove contended");
+}
+
+TEST(SoftcspContainer, NoticesWhatOthersDidToIt) {
+    const LoadedProvider held;
+    TestContainer container(L"replaced");
+    ASSERT_TRUE(container.Made());
+    RunTool(L"remove replaced");
+    ASSERT_EQ(RunTool(L"create replaced --keys none --password 1234"), 0u);
+    UniqueCryptKey key;
+    EXPECT_EQ(Result(CryptGenKey(container.Get(), AT_SIGNATURE, 0, key.put())), NTE_SILENT_CONTEXT);
+    CryptSetProvParam(container.Get(), PP_SIGNATURE_PIN, reinterpret_cast<const BYTE*>("1234"), 0);
+    EXPECT_EQ(Result(CryptGenKey(container.Get(), AT_SIGNATURE, 0, key.put())), 0);
+    key.reset();
+    ASSERT_TRUE(container.Open());
+    CryptSetProvParam(container.Get(), PP_SIGNATURE_PIN, reinterpret_cast<const BYTE*>("1234"), 0);
+    EXPECT_EQ(NumberParameter(container.Get(), 109), 2u);
+    RunTool(L"set replaced damage=1");
+    EXPECT_EQ(Acquire(L"replaced", CRYPT_DELETEKEYSET), 0);  // its password may be spoiled, too
+}
+
+TEST(SoftcspContainer, RefusesWhatCouldNotBeReadAgain) {
+    const LoadedProvider held;
+    TestContainer container(L"refuses");
+    ASSERT_TRUE(container.Made());
+    const TestBytes large(65 << 20);
+    const struct {
+        const char* identifier;
+        DWORD critical, size;
+        const void* value;
+    } extension{"1.2.3", 0, static_cast<DWORD>(large.size()), large.data()};
+    EXPECT_EQ(Result(CryptSetProvParam(container.Get(), 132, reinterpret_cast<const BYTE*>(&extension), 0)),
+              ERROR_DISK_FULL);
+    EXPECT_TRUE(container.Open());
+    wchar_t folder[MAX_PATH];
+    GetEnvironmentVariableW(L"LOCALAPPDATA", folder, MAX_PATH);
+    SetEnvironmentVariableW(L"LOCALAPPDATA", nullptr);
+    EXPECT_EQ(Acquire(L"\\\\.\\REGISTRY\\nowhere", CRYPT_NEWKEYSET), ERROR_PATH_NOT_FOUND);
+    SetEnvironmentVariableW(L"LOCALAPPDATA", folder);
+    for (const softcsp::ContainerExtension& odd : {softcsp::ContainerExtension{std::string("1\0", 2), 0, {}}, {}})
+        for (const std::uint32_t rounds : {0u, 1u, 1'000'000u, 1'000'001u}) {
+            auto made = softcsp::MakeContainer(L"odd", softcsp::Password());
+            if (!odd.identifier.empty()) made->container.extensions.push_back(odd);
+            made->container.lock.rounds = rounds;
+            EXPECT_EQ(softcsp::ReadContainer(softcsp::WriteContainer(made->container)).has_value(),
+                      odd.identifier.empty() && (rounds == 1 || rounds == 1'000'000));
+        }
+}
+
 TEST(SoftcspContainer, TellsWhenACarrierIsFullOrGone) {
     const LoadedProvider held;
     RunTool(L"carrier remove TESTDISK");
@@ -139,9 +213,13 @@ TEST(SoftcspContainer, TellsWhenACarrierIsFullOrGone) {
         EXPECT_EQ(Acquire(L"first", 0), 0);  // found without its carrier's name
         EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\second", CRYPT_NEWKEYSET), ERROR_DISK_FULL);
         EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\second", 0), NTE_BAD_KEYSET);
+        TestContainer other(L"\\\\.\\REGISTRY\\first");
+        EXPECT_EQ(Names(first.Get(), "first"), "first|TESTDISK\\first|");  // each opens its own
         RunTool(L"carrier eject TESTDISK");
+        const BYTE* set = reinterpret_cast<const BYTE*>("1.2.643.2.2.30.1");
+        EXPECT_EQ(Result(CryptSetProvParam(first.Get(), 92, set, 0)), SCARD_W_REMOVED_CARD);
         EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\first", 0), SCARD_W_REMOVED_CARD);
-        EXPECT_EQ(Acquire(L"first", 0), NTE_BAD_KEYSET);
+        EXPECT_EQ(Acquire(L"first", 0), 0);  // the other one
         RunTool(L"carrier insert TESTDISK");
     }
     EXPECT_EQ(RunTool(L"carrier remove TESTDISK"), 0u);

@@ -59,12 +59,23 @@ TEST_F(SoftcspPassword, IsAskedForUntilItIsRight) {
     EXPECT_EQ(Load({Type(L"wrong"), Type(L"1234")}), 0);
     EXPECT_EQ(Load({Type(L"1"), Type(L"2"), Type(L"3")}), static_cast<HRESULT>(SCARD_W_WRONG_CHV));
     EXPECT_EQ(Load({Type(L"1"), Cancel}), ERROR_CANCELLED);
+    CCryptProvContext context;
+    ASSERT_TRUE(context.Acquire(0, kName, nullptr, 75));
+    const std::string tooLong(65, '1');
+    EXPECT_EQ(
+        Result(CryptSetProvParam(context.Get(), PP_SIGNATURE_PIN, reinterpret_cast<const BYTE*>(tooLong.c_str()), 0)),
+        NTE_BAD_DATA);
 }
 
 TEST_F(SoftcspPassword, IsSavedOnRequestAndForgottenWhenItChanges) {
     EXPECT_EQ(Load({Type(L"1234", true)}), 0);
     EXPECT_EQ(Load({}, CRYPT_SILENT), 0);
     CCryptProvContext context;
+    {
+        const TestContainer namesake(kName, 71);  // goes without taking the other's password along
+        EXPECT_TRUE(namesake.Made());
+    }
+    EXPECT_EQ(Load({}, CRYPT_SILENT), 0);
     ASSERT_TRUE(context.Acquire(0, kName, nullptr, 75));
     const struct {
         BYTE kind;

@@ -4,6 +4,7 @@
 #include <prsht.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <utility>
 
 namespace {
@@ -11,6 +12,7 @@ namespace {
 constexpr int kBoxText = 0xFFFF;  // the id of a message box's text
 constexpr int kApplyButton = 0x3021;
 
+bool crashed = false;
 ModalScript* current = nullptr;  // hooks and timers have no argument of their own
 
 bool IsDialog(HWND window) {
@@ -29,19 +31,34 @@ BOOL CALLBACK TakeDialog(HWND window, LPARAM found) {
     return FALSE;
 }
 
+LONG WINAPI NoteCrash(EXCEPTION_POINTERS* raised) {
+    if (raised->ExceptionRecord->ExceptionCode == EXCEPTION_ACCESS_VIOLATION) {
+        std::fputs("a window procedure crashed\n", stderr);
+        crashed = true;
+    }
+    return EXCEPTION_CONTINUE_SEARCH;
+}
+
 }  // namespace
 
 ModalScript::ModalScript(std::vector<Step> steps, std::deque<int> answers)
     : steps_(std::move(steps)),
       answers_(std::move(answers)),
+      crashes_(AddVectoredExceptionHandler(TRUE, &NoteCrash)),
       hook_(SetWindowsHookExW(WH_CBT, &HookProc, nullptr, GetCurrentThreadId())),
       timer_(SetTimer(nullptr, 0, USER_TIMER_MINIMUM, &TimerProc)) {
     current = this;
+    crashed = false;
+}
+
+bool ModalScript::Finished() const noexcept {
+    return next_ >= steps_.size() && !crashed;
 }
 
 ModalScript::~ModalScript() {
     KillTimer(nullptr, timer_);
     UnhookWindowsHookEx(hook_);
+    RemoveVectoredExceptionHandler(crashes_);
     current = nullptr;
 }
 

@@ -28,7 +28,9 @@ class ModalScript {
     ModalScript& operator=(const ModalScript&) = delete;
 
     const std::vector<ShownBox>& Boxes() const noexcept { return boxes_; }
-    bool Finished() const noexcept { return next_ >= steps_.size(); }
+    // All steps have run, and nothing crashed meanwhile: in a window procedure not every system lets that end the
+    // program.
+    bool Finished() const noexcept;
 
   private:
     static LRESULT CALLBACK HookProc(int code, WPARAM wParam, LPARAM lParam);
@@ -43,6 +45,7 @@ class ModalScript {
     std::vector<HWND> answered_;
     size_t next_ = 0;
     bool running_ = false;
+    PVOID crashes_ = nullptr;
     HHOOK hook_ = nullptr;
     UINT_PTR timer_ = 0;
 };
