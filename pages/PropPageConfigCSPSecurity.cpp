@@ -227,8 +227,10 @@ void CPropPageConfigCSPSecurity::OnControlChanged() {
     CPropPageConfigBase::OnControlChanged();
 }
 
-// The provider is asked anew, for what is stored now; the marks stay as the user has set them.
-void CPropPageConfigCSPSecurity::OnModeClicked() {
+// The provider is asked anew, for what is stored now; the marks stay as the user has set them. The system doesn't take
+// the mark of a button that is disabled.
+void CPropPageConfigCSPSecurity::OnModeClicked(const Message& message) {
+    CheckRadioButton(m_hWnd, IDC_SECURITY_MODE_SERVICE, IDC_SECURITY_MODE_MEMORY, LOWORD(message.wParam));
     ReadCache();
     ReadDiffieHellman();
     OnControlChanged();

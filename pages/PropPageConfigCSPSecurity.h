@@ -37,7 +37,7 @@ class CPropPageConfigCSPSecurity : public CPropPageConfigBase, private SecurityS
     std::optional<bool> OfferRestart() override;
     bool WriteSaveMedia(bool save) override;
 
-    void OnModeClicked();
+    void OnModeClicked(const Message& message);
     void OnProviderSelected();
     void OnCacheSizeLeft();
 

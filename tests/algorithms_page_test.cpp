@@ -26,6 +26,10 @@ class AlgorithmsPage : public SettingsPageTest<CPropPageConfigCSPOID> {
         const auto real = self->acquire.Original<decltype(Acquire)>();
         return real(handle, container, self->anyName ? nullptr : name, type, flags);
     }
+    static BOOL WINAPI Get(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
+        if (!data && (flags == CRYPT_FIRST || parameter < 100)) self->asked.push_back(parameter);
+        return self->get.Original<decltype(Get)>()(provider, parameter, data, size, flags);
+    }
     static LSTATUS WINAPI Open(HKEY root, LPCWSTR name, DWORD options, REGSAM access, HKEY* key) {
         for (const wchar_t type : self->hidden)
             if (name && std::wstring(name).ends_with(L"Type 07" + std::wstring(1, type))) return ERROR_FILE_NOT_FOUND;
@@ -35,13 +39,16 @@ class AlgorithmsPage : public SettingsPageTest<CPropPageConfigCSPOID> {
 
     static inline AlgorithmsPage* self;
     std::vector<DWORD> acquired;  // the types of the contexts
+    std::vector<DWORD> asked;     // lists and values, once each
     std::wstring hidden;          // types without a key, by their last digits
     bool anyName = true;
-    ImportPatch acquire{nullptr, "CryptAcquireContextW", &Acquire}, open{nullptr, "RegOpenKeyExW", &Open};
+    ImportPatch acquire{nullptr, "CryptAcquireContextW", &Acquire}, open{nullptr, "RegOpenKeyExW", &Open},
+        get{nullptr, "CryptGetProvParam", &Get};
 };
 
 // A choice goes back to the provider for its type only, and is found again; until then it is lost with its type.
 TEST_F(AlgorithmsPage, ChoicesGoBackToTheProvider) {
+    Look([&](HWND) { EXPECT_EQ(asked, (std::vector<DWORD>{103, 92, 104, 93, 105, 94, 106, 95})); });
     for (const auto& [spoken, title, type] : {std::tuple{kEnglish, L"Algorithms", 0}, {kRussian, L"Алгоритмы", 1}}) {
         language.Set(spoken);
         Run({[&, text = title, wanted = type](HWND sheet) {
@@ -108,8 +115,8 @@ TEST_F(AlgorithmsPage, FailuresAreSurvived) {
     const auto start = [&] { Look([](HWND) {}); };
     // The installer's library, the provider's name, two keys with a name each, the context; the items twice, an end for
     // each list, each box's value; the section and its rights.
-    EXPECT_EQ(Faults("Algorithms page, start", start, [&](const Fault&) { return Told(); }),
-              1 + 2 + 2 * 3 + 1 + (2 * items + 4 + 4 * 2) + 2);
+    const size_t started = 1 + 2 + 2 * 3 + 1 + (2 * items + 4 + 4 * 2) + 2;
+    EXPECT_EQ(Faults("Algorithms page, start", start, [&](const Fault&) { return Told(); }), started);
 
     int before = 0;
     const auto save = [&] {
@@ -120,12 +127,13 @@ TEST_F(AlgorithmsPage, FailuresAreSurvived) {
             Ui::Press(sheet, PSBTN_OK);
         }});
     };
-    Faults("Algorithms page, change and save", save, [&](const Fault& fault) {
+    const size_t saved = Faults("Algorithms page, change and save", save, [&](const Fault& fault) {
         const std::string told = Told();
         const int old = before;
         Look([&](HWND page) { before = Ui::Selected(page, kDiffieHellman); });
         return before != old || *fault.function ? told : "isn't saved";
     });
+    EXPECT_EQ(saved, started + 2 + 1 + 2);  // the rights, the value, the rights again
 }
 
 }  // namespace

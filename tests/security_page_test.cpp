@@ -109,13 +109,13 @@ class SecurityPage : public SettingsPageTest<CPropPageConfigCSPSecurity> {
         for (const Registered& text : kRegistered) text.Set(text.installed);
         shortcuts.Set({});
         listed = 3;
-        restarts = 0;
     }
     Texts Stored() const {
         Texts all;
         for (const Registered& text : kRegistered) all.push_back(text.Get());
-        all.push_back(std::to_wstring(ReadSetting(kCacheSetting)) + std::to_wstring(ReadSetting(kDhControlSetting)) +
-                      std::to_wstring(shortcuts.Get().value_or(-1)));
+        const long cacheAndControl =
+            static_cast<long>(ReadSetting(kCacheSetting) * 10 + ReadSetting(kDhControlSetting));
+        all.push_back(std::to_wstring(cacheAndControl * 10 + shortcuts.Get().value_or(-1)));
         return all;
     }
     // Controls that are enabled, that are checked, the cache size and its maximum, controls that are hidden.
@@ -133,32 +133,24 @@ class SecurityPage : public SettingsPageTest<CPropPageConfigCSPSecurity> {
         const UINT size = GetDlgItemInt(page, 1070, nullptr, FALSE);
         return enabled + checked + " " + std::to_string(size) + "/" + std::to_string(most) + hidden;
     }
-    static void ChangeAll(HWND sheet) {
-        for (const UINT type : {IDC_SECURITY_TYPE71, IDC_SECURITY_TYPE75}) Ui::Select(Ui::Page(sheet), type, 0);
-        for (const UINT button : {IDC_SECURITY_MODE_MEMORY, IDC_SECURITY_DIFFIE_HELLMAN, IDC_SECURITY_SAVE_MEDIA})
+    template <int type, UINT... buttons>
+    static void Change(HWND sheet) {
+        for (const UINT box : {IDC_SECURITY_TYPE71, IDC_SECURITY_TYPE75}) Ui::Select(Ui::Page(sheet), box, type);
+        for (const UINT button : {buttons..., UINT{IDC_SECURITY_DIFFIE_HELLMAN}, UINT{IDC_SECURITY_SAVE_MEDIA}})
             if (Ui::Enabled(Ui::Page(sheet), button)) Ui::Click(Ui::Page(sheet), button);
     }
+    static constexpr auto ChangeAll = Change<0, IDC_SECURITY_MODE_MEMORY>;
     static void Apply(HWND sheet) { Ui::Press(sheet, PSBTN_APPLYNOW); }
-    const Texts kChanged{L"", L"", L"", L"", kService, kMemory, kMemory, kService, L"011"};
-
-    // The restart and its privilege; neither is ever taken for real.
-    static BOOL WINAPI Adjust(HANDLE, BOOL, TOKEN_PRIVILEGES* wanted, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
-        restarts = wanted->Privileges[0].Attributes == SE_PRIVILEGE_ENABLED ? 10 : 0;
-        return SetLastError(ERROR_SUCCESS), TRUE;
-    }
-    static BOOL WINAPI Exit(UINT flags, DWORD reason) {
-        restarts += flags == EWX_REBOOT && reason == 0x80040001;
-        return works;
-    }
+    const Texts kChanged{L"", L"", L"", L"", kService, kMemory, kMemory, kService, L"11"},
+        kBack{kProvider71, kProvider71, kProvider75, kProvider75, kService, kService, kService, kService, L"2420"};
+    static LSTATUS WINAPI Write(HKEY, LPCWSTR, DWORD, DWORD, const BYTE*, DWORD) { return ERROR_ACCESS_DENIED; }
     static BOOL WINAPI List(DWORD index, DWORD* none, DWORD flags, DWORD* type, LPWSTR name, DWORD* size) {
         return index < listed && list->Original<decltype(List)>()(index, none, flags, type, name, size);
     }
     static inline DWORD listed;  // providers that are installed; the product's come first
-    static inline int restarts, works;
     static inline const ImportPatch* list;
     StoredNumber shortcuts{L"\\config\\Parameters\\DisableShortcuts", {}};
-    const ImportPatch adjust{nullptr, "AdjustTokenPrivileges", &Adjust}, exit{nullptr, "ExitWindowsEx", &Exit},
-        lister{(list = &lister, nullptr), "CryptEnumProvidersW", &List};
+    const ImportPatch lister{(list = &lister, nullptr), "CryptEnumProvidersW", &List};
 };
 
 TEST_F(SecurityPage, ShowsWhatIsStoredAndWhatMayBeChanged) {
@@ -192,49 +184,62 @@ TEST_F(SecurityPage, ShowsWhatIsStoredAndWhatMayBeChanged) {
         if (c.special == std::wstring(L"kvcsp1"))
             service.reset(CreateServiceW(manager.get(), c.special, L"", DELETE, SERVICE_WIN32_OWN_PROCESS, 3, 0,
                                          L"C:\\none.exe", nullptr, nullptr, nullptr, nullptr, nullptr));
-        std::optional<Denied> denied;
-        if (c.special[0] == L'\\') denied.emplace(c.special);
+        const Denied denied(*c.special == L'\\' ? c.special : L"\\config\\none");
         Look([&](HWND page) { EXPECT_EQ(Shown(page) + (Ui::ApplyEnabled(GetParent(page)) ? "*" : ""), c.shown); });
         if (service) DeleteService(service.get());
     }
 }
 
-// The question is asked once, and the restart's result is that of the save.
+// The question is asked once; the restart's result is the save's. What the registry refuses stays changed, untold.
 TEST_F(SecurityPage, ChangedAppliedReopenedInBothLanguages) {
-    for (const auto& [spoken, answer, restarting, expected] :
-         {std::tuple(kEnglish, IDNO, 1, 0), {kRussian, IDYES, 1, 11}, {kEnglish, IDYES, 0, 11}}) {
+    for (const auto& [spoken, answer, refused, told, restart] : {std::tuple(kEnglish, IDNO, L"", "?", 0),
+                                                                 {kEnglish, IDNO, L"registry", "??", 0},
+                                                                 {kRussian, IDYES, L"", "x", 11},
+                                                                 {kEnglish, IDYES, L"exit", "?!", 11}}) {
         language.Set(spoken);
         Reset();
-        works = restarting;
         WriteSetting(kCacheSetting, 16);
-        Run({&ChangeAll, &Apply, [&](HWND sheet) { EXPECT_EQ(Ui::ApplyEnabled(sheet), !works); }, &Apply,
-             [&](HWND sheet) { EXPECT_FALSE(Ui::ApplyEnabled(sheet)); }},
-            {answer});
-        EXPECT_EQ(boxes[0], LoadStringLang(IDS_REBOOT_QUESTION));
-        EXPECT_EQ(boxes, works ? Texts{boxes[0]} : (Texts{boxes[0], kSaveFailed}));
-        EXPECT_EQ(restarts, expected);
+        Restart::refused = refused;
+        std::optional<ImportPatch> registry;
+        if (*refused == L'r') registry.emplace(nullptr, "RegSetValueExW", &Write);
+        Run({ChangeAll, &Apply,
+             [&, refuses = *refused != 0](HWND sheet) {
+                 EXPECT_EQ(Ui::ApplyEnabled(sheet), refuses);
+                 registry.reset();
+             },
+             &Apply, [](HWND sheet) { EXPECT_FALSE(Ui::ApplyEnabled(sheet)); }},
+            {answer, answer});
+        EXPECT_TRUE(Told() == told && boxes[0] == LoadStringLang(IDS_REBOOT_QUESTION));
+        EXPECT_EQ(std::exchange(Restart::calls, 0), restart);
         EXPECT_EQ(Stored(), kChanged);
-        Look([&](HWND page) {
-            EXPECT_EQ(Shown(page), "51rpmd m 8/64 1");  // without a default the older type is hidden
-            EXPECT_EQ(Ui::Text(page, 1106), L"GOST R 34.10-2001 signature and key agreement:");
-            EXPECT_EQ(Ui::Items(page, 1109), (Texts{LoadStringLang(IDS_PROVIDER_ABSENT), kProvider75}));
-            EXPECT_EQ(Ui::Selected(page, 1109), 0);
-        });
+        WriteSetting(kClassSetting, 2);  // allows the way back
+        Run({[](HWND sheet) {
+                 const HWND page = Ui::Page(sheet);
+                 EXPECT_EQ(Shown(page), "51rpsd m 8/64 1");  // without a default the older type is hidden
+                 EXPECT_EQ(Ui::Text(page, 1106), L"GOST R 34.10-2001 signature and key agreement:");
+                 EXPECT_EQ(Ui::Items(page, 1109), (Texts{LoadStringLang(IDS_PROVIDER_ABSENT), kProvider75}));
+                 EXPECT_EQ(Ui::Selected(page, 1109), 0);
+                 Change<1, IDC_SECURITY_MODE_SERVICE, IDC_SECURITY_CACHING>(sheet);
+             },
+             &Apply, [](HWND sheet) { Ui::Type(Ui::Page(sheet), IDC_SECURITY_CACHE_SIZE, L"24"); }, &Apply},
+            {IDNO});
+        EXPECT_EQ(Stored(), kBack);
+        Look([](HWND page) { EXPECT_EQ(Shown(page), "51rpsczzd rscd 24/64 "); });
     }
 }
 
 TEST_F(SecurityPage, CorrectsTheCacheSizeWithoutAWord) {
     WriteSetting(kCacheSetting, 16);
     WriteSetting(kCacheMaximumSetting, 5000);
-    const wchar_t* const cases[][3] = {{L"0", L"1", L"1"},  {L"", L"1", L"1"},     {L"1a", L"1", L"1"},
-                                       {L"-5", L"1", L"1"}, {L"16", L"16", L"16"}, {L"3000", L"3000", L"2457"}};
+    const std::wstring typed[] = {L"0", L"", L"1a", L"-5", L"4294967298", L"16", L"1000000000", L"4294967295"};
     Look([&](HWND page) {
-        for (const auto& [typed, then, left] : cases) {
-            Ui::Type(page, IDC_SECURITY_CACHE_SIZE, typed);
+        for (const std::wstring& text : typed) {
+            const std::wstring then = &text - typed < 5 ? L"1" : text;  // what is no size is corrected at once
+            Ui::Type(page, IDC_SECURITY_CACHE_SIZE, text.c_str());
             EXPECT_EQ(Ui::Text(page, IDC_SECURITY_CACHE_SIZE), then);
             SendMessageW(page, WM_COMMAND, MAKEWPARAM(IDC_SECURITY_CACHE_SIZE, EN_KILLFOCUS), 0);
-            EXPECT_EQ(Ui::Text(page, IDC_SECURITY_CACHE_SIZE), left);
-            EXPECT_EQ(Ui::ApplyEnabled(GetParent(page)), typed != cases[4][0]);
+            EXPECT_EQ(Ui::Text(page, IDC_SECURITY_CACHE_SIZE), then.size() > 2 ? L"2457" : then);
+            EXPECT_EQ(Ui::ApplyEnabled(GetParent(page)), text != L"16");
         }
     });
     EXPECT_TRUE(boxes.empty());
@@ -274,10 +279,7 @@ TEST_F(SecurityPage, WritesBothViewsInOrderAndStopsAtTheFirstFailure) {
 TEST_F(SecurityPage, AsksForNothingTwiceAndSurvivesEveryFailingCall) {
     std::string shown;
     bool modified = false;
-    const auto note = [&](HWND sheet) {
-        shown = Shown(Ui::Page(sheet));
-        modified = Ui::ApplyEnabled(sheet);
-    };
+    const auto note = [&](HWND sheet) { shown = Shown(Ui::Page(sheet)), modified = Ui::ApplyEnabled(sheet); };
     Run({note});  // the libraries are loaded
     const auto inspect = [&](const Fault&) { return !modified && boxes.empty() ? "" : "shown: " + shown; };
     const size_t start = Faults(
@@ -287,7 +289,7 @@ TEST_F(SecurityPage, AsksForNothingTwiceAndSurvivesEveryFailingCall) {
     EXPECT_EQ(start, 1 + 3 + 2 * 2 + 2 * 2 + 3 * 3 + 2 + 2 + 3 + 2 * (2 * listed + 1));
 
     // Applied twice: the second time makes a single failure good, when all could be changed.
-    const auto save = [&] { Run({&ChangeAll, &Apply, &Apply, note}, {IDNO, IDNO, IDNO, IDNO}); };
+    const auto save = [&] { Run({ChangeAll, &Apply, &Apply, note}, {IDNO, IDNO, IDNO, IDNO}); };
     Faults("security page, start, change, save", save, [&](const Fault& fault) -> std::string {
         const bool all = Stored() == kChanged, told = std::ranges::count(boxes, kSaveFailed) != 0;
         Reset();

@@ -4,10 +4,7 @@
 
 #include <commdlg.h>
 
-#include <filesystem>
-#include <fstream>
-
-#include "tests/support/Directory.h"
+#include "tests/support/Certificates.h"
 #include "tests/support/SettingsPage.h"
 #include "tests/support/TestDirectory.h"
 
@@ -21,14 +18,16 @@ constexpr DWORD kMissing = 0x7ffffffe, kNoKey = 0x7fffffff;  // of the KDC's val
 struct System {
     static BOOL WINAPI Version(OSVERSIONINFOW* info) {
         reinterpret_cast<OSVERSIONINFOEXW*>(info)->wProductType =
-            domainController ? VER_NT_DOMAIN_CONTROLLER : VER_NT_WORKSTATION;
-        return versionKnown;
+            kind == Workstation ? VER_NT_WORKSTATION : VER_NT_DOMAIN_CONTROLLER;
+        return kind != Unknown;
     }
     static BOOL WINAPI Acquire(HCRYPTPROV* handle, LPCWSTR container, LPCWSTR name, DWORD type, DWORD flags) {
         acquired.push_back(std::wstring(name) + L"|" + std::to_wstring(type) + L"|" + std::to_wstring(flags));
         return acquire(handle, container, name, type, flags);
     }
     static LSTATUS WINAPI Write(HKEY, LPCWSTR, DWORD, DWORD, const BYTE*, DWORD) { return ERROR_ACCESS_DENIED; }
+    static BOOL WINAPI NoProvider(DWORD, DWORD*, DWORD, DWORD*, LPWSTR, DWORD*) { return FALSE; }
+    static int WINAPI Tell(const MSGBOXPARAMSW* box) { return styles.push_back(box->dwStyle), tell(box); }
     static BOOL WINAPI Choose(OPENFILENAMEW* request) {
         EXPECT_TRUE(!*request->lpstrFile && !request->lpstrInitialDir && !(request->Flags & OFN_OVERWRITEPROMPT));
         EXPECT_STREQ(request->lpstrFilter, L"All Files (*.*)");
@@ -37,9 +36,11 @@ struct System {
         files.pop_front();
         return TRUE;
     }
-    static inline bool domainController, versionKnown;
+    static inline enum { Workstation, Unknown, Controller } kind;
     static inline std::vector<std::wstring> acquired;
     static inline decltype(&CryptAcquireContextW) acquire;
+    static inline decltype(&MessageBoxIndirectW) tell;
+    static inline std::vector<DWORD> styles;       // of the message boxes
     static inline std::deque<std::wstring> files;  // that the user chooses; then cancel
 };
 
@@ -47,9 +48,11 @@ struct System {
 class WinlogonPage : public SettingsPageTest<CPropPageConfigWLReaders> {
   protected:
     WinlogonPage() {
-        System::domainController = false;
-        System::versionKnown = true;
+        System::kind = System::Workstation;
         System::acquired.clear();
+        System::styles.clear();
+        System::acquire = acquire.Original<decltype(CryptAcquireContextW)>();
+        System::tell = box.Original<decltype(MessageBoxIndirectW)>();
         RunTool(L"carrier add WLTEST");
         StoreReader(nullptr);
     }
@@ -80,20 +83,9 @@ class WinlogonPage : public SettingsPageTest<CPropPageConfigWLReaders> {
         RegGetValueW(HKEY_LOCAL_MACHINE, kKdcKey, kKdcValue, RRF_RT_DWORD, nullptr, &value, &size);
         return value;
     }
-    // Check marks as letters: k KDC, d disabled; then in brackets which are enabled.
-    static std::string Checks(HWND page) {
-        std::string checks, enabled;
-        for (const auto& [id, letter] : {std::pair{IDC_WINLOGON_KDC, 'k'}, {IDC_WINLOGON_DISABLE, 'd'}}) {
-            if (IsDlgButtonChecked(page, id) == BST_CHECKED) checks += letter;
-            if (Ui::Enabled(page, static_cast<UINT>(id))) enabled += letter;
-        }
-        return checks + "(" + enabled + ")";
-    }
+    static std::wstring Checks(HWND page) { return Shown(page, {IDC_WINLOGON_KDC, IDC_WINLOGON_DISABLE}); }
     static auto Apply(std::function<void(HWND page)> change) {
-        return [=](HWND sheet) {
-            change(Ui::Page(sheet));
-            Ui::Press(sheet, PSBTN_APPLYNOW);
-        };
+        return [=](HWND sheet) { change(Ui::Page(sheet)), Ui::Press(sheet, PSBTN_APPLYNOW); };
     }
     static auto Modified(bool expected) {
         return [=](HWND sheet) { EXPECT_EQ(Ui::ApplyEnabled(sheet), expected); };
@@ -102,46 +94,42 @@ class WinlogonPage : public SettingsPageTest<CPropPageConfigWLReaders> {
     StoredNumber readersEnabled{L"\\config\\Parameters\\EnableDefaultReader", 1},
         disabled{L"\\config\\Parameters\\DisableWL", {}};
     ImportPatch version{nullptr, "GetVersionExW", &System::Version},
-        acquire{nullptr, "CryptAcquireContextW", &System::Acquire};
-    decltype(nullptr) original = (System::acquire = acquire.Original<decltype(CryptAcquireContextW)>(), nullptr);
+        acquire{nullptr, "CryptAcquireContextW", &System::Acquire}, box{nullptr, "MessageBoxIndirectW", &System::Tell};
 };
 
 TEST_F(WinlogonPage, SelectsTheDefaultReader) {
     const Texts all = {L"Not set", L"Registry", L"Disk WLTEST"}, none = {L"Not set"};
     const std::wstring longest(64, L'L'), tooLong(65, L'L');
-    struct Case {
+    const struct {
         const wchar_t* stored;
         const char* failing;  // a function of the libraries
-        Texts items;
         int selected;
         bool told;
-    };
-    const Case cases[] = {
-        {nullptr, "", all, 0, false},
-        {L"REGISTRY", "", all, 1, false},
-        {L"DISK_WLTEST", "", all, 2, false},
-        {L"disk_wltest", "", all, -1, true},
-        {longest.c_str(), "", all, -1, true},
-        {tooLong.c_str(), "", all, 0, false},
-        {L"GONE", "supsys_nickname", none, -1, false},
-        {L"REGISTRY", "supsys_connect_current", none, -1, false},
-        {L"REGISTRY", "supsys_register_name", none, -1, true},
-        {nullptr, "rdr_register_start", none, 0, false},
-        {nullptr, "supsys_register_all", none, 0, false},
-        {nullptr, "supsys_find_open", none, 0, false},
-        {nullptr, "supsys_find_next", none, 0, false},
-    };
-    for (const Case& c : cases) {
+    } cases[] = {{nullptr, "", 0, false},
+                 {L"REGISTRY", "", 1, false},
+                 {L"DISK_WLTEST", "", 2, false},
+                 {L"disk_wltest", "", -1, true},
+                 {longest.c_str(), "", -1, true},
+                 {tooLong.c_str(), "", 0, false},
+                 {L"GONE", "supsys_nickname", -1, false},
+                 {L"REGISTRY", "supsys_connect_current", -1, false},
+                 {L"REGISTRY", "supsys_register_name", -1, true},
+                 {nullptr, "rdr_register_start", 0, false},
+                 {nullptr, "supsys_register_all", 0, false},
+                 {nullptr, "supsys_find_open", 0, false},
+                 {nullptr, "supsys_find_next", 0, false}};
+    for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);
         StoreReader(c.stored);
         const LibraryFunction failing(*c.failing ? c.failing : "none", nullptr);
         ForgetSupportFunctions();
         Look([&](HWND page) {
-            EXPECT_EQ(Ui::Items(page, IDC_WINLOGON_READER), c.items);
+            EXPECT_EQ(Ui::Items(page, IDC_WINLOGON_READER), *c.failing ? none : all);
             EXPECT_EQ(Ui::Selected(page, IDC_WINLOGON_READER), c.selected);
         });
         EXPECT_EQ(boxes, c.told ? Texts{L"Can not find default reader [" + std::wstring(c.stored) + L"]."} : Texts{});
     }
+    EXPECT_EQ(System::styles, std::vector<DWORD>(3, MB_ICONEXCLAMATION));
     ForgetSupportFunctions();
 }
 
@@ -154,43 +142,40 @@ TEST_F(WinlogonPage, StoresTheReaderThatWasChosen) {
             Modified(false)(sheet);
         };
     };
-    Run({choose(1), stored(L"REGISTRY"), choose(2), stored(L"DISK_WLTEST"), choose(0), stored(L""), choose(0),
-         stored(L""), [&](HWND) { denied.emplace(L"\\cryptography"); }, choose(1), Modified(true)});
+    Run({choose(1), stored(L"REGISTRY"), choose(0), stored(L""), choose(2), stored(L"DISK_WLTEST"),
+         [&](HWND) { denied.emplace(L"\\cryptography"); }, choose(0), stored(L"DISK_WLTEST"), choose(1),
+         Modified(true)});
     EXPECT_EQ(boxes, Texts{kSaveFailed});
-    EXPECT_EQ(StoredReader(), L"");
+    EXPECT_EQ(StoredReader(), L"DISK_WLTEST");
 }
 
 // On what isn't known to be a domain controller the directory isn't asked; where it doesn't name the controllers, what
 // is of the domain is disabled.
 TEST_F(WinlogonPage, ShowsWhatIsStoredAndMayBeChanged) {
-    enum { Workstation, Unknown, Controller };
-    struct Case {
-        int system;
+    using enum decltype(System::kind);
+    const struct {
+        decltype(System::kind) system;
         DWORD kdc;
         std::optional<long> disabled;
-        const char* checks;
+        const wchar_t* checks;
         bool modified = false;
         const wchar_t* trouble = L"";  // in the directory
-    };
-    const Case cases[] = {
-        {Workstation, 0, {}, "(d)"},
-        {Unknown, 0, 1, "d(d)"},
-        {Controller, 0, {}, "k(kd)"},
-        {Controller, kMissing, 0, "k(kd)"},
-        {Controller, 1, -1, "(kd)"},
-        {Controller, 0x80000000, {}, "k(kd)"},
-        {Controller, kNoKey, {}, "(d)"},
-        {Controller, 0, 7, "d(d)", true},
-        {Controller, 0, {}, "k(d)", false, L"Open rootDS"},
-        {Controller, 1, {}, "(d)", false, L"Open OU=Dom"},
-        {Controller, 0, {}, "k(d)", false, L"Next"},
-    };
-    for (const Case& c : cases) {
+    } cases[] = {{Workstation, 0, {}, L"(-)-"},
+                 {Unknown, 0, 1, L"(-)x"},
+                 {Controller, 0, {}, L"x-"},
+                 {Controller, kMissing, 0, L"x-"},
+                 {Controller, 1, -1, L"--"},
+                 {Controller, 0x80000000, {}, L"x-"},
+                 {Controller, kNoKey, {}, L"(-)-"},
+                 {Controller, 0, 7, L"(-)x", true},
+                 {Controller, 0, {}, L"(x)-", false, L"Open rootDS"},
+                 {Controller, 1, {}, L"(-)-", false, L"Open OU=Dom"},
+                 {Controller, 0, {}, L"(x)-", false, L"Next"}};
+    for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);
         TestDirectory directory;
         directory.trouble = c.trouble;
-        System::domainController = c.system != Workstation;
-        System::versionKnown = c.system != Unknown;
+        System::kind = c.system;
         StoreKdc(c.kdc);
         disabled.Set(c.disabled);
         Run({[&](HWND sheet) {
@@ -209,24 +194,28 @@ TEST_F(WinlogonPage, ShowsWhatIsStoredAndMayBeChanged) {
     const TestDirectory directory;
     StoreKdc(0);
     disabled.Set({});
-    for (const bool denied : {false, true}) {
-        readersEnabled.Set(denied);  // each alone disables the readers
-        const Denied rights(denied ? L"\\config\\Parameters" : L"\\config\\none");
-        Look([&](HWND page) {
-            EXPECT_EQ(Checks(page), denied ? "k()" : "k(kd)");
+    // Each alone disables the readers.
+    for (const std::string trouble : {"disabled", "missing", "denied", "no provider"}) {
+        readersEnabled.Set(trouble == "missing" ? std::optional<long>() : trouble != "disabled");
+        const Denied rights(trouble == "denied" ? L"\\config\\Parameters" : L"\\config\\none");
+        const ImportPatch none(nullptr, trouble[0] == 'n' ? "CryptEnumProvidersW" : "none", &System::NoProvider);
+        Run({[&](HWND sheet) {
+            const HWND page = Ui::Page(sheet);
+            EXPECT_EQ(Checks(page), trouble == "denied" ? L"(x)(-)" : L"x-");
             EXPECT_FALSE(Ui::Enabled(page, IDC_WINLOGON_CSP) || Ui::Enabled(page, IDC_WINLOGON_READER));
-            EXPECT_EQ(Ui::Items(page, IDC_WINLOGON_READER).size(), 3u);
-        });
+            EXPECT_TRUE(Ui::Items(page, IDC_WINLOGON_READER).size() == 3 && IsWindowEnabled(GetFocus()));
+            EXPECT_TRUE(Ui::Text(page, IDC_WINLOGON_READER) == L"Not set" && !Ui::ApplyEnabled(sheet));
+        }});
     }
 }
 
 TEST_F(WinlogonPage, DisablingTheSupportClearsTheKdcAndWritesBoth) {
     const TestDirectory directory;
-    System::domainController = true;
+    System::kind = System::Controller;
     StoreKdc(0);
     std::optional<ImportPatch> kdcFails;
     std::optional<Denied> denied;
-    const auto shown = [&](const char* checks, DWORD kdc, std::optional<long> stored, bool modified) {
+    const auto shown = [&](const wchar_t* checks, DWORD kdc, std::optional<long> stored, bool modified) {
         return [=, this](HWND sheet) {
             EXPECT_EQ(Checks(Ui::Page(sheet)), checks);
             EXPECT_EQ(StoredKdc(), kdc);
@@ -235,17 +224,17 @@ TEST_F(WinlogonPage, DisablingTheSupportClearsTheKdcAndWritesBoth) {
         };
     };
     const auto click = [](UINT id) { return Apply([=](HWND page) { Ui::Click(page, id); }); };
-    Run({click(IDC_WINLOGON_DISABLE), shown("d(d)", 1, 1, false),
+    Run({click(IDC_WINLOGON_DISABLE), shown(L"(-)x", 1, 1, false),
          [&](HWND) { kdcFails.emplace(nullptr, "RegSetValueExW", &System::Write); },
          [](HWND sheet) { Ui::Click(Ui::Page(sheet), IDC_WINLOGON_DISABLE); }, click(IDC_WINLOGON_KDC),
-         shown("k(kd)", 1, 0, true),  // the other one is written all the same
+         shown(L"x-", 1, 0, true),  // the other one is written all the same
          [&](HWND sheet) {
              kdcFails.reset();
              denied.emplace(L"\\config\\Parameters");
              Ui::Click(Ui::Page(sheet), IDC_WINLOGON_KDC);
              Ui::Click(Ui::Page(sheet), IDC_WINLOGON_DISABLE);
          },
-         Modified(true), click(IDC_WINLOGON_KDC), shown("d(d)", 1, 0, true)});
+         Modified(true), click(IDC_WINLOGON_KDC), shown(L"(-)x", 1, 0, true)});
     EXPECT_EQ(boxes, (Texts{kSaveFailed, kSaveFailed}));
 }
 
@@ -261,10 +250,21 @@ TEST_F(WinlogonPage, OpensEveryProviderWithTheTypeThatItsItemGot) {
     const int first = names[0] == kProvider ? 75 : 71;
     const Texts all = {open(names[0], first), open(names[1], 146 - first), open(names[0], first)};
     EXPECT_EQ(System::acquired, all);
+    // Another provider has a default reader of its own.
+    StoreReader(L"DISK_WLTEST", names[1]);
+    Run({[&](HWND sheet) {
+             Ui::Select(Ui::Page(sheet), IDC_WINLOGON_CSP, 1);
+             EXPECT_EQ(System::acquired.back(), all[1]);
+             EXPECT_EQ(Ui::Selected(Ui::Page(sheet), IDC_WINLOGON_READER), 2);
+             Modified(false)(sheet);
+         },
+         Apply([](HWND page) { Ui::Select(page, IDC_WINLOGON_READER, 1); }), Modified(false)});
+    EXPECT_EQ(StoredReader(names[0]) + StoredReader(names[1]), L"REGISTRY");
+    StoreReader(nullptr, names[1]);
     const std::wstring key = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\" + names[0];
     RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"ImpType");
     for (const bool domainController : {false, true}) {
-        System::domainController = domainController;
+        System::kind = domainController ? System::Controller : System::Workstation;
         System::acquired.clear();
         Look([](HWND page) { EXPECT_EQ(Ui::Selected(page, IDC_WINLOGON_CSP), 0); });
         EXPECT_EQ(System::acquired, domainController ? all : (Texts{open(names[1], 0), open(names[1], 0)}));
@@ -272,37 +272,29 @@ TEST_F(WinlogonPage, OpensEveryProviderWithTheTypeThatItsItemGot) {
     RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"ImpType", REG_DWORD, &kind, sizeof kind);
 }
 
-std::string Content(const std::wstring& path) {
-    std::ifstream file(std::filesystem::path(path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 TEST_F(WinlogonPage, ShowsAndExportsTheControllers) {
     const TemporaryDirectory files;
     const std::wstring existing = files.Path() + L"old.txt", fresh = files.Path() + L"new.txt",
-                       nowhere = files.Path() + L"none\\file.txt",
+                       nowhere = files.Path() + L"none\\file.txt", folder = files.Path() + L".",
                        question = L"The file " + existing + L" exists, to overwrite?";
     WriteExport(existing, "", false);
     const LibraryFunction save("GetSaveFileNameW", &System::Choose);
     TestDirectory directory;
-    System::domainController = true;
-    const std::string list =
-        "dc1.test\r\n{03020100-0504-0706-0809-0a0b0c0d0e01}\r\n"
-        "dc2.test\r\n{03020100-0504-0706-0809-0a0b0c0d0e02}\r\n";
-    struct Case {
+    System::kind = System::Controller;
+    const struct {
         std::deque<std::wstring> files;
         std::deque<int> answers;
         Texts told;
         std::string old, written;  // what the files hold now
-    };
-    const Case cases[] = {
+    } cases[] = {
         {{}, {}, {}, "", ""},
         {{existing, existing}, {IDNO, IDCANCEL}, {question, question}, "", ""},
         {{nowhere}, {}, {L"Error 0x00000003 (3) "}, "", ""},
-        {{existing, fresh}, {IDNO}, {question}, "", list},
-        {{existing}, {IDYES}, {question}, list, list},
+        {{existing, fresh}, {IDNO}, {question}, "", kListed},
+        {{folder}, {IDYES}, {L"The file " + folder, L"Error 0x00000005 (5) "}, "", kListed},
+        {{existing}, {IDYES}, {question}, kListed, kListed},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         System::files = c.files;
         Run({[&](HWND sheet) {
                 const HWND page = Ui::Page(sheet);
@@ -313,17 +305,16 @@ TEST_F(WinlogonPage, ShowsAndExportsTheControllers) {
                 Ui::Click(page, IDC_WINLOGON_EXPORT);
             }},
             c.answers);
-        EXPECT_TRUE(System::files.empty());
-        ASSERT_EQ(boxes.size(), c.told.size());
+        ASSERT_TRUE(System::files.empty() && boxes.size() == c.told.size());
         for (size_t i = 0; i < boxes.size(); ++i) EXPECT_EQ(boxes[i].substr(0, c.told[i].size()), c.told[i]);
-        EXPECT_EQ(Content(existing), c.old);
-        EXPECT_EQ(Content(fresh), c.written);
+        EXPECT_TRUE(Read(existing) == c.old && Read(fresh) == c.written);
     }
+    EXPECT_EQ(System::styles, (std::vector<DWORD>{0x23, 0x23, MB_ICONERROR, 0x23, 0x23, MB_ICONERROR, 0x23}));
 }
 
 TEST_F(WinlogonPage, RepairsTheTemplates) {
     TestDirectory directory;
-    System::domainController = true;
+    System::kind = System::Controller;
     const auto fixes = [](bool enabled) {
         return [=](HWND sheet) { EXPECT_EQ(Ui::Enabled(Ui::Page(sheet), IDC_WINLOGON_FIX_TEMPLATES), enabled); };
     };
@@ -335,16 +326,16 @@ TEST_F(WinlogonPage, RepairsTheTemplates) {
         };
     };
     Run({fixes(true), fix(L"Put CN=Enr"), fixes(true), fix(L"Get configurationNamingContext"), fix(L""), fixes(false)});
-    ASSERT_EQ(boxes.size(), 3u);
-    for (const size_t i : {0u, 1u}) EXPECT_EQ(boxes[i], L"Error 0x80005009 (-2147463159) E_ADS_OBJECT_UNBOUND");
-    EXPECT_EQ(boxes[2], L"Certificate Templates in Active Directory updated successfully");
+    const std::wstring unbound = L"Error 0x80005009 (-2147463159) E_ADS_OBJECT_UNBOUND";
+    EXPECT_EQ(boxes, (Texts{unbound, unbound, L"Certificate Templates in Active Directory updated successfully"}));
+    EXPECT_EQ(System::styles, (std::vector<DWORD>{MB_ICONERROR, MB_ICONERROR, MB_ICONINFORMATION}));
 }
 
 // Each call of the system, the providers, the store and the readers fails while the page opens, changes and saves. The
 // page says that it wasn't saved exactly when it stays modified; otherwise what it shows is what is stored.
 TEST_F(WinlogonPage, SurvivesTheFailureOfEachCall) {
     const TestDirectory directory;
-    System::domainController = true;
+    System::kind = System::Controller;
     bool modified = false, checked = false;
     std::wstring provider, reader;
     const auto scenario = [&] {
@@ -355,7 +346,7 @@ TEST_F(WinlogonPage, SurvivesTheFailureOfEachCall) {
              }),
              [&](HWND sheet) {
                  modified = Ui::ApplyEnabled(sheet);
-                 checked = Checks(Ui::Page(sheet)).starts_with("d");
+                 checked = Checks(Ui::Page(sheet)).ends_with(L"x");
                  provider = Ui::Text(Ui::Page(sheet), IDC_WINLOGON_CSP);
                  reader = Ui::Text(Ui::Page(sheet), IDC_WINLOGON_READER);
              }});

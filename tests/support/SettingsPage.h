@@ -4,6 +4,7 @@
 #include <windows.h>
 #include <commctrl.h>
 #include <prsht.h>
+#include <winternl.h>
 
 #include "framework/PropertySheet.h"
 #include "tests/support/FaultInjection.h"
@@ -14,6 +15,28 @@ constexpr wchar_t kSaveFailed[] = L"Error saving parameters.";
 constexpr wchar_t kRestartQuestion[] =
     L"Reboot is required to change Vestra CSP operation mode. Do you want to reboot now?";
 
+// In the place of the computer's restart, which is never taken for real.
+struct Restart {
+    static inline int calls;             // 10 for each privilege, 1 for each restart
+    static inline std::wstring refused;  // "privilege" or "exit"
+    static BOOL WINAPI Adjust(HANDLE token, BOOL, TOKEN_PRIVILEGES* wanted, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
+        PUBLIC_OBJECT_BASIC_INFORMATION opened{};
+        NtQueryObject(token, ObjectBasicInformation, &opened, sizeof opened, nullptr);
+        LUID_AND_ATTRIBUTES shutdown{{}, SE_PRIVILEGE_ENABLED};
+        LookupPrivilegeValueW(nullptr, L"SeShutdownPrivilege", &shutdown.Luid);
+        const bool rights = opened.GrantedAccess == (TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY);
+        EXPECT_TRUE(rights && memcmp(&shutdown, wanted->Privileges, sizeof shutdown) == 0);
+        calls += 10;
+        return SetLastError(refused == L"privilege" ? ERROR_NOT_ALL_ASSIGNED : ERROR_SUCCESS), TRUE;
+    }
+    static BOOL WINAPI Exit(UINT flags, DWORD reason) {
+        EXPECT_TRUE(++calls > 10 && flags == EWX_REBOOT && reason == 0x80040001);
+        return refused != L"exit";
+    }
+    const ImportPatch adjust{(calls = 0, refused = L"", nullptr), "AdjustTokenPrivileges", &Adjust},
+        exit{nullptr, "ExitWindowsEx", &Exit};
+};
+
 // English windows, unless the test says otherwise.
 template <class Page>
 class SettingsPageTest : public testing::Test {
@@ -23,31 +46,26 @@ class SettingsPageTest : public testing::Test {
         Page page;
         CPropertySheet sheet;
         sheet.AddPage(page);
-        ModalScript script(std::move(steps), std::move(answers));
-        sheet.DoModal();
-        EXPECT_TRUE(script.Finished());
-        boxes.clear();
-        for (const ShownBox& box : script.Boxes()) boxes.push_back(box.text);
+        RunModal(sheet, ModalScript(std::move(steps), std::move(answers)));
     }
-    // Runs a dialog of the page's; the step ends it.
-    template <class Dialog>
-    INT_PTR RunDialog(ModalScript::Step step) {
-        ModalScript script({std::move(step)});
-        const INT_PTR result = Dialog().DoModal();
+    INT_PTR RunModal(auto&& window, const ModalScript& script) {
+        const INT_PTR result = window.DoModal();
         EXPECT_TRUE(script.Finished());
         boxes.clear();
         for (const ShownBox& box : script.Boxes()) boxes.push_back(box.text);
         return result;
+    }
+    // Runs a dialog of the page's; the step ends it.
+    template <class Dialog>
+    INT_PTR RunDialog(ModalScript::Step step) {
+        return RunModal(Dialog(), ModalScript({std::move(step)}));
     }
     // Clicks these buttons, the last of which ends the dialog; what the controls showed before each click.
     template <class Dialog>
     std::vector<std::wstring> ClickThrough(const std::vector<UINT>& buttons, const std::vector<UINT>& controls) {
         std::vector<std::wstring> shown;
         const INT_PTR result = RunDialog<Dialog>([&](HWND dialog) {
-            for (const UINT button : buttons) {
-                shown.push_back(Shown(dialog, controls));
-                Ui::Click(dialog, button);
-            }
+            for (const UINT button : buttons) shown.push_back(Shown(dialog, controls)), Ui::Click(dialog, button);
         });
         EXPECT_EQ(result, static_cast<INT_PTR>(buttons.back()));
         return shown;
@@ -72,11 +90,7 @@ class SettingsPageTest : public testing::Test {
     static size_t Faults(const char* name, const std::function<void()>& scenario,
                          const FaultInjection::Inspect& inspect) {
         ForgetSupportFunctions();
-        FaultInjection::Figure figure;
-        {
-            FaultInjection injection(nullptr, FaultInjection::Support::Included);
-            figure = injection.Run(name, scenario, inspect);
-        }
+        const auto figure = FaultInjection(nullptr, FaultInjection::Support::Included).Run(name, scenario, inspect);
         ForgetSupportFunctions();
         EXPECT_TRUE(figure.AllSurvived()) << testing::PrintToString(figure.problems);
         return figure.points;
@@ -91,5 +105,6 @@ class SettingsPageTest : public testing::Test {
 
     using Texts = std::vector<std::wstring>;
     SpokenLanguage language{kEnglish};
+    const Restart noRestart;
     Texts boxes;  // of the last run
 };

@@ -22,19 +22,18 @@ struct DirectoryEntry {
 };
 
 struct DirectoryCalls {
-    static constexpr HRESULT kFailure = E_ADS_OBJECT_UNBOUND;
     static constexpr size_t kNone = ~size_t{0};
+    static constexpr HRESULT CodeOf(size_t call) { return HRESULT(0x80005100 + call); }  // that it fails with
 
     // Every call comes by here, and fails when it is to.
     HRESULT Note(const std::wstring& call) {
         const size_t number = calls.size();
         calls.push_back(call);
-        return call == trouble || number == failing || (onwards && number > failing) ? kFailure : S_OK;
+        if (call == trouble) return E_ADS_OBJECT_UNBOUND;
+        return number == failing || (onwards && number > failing) ? CodeOf(number) : S_OK;
     }
     void Forget(size_t nextFailing = kNone, bool fromThere = false) {
-        calls.clear();
-        failing = nextFailing;
-        onwards = fromThere;
+        calls.clear(), failing = nextFailing, onwards = fromThere;
     }
 
     std::map<std::wstring, DirectoryEntry> entries;  // by path, without "LDAP://"; "" is the provider itself
@@ -81,9 +80,9 @@ class DirectoryObject final : DirectoryInterfaces {
                   : iid == IID_IEnumVARIANT                                      ? static_cast<IEnumVARIANT*>(this)
                   : iid == IID_IClassFactory                                     ? static_cast<IClassFactory*>(this)
                                                                                  : static_cast<void*>(nullptr);
-        if (FAILED(directory_.Note(L"Query"))) *object = nullptr;
-        if (*object) AddRef();
-        return *object ? S_OK : E_NOINTERFACE;
+        const HRESULT result = *object ? directory_.Note(L"Query") : E_NOINTERFACE;
+        if (FAILED(result)) return *object = nullptr, result;
+        return AddRef(), S_OK;
     }
     ULONG WINAPI AddRef() override { return ++references_; }
     ULONG WINAPI Release() override {
@@ -121,11 +120,9 @@ class DirectoryObject final : DirectoryInterfaces {
         const auto found = entry_.attributes.find(name);
         if (found == entry_.attributes.end()) return E_ADS_PROPERTY_NOT_FOUND;
         if (const auto* number = std::get_if<LONG>(&found->second)) {
-            V_VT(value) = VT_I4;
-            V_I4(value) = *number;
+            V_VT(value) = VT_I4, V_I4(value) = *number;
         } else if (const auto* text = std::get_if<std::wstring>(&found->second)) {
-            V_VT(value) = VT_BSTR;
-            V_BSTR(value) = SysAllocString(text->c_str());
+            V_VT(value) = VT_BSTR, V_BSTR(value) = SysAllocString(text->c_str());
         } else {
             auto& bytes = std::get<std::vector<BYTE>>(found->second);
             V_VT(value) = VT_ARRAY | VT_UI1;
@@ -135,6 +132,7 @@ class DirectoryObject final : DirectoryInterfaces {
         return S_OK;
     }
     HRESULT WINAPI Put(BSTR name, VARIANT value) override {
+        if (V_VT(&value) != VT_I4) return E_ADS_CANT_CONVERT_DATATYPE;
         entry_.attributes[name] = V_I4(&value);
         return directory_.Note(L"Put " + path_.substr(0, 6));
     }
@@ -161,6 +159,11 @@ class DirectoryObject final : DirectoryInterfaces {
     size_t next_ = 0;       // child
     ULONG references_ = 1;
 };
+
+// The two controllers, as they are exported.
+const std::string kListed =
+    "dc1.test\r\n{03020100-0504-0706-0809-0a0b0c0d0e01}\r\n"
+    "dc2.test\r\n{03020100-0504-0706-0809-0a0b0c0d0e02}\r\n";
 
 // A domain with two controllers and the templates that the system asks while the object lives.
 class TestDirectory : public DirectoryCalls {
@@ -195,8 +198,8 @@ class TestDirectory : public DirectoryCalls {
 
     DirectoryEntry& Template(const std::wstring& name) {
         return entries[name +
-                       L", CN=Certificate Templates, CN=Public Key Services, CN=Services,CN=Configuration,"
-                       L"DC=test"];
+                       L", CN=Certificate Templates, CN=Public Key Services, CN=Services,"
+                       L"CN=Configuration,DC=test"];
     }
     // Its identifier ends in this byte; the others count up from 0.
     DirectoryEntry& AddController(const std::wstring& name, BYTE last) {
