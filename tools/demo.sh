@@ -44,8 +44,8 @@ if container user "$damaged"; then tool set "$damaged" damage=1; fi
 # What the dialog for saved passwords deletes: one, which opens nothing and is asked for all the same, and the record
 # of a removable carrier, which is a section with nothing in it.
 saved='\local\KeyDevices\passwords'
-tool store get "$saved\REGISTRY/$locked\passwd" >/dev/null 2>&1 ||
-  tool store put "$saved\REGISTRY/$locked\passwd" 0 --text
+tool store get "$saved\75/REGISTRY/$locked\passwd" >/dev/null 2>&1 ||
+  tool store put "$saved\75/REGISTRY/$locked\passwd" 0 --text
 tool store put "$saved\FLASH\made" 1
 tool store del "$saved\FLASH\made"
 

@@ -1,7 +1,7 @@
 // What the store keeps beneath "\local\KeyDevices\passwords" and "\global\KeyDevices\passwords": a subsection for each
-// container whose password is saved, named as the provider's type and the container's unique name with '/' between them
-// and for the backslash, or its sum for the name where that would be too long; and an empty
-// subsection for each removable carrier that containers were used on. Win32 codes.
+// container whose password is saved, "TYPE/CARRIER/NAME" with the provider's type in front ("#" and a sum stands for a
+// name that would make it too long), and an empty subsection for each removable carrier that containers were used on.
+// Win32 codes.
 #pragma once
 
 #include <windows.h>
