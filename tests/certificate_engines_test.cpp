@@ -1,18 +1,14 @@
-// Certificate files, the search for containers and the installation without windows, with every call failing in turn.
+// Certificate files and the search for containers, without windows.
 #include <windows.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <random>
-#include <set>
 
 #include "csp/CertificateFile.h"
-#include "csp/CertificateInstallation.h"
-#include "csp/ContainerCertificates.h"
 #include "csp/ContainerCopy.h"
 #include "csp/ContainerSearch.h"
-#include "csp/KeyLink.h"
 #include "csp/KeyMatch.h"
 #include "tests/support/Certificates.h"
 #include "tests/support/FaultInjection.h"
@@ -72,48 +68,26 @@ struct Steps final : SearchProgress {
     std::size_t stopAt;
 };
 
-struct Answers final : ReplaceQuestion, ContainerNotices {
-    bool Replace() override { return asked = true; }
-    void Tell(ContainerNotice notice) override { told.insert(notice); }
-    bool asked = false;
-    std::set<ContainerNotice> told;
-};
-
-class CertificateEngines : public testing::Test {
-  protected:
-    ~CertificateEngines() override {
-        for (const wchar_t* name : {L"vt-a", L"vt-b", L"vt-c"}) RunTool(Text(L"remove ") + name);
-    }
-    CCryptProvContext& Open(const wchar_t* name, DWORD flags = 0) {
-        EXPECT_TRUE(context.Acquire(flags, name, kProvider75, 75)) << std::hex << GetLastError();
-        return context;
-    }
-    UniqueCertificate Certificate(const Text& container, const Text& key) {
-        const Text path = directory.Path() + L"key.cer";
-        RunTool(L"certificate " + container + L" --subject CN=VestraTest --key " + key + L" --out \"" + path + L"\"");
-        return std::move(OpenCertificateFile(path)->only);
-    }
-    static void Survive(const char* name, const std::function<void()>& run, const FaultInjection::Inspect& inspect) {
-        const auto figure = FaultInjection().Run(name, run, inspect);
-        EXPECT_TRUE(figure.AllSurvived()) << testing::PrintToString(figure.problems);
-    }
-    CCryptProvContext context;
-    TemporaryDirectory directory;
-    const KeptStores kept;
-};
-
 const SearchedProvider kProviders[] = {{kProvider71, 71}, {L"Nobody", 75}, {kProvider75, 75}};
 
-TEST_F(CertificateEngines, SearchInOrderUpToTheFirstMatch) {
+TEST(ContainerSearch, InOrderUpToTheFirstMatch) {
+    const TemporaryDirectory directory;
+    const Text path = directory.Path() + L"key.cer";
+    CCryptProvContext context;
+    const auto open = [&](const wchar_t* name, DWORD flags = 0) {
+        EXPECT_TRUE(context.Acquire(flags, name, kProvider75, 75)) << std::hex << GetLastError();
+        return context.Get();
+    };
     for (const wchar_t* name : {L"vt-a", L"vt-b"})
         RunTool(L"create " + Text(name) + L" --exportable --keys xs --certs none");
     ContainerCopy copy;
     copy.OpenVerification(kProvider75, 75);
-    ASSERT_EQ(ReadSourceContainer(Open(L"vt-b").Get(), copy), S_OK);
-    ASSERT_EQ(WriteTargetContainer(copy, Open(L"vt-c", kCopyTargetFlags | CRYPT_SILENT).Get()), S_OK);
+    ASSERT_EQ(ReadSourceContainer(open(L"vt-b"), copy), S_OK);
+    ASSERT_EQ(WriteTargetContainer(copy, open(L"vt-c", kCopyTargetFlags | CRYPT_SILENT)), S_OK);
     copy.Clear();
     for (const wchar_t* key : {L"x", L"s"}) {
-        const UniqueCertificate certificate = Certificate(L"vt-c", key);
+        RunTool(L"certificate vt-c --key " + Text(key) + L" --out \"" + path + L"\"");
+        const UniqueCertificate certificate = std::move(OpenCertificateFile(path)->only);
         const auto search = [&](Steps& steps, KeySet keySet = KeySet::User) {
             return SearchContainers(kProviders, keySet, *certificate.get(), steps);
         };
@@ -127,67 +101,17 @@ TEST_F(CertificateEngines, SearchInOrderUpToTheFirstMatch) {
             Steps stopped(at);
             EXPECT_TRUE(search(stopped).end == SearchEnd::Stopped && stopped.taken.size() == at);
         }
-        EXPECT_EQ(FindMatchingKey(Open(L"vt-b").Get(), *certificate.get()), *key == L'x' ? 1u : 2u);
-        EXPECT_EQ(FindMatchingKey(Open(L"vt-a").Get(), *certificate.get()), 0u);
+        EXPECT_EQ(FindMatchingKey(open(L"vt-b"), *certificate.get()), *key == L'x' ? 1u : 2u);
+        EXPECT_EQ(FindMatchingKey(open(L"vt-a"), *certificate.get()), 0u);
         SearchResult result;
         const auto again = [&] { result = search(none); };
-        Survive("search", again, [&](const Fault&) {
+        const auto figure = FaultInjection().Run("search", again, [&](const Fault&) {
             return result.end == SearchEnd::Found && result.container < L"vt-b" ? "a wrong one" : "";
         });
+        EXPECT_TRUE(figure.AllSurvived()) << testing::PrintToString(figure.problems);
     }
-}
-
-TEST_F(CertificateEngines, SurviveEveryFault) {
-    RunTool(L"create vt-a --keys xs --chain 2 --subject CN=VestraTest");
-    const UniqueCertificate own = Certificate(L"vt-a", L"s");
-    Survive(
-        "certificate file", [] { OpenCertificateFile(kData + L"several.p7b"); }, [](const Fault&) { return ""; });
-
-    std::set<LinkFailure> failures;
-    std::string wrong;
-    bool installed = false;
-    const auto install = [&] {
-        installed = false;
-        const UniqueCertificate certificate(
-            CertCreateCertificateContext(kCertificateEncoding, own.get()->pbCertEncoded, own.get()->cbCertEncoded));
-        if (!certificate || !context.Acquire(0, L"vt-a", kProvider75, 75)) return;
-        const auto linked = LinkCertificate(*certificate.get(), {context.Get(), AT_SIGNATURE, KeySet::User, true});
-        context.Release();
-        failures.insert(linked.failure);
-        const UniqueCertificateStore store(OpenPersonalStore(KeySet::User));
-        Answers answers;
-        if (linked.failure == LinkFailure::None && store)
-            installed = AddToStore(store.get(), *certificate.get(), answers).done && !answers.asked;
-    };
-    Survive("link and installation", install, [&](const Fault& fault) {
-        const UniqueCertificate found = FindTestCertificate(SystemStore(L"My").get());
-        const auto link = found ? ReadKeyLink(*found.get()) : std::nullopt;
-        const bool linked = link && link->container == L"REGISTRY\\vt-a" && link->provider == kProvider75;
-        const std::string expected = installed ? "0|0|0|1|0|0|" : "0|0|0|0|0|0|", left = RemoveTestCertificates();
-        return left == expected && installed == linked && (installed || fault.point != Fault::kNone) ? "" : left;
-    });
-    EXPECT_EQ(failures.size(), 4u);
-    std::set<ContainerNotice> told;
-    const auto look = [&] {
-        installed = false, wrong.clear();
-        if (!context.Acquire(0, L"vt-a", kProvider75, 75)) return;
-        Answers answers;
-        KeyCertificates read;
-        UniqueCertificateStore chain;
-        const bool some = ReadKeyCertificates(context.Get(), KeySet::User, read, answers);
-        if (some != !!read.selected || some != !!read.store || (!some && answers.told.empty())) wrong = "untold";
-        const Outcome chained = ReadExtensionCertificates(context.Get(), chain),
-                      added = InstallExtensionCertificates(context.Get(), KeySet::User);
-        installed = added.done;
-        if ((!chained.done && !chained.error) || (!added.done && !added.error)) wrong = "a failure without a code";
-        told.merge(answers.told);
-        context.Release();
-    };
-    Survive("certificates in a container", look, [&](const Fault& fault) {
-        const std::string left = RemoveTestCertificates();
-        return (installed || fault.point == Fault::kNone) && left != "0|0|0|0|1|1|" ? left : wrong;
-    });
-    EXPECT_EQ(told.size(), 8u);
+    context.Release();
+    for (const wchar_t* name : {L"vt-a", L"vt-b", L"vt-c"}) RunTool(Text(L"remove ") + name);
 }
 
 }  // namespace

@@ -51,26 +51,21 @@ TEST(CertificateText, TimesAreLocalAndLong) {
 
 TEST(UsagePeriod, BothEndsBelongToAPeriod) {
     const FILETIME early = Time(2020), from = Time(2024), mid = Time(2025), to = Time(2026), late = Time(2030);
-    struct Case {
-        FILETIME now;
-        std::optional<UsagePeriod> usage;
-        bool outOfDate;
-    };
-    const Case cases[] = {
-        {from, {}, false},
-        {to, {}, false},
-        {early, {}, true},
-        {late, {}, true},
-        {late, UsagePeriod{early, late}, true},
-        {mid, UsagePeriod{mid, mid}, false},
-        {mid, UsagePeriod{from, from}, true},
-        {mid, UsagePeriod{to, {}}, true},
-        {mid, UsagePeriod{from, {}}, false},
-    };
+    using Case = std::tuple<FILETIME, std::optional<UsagePeriod>, bool>;  // at this time: out of date
+    const Case cases[] = {{from, {}, false},
+                          {to, {}, false},
+                          {early, {}, true},
+                          {late, {}, true},
+                          {late, UsagePeriod{early, late}, true},
+                          {mid, UsagePeriod{mid, mid}, false},
+                          {mid, UsagePeriod{from, from}, true},
+                          {mid, UsagePeriod{to, {}}, true},
+                          {mid, UsagePeriod{from, {}}, false}};
     CERT_INFO certificate{};
     certificate.NotBefore = from;
     certificate.NotAfter = to;
-    for (const Case& c : cases) EXPECT_EQ(IsOutOfDate(c.now, certificate, c.usage), c.outOfDate) << &c - cases;
+    for (const Case& c : cases)
+        EXPECT_EQ(IsOutOfDate(std::get<0>(c), certificate, std::get<1>(c)), std::get<2>(c)) << &c - cases;
 }
 
 }  // namespace

@@ -4,36 +4,28 @@
 
 #include <gtest/gtest.h>
 
+#include "applet/services/ErrorText.h"
 #include "applet/services/Strings.h"
-#include "csp/CheckTexts.h"
-#include "csp/ContainerCheck.h"
 #include "csp/KeyLink.h"
 #include "csp/KeyMatch.h"
 #include "tests/support/Certificates.h"
 #include "tests/support/CryptCalls.h"
+#include "tests/support/FaultInjection.h"
 #include "tests/support/Provider.h"
 #include "tests/support/Wizards.h"
 #include "wizards/CryptUi.h"
 #include "wizards/WizardCertificateOnContainer.h"
 #include "wizards/WizardInstallPrivateCertificate.h"
 
-extern "C" void APIENTRY WizInstallPrivateCertificate(HWND parent) noexcept;
-extern "C" void APIENTRY WizViewCertificateInContainer(HWND parent) noexcept;
-
 namespace {
 
 using Text = std::wstring;
+using Box = std::pair<UINT, Text>;  // a message's icon and buttons, and its text
+using Boxes = std::vector<Box>;
 
-// What the check says of certificates in stores.
-struct StoreRows final : CheckReport {
-    void Row(UINT, UINT) override {}
-    void Row(UINT label, std::wstring_view value) override { text += label == kTextCertificateInStore ? value : L""; }
-    void Failure(UINT, DWORD) override {}
-    void Continuation(std::wstring_view value) override { text += value; }
-    void Continuation(UINT) override {}
-    void Verdict(UINT, UINT) override {}
-    Text text;
-};
+Box Told(UINT style, UINT id, const Text& insert = {}) {
+    return {style, FormatStringId(id, insert)};
+}
 
 PCCERT_CONTEXT WINAPI ChooseFirst(const SelectCertificateRequest* request) {
     const PCCERT_CONTEXT first = CertEnumCertificatesInStore(request->rghDisplayStores[0], nullptr);
@@ -49,6 +41,20 @@ BOOL WINAPI View(const CRYPTUI_VIEWCERTIFICATE_STRUCTW* request, BOOL*) {
     return TRUE;
 }
 
+int browsed;  // where for a store
+
+HCERTSTORE WINAPI ChooseNone(const SelectStoreRequest* request) {
+    browsed = static_cast<int>(request->pSources->rgEnumerations->dwFlags);
+    return nullptr;
+}
+
+DWORD refusal;
+
+BOOL WINAPI Refuse() {  // in any call's place
+    SetLastError(refusal);
+    return FALSE;
+}
+
 BOOL WINAPI OpenFile(OPENFILENAMEW* request) {
     EXPECT_TRUE((request->Flags & ~DWORD{OFN_EXPLORER}) == 0x00A01C09 && !*request->lpstrFile);
     lstrcpyW(request->lpstrFile, (kData + L"several.p7b").c_str());
@@ -57,9 +63,9 @@ BOOL WINAPI OpenFile(OPENFILENAMEW* request) {
 
 struct CertificateWizards : WizardTest {
     ~CertificateWizards() override { RunTool(L"remove vt-w"), RunTool(L"remove vt-w --machine"); }
-    static void Make(const Text& options = L"--certs none") {
-        RunTool(L"remove vt-w");
-        EXPECT_EQ(RunTool(L"create vt-w --subject CN=VestraTest " + options), 0u);
+    static void Make(const Text& options = L"--certs none", const Text& scope = {}) {
+        RunTool(L"remove vt-w" + scope);
+        EXPECT_EQ(RunTool(L"create vt-w --subject CN=VestraTest " + options + scope), 0u);
     }
     // A file with a certificate of a key of vt-w.
     Text File(const Text& options = L"--key x") {
@@ -69,16 +75,25 @@ struct CertificateWizards : WizardTest {
     static Step TypeFile(const Text& name) {
         return [=](HWND sheet) { Ui::Type(Ui::Page(sheet), IDC_FILE_NAME, name.c_str()); };
     }
+    // `first` answers the first question; the others are answered with yes.
     template <class Wizard>
-    INT_PTR Go(Steps steps, std::deque<int> answers = {}) {
+    INT_PTR Go(Steps steps, int first = IDYES) {
+        shown.clear(), answer = first;
         Wizard wizard(nullptr);
-        return Run(wizard, std::move(steps), std::move(answers));
+        return Run(wizard, std::move(steps));
     }
-    INT_PTR Install(Steps steps, std::deque<int> answers = {}) {
-        return Go<CWizardInstallPrivateCertificate>(std::move(steps), std::move(answers));
+    INT_PTR Install(Steps steps, int first = IDYES) {
+        return Go<CWizardInstallPrivateCertificate>(std::move(steps), first);
+    }
+    static int WINAPI Show(const MSGBOXPARAMSW* box) {
+        shown.emplace_back(box->dwStyle, box->lpszText);
+        return box->dwStyle & MB_YESNO ? std::exchange(answer, IDYES) : IDOK;
     }
     const Step next = Press(PSBTN_NEXT), back = Press(PSBTN_BACK), finish = Press(PSBTN_FINISH),
                search = Click(IDC_SELECT_AUTOMATICALLY), none = [](HWND) {};
+    static inline Boxes shown;  // by the last run
+    static inline int answer;
+    const ImportPatch box{nullptr, "MessageBoxIndirectW", &Show};
     const TemporaryDirectory directory;
     const Text path = directory.Path() + L"Имя %1.cer";
     const KeptStores kept;
@@ -87,9 +102,11 @@ struct CertificateWizards : WizardTest {
 };
 
 TEST_F(CertificateWizards, GoFromTheFileToTheStoreWithALink) {
+    const LibraryFunction browse("CryptUIDlgSelectStoreW", &ChooseNone);
     for (const auto& [spec, machine, write] : {std::tuple(1u, false, false), {2u, false, true}, {1u, true, true}}) {
-        const Text scope = machine ? L" --machine" : L"", personal = CryptFindLocalizedName(L"MY");
-        Make(L"--keys xs --certs none" + scope);
+        const Text csp = spec == 2 ? kProvider71 : kProvider75, personal = CryptFindLocalizedName(L"MY"),
+                   scope = (machine ? L" --machine --provider \"" : L" --provider \"") + csp + L"\"";
+        Make(L"--keys xs --certs none", scope);
         File((spec == 2 ? L"--key s" : L"--key x") + scope);
         std::vector<Text> rows = {L"Get certificate|", L"  from file|" + path};
         const auto fields = [&](HWND sheet) {
@@ -103,39 +120,42 @@ TEST_F(CertificateWizards, GoFromTheFileToTheStoreWithALink) {
                 EXPECT_FALSE(Ui::Visible(page, hidden)) << hidden;
             EXPECT_TRUE(rows[2].ends_with(L"|VestraTest") && rows[4].ends_with(L"|CN=VestraTest"));
             EXPECT_FALSE(rows[7].ends_with(L"|") || Ui::Enabled(page, IDC_CERTIFICATE_BROWSE));
-            for (const Text& row :
-                 {Text(L"Make link|"), Text(L"  to private key|") + (spec == 2 ? L"signature" : L"encryption"),
-                  Text(L"  from container|vt-w"), Text(L"Install certificate|"), L"  to certificate store|" + personal})
-                rows.push_back(row);
+            rows.insert(rows.end(),
+                        {L"Make link|", L"  to private key|" + Text(spec == 2 ? L"signature" : L"encryption"),
+                         L"  from container|vt-w", L"Install certificate|", L"  to certificate store|" + personal});
             if (write) rows.emplace_back(L"  in container|");
         };
         const auto summary = [&](HWND sheet) {
             const HWND list = GetDlgItem(Ui::Page(sheet), IDC_INSTALL_SUMMARY);
-            std::vector<Text> shown;
+            std::vector<Text> listed;
             for (int row = 0; row < ListView_GetItemCount(list); ++row) {
                 wchar_t cells[2][300] = {};
                 for (const int column : {0, 1}) ListView_GetItemText(list, row, column, cells[column], 300);
-                shown.push_back(cells[0] + Text(L"|") + cells[1]);
+                listed.push_back(cells[0] + Text(L"|") + cells[1]);
             }
-            EXPECT_EQ(shown, rows);
+            EXPECT_EQ(listed, rows);
         };
         const auto store = [&](HWND sheet) {
             Shows(IDC_STORE_NAME, personal, false)(sheet);
             EXPECT_EQ(IsDlgButtonChecked(Ui::Page(sheet), IDC_STORE_COMPUTER), UINT{machine});
+            Ui::Click(Ui::Page(sheet), IDC_STORE_BROWSE);
+            EXPECT_EQ(browsed, machine ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER);
         };
         const Step computer = machine ? Step(Click(IDC_SELECT_COMPUTER)) : none,
                    check = write ? Step(Click(IDC_STORE_WRITE_TO_CONTAINER)) : none;
+        const Step named = Shows(IDC_SELECT_NAME, L"vt-w", false), its = Shows(IDC_SELECT_PROVIDER, csp, false);
         // There, back to the file, which keeps its certificate, and there again.
         const Steps there = {NextIs(false), TypeFile(path), NextIs(true), next, fields, next, computer, search},
-                    again = {Shows(IDC_SELECT_NAME, L"vt-w", false), back, back, next, next},
-                    on = {Shows(IDC_SELECT_NAME, L""), computer, search, next, store, check, next, summary, back, next};
+                    again = {named, its, back, back, next, next, Shows(IDC_SELECT_NAME, L"")},
+                    on = {computer, search, next, store, back, next, check, next, summary, back, next};
         EXPECT_EQ(Install(there + again + on + Steps{summary, finish}), ID_WIZFINISH);
-        EXPECT_EQ(boxes, Texts{});
+        EXPECT_EQ(shown, Boxes{});
         const UniqueCertificate found = FindTestCertificate(SystemStore(L"My", machine).get());
         ASSERT_TRUE(found);
         const KeyLink link = ReadKeyLink(*found.get()).value_or(KeyLink{});
         CCryptProvContext opened;
-        opened.Acquire(machine ? CRYPT_MACHINE_KEYSET : 0, link.container.c_str(), link.provider.c_str(), 75);
+        opened.Acquire(machine ? CRYPT_MACHINE_KEYSET : 0, link.container.c_str(), link.provider.c_str(),
+                       link.providerType);
         EXPECT_TRUE(FindMatchingKey(opened.Get(), *found.get()) == spec && link.keySpec == spec);
         HCRYPTPROV_OR_NCRYPT_KEY_HANDLE provider = 0;
         DWORD opens = spec;
@@ -143,33 +163,37 @@ TEST_F(CertificateWizards, GoFromTheFileToTheStoreWithALink) {
         if (!machine) CryptAcquireCertificatePrivateKey(found.get(), 0, nullptr, &provider, &opens, nullptr);
         EXPECT_TRUE((machine || provider) && opens == spec);
         const UniqueProviderReference reference(provider);
-        StoreRows report;
-        CheckContainer(opened.Get(), machine ? KeySet::Computer : KeySet::User, report);
-        EXPECT_EQ(report.text.find(L"My  VestraTest\t    REGISTRY\\vt-w; ") != Text::npos, write);
+        UniqueCryptKey key;
+        const TestBytes installed(found.get()->pbCertEncoded, found.get()->pbCertEncoded + found.get()->cbCertEncoded);
+        EXPECT_TRUE(CryptGetUserKey(opened.Get(), spec, key.put()) &&
+                    (KeyParameter(key.get(), KP_CERTIFICATE) == installed) == write);
         EXPECT_EQ(RemoveTestCertificates(), machine ? "1|0|0|0|0|0|" : "0|0|0|1|0|0|");
+        key.reset(), opened.Release(), RunTool(L"remove vt-w" + scope);
     }
 }
 
 TEST_F(CertificateWizards, AskBeforeTheyReplaceAndRefuseOtherKeys) {
     Make();
     const Steps steps = {TypeFile(File()), next, next, search, next, next, finish};
-    const Text question = LoadStringLang(IDS_REPLACE_QUESTION);
+    const Box question = Told(MB_YESNO | MB_ICONINFORMATION, IDS_REPLACE_QUESTION);
     EXPECT_EQ(Install(steps), ID_WIZFINISH);
-    EXPECT_EQ(Install(steps, {IDNO}), IDCANCEL);
-    EXPECT_EQ(boxes, (Texts{question, LoadStringLang(IDS_INSTALL_CANCELLED)}));
-    EXPECT_EQ(Install(steps, {IDYES}), ID_WIZFINISH);
-    EXPECT_EQ(boxes, Texts{question});
+    EXPECT_EQ(Install(steps, IDNO), IDCANCEL);
+    EXPECT_EQ(shown, (Boxes{question, Told(MB_ICONINFORMATION, IDS_INSTALL_CANCELLED)}));
+    EXPECT_EQ(Install(steps), ID_WIZFINISH);
+    EXPECT_EQ(shown, Boxes{question});
     Make();
     Install({TypeFile(path), next, next, search, Shows(IDC_SELECT_NAME, L""), Shows(IDC_SELECT_PROVIDER, kProvider75),
              Type(L"vt-w"), next, Shows(IDC_SELECT_NAME, L"vt-w")});
-    EXPECT_EQ(boxes, (Texts{L"Corresponding container not found", LoadStringLang(IDS_KEY_OF_OTHER_CERTIFICATE)}));
+    EXPECT_EQ(shown, (Boxes{{MB_ICONEXCLAMATION, L"Corresponding container not found"},
+                            Told(MB_ICONEXCLAMATION, IDS_KEY_OF_OTHER_CERTIFICATE)}));
 }
 
 TEST_F(CertificateWizards, TakeFilesWithCertificatesOnly) {
-    const Text fine = kData + L"one.cer";
+    const Text fine = directory.Path() + Text(260 - directory.Path().size(), L'x');  // as long as may be
+    EXPECT_TRUE(CopyFileW((kData + L"one.cer").c_str(), fine.c_str(), FALSE));
     for (const Text& name : {kData + L"crl.p7b", kData, kData + L"none.cer", Text(260, L'x'), Text()}) {
         Install({TypeFile(fine), next, back, TypeFile(name), next, Shows(IDC_FILE_NAME, name)});
-        EXPECT_EQ(boxes, Texts{LoadStringLang(IDS_NO_CERTIFICATE_FILE)}) << testing::PrintToString(name);
+        EXPECT_EQ(shown, Boxes{Told(MB_OK, IDS_NO_CERTIFICATE_FILE)}) << testing::PrintToString(name);
     }
     const Step nothing = Shows(IDC_CERTIFICATE_NAME, L""), second = Shows(IDC_CERTIFICATE_NAME, L"Second");
     viewed.clear();
@@ -193,9 +217,7 @@ TEST_F(CertificateWizards, BrowseTheStoresAndRepeatWhatFailed) {
         PostMessageW(dialog, WM_COMMAND, IDOK, 0);
     };
     const auto cancel = [](HWND dialog) { PostMessageW(dialog, WM_COMMAND, IDCANCEL, 0); };
-    const auto shown = [&](HWND sheet) {
-        EXPECT_TRUE(!chosen.empty() && Ui::Text(Ui::Page(sheet), IDC_STORE_NAME) == chosen);
-    };
+    const auto picked = [&](HWND sheet) { Shows(IDC_STORE_NAME, chosen, false)(sheet); };
     std::string_view failing;
     const CryptCalls calls([&](const CryptCalls::Call& call) {
         const bool fails = call.name == failing;
@@ -203,14 +225,15 @@ TEST_F(CertificateWizards, BrowseTheStoresAndRepeatWhatFailed) {
         return fails ? CryptCalls::Fail(ERROR_ACCESS_DENIED) : call();
     });
     Steps steps = Steps{TypeFile(File()), next, next, search, next, Post(IDC_STORE_BROWSE), cancel} +
-                  Steps{Shows(IDC_STORE_NAME, L"", false), NextIs(false), Post(IDC_STORE_BROWSE), pick, shown} +
+                  Steps{Shows(IDC_STORE_NAME, L"", false), NextIs(false), Post(IDC_STORE_BROWSE), pick, picked} +
                   Steps{NextIs(true), Click(IDC_STORE_WRITE_TO_CONTAINER), next};
     for (const char* name : {"CryptGetProvParam", "CryptGetUserKey", "CryptGetKeyParam", "CryptSetKeyParam"})
         steps = steps + Steps{[&failing, name](HWND) { failing = name; }, finish};
     EXPECT_EQ(Install(steps + Steps{finish}), ID_WIZFINISH);
+    const auto warned = [](UINT id, const Text& container) { return Told(MB_ICONEXCLAMATION, id, container); };
     const Text unique = L"REGISTRY\\vt-w";
-    EXPECT_EQ(boxes, (Texts{FormatStringId(IDS_NO_PARAMETERS, L"vt-w"), FormatStringId(IDS_NO_KEYS, unique),
-                            FormatStringId(IDS_NO_PARAMETERS, unique), FormatStringId(IDS_LINK_FAILED, unique)}));
+    EXPECT_EQ(shown, (Boxes{warned(IDS_NO_PARAMETERS, L"vt-w"), warned(IDS_NO_KEYS, unique),
+                            warned(IDS_NO_PARAMETERS, unique), warned(IDS_LINK_FAILED, unique)}));
 }
 
 TEST_F(CertificateWizards, StopSearching) {
@@ -230,9 +253,8 @@ TEST_F(CertificateWizards, StopSearching) {
             return call();
         });
         Install({TypeFile(path), next, next, Type(L"typed"), [&](HWND window) { sheet = window; }, search,
-                 Shows(IDC_SELECT_NAME, L"typed"), Shows(IDC_SELECT_PROVIDER, kProvider75),
-                 [&](HWND) { EXPECT_EQ(opened, 1); }});
-        EXPECT_EQ(boxes, Texts{});
+                 Shows(IDC_SELECT_NAME, L"typed"), Shows(IDC_SELECT_PROVIDER, kProvider75)});
+        EXPECT_TRUE(opened == 1 && shown.empty());
     }
 }
 
@@ -245,43 +267,104 @@ TEST_F(CertificateWizards, TellOfTheCertificatesInAContainer) {
           Case(L"--keys s", L"certificate-s=other", {IDS_OTHER_SIGNATURE_KEY}, 1),
           Case(L"--keys s --certs none", L"", {IDS_NO_SIGNATURE_CERTIFICATE, IDS_NO_CERTIFICATES}, 0),
           Case(L"--keys none", L"", {IDS_NO_KEYS}, 0),
+          Case(L"--keys x", nullptr, {IDS_LINK_FAILED, IDS_NO_CERTIFICATES}, 0),
           Case(L"--keys x", L"extension=1.2.643.2.2.37.3.1:0:0401FF", {IDS_NO_PARAMETERS}, 0)}) {
         Make(options);
-        if (*change) RunTool(L"set vt-w " + Text(change));
+        std::optional<ImportPatch> link;
+        if (!change) link.emplace(nullptr, "CertSetCertificateContextProperty", &Refuse);
+        if (change && *change) RunTool(L"set vt-w " + Text(change));
         Go<CWizardCertificateOnContainer>(
             {Type(L"vt-w"), next, [&, expected = count](HWND sheet) {
                  EXPECT_EQ(!!GetDlgItem(Ui::Page(sheet), IDC_CERTIFICATE_INSTALL), expected > 0);
                  EXPECT_EQ(Ui::Visible(Ui::Page(sheet), IDC_CERTIFICATE_NOTE), expected == 2);
              }});
-        Texts texts;
-        for (const UINT id : told) texts.push_back(FormatStringId(id, L"vt-w"));
-        EXPECT_EQ(boxes, texts) << testing::PrintToString(Text(options) + change);
+        Boxes expected;
+        for (const UINT id : told) expected.push_back(Told(MB_ICONEXCLAMATION, id, L"vt-w"));
+        EXPECT_EQ(shown, expected) << testing::PrintToString(Text(options) + (change ? change : L", not linked"));
     }
 }
 
 TEST_F(CertificateWizards, InstallWhatAContainerHolds) {
-    const Text question = LoadStringLang(IDS_REPLACE_QUESTION), cancelled = LoadStringLang(IDS_INSTALL_CANCELLED);
+    const Box question = Told(MB_YESNO | MB_ICONQUESTION, IDS_REPLACE_QUESTION),
+              cancelled = Told(MB_ICONINFORMATION, IDS_INSTALL_CANCELLED),
+              error(MB_ICONERROR, ErrorMessageText(ERROR_CRC));
+    const auto refuse = [](const char* function, DWORD code) {
+        return [=](HWND sheet) {
+            refusal = code;
+            const ImportPatch refused(nullptr, function, &Refuse);
+            Ui::Click(Ui::Page(sheet), IDC_CERTIFICATE_INSTALL);
+        };
+    };
+    constexpr char kAdd[] = "CertAddCertificateContextToStore";
     const Step install = Click(IDC_CERTIFICATE_INSTALL);
+    const Steps refusals = {refuse("CertOpenStore", ERROR_CRC), refuse(kAdd, ERROR_CRC), refuse(kAdd, ERROR_CANCELLED),
+                            refuse(kAdd, HRESULT_FROM_WIN32(ERROR_CANCELLED)),
+                            refuse("CertAddEncodedCertificateToStore", ERROR_CRC)};
     for (const bool machine : {false, true}) {
-        viewed.clear(), Make(L"--keys xs --chain 3" + Text(machine ? L" --machine" : L""));
-        EXPECT_EQ(Go<CWizardCertificateOnContainer>({machine ? Step(Click(IDC_SELECT_COMPUTER)) : none, Type(L"vt-w"),
-                                                     next, Click(IDC_CERTIFICATE_PROPERTIES), install, install, install,
-                                                     Click(IDC_CERTIFICATE_BROWSE), install, finish},
-                                                    {IDOK, IDNO, IDOK, IDYES}),
-                  ID_WIZFINISH);
-        const Text done = LoadStringLang(machine ? IDS_INSTALLED_FOR_COMPUTER : IDS_INSTALLED_FOR_USER);
-        EXPECT_EQ(boxes, (Texts{done, question, cancelled, question, done, done}));
+        viewed.clear(), Make(L"--keys xs --chain 3", machine ? L" --machine" : L"");
+        const Steps there = {machine ? Step(Click(IDC_SELECT_COMPUTER)) : none, Type(L"vt-w"), next},
+                    all = {Click(IDC_CERTIFICATE_PROPERTIES), install, install, Click(IDC_CERTIFICATE_BROWSE), install};
+        EXPECT_EQ(Go<CWizardCertificateOnContainer>(there + refusals + all + Steps{finish}, IDNO), ID_WIZFINISH);
+        const Box done = Told(MB_ICONINFORMATION, machine ? IDS_INSTALLED_FOR_COMPUTER : IDS_INSTALLED_FOR_USER);
+        EXPECT_EQ(shown, (Boxes{error, error, error, question, cancelled, question, done, done}));
         EXPECT_EQ(viewed, L"20|3|20|-1|");
         EXPECT_EQ(RemoveTestCertificates(), machine ? "2|2|1|0|0|0|" : "0|0|0|2|2|1|");
     }
 }
 
-TEST_F(CertificateWizards, OpenForOtherPrograms) {
-    ModalScript script(
-        {Press(PSBTN_CANCEL), [](HWND sheet) { EXPECT_TRUE(GetDlgItem(Ui::Page(sheet), IDC_SELECT_NAME)); }});
-    WizInstallPrivateCertificate(nullptr);
-    WizViewCertificateInContainer(nullptr);
-    EXPECT_TRUE(script.Finished());
+// Beneath the fixture's own patches, so that these see each call.
+struct TorturedCertificateWizards : CertificateWizards {
+    static void SetUpTestSuite() { injection.emplace(); }
+    static void TearDownTestSuite() { injection.reset(); }
+    // Does what a new page is for and goes on; away from one that didn't let go. No way on tells a failure, too.
+    Step Leave(const Step& work, int button = PSBTN_NEXT) {
+        return [=, this](HWND sheet) {
+            const bool stays = left == Ui::Page(sheet);
+            left = Ui::Page(sheet);
+            if (!stays) work(sheet);
+            if (stays && !Ui::Enabled(sheet, kNext)) shown.emplace_back();
+            Ui::Press(sheet, stays ? PSBTN_CANCEL : button);
+        };
+    }
+    template <class Wizard>
+    void Survive(const char* name, const Steps& steps, const std::function<std::string()>& inspect) {
+        const auto run = [&] {
+            shown.clear(), left = nullptr;
+            ModalScript script(steps);
+            done = Wizard(nullptr).DoModal() == ID_WIZFINISH;
+        };
+        const auto figure = injection->Run(name, run, [&](const Fault& fault) -> std::string {
+            const std::string wrong = inspect();
+            if (!ClientIsReset()) return "the client window stays";
+            return done || fault.point != Fault::kNone ? wrong : "not without a fault";
+        });
+        EXPECT_TRUE(figure.AllSurvived()) << testing::PrintToString(figure.problems);
+    }
+    HWND left = nullptr;
+    bool done = false;
+    static inline std::optional<FaultInjection> injection;
+};
+
+TEST_F(TorturedCertificateWizards, SurviveEveryFailingCall) {
+    Make(L"--chain 2");
+    const Steps fromFile = {Leave(TypeFile(File())), Leave(none), Leave(Type(L"vt-w")),
+                            Leave(Click(IDC_STORE_WRITE_TO_CONTAINER)), Leave(none, PSBTN_FINISH)};
+    Survive<CWizardInstallPrivateCertificate>("installation from a file", fromFile, [&]() -> std::string {
+        const UniqueCertificate found = FindTestCertificate(SystemStore(L"My").get());
+        const auto link = found ? ReadKeyLink(*found.get()) : std::nullopt;
+        const bool linked = link && link->container == L"REGISTRY\\vt-w" && link->provider == kProvider75;
+        const std::string expected = done ? "0|0|0|1|0|0|" : "0|0|0|0|0|0|", removed = RemoveTestCertificates();
+        return removed != expected || done != linked || done != shown.empty() ? removed : "";
+    });
+    const auto install = [&](HWND sheet) { shown.clear(), Ui::Click(Ui::Page(sheet), IDC_CERTIFICATE_INSTALL); };
+    const Steps inContainer = {Leave(Type(L"vt-w")), Leave(install, PSBTN_FINISH)};
+    Survive<CWizardCertificateOnContainer>("installation from a container", inContainer, [&]() -> std::string {
+        const bool finished = done;
+        done = std::ranges::count(shown, Told(MB_ICONINFORMATION, IDS_INSTALLED_FOR_USER)) > 0;
+        const std::string removed = RemoveTestCertificates();
+        if (done ? removed != "0|0|0|1|1|1|" : removed.find_first_not_of("01|") != removed.npos) return removed;
+        return shown.empty() || (finished && shown.size() > 1) ? std::to_string(shown.size()) + " messages" : "";
+    });
 }
 
 }  // namespace

@@ -6,16 +6,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <optional>
 
 #include "csp/CheckTexts.h"
 #include "csp/ContainerCheck.h"
 #include "csp/CryptProvContext.h"
 #include "csp/ProviderParameters.h"
-#include "framework/Handles.h"
-#include "tests/support/Directory.h"
+#include "tests/support/Certificates.h"
+#include "tests/support/CryptCalls.h"
 #include "tests/support/FaultInjection.h"
-#include "tests/support/ImportPatch.h"
 
 namespace {
 
@@ -116,10 +116,18 @@ TEST(ContainerCheck, OfBothKeysWithACertificateChain) {
     const Lines own = Certificate(kTextMatchesKey, Details(L"Owner", L"Owner CA 1"));
     const Lines root = {{kTextExtensions, kTextNone}, {kTextNoncritical, L"1.2.643.2.2.37.3.2"}},
                 middle = {{kTextNoncritical, L"1.2.643.2.2.37.3.1"}};
+    std::map<std::string_view, int> counts;
+    const CryptCalls calls([&](const CryptCalls::Call& call) { return ++counts[call.name], call(); });
     EXPECT_EQ(Check(container), Head(kSucceeded, container) + Key(kTextExchangeKey, kTextAllowed) + own +
                                     Key(kTextSignatureKey, kTextAllowed) + own + kLoaded + root +
                                     Details(L"Owner Root CA", L"Owner Root CA") + middle +
                                     Details(L"Owner CA 1", L"Owner Root CA"));
+    std::string made;
+    for (const auto& [name, count] : counts) made += std::string(name) + " " + std::to_string(count) + " ";
+    // Values whose size only the provider knows take two calls.
+    EXPECT_EQ(made,
+              "CryptDestroyKey 5 CryptExportKey 4 CryptGetKeyParam 16 CryptGetProvParam 9 CryptGetUserKey 2 "
+              "CryptImportKey 3 CryptReleaseContext 2 ");
 }
 
 TEST(ContainerCheck, OfWhatAContainerMayLackOrHaveWrong) {
@@ -129,12 +137,13 @@ TEST(ContainerCheck, OfWhatAContainerMayLackOrHaveWrong) {
                 withUsage = Certificate(kTextMatchesKey, Details(L"A", L"A", kUsage));
     struct Case {
         const wchar_t *options, *change;
-        Lines verdict, keys;
+        Lines verdict, keys, integrity = kIntact;
     };
     const Case cases[] = {
         {L"--keys none", L"", kSucceeded, kNoExchangeKey + kNoSignatureKey},
         {L"--keys s --certs none", L"", kSucceeded, kNoExchangeKey + signature + kNoCertificate},
         {L"", L"certificate-x=other", kFailed, exchange + other + kNoSignatureKey},
+        {L"", L"damage=1", kFailed, exchange + matching + kNoSignatureKey, {{kTextIntegrity, kTextCorrupted}}},
         {L"--usage 2020-01-01 2021-01-01", L"", kFailed, exchange + withUsage + kExpired + kNoSignatureKey},
         {L"--usage 2020-01-01 2090-01-01", L"", kSucceeded, exchange + withUsage + kNoSignatureKey},
         {L"--not-before 2020-01-01 --not-after 2021-01-01", L"", kFailed,
@@ -143,7 +152,7 @@ TEST(ContainerCheck, OfWhatAContainerMayLackOrHaveWrong) {
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::PrintToString(std::wstring(c.options) + c.change));
         const TestContainer container(c.options + std::wstring(L" --subject CN=A"), c.change);
-        EXPECT_EQ(Check(container), Head(c.verdict, container) + c.keys + kLoaded);
+        EXPECT_EQ(Check(container), Head(c.verdict, container, c.integrity) + c.keys + kLoaded);
     }
 }
 
@@ -155,34 +164,22 @@ TEST(ContainerCheck, ShowsTheNumberOfAnUnknownAlgorithm) {
                                     Key(kTextSignatureKey, kTextDisallowed, L"0x2E23") + kNoCertificate + kLoaded);
 }
 
-// Answers one parameter of the provider while the object lives.
-struct FakeParameter {
-    using Answer = std::function<DWORD(BYTE* data, DWORD* length, DWORD flags)>;  // a code, 0 for success
-    FakeParameter(DWORD parameter, Answer answer) : parameter_(parameter), answer_(std::move(answer)) {
-        current = this;
-    }
+// Answers one parameter of the provider while the result lives; with a code, 0 for success.
+CryptCalls Fake(DWORD parameter, const std::function<DWORD(BYTE* data, DWORD* length, DWORD flags)>& answer) {
+    return CryptCalls([=](const CryptCalls::Call& call) {
+        if (call.name != "CryptGetProvParam" || static_cast<DWORD>(call.a[1]) != parameter) return call();
+        const DWORD code = answer(call.At<BYTE*>(2), call.At<DWORD*>(3), static_cast<DWORD>(call.a[4]));
+        return code ? CryptCalls::Fail(code) : TRUE;
+    });
+}
 
-    // The length alone without a buffer, ERROR_MORE_DATA without room.
-    static DWORD Give(std::string_view value, BYTE* data, DWORD* length) {
-        const DWORD room = std::exchange(*length, static_cast<DWORD>(value.size()));
-        if (data && room < value.size()) return ERROR_MORE_DATA;
-        if (data) value.copy(reinterpret_cast<char*>(data), value.size());
-        return 0;
-    }
-
-    static BOOL WINAPI Get(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* length, DWORD flags) {
-        if (parameter != current->parameter_)
-            return current->patch_.Original<decltype(Get)>()(provider, parameter, data, length, flags);
-        const DWORD result = current->answer_(data, length, flags);
-        if (result) SetLastError(result);
-        return result == 0;
-    }
-
-    static inline FakeParameter* current = nullptr;
-    DWORD parameter_;
-    Answer answer_;
-    ImportPatch patch_{nullptr, "CryptGetProvParam", &Get};
-};
+// The length alone without a buffer, ERROR_MORE_DATA without room.
+DWORD Give(std::string_view value, BYTE* data, DWORD* length) {
+    const DWORD room = std::exchange(*length, static_cast<DWORD>(value.size()));
+    if (data && room < value.size()) return ERROR_MORE_DATA;
+    if (data) value.copy(reinterpret_cast<char*>(data), value.size());
+    return 0;
+}
 
 TEST(ContainerCheck, TellsTheIntegrityByItsBits) {
     const TestContainer container(L"--keys none");
@@ -197,8 +194,8 @@ TEST(ContainerCheck, TellsTheIntegrityByItsBits) {
         {0, 0x80000002, kFailed, {}},        {ERROR_CRC, 0, kFailed, {{kTextIntegrity, 0, ERROR_CRC}}},
     };
     for (const Case& c : cases) {
-        const FakeParameter integrity(kParameterIntegrity, [&](BYTE* data, DWORD* length, DWORD) {
-            return c.error ? c.error : FakeParameter::Give({reinterpret_cast<const char*>(&c.bits), 4}, data, length);
+        const CryptCalls integrity = Fake(kParameterIntegrity, [&](BYTE* data, DWORD* length, DWORD) {
+            return c.error ? c.error : Give({reinterpret_cast<const char*>(&c.bits), 4}, data, length);
         });
         EXPECT_EQ(Check(container), Head(c.verdict, container, c.rows) + kNoExchangeKey + kNoSignatureKey + kLoaded);
     }
@@ -232,11 +229,11 @@ TEST(ContainerCheck, ListsTheExtensions) {
     for (const Case& c : cases) {
         SCOPED_TRACE(&c - cases);
         std::size_t next = 0;
-        const FakeParameter extensions(kParameterExtensions, [&](BYTE* data, DWORD* length, DWORD flags) -> DWORD {
+        const CryptCalls extensions = Fake(kParameterExtensions, [&](BYTE* data, DWORD* length, DWORD flags) -> DWORD {
             if (c.error) return c.error;
             if (flags == CRYPT_FIRST) next = 0;
             if (next == c.records.size()) return ERROR_NO_MORE_ITEMS;
-            return FakeParameter::Give(c.records[data ? next++ : next], data, length);
+            return Give(c.records[data ? next++ : next], data, length);
         });
         EXPECT_EQ(Check(container), Head(c.verdict, container) + kNoExchangeKey + kNoSignatureKey + kLoaded + c.rows);
     }
@@ -245,15 +242,14 @@ TEST(ContainerCheck, ListsTheExtensions) {
 // A system store of the user with the certificate in it, gone at the end.
 struct TestStore {
     TestStore(const wchar_t* storeName, const BYTE* encoded, DWORD size, CRYPT_KEY_PROV_INFO* link) : name(storeName) {
-        const UniqueCertificateStore store(Open(0));
+        const UniqueCertificateStore store = SystemStore(name);
         UniqueCertificate added;
         EXPECT_TRUE(CertAddEncodedCertificateToStore(store.get(), X509_ASN_ENCODING, encoded, size,
                                                      CERT_STORE_ADD_REPLACE_EXISTING, added.put()));
         EXPECT_TRUE(!link || CertSetCertificateContextProperty(added.get(), CERT_KEY_PROV_INFO_PROP_ID, 0, link));
     }
-    ~TestStore() { Open(CERT_STORE_DELETE_FLAG); }
-    HCERTSTORE Open(DWORD flags) const {
-        return CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_CURRENT_USER | flags, name);
+    ~TestStore() {
+        CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_CURRENT_USER | CERT_STORE_DELETE_FLAG, name);
     }
     const wchar_t* name;
 };
