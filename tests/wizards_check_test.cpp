@@ -1,11 +1,9 @@
-// The wizard that checks a container, run from the Service page against a container of the software provider.
+// The wizard that checks a container, against a container of the software provider.
 #include <gtest/gtest.h>
 
 #include "applet/services/ErrorText.h"
 #include "tests/support/ClipboardText.h"
 #include "tests/support/Directory.h"
-#include "tests/support/FaultInjection.h"
-#include "tests/support/Panel.h"
 #include "tests/support/Wizards.h"
 #include "wizards/ReportText.h"
 
@@ -36,26 +34,15 @@ BOOL WINAPI Sign(HCRYPTHASH hash, DWORD key, LPCWSTR text, DWORD flags, BYTE* si
     return !refused && sign->Original<decltype(CryptSignHashW)>()(hash, key, text, flags, signature, size);
 }
 
-const ImportPatch* choosing;
-
-// The user has chosen something in the provider's dialog.
-BOOL WINAPI Pick(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
-    if (parameter == 110) return lstrcpyA(reinterpret_cast<char*>(data), "chosen") != nullptr;
-    return choosing->Original<decltype(CryptGetProvParam)>()(provider, parameter, data, size, flags);
-}
-
-struct CheckWizard : WizardTest {
-    CheckWizard() {
-        RunTool(L"remove \"Имя %1\"");  // of a run that was broken off
-        EXPECT_EQ(RunTool(L"create \"Имя %1\" --certs none"), 0u);
-    }
-    ~CheckWizard() override { RunTool(L"remove \"Имя %1\""); }
-};
+using CheckWizard = WizardTest;
 
 TEST_F(CheckWizard, ShowsAndCopiesTheRowsAsTheyCome) {
     const ImportPatch patch(nullptr, "CryptSignHashW", &Sign);
     sign = &patch;
+    RunTool(L"remove \"Имя %1\"");  // of a run that was broken off
+    EXPECT_EQ(RunTool(L"create \"Имя %1\" --certs none"), 0u);
     const auto look = [](HWND sheet) {
+        EXPECT_EQ(Ui::Text(sheet), L"Check private key container");
         Ui::Click(Ui::Page(sheet), IDC_REPORT_COPY);
         const std::wstring report = ClipboardText();
         EXPECT_EQ(report, ListText(GetDlgItem(Ui::Page(sheet), IDC_REPORT_ROWS)));
@@ -69,60 +56,7 @@ TEST_F(CheckWizard, ShowsAndCopiesTheRowsAsTheyCome) {
     };
     const auto next = Press(PSBTN_NEXT);
     EXPECT_EQ(Check({Type(L"Имя %1"), next, look, Press(PSBTN_BACK), next, look, Press(PSBTN_FINISH)}), ID_WIZFINISH);
-}
-
-TEST_F(CheckWizard, RunsOverTheServicePageWithTheProvidersOwnDialog) {
-    HWND panel = nullptr;
-    wchar_t picked[300] = L"?";
-    const auto start = [&](HWND sheet) {
-        panel = sheet;
-        PostMessageW(GetDlgItem(Ui::Page(sheet), IDC_SERVICE_CHECK), BM_CLICK, 0, 0);
-    };
-    const auto browse = [&](HWND sheet) {
-        EXPECT_TRUE(GetWindow(sheet, GW_OWNER) == panel && !IsWindowEnabled(panel));
-        PostMessageW(GetDlgItem(Ui::Page(sheet), IDC_SELECT_BROWSE), BM_CLICK, 0, 0);
-    };
-    const auto pick = [&](HWND dialog) {
-        const HWND list = FindWindowExW(dialog, nullptr, WC_LISTVIEWW, nullptr);
-        ListView_GetItemText(list, 0, 0, picked, 300);
-        ListView_SetItemState(list, 0, LVIS_SELECTED, LVIS_SELECTED);
-        PostMessageW(dialog, WM_COMMAND, IDOK, 0);
-    };
-    const auto look = [&](HWND sheet) {
-        EXPECT_EQ(Ui::Text(Ui::Page(sheet), IDC_SELECT_NAME), std::wstring(L"\\\\.\\REGISTRY\\") + picked);
-    };
-    const auto end = [&](HWND sheet) { EXPECT_TRUE(sheet == panel && !Ui::ApplyEnabled(sheet)); };
-    ModalScript script({start, browse, pick, look, Press(PSBTN_CANCEL), end, Press(PSBTN_OK)});
-    PanelSession().Open("2");
-    EXPECT_TRUE(script.Finished() && script.Boxes().empty());
-}
-
-// The whole way: browse, open, check, report. What fails on it is told once, or it is a row of the report.
-TEST_F(CheckWizard, SurvivesEveryFailingCall) {
-    bool reported = false;
-    const auto look = [&](HWND sheet) {
-        const HWND list = GetDlgItem(Ui::Page(sheet), IDC_REPORT_ROWS);
-        reported = list && ListView_GetItemCount(list) > 0;
-    };
-    size_t boxCount = 0;
-    const auto scenario = [&] {
-        reported = false;
-        ModalScript script({Click(IDC_SELECT_BROWSE), Type(L"Имя %1"), Press(PSBTN_NEXT), look});
-        CWizardCheckContainer(nullptr).DoModal();
-        boxCount = script.Boxes().size();
-    };
-    const ImportPatch patch(nullptr, "CryptGetProvParam", &Pick);
-    choosing = &patch;
-    FaultInjection injection;
-    const auto figure = injection.Run("check wizard", scenario, [&](const Fault& fault) -> std::string {
-        const bool reset = ClientIsReset() || fault.onwards || std::string_view(fault.function) == "CryptSetProvParam";
-        if (!reset) return "the client window stays";
-        const bool opening = std::string_view(fault.function) == "CryptAcquireContextW";
-        if (fault.point == Fault::kNone) return reported && boxCount == 0 ? "" : "no report without a fault";
-        if (opening && !fault.onwards && boxCount != 1) return std::to_string(boxCount) + " messages";
-        return boxCount <= (fault.onwards ? 2u : 1u) ? "" : "too many messages";
-    });
-    EXPECT_TRUE(figure.AllSurvived()) << testing::PrintToString(figure.problems);
+    RunTool(L"remove \"Имя %1\"");
 }
 
 TEST(ReportText, IsInColumns) {

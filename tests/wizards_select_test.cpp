@@ -3,8 +3,7 @@
 
 #include "applet/services/ErrorText.h"
 #include "csp/ProductProviders.h"
-#include "framework/Handles.h"
-#include "tests/support/Directory.h"
+#include "tests/support/Certificates.h"
 #include "tests/support/Wizards.h"
 #include "wizards/CryptUi.h"
 
@@ -47,27 +46,16 @@ TEST_F(Selection, BeginsWithTheUsersContainersAndTheDefaultProvider) {
     }
 }
 
-// A provider as it is registered; `size` counts the path's bytes from its end.
-struct Registration {
-    const wchar_t* name;
-    DWORD type, kind;
-    std::wstring path;
-    int size = 2;
-
-    std::wstring Key() const { return std::wstring(L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\") + name; }
-    void Write() const {
-        const auto bytes = static_cast<DWORD>(static_cast<int>(path.size() * sizeof(wchar_t)) + size);
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, Key().c_str(), L"Type", REG_DWORD, &type, sizeof type);
-        if (kind == REG_NONE) return;
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, Key().c_str(), L"Image Path", kind, path.c_str(), bytes);
-    }
-};
-
 TEST_F(Selection, ListsTheProductsProvidersOnly) {
     std::wstring own = ProgramDirectory() + L"kvcsp.dll", loud = own;
     CharUpperW(loud.data());
     const std::wstring longest = own + std::wstring(259 - own.size(), L'x');
-    const Registration registered[] = {
+    const struct {
+        std::wstring name;
+        DWORD type, kind;
+        std::wstring path;
+        int size = 2;  // of the path, in bytes from its end
+    } registered[] = {
         {L"Aaa", 75, REG_SZ, loud},
         {L"Kelvane", 1, REG_EXPAND_SZ, longest},
         {L"Foreign", 1, REG_SZ, own},
@@ -79,7 +67,13 @@ TEST_F(Selection, ListsTheProductsProvidersOnly) {
         {L"Kelvane, unended path", 1, REG_SZ, own, -2},
         {L"Kelvane, long path", 1, REG_SZ, longest + L"x"},
     };
-    for (const Registration& provider : registered) provider.Write();
+    const std::wstring all = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\";
+    for (const auto& [name, type, kind, path, size] : registered) {
+        const auto bytes = static_cast<DWORD>(static_cast<int>(path.size() * sizeof(wchar_t)) + size);
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, (all + name).c_str(), L"Type", REG_DWORD, &type, sizeof type);
+        if (kind == REG_NONE) continue;
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, (all + name).c_str(), L"Image Path", kind, path.c_str(), bytes);
+    }
     Acquisitions opened;
     opened.error = ERROR_ACCESS_DENIED;
     const auto look = [](const std::wstring& shown, size_t count) {
@@ -92,9 +86,9 @@ TEST_F(Selection, ListsTheProductsProvidersOnly) {
     };
     Check({look(L"|2|User", 4), Type(L"a"), Click(IDC_SELECT_COMPUTER), Press(PSBTN_NEXT)});
     EXPECT_EQ(opened.calls, Texts{L"a|" + kMain + L"|75|32"});  // found by its name, with its own type
-    OnePageWizard all(false);
-    Run(all, {look(L"|2|User", 11)});
-    for (const Registration& provider : registered) RegDeleteKeyW(HKEY_LOCAL_MACHINE, provider.Key().c_str());
+    OnePageWizard unrestricted(false);
+    Run(unrestricted, {look(L"|2|User", 11)});
+    for (const auto& provider : registered) RegDeleteKeyW(HKEY_LOCAL_MACHINE, (all + provider.name).c_str());
 }
 
 TEST_F(Selection, ClosesTheWizardWhenThereIsNoProvider) {
@@ -121,24 +115,23 @@ TEST_F(Selection, OnlyANameLetsTheUserGoOn) {
     EXPECT_TRUE(result == ID_WIZFINISH && wizard.state.keySet == KeySet::Computer && boxes.empty());
 }
 
-TEST_F(Selection, TakesAtMost260Characters) {
-    const std::wstring name(300, L'Ж');
-    Check({[&](HWND sheet) {
-               SendDlgItemMessageW(Ui::Page(sheet), IDC_SELECT_NAME, EM_REPLACESEL, 0, LPARAM(name.c_str()));
-               EXPECT_EQ(Ui::Text(Ui::Page(sheet), IDC_SELECT_NAME).size(), 260u);
-           },
-           Type(name.c_str()), Press(PSBTN_NEXT)});
-    EXPECT_EQ(boxes, Texts{L"Enter no more than 260 characters."});
-}
-
-// Names may hold anything; the error is the provider's, whatever failed since.
+// Names may hold anything; the error is the provider's, whatever failed since. The choice of Computer is forgotten.
 TEST_F(Selection, SaysWhyAContainerCantBeOpened) {
-    for (const wchar_t* name : {L"нет такого", L"%1 %2 %s %n", L"two\r\nlines"}) {
-        Check(
-            {Type(name), Press(PSBTN_NEXT), [&](HWND sheet) { EXPECT_EQ(Shown(sheet), Texts{name}[0] + L"|0|User"); }});
-        EXPECT_EQ(boxes, Texts{std::wstring(L"Access private key container '") + name + L"' error:\n" +
-                               ErrorMessageText(static_cast<DWORD>(NTE_BAD_KEYSET))});
+    Acquisitions opened;
+    opened.error = static_cast<DWORD>(NTE_BAD_KEYSET);
+    for (const std::wstring name : {L"нет такого", L"%1 %2 %s %n", L"two\r\nlines", L"\x200Eleft\x202Eright"}) {
+        Check({[](HWND sheet) { EXPECT_EQ(Shown(sheet), L"|0|User"); }, Click(IDC_SELECT_COMPUTER), Type(name.c_str()),
+               Press(PSBTN_NEXT), Shows(IDC_SELECT_NAME, name)});
+        EXPECT_EQ(opened.calls.back(), name + L"|" + kMain + L"|75|32");
+        EXPECT_EQ(boxes,
+                  Texts{L"Access private key container '" + name + L"' error:\n" + ErrorMessageText(opened.error)});
     }
+    const std::wstring longest(300, L'Ж');
+    const auto insert = [&](HWND sheet) {
+        SendDlgItemMessageW(Ui::Page(sheet), IDC_SELECT_NAME, EM_REPLACESEL, 0, LPARAM(longest.c_str()));
+    };
+    Check({insert, Shows(IDC_SELECT_NAME, longest.substr(0, 260)), Type(longest.c_str()), Press(PSBTN_NEXT)});
+    EXPECT_EQ(boxes, Texts{L"Enter no more than 260 characters."});
 }
 
 const char* picked;  // in the ANSI code page; nullptr: the user cancels
@@ -165,12 +158,20 @@ TEST_F(Selection, BrowseLetsTheProviderAsk) {
     EXPECT_EQ(opened.calls, Texts(3, L"|" + kOther + L"|71|4026531872"));
 }
 
-PCCERT_CONTEXT chosen;  // nullptr: the user cancels
-std::wstring asked;     // title, number of stores, hidden columns, which of the keys below are shown
+PCCERT_CONTEXT chosen;     // nullptr: the user cancels
+UniqueCertificate own[2];  // in the user's store and in the computer's
+std::wstring asked;        // title, stores that hold their own, hidden columns, which of the keys below are shown
+
+bool Holds(HCERTSTORE store, DWORD whose) {
+    return !!UniqueCertificate(
+        CertFindCertificateInStore(store, X509_ASN_ENCODING, 0, CERT_FIND_EXISTING, own[whose].get(), nullptr));
+}
 
 PCCERT_CONTEXT WINAPI Choose(const SelectCertificateRequest* request) {
-    asked = request->szTitle + (L"|" + std::to_wstring(request->cDisplayStores)) + L"|" +
-            std::to_wstring(request->dwDontUseColumn) + L"|";
+    asked = request->szTitle + std::wstring(L"|");
+    for (DWORD i = 0; i < request->cDisplayStores; ++i)
+        asked += Holds(request->rghDisplayStores[i], i) && !(i && Holds(request->rghDisplayStores[i], 0)) ? L'+' : L'-';
+    asked += L"|" + std::to_wstring(request->dwDontUseColumn) + L"|";
     for (const char* key : {"1.2.643.2.2.19", "1.2.643.2.2.20", "1.2.643.2.2.199", "1.2.643.2.2.1", ""}) {
         CERT_INFO information{};
         information.SubjectPublicKeyInfo.Algorithm.pszObjId = const_cast<char*>(key);
@@ -182,31 +183,30 @@ PCCERT_CONTEXT WINAPI Choose(const SelectCertificateRequest* request) {
 
 TEST_F(Selection, ACertificateLeadsToItsContainer) {
     const LibraryFunction choose("CryptUIDlgSelectCertificateW", &Choose);
-    for (const DWORD place : {CERT_SYSTEM_STORE_CURRENT_USER, CERT_SYSTEM_STORE_LOCAL_MACHINE})  // not there at first
-        UniqueCertificateStore(CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, place, L"My"));
-    BYTE noName[] = {0x30, 0x00};
-    CERT_NAME_BLOB nobody{sizeof noName, noName};
-    const UniqueCertificate certificate(
-        CertCreateSelfSignCertificate(0, &nobody, 0, nullptr, nullptr, nullptr, nullptr, nullptr));
+    const KeptStores kept;
+    for (const bool machine : {false, true}) {
+        own[machine] = SelfSigned();
+        CertAddCertificateContextToStore(SystemStore(L"My", machine).get(), own[machine].get(), CERT_STORE_ADD_ALWAYS,
+                                         nullptr);
+    }
     using Case = std::tuple<const wchar_t*, const wchar_t*, DWORD, bool, const wchar_t*>;  // container nullptr: no link
     for (const auto& [container, provider, flags, denied, shown] :
          {Case(L"Имя %1\nтут", kOther.c_str(), CRYPT_MACHINE_KEYSET, false, L"Имя %1\nтут|1|Computer"),
           Case(L"a", L"Nobody", CRYPT_MACHINE_KEYSET, true, L"a|0|Computer"), Case(L"b", nullptr, 0, true, L"b|0|User"),
           Case(nullptr, nullptr, 0, false, L"typed|1|User")}) {
         CRYPT_KEY_PROV_INFO link{const_cast<wchar_t*>(container), const_cast<wchar_t*>(provider), 75, flags, 0, {}, 1};
-        CertSetCertificateContextProperty(certificate.get(), CERT_KEY_PROV_INFO_PROP_ID, 0,
-                                          container ? &link : nullptr);
+        CertSetCertificateContextProperty(own[0].get(), CERT_KEY_PROV_INFO_PROP_ID, 0, container ? &link : nullptr);
         std::optional<Denied> taken;
         if (denied) taken.emplace(L"\\global");
         chosen = nullptr;
         std::wstring before, after;
         Check({Type(L"typed"), [](HWND sheet) { Ui::Select(Ui::Page(sheet), IDC_SELECT_PROVIDER, 1); },
-               Click(IDC_SELECT_BY_CERTIFICATE), [&](HWND sheet) { before = Shown(sheet), chosen = certificate.get(); },
+               Click(IDC_SELECT_BY_CERTIFICATE), [&](HWND sheet) { before = Shown(sheet), chosen = own[0].get(); },
                Click(IDC_SELECT_BY_CERTIFICATE), [&](HWND sheet) { after = Shown(sheet); }});
         EXPECT_EQ(before, L"typed|1|User");
         EXPECT_EQ(after, shown);
         EXPECT_EQ(asked, L"Choose a certificate from \"My\" store of current user" +
-                             std::wstring(denied ? L".|1" : L" or local machine.|2") + L"|16|++---");
+                             std::wstring(denied ? L".|+" : L" or local machine.|++") + L"|16|++---");
         EXPECT_TRUE(boxes.empty());
     }
 }

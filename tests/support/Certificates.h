@@ -47,6 +47,14 @@ inline UniqueCertificate FindTestCertificate(HCERTSTORE store) {
         CertFindCertificateInStore(store, X509_ASN_ENCODING, 0, CERT_FIND_SUBJECT_STR_W, L"VestraTest", nullptr));
 }
 
+// One more of that name, with a key of its own, which it has a link to.
+inline UniqueCertificate SelfSigned() {
+    BYTE name[] = "\x30\x15\x31\x13\x30\x11\x06\x03\x55\x04\x03\x0C\x0AVestraTest";
+    CERT_NAME_BLOB subject{sizeof name - 1, name};
+    return UniqueCertificate(
+        CertCreateSelfSignCertificate(0, &subject, 0, nullptr, nullptr, nullptr, nullptr, nullptr));
+}
+
 // How many there were in "My", "ca" and "root", of the machine, then of the user, whose stores show the machine's too.
 inline std::string RemoveTestCertificates() {
     std::string removed;
