@@ -1,10 +1,12 @@
-// The copy of containers by the software provider: nothing of a source gets lost, and no key goes unwrapped.
+// The copy of containers by the software provider: nothing of a source gets lost, and nothing of its keys gets out.
 #include "csp/ContainerCopy.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 
+#include "csp/ContainerCheck.h"
 #include "csp/FirstFailure.h"
 #include "softcsp/container/ContainerStore.h"
 #include "tests/support/CryptCalls.h"
@@ -68,6 +70,18 @@ HRESULT Write(const ContainerCopy& copy, const Place& to) {
     return made ? WriteTargetContainer(copy, target.Get()) : Result(FALSE);
 }
 
+// The private keys as they lie in the container, 32 bytes each.
+std::vector<TestBytes> PrivateKeys(const softcsp::Container& container) {
+    std::vector<TestBytes> keys;
+    const auto master = softcsp::OpenLock(container.lock, *softcsp::OpeningKey(container.lock, {}));
+    for (const auto& key : {container.exchange, container.signature}) {
+        if (!key) continue;
+        const auto bytes = softcsp::Unseal(*master, key->privateKey)->Bytes();
+        keys.emplace_back(bytes.begin(), bytes.end());
+    }
+    return keys;
+}
+
 // All that a copy has in common with its source: the provider makes the public keys anew from the private ones.
 softcsp::Bytes Facts(softcsp::Container container) {
     container.name.clear();
@@ -77,12 +91,27 @@ softcsp::Bytes Facts(softcsp::Container container) {
     return softcsp::WriteContainer(container);
 }
 
+struct NoReport final : CheckReport {
+    void Row(UINT, UINT) override {}
+    void Row(UINT, std::wstring_view) override {}
+    void Failure(UINT, DWORD) override {}
+    void Continuation(std::wstring_view) override {}
+    void Continuation(UINT) override {}
+    void Verdict(UINT, UINT) override {}
+};
+
+// The target has it all and passes the check.
 bool IsCopied(const Place& from, const Place& to) {
-    return Facts(Loaded(from, kSource)) == Facts(Loaded(to, kTarget));
+    NoReport report;
+    CCryptProvContext target;
+    return target.Acquire(to.flags, kTarget.name.c_str(), to.provider, to.type) &&
+           CheckContainer(target.Get(), KeySet::User, report) &&
+           Facts(Loaded(from, kSource)) == Facts(Loaded(to, kTarget));
 }
 
 // What goes on between this process and the provider.
 struct Traffic {
+    std::vector<TestBytes> blobs;
     std::ostringstream said;  // calls, each with its algorithm, blob's type or parameter, and its flags or value
     CryptCalls::Word exported = 0;
     bool failing = false;                          // what closes seems to
@@ -93,15 +122,21 @@ struct Traffic {
         if (call.name == "CryptGenKey") Say("make ", call.a[1], call.a[2]);
         if (call.name == "CryptSetKeyParam" && call.a[1] == KP_ALGID)
             Say(call.a[0] == exported ? "set exported " : "set ", KP_ALGID, *call.At<DWORD*>(2));
+        if (call.name == "CryptImportKey") blobs.emplace_back(call.At<BYTE*>(1), call.At<BYTE*>(1) + call.a[2]);
         if (call.name == "CryptImportKey") Say("import ", *call.At<BYTE*>(1), call.a[4]);
         const auto result = call();
         if (failing && call.name == "CryptReleaseContext") return CryptCalls::Fail(ERROR_SEEK);
         if (failing && call.name == "CryptDestroyKey") return CryptCalls::Fail(ERROR_CRC);
         if (call.name != "CryptExportKey" || !call.a[4]) return result;
+        blobs.emplace_back(call.At<BYTE*>(4), call.At<BYTE*>(4) + *call.At<DWORD*>(5));
         Say("export ", call.a[2], call.a[3]), exported = call.a[0];
         EXPECT_EQ(call.a[2] == PUBLICKEYBLOB, call.a[1] == 0) << "exported in the clear";
         return result;
     }};
+    bool Holds(const TestBytes& secret) const {
+        return std::ranges::any_of(blobs,
+                                   [&](const TestBytes& blob) { return !std::ranges::search(blob, secret).empty(); });
+    }
     void Say(const char* what, CryptCalls::Word which, CryptCalls::Word how) {
         said << std::hex << what << static_cast<DWORD>(which) << ' ' << static_cast<DWORD>(how) << "; ";
     }
@@ -142,6 +177,7 @@ TEST(ContainerCopy, HasAllThatTheSourceHas) {
             for (const auto& key : {made.exchange, made.signature}) said += key ? each : "";
         }
         EXPECT_EQ(traffic.said.str(), said);
+        for (const TestBytes& key : PrivateKeys(made)) EXPECT_FALSE(traffic.Holds(key));
         EXPECT_TRUE(source.Unchanged() && IsCopied(c.from, c.to));
         traffic.failing = true;
         EXPECT_EQ(copy.Clear(), HRESULT_FROM_WIN32(ERROR_CRC));  // the key's, which comes first
