@@ -40,7 +40,8 @@ inline std::vector<ModalScript::Step> operator+(std::vector<ModalScript::Step> l
 class WizardTest : public testing::Test {
   protected:
     ~WizardTest() override {
-        for (size_t i = 0; i < (clients_.size() + 1) / 2 * 2; ++i) EXPECT_EQ(clients_.at(i) != nullptr, i % 2 == 0);
+        for (size_t i = 0; i < clients_.size(); ++i) EXPECT_EQ(clients_[i] != nullptr, i % 2 == 0);
+        EXPECT_EQ(clients_.size() % 2, 0u);
     }
     // Runs a wizard through the steps, then cancels it if it is still open. `answers` go to its message boxes.
     INT_PTR Run(CPropertySheet& wizard, std::vector<ModalScript::Step> steps, std::deque<int> answers = {}) {
