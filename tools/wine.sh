@@ -3,6 +3,11 @@
 # VESTRA_PREFIX names another prefix, VESTRA_ANSI=1252 another code page.
 [ $# -gt 0 ] || { echo "usage: wine.sh PROGRAM ARGUMENTS..." >&2; exit 2; }
 . "$(dirname "${BASH_SOURCE[0]}")/prefix.sh"
+slot=${CTEST_RESOURCE_GROUP_0_PREFIXES:-}   # "id:N,slots:1": which of the tests' prefixes is this test's
+if [ -n "$slot" ]; then
+  slot=${slot#id:}
+  VESTRA_PREFIX=$house/build/prefix-test-${slot%%,*}
+fi
 [ -n "${VESTRA_PREFIX:-}" ] || prepare
 wine_environment
 unset DISPLAY
