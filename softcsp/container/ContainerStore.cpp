@@ -119,24 +119,21 @@ DWORD ContainerStore::Load(const ContainerPlace& place, Container& container) co
 }
 
 DWORD ContainerStore::Create(const ContainerPlace& place, const Container& container) const {
-    if (container.extensions.size() > kMostExtensions) return ERROR_DISK_FULL;
-    const Bytes bytes = WriteContainer(container);
-    return bytes.empty() ? Code(NTE_FAIL) : Write(place, bytes, false);
+    return Write(place, container, false);
 }
 
 DWORD ContainerStore::Save(const ContainerPlace& place, const Container& container) const {
-    if (container.extensions.size() > kMostExtensions) return ERROR_DISK_FULL;
-    const Bytes bytes = WriteContainer(container);
-    return bytes.empty() ? Code(NTE_FAIL) : Write(place, bytes, true);
+    return Write(place, container, true);
 }
 
 DWORD ContainerStore::SaveBytes(const ContainerPlace& place, ByteView bytes) const {
-    return Write(place, bytes, true);
+    return WriteBytes(place, bytes, true);
 }
 
 DWORD ContainerStore::Remove(const ContainerPlace& place) const {
     if (const DWORD result = CheckPresence(place.carrier)) return result;
     const std::wstring file = FileOf(place);
+    if (file.empty()) return ERROR_PATH_NOT_FOUND;
     const FileLock lock(file);
     if (const DWORD result = lock.Result()) return result;
     DeleteFileW((file + kUnfinished).c_str());  // what a killed process has left
@@ -185,7 +182,13 @@ bool ContainerStore::HasRoom(const Carrier& carrier, const std::wstring& file, s
     return taken <= carrier.room;
 }
 
-DWORD ContainerStore::Write(const ContainerPlace& place, ByteView bytes, bool replace) const {
+DWORD ContainerStore::Write(const ContainerPlace& place, const Container& container, bool replace) const {
+    if (container.extensions.size() > kMostExtensions) return ERROR_DISK_FULL;
+    const Bytes bytes = WriteContainer(container);
+    return bytes.empty() ? Code(NTE_FAIL) : WriteBytes(place, bytes, replace);
+}
+
+DWORD ContainerStore::WriteBytes(const ContainerPlace& place, ByteView bytes, bool replace) const {
     if (const DWORD result = CheckPresence(place.carrier)) return result;
     const std::wstring file = FileOf(place);
     if (file.empty()) return ERROR_PATH_NOT_FOUND;

@@ -75,7 +75,8 @@ class ContainerStore {
   private:
     // Empty when the system doesn't tell where it would be.
     std::wstring FileOf(const ContainerPlace& place) const;
-    DWORD Write(const ContainerPlace& place, ByteView bytes, bool replace) const;
+    DWORD Write(const ContainerPlace& place, const Container& container, bool replace) const;
+    DWORD WriteBytes(const ContainerPlace& place, ByteView bytes, bool replace) const;
     bool HasRoom(const Carrier& carrier, const std::wstring& file, std::size_t size) const;
 
     Owner owner_;

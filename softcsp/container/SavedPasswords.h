@@ -14,8 +14,7 @@ namespace softcsp {
 
 class SavedPasswords {
   public:
-    SavedPasswords(Owner owner, DWORD providerType) : owner_(owner), type_(providerType) {}
-    explicit SavedPasswords(const ContainerStore& store) : SavedPasswords(store.KeyOwner(), store.ProviderType()) {}
+    explicit SavedPasswords(const ContainerStore& store) : owner_(store.KeyOwner()), type_(store.ProviderType()) {}
 
     // Not the password: the key that opens the container's lock, protected by the system for the user or the computer.
     std::optional<SymmetricKey> Find(const ContainerPlace& place) const;
