@@ -12,19 +12,13 @@
 #include <string>
 #include <vector>
 
+#include "bench/Measure.h"
 #include "csp/CertificateEncoding.h"
 #include "csp/ContainerCheck.h"
 #include "csp/CryptProvContext.h"
 #include "csp/ProviderParameters.h"
 
 namespace {
-
-double Now() {
-    LARGE_INTEGER count, frequency;
-    QueryPerformanceCounter(&count);
-    QueryPerformanceFrequency(&frequency);
-    return 1000.0 * static_cast<double>(count.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
 
 struct Counted final : CheckReport {
     void Row(UINT, UINT) override { ++rows; }
@@ -160,12 +154,6 @@ void BareCheck(HCRYPTPROV container) {
     BareKey(container, AT_SIGNATURE);
     CryptGetProvParam(container, kParameterKeysLoading, buffer, &(size = 4), 0);
     BareExtensions(container);
-}
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    const size_t middle = values.size() / 2;
-    return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
 }  // namespace

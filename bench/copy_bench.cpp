@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/Measure.h"
 #include "csp/ContainerCopy.h"
 #include "csp/CryptProvContext.h"
 #include "csp/ProviderParameters.h"
@@ -20,13 +21,6 @@
 namespace {
 
 constexpr wchar_t kTarget[] = L"\\\\.\\REGISTRY\\copy_bench";
-
-double Now() {
-    LARGE_INTEGER count, frequency;
-    QueryPerformanceCounter(&count);
-    QueryPerformanceFrequency(&frequency);
-    return 1000.0 * static_cast<double>(count.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
 
 bool Open(CCryptProvContext& context, const wchar_t* name, DWORD flags) {
     return context.Acquire(flags | CRYPT_SILENT, name, nullptr, kProviderType75);
@@ -165,12 +159,6 @@ void BareCopy(const wchar_t* name) {
 void DeleteTarget() {
     CCryptProvContext deleted;
     Open(deleted, kTarget, CRYPT_DELETEKEYSET);
-}
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    const size_t middle = values.size() / 2;
-    return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
 bool AddExtensions(const wchar_t* name, int count) {

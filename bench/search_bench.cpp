@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/Measure.h"
 #include "csp/CertificateEncoding.h"
 #include "csp/ContainerSearch.h"
 #include "csp/CryptProvContext.h"
@@ -21,18 +22,6 @@ namespace {
 
 constexpr wchar_t kProvider[] = L"Kelvane GOST R 34.10-2001 KC1 CSP";
 constexpr int kSizes[] = {10, 100, 1000};
-
-double Now() {
-    LARGE_INTEGER count, frequency;
-    QueryPerformanceCounter(&count);
-    QueryPerformanceFrequency(&frequency);
-    return 1000.0 * static_cast<double>(count.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 std::wstring Name(int number) {
     return L"search-bench-" + std::to_wstring(number);

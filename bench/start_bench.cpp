@@ -12,18 +12,12 @@
 #include <string>
 #include <vector>
 
+#include "bench/Measure.h"
 #include "tools/panel/SheetWatch.h"
 
 namespace {
 
 constexpr double kGiveUp = 30'000;  // milliseconds
-
-double Now() {
-    LARGE_INTEGER count, frequency;
-    QueryPerformanceCounter(&count);
-    QueryPerformanceFrequency(&frequency);
-    return 1000.0 * static_cast<double>(count.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
 
 // Milliseconds from the start of control.exe to the painted sheet; negative when there was none.
 double OpenOnce(const std::wstring& panel) {
@@ -50,12 +44,6 @@ double OpenOnce(const std::wstring& panel) {
     CloseHandle(process.hThread);
     CloseHandle(process.hProcess);
     return time;
-}
-
-double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    const size_t middle = values.size() / 2;
-    return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
 struct Panel {
