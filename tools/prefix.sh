@@ -42,8 +42,8 @@ prepare_template() {
   echo "prefix: preparing Wine, once (ten seconds or so)"
   rm -rf "$house/build/prefix"
   (
+    unset VESTRA_PREFIX DISPLAY   # the template itself, whichever prefix the caller works in
     wine_environment
-    unset DISPLAY
     mkdir -p "$WINEPREFIX"
     "$wine" wineboot.exe -i </dev/null >/dev/null 2>&1
     registry=$(mktemp --suffix=.reg)
@@ -78,8 +78,8 @@ prepare_provider() {
   [ -f "$tool" ] || return 0
   [ -f "$stamp" ] && [ ! "$tool" -nt "$stamp" ] && return
   (
+    unset VESTRA_PREFIX DISPLAY
     wine_environment
-    unset DISPLAY
     start_server
     "$wine" "$tool" init --reset </dev/null >/dev/null
     "$server" -k || true
