@@ -42,6 +42,18 @@ std::wstring NumberText(const Place& place, unsigned number) {
     return text;
 }
 
+// Unicode's categories Cc, Cf, Zl and Zp, as far as a single UTF-16 unit holds them.
+constexpr struct {
+    wchar_t first, last;
+} kInvisible[] = {{0x0000, 0x001F}, {0x007F, 0x009F}, {0x00AD, 0x00AD}, {0x0600, 0x0605}, {0x061C, 0x061C},
+                  {0x06DD, 0x06DD}, {0x070F, 0x070F}, {0x0890, 0x0891}, {0x08E2, 0x08E2}, {0x180E, 0x180E},
+                  {0x200B, 0x200F}, {0x2028, 0x202E}, {0x2060, 0x206F}, {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB}};
+
+bool IsInvisible(wchar_t character) {
+    return std::ranges::any_of(kInvisible,
+                               [=](const auto& range) { return character >= range.first && character <= range.last; });
+}
+
 }  // namespace
 
 std::wstring FillInserts(const std::wstring& format, const std::wstring& insert1, const std::wstring& insert2) {
@@ -88,4 +100,19 @@ std::wstring FillPlaces(const std::wstring& format, std::initializer_list<Format
         at += place.length;
     }
     return text;
+}
+
+std::wstring VisibleText(std::wstring_view text) {
+    std::wstring visible;
+    visible.reserve(text.size());
+    for (const wchar_t character : text) {
+        if (!IsInvisible(character)) {
+            visible += character;
+            continue;
+        }
+        wchar_t number[16];
+        std::swprintf(number, std::size(number), L"\u2039U+%04X\u203A", unsigned{character});
+        visible += number;
+    }
+    return visible;
 }

@@ -3,6 +3,7 @@
 
 #include <initializer_list>
 #include <string>
+#include <string_view>
 #include <variant>
 
 // `format` with every "%1" and "%2" replaced by the inserts, which are taken as they stand: nothing inside an insert is
@@ -14,3 +15,8 @@ std::wstring FillInserts(const std::wstring& format, const std::wstring& insert1
 // the text as it is, and nothing outside the arguments is ever read. "%%" gives "%".
 using FormatArgument = std::variant<std::wstring, unsigned>;
 std::wstring FillPlaces(const std::wstring& format, std::initializer_list<FormatArgument> arguments);
+
+// `text` with each control and format character as its number: "‹U+202E›". These are line breaks and tabs as well as
+// the invisible characters that turn the direction of others. For texts from outside the program, which could
+// otherwise rewrite what is shown around them.
+std::wstring VisibleText(std::wstring_view text);

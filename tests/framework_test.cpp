@@ -58,6 +58,8 @@ TEST(TextTest, InsertsAreTakenAsTheyStandAndWhatNothingFitsStays) {
     } const cases[] = {
         {FillInserts(L"%2, %1, %2", L"%2 %1", L"%s%n"), L"%s%n, %2 %1, %s%n"},
         {FillInserts(L"%%1 %s%n%3%", L"a"), L"%1 %s%n%3%"},
+        {VisibleText(L"Имя %1\t\x202Egnp\r\n\x85"), L"Имя %1‹U+0009›‹U+202E›gnp‹U+000D›‹U+000A›‹U+0085›"},
+        {VisibleText(L"\x200E\x2069\xFEFF\xAD\x2028 \xA0ё"), L"‹U+200E›‹U+2069›‹U+FEFF›‹U+00AD›‹U+2028› \xA0ё"},
         {FillPlaces(L"%s: %u of %d", {L"%d%n%s", ~0u, ~0u}), L"%d%n%s: 4294967295 of -1"},
         {FillPlaces(L"0x%08X, %X, %4d, %04d", {0xABu, 0xABu, 7u, 7u}), L"0x000000AB, AB,    7, 0007"},
         {FillPlaces(L"%04d, %2u", {static_cast<unsigned>(-5), 12345u}), L"-005, 12345"},
