@@ -51,6 +51,19 @@ class CListCtrl : public CWnd {
     bool SortItems(PFNLVCOMPARE compare, LPARAM argument) noexcept {
         return SendMessage(LVM_SORTITEMS, static_cast<WPARAM>(argument), reinterpret_cast<LPARAM>(compare)) != 0;
     }
+    // The list's own from here: it destroys them.
+    void SetStateImages(HIMAGELIST images) noexcept {
+        SendMessage(LVM_SETIMAGELIST, LVSIL_STATE, reinterpret_cast<LPARAM>(images));
+    }
+    void SetStateImage(int item, UINT image) noexcept {  // counted from 1; 0: none
+        LVITEMW request{};
+        request.stateMask = LVIS_STATEIMAGEMASK;
+        request.state = INDEXTOSTATEIMAGEMASK(image);
+        SendMessage(LVM_SETITEMSTATE, static_cast<WPARAM>(item), Pointer(request));
+    }
+    int GetColumnWidth(int column) const noexcept {  // pixels
+        return static_cast<int>(SendMessage(LVM_GETCOLUMNWIDTH, static_cast<WPARAM>(column)));
+    }
     HWND GetHeader() const noexcept { return reinterpret_cast<HWND>(SendMessage(LVM_GETHEADER)); }
     void EnsureVisible(int item) noexcept { SendMessage(LVM_ENSUREVISIBLE, static_cast<WPARAM>(item), FALSE); }
     void SetColumnWidth(int column, int width) noexcept {  // pixels, or LVSCW_…

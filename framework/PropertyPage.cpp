@@ -122,13 +122,18 @@ MessageResult CPropertyPage::HandleMessage(const Message& message) {
         return HandleSheetNotification(header->code);
     } catch (...) {
         if (header->code == PSN_APPLY && sheet_) sheet_->PageApplied(false);
+        if (header->code == PSN_SETACTIVE) PostMessage(kAppeared);
         return Refusal(header->code);
     }
 }
 
 MessageResult CPropertyPage::HandleSheetNotification(UINT code) {
     switch (code) {
-        case PSN_SETACTIVE: PostMessage(kAppeared); return OnSetActive() ? 0 : -1;
+        case PSN_SETACTIVE: {
+            const bool shown = OnSetActive();
+            PostMessage(kAppeared);  // after what the page posts: a button may have to be enabled to get the focus
+            return shown ? 0 : -1;
+        }
         case PSN_KILLACTIVE: return OnKillActive() ? FALSE : TRUE;
         case PSN_APPLY: {
             const bool applied = OnApply();
