@@ -47,8 +47,8 @@ TEST(UserLanguage, PagesKeepTheTemplateTheyWereMadeWith) {
 
 TEST(Strings, InBothLanguagesAndEmptyWhenMissing) {
     const SpokenLanguage stored(kEnglish);
-    EXPECT_EQ(FormatStringId(IDS_CONTAINER_ACCESS_FAILED, L"%s%n%2%1", L"%1\n100%"),
-              L"Access private key container '%s%n%2%1' error:\n%1\n100%");
+    EXPECT_EQ(FormatStringId(IDS_CONTAINER_ACCESS_FAILED, L"%s%n\n%2%1", Insert::AsItIs(L"%1\n100%")),
+              L"Access private key container '%s%n‹U+000A›%2%1' error:\n%1\n100%");
     stored.Set(kRussian);
     EXPECT_EQ(LoadStringLang(IDS_LANGUAGE_RUSSIAN), L"Русский");
     EXPECT_EQ(LoadStringLang(kNoSuchId), L"");
@@ -64,14 +64,14 @@ std::wstring shown;
 int WINAPI NoteBox(const MSGBOXPARAMSW* parameters) {
     box = *parameters;
     shown = std::wstring(box.lpszCaption) + L": " + box.lpszText;
-    return IDNO;
+    return IDYES;
 }
 
 TEST(MessageBoxes, TextCaptionTypeAndHelp) {
     const SpokenLanguage english(kEnglish);
     const ImportPatch show(nullptr, "MessageBoxIndirectW", &NoteBox);
     Caches().displayName = L"Name %1";
-    EXPECT_EQ(MessageBoxFormat(IDS_OVERWRITE_QUESTION, MB_YESNO, L"%s"), IDNO);
+    EXPECT_EQ(MessageBoxFormat(IDS_OVERWRITE_QUESTION, MB_YESNO, L"%s"), IDYES);
     EXPECT_EQ(shown, L"Name %1: The file %s exists, to overwrite?");
     EXPECT_EQ(box.dwStyle, DWORD{MB_YESNO});
     EXPECT_EQ(box.dwContextHelpId, DWORD{IDS_OVERWRITE_QUESTION});
@@ -79,6 +79,8 @@ TEST(MessageBoxes, TextCaptionTypeAndHelp) {
     ErrorMessageBox(0x80005012);
     EXPECT_EQ(shown, L"Vestra CSP Properties: Error 0x80005012 (-2147463150) Unknown error code (0x80005012)");
     EXPECT_EQ(box.dwStyle, DWORD{MB_ICONERROR});
+    const NoSupport none;
+    EXPECT_EQ(MessageBoxId(IDS_REPLACE_QUESTION, MB_YESNO), IDNO) << "Yes to an empty question";
 }
 
 // The libraries in the process that know error codes, and what they and the system answer.

@@ -141,7 +141,8 @@ bool CWizPageSelectContainer::AcquireSelectedContainer(CCryptProvContext& contex
 }
 
 void CWizPageSelectContainer::ShowAccessFailure(DWORD error) const {
-    MessageBoxFormat(IDS_CONTAINER_ACCESS_FAILED, MB_ICONERROR, containerName_, ErrorMessageText(error));
+    MessageBoxFormat(IDS_CONTAINER_ACCESS_FAILED, MB_ICONERROR, containerName_,
+                     Insert::AsItIs(ErrorMessageText(error)));
 }
 
 std::wstring CWizPageSelectContainer::ProviderName() const {

@@ -10,7 +10,7 @@
 namespace {
 
 void ShowCopyFailure(UINT text, const std::wstring& container, HRESULT result) {
-    MessageBoxFormat(text, MB_ICONEXCLAMATION, container, ErrorMessageText(static_cast<DWORD>(result)));
+    MessageBoxFormat(text, MB_ICONEXCLAMATION, container, Insert::AsItIs(ErrorMessageText(static_cast<DWORD>(result))));
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include "applet/services/DisplayName.h"
 #include "applet/services/ErrorText.h"
 #include "applet/services/Language.h"
-#include "applet/services/Strings.h"
 #include "framework/Module.h"
 
 namespace {
@@ -34,14 +33,15 @@ int MessageBoxText(const std::wstring& text, UINT type, UINT helpId) {
     box.dwStyle = type;
     box.dwContextHelpId = helpId;
     box.dwLanguageId = UserLanguage();
-    return MessageBoxIndirectW(&box);
+    const int pressed = MessageBoxIndirectW(&box);
+    return pressed == IDYES && text.empty() ? IDNO : pressed;
 }
 
 int MessageBoxId(UINT id, UINT type) {
     return MessageBoxText(LoadStringLang(id), type, id);
 }
 
-int MessageBoxFormat(UINT id, UINT type, const std::wstring& insert1, const std::wstring& insert2) {
+int MessageBoxFormat(UINT id, UINT type, const Insert& insert1, const Insert& insert2) {
     return MessageBoxText(FormatStringId(id, insert1, insert2), type, id);
 }
 

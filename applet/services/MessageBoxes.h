@@ -5,10 +5,12 @@
 
 #include <string>
 
+#include "applet/services/Strings.h"
+
 int MessageBoxId(UINT id, UINT type);
-int MessageBoxFormat(UINT id, UINT type, const std::wstring& insert1, const std::wstring& insert2 = {});
+int MessageBoxFormat(UINT id, UINT type, const Insert& insert1, const Insert& insert2 = {});
 int ErrorMessageBox(DWORD code);
 
 // Any text; `helpId` 0: no help context. The box's owner is the thread's active window, or else the frontmost window
-// that the thread shows.
+// that the thread shows. A question without a text, whose string can't be had, counts as answered with No.
 int MessageBoxText(const std::wstring& text, UINT type, UINT helpId = 0);

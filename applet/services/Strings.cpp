@@ -12,8 +12,10 @@ std::wstring LoadStringLang(UINT id) {
     return text;
 }
 
-std::wstring FormatStringId(UINT id, const std::wstring& insert1, const std::wstring& insert2) {
-    return FillInserts(LoadStringLang(id), insert1, insert2);
+Insert::Insert(const std::wstring& foreign) : text_(VisibleText(foreign)) {}
+
+std::wstring FormatStringId(UINT id, const Insert& insert1, const Insert& insert2) {
+    return FillInserts(LoadStringLang(id), insert1.Text(), insert2.Text());
 }
 
 bool LoadVersionString(const wchar_t* name, std::wstring& value) {

@@ -4,12 +4,36 @@
 #include <windows.h>
 
 #include <string>
+#include <utility>
 
 // At most 255 characters; empty when the string, or the library that chooses its language, is missing.
 std::wstring LoadStringLang(UINT id);
 
+// A text for the place of "%1" or "%2". Names, paths and the like come from outside the program, so their control and
+// direction characters are shown as such (VisibleText).
+class Insert {
+  public:
+    Insert() = default;
+    // NOLINTBEGIN(google-explicit-constructor): a text is the usual insert.
+    Insert(const std::wstring& foreign);
+    Insert(const wchar_t* foreign) : Insert(std::wstring(foreign)) {}
+    // NOLINTEND(google-explicit-constructor)
+
+    // A text of the system or of the program, which may have several lines.
+    static Insert AsItIs(std::wstring text) {
+        Insert insert;
+        insert.text_ = std::move(text);
+        return insert;
+    }
+
+    const std::wstring& Text() const noexcept { return text_; }
+
+  private:
+    std::wstring text_;
+};
+
 // The string with "%1" and "%2" replaced; empty when the string is.
-std::wstring FormatStringId(UINT id, const std::wstring& insert1, const std::wstring& insert2 = {});
+std::wstring FormatStringId(UINT id, const Insert& insert1, const Insert& insert2 = {});
 
 // Reads a value of this module's version resource ("ProductName", "LegalCopyright"). False when it can't be read;
 // `value` stays as it was then.
