@@ -77,6 +77,10 @@ TEST_F(ContainerWizard, DeletesOnYesOnly) {
     EXPECT_TRUE(Run<CWizardDeleteContainer>({Type(L"locked"), finish}));
     EXPECT_TRUE(shown == std::vector{question} && Exists(L"locked"));
     answer = IDYES;
+    std::optional<NoSupport> missing;  // and with it the question's text
+    EXPECT_FALSE(Run<CWizardDeleteContainer>({Type(L"locked"), [&](HWND) { missing.emplace(); }, finish}));
+    missing.reset();
+    EXPECT_TRUE(shown.empty() && Exists(L"locked"));
     EXPECT_TRUE(Run<CWizardDeleteContainer>(
         {Type(L"locked"), finish, Answer(IDCANCEL), finish, wrong, wrong, wrong, finish, Answer(IDOK, L"right")}));
     EXPECT_EQ(shown, (std::vector{question, cancelled, question, refused, question}));

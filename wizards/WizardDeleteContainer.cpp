@@ -10,8 +10,10 @@ CWizPageDeleteContainerSelectContainer::CWizPageDeleteContainerSelectContainer(D
 bool CWizPageDeleteContainerSelectContainer::OnWizardFinish() {
     if (!CWizPageSelectContainer::OnWizardFinish()) return false;
     const ClientWindow client(m_hWnd);
+    const std::wstring question = FormatStringId(IDS_DELETE_QUESTION, ContainerName());
+    if (question.empty()) return false;  // its text can't be had, and nothing is deleted without asking
     // Who answers No is done with the wizard, not only with this container.
-    if (MessageBoxFormat(IDS_DELETE_QUESTION, MB_YESNO | MB_ICONEXCLAMATION, ContainerName()) != IDYES) return true;
+    if (MessageBoxText(question, MB_YESNO | MB_ICONEXCLAMATION, IDS_DELETE_QUESTION) != IDYES) return true;
     return AcquireSelectedContainer(state_.container, CRYPT_DELETEKEYSET);
 }
 
