@@ -87,15 +87,17 @@ struct CertificateWizards : WizardTest {
     }
     static int WINAPI Show(const MSGBOXPARAMSW* box) {
         shown.emplace_back(box->dwStyle, box->lpszText);
+        if (const auto act = std::exchange(meanwhile, nullptr)) act();
         return box->dwStyle & MB_YESNO ? std::exchange(answer, IDYES) : IDOK;
     }
+    static inline std::function<void()> meanwhile;  // what happens while the next box is open
     const Step next = Press(PSBTN_NEXT), back = Press(PSBTN_BACK), finish = Press(PSBTN_FINISH),
                search = Click(IDC_SELECT_AUTOMATICALLY), none = [](HWND) {};
     static inline Boxes shown;  // by the last run
     static inline int answer;
     const ImportPatch box{nullptr, "MessageBoxIndirectW", &Show};
     const TemporaryDirectory directory;
-    const Text path = directory.Path() + L"Имя %1.cer";
+    const Text path = directory.Path() + L"Имя\x202E %1.cer", shownPath = directory.Path() + L"Имя‹U+202E› %1.cer";
     const KeptStores kept;
     const LibraryFunction open{"GetOpenFileNameW", &OpenFile}, choose{"CryptUIDlgSelectCertificateW", &ChooseFirst},
         view{"CryptUIDlgViewCertificateW", &View};
@@ -108,7 +110,7 @@ TEST_F(CertificateWizards, GoFromTheFileToTheStoreWithALink) {
                    scope = (machine ? L" --machine --provider \"" : L" --provider \"") + csp + L"\"";
         Make(L"--keys xs --certs none", scope);
         File((spec == 2 ? L"--key s" : L"--key x") + scope);
-        std::vector<Text> rows = {L"Get certificate|", L"  from file|" + path};
+        std::vector<Text> rows = {L"Get certificate|", L"  from file|" + shownPath};
         const auto fields = [&](HWND sheet) {
             const HWND page = Ui::Page(sheet);
             const wchar_t* labels[] = {L"name", L"subject", L"issuer", L"valid from", L"valid to", L"serial number"};
@@ -172,6 +174,25 @@ TEST_F(CertificateWizards, GoFromTheFileToTheStoreWithALink) {
     }
 }
 
+// A window that doesn't disable the wizard, as a provider's may not, doesn't let the user start anything else.
+TEST_F(CertificateWizards, DoOneThingAtATime) {
+    Make(L"--keys xs");
+    HWND page = nullptr;
+    const Step press = [&](HWND sheet) {
+        page = Ui::Page(sheet);
+        meanwhile = [=] {
+            Ui::Click(page, IDC_CERTIFICATE_INSTALL);
+            for (const int button : {PSBTN_BACK, PSBTN_FINISH, PSBTN_CANCEL})
+                SendMessageW(sheet, PSM_PRESSBUTTON, static_cast<WPARAM>(button), 0);
+            EXPECT_EQ(Ui::Page(sheet), page);
+        };
+        Ui::Click(page, IDC_CERTIFICATE_INSTALL);
+    };
+    const auto stays = [&](HWND sheet) { EXPECT_EQ(Ui::Page(sheet), page); };
+    EXPECT_EQ(Go<CWizardCertificateOnContainer>({Type(L"vt-w"), next, press, stays, finish}), ID_WIZFINISH);
+    EXPECT_EQ(shown, Boxes{Told(MB_ICONINFORMATION, IDS_INSTALLED_FOR_USER)});
+}
+
 TEST_F(CertificateWizards, AskBeforeTheyReplaceAndRefuseOtherKeys) {
     Make();
     const Steps steps = {TypeFile(File()), next, next, search, next, next, finish};
@@ -182,8 +203,12 @@ TEST_F(CertificateWizards, AskBeforeTheyReplaceAndRefuseOtherKeys) {
     EXPECT_EQ(Install(steps), ID_WIZFINISH);
     EXPECT_EQ(shown, Boxes{question});
     Make();
-    Install({TypeFile(path), next, next, search, Shows(IDC_SELECT_NAME, L""), Shows(IDC_SELECT_PROVIDER, kProvider75),
-             Type(L"vt-w"), next, Shows(IDC_SELECT_NAME, L"vt-w")});
+    const auto other = [](HWND sheet) { Ui::Select(Ui::Page(sheet), IDC_SELECT_PROVIDER, 1); };
+    const Step second = Shows(IDC_SELECT_PROVIDER, kProvider71), first = Shows(IDC_SELECT_PROVIDER, kProvider75);
+    const Step expectClient = [](HWND) { meanwhile = [] { EXPECT_TRUE(ClientIsSet()); }; };
+    Install({TypeFile(path), next, next, other, back, next, second, expectClient, search, second,
+             Shows(IDC_SELECT_NAME, L""), [](HWND sheet) { Ui::Select(Ui::Page(sheet), IDC_SELECT_PROVIDER, 0); },
+             first, Type(L"vt-w"), next, Shows(IDC_SELECT_NAME, L"vt-w")});
     EXPECT_EQ(shown, (Boxes{{MB_ICONEXCLAMATION, L"Corresponding container not found"},
                             Told(MB_ICONEXCLAMATION, IDS_KEY_OF_OTHER_CERTIFICATE)}));
 }
@@ -244,8 +269,11 @@ TEST_F(CertificateWizards, StopSearching) {
         const CryptCalls calls([&](const CryptCalls::Call& call) {
             if (call.name == "CryptAcquireContextW" && ++opened == 1) {
                 const HWND progress = GetDlgItem(Ui::Page(sheet), IDC_SELECT_PROGRESS);
-                EXPECT_TRUE(Ui::Text(progress) == L"Searching in " + Text(kProvider75) && IsWindowVisible(progress) &&
-                            !GetUpdateRect(progress, nullptr, FALSE));
+                EXPECT_EQ(Ui::Text(progress), L"Searching in " + Text(kProvider75) + L". Press Cancel to stop.");
+                EXPECT_TRUE(IsWindowVisible(progress) && !GetUpdateRect(progress, nullptr, FALSE));
+                for (const UINT button : {kBack, kNext}) EXPECT_FALSE(Ui::Enabled(sheet, button)) << button;
+                for (const UINT control : {IDC_SELECT_NAME, IDC_SELECT_USER, IDC_SELECT_COMPUTER})
+                    EXPECT_FALSE(Ui::Enabled(Ui::Page(sheet), control)) << control;
                 PostMessageW(GetDlgItem(sheet, kNext), BM_CLICK, 0, 0);  // meant for what was there before
                 PostMessageW(key ? GetFocus() : GetDlgItem(sheet, IDCANCEL), key ? WM_KEYDOWN : BM_CLICK,
                              key ? VK_ESCAPE : 0, 0);
@@ -253,7 +281,8 @@ TEST_F(CertificateWizards, StopSearching) {
             return call();
         });
         Install({TypeFile(path), next, next, Type(L"typed"), [&](HWND window) { sheet = window; }, search,
-                 Shows(IDC_SELECT_NAME, L"typed"), Shows(IDC_SELECT_PROVIDER, kProvider75)});
+                 Shows(IDC_SELECT_NAME, L"typed"), Shows(IDC_SELECT_PROVIDER, kProvider75),
+                 Shows(IDC_SELECT_COMPUTER, L"&Computer"), NextIs(true)});
         EXPECT_TRUE(opened == 1 && shown.empty());
     }
 }

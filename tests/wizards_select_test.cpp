@@ -1,15 +1,21 @@
-// The page on which wizards let the user name a container, as a real window against the software provider.
+// The wizards' pages as they appear, and the one on which the user names a container, as real windows against the
+// software provider.
 #include <gtest/gtest.h>
 
 #include "applet/services/ErrorText.h"
 #include "csp/ProductProviders.h"
 #include "tests/support/Certificates.h"
+#include "tests/support/Directory.h"
 #include "tests/support/Wizards.h"
 #include "wizards/CryptUi.h"
+#include "wizards/WizardCertificateOnContainer.h"
+#include "wizards/WizardChangePassword.h"
+#include "wizards/WizardCopyContainer.h"
+#include "wizards/WizardDeleteContainer.h"
+#include "wizards/WizardInstallPrivateCertificate.h"
 
 namespace {
 
-constexpr UINT kBack = 0x3023, kNext = 0x3024, kFinish = 0x3025;  // the sheet's buttons
 const std::wstring kMain = L"Kelvane GOST R 34.10-2001 KC1 CSP", kOther = L"Kelvane GOST R 34.10-94 KC1 CSP";
 
 // A wizard of one page. Without `sources` it lists all providers and offers no way to find a container.
@@ -22,6 +28,31 @@ struct OnePageWizard : CPropertySheetWizardBase {
     WizardState state;
     CWizPageSelectContainer page;
 };
+
+std::wstring pictures;  // widths of the last wizard's watermark and header
+const ImportPatch* creation;
+
+INT_PTR WINAPI CreateSheet(const PROPSHEETHEADERW* header) {
+    BITMAP watermark{}, picture{};
+    GetObjectW(header->hbmWatermark, sizeof watermark, &watermark);
+    GetObjectW(header->hbmHeader, sizeof picture, &picture);
+    pictures = std::to_wstring(watermark.bmWidth) + L"|" + std::to_wstring(picture.bmWidth);
+    return creation->Original<decltype(PropertySheetW)>()(header);
+}
+
+// A page's header, or the font of its title, then the sheet's default button and the control that has the focus.
+std::wstring Appearance(HWND sheet) {
+    const HWND page = Ui::Page(sheet);
+    const auto& shown = static_cast<CPropertyPage*>(CWnd::FromHandlePermanent(page))->m_psp;
+    const HWND title = GetDlgItem(page, IDC_REPORT_TITLE);  // both titles have this id
+    LOGFONTW font{};
+    GetObjectW(reinterpret_cast<HFONT>(SendMessageW(title, WM_GETFONT, 0, 0)), sizeof font, &font);
+    const std::wstring header = shown.dwFlags & PSP_HIDEHEADER
+                                    ? font.lfFaceName + std::wstring(L" ") + std::to_wstring(font.lfHeight)
+                                    : shown.pszHeaderTitle + std::wstring(L"|") + shown.pszHeaderSubTitle;
+    const auto defaultButton = LOWORD(SendMessageW(sheet, DM_GETDEFID, 0, 0));
+    return header + L"|" + std::to_wstring(defaultButton) + L"|" + std::to_wstring(GetDlgCtrlID(GetFocus()));
+}
 
 using Selection = WizardTest;
 
@@ -41,9 +72,80 @@ TEST_F(Selection, BeginsWithTheUsersContainersAndTheDefaultProvider) {
             EXPECT_EQ(Ui::Text(sheet) + Shown(sheet), L"Check private key container|0|User");
             EXPECT_EQ(Ui::Items(Ui::Page(sheet), IDC_SELECT_PROVIDER), (Texts{kMain, kOther}));
             EXPECT_EQ(Ui::Enabled(Ui::Page(sheet), IDC_SELECT_COMPUTER), allowed);
-            EXPECT_EQ(GetFocus(), GetDlgItem(Ui::Page(sheet), IDC_SELECT_NAME));
         }});
     }
+}
+
+// Next, or Finish on a last page, is the default button in every state, and a page without input gives it the focus.
+TEST_F(Selection, EveryPageHasItsHeaderItsDefaultButtonAndTheFocus) {
+    const ImportPatch created(nullptr, "PropertySheetW", &CreateSheet);
+    ASSERT_TRUE(created.Found());
+    creation = &created;
+    const auto cancel = +[](const void*) -> void* { return nullptr; };
+    const LibraryFunction store("CryptUIDlgSelectStoreW", cancel), certificate("CryptUIDlgSelectCertificateW", cancel);
+    const TemporaryDirectory directory;
+    const std::wstring path = directory.Path() + L"x.cer", several = kData + L"several.p7b";
+    RunTool(L"remove pages");
+    EXPECT_EQ(RunTool(L"create pages --keys xs --exportable"), 0u);
+    EXPECT_EQ(RunTool(L"certificate pages --key x --out \"" + path + L"\""), 0u);
+    const auto is = [](const std::wstring& header, UINT button, UINT focus) {
+        return header + L"|" + std::to_wstring(button) + L"|" + std::to_wstring(focus);
+    };
+    const auto name = [&](const std::wstring& purpose, UINT button) {
+        return is(L"Private key container|Type" + purpose, button, IDC_SELECT_NAME);
+    };
+    const std::wstring either = L" or choose private key container",
+                       install = L"Certificate to install|View and choose certificate to install",
+                       into = L"Certificate store|Choose certificate store to install certificate",
+                       check = name(either + L" to check", kNext), source = name(either + L" to copy", kNext),
+                       target = name(L" private key container to copy to", kFinish),
+                       view = name(either + L" for view certificates in this container", kNext),
+                       link = name(either + L", corresponded to selected certificate", kNext),
+                       file = is(L"Certificate file location|Type or choose installing certificate file location",
+                                 kNext, IDC_FILE_NAME),
+                       chosen = is(install, kNext, kNext), none = is(install, kNext, IDC_CERTIFICATE_BROWSE),
+                       linked = is(into, kNext, kNext), title = L"Verdana Bold -16";
+    Texts noted;
+    const Step note = [&](HWND sheet) { noted.push_back(Appearance(sheet)); }, named = Type(L"pages"),
+               empty = Type(L""), next = Press(PSBTN_NEXT), back = Press(PSBTN_BACK);
+    const auto typed = [](const std::wstring& text) {
+        return [=](HWND sheet) { Ui::Type(Ui::Page(sheet), IDC_FILE_NAME, text.c_str()); };
+    };
+    const Steps names = {note, named, note, empty, note};
+    const struct {
+        std::unique_ptr<CPropertySheet> wizard;
+        Steps steps;
+        Texts appearances;
+        const wchar_t* pictures = L"0|53";
+    } cases[] = {
+        {std::make_unique<CWizardCheckContainer>(nullptr),
+         {note, named, note, next, note, back, note},
+         {check, check, is(title, kFinish, IDC_REPORT_ROWS), check},
+         L"145|53"},
+        {std::make_unique<CWizardDeleteContainer>(nullptr), names, Texts(3, name(either + L" to delete", kFinish))},
+        {std::make_unique<CWizardChangePassword>(nullptr), names,
+         Texts(3, name(either + L" to change password on", kFinish))},
+        {std::make_unique<CWizardCopyContainer>(nullptr),
+         {note, named, next, note, named, note, empty, note, back, note},
+         {source, target, target, target, source}},
+        {std::make_unique<CWizardCertificateOnContainer>(nullptr),
+         {note, named, note, next, note},
+         {view, view, is(L"Certificate to view|View and choose certificate", kFinish, kFinish)}},
+        {std::make_unique<CWizardInstallPrivateCertificate>(nullptr),
+         Steps{note, typed(path), note, next, note, next, note, named, note, next, note, Click(IDC_STORE_BROWSE)} +
+             Steps{note, back, next, note, next, note, back, note, back, back, note, back, typed(several), next} +
+             Steps{note, Click(IDC_CERTIFICATE_BROWSE), note},
+         {file, file, chosen, link, link, linked, is(into, kNext, IDC_STORE_BROWSE), linked,
+          is(title, kFinish, IDC_INSTALL_SUMMARY), linked, chosen, none, none},
+         L"145|53"},
+    };
+    for (const auto& c : cases) {
+        noted.clear();
+        Run(*c.wizard, c.steps);
+        EXPECT_EQ(noted, c.appearances);
+        EXPECT_EQ(pictures, c.pictures);
+    }
+    RunTool(L"remove pages");
 }
 
 TEST_F(Selection, ListsTheProductsProvidersOnly) {
@@ -119,12 +221,15 @@ TEST_F(Selection, OnlyANameLetsTheUserGoOn) {
 TEST_F(Selection, SaysWhyAContainerCantBeOpened) {
     Acquisitions opened;
     opened.error = static_cast<DWORD>(NTE_BAD_KEYSET);
-    for (const std::wstring name : {L"нет такого", L"%1 %2 %s %n", L"two\r\nlines", L"\x200Eleft\x202Eright"}) {
+    for (const auto& [name, shown] : {std::pair<std::wstring, std::wstring>(L"нет такого", L"нет такого"),
+                                      {L"%1 %2 %s %n", L"%1 %2 %s %n"},
+                                      {L"x'\r\n\nNothing", L"x'‹U+000D›‹U+000A›‹U+000A›Nothing"},
+                                      {L"\x200Eleft\x202Eright", L"‹U+200E›left‹U+202E›right"}}) {
         Check({[](HWND sheet) { EXPECT_EQ(Shown(sheet), L"|0|User"); }, Click(IDC_SELECT_COMPUTER), Type(name.c_str()),
                Press(PSBTN_NEXT), Shows(IDC_SELECT_NAME, name)});
         EXPECT_EQ(opened.calls.back(), name + L"|" + kMain + L"|75|32");
         EXPECT_EQ(boxes,
-                  Texts{L"Access private key container '" + name + L"' error:\n" + ErrorMessageText(opened.error)});
+                  Texts{L"Access private key container '" + shown + L"' error:\n" + ErrorMessageText(opened.error)});
     }
     const std::wstring longest(300, L'Ж');
     const auto insert = [&](HWND sheet) {

@@ -43,8 +43,8 @@ NamedStore Named(UniqueCertificateStore store, const std::wstring& systemName) {
     return {std::move(store), std::move(name)};
 }
 
-// What is selected in the dialog's tree: the chosen store by the name that the user knows. A store itself tells neither
-// this nor its system name.
+// What is selected in the dialog's tree: the chosen store by the name that the user knows. The store's own property
+// with this name is there only where the store was opened with a flag that the dialog may not have given.
 BOOL WINAPI NoteLabel(HCERTSTORE, HWND dialog, void* data) noexcept {
     const HWND tree = FindWindowExW(dialog, nullptr, WC_TREEVIEWW, nullptr);
     wchar_t label[kLongestLabel] = L"";

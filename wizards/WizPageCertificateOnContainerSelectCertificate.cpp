@@ -5,7 +5,6 @@
 #include "csp/CertificateInstallation.h"
 #include "csp/ClientWindow.h"
 #include "csp/ContainerCertificates.h"
-#include "framework/PropertySheet.h"
 #include "framework/WaitCursor.h"
 #include "resources/resource.h"
 #include "wizards/CertificateAdding.h"
@@ -34,7 +33,7 @@ CWizPageCertificateOnContainerSelectCertificate::CWizPageCertificateOnContainerS
       state_(state) {}
 
 void CWizPageCertificateOnContainerSelectCertificate::UpdateWizardButtons() {
-    GetParentSheet()->SetWizardButtons(PSWIZB_BACK | (state_.keys.certificate ? PSWIZB_FINISH : PSWIZB_DISABLEDFINISH));
+    SetWizardButtons(PSWIZB_BACK | (state_.keys.certificate ? PSWIZB_FINISH : PSWIZB_DISABLEDFINISH));
 }
 
 void CWizPageCertificateOnContainerSelectCertificate::ShowProperties() {

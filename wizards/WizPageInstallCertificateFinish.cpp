@@ -6,7 +6,7 @@
 #include "csp/CertificateText.h"
 #include "csp/ClientWindow.h"
 #include "framework/DataExchange.h"
-#include "framework/PropertySheet.h"
+#include "framework/Text.h"
 #include "framework/WaitCursor.h"
 #include "resources/resource.h"
 #include "wizards/CertificateAdding.h"
@@ -28,14 +28,14 @@ bool CWizPageInstallCertificateFinish::OnInitDialog() {
 }
 
 bool CWizPageInstallCertificateFinish::OnSetActive() {
-    GetParentSheet()->SetWizardButtons(PSWIZB_BACK | PSWIZB_FINISH);
+    SetWizardButtons(PSWIZB_BACK | PSWIZB_FINISH);
     ShowSummary();
     return CWizardPageBase::OnSetActive();
 }
 
 void CWizPageInstallCertificateFinish::AddRow(UINT setting, const std::wstring& value) {
     const int row = summary_.InsertItem(summary_.GetItemCount(), LoadStringLang(setting));
-    if (row >= 0 && !value.empty()) summary_.SetItemText(row, 1, value);
+    if (row >= 0 && !value.empty()) summary_.SetItemText(row, 1, VisibleText(value));
 }
 
 void CWizPageInstallCertificateFinish::ShowCertificateRows(const CERT_CONTEXT& certificate) {

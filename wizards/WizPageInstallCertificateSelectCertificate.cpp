@@ -1,6 +1,5 @@
 #include "wizards/WizPageInstallCertificateSelectCertificate.h"
 
-#include "framework/PropertySheet.h"
 #include "resources/resource.h"
 
 CWizPageInstallCertificateSelectCertificate::CWizPageInstallCertificateSelectCertificate(InstallCertificateState& state)
@@ -12,5 +11,5 @@ CWizPageInstallCertificateSelectCertificate::CWizPageInstallCertificateSelectCer
       state_(state) {}
 
 void CWizPageInstallCertificateSelectCertificate::UpdateWizardButtons() {
-    GetParentSheet()->SetWizardButtons(state_.file.certificate ? PSWIZB_BACK | PSWIZB_NEXT : PSWIZB_BACK);
+    SetWizardButtons(state_.file.certificate ? PSWIZB_BACK | PSWIZB_NEXT : PSWIZB_BACK);
 }

@@ -6,10 +6,8 @@
 #include "applet/services/Strings.h"
 #include "csp/ClientWindow.h"
 #include "csp/KeyMatch.h"
-#include "framework/Raised.h"
 #include "framework/WaitCursor.h"
 #include "resources/resource.h"
-#include "wizards/CancelInput.h"
 
 namespace {
 
@@ -66,7 +64,7 @@ LRESULT CWizPageInstallCertificateSelectContainer::OnWizardNext() {
 
 LRESULT CWizPageInstallCertificateSelectContainer::OnWizardBack() {
     ChooseByHand();
-    ShowContainer({}, SelectedProvider());
+    ClearName();
     return 0;
 }
 
@@ -78,7 +76,7 @@ void CWizPageInstallCertificateSelectContainer::OnAutomatically() {
         SearchAndShow();
     } else {
         ChooseByHand();
-        ShowContainer({}, SelectedProvider());
+        ClearName();
     }
 }
 
@@ -89,53 +87,49 @@ void CWizPageInstallCertificateSelectContainer::ChooseByHand() {
 
 // A search that the user stops leaves the page as it was before.
 void CWizPageInstallCertificateSelectContainer::SearchAndShow() {
+    const ClientWindow client(m_hWnd);
+    const std::wstring named = ContainerName();
     EnableChoice(false);
+    EnableOwner(false);
     SearchResult result;
     try {
         result = Search();
     } catch (...) {
+        EnableOwner(true);
         ChooseByHand();  // out of memory; the page stays usable
         throw;
     }
+    EnableOwner(true);
     if (result.end == SearchEnd::Found) {
         ShowContainer(std::move(result.container), static_cast<int>(result.provider));
         return;
     }
     ChooseByHand();
-    if (result.end == SearchEnd::Stopped) return;
-    ShowContainer({}, SelectedProvider());
+    if (result.end == SearchEnd::Stopped) {
+        ShowContainer(named, SelectedProvider());
+        return;
+    }
+    ClearName();
     MessageBoxId(IDS_CONTAINER_NOT_FOUND, MB_ICONEXCLAMATION);
 }
 
 SearchResult CWizPageInstallCertificateSelectContainer::Search() {
-    const Raised searching(searching_);
     const ProgressLine progress(GetDlgItem(IDC_SELECT_PROGRESS));
-    stop_ = false;
     shownAt_ = 0;
-    const ClientWindow client(m_hWnd);
     const CWaitCursor wait;
-    SearchResult result = SearchContainers(Providers(), SelectedKeySet(), *state_.file.certificate.get(), *this);
-    TakeCancelInput(GetParent());  // nor is what came too late for what the sheet shows now
-    return result;
+    const LongWork work(GetParent(), activity_);
+    return SearchContainers(Providers(), SelectedKeySet(), *state_.file.certificate.get(), *this);
 }
 
 bool CWizPageInstallCertificateSelectContainer::Searching(const std::wstring& provider, const std::wstring& container) {
+    if (!container.empty()) TakeCandidate(container);
     const ULONGLONG now = GetTickCount64();
     if (now - shownAt_ >= kBetweenTexts) {
         shownAt_ = now;
         const std::wstring text = container.empty() ? FormatStringId(IDS_SEARCHING_PROVIDER, provider)
                                                     : FormatStringId(IDS_SEARCHING_CONTAINER, provider, container);
         ::SetWindowTextW(GetDlgItem(IDC_SELECT_PROGRESS), text.c_str());
-        RedrawWindow(GetParent(), nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
+        ShowCandidate();
     }
-    // After the painting, since some systems bring it to the screen only when a thread asks for input.
-    if (TakeCancelInput(GetParent())) stop_ = true;
-    return !stop_;
-}
-
-// Cancelling ends the search first; the wizard stays.
-bool CWizPageInstallCertificateSelectContainer::OnQueryCancel() {
-    if (!searching_) return CWizPageSelectContainer::OnQueryCancel();
-    stop_ = true;
-    return false;
+    return activity_.work->GoOn();
 }

@@ -14,7 +14,6 @@ class CWizPageInstallCertificateSelectContainer : public CWizPageSelectContainer
     bool OnInitDialog() override;
     LRESULT OnWizardNext() override;
     LRESULT OnWizardBack() override;
-    bool OnQueryCancel() override;
 
   private:
     bool Searching(const std::wstring& provider, const std::wstring& container) override;
@@ -25,7 +24,5 @@ class CWizPageInstallCertificateSelectContainer : public CWizPageSelectContainer
     void ChooseByHand();
 
     InstallCertificateState& state_;
-    bool searching_ = false;
-    bool stop_ = false;      // the user doesn't want the search to go on
     ULONGLONG shownAt_ = 0;  // when the progress was shown last, in milliseconds of the system's time
 };

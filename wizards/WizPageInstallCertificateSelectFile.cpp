@@ -38,8 +38,9 @@ bool CWizPageInstallCertificateSelectFile::OnSetActive() {
     return shown;
 }
 
+// Also while the path is typed: a user who types it would otherwise have no way on.
 void CWizPageInstallCertificateSelectFile::UpdateWizardButtons() {
-    GetParentSheet()->SetWizardButtons(GetWindowTextLengthW(GetDlgItem(IDC_FILE_NAME)) > 0 ? PSWIZB_NEXT : 0);
+    SetWizardButtons(GetWindowTextLengthW(GetDlgItem(IDC_FILE_NAME)) > 0 ? PSWIZB_NEXT : 0);
 }
 
 void CWizPageInstallCertificateSelectFile::OnBrowse() {
@@ -62,9 +63,9 @@ LRESULT CWizPageInstallCertificateSelectFile::OnWizardNext() {
 bool CWizPageInstallCertificateSelectFile::OpenFile() {
     const CWaitCursor wait;
     state_.filePath.clear();
-    state_.file = {};
+    state_.file.store = {};
     std::optional<CertificateFile> opened = OpenCertificateFile(path_);
-    if (!opened) return false;
+    if (!opened) return false;  // the certificate that was chosen before stays until another file is open
     state_.file.several = !opened->only;
     state_.file.certificate = std::move(opened->only);
     state_.file.store = std::move(opened->store);

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "framework/DataExchange.h"
-#include "framework/PropertySheet.h"
+#include "framework/Text.h"
 #include "resources/resource.h"
 
 CWizPageInstallCertificateSelectStore::CWizPageInstallCertificateSelectStore(InstallCertificateState& state)
@@ -38,9 +38,9 @@ void CWizPageInstallCertificateSelectStore::OnBrowse() {
 
 void CWizPageInstallCertificateSelectStore::Show(NamedStore store) {
     state_.target = std::move(store);
-    storeName_ = state_.target.name;
+    storeName_ = VisibleText(state_.target.name);
     UpdateData(false);
-    GetParentSheet()->SetWizardButtons(storeName_.empty() ? PSWIZB_BACK : PSWIZB_BACK | PSWIZB_NEXT);
+    SetWizardButtons(storeName_.empty() ? PSWIZB_BACK : PSWIZB_BACK | PSWIZB_NEXT);
 }
 
 LRESULT CWizPageInstallCertificateSelectStore::OnWizardNext() {

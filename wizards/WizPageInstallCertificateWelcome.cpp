@@ -14,6 +14,6 @@ bool CWizPageInstallCertificateWelcome::OnInitDialog() {
 }
 
 bool CWizPageInstallCertificateWelcome::OnSetActive() {
-    GetParentSheet()->SetWizardButtons(PSWIZB_NEXT);
+    SetWizardButtons(PSWIZB_NEXT);
     return CWizardPageBase::OnSetActive();
 }

@@ -1,6 +1,7 @@
 #include "wizards/WizPageSelectCertificate.h"
 
 #include "csp/CertificateText.h"
+#include "framework/Text.h"
 #include "resources/resource.h"
 #include "wizards/CertificateBrowser.h"
 
@@ -55,7 +56,7 @@ bool CWizPageSelectCertificate::OnSetActive() {
 void CWizPageSelectCertificate::ShowChosen() {
     const CERT_CONTEXT* certificate = choice_.certificate.get();
     for (const Field& field : kFields)
-        ::SetWindowTextW(GetDlgItem(field.edit), certificate ? field.text(*certificate).c_str() : L"");
+        ::SetWindowTextW(GetDlgItem(field.edit), certificate ? VisibleText(field.text(*certificate)).c_str() : L"");
     ::EnableWindow(GetDlgItem(IDC_CERTIFICATE_PROPERTIES), certificate != nullptr);
     ::EnableWindow(GetDlgItem(IDC_CERTIFICATE_INSTALL), certificate != nullptr);
     UpdateWizardButtons();

@@ -53,6 +53,7 @@ void CWizPageSelectContainer::DoDataExchange(CDataExchange* exchange) {
     DDX_Control(exchange, IDC_SELECT_BROWSE, browse_);
     DDX_Control(exchange, IDC_SELECT_PROVIDER, providers_);
     DDX_Control(exchange, IDC_SELECT_COMPUTER, computer_);
+    DDX_Control(exchange, IDC_SELECT_USER, user_);
     DDX_Control(exchange, IDC_SELECT_NAME, name_);
     DDX_Text(exchange, IDC_SELECT_NAME, containerName_);
     DDV_MaxChars(exchange, containerName_, kLongestName);
@@ -68,7 +69,8 @@ bool CWizPageSelectContainer::OnInitDialog() {
     }
     browse_.ShowWindow(options_.browse ? SW_SHOW : SW_HIDE);
     byCertificate_.ShowWindow(options_.byCertificate ? SW_SHOW : SW_HIDE);
-    if (MayWrite(kGlobalSection)) computer_.EnableWindow();
+    mayUseComputer_ = MayWrite(kGlobalSection);
+    EnableOwner(true);
     UpdateData(false);
     return true;
 }
@@ -96,6 +98,7 @@ bool CWizPageSelectContainer::OnSetActive() {
 }
 
 void CWizPageSelectContainer::UpdateWizardButtons() {
+    if (activity_.work) return;  // none is offered, whatever name is being looked into
     CPropertySheet& sheet = *GetParentSheet();
     const int page = sheet.GetPageIndex(*this);
     const bool last = page == sheet.GetPageCount() - 1;
@@ -107,7 +110,7 @@ void CWizPageSelectContainer::UpdateWizardButtons() {
     } else if (named) {
         buttons |= PSWIZB_NEXT;
     }
-    sheet.SetWizardButtons(buttons);
+    SetWizardButtons(buttons);
 }
 
 bool CWizPageSelectContainer::TakeName() {
@@ -168,8 +171,23 @@ void CWizPageSelectContainer::ShowContainer(std::wstring name, int provider) {
     ShowFound();
 }
 
+void CWizPageSelectContainer::ShowCandidate() {
+    name_.SetWindowText(containerName_);
+}
+
+void CWizPageSelectContainer::ClearName() {
+    name_.SetWindowText({});
+    UpdateData(true);
+    UpdateWizardButtons();
+}
+
 void CWizPageSelectContainer::EnableChoice(bool enable) {
     for (CWnd* control : std::initializer_list<CWnd*>{&name_, &browse_, &providers_}) control->EnableWindow(enable);
+}
+
+void CWizPageSelectContainer::EnableOwner(bool enable) {
+    user_.EnableWindow(enable);
+    computer_.EnableWindow(enable && mayUseComputer_);
 }
 
 void CWizPageSelectContainer::SelectProvider(const std::wstring& name) {

@@ -47,15 +47,23 @@ class CWizPageSelectContainer : public CWizardPageBase {
 
     // The providers of the list, in its order.
     std::vector<SearchedProvider> Providers() const;
-    int SelectedProvider() const noexcept { return provider_; }  // its position
+    int SelectedProvider() const noexcept { return provider_; }  // its position when the controls were last taken
 
     KeySet SelectedKeySet() const noexcept { return keySet_ > 0 ? KeySet::Computer : KeySet::User; }
 
     // Shows this container in place of what the page names; the provider by its position.
     void ShowContainer(std::wstring name, int provider);
 
-    // Whether the user may name a container and choose its provider.
+    // The container that is being looked into takes the place of the named one, on the page when it is shown.
+    void TakeCandidate(const std::wstring& name) { containerName_ = name; }
+    void ShowCandidate();
+
+    // Empties the name and takes the other controls as they are.
+    void ClearName();
+
+    // Whether the user may name a container and choose its provider; whether he may choose whose it is.
     void EnableChoice(bool enable);
+    void EnableOwner(bool enable);
 
     // Selects the provider of exactly this name; the first one when there is none.
     void SelectProvider(const std::wstring& name);
@@ -77,7 +85,8 @@ class CWizPageSelectContainer : public CWizardPageBase {
 
     Options options_;
     WizardState& state_;
-    CWnd byCertificate_, browse_, computer_, name_;
+    bool mayUseComputer_ = false;
+    CWnd byCertificate_, browse_, user_, computer_, name_;
     CComboBox providers_;  // an item's data is the provider's type
     std::wstring containerName_;
     int keySet_ = -1;    // position in the group of radio buttons

@@ -1,11 +1,39 @@
 #include "wizards/WizardPageBase.h"
 
 #include "applet/services/Strings.h"
+#include "framework/PropertySheet.h"
+#include "framework/Raised.h"
 
 namespace {
 
+constexpr UINT kNextButton = 0x3024;  // ID_WIZFINISH is the other
+
 std::wstring Load(UINT id) {
     return id ? LoadStringLang(id) : std::wstring();
+}
+
+bool IsPushButton(HWND control) noexcept {
+    return (SendMessageW(control, WM_GETDLGCODE, 0, 0) & (DLGC_DEFPUSHBUTTON | DLGC_UNDEFPUSHBUTTON)) != 0;
+}
+
+// The answer to an action of the user that is refused; nothing for a message that isn't one.
+MessageResult Refusal(const Message& message, HWND sheet) noexcept {
+    if (message.id == WM_COMMAND && message.lParam && HIWORD(message.wParam) == BN_CLICKED) return 0;
+    if (message.id != WM_NOTIFY) return {};
+    const auto* header = reinterpret_cast<const NMHDR*>(message.lParam);
+    if (header->hwndFrom != sheet) return {};
+    switch (header->code) {
+        case PSN_WIZBACK:
+        case PSN_WIZNEXT: return -1;
+        case PSN_KILLACTIVE:
+        case PSN_QUERYCANCEL:
+        case PSN_WIZFINISH: return TRUE;
+        default: return {};
+    }
+}
+
+bool IsCancel(const Message& message) noexcept {
+    return message.id == WM_NOTIFY && reinterpret_cast<const NMHDR*>(message.lParam)->code == PSN_QUERYCANCEL;
 }
 
 }  // namespace
@@ -17,4 +45,32 @@ CWizardPageBase::CWizardPageBase(UINT dialog, UINT caption, UINT title, UINT sub
 
 CWizardPageBase::CWizardPageBase(UINT dialog, UINT caption) : CWizardPageBase(dialog, caption, 0, 0) {
     HideHeader();
+}
+
+UINT CWizardPageBase::LeadingButton() const noexcept {
+    return buttons_ & (PSWIZB_FINISH | PSWIZB_DISABLEDFINISH) ? UINT{ID_WIZFINISH} : kNextButton;
+}
+
+void CWizardPageBase::SetWizardButtons(DWORD buttons) noexcept {
+    buttons_ = buttons;
+    CPropertySheet& sheet = *GetParentSheet();
+    sheet.SetWizardButtons(buttons);
+    sheet.PostMessage(DM_SETDEFID, LeadingButton());
+}
+
+HWND CWizardPageBase::OnQueryInitialFocus() {
+    const HWND first = CPropertyPageLang::OnQueryInitialFocus();
+    if (!IsPushButton(first) || !(buttons_ & (PSWIZB_NEXT | PSWIZB_FINISH))) return first;
+    return ::GetDlgItem(GetParent(), static_cast<int>(LeadingButton()));
+}
+
+MessageResult CWizardPageBase::HandleMessage(const Message& message) {
+    const MessageResult refusal = Refusal(message, GetParent());
+    if (!refusal) return CPropertyPageLang::HandleMessage(message);
+    if (activity_.busy) {
+        if (activity_.work && IsCancel(message)) activity_.work->Cancel();
+        return refusal;
+    }
+    const Raised busy(activity_.busy);
+    return CPropertyPageLang::HandleMessage(message);
 }

@@ -82,13 +82,14 @@ class WizardTest : public testing::Test {
             EXPECT_EQ(Ui::Enabled(Ui::Page(sheet), control), enabled);
         };
     }
-    static constexpr UINT kNext = 0x3024;  // the sheet's button
+    static constexpr UINT kBack = 0x3023, kNext = 0x3024, kFinish = 0x3025;  // the sheet's buttons
     using Texts = std::vector<std::wstring>;
     using Step = ModalScript::Step;
     using Steps = std::vector<Step>;
     SpokenLanguage language{kEnglish};
     Texts boxes;  // of the last run
 
+    static bool ClientIsSet() { return !clients_.empty() && clients_.back(); }
     // Whether the client window set last was none; what was set before is forgotten.
     static bool ClientIsReset() {
         const bool reset = clients_.empty() || clients_.back() == nullptr;

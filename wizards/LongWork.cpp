@@ -1,10 +1,14 @@
-#include "wizards/CancelInput.h"
+#include "wizards/LongWork.h"
+
+#include <cstddef>
 
 namespace {
 
 struct MessageRange {
     UINT first, last;
 };
+
+constexpr int kWizardButtons[] = {0x3023, 0x3024, 0x3025};  // the sheet's Back, Next and Finish
 
 constexpr MessageRange kInput[] = {{WM_KEYFIRST, WM_KEYLAST},
                                    {WM_MOUSEFIRST, WM_MOUSELAST},
@@ -25,15 +29,16 @@ bool IsKey(const MSG& message) {
     return message.message >= WM_KEYFIRST && message.message <= WM_KEYLAST;
 }
 
-// Of the sheet's frame only the Close button is let through; moving and sizing would hold up what goes on.
+// Of the sheet's frame only the Close button is let through; moving and sizing would hold up the work.
 bool IsForClosing(const MSG& message, HWND sheet, HWND cancel) {
     const bool frame = message.message >= WM_NCMOUSEMOVE && message.message <= WM_NCXBUTTONDBLCLK;
     return frame ? message.hwnd == sheet && message.wParam == HTCLOSE : message.hwnd == cancel;
 }
 
-}  // namespace
-
-bool TakeCancelInput(HWND sheet) {
+// Takes the input that waits for the sheet. Presses of its Cancel and Close buttons reach it, and so its page as
+// PSN_QUERYCANCEL, before this returns; any other input is dropped, since it was meant for what the sheet showed
+// before. True when the user pressed Esc, or the thread is to end.
+bool TakeCancelInput(HWND sheet) noexcept {
     const HWND cancel = GetDlgItem(sheet, IDCANCEL);
     bool pressed = false;
     for (const MessageRange& range : kInput) {
@@ -51,4 +56,29 @@ bool TakeCancelInput(HWND sheet) {
         }
     }
     return pressed;
+}
+
+}  // namespace
+
+LongWork::LongWork(HWND sheet, PageActivity& activity) noexcept
+    : sheet_(sheet), activity_(activity), before_(activity), buttons_() {
+    activity_ = {true, this};
+    for (std::size_t i = 0; i < buttons_.size(); ++i) {
+        buttons_[i].window = GetDlgItem(sheet_, kWizardButtons[i]);
+        buttons_[i].enabled = IsWindowEnabled(buttons_[i].window) != FALSE;
+        EnableWindow(buttons_[i].window, FALSE);
+    }
+}
+
+LongWork::~LongWork() {
+    TakeCancelInput(sheet_);
+    for (const Button& button : buttons_) EnableWindow(button.window, button.enabled);
+    activity_ = before_;
+}
+
+bool LongWork::GoOn() noexcept {
+    RedrawWindow(sheet_, nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
+    // After the painting, since some systems bring it to the screen only when a thread asks for input.
+    if (TakeCancelInput(sheet_)) cancelled_ = true;
+    return !cancelled_;
 }
