@@ -9,8 +9,11 @@
 
 #include "csp/KeySet.h"
 
+// Thrown by a report that wants no more rows: the check ends at once, without a verdict.
+struct CheckCancelled {};
+
 // Where the check's rows go, each as soon as it is found. Labels, and values given as numbers, are ids of strings
-// (CheckTexts.h).
+// (CheckTexts.h). What any of these throws is passed on to the check's caller.
 struct CheckReport {
     virtual void Row(UINT label, UINT value) = 0;  // value 0: none
     virtual void Row(UINT label, std::wstring_view value) = 0;

@@ -1,10 +1,14 @@
 // The wizard that checks a container, against a container of the software provider.
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <new>
+
 #include "applet/services/ErrorText.h"
 #include "tests/support/ClipboardText.h"
 #include "tests/support/Directory.h"
 #include "tests/support/Wizards.h"
+#include "wizards/CheckMarks.h"
 #include "wizards/ReportText.h"
 
 namespace {
@@ -23,26 +27,77 @@ std::wstring ListText(HWND list) {
     return text;
 }
 
+// The row's mark and the weight of its font.
+std::pair<CheckMark, LONG> Look(HWND page, int row) {
+    const HWND list = GetDlgItem(page, IDC_REPORT_ROWS);
+    const HDC dc = CreateCompatibleDC(nullptr);
+    NMLVCUSTOMDRAW drawing{};
+    drawing.nmcd.hdr = {list, IDC_REPORT_ROWS, UINT(NM_CUSTOMDRAW)};
+    drawing.nmcd.dwDrawStage = CDDS_ITEMPREPAINT;
+    drawing.nmcd.hdc = dc;
+    drawing.nmcd.dwItemSpec = static_cast<DWORD_PTR>(row);
+    SendMessageW(page, WM_NOTIFY, IDC_REPORT_ROWS, reinterpret_cast<LPARAM>(&drawing));
+    LOGFONTW font{};
+    GetObjectW(GetCurrentObject(dc, OBJ_FONT), sizeof font, &font);
+    DeleteDC(dc);
+    return {CheckMark(ListView_GetItemState(list, row, LVIS_STATEIMAGEMASK) >> 12), font.lfWeight};
+}
+
+int FindRow(HWND list, const wchar_t* label) {
+    LVFINDINFOW request{LVFI_STRING, label, 0, {}, 0};
+    return static_cast<int>(SendMessageW(list, LVM_FINDITEMW, WPARAM(-1), reinterpret_cast<LPARAM>(&request)));
+}
+
 const ImportPatch* sign;
 bool refused, painted;
+int signatures;
+std::function<void(HWND sheet)> during;
 
 // Looks at the report in the middle of the check.
 BOOL WINAPI Sign(HCRYPTHASH hash, DWORD key, LPCWSTR text, DWORD flags, BYTE* signature, DWORD* size) {
-    const HWND list = GetDlgItem(Ui::Page(Ui::Current()), IDC_REPORT_ROWS);
+    const HWND sheet = Ui::Current(), page = Ui::Page(sheet), list = GetDlgItem(page, IDC_REPORT_ROWS);
     painted = IsWindowVisible(list) && ListView_GetItemCount(list) > 4 && !GetUpdateRect(list, nullptr, FALSE);
+    signatures += !signature;  // whose length is asked for first
+    if (during) during(sheet);
     SetLastError(ERROR_ACCESS_DENIED);
     return !refused && sign->Original<decltype(CryptSignHashW)>()(hash, key, text, flags, signature, size);
 }
 
-using CheckWizard = WizardTest;
+int verifications;
+
+BOOL WINAPI Verify(HCRYPTHASH, const BYTE*, DWORD, HCRYPTKEY, LPCWSTR, DWORD) {
+    return ++verifications;
+}
+
+struct CheckWizard : WizardTest {
+    CheckWizard() {
+        sign = &patch;
+        during = nullptr, refused = false, signatures = 0;
+        EXPECT_TRUE(patch.Found());
+    }
+    const ImportPatch patch{nullptr, "CryptSignHashW", &Sign};
+    const Step next = Press(PSBTN_NEXT);
+};
 
 TEST_F(CheckWizard, ShowsAndCopiesTheRowsAsTheyCome) {
-    const ImportPatch patch(nullptr, "CryptSignHashW", &Sign);
-    sign = &patch;
     RunTool(L"remove \"Имя %1\"");  // of a run that was broken off
     EXPECT_EQ(RunTool(L"create \"Имя %1\" --certs none"), 0u);
+    during = [](HWND sheet) {  // nothing is completed yet, and only Cancel does something
+        EXPECT_FALSE(Ui::Visible(Ui::Page(sheet), IDC_REPORT_TITLE));
+        EXPECT_FALSE(Ui::Enabled(Ui::Page(sheet), IDC_REPORT_COPY));
+        for (const UINT button : {kBack, kNext, kFinish}) EXPECT_FALSE(Ui::Enabled(sheet, button)) << button;
+        EXPECT_TRUE(Ui::Enabled(sheet, IDCANCEL));
+        EXPECT_EQ(LOWORD(SendMessageW(sheet, DM_GETDEFID, 0, 0)), kFinish);
+    };
     const auto look = [](HWND sheet) {
         EXPECT_EQ(Ui::Text(sheet), L"Check private key container");
+        const HWND page = Ui::Page(sheet), list = GetDlgItem(page, IDC_REPORT_ROWS);
+        EXPECT_TRUE(Ui::Visible(page, IDC_REPORT_TITLE));
+        EXPECT_EQ(Look(page, 0), std::pair(refused ? CheckMark::Failed : CheckMark::Succeeded, LONG{FW_BOLD}));
+        EXPECT_EQ(Look(page, FindRow(list, L"  signing")),
+                  std::pair(refused ? CheckMark::Failed : CheckMark::None, LONG{FW_NORMAL}));
+        EXPECT_EQ(Look(page, FindRow(list, L"  certificate in container")),
+                  std::pair(CheckMark::Note, LONG{FW_NORMAL}));
         Ui::Click(Ui::Page(sheet), IDC_REPORT_COPY);
         const std::wstring report = ClipboardText();
         EXPECT_EQ(report, ListText(GetDlgItem(Ui::Page(sheet), IDC_REPORT_ROWS)));
@@ -51,12 +106,57 @@ TEST_F(CheckWizard, ShowsAndCopiesTheRowsAsTheyCome) {
         const std::wstring signing = refused ? ErrorMessageText(ERROR_ACCESS_DENIED) : L"succeed";
         for (const auto& row : {Row(L"  name", L"Имя %1"), Row(L"  ", L"1.2.643.2.2.30.1"), Row(L"  signing", signing)})
             EXPECT_NE(report.find(row), report.npos) << testing::PrintToString(report);
-        EXPECT_TRUE(painted && Ui::Enabled(sheet, 0x3023) && Ui::Enabled(sheet, 0x3025));  // Back, Finish
+        EXPECT_TRUE(painted && Ui::Enabled(sheet, kBack) && Ui::Enabled(sheet, kFinish));
         refused = true;
     };
-    const auto next = Press(PSBTN_NEXT);
     EXPECT_EQ(Check({Type(L"Имя %1"), next, look, Press(PSBTN_BACK), next, look, Press(PSBTN_FINISH)}), ID_WIZFINISH);
     RunTool(L"remove \"Имя %1\"");
+}
+
+// The user goes on before a check has begun, gets ahead of its end, or cancels it; or memory runs out.
+TEST_F(CheckWizard, EndsWithOneWholeReportOrNone) {
+    const auto post = [](UINT button) {
+        return [=](HWND sheet) { PostMessageW(GetDlgItem(sheet, static_cast<int>(button)), BM_CLICK, 0, 0); };
+    };
+    const struct {
+        const char* name;
+        std::function<void(HWND)> during;
+        int appearances;  // of the page, without a pause
+        int rows;         // of the report; 0: the wizard is closed
+        const wchar_t* verdict;
+    } cases[] = {
+        {"back and on again", nullptr, 2, 18, L"Check container succeed"},
+        {"Finish", post(kFinish), 1, 18, L"Check container succeed"},
+        {"Back", post(kBack), 1, 18, L"Check container succeed"},
+        {"Enter", [](HWND) { PostMessageW(GetFocus(), WM_KEYDOWN, VK_RETURN, 0); }, 1, 18, L"Check container succeed"},
+        {"no memory", [](HWND) { throw std::bad_alloc(); }, 1, 10, L"Check container failed"},
+        {"Cancel", post(IDCANCEL), 1, 0, L""},
+        {"Esc", [](HWND) { PostMessageW(GetFocus(), WM_KEYDOWN, VK_ESCAPE, 0); }, 1, 0, L""},
+    };
+    RunTool(L"remove Once");
+    EXPECT_EQ(RunTool(L"create Once --keys s --certs none"), 0u);
+    const ImportPatch verify(nullptr, "CryptVerifySignatureW", &Verify);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        during = c.during, signatures = verifications = 0;
+        bool closed = true;
+        const auto on = [&](HWND sheet) {
+            for (int page = 1; page < c.appearances; ++page) Ui::Press(sheet, PSBTN_NEXT), Ui::Press(sheet, PSBTN_BACK);
+            Ui::Press(sheet, PSBTN_NEXT);
+        };
+        ModalScript script({Type(L"Once"), on, [&](HWND sheet) {
+                                closed = false;
+                                const HWND page = Ui::Page(sheet), list = GetDlgItem(page, IDC_REPORT_ROWS);
+                                EXPECT_EQ(ListView_GetItemCount(list), c.rows);
+                                EXPECT_TRUE(ListText(list).starts_with(c.verdict));
+                                EXPECT_TRUE(Ui::Visible(page, IDC_REPORT_TITLE));
+                            }});
+        EXPECT_EQ(CWizardCheckContainer(nullptr).DoModal(), IDCANCEL);
+        EXPECT_EQ(closed, c.rows == 0);
+        EXPECT_EQ(signatures, 1);
+        EXPECT_EQ(verifications, c.rows == 18) << "calls after the check's end";
+    }
+    RunTool(L"remove Once");
 }
 
 // The whole report, as a Russian user reads it.

@@ -7,6 +7,7 @@
 #include "framework/Handles.h"
 #include "framework/ListCtrl.h"
 #include "wizards/CheckContainerState.h"
+#include "wizards/CheckMarks.h"
 #include "wizards/ReportText.h"
 #include "wizards/WizardPageBase.h"
 
@@ -30,13 +31,18 @@ class CWizPageCheckContainerFinish : public CWizardPageBase, private CheckReport
     void Verdict(UINT label, UINT value) override;
 
     enum class Place { Top, End };
-    void Insert(Place place, std::wstring label, std::wstring value);
+    void Insert(Place place, CheckMark mark, std::wstring label, std::wstring value);
 
+    void ShowCompleted(bool completed);
+    void Clear();
     void RunCheck();
+    void SizeColumns();
     void OnCopy();
+    LRESULT OnDraw(const Message& message);  // the list's NM_CUSTOMDRAW
 
     CheckContainerState& state_;
-    UniqueFont titleFont_;
+    bool due_ = false;  // the page has appeared, and its check hasn't begun
+    UniqueFont titleFont_, verdictFont_;
     CListCtrl list_;
     std::vector<ReportRow> rows_;  // what the list shows
 };

@@ -22,6 +22,16 @@ icon() {
   convert "${images[@]}" -define png:compression-level=9 "../$name.ico"
 }
 
+# The marks of the check's report stand beside lines of text only.
+mark() {
+  local size images=()
+  for size in 16 20 24 32; do
+    rsvg-convert -w "$size" -h "$size" "mark-$1.svg" -o "$work/mark-$1-$size.png"
+    images+=("$work/mark-$1-$size.png")
+  done
+  convert "${images[@]}" "../mark-$1.ico"
+}
+
 # Sixteen colours without dithering: four bits a pixel.
 bitmap() {
   rsvg-convert "$1.svg" -w "$2" -h "$3" -o "$work/$1.png"
@@ -29,6 +39,7 @@ bitmap() {
 }
 
 for name in product readers random carriers; do icon "$name"; done
+for name in succeeded failed note; do mark "$name"; done
 bitmap header 53 53
 bitmap watermark 145 290
-echo "render: four icons and two bitmaps written"
+echo "render: seven icons and two bitmaps written"
