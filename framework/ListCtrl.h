@@ -51,7 +51,7 @@ class CListCtrl : public CWnd {
     bool SortItems(PFNLVCOMPARE compare, LPARAM argument) noexcept {
         return SendMessage(LVM_SORTITEMS, static_cast<WPARAM>(argument), reinterpret_cast<LPARAM>(compare)) != 0;
     }
-    // The list's own from here: it destroys them.
+    // The list view destroys the images.
     void SetStateImages(HIMAGELIST images) noexcept {
         SendMessage(LVM_SETIMAGELIST, LVSIL_STATE, reinterpret_cast<LPARAM>(images));
     }
