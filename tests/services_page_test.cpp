@@ -81,7 +81,6 @@ TEST(ConfigPage, EveryStepOfTheRestartCanFailAndTheTokenIsClosed) {
     const ImportPatch open(nullptr, "OpenProcessToken", &Restart::Open),
         lookUp(nullptr, "LookupPrivilegeValueW", &Restart::LookUp),
         adjust(nullptr, "AdjustTokenPrivileges", &Restart::Adjust), exit(nullptr, "ExitWindowsEx", &Restart::Exit);
-    ASSERT_TRUE(open.Found() && lookUp.Found() && adjust.Found() && exit.Found());
     for (const Step step : {kOpen, kLookUp, kAdjust, kNotAssigned, kExit, kNone}) {
         failing = step;
         Restart::token = nullptr;

@@ -313,7 +313,6 @@ TEST(SoftcspKilled, DISABLED_Child) {
     const NewContainer made = Made(L"new");
     const ImportPatch create(nullptr, "CreateFileW", DoomedCreate), write(nullptr, "WriteFile", DoomedWrite),
         flush(nullptr, "FlushFileBuffers", DoomedFlush), move(nullptr, "MoveFileExW", DoomedMove);
-    ASSERT_TRUE(create.Found() && write.Found() && flush.Found() && move.Found());
     countdown = std::atoi(text);
     const bool replaces = GetEnvironmentVariableA("KILL_REPLACING", text, sizeof text) != 0;
     const DWORD result = replaces ? store.Save(kPlace, made.container) : store.Create(kPlace, made.container);

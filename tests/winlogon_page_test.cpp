@@ -198,7 +198,8 @@ TEST_F(WinlogonPage, ShowsWhatIsStoredAndMayBeChanged) {
     for (const std::string trouble : {"disabled", "missing", "denied", "no provider"}) {
         readersEnabled.Set(trouble == "missing" ? std::optional<long>() : trouble != "disabled");
         const Denied rights(trouble == "denied" ? L"\\config\\Parameters" : L"\\config\\none");
-        const ImportPatch none(nullptr, trouble[0] == 'n' ? "CryptEnumProvidersW" : "none", &System::NoProvider);
+        std::optional<ImportPatch> none;
+        if (trouble == "no provider") none.emplace(nullptr, "CryptEnumProvidersW", &System::NoProvider);
         Run({[&](HWND sheet) {
             const HWND page = Ui::Page(sheet);
             EXPECT_EQ(Checks(page), trouble == "denied" ? L"(x)(-)" : L"x-");

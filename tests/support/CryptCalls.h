@@ -1,4 +1,5 @@
-// Stands in front of the calls of CryptoAPI that the running program makes, for the life of the object.
+// Stands in front of the calls of CryptoAPI that the running program makes, as far as it makes them, for the life of
+// the object.
 #pragma once
 
 #include <windows.h>
@@ -49,10 +50,27 @@ class CryptCalls {
     }
     template <size_t... indices>
     void Patch(std::index_sequence<indices...>) {
-        ((patches_[indices] = std::make_unique<ImportPatch>(nullptr, kNames[indices], &Entry<indices>)), ...);
+        const auto patch = [](const char* name, Function* entry) {
+            return ImportPatch::IsImported(nullptr, name) ? std::make_unique<ImportPatch>(nullptr, name, entry)
+                                                          : nullptr;
+        };
+        ((patches_[indices] = patch(kNames[indices], &Entry<indices>)), ...);
     }
 
     static inline CryptCalls* self_ = nullptr;
     Handler handler_;
     std::array<std::unique_ptr<ImportPatch>, std::size(kNames)> patches_;
 };
+
+// What a provider gives as a certificate is spoiled while the result lives: "cut" lacks its last byte, "overlong" has a
+// header that announces 16 KB more than there are.
+inline CryptCalls SpoiledCertificates(std::string_view how) {
+    return CryptCalls([how](const CryptCalls::Call& call) {
+        const auto result = call();
+        if (call.name != "CryptGetKeyParam" || call.a[1] != 26 /* KP_CERTIFICATE */ || !result || !call.a[2])
+            return result;
+        if (how == "cut") --*call.At<DWORD*>(3);
+        if (how == "overlong") call.At<BYTE*>(2)[2] |= 0x40;
+        return result;
+    });
+}

@@ -163,8 +163,8 @@ FaultInjection::FaultInjection(HMODULE module, Support support) {
             if (support == Support::Included) IncludeLookUp(i);
             continue;
         }
+        if (!ImportPatch::IsImported(module, functions[i].name)) continue;
         auto patch = std::make_unique<ImportPatch>(module, functions[i].name, kEntries.at(i));
-        if (!patch->Found()) continue;
         state->originals[i] = patch->Original<Raw>();
         state->patches[i] = std::move(patch);
     }

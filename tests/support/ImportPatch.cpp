@@ -1,5 +1,7 @@
 #include "tests/support/ImportPatch.h"
 
+#include <gtest/gtest.h>
+
 #include <cstring>
 
 namespace {
@@ -10,6 +12,7 @@ Type* At(HMODULE module, DWORD offset) {
 }
 
 void** FindSlot(HMODULE module, const char* function) {
+    if (!module) module = GetModuleHandleW(nullptr);
     const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(module);
     const auto* headers = At<const IMAGE_NT_HEADERS>(module, static_cast<DWORD>(dos->e_lfanew));
     const IMAGE_DATA_DIRECTORY& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
@@ -36,9 +39,16 @@ void Write(void** slot, void* value) {
 
 }  // namespace
 
+bool ImportPatch::IsImported(HMODULE module, const char* function) {
+    return FindSlot(module, function) != nullptr;
+}
+
 ImportPatch::ImportPatch(HMODULE module, const char* function, void* replacement, int)
-    : slot_(FindSlot(module ? module : GetModuleHandleW(nullptr), function)) {
-    if (!slot_) return;
+    : slot_(FindSlot(module, function)) {
+    if (!slot_) {
+        ADD_FAILURE() << function << " is not imported, so its replacement would never be called";
+        return;
+    }
     original_ = *slot_;
     Write(slot_, replacement);
 }

@@ -5,8 +5,8 @@
 
 class ImportPatch {
   public:
-    // Patches every import of `function` (its exported name, from whichever library) in `module`'s import table.
-    // `module` nullptr: the running program.
+    // Patches the import of `function` (its exported name, from whichever library) in `module`'s import table. The test
+    // fails when there is none: it would test something else. `module` nullptr: the running program.
     template <class Function>
     ImportPatch(HMODULE module, const char* function, Function* replacement)
         : ImportPatch(module, function, reinterpret_cast<void*>(replacement), 0) {}
@@ -14,8 +14,7 @@ class ImportPatch {
     ImportPatch(const ImportPatch&) = delete;
     ImportPatch& operator=(const ImportPatch&) = delete;
 
-    // False when the module doesn't import the function: a test that relies on the patch must say so.
-    bool Found() const noexcept { return slot_ != nullptr; }
+    static bool IsImported(HMODULE module, const char* function);
 
     // The function that was there before.
     template <class Function>
@@ -26,6 +25,6 @@ class ImportPatch {
   private:
     ImportPatch(HMODULE module, const char* function, void* replacement, int);
 
-    void** slot_ = nullptr;
+    void** slot_;
     void* original_ = nullptr;
 };
