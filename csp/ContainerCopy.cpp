@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "csp/ContainerExtensionEnum.h"
+#include "csp/DerSequence.h"
 #include "csp/ExtensionRecord.h"
 #include "csp/FirstFailure.h"
 #include "csp/KeyTransfer.h"
@@ -49,27 +50,30 @@ class Reading {
         return SUCCEEDED(result) && saving.Failed() ? E_FAIL : result;
     }
 
-    // A key that isn't there is left out.
+    // A key that the container doesn't have is left out. Only the first call can report that: the same code from a
+    // later one is a failure, since the key is there.
     HRESULT ReadKey(DWORD keySpec, HCRYPTKEY sessionKey, CopiedKey& copied) const {
         if (!copied.blob.empty() || !copied.certificate.empty()) return E_FAIL;
         FirstFailure calls;
         UniqueCryptKey key;
+        if (!calls.Did(CryptGetUserKey(source_, keySpec, key.put())))
+            return calls.Result() == NTE_NO_KEY ? S_OK : calls.Result();
         CopiedKey read;
-        if (calls.Did(CryptGetUserKey(source_, keySpec, key.put())) &&
-            calls.Did(ExportKey(key.get(), sessionKey, PRIVATEKEYBLOB), read.blob) &&
+        if (calls.Did(ExportKey(key.get(), sessionKey, PRIVATEKEYBLOB), read.blob) &&
             ReadCertificate(key.get(), read.certificate, calls))
             copied = std::move(read);
-        return calls.Result() == NTE_NO_KEY ? S_OK : calls.Result();
+        return calls.Result();
     }
 
-    // Whatever keeps the provider from telling its length, there is none.
+    // Any failure of the length query means that the key has no certificate. CryptSetKeyParam, which writes it into the
+    // target, takes no length: the provider reads as many bytes as the certificate's own header says.
     static bool ReadCertificate(HCRYPTKEY key, Bytes& certificate, FirstFailure& calls) {
         DWORD length = 0;
         if (!CryptGetKeyParam(key, KP_CERTIFICATE, nullptr, &length, 0) || length == 0) return true;
         certificate.resize(length);
         if (!calls.Did(CryptGetKeyParam(key, KP_CERTIFICATE, certificate.data(), &length, 0))) return false;
         certificate.resize(std::min<std::size_t>(length, certificate.size()));
-        return true;
+        return calls.Went(IsOneSequence(certificate.data(), certificate.size()) ? S_OK : CRYPT_E_ASN1_CORRUPT);
     }
 
     HCRYPTPROV source_;

@@ -7,21 +7,29 @@ namespace {
 constexpr ALG_ID kEphemeralAlgorithm = 0xAA25;  // a key pair for one agreement
 constexpr ALG_ID kWrappingAlgorithm = 0x661F;   // how an agreement key wraps others
 
-BytesOutcome KeyParameter(HCRYPTKEY key, DWORD parameter) {
-    return AskLengthFirst([=](BYTE* data, DWORD* length) { return CryptGetKeyParam(key, parameter, data, length, 0); });
+// The object identifier of a parameter set, always terminated: CryptSetKeyParam takes it without a length.
+BytesOutcome ParameterSet(HCRYPTKEY key, DWORD parameter) {
+    BytesOutcome identifier =
+        AskLengthFirst([=](BYTE* data, DWORD* length) { return CryptGetKeyParam(key, parameter, data, length, 0); });
+    if (identifier.done) identifier.bytes.push_back('\0');
+    return identifier;
 }
 
 BOOL SetWrapping(HCRYPTKEY key) noexcept {
     return CryptSetKeyParam(key, KP_ALGID, reinterpret_cast<const BYTE*>(&kWrappingAlgorithm), 0);
 }
 
-// Completes a pregenerated key with a secret number of the provider's choice, which is asked for by giving none. Not
-// every system lets a null pointer through to the provider; there the number is one of no bytes.
+// Wine's CryptSetKeyParam fails for a null pointer without calling the provider.
+bool IsWine() noexcept {
+    const HMODULE system = GetModuleHandleW(L"ntdll.dll");
+    return system && GetProcAddress(system, "wine_get_version");
+}
+
+// Completes a pregenerated key with a secret number that the provider chooses when it is given no data: under Wine a
+// number of no bytes, elsewhere a null pointer.
 BOOL Complete(HCRYPTKEY key) noexcept {
-    if (CryptSetKeyParam(key, KP_X, nullptr, 0)) return TRUE;
-    if (GetLastError() != ERROR_INVALID_PARAMETER) return FALSE;
     const CRYPT_DATA_BLOB none{};
-    return CryptSetKeyParam(key, KP_X, reinterpret_cast<const BYTE*>(&none), 0);
+    return CryptSetKeyParam(key, KP_X, IsWine() ? reinterpret_cast<const BYTE*>(&none) : nullptr, 0);
 }
 
 // A context's part in the agreement.
@@ -48,8 +56,8 @@ class Transfer {
   private:
     bool MakeFirst() {
         return calls_.Did(CryptGenKey(from_.provider, kEphemeralAlgorithm, CRYPT_EXPORTABLE, from_.ephemeral.put())) &&
-               calls_.Did(KeyParameter(from_.ephemeral.get(), kKeyParameterDigestSet), digestSet_) &&
-               calls_.Did(KeyParameter(from_.ephemeral.get(), kKeyParameterAgreementSet), agreementSet_) &&
+               calls_.Did(ParameterSet(from_.ephemeral.get(), kKeyParameterDigestSet), digestSet_) &&
+               calls_.Did(ParameterSet(from_.ephemeral.get(), kKeyParameterAgreementSet), agreementSet_) &&
                ExportPublic(from_);
     }
 

@@ -10,6 +10,7 @@
 #include "csp/FirstFailure.h"
 #include "softcsp/container/ContainerStore.h"
 #include "tests/support/CryptCalls.h"
+#include "tests/support/LibraryFunction.h"
 #include "tests/support/Provider.h"
 
 namespace {
@@ -183,6 +184,60 @@ TEST(ContainerCopy, HasAllThatTheSourceHas) {
         EXPECT_EQ(copy.Clear(), HRESULT_FROM_WIN32(ERROR_CRC));  // the key's, which comes first
         c.to.store.Remove(kTarget);
     }
+}
+
+// Nothing of such a source is handed on. Only a key that can't be opened may be missing.
+TEST(ContainerCopy, RefusesWhatItCannotReadWhole) {
+    const Source source(kUser, L"--keys x");
+    const auto failing = [](std::string_view name, DWORD parameter, HRESULT code) {
+        return CryptCalls([=](const CryptCalls::Call& call) {
+            const bool fails = call.name == name && call.a[1] == parameter && (name != "CryptGetKeyParam" || call.a[2]);
+            return fails ? CryptCalls::Fail(static_cast<DWORD>(code)) : call();
+        });
+    };
+    const auto read = [](const CryptCalls&) {
+        ContainerCopy copy;
+        return Read(copy, kUser);
+    };
+    EXPECT_EQ(read(SpoiledCertificates("cut")), CRYPT_E_ASN1_CORRUPT);
+    EXPECT_EQ(read(SpoiledCertificates("overlong")), CRYPT_E_ASN1_CORRUPT);
+    EXPECT_EQ(read(failing("CryptGetUserKey", AT_KEYEXCHANGE, NTE_NO_KEY)), S_OK);
+    EXPECT_EQ(read(failing("CryptGetKeyParam", KP_CERTIFICATE, NTE_NO_KEY)), NTE_NO_KEY);
+    EXPECT_EQ(read(CryptCalls([](const CryptCalls::Call& call) {
+                  const bool fails = call.name == "CryptExportKey" && call.a[2] == PRIVATEKEYBLOB;
+                  return fails ? CryptCalls::Fail(static_cast<DWORD>(NTE_NO_KEY)) : call();
+              })),
+              NTE_NO_KEY);
+}
+
+// The provider measures both itself: an identifier that was given without its terminator, and the secret that it is
+// asked to choose, which only Wine needs to be given as a number of no bytes.
+TEST(ContainerCopy, HandsNothingOnThatHasNoEnd) {
+    const Source source(kUser, L"--keys x");
+    int completed = 0;
+    const CryptCalls calls([&](const CryptCalls::Call& call) {
+        const DWORD parameter = static_cast<DWORD>(call.a[1]);
+        const bool identifier = parameter == 103 || parameter == 106;
+        if (call.name == "CryptSetKeyParam" && parameter == KP_X) ++completed;
+        if (call.name == "CryptSetKeyParam" && identifier) {
+            const size_t room = _msize(call.At<void*>(2));
+            EXPECT_LT(strnlen(call.At<char*>(2), room), room) << parameter;
+        }
+        if (call.name != "CryptGetKeyParam" || !identifier) return call();
+        char text[64] = "";
+        DWORD length = sizeof text;
+        const auto result = call.real(call.a[0], call.a[1], reinterpret_cast<ULONG_PTR>(text),
+                                      reinterpret_cast<ULONG_PTR>(&length), 0, 0);
+        *call.At<DWORD*>(3) = length - 1;
+        if (call.a[2]) memcpy(call.At<void*>(2), text, length - 1);
+        return result;
+    });
+    ContainerCopy copy;
+    EXPECT_EQ(Read(copy, kUser), S_OK);
+    EXPECT_EQ(completed, 1);
+    const LibraryFunction elsewhere("wine_get_version", nullptr);
+    EXPECT_EQ(Read(copy, kUser), HRESULT_FROM_WIN32(ERROR_INVALID_PARAMETER));
+    EXPECT_EQ(completed, 2);
 }
 
 // Copies; as a program of its own it dies at the call that the environment tells.
