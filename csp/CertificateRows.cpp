@@ -9,13 +9,15 @@
 
 namespace {
 
+constexpr std::size_t kUsualLink = 512;  // size with its texts, in bytes
+
 void ReportTime(UINT label, const std::optional<FILETIME>& time, CheckReport& report) {
     if (time) report.Row(label, TimeText(*time));
 }
 
 void ReportInstalled(const CERT_CONTEXT& certificate, CheckReport& report) {
     report.Continuation(L"  " + CertificateName(certificate, NameForm::Simple));
-    if (const auto link = ReadKeyLink(certificate)) {
+    if (const auto link = ReadKeyLink(certificate, kUsualLink)) {
         report.Continuation(L"\t    " + link->container + L"; " + link->provider + L"; " +
                             std::to_wstring(link->providerType));
     } else {

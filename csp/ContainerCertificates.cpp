@@ -111,15 +111,23 @@ Outcome AddCertificates(std::span<const BYTE> bytes, const Adding& add) {
     return {true};
 }
 
-// Gives every certificate of every extension, up to the first one that can't be added.
-Outcome ForEachCertificate(HCRYPTPROV container, const Adding& add) {
+// What becomes of an extension whose certificates can't be decoded or added.
+enum class Faulty { IsSkipped, EndsTheListing };
+
+// ERROR_NO_MORE_ITEMS is success only where the listing itself gives it.
+Outcome Listed(const Outcome& end) {
+    return IsCode(end.error, ERROR_NO_MORE_ITEMS) ? Outcome{true} : end;
+}
+
+// Gives every certificate of every extension.
+Outcome ForEachCertificate(HCRYPTPROV container, Faulty faulty, const Adding& add) {
     ContainerExtensions extensions(container, ContainerExtensions::Room::Largest);
-    Outcome outcome = extensions.Begin();
-    while (outcome.done) {
-        const auto bytes = extensions.Next();
-        outcome = bytes ? AddCertificates(*bytes, add) : extensions.End();
+    if (const Outcome begun = extensions.Begin(); !begun.done) return Listed(begun);
+    while (const auto bytes = extensions.Next()) {
+        const Outcome added = AddCertificates(*bytes, add);
+        if (!added.done && faulty == Faulty::EndsTheListing) return added;
     }
-    return IsCode(outcome.error, ERROR_NO_MORE_ITEMS) ? Outcome{true} : outcome;
+    return Listed(extensions.End());
 }
 
 Outcome AddEncoded(HCERTSTORE store, std::span<const BYTE> encoded, DWORD disposition) {
@@ -141,16 +149,16 @@ bool ReadKeyCertificates(HCRYPTPROV container, KeySet keySet, KeyCertificates& c
 Outcome ReadExtensionCertificates(HCRYPTPROV container, UniqueCertificateStore& store) {
     store = MemoryStore();
     if (!store) return {false, GetLastError()};
-    return ForEachCertificate(container, [&](Authority authority, std::span<const BYTE> encoded) {
-        const Outcome added = AddEncoded(store.get(), encoded, CERT_STORE_ADD_REPLACE_EXISTING);
-        return authority == Authority::None ? Outcome{true} : added;  // of another kind: not certificates, perhaps
+    return ForEachCertificate(container, Faulty::IsSkipped, [&](Authority, std::span<const BYTE> encoded) {
+        AddEncoded(store.get(), encoded, CERT_STORE_ADD_REPLACE_EXISTING);
+        return Outcome{true};  // those that follow are added all the same
     });
 }
 
 Outcome InstallExtensionCertificates(HCRYPTPROV container, KeySet keySet) {
     const DWORD location = StoreLocation(keySet);
     UniqueCertificateStore intermediates, roots;  // opened when the first one comes
-    return ForEachCertificate(container, [&](Authority authority, std::span<const BYTE> encoded) -> Outcome {
+    const auto add = [&](Authority authority, std::span<const BYTE> encoded) -> Outcome {
         if (authority == Authority::None) return {true};
         const bool root = authority == Authority::Root;
         UniqueCertificateStore& store = root ? roots : intermediates;
@@ -158,5 +166,6 @@ Outcome InstallExtensionCertificates(HCRYPTPROV container, KeySet keySet) {
         if (!store) return {false, GetLastError()};
         const Outcome added = AddEncoded(store.get(), encoded, CERT_STORE_ADD_NEW);
         return added.error == static_cast<DWORD>(CRYPT_E_EXISTS) ? Outcome{true} : added;
-    });
+    };
+    return ForEachCertificate(container, Faulty::EndsTheListing, add);
 }

@@ -41,8 +41,9 @@ struct KeyCertificates {
 bool ReadKeyCertificates(HCRYPTPROV container, KeySet keySet, KeyCertificates& certificates, ContainerNotices& notices);
 
 // Reads the certificates of the container's extensions into a store in memory, in place of the one before. Extensions
-// of another kind are passed over.
+// that can't be decoded, and certificates that can't be added, are skipped: only the listing decides on the outcome.
 Outcome ReadExtensionCertificates(HCRYPTPROV container, UniqueCertificateStore& store);
 
-// Adds those of authorities to the "ca" and "root" stores of the user or the computer. What is there already stays.
+// Adds those of authorities to the "ca" and "root" stores of the user or the computer, up to the first one that can't
+// be decoded or added. What is there already stays.
 Outcome InstallExtensionCertificates(HCRYPTPROV container, KeySet keySet);

@@ -4,8 +4,6 @@
 
 namespace {
 
-constexpr std::size_t kUsualSize = 512;  // of the property with its texts, in bytes
-
 std::wstring Text(const wchar_t* text) {
     return text ? std::wstring(text) : std::wstring();
 }
@@ -22,8 +20,8 @@ NameOutcome ReadName(HCRYPTPROV provider, DWORD parameter) {
 
 }  // namespace
 
-std::optional<KeyLink> ReadKeyLink(const CERT_CONTEXT& certificate) {
-    const auto property = AskWithRoom(kUsualSize, [&](BYTE* data, DWORD* length) {
+std::optional<KeyLink> ReadKeyLink(const CERT_CONTEXT& certificate, std::size_t room) {
+    const auto property = AskWithRoom(room, [&](BYTE* data, DWORD* length) {
         return CertGetCertificateContextProperty(&certificate, CERT_KEY_PROV_INFO_PROP_ID, data, length);
     });
     if (!property.done || property.bytes.size() < sizeof(CRYPT_KEY_PROV_INFO)) return {};

@@ -19,8 +19,9 @@ struct KeyLink {
     DWORD keySpec = 0;  // AT_KEYEXCHANGE or AT_SIGNATURE
 };
 
-// Nothing when the certificate has no link.
-std::optional<KeyLink> ReadKeyLink(const CERT_CONTEXT& certificate);
+// Nothing when the certificate has no link. It is read with room for `room` bytes at first, and anew when that is too
+// little; 0: its length is asked for first.
+std::optional<KeyLink> ReadKeyLink(const CERT_CONTEXT& certificate, std::size_t room = 0);
 
 // Gives the certificate the link, in place of the one it has.
 Outcome WriteKeyLink(const CERT_CONTEXT& certificate, const KeyLink& link);

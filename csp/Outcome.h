@@ -32,20 +32,6 @@ struct BytesOutcome : Outcome {
 // What the following functions call: `ask(BYTE* data, DWORD* length)` takes a buffer and its size and tells how much it
 // put there, or how much room it wants.
 
-// Asks with room for `room` bytes, and once more when that is said to be too little.
-template <class Ask>
-BytesOutcome AskWithRoom(std::size_t room, Ask&& ask) {
-    Bytes bytes(room);
-    auto length = static_cast<DWORD>(room);
-    Outcome outcome = Taken(ask(bytes.data(), &length));
-    if (!outcome.done && IsCode(outcome.error, ERROR_MORE_DATA)) {
-        bytes.resize(length);
-        outcome = Taken(ask(bytes.data(), &length));
-    }
-    bytes.resize(outcome.done ? std::min<std::size_t>(length, bytes.size()) : 0);
-    return {outcome, std::move(bytes)};
-}
-
 // Asks for the length, then for the value.
 template <class Ask>
 BytesOutcome AskLengthFirst(Ask&& ask) {
@@ -56,4 +42,19 @@ BytesOutcome AskLengthFirst(Ask&& ask) {
     const Outcome filled = Taken(ask(bytes.data(), &length));
     bytes.resize(filled.done ? std::min<std::size_t>(length, bytes.size()) : 0);
     return {filled, std::move(bytes)};
+}
+
+// Asks with room for `room` bytes, and once more when that is said to be too little. 0: AskLengthFirst.
+template <class Ask>
+BytesOutcome AskWithRoom(std::size_t room, Ask&& ask) {
+    if (room == 0) return AskLengthFirst(ask);
+    Bytes bytes(room);
+    auto length = static_cast<DWORD>(room);
+    Outcome outcome = Taken(ask(bytes.data(), &length));
+    if (!outcome.done && IsCode(outcome.error, ERROR_MORE_DATA)) {
+        bytes.resize(length);
+        outcome = Taken(ask(bytes.data(), &length));
+    }
+    bytes.resize(outcome.done ? std::min<std::size_t>(length, bytes.size()) : 0);
+    return {outcome, std::move(bytes)};
 }

@@ -6,6 +6,7 @@
 
 #include "applet/services/ErrorText.h"
 #include "applet/services/Strings.h"
+#include "csp/CertificateText.h"
 #include "csp/KeyLink.h"
 #include "csp/KeyMatch.h"
 #include "tests/support/Certificates.h"
@@ -33,13 +34,44 @@ PCCERT_CONTEXT WINAPI ChooseFirst(const SelectCertificateRequest* request) {
     return first;
 }
 
-Text viewed;  // flags and number of certificates in the additional store, each time
+Text viewed;  // flags and number of certificates in the additional store, each time, and the thread's provider set then
 
 BOOL WINAPI View(const CRYPTUI_VIEWCERTIFICATE_STRUCTW* request, BOOL*) {
     viewed += std::to_wstring(request->dwFlags) + L"|" +
               std::to_wstring(request->cStores ? CountCertificates(request->rghStores[0]) : -1) + L"|";
     return TRUE;
 }
+
+BOOL WINAPI SetDefaultProvider(HCRYPTPROV provider) {
+    viewed += L"default " + std::to_wstring(provider) + L"|";
+    return TRUE;
+}
+
+// The calls of an addition to a store: what is removed that is kept for the key's identifier, and the dispositions.
+struct Additions {
+    static BOOL WINAPI Remove(const CRYPT_HASH_BLOB* key, DWORD property, DWORD flags, LPCWSTR computer, void* reserved,
+                              const void* data) {
+        EXPECT_TRUE(key->cbData == 20 && !computer && !reserved && !data);
+        made += L"remove " + std::to_wstring(property) + L" " + std::to_wstring(flags) + L"|";
+        return FALSE;  // as of systems that keep nothing
+    }
+    static BOOL WINAPI Add(HCERTSTORE store, PCCERT_CONTEXT certificate, DWORD disposition, PCCERT_CONTEXT* added) {
+        const KeyLink link = ReadKeyLink(*certificate).value_or(KeyLink{});
+        made += L"add " + std::to_wstring(disposition) + L" " + link.container + L"|";
+        return self->add.Original<decltype(Add)>()(store, certificate, disposition, added);
+    }
+    // Not every system makes an identifier from the certificate's key.
+    static BOOL WINAPI Get(PCCERT_CONTEXT certificate, DWORD property, void* data, DWORD* length) {
+        if (property != CERT_KEY_IDENTIFIER_PROP_ID)
+            return self->get.Original<decltype(Get)>()(certificate, property, data, length);
+        *length = 20;
+        return TRUE;
+    }
+    static inline Text made;
+    static inline const Additions* self;
+    const ImportPatch remove{(self = this, nullptr), "CryptSetKeyIdentifierProperty", &Remove},
+        add{nullptr, "CertAddCertificateContextToStore", &Add}, get{nullptr, "CertGetCertificateContextProperty", &Get};
+};
 
 int browsed;  // where for a store
 
@@ -159,6 +191,7 @@ TEST_F(CertificateWizards, GoFromTheFileToTheStoreWithALink) {
         opened.Acquire(machine ? CRYPT_MACHINE_KEYSET : 0, link.container.c_str(), link.provider.c_str(),
                        link.providerType);
         EXPECT_TRUE(FindMatchingKey(opened.Get(), *found.get()) == spec && link.keySpec == spec);
+        EXPECT_EQ(link.keySet == KeySet::Computer, machine);
         HCRYPTPROV_OR_NCRYPT_KEY_HANDLE provider = 0;
         DWORD opens = spec;
         // Not every system's function looks among the machine's containers.
@@ -197,10 +230,17 @@ TEST_F(CertificateWizards, AskBeforeTheyReplaceAndRefuseOtherKeys) {
     Make();
     const Steps steps = {TypeFile(File()), next, next, search, next, next, finish};
     const Box question = Told(MB_YESNO | MB_ICONINFORMATION, IDS_REPLACE_QUESTION);
-    EXPECT_EQ(Install(steps), ID_WIZFINISH);
-    EXPECT_EQ(Install(steps, IDNO), IDCANCEL);
+    const Additions additions;
+    const Text added = L"remove 0 16|add 1 REGISTRY\\vt-w|";
+    const auto run = [&](int answerGiven, INT_PTR expected) {
+        Additions::made.clear();
+        EXPECT_EQ(Install(steps, answerGiven), expected);
+        return Additions::made;
+    };
+    EXPECT_EQ(run(IDYES, ID_WIZFINISH), added);
+    EXPECT_EQ(run(IDNO, IDCANCEL), added);
     EXPECT_EQ(shown, (Boxes{question, Told(MB_ICONINFORMATION, IDS_INSTALL_CANCELLED)}));
-    EXPECT_EQ(Install(steps), ID_WIZFINISH);
+    EXPECT_EQ(run(IDYES, ID_WIZFINISH), added + L"add 3 REGISTRY\\vt-w|");
     EXPECT_EQ(shown, Boxes{question});
     Make();
     const auto other = [](HWND sheet) { Ui::Select(Ui::Page(sheet), IDC_SELECT_PROVIDER, 1); };
@@ -227,6 +267,7 @@ TEST_F(CertificateWizards, TakeFilesWithCertificatesOnly) {
              Click(IDC_CERTIFICATE_BROWSE), second, NextIs(true), Click(IDC_CERTIFICATE_PROPERTIES), back, next, second,
              back, TypeFile(kData + L"SEVERAL.p7b"), next, nothing});
     EXPECT_EQ(viewed, L"20|-1|20|-1|");
+    EXPECT_TRUE(GetModuleHandleW(L"comdlg32.dll") && GetModuleHandleW(L"cryptui.dll"));  // their threads may go on
 }
 
 TEST_F(CertificateWizards, BrowseTheStoresAndRepeatWhatFailed) {
@@ -297,11 +338,14 @@ TEST_F(CertificateWizards, TellOfTheCertificatesInAContainer) {
           Case(L"--keys s --certs none", L"", {IDS_NO_SIGNATURE_CERTIFICATE, IDS_NO_CERTIFICATES}, 0),
           Case(L"--keys none", L"", {IDS_NO_KEYS}, 0),
           Case(L"--keys x", nullptr, {IDS_LINK_FAILED, IDS_NO_CERTIFICATES}, 0),
-          Case(L"--keys x", L"extension=1.2.643.2.2.37.3.1:0:0401FF", {IDS_NO_PARAMETERS}, 0)}) {
+          Case(L"--keys x", L"extension=1.2.643.2.2.37.3.1:0:0401FF", {}, 1),  // not a chain, but no reason to stop
+          Case(L"--keys x", L"cut", {IDS_NO_EXCHANGE_CERTIFICATE, IDS_NO_CERTIFICATES}, 0),
+          Case(L"--keys x", L"overlong", {IDS_NO_EXCHANGE_CERTIFICATE, IDS_NO_CERTIFICATES}, 0)}) {
         Make(options);
         std::optional<ImportPatch> link;
+        const CryptCalls calls = SpoiledCertificates(change ? change : L"");
         if (!change) link.emplace(nullptr, "CertSetCertificateContextProperty", &Refuse);
-        if (change && *change) RunTool(L"set vt-w " + Text(change));
+        if (change && wcschr(change, L'=')) RunTool(L"set vt-w " + Text(change));
         Go<CWizardCertificateOnContainer>(
             {Type(L"vt-w"), next, [&, expected = count](HWND sheet) {
                  EXPECT_EQ(!!GetDlgItem(Ui::Page(sheet), IDC_CERTIFICATE_INSTALL), expected > 0);
@@ -314,7 +358,9 @@ TEST_F(CertificateWizards, TellOfTheCertificatesInAContainer) {
 }
 
 TEST_F(CertificateWizards, InstallWhatAContainerHolds) {
+    const LibraryFunction setDefault("SetThreadDefaultCryptProv", &SetDefaultProvider);
     const Box question = Told(MB_YESNO | MB_ICONQUESTION, IDS_REPLACE_QUESTION),
+              ended(MB_ICONERROR, ErrorMessageText(ERROR_NO_MORE_ITEMS)),
               cancelled = Told(MB_ICONINFORMATION, IDS_INSTALL_CANCELLED),
               error(MB_ICONERROR, ErrorMessageText(ERROR_CRC));
     const auto refuse = [](const char* function, DWORD code) {
@@ -329,15 +375,58 @@ TEST_F(CertificateWizards, InstallWhatAContainerHolds) {
     const Steps refusals = {refuse("CertOpenStore", ERROR_CRC), refuse(kAdd, ERROR_CRC), refuse(kAdd, ERROR_CANCELLED),
                             refuse(kAdd, HRESULT_FROM_WIN32(ERROR_CANCELLED)),
                             refuse("CertAddEncodedCertificateToStore", ERROR_CRC)};
+    const Step endless = refuse("CertAddEncodedCertificateToStore", ERROR_NO_MORE_ITEMS);  // no listing's end
     for (const bool machine : {false, true}) {
         viewed.clear(), Make(L"--keys xs --chain 3", machine ? L" --machine" : L"");
         const Steps there = {machine ? Step(Click(IDC_SELECT_COMPUTER)) : none, Type(L"vt-w"), next},
-                    all = {Click(IDC_CERTIFICATE_PROPERTIES), install, install, Click(IDC_CERTIFICATE_BROWSE), install};
+                    all = {Click(IDC_CERTIFICATE_PROPERTIES), install, endless, install,
+                           Click(IDC_CERTIFICATE_BROWSE),     install};
         EXPECT_EQ(Go<CWizardCertificateOnContainer>(there + refusals + all + Steps{finish}, IDNO), ID_WIZFINISH);
         const Box done = Told(MB_ICONINFORMATION, machine ? IDS_INSTALLED_FOR_COMPUTER : IDS_INSTALLED_FOR_USER);
-        EXPECT_EQ(shown, (Boxes{error, error, error, question, cancelled, question, done, done}));
-        EXPECT_EQ(viewed, L"20|3|20|-1|");
+        EXPECT_EQ(shown, (Boxes{error, error, error, question, cancelled, question, ended, question, done, done}));
+        EXPECT_EQ(viewed, L"20|3|default 0|20|-1|");
+        const UniqueCertificate found = FindTestCertificate(SystemStore(L"My", machine).get());
+        const KeyLink link = found ? ReadKeyLink(*found.get()).value_or(KeyLink{}) : KeyLink{};
+        EXPECT_EQ(link.container + L"|" + link.provider, L"REGISTRY\\vt-w|" + Text(kProvider75));
+        EXPECT_EQ(link.keySet == KeySet::Computer, machine);
         EXPECT_EQ(RemoveTestCertificates(), machine ? "2|2|1|0|0|0|" : "0|0|0|2|2|1|");
+    }
+}
+
+// The extension's identifier decides; what isn't certificates is reported once they are to be installed.
+TEST_F(CertificateWizards, InstallTheChainByItsKind) {
+    Make();
+    const std::string file = Read(File()), size = {char(file.size() >> 8), char(file.size())};
+    Text chain;
+    for (const char byte : "\x30\x82" + size + file) {
+        wchar_t digits[3];
+        swprintf(digits, 3, L"%02X", static_cast<BYTE>(byte));
+        chain += digits;
+    }
+    using Case = std::tuple<Text, Text, const char*, bool>;
+    for (const auto& [identifier, value, installed, good] :
+         {Case(L"1.2.643.2.2.37.3.1", chain, "0|0|0|1|1|0|", true),
+          {L"1.2.643.2.2.37.3.2", chain, "0|0|0|1|0|1|", true},
+          {L"1.2.643.2.2.37.3.3", chain, "0|0|0|1|0|1|", true},
+          {L"1.2.643.2.2.37.3.4", chain, "0|0|0|1|0|0|", true},
+          {L"1.2.643.2.2.37.3.3", L"0401FF", "0|0|0|1|0|0|", false}}) {
+        Make(L"--keys xs"), RunTool(L"set vt-w extension=" + identifier + L":0:" + value);
+        CCryptProvContext opened;
+        opened.Acquire(0, L"vt-w", kProvider75, 75);
+        UniqueCryptKey exchange;
+        CryptGetUserKey(opened.Get(), AT_KEYEXCHANGE, exchange.put());
+        const TestBytes encoded = KeyParameter(exchange.get(), KP_CERTIFICATE);
+        const UniqueCertificate first(
+            CertCreateCertificateContext(X509_ASN_ENCODING, encoded.data(), static_cast<DWORD>(encoded.size())));
+        ASSERT_TRUE(first);
+        exchange.reset(), opened.Release();
+        Go<CWizardCertificateOnContainer>(
+            {Type(L"vt-w"), next,
+             Shows(IDC_CERTIFICATE_SERIAL_NUMBER, SerialNumberText(first.get()->pCertInfo->SerialNumber)),
+             Click(IDC_CERTIFICATE_INSTALL)});
+        EXPECT_EQ(shown.size(), 1u);
+        EXPECT_EQ(shown.front() == Told(MB_ICONINFORMATION, IDS_INSTALLED_FOR_USER), good);
+        EXPECT_EQ(RemoveTestCertificates(), installed) << testing::PrintToString(identifier + value.substr(0, 9));
     }
 }
 

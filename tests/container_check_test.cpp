@@ -9,6 +9,7 @@
 #include <map>
 #include <optional>
 
+#include "csp/CertificateText.h"
 #include "csp/CheckTexts.h"
 #include "csp/ContainerCheck.h"
 #include "csp/CryptProvContext.h"
@@ -40,12 +41,22 @@ Lines operator+(Lines left, const Lines& right) {
     return left;
 }
 
-// The rows as they come. Times and serial numbers differ each time; of them only "*" is kept.
+// A day that the tests give certificates, as the report shows it.
+std::wstring Day(WORD year) {
+    const SYSTEMTIME day{year, 1, 0, 1, 0, 0, 0, 0};
+    FILETIME time;
+    EXPECT_TRUE(SystemTimeToFileTime(&day, &time));
+    return TimeText(time);
+}
+const std::wstring kDays[] = {Day(2020), Day(2021), Day(2089), Day(2090)};
+
+// The rows as they come. Other times and serial numbers differ each time; of them only "*" is kept.
 struct Rows final : CheckReport {
     void Row(UINT label, UINT value) override { lines.emplace_back(label, value); }
     void Row(UINT label, std::wstring_view value) override {
         const bool differs = (label >= kTextValidFrom && label <= kTextSerialNumber) || label >= kTextKeyValidFrom;
-        lines.emplace_back(label, differs && !value.empty() ? L"*" : value);
+        const bool known = value.empty() || std::ranges::count(kDays, value) > 0;
+        lines.emplace_back(label, differs && !known ? L"*" : value);
     }
     void Failure(UINT label, DWORD error) override { lines.emplace_back(label, 0u, error); }
     void Continuation(std::wstring_view value) override { lines.emplace_back(kTwoSpaces, value); }
@@ -82,8 +93,11 @@ const Lines kSucceeded = {{kTextCheckSucceeded, kTextNoErrors}}, kFailed = {{kTe
             kNoSignatureKey = {{kTextSignatureKey, kTextNotAvailable}}, kLoaded = {{kTextKeysLoading, kTextSucceed}},
             kNoCertificate = {{kTextCertificateInContainer, kTextNotAvailable}},
             kNotInstalled = {{kTextCertificateInStore, kTextNotInstalled}},
-            kExpired = {{kTextUsagePeriod, kTextExpired}},
-            kUsage = {{kTextKeyValidFrom, L"*"}, {kTextKeyValidTo, L"*"}};
+            kExpired = {{kTextUsagePeriod, kTextExpired}};
+
+Lines Usage(WORD from, WORD to) {
+    return {{kTextKeyValidFrom, Day(from)}, {kTextKeyValidTo, Day(to)}};
+}
 
 // The verdict and the rows on the container itself, with those on its integrity.
 Lines Head(const Lines& verdict, const TestContainer& container, const Lines& integrity = kIntact) {
@@ -102,9 +116,10 @@ Lines Key(UINT label, UINT exportable, const wchar_t* algorithm = L"GOST R 34.10
            Lines{{kTwoSpaces, agreementSet}, {kTwoSpaces, L"1.2.643.2.2.30.1"}};
 }
 
-Lines Details(const wchar_t* subject, const wchar_t* issuer, const Lines& usage = {}) {
+Lines Details(const wchar_t* subject, const wchar_t* issuer, const Lines& usage = {}, std::wstring_view from = L"*",
+              std::wstring_view to = L"*") {
     const Lines names = {{kTextCertificateName, subject}, {kTextSubject, subject}, {kTextIssuer, issuer}};
-    return names + Lines{{kTextValidFrom, L"*"}, {kTextValidTo, L"*"}} + usage + Lines{{kTextSerialNumber, L"*"}};
+    return names + Lines{{kTextValidFrom, from}, {kTextValidTo, to}} + usage + Lines{{kTextSerialNumber, L"*"}};
 }
 
 Lines Certificate(UINT match, const Lines& details, const Lines& stores = kNotInstalled) {
@@ -133,8 +148,10 @@ TEST(ContainerCheck, OfBothKeysWithACertificateChain) {
 TEST(ContainerCheck, OfWhatAContainerMayLackOrHaveWrong) {
     const Lines exchange = Key(kTextExchangeKey, kTextDisallowed), signature = Key(kTextSignatureKey, kTextDisallowed),
                 matching = Certificate(kTextMatchesKey, Details(L"A", L"A")),
-                other = Certificate(kTextOtherKey, Details(L"A", L"A")),
-                withUsage = Certificate(kTextMatchesKey, Details(L"A", L"A", kUsage));
+                other = Certificate(kTextOtherKey, Details(L"A", L"A"));
+    const auto dated = [](const Lines& usage, std::wstring_view from, std::wstring_view to) {
+        return Certificate(kTextMatchesKey, Details(L"A", L"A", usage, from, to));
+    };
     struct Case {
         const wchar_t *options, *change;
         Lines verdict, keys, integrity = kIntact;
@@ -144,10 +161,12 @@ TEST(ContainerCheck, OfWhatAContainerMayLackOrHaveWrong) {
         {L"--keys s --certs none", L"", kSucceeded, kNoExchangeKey + signature + kNoCertificate},
         {L"", L"certificate-x=other", kFailed, exchange + other + kNoSignatureKey},
         {L"", L"damage=1", kFailed, exchange + matching + kNoSignatureKey, {{kTextIntegrity, kTextCorrupted}}},
-        {L"--usage 2020-01-01 2021-01-01", L"", kFailed, exchange + withUsage + kExpired + kNoSignatureKey},
-        {L"--usage 2020-01-01 2090-01-01", L"", kSucceeded, exchange + withUsage + kNoSignatureKey},
+        {L"--usage 2020-01-01 2021-01-01", L"", kFailed,
+         exchange + dated(Usage(2020, 2021), L"*", L"*") + kExpired + kNoSignatureKey},
+        {L"--not-before 2020-01-01 --not-after 2090-01-01 --usage 2021-01-01 2089-01-01", L"", kSucceeded,
+         exchange + dated(Usage(2021, 2089), Day(2020), Day(2090)) + kNoSignatureKey},
         {L"--not-before 2020-01-01 --not-after 2021-01-01", L"", kFailed,
-         exchange + matching + kExpired + kNoSignatureKey},
+         exchange + dated({}, Day(2020), Day(2021)) + kExpired + kNoSignatureKey},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::PrintToString(std::wstring(c.options) + c.change));
@@ -162,6 +181,27 @@ TEST(ContainerCheck, ShowsTheNumberOfAnUnknownAlgorithm) {
         nullptr, "CryptFindOIDInfo", +[](DWORD, void*, DWORD) WINAPI -> PCCRYPT_OID_INFO { return nullptr; });
     EXPECT_EQ(Check(container), Head(kSucceeded, container) + kNoExchangeKey +
                                     Key(kTextSignatureKey, kTextDisallowed, L"0x2E23") + kNoCertificate + kLoaded);
+}
+
+// A key's check ends with a failed export or import. A certificate that isn't all there is none.
+TEST(ContainerCheck, OfAKeyWhoseCallsFail) {
+    const TestContainer container(L"--subject CN=A");
+    const Line exported{kTextPublicKeyExport, kTextSucceed};
+    const std::pair<std::string_view, Lines> cases[] = {
+        {"CryptExportKey", {{kTextPublicKeyExport, 0, ERROR_CRC}}},
+        {"CryptImportKey", {exported, {kTextPublicKeyImport, 0, ERROR_CRC}}},
+    };
+    for (const auto& [name, rows] : cases) {
+        const CryptCalls calls(
+            [&](const CryptCalls::Call& call) { return call.name == name ? CryptCalls::Fail(ERROR_CRC) : call(); });
+        const Lines key = Lines{{kTextExchangeKey, kTextAvailable}} + rows;
+        EXPECT_EQ(Check(container), Head(kFailed, container) + key + kNoSignatureKey + kLoaded);
+    }
+    for (const wchar_t* how : {L"cut", L"overlong"}) {
+        const CryptCalls calls = SpoiledCertificates(how);
+        EXPECT_EQ(Check(container), Head(kSucceeded, container) + Key(kTextExchangeKey, kTextDisallowed) +
+                                        kNoCertificate + kNoSignatureKey + kLoaded);
+    }
 }
 
 // Answers one parameter of the provider while the result lives; with a code, 0 for success.
@@ -274,7 +314,18 @@ TEST(ContainerCheck, NamesTheStoresThatHoldTheCertificate) {
                          {kTwoSpaces, L"VestraCheckB"},
                          {kTwoSpaces, L"  A"},
                          {kTwoSpaces, kTextNoKeyLink}};
+    static DWORD flags;
+    flags = ~DWORD{0};
+    static const ImportPatch* opening;
+    const ImportPatch open(
+        nullptr, "CertOpenStore",
+        +[](LPCSTR kind, DWORD encoding, HCRYPTPROV_LEGACY legacy, DWORD given, const void* name) {
+            flags &= given;
+            return opening->Original<decltype(CertOpenStore)>()(kind, encoding, legacy, given, name);
+        });
+    opening = &open;
     EXPECT_EQ(Check(container), expected(found));
+    EXPECT_EQ(flags, CERT_SYSTEM_STORE_CURRENT_USER | CERT_STORE_READONLY_FLAG | CERT_STORE_OPEN_EXISTING_FLAG);
     EXPECT_EQ(Check(container, KeySet::Computer), expected(kNotInstalled));
 }
 

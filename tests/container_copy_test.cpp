@@ -199,8 +199,8 @@ TEST(ContainerCopy, RefusesWhatItCannotReadWhole) {
         ContainerCopy copy;
         return Read(copy, kUser);
     };
-    EXPECT_EQ(read(SpoiledCertificates("cut")), CRYPT_E_ASN1_CORRUPT);
-    EXPECT_EQ(read(SpoiledCertificates("overlong")), CRYPT_E_ASN1_CORRUPT);
+    EXPECT_EQ(read(SpoiledCertificates(L"cut")), CRYPT_E_ASN1_CORRUPT);
+    EXPECT_EQ(read(SpoiledCertificates(L"overlong")), CRYPT_E_ASN1_CORRUPT);
     EXPECT_EQ(read(failing("CryptGetUserKey", AT_KEYEXCHANGE, NTE_NO_KEY)), S_OK);
     EXPECT_EQ(read(failing("CryptGetKeyParam", KP_CERTIFICATE, NTE_NO_KEY)), NTE_NO_KEY);
     EXPECT_EQ(read(CryptCalls([](const CryptCalls::Call& call) {

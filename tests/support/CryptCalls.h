@@ -64,13 +64,13 @@ class CryptCalls {
 
 // What a provider gives as a certificate is spoiled while the result lives: "cut" lacks its last byte, "overlong" has a
 // header that announces 16 KB more than there are.
-inline CryptCalls SpoiledCertificates(std::string_view how) {
+inline CryptCalls SpoiledCertificates(std::wstring_view how) {
     return CryptCalls([how](const CryptCalls::Call& call) {
         const auto result = call();
         if (call.name != "CryptGetKeyParam" || call.a[1] != 26 /* KP_CERTIFICATE */ || !result || !call.a[2])
             return result;
-        if (how == "cut") --*call.At<DWORD*>(3);
-        if (how == "overlong") call.At<BYTE*>(2)[2] |= 0x40;
+        if (how == L"cut") --*call.At<DWORD*>(3);
+        if (how == L"overlong") call.At<BYTE*>(2)[2] |= 0x40;
         return result;
     });
 }
