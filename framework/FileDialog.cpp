@@ -7,7 +7,7 @@
 #include "framework/SystemLibrary.h"
 
 INT_PTR CFileDialog::DoModal(HWND owner) {
-    const SystemLibrary library(L"comdlg32.dll");
+    const SystemLibrary library(L"comdlg32.dll", SystemLibrary::Stays::ForGood);
     const auto show =
         library.Function<decltype(&GetOpenFileNameW)>(kind_ == Kind::Open ? "GetOpenFileNameW" : "GetSaveFileNameW");
     if (!show) return IDCANCEL;

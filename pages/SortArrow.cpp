@@ -2,6 +2,8 @@
 
 #include <shlwapi.h>
 
+#include "framework/LibraryLoading.h"
+
 namespace {
 
 constexpr DWORD kFirstWithArrows = 6;  // the common controls that draw arrows themselves
@@ -34,7 +36,7 @@ void SortArrow::Attach(HWND header) noexcept {
     if (ControlsVersion() >= kFirstWithArrows) return;
     // The shell's own arrows.
     constexpr WORD kUp = 133, kDown = 134;
-    const UniqueModule shell(LoadLibraryExW(L"shell32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
+    const UniqueModule shell(LoadSystemLibrary(L"shell32.dll"));
     up_.reset(LoadArrow(shell, kUp));
     down_.reset(LoadArrow(shell, kDown));
 }

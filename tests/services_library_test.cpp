@@ -102,6 +102,8 @@ class ProductLibraryLoad : public testing::Test {
         errorMode = GetThreadErrorMode();
         GetCurrentActCtx(&context);
         if (context) ReleaseActCtx(context);
+        constexpr DWORD searchFlags = 0x1F00;
+        if (!knowsSearchFlags && (flags & searchFlags)) return SetLastError(ERROR_INVALID_PARAMETER), nullptr;
         return loader->Original<decltype(LoadLibraryExW)>()(file, handle, flags);
     }
 
@@ -109,6 +111,7 @@ class ProductLibraryLoad : public testing::Test {
     static inline int loads;
     static inline std::wstring path;
     static inline DWORD errorMode;
+    static inline bool knowsSearchFlags = true;
     static inline HANDLE context;
     TemporaryDirectory directory;
     ImportPatch patch{nullptr, "LoadLibraryExW", &Load};
@@ -134,6 +137,27 @@ TEST_F(ProductLibraryLoad, ABareNameIsNeverFoundInTheCurrentDirectory) {
     EXPECT_TRUE(UniqueModule(LoadProductLibrary(L"kvsuprt.dll")));  // the program's own directory is a safe one
     EXPECT_TRUE(UniqueModule(LoadLibraryW(kLibrary)));              // what the system's own order would find
     std::filesystem::current_path(before);
+}
+
+TEST_F(ProductLibraryLoad, ByFullPathWhereTheSystemKnowsNoSearchFlags) {
+    const LibraryFunction unknown("AddDllDirectory", nullptr);
+    knowsSearchFlags = false;
+    CopyFileW((ProgramDirectory() + L"kvsuprt.dll").c_str(), (directory.Path() + kLibrary).c_str(), FALSE);
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(directory.Path());
+    const std::pair<std::wstring, bool (*)()> cases[] = {
+        {ProgramDirectory() + L"kvsuprt.dll", [] { return !!UniqueModule(LoadProductLibrary(L"kvsuprt.dll")); }},
+        {ProgramDirectory() + L"kvsuprt.dll", [] { return !!UniqueModule(LoadLibraryByName(L"kvsuprt.dll")); }},
+        {L"C:\\windows\\system32\\msi.dll", [] { return !!UniqueModule(LoadLibraryByName(L"msi.dll")); }},
+        {L"C:\\windows\\system32\\msi.dll", [] { return !!SystemLibrary(L"msi.dll"); }},
+        {ProgramDirectory() + kLibrary, [] { return !UniqueModule(LoadLibraryByName(kLibrary)); }},
+    };
+    for (const auto& [expected, load] : cases) {
+        EXPECT_TRUE(load()) << testing::PrintToString(expected);
+        EXPECT_EQ(path, expected);
+    }
+    std::filesystem::current_path(before);
+    knowsSearchFlags = true;
 }
 
 TEST_F(ProductLibraryLoad, LoadedOnceAndEntryPointsKeptUntilTheLastRelease) {
@@ -169,6 +193,8 @@ TEST(SupportLibrary, KeepsWhatIsWritten) {
     EXPECT_EQ(support_registry_put_string(path, written.c_str()), 0u);
     EXPECT_EQ(ReadSupportText(read, shown), 0u);
     EXPECT_EQ(shown, written);
+    const auto claim = [](wchar_t*, DWORD* room) { return *room = 0xFFFFFFFE, DWORD{0}; };
+    EXPECT_EQ(ReadSupportText(claim, shown), DWORD{ERROR_INVALID_DATA});
     EXPECT_EQ(support_registry_delete_param(path), 0u);
     EXPECT_NE(ReadSupportText(read, shown), 0u);
     EXPECT_EQ(support_registry_put_long(path, -5), 0u);

@@ -13,7 +13,7 @@ BOOL WINAPI Display(PCCERT_CONTEXT certificate, HWND dialog, void*) noexcept {
 }  // namespace
 
 UniqueCertificate BrowseCertificates(HWND owner, HCERTSTORE store) {
-    const SystemLibrary library(L"cryptui.dll");
+    const SystemLibrary library(L"cryptui.dll", SystemLibrary::Stays::ForGood);
     const auto show = library.Function<SelectCertificate>("CryptUIDlgSelectCertificateW");
     if (!show) return {};
     SelectCertificateRequest request{};
@@ -26,7 +26,7 @@ UniqueCertificate BrowseCertificates(HWND owner, HCERTSTORE store) {
 }
 
 void ShowCertificate(HWND owner, const CERT_CONTEXT& certificate, HCERTSTORE chain) {
-    const SystemLibrary library(L"cryptui.dll");
+    const SystemLibrary library(L"cryptui.dll", SystemLibrary::Stays::ForGood);
     const auto show = library.Function<decltype(&CryptUIDlgViewCertificateW)>("CryptUIDlgViewCertificateW");
     if (!show) return;
     CRYPTUI_VIEWCERTIFICATE_STRUCTW request{};

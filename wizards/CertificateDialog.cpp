@@ -22,7 +22,7 @@ UniqueCertificateStore OpenMyStore(DWORD location) {
 }  // namespace
 
 UniqueCertificate ChooseCertificate(HWND owner, bool machineToo) {
-    const SystemLibrary library(L"cryptui.dll");
+    const SystemLibrary library(L"cryptui.dll", SystemLibrary::Stays::ForGood);
     const auto show = library.Function<SelectCertificate>("CryptUIDlgSelectCertificateW");
     if (!show) return {};
 

@@ -68,7 +68,7 @@ NamedStore PersonalStore(KeySet keySet) {
 }
 
 NamedStore ChooseStore(HWND owner, KeySet keySet) {
-    const SystemLibrary library(L"cryptui.dll");
+    const SystemLibrary library(L"cryptui.dll", SystemLibrary::Stays::ForGood);
     const auto show = library.Function<SelectStore>("CryptUIDlgSelectStoreW");
     if (!show) return {};
     const SystemStoreEnumeration enumeration{StoreLocation(keySet), nullptr};

@@ -1,6 +1,7 @@
 #include "applet/services/ProcessCaches.h"
 
 #include "framework/ActivationContext.h"
+#include "framework/LibraryLoading.h"
 #include "framework/Module.h"
 
 namespace {
@@ -22,7 +23,7 @@ UniqueCursor CopyOfHandCursor(HANDLE context) {
     if (length == 0 || length >= std::size(directory)) return {};
     const std::wstring path = std::wstring(directory) + L"\\System32\\comctl32.dll";
     const ActivationScope active(context);
-    const UniqueModule library(LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
+    const UniqueModule library(LoadLibraryByPath(path.c_str()));
     const HCURSOR shared = library ? LoadCursorW(library.get(), MAKEINTRESOURCEW(kHandCursorId)) : nullptr;
     return UniqueCursor(shared ? CopyCursor(shared) : nullptr);
 }

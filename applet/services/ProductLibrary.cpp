@@ -4,6 +4,7 @@
 
 #include "applet/services/ProcessCaches.h"
 #include "framework/ActivationContext.h"
+#include "framework/LibraryLoading.h"
 #include "framework/Module.h"
 #include "framework/RegistryValue.h"
 
@@ -36,10 +37,11 @@ class QuietErrors {
     DWORD previous_ = 0;
 };
 
-HMODULE Load(const wchar_t* file, DWORD search) noexcept {
+// `load` is one of the functions of LibraryLoading.h.
+HMODULE Load(HMODULE load(const wchar_t*) noexcept, const wchar_t* file) noexcept {
     const QuietErrors quiet;
     const ActivationScope context(Caches().ModuleContext());
-    return LoadLibraryExW(file, nullptr, search);
+    return load(file);
 }
 
 }  // namespace
@@ -61,26 +63,26 @@ std::wstring ResolveProductLibrary(const std::wstring& fileName) {
     return beside.size() < MAX_PATH ? beside : std::wstring();
 }
 
-HMODULE LoadProductLibrary(const wchar_t* fileName) {
-    const std::wstring path = ResolveProductLibrary(fileName);
-    if (path.empty()) return Load(fileName, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
-    return Load(path.c_str(), LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+HMODULE LoadProductLibrary(const wchar_t* fileName) noexcept {
+    std::wstring path;
+    try {
+        path = ResolveProductLibrary(fileName);
+    } catch (...) {  // out of memory
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+    return path.empty() ? Load(&LoadLibraryFromSafeDirectories, fileName) : Load(&LoadLibraryByPath, path.c_str());
 }
 
-// The system's own search would go on to the current directory and the PATH, where anyone may have put something. The
-// product's directory, which may stand in the PATH, is tried instead.
-HMODULE LoadLibraryByName(const wchar_t* fileName) {
-    const HMODULE module = Load(fileName, LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+// The product's directory, which may be in the PATH, is tried instead of the PATH.
+HMODULE LoadLibraryByName(const wchar_t* fileName) noexcept {
+    const HMODULE module = Load(&LoadLibraryFromSafeDirectories, fileName);
     return module ? module : LoadProductLibrary(fileName);
 }
 
 DWORD ProductLibrary::Load() noexcept {
     if (references_ == 0 && !module_) {
-        try {
-            module_ = LoadProductLibrary(fileName_);
-        } catch (...) {
-            // out of memory while resolving the path
-        }
+        module_ = LoadProductLibrary(fileName_);
         if (!module_) return kLibraryNotLoaded;
     }
     ++references_;

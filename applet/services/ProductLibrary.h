@@ -15,17 +15,18 @@ bool SamePath(const std::wstring& one, const std::wstring& other) noexcept;
 
 // Where `fileName` is to be loaded from, in order: the path registered for it, when the path registered for this module
 // is the running one; this module's own directory. Empty when this module's own path can't be had, or its directory and
-// the name together are longer than 259 characters. Only full paths are taken from the registry, of any length.
+// the name together are longer than 259 characters. Only full paths are taken from the registry, of any length: a
+// relative one would be searched for in the current directory and the PATH.
 std::wstring ResolveProductLibrary(const std::wstring& fileName);
 
 // Loads a library of the product from its resolved path; by its bare name, from the system's safe directories, only
 // when no path could be resolved. nullptr on failure, with the thread's last error. Critical-error boxes are off and
 // this module's activation context is active meanwhile. The caller owns a reference to the module.
-HMODULE LoadProductLibrary(const wchar_t* fileName);
+HMODULE LoadProductLibrary(const wchar_t* fileName) noexcept;
 
 // Loads a library by its bare name from the system's safe directories, wherever the product's installer put it; from
 // its resolved path when it lies in none of them. Otherwise as LoadProductLibrary.
-HMODULE LoadLibraryByName(const wchar_t* fileName);
+HMODULE LoadLibraryByName(const wchar_t* fileName) noexcept;
 
 // The binding record of one library: module, reference count, entry points found so far. Used by one thread.
 class ProductLibrary {

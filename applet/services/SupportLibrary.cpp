@@ -52,6 +52,7 @@ DWORD support_registry_put_bool(const wchar_t* path, BOOL value) noexcept {
 }
 
 DWORD support_registry_put_section(const wchar_t* path) noexcept {
+    // The function is declared with a second argument, always 0. A library without it ignores the register.
     return Call<DWORD(const wchar_t*, DWORD)>("support_registry_put_section", path, DWORD{0});
 }
 

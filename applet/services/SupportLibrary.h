@@ -39,7 +39,7 @@ DWORD support_registry_delete_section(const wchar_t* path) noexcept;  // with al
 DWORD support_registry_check_access(const wchar_t* path, DWORD* rights) noexcept;
 
 // The entries of a section as they were when the search was opened: value objects, which the caller frees. Searches are
-// closed by the caller. After the last entry the next one is ERROR_NO_MORE_ITEMS.
+// closed by the caller. After the last entry the next one fails with a code of the library's choice.
 DWORD support_registry_search_open(const wchar_t* path, HANDLE* search) noexcept;
 DWORD support_registry_search_next(HANDLE search, HANDLE* value) noexcept;
 DWORD support_registry_search_close(HANDLE search) noexcept;
@@ -94,11 +94,14 @@ using UniqueSupportSearch = UniqueHandle<SupportSearchPolicy>;
 LONG FindLong(const wchar_t* path, LONG missing) noexcept;
 
 // Reads a text that takes two calls, the first for its length. `call(buffer, length)` is one of the functions above
-// with its other arguments bound. On failure `text` stays as it was.
+// with its other arguments bound. On failure `text` stays as it was. ERROR_INVALID_DATA: the text would be longer than
+// any that the product stores.
 template <class Function>
 DWORD ReadSupportText(Function call, std::wstring& text) {
+    constexpr DWORD kLongest = 0x10000;  // characters
     DWORD length = 0;
     if (const DWORD error = call(nullptr, &length)) return error;
+    if (length > kLongest) return ERROR_INVALID_DATA;
     std::wstring read(size_t{length} + 1, L'\0');
     if (const DWORD error = call(read.data(), &length)) return error;
     read.resize(std::min(read.size(), read.find(L'\0')));
