@@ -155,19 +155,21 @@ struct Provider {
     size_t next = 0;      // the entry that the list goes on with
     int calls = 0;
     std::vector<Bytes> written = {};
+    bool endless = false;  // the list begins anew
+    DWORD claimed = 0;     // not 0: the length that the value is said to have
 } provider;
 
 BOOL WINAPI GetParameter(HCRYPTPROV, DWORD parameter, BYTE* data, DWORD* length, DWORD flags) {
     if (++provider.calls == provider.failingCall) return FALSE;
     const Bytes* bytes = &provider.value;
     if (parameter == kList) {
-        if (flags & CRYPT_FIRST) provider.next = 0;
+        if (flags & CRYPT_FIRST || (provider.endless && provider.next == provider.entries.size())) provider.next = 0;
         if (provider.next == provider.entries.size()) return FALSE;
         bytes = &provider.entries[provider.next];
         provider.next += data != nullptr;
     }
     if (data) std::copy(bytes->begin(), bytes->end(), data);
-    *length = static_cast<DWORD>(bytes->size());
+    *length = parameter == kValue && provider.claimed ? provider.claimed : static_cast<DWORD>(bytes->size());
     return TRUE;
 }
 
@@ -224,6 +226,16 @@ TEST_F(ComboParam, AfterAFailureDisabledAndNeverWritten) {
         if (!usable) combo.Save();
         EXPECT_TRUE(provider.written.empty());
     }
+}
+
+TEST_F(ComboParam, OfAProviderWithoutBoundsHasSome) {
+    const Bytes entry = Entry('a', 1);
+    Attach({{entry, {}, entry}, entry});  // of no bytes: its length is asked for again and again
+    EXPECT_EQ(combo.GetCount(), 1);
+    Attach({.entries = {entry}, .value = entry, .endless = true});
+    EXPECT_EQ(combo.GetCount(), 1000);
+    Attach({.entries = {entry}, .value = entry, .claimed = 0xFFFFFFFF});
+    EXPECT_FALSE(IsWindowEnabled(combo.m_hWnd));
 }
 
 TEST(ParameterEntry, NamesAreReadFromTheBytesThereAre) {

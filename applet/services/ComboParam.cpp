@@ -1,7 +1,18 @@
 #include "applet/services/ComboParam.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "applet/services/ParameterEntry.h"
 #include "applet/services/Strings.h"
+
+namespace {
+
+// More than any provider offers. They end a list that would never end by itself.
+constexpr std::size_t kMostEntries = 1000;
+constexpr DWORD kMostBytes = 0x10000;  // of one value
+
+}  // namespace
 
 void CComboParam::Attach(ProviderRecord* provider) {
     ResetContent();
@@ -25,10 +36,11 @@ bool CComboParam::Fill() {
 bool CComboParam::ReadList() {
     Bytes entry;
     if (!Read(listParameter_, CRYPT_FIRST, entry)) return false;
-    do {
-        AddEntry(std::move(entry));
-        entry.clear();
-    } while (Read(listParameter_, 0, entry));
+    // The read of an entry without bytes only asks for the length again, so it doesn't go on to the next one.
+    for (std::size_t read = 0; read < kMostEntries && !entry.empty(); ++read) {
+        AddEntry(std::exchange(entry, {}));
+        if (!Read(listParameter_, 0, entry)) break;
+    }
     return true;
 }
 
@@ -45,9 +57,10 @@ void CComboParam::AddEntry(Bytes entry) {
 bool CComboParam::Read(DWORD parameter, DWORD flags, Bytes& value) {
     DWORD length = 0;
     if (!CryptGetProvParam(provider_->provider, parameter, nullptr, &length, flags)) return false;
+    if (length > kMostBytes) return false;
     value.resize(length);
     if (!CryptGetProvParam(provider_->provider, parameter, value.data(), &length, flags)) return false;
-    value.resize(length);
+    value.resize(std::min<std::size_t>(length, value.size()));
     provider_->length = length;
     provider_->parameter = parameter;
     return true;
