@@ -4,10 +4,26 @@
 
 namespace {
 
-// A search that fails is no proof of emptiness: what it couldn't see may be a password.
-bool IsEmpty(const UniqueSupportSearch& section) noexcept {
-    UniqueSupportValue value;
-    return support_registry_search_next(section.get(), value.put()) == ERROR_NO_MORE_ITEMS;
+// The names of a section's entries, in the store's order.
+struct Entries {
+    bool read = false;  // the section could be opened, and all names be read
+    std::vector<std::wstring> names;
+    DWORD end = ERROR_SUCCESS;  // the code that the library ended the listing with
+};
+
+Entries ReadEntries(const std::wstring& section) {
+    Entries entries;
+    UniqueSupportSearch search;
+    if (support_registry_search_open(section.c_str(), search.put()) != 0) return entries;
+    UniqueSupportValue entry;
+    while ((entries.end = support_registry_search_next(search.get(), entry.put())) == 0) {
+        const auto read = [&entry](wchar_t* buffer, DWORD* length) {
+            return support_registry_value_name(entry.get(), length, buffer);
+        };
+        if (ReadSupportText(read, entries.names.emplace_back()) != 0) return entries;
+    }
+    entries.read = true;
+    return entries;
 }
 
 }  // namespace
@@ -17,26 +33,21 @@ bool SavedPasswords::MayDelete() const noexcept {
     return support_registry_check_access(section_, &rights) == 0 && rights == kRightRemove;
 }
 
-// The names of the records of removable carriers, in the store's order; those before the first failure, and no more
-// than `most`.
-std::vector<std::wstring> SavedPasswords::MediaRecords(size_t most) const {
-    std::vector<std::wstring> names;
-    UniqueSupportSearch search;
-    if (support_registry_search_open(section_, search.put()) != 0) return names;
-    UniqueSupportValue entry;
-    while (names.size() < most && support_registry_search_next(search.get(), entry.put()) == 0) {
-        std::wstring name;
-        const auto read = [&entry](wchar_t* buffer, DWORD* length) {
-            return support_registry_value_name(entry.get(), length, buffer);
-        };
+// The names of the records of removable carriers, in the store's order; those before the first failure.
+//
+// A search that fails is no proof of emptiness: what it couldn't see may be a password. Only the code that ends the
+// section's own listing is taken for "no more entries", and never the one for a function that the library lacks.
+std::vector<std::wstring> SavedPasswords::MediaRecords() const {
+    Entries entries = ReadEntries(section_);
+    std::vector<std::wstring> records;
+    if (!entries.read || entries.end == kFunctionMissing) return records;
+    for (std::wstring& name : entries.names) {
         UniqueSupportSearch inner;
-        if (ReadSupportText(read, name) != 0 ||
-            support_registry_search_open((section_ + (L'\\' + name)).c_str(), inner.put()) != 0) {
-            break;
-        }
-        if (IsEmpty(inner)) names.push_back(std::move(name));
+        UniqueSupportValue first;
+        if (support_registry_search_open((section_ + (L'\\' + name)).c_str(), inner.put()) != 0) break;
+        if (support_registry_search_next(inner.get(), first.put()) == entries.end) records.push_back(std::move(name));
     }
-    return names;
+    return records;
 }
 
 void SavedPasswords::DeleteAll() const noexcept {
@@ -45,7 +56,7 @@ void SavedPasswords::DeleteAll() const noexcept {
 
 // Each one is tried once, so a record that can't be deleted keeps nobody waiting.
 void SavedPasswords::DeleteMediaRecords() const {
-    for (const std::wstring& name : MediaRecords(static_cast<size_t>(-1))) {
+    for (const std::wstring& name : MediaRecords()) {
         support_registry_delete_section((section_ + (L'\\' + name)).c_str());
     }
 }

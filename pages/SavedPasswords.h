@@ -13,14 +13,14 @@ class SavedPasswords {
     // Whether this user may delete the section. False when there is none.
     bool MayDelete() const noexcept;
 
-    bool HasMediaRecords() const { return !MediaRecords(1).empty(); }
+    bool HasMediaRecords() const { return !MediaRecords().empty(); }
 
     // What can't be deleted stays, unreported.
     void DeleteAll() const noexcept;
     void DeleteMediaRecords() const;
 
   private:
-    std::vector<std::wstring> MediaRecords(size_t most) const;
+    std::vector<std::wstring> MediaRecords() const;
 
     const wchar_t* section_;
 };

@@ -55,6 +55,29 @@ TEST_F(SavedPasswordsDialog, OffersWhatThereIsAndCouplesTheBoxes) {
     EXPECT_EQ(Left(), L"yynynnyyyn");
 }
 
+// Which code it is that ends a search is the library's own affair, but not that of a function which it lacks.
+TEST_F(SavedPasswordsDialog, KnowsTheEndOfASearchByTheSectionsOwn) {
+    static DWORD end;
+    static DWORD (*search)(HANDLE, HANDLE*);
+    const UniqueModule library(LoadLibraryW(L"kvsuprt.dll"));
+    search = reinterpret_cast<DWORD (*)(HANDLE, HANDLE*)>(
+        reinterpret_cast<void*>(GetProcAddress(library.get(), "support_registry_search_next")));
+    const LibraryFunction next(
+        "support_registry_search_next", +[](HANDLE of, HANDLE* entry) {
+            const DWORD error = search(of, entry);
+            return error == ERROR_NO_MORE_ITEMS ? end : error;
+        });
+    ForgetSupportFunctions();
+    for (const auto& [code, left] :
+         {std::pair{DWORD{ERROR_FILE_NOT_FOUND}, L"yynynyyyny"}, {kFunctionMissing, L"yyyyyyyyyy"}}) {
+        end = code;
+        for (const std::wstring& section : {kUser, kComputer}) Put(section, L"aбpz");
+        Show({1132, IDOK});
+        EXPECT_EQ(Left(), left) << code;
+    }
+    ForgetSupportFunctions();
+}
+
 TEST_F(SavedPasswordsDialog, DeletesWhatIsChecked) {
     const std::vector<UINT> clicked[] = {{IDOK}, {1130, IDOK}, {1131, IDOK}, {1132, IDOK}, {1133, 1130, IDOK}};
     const wchar_t* left[] = {L"yyyyyyyyyy", L"nynynynyny", L"ynynynynyn", L"yynynyyyny", L"nynnnnnynn"};
