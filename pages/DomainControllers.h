@@ -19,5 +19,5 @@ std::wstring ShownIdentifier(const DomainController& controller);
 std::string ExportText(std::span<const DomainController> controllers);
 
 // Writes a file with exactly this text. 0 or a Win32 code: ERROR_FILE_EXISTS when there is such a file and it is not to
-// be overwritten. A file that couldn't be written whole is removed.
+// be overwritten. One that is overwritten keeps its content until the new one is written whole beside it.
 DWORD WriteExport(const std::wstring& path, const std::string& text, bool overwrite);

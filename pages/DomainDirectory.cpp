@@ -149,9 +149,7 @@ HRESULT DomainDirectory::ListControllers(std::vector<DomainController>& controll
     for (;;) {
         AutomationValue child;
         ULONG count = 0;
-        result = children.get()->Next(1, child.Put(), &count);
-        if (FAILED(result)) return result;
-        if (result != S_OK || count == 0) break;
+        if (children.get()->Next(1, child.Put(), &count) != S_OK || count == 0) break;
         if (DomainController controller; ReadController(child.Get(), controller))
             found.push_back(std::move(controller));
     }

@@ -17,8 +17,8 @@
 
 class DomainDirectory {
   public:
-    // The domain's controllers, in the directory's order. Those without a name or an identifier are left out. On
-    // failure `controllers` stays as it was.
+    // The domain's controllers, in the directory's order. Those without a name or an identifier are left out. A
+    // listing that breaks off keeps what it gave. On failure `controllers` stays as it was.
     HRESULT ListControllers(std::vector<DomainController>& controllers) const;
 
     // Whether the certificate templates for logon prescribe providers, or another key size than the product's. False

@@ -169,8 +169,7 @@ TEST_F(WinlogonPage, ShowsWhatIsStoredAndMayBeChanged) {
                  {Controller, kNoKey, {}, L"(-)-"},
                  {Controller, 0, 7, L"(-)x", true},
                  {Controller, 0, {}, L"(x)-", false, L"Open rootDS"},
-                 {Controller, 1, {}, L"(-)-", false, L"Open OU=Dom"},
-                 {Controller, 0, {}, L"(x)-", false, L"Next"}};
+                 {Controller, 1, {}, L"(-)-", false, L"Open OU=Dom"}};
     for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);
         TestDirectory directory;
@@ -278,7 +277,15 @@ TEST_F(WinlogonPage, ShowsAndExportsTheControllers) {
     const std::wstring existing = files.Path() + L"old.txt", fresh = files.Path() + L"new.txt",
                        nowhere = files.Path() + L"none\\file.txt", folder = files.Path() + L".",
                        question = L"The file " + existing + L" exists, to overwrite?";
+    const auto fail =
+        +[](HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) { return SetLastError(ERROR_DISK_FULL), FALSE; };
     WriteExport(existing, "", false);
+    for (const std::wstring& path : {existing, fresh}) {  // nothing is lost, and nothing is left behind
+        const ImportPatch write(nullptr, "WriteFile", fail);
+        EXPECT_EQ(WriteExport(path, "new", path == existing), DWORD{ERROR_DISK_FULL});
+        const std::filesystem::directory_iterator left(files.Path());
+        EXPECT_EQ(std::distance(begin(left), end(left)), 1);
+    }
     const LibraryFunction save("GetSaveFileNameW", &System::Choose);
     TestDirectory directory;
     System::kind = System::Controller;
