@@ -13,7 +13,15 @@ using UniqueGlobalMemory = UniqueHandle<GlobalMemoryPolicy>;
 
 class OpenedClipboard {
   public:
-    explicit OpenedClipboard(HWND owner) noexcept : open_(OpenClipboard(owner) != FALSE) {}
+    // Another program may be reading or writing it, which takes a moment.
+    explicit OpenedClipboard(HWND owner) noexcept {
+        constexpr int kTries = 3;
+        constexpr DWORD kBetweenTries = 20;  // milliseconds
+        for (int made = 0; !open_ && made < kTries; ++made) {
+            if (made > 0) Sleep(kBetweenTries);
+            open_ = OpenClipboard(owner) != FALSE;
+        }
+    }
     ~OpenedClipboard() {
         if (open_) CloseClipboard();
     }
@@ -23,7 +31,7 @@ class OpenedClipboard {
     explicit operator bool() const noexcept { return open_; }
 
   private:
-    bool open_;
+    bool open_ = false;
 };
 
 }  // namespace

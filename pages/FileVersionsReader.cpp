@@ -22,14 +22,15 @@ std::wstring FullPath(const std::wstring& path) {
     return full;
 }
 
-// As imagehlp.dll takes paths. A character that the ANSI code page lacks becomes "?", which no path has, so the file
-// isn't found.
+// As imagehlp.dll takes paths. Empty when the ANSI code page lacks one of the characters, and when it is UTF-8, which
+// Windows refuses to convert to with this flag.
 std::string AnsiPath(const std::wstring& path) {
-    const auto convert = [&path](char* buffer, int size) {
-        return WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, path.c_str(), -1, buffer, size, nullptr, nullptr);
+    BOOL lacking = FALSE;
+    const auto convert = [&](char* buffer, int size) {
+        return WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, path.c_str(), -1, buffer, size, nullptr, &lacking);
     };
     std::string text(static_cast<size_t>(convert(nullptr, 0)), '\0');
-    return convert(text.data(), static_cast<int>(text.size())) != 0 ? text : std::string();
+    return convert(text.data(), static_cast<int>(text.size())) != 0 && !lacking ? text : std::string();
 }
 
 }  // namespace
@@ -72,15 +73,17 @@ std::wstring FileVersionsReader::VersionOf(const std::wstring& path) const {
 std::wstring FileVersionsReader::TypeOf(HANDLE file, const std::wstring& path) const {
     const auto map = images_.Function<decltype(&MapAndLoad)>("MapAndLoad");
     const auto unmap = images_.Function<decltype(&UnMapAndLoad)>("UnMapAndLoad");
-    const std::string ansi = AnsiPath(path);
     LARGE_INTEGER size{};
-    if (!map || !unmap || ansi.empty() || !GetFileSizeEx(file, &size)) return kUnknownType;
+    if (!map || !unmap || !GetFileSizeEx(file, &size)) return kUnknownType;
     // While it is mapped here the file can't become shorter.
     const UniqueKernelHandle mapping(CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 0, nullptr));
     const UniqueView view(mapping ? MapViewOfFile(mapping.get(), FILE_MAP_READ, 0, 0, 0) : nullptr);
-    if (!view || !HasImageHeaders(static_cast<const BYTE*>(view.get()), static_cast<size_t>(size.QuadPart))) {
-        return kUnknownType;
-    }
+    if (!view) return kUnknownType;
+    const auto headers = ReadImageHeaders(static_cast<const BYTE*>(view.get()), static_cast<size_t>(size.QuadPart));
+    if (!headers) return kUnknownType;
+    // imagehlp.dll can be given only a path in the ANSI code page.
+    const std::string ansi = AnsiPath(path);
+    if (ansi.empty()) return ImageType(headers->machine, headers->characteristics);
     LOADED_IMAGE image{};
     if (!map(ansi.c_str(), nullptr, &image, FALSE, TRUE)) return kUnknownType;
     const IMAGE_FILE_HEADER& header = image.FileHeader->FileHeader;

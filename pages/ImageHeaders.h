@@ -3,7 +3,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
-// Whether a file's bytes hold an image's headers up to the file header's end. imagehlp.dll looks for the signatures but
-// not for the file's end, and would read on behind it.
-bool HasImageHeaders(const std::uint8_t* bytes, std::size_t length);
+struct ImageHeaders {
+    std::uint16_t machine = 0, characteristics = 0;  // of the file header
+};
+
+// The headers in a file's bytes; nothing when the bytes end before the file header does. imagehlp.dll looks for the
+// signatures but not for the file's end, and would read on behind it.
+std::optional<ImageHeaders> ReadImageHeaders(const std::uint8_t* bytes, std::size_t length);

@@ -7,7 +7,7 @@
 #include "pages/ImageHeaders.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (!HasImageHeaders(data, size)) return 0;
+    if (!ReadImageHeaders(data, size)) return 0;
     std::uint32_t offset = 0;
     std::memcpy(&offset, data + 60, sizeof offset);
     if (std::uint64_t{offset} + 24 > size || data[offset] != 'P') std::abort();
