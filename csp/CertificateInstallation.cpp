@@ -12,6 +12,7 @@ LinkFailure Link(const CERT_CONTEXT& certificate, const LinkRequest& request, co
     const KeyLinkOutcome made = MakeKeyLink(request.container, key.get(), uniqueName, request.keySet);
     if (!made.done) return LinkFailure::Parameters;
     if (!WriteKeyLink(certificate, made.link).done) return LinkFailure::Property;
+    // The provider reads as many bytes as the certificate's header says; the system has found them all there.
     if (request.writeToContainer && !CryptSetKeyParam(key.get(), KP_CERTIFICATE, certificate.pbCertEncoded, 0))
         return LinkFailure::Property;
     return LinkFailure::None;
