@@ -9,6 +9,7 @@ packages=(
   googletest                                              # tests, built from its sources
   clang libclang-rt-14-dev                                # fuzzers, with their sanitizers
   wine64 fonts-wine locales                               # run, with Windows' fonts and the users' code page
+  wixl msitools osslsigncode                              # the installer package and its signatures
   xvfb xauth imagemagick                                  # screenshots where there is no display
   librsvg2-bin                                            # icons from their drawings
 )
