@@ -18,17 +18,15 @@ linked() {
 included() {
   local objects
   mapfile -t objects < <(ninja -C $build -t inputs "$1" | grep '\.obj$')
+  [ ${#objects[@]} -gt 0 ] || { echo "notices: the target $1 has no objects" >&2; return 1; }
   ninja -C $build -t deps "${objects[@]}" | sed -n 's/^ \+//p'
 }
 
 maps=("$build"/installer/*.map)
 [ -f "${maps[0]}" ] || { echo "notices: no linker map; build the target vestra first" >&2; exit 1; }
 
-mapfile -t files < <(
-  for map in "${maps[@]}"; do
-    linked "$map"
-    included "$(basename "$map" .map)"
-  done | sort -u | (cd $build && xargs -d '\n' realpath -e) | grep '^/usr/' | sort -u)
+found=$(for map in "${maps[@]}"; do linked "$map" && included "$(basename "$map" .map)" || exit; done)
+mapfile -t files < <(printf '%s\n' "$found" | sort -u | (cd $build && xargs -d '\n' realpath -e) | grep '^/usr/' | sort -u)
 owners=$(dpkg -S "${files[@]}") || { echo "notices: a file that is built in belongs to no package" >&2; exit 1; }
 
 # One section for each copyright file, although several packages may have the same one.

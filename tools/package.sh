@@ -38,11 +38,11 @@ console=no guides=no
 if [ -f build/windows/installer/vestractl.map ]; then console=yes; cp build/bin/vestractl.exe "$stage"; fi
 if [ -f docs/guide.md ] && [ -f docs/guide.ru.md ]; then guides=yes; cp docs/guide.md docs/guide.ru.md "$stage"; fi
 
-# sign FILE: replaces it by the signed one and checks the signature. Without --sign, it does nothing.
+# sign FILE OPTIONS…: replaces it by the signed one and checks the signature. Without --sign, it does nothing.
 sign() {
   [ -n "$certificate" ] || return 0
   osslsigncode sign -certs "$certificate" -key "$key" -h sha256 -n 'Vestra CSP' -i "$address" \
-    ${timestamp[@]+"${timestamp[@]}"} -in "$1" -out "$1.signed" >"$stage/sign.log" 2>&1 &&
+    ${timestamp[@]+"${timestamp[@]}"} "${@:2}" -in "$1" -out "$1.signed" >"$stage/sign.log" 2>&1 &&
     osslsigncode verify -CAfile "$certificate" -in "$1.signed" >>"$stage/sign.log" 2>&1 ||
     { cat "$stage/sign.log" >&2; echo "package: could not sign ${1##*/}" >&2; exit 1; }
   mv "$1.signed" "$1"
@@ -102,6 +102,6 @@ printf '\r\n\r\n1251\t_ForceCodepage\r\n' >"$stage/codepage.idt"   # which has t
 
 msibuild "$package" -i "$stage/codepage.idt" -i "$stage/summary.idt" "${queries[@]}" >"$stage/msibuild.log" 2>&1 ||
   { cat "$stage/msibuild.log" >&2; echo "package: a statement of installer/*.sql failed" >&2; exit 1; }
-sign "$package"
+sign "$package" -add-msi-dse   # cover the names of the streams too
 mv "$package" "$output"
 echo "package: $output, $(stat -c %s "$output") bytes"

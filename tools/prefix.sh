@@ -22,7 +22,8 @@ prepare_locale() {
 
 wine_environment() {
   export WINEPREFIX=${VESTRA_PREFIX:-$house/build/prefix}
-  export WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=}
+  # No menu builder: it would copy the short cuts of installed programs into the menus of the developer's desktop.
+  export WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=;winemenubuilder.exe=d}
   export LOCPATH=$house/build/locale
   local ctype=ru_RU.UTF-8 messages=ru_RU.UTF-8
   [ "${VESTRA_ANSI:-1251}" = 1251 ] || ctype=en_US.UTF-8

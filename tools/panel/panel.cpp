@@ -7,6 +7,8 @@
 //   panel.exe click ID | type ID TEXT     a control of the page or dialog
 //   panel.exe next | back | finish        a wizard's buttons
 //   panel.exe cancel
+// and shows what a control of the page or dialog in front says, in UTF-8:
+//   panel.exe text ID
 // Exit code 0, or 1 when there is no sheet or it doesn't follow.
 #include <windows.h>
 
@@ -14,6 +16,7 @@
 
 #include <cstdio>
 #include <cwchar>
+#include <iterator>
 
 #include "tools/panel/SheetWatch.h"
 
@@ -85,6 +88,16 @@ bool Drive(const wchar_t* command, const wchar_t* id, const wchar_t* text) {
     return AwaitFront();
 }
 
+bool ShowText(const wchar_t* id) {
+    wchar_t text[256] = L"";
+    const HWND control = AwaitFront() ? Control(id) : nullptr;
+    if (!control) return false;
+    SendMessageW(control, WM_GETTEXT, std::size(text), reinterpret_cast<LPARAM>(text));
+    char utf8[3 * std::size(text)];
+    WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8, sizeof utf8, nullptr, nullptr);
+    return std::puts(utf8) >= 0;
+}
+
 bool AwaitSheet(HWND& sheet) {
     return Await([&] { return (sheet = SheetWatch::Find()) != nullptr; }) &&
            Await([&] { return SheetWatch::IsPainted(sheet); });
@@ -107,12 +120,16 @@ int wmain(int count, wchar_t** arguments) {
         sheet = SheetWatch::Find();
         done =
             sheet && PostMessageW(sheet, PSM_PRESSBUTTON, PSBTN_CANCEL, 0) && Await([&] { return !IsWindow(sheet); });
+    } else if (is(L"text") && count > 2) {
+        done = ShowText(arguments[2]);
     } else if (is(L"next") || is(L"back") || is(L"finish") || is(L"cancel") || (is(L"click") && count > 2) ||
                (is(L"type") && count > 3)) {
         done = Drive(command, count > 2 ? arguments[2] : nullptr, count > 3 ? arguments[3] : nullptr);
     } else {
-        std::fputs("usage: panel.exe wait | page N | close | click ID | type ID TEXT | next | back | finish | cancel\n",
-                   stderr);
+        std::fputs(
+            "usage: panel.exe wait | page N | close | click ID | type ID TEXT | text ID | next | back | finish | "
+            "cancel\n",
+            stderr);
         return 2;
     }
     if (!done) std::fputs("panel: there is no sheet, or it doesn't follow\n", stderr);
