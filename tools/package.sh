@@ -62,7 +62,7 @@ product_code=$(printf 'Vestra CSP %s' "$version" | guid)
 # The version resource's, which Windows compares.
 file_version() {
   local found
-  found=$(strings -el "$1" | sed -n '/^FileVersion$/ { n; p; q }')
+  found=$(x86_64-w64-mingw32-strings -el "$1" | sed -n '/^FileVersion$/ { n; p; q }')
   [ -n "$found" ] || { echo "package: ${1##*/} has no version" >&2; exit 1; }
   echo "$found"
 }
