@@ -90,6 +90,7 @@ files=NOTICES.txt
 files+=' vestra.cpl'
 [ ! -f build/windows/installer/vestractl.map ] || files+=' vestractl.exe'
 
+same 'version of the module' "$version.0" "$(msiinfo export "$work/$version.msi" File | sed -n 's/^vestra.cpl\(\t[^\t]*\)\{3\}\t\([^\t]*\).*/\2/p')"
 message=$(msiinfo export "$work/$version.msi" LaunchCondition)
 for text in 'newer version' 'более новая версия'; do
   [[ $message == *"$text"* ]] || fail "the refusal of a downgrade does not say «$text», but: $message"

@@ -20,6 +20,7 @@ while [ $# -gt 0 ]; do
   esac
 done
 
+tools/setup.sh
 tools/build.sh shipped
 tools/notices.sh
 
@@ -28,9 +29,10 @@ version=${version:-$(cached VERSION)}
 address=$(cached HOMEPAGE_URL)
 output=${output:-build/vestra-$version-x64.msi}
 
-# The files as they are packed, all with the time of the commit: it becomes part of the package.
+# The files as they are packed, all with the time of the commit: it becomes part of the package. Outside a repository, it
+# is the earliest time that a cabinet can hold.
 stage=build/package
-time=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct 2>/dev/null || echo 0)}
+time=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct 2>/dev/null || echo 315532800)}
 export TZ=UTC
 rm -rf "$stage" && mkdir -p "$stage"
 cp installer/vestra.wxs resources/product.ico build/NOTICES.txt build/bin/vestra.cpl "$stage"
