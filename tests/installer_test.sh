@@ -19,6 +19,7 @@ query() { "$wine" reg.exe query "$@" 2>/dev/null | tr -d '\r'; }
 data() { query "$@" | LC_ALL=C sed -n 's/.*REG_[A-Z_]* *//p'; }   # labels are in another code page
 in_test() { windows_path "build/installer-test/$1"; }
 control_panel_items() { "$wine" cscript.exe //nologo "$(in_test count.js)" | tr -d '\r'; }
+installed_files() { LC_ALL=C ls "$program_files/Vestra CSP" | xargs; }
 installed_products() { query "$uninstall" | grep -o '{.*}' || true; }
 
 folder='C:\Program Files\Vestra CSP'
@@ -36,8 +37,9 @@ setting='\local\KeyDevices\passwd_time'
 snapshot() {
   "$server" -k || true
   "$server" -w
-  { sed -e '/^#time/d; /^"DriverDateData"=/d; s/^\(\[.*\]\) [0-9]*$/\1/; s/^\("PATH"=.*[^;]\);*"$/\1"/' "$VESTRA_PREFIX"/*.reg |
-      sed -e '/^\[Software.*\\\\Installer\\\\\(Features\|UpgradeCodes\)\]$/d; /^$/d'
+  {
+    sed -e '/^#time/d; /^"DriverDateData"=/d; s/^\(\[.*\]\) [0-9]*$/\1/; s/^\("PATH"=.*[^;]\);*"$/\1"/' \
+      "$VESTRA_PREFIX"/*.reg | sed -e '/^\[Software.*\\\\Installer\\\\\(Features\|UpgradeCodes\)\]$/d; /^$/d'
     (cd "$VESTRA_PREFIX" && find drive_c ! -path drive_c/windows/Installer -printf '%p %y\n' | sort)
   } >"$1"
   start_server
@@ -86,11 +88,12 @@ for one in "$version" "$next"; do
   is_signed "$work/$one.msi"
 done
 files=NOTICES.txt
-[ ! -f docs/guide.md ] || files+=' guide.md guide.ru.md'
+[ ! -f docs/guide.md ] || files+=' guide.md guide.ru.md pictures'
 files+=' vestra.cpl'
 [ ! -f build/windows/installer/vestractl.map ] || files+=' vestractl.exe'
 
-same 'version of the module' "$version.0" "$(msiinfo export "$work/$version.msi" File | sed -n 's/^vestra.cpl\(\t[^\t]*\)\{3\}\t\([^\t]*\).*/\2/p')"
+same 'version of the module' "$version.0" \
+  "$(msiinfo export "$work/$version.msi" File | awk -F'\t' '$1 == "vestra.cpl" { print $5 }')"
 message=$(msiinfo export "$work/$version.msi" LaunchCondition)
 for text in 'newer version' 'более новая версия'; do
   [[ $message == *"$text"* ]] || fail "the refusal of a downgrade does not say «$text», but: $message"
@@ -109,7 +112,7 @@ snapshot "$work/before"
 
 exits 0 msiexec.exe /i "$(in_test "$version.msi")" /qn '/l*v' "$(in_test install.log)"
 grep -q InstallFinalize "$work/install.log" || fail 'the log does not show the end of the installation'
-same 'installed files' "$files" "$(cd "$program_files/Vestra CSP" && echo *)"
+same 'installed files' "$files" "$(installed_files)"
 is_signed "$program_files/Vestra CSP/vestra.cpl"
 for text in 'GCC RUNTIME LIBRARY EXCEPTION' 'Upstream-Name: mingw-w64'; do
   grep -q "$text" "$program_files/Vestra CSP/NOTICES.txt" || fail "the notices do not have «$text»"
@@ -120,14 +123,15 @@ shows "$version"
 if [[ $files == *vestractl.exe* ]]; then
   is_signed "$program_files/Vestra CSP/vestractl.exe"
   [[ $(data "$environment" /v PATH) == *";$folder"* ]] || fail 'PATH does not have the folder of the console program'
-  [[ $("$wine" cmd.exe /c vestractl.exe --version) == *"$version"* ]] || fail "vestractl --version does not say $version"
+  [[ $("$wine" cmd.exe /c vestractl.exe --version) == *"$version"* ]] ||
+    fail "vestractl --version does not say $version"
 fi
 
 rm "$program_files/Vestra CSP/NOTICES.txt"
 exits 0 reg.exe delete "$items" /f >/dev/null
 # What "msiexec /f" does, which Wine's cannot.
 exits 0 msiexec.exe /i "$(in_test "$version.msi")" REINSTALL=ALL REINSTALLMODE=omus /qn
-same 'files after the repair' "$files" "$(cd "$program_files/Vestra CSP" && echo *)"
+same 'files after the repair' "$files" "$(installed_files)"
 same 'items in the Control Panel after the repair' $((items_before + 1)) "$(control_panel_items)"
 
 exits 0 msiexec.exe /i "$(in_test "$next.msi")" /qn

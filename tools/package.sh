@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the installer package, build/vestra-VERSION-x64.msi. The same commit gives the same bytes, except for signatures.
+# Builds the installer package, build/vestra-VERSION-x64.msi. A commit always gives the same bytes, but for signatures.
 #   --sign CERTIFICATE KEY    sign module, console program and package. CERTIFICATE is a PEM file: the signer's
 #                             certificate, then its issuers up to the root
 #   --timestamp URL           have the signatures time-stamped by this RFC 3161 server
@@ -29,8 +29,8 @@ version=${version:-$(cached VERSION)}
 address=$(cached HOMEPAGE_URL)
 output=${output:-build/vestra-$version-x64.msi}
 
-# The files as they are packed, all with the time of the commit: it becomes part of the package. Outside a repository, it
-# is the earliest time that a cabinet can hold.
+# The files as they are packed, all with the time of the commit: it becomes part of the package. Outside a repository,
+# it is the earliest time that a cabinet can hold.
 stage=build/package
 time=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct 2>/dev/null || echo 315532800)}
 export TZ=UTC
@@ -38,7 +38,19 @@ rm -rf "$stage" && mkdir -p "$stage"
 cp installer/vestra.wxs resources/product.ico build/NOTICES.txt build/bin/vestra.cpl "$stage"
 console=no guides=no
 if [ -f build/windows/installer/vestractl.map ]; then console=yes; cp build/bin/vestractl.exe "$stage"; fi
-if [ -f docs/guide.md ] && [ -f docs/guide.ru.md ]; then guides=yes; cp docs/guide.md docs/guide.ru.md "$stage"; fi
+if [ -f docs/guide.md ] && [ -f docs/guide.ru.md ]; then
+  guides=yes
+  cp docs/guide.md docs/guide.ru.md "$stage"
+  mapfile -t pictures < <(grep -oh '(pictures/[^)]*)' docs/guide.md docs/guide.ru.md | tr -d '()' | sort -u)
+  [ ${#pictures[@]} -gt 0 ] || { echo "package: the guides show no pictures" >&2; exit 1; }
+  mkdir "$stage/pictures"
+  (cd docs && cp "${pictures[@]}" "../$stage/pictures")
+  {
+    echo '<Include xmlns="http://schemas.microsoft.com/wix/2006/wi">'
+    for picture in "${pictures[@]}"; do echo "<File Id=\"${picture##*/}\" Source=\"$picture\"/>"; done
+    echo '</Include>'
+  } >"$stage/pictures.wxi"
+fi
 
 # sign FILE OPTIONS…: replaces it by the signed one and checks the signature. Without --sign, it does nothing.
 sign() {
@@ -95,7 +107,7 @@ package=$stage/vestra.msi
   { cat "$stage/wixl.log" >&2; echo "package: wixl failed" >&2; exit 1; }
 
 # The package code must change with the contents and with nothing else; wixl invents one, and writes the time of day.
-package_code=$({ cat "$stage"/*.{cpl,txt,wxs}; [ $console = no ] || cat "$stage"/*.exe; [ $guides = no ] || cat "$stage"/*.md
+package_code=$({ cat "$stage"/*.{cpl,txt,wxs}; [ $console = no ] || cat "$stage"/*.exe; [ $guides = no ] || cat "$stage"/*.md "$stage"/pictures/*
   printf '%s\n' "$version" "${queries[@]}"; } | guid)
 written=$(date -d "@$time" '+%Y/%m/%d %H:%M:%S')
 msiinfo export "$package" _SummaryInformation |
