@@ -1,7 +1,10 @@
 #include "framework/Dialog.h"
 
+#include <cstring>
+
 #include "framework/DialogInit.h"
 #include "framework/Module.h"
+#include "framework/WindowPlacement.h"
 
 namespace {
 
@@ -21,6 +24,16 @@ constexpr bool ReturnsDirectly(UINT message) {
         case WM_QUERYDRAGICON: return true;
         default: return false;
     }
+}
+
+// Whether a template leaves the dialog's place open: both coordinates are 0. They follow five words in the older form
+// of templates, nine in the extended one, which begins with 1 and 0xFFFF.
+bool LeavesPlaceOpen(std::span<const BYTE> dialogTemplate) noexcept {
+    WORD words[11];
+    if (dialogTemplate.size() < sizeof words) return false;
+    std::memcpy(words, dialogTemplate.data(), sizeof words);
+    const size_t place = words[0] == 1 && words[1] == 0xFFFF ? 9 : 5;
+    return words[place] == 0 && words[place + 1] == 0;
 }
 
 }  // namespace
@@ -82,11 +95,20 @@ INT_PTR CDialog::AnswerDialogMessage(const Message& message) noexcept {
 INT_PTR CDialog::Begin(HWND window) noexcept {
     SetWindowLongPtrW(window, DWLP_USER, reinterpret_cast<LONG_PTR>(this));
     try {
-        if (Attach(window, Source::DialogProcedure)) return OnInitDialog();
+        if (Attach(window, Source::DialogProcedure)) {
+            const bool systemSetsFocus = OnInitDialog();
+            if (LeavesPlaceOpen(template_)) CenterOverOwner(window);  // a page has no owner
+            return systemSetsFocus;
+        }
     } catch (...) {
-        // The dialog stays as its template made it.
+        // Out of memory.
     }
+    OnStartFailed(window);
     return TRUE;
+}
+
+void CDialog::OnStartFailed(HWND window) noexcept {
+    ::EndDialog(window, -1);
 }
 
 CDialog* CDialog::ObjectOf(HWND window) noexcept {

@@ -11,7 +11,7 @@ class CDialog : public CWnd {
     void InitModalIndirect(std::span<const BYTE> dialogTemplate, std::span<const BYTE> initData = {}) noexcept;
 
     // Runs the dialog over the thread's active window, or over `owner`; the value given to EndDialog, or -1 when there
-    // is no template or the dialog can't be created.
+    // is no template or the dialog can't be created, its start included.
     INT_PTR DoModal(HWND owner = nullptr);
 
     void EndDialog(INT_PTR result) noexcept;
@@ -29,6 +29,10 @@ class CDialog : public CWnd {
 
     // WM_INITDIALOG: ties the object to its window and runs OnInitDialog.
     INT_PTR Begin(HWND window) noexcept;
+
+    // Begin couldn't be completed (out of memory). The controls may not show what is stored, so nothing may be saved
+    // from them. Here: the dialog ends with -1.
+    virtual void OnStartFailed(HWND window) noexcept;
 
     // The object that Begin tied to a dialog window; nullptr before.
     static CDialog* ObjectOf(HWND window) noexcept;

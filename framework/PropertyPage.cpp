@@ -94,7 +94,7 @@ void CPropertyPage::OnAppeared() {
     const UINT whole = m_psp.dwFlags & PSP_HIDEHEADER ? RDW_INVALIDATE | RDW_ERASE : 0;
     RedrawWindow(GetParent(), nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN | whole);
     if (!std::exchange(shown_, true)) OnFirstShown();
-    OnShown();
+    if (m_hWnd) OnShown();  // a message box before may have ended with the sheet
 }
 
 // Not every system's sheet asks for the initial focus. One that doesn't leaves it on the first tab stop, or on a
@@ -112,16 +112,26 @@ bool CPropertyPage::OnQueryCancel() {
     return true;
 }
 
+void CPropertyPage::OnStartFailed(HWND window) noexcept {
+    usable_ = false;
+    for (HWND child = GetWindow(window, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT)) {
+        ::EnableWindow(child, FALSE);
+    }
+}
+
 MessageResult CPropertyPage::HandleMessage(const Message& message) {
-    if (const MessageResult answer = CDialog::HandleMessage(message)) return answer;
-    if (message.id == kAppeared) OnAppeared();
+    if (usable_) {
+        if (const MessageResult answer = CDialog::HandleMessage(message)) return answer;
+        if (message.id == kAppeared) OnAppeared();
+    }
     if (message.id != WM_NOTIFY) return {};
     const auto* header = reinterpret_cast<const NMHDR*>(message.lParam);
     if (header->hwndFrom != GetParent()) return {};
+    if (!usable_) return HandleUnusable(header->code);
     try {
         return HandleSheetNotification(header->code);
     } catch (...) {
-        if (header->code == PSN_APPLY && sheet_) sheet_->PageApplied(false);
+        if (header->code == PSN_APPLY) Applied(false);
         if (header->code == PSN_SETACTIVE) PostMessage(kAppeared);
         return Refusal(header->code);
     }
@@ -135,11 +145,7 @@ MessageResult CPropertyPage::HandleSheetNotification(UINT code) {
             return shown ? 0 : -1;
         }
         case PSN_KILLACTIVE: return OnKillActive() ? FALSE : TRUE;
-        case PSN_APPLY: {
-            const bool applied = OnApply();
-            if (sheet_) sheet_->PageApplied(applied);
-            return applied ? PSNRET_NOERROR : PSNRET_INVALID;
-        }
+        case PSN_APPLY: return Applied(OnApply());
         case PSN_RESET: OnReset(); return 0;
         case PSN_QUERYCANCEL: return OnQueryCancel() ? FALSE : TRUE;
         case PSN_QUERYINITIALFOCUS: return reinterpret_cast<LRESULT>(OnQueryInitialFocus());
@@ -150,12 +156,29 @@ MessageResult CPropertyPage::HandleSheetNotification(UINT code) {
     }
 }
 
+// Other pages can be reached and saved, and the sheet can be closed.
+MessageResult CPropertyPage::HandleUnusable(UINT code) noexcept {
+    switch (code) {
+        case PSN_APPLY: return Applied(true);
+        case PSN_WIZBACK:
+        case PSN_WIZNEXT:
+        case PSN_WIZFINISH: return Refusal(code);
+        default: return {};
+    }
+}
+
+MessageResult CPropertyPage::Applied(bool applied) noexcept {
+    if (sheet_) sheet_->PageApplied(applied);
+    return applied ? PSNRET_NOERROR : PSNRET_INVALID;
+}
+
 INT_PTR CALLBACK CPropertyPage::PageProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept {
     if (message == WM_INITDIALOG) {
         const auto* page = reinterpret_cast<const PROPSHEETPAGEW*>(lParam);
         auto* self = reinterpret_cast<CPropertyPage*>(page->lParam);
         if (self->sheet_) self->sheet_->AttachSheet(::GetParent(window));
         self->activated_ = self->shown_ = false;
+        self->usable_ = true;
         return self->Begin(window);
     }
     CDialog* self = ObjectOf(window);

@@ -53,8 +53,14 @@ class CPropertyPage : public CDialog {
 
     MessageResult HandleMessage(const Message& message) override;
 
+    // The page stays, since the sheet has no way to take it out here, but none of its controls takes input, it saves
+    // nothing, and a wizard goes no further.
+    void OnStartFailed(HWND window) noexcept override;
+
   private:
     MessageResult HandleSheetNotification(UINT code);
+    MessageResult HandleUnusable(UINT code) noexcept;
+    MessageResult Applied(bool applied) noexcept;
     void OnAppeared();
     void MoveFocusToInput() noexcept;
 
@@ -65,5 +71,6 @@ class CPropertyPage : public CDialog {
     CPropertySheet* sheet_ = nullptr;
     bool activated_ = false;
     bool shown_ = false;
+    bool usable_ = true;  // false: its start failed
     std::wstring caption_, headerTitle_, headerSubtitle_;
 };

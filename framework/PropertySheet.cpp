@@ -4,6 +4,7 @@
 
 #include "framework/Module.h"
 #include "framework/PropertyPage.h"
+#include "framework/WindowPlacement.h"
 
 namespace {
 
@@ -53,6 +54,10 @@ void CPropertySheet::AttachSheet(HWND window) {
     OnInitDialog();
 }
 
+void CPropertySheet::OnInitDialog() {
+    CenterOverOwner(m_hWnd);
+}
+
 HWND CPropertySheet::CreateSheet() {
     std::vector<HPROPSHEETPAGE> handles;
     handles.reserve(pages_.size());
@@ -98,11 +103,10 @@ INT_PTR CPropertySheet::DoModal() {
         if (window) result = RunLoop(window, run, finished);
         // The owner is enabled again before the sheet goes, or another program's window would come to the front.
     }
-    if (!window) {
-        PostNcDestroy();
-    } else if (IsWindow(window)) {
-        DestroyWindow(window);  // from here the object may be gone
-    }
+    if (!window) window = m_hWnd;  // its creation broke off
+    if (IsWindow(window)) DestroyWindow(window);
+    run_ = nullptr;
+    PostNcDestroy();  // the object may be gone from here
     return result;
 }
 
@@ -122,7 +126,6 @@ void CPropertySheet::PageApplied(bool accepted) noexcept {
     }
 }
 
-// Doesn't touch the sheet, which is gone when its window was destroyed with its owner's and it deleted itself.
 INT_PTR CPropertySheet::RunLoop(HWND window, const Run& run, INT_PTR finished) noexcept {
     MSG message;
     while (!run.ended && PropSheet_GetCurrentPageHwnd(window)) {

@@ -37,8 +37,9 @@ class CPropertySheet : public CWnd {
     int GetPageCount() const noexcept { return static_cast<int>(pages_.size()); }
 
     // Runs the sheet until it is closed or ended: the value given to EndDialog, else IDOK (wizards: ID_WIZFINISH) or
-    // IDCANCEL; -1 when the sheet couldn't be shown. PostNcDestroy has run when this returns, on every path, so the
-    // object may be gone.
+    // IDCANCEL; -1 when the sheet couldn't be shown. PostNcDestroy runs as the last act, on every path, so the object
+    // may be gone when this returns. It doesn't run earlier: when the window is destroyed with its owner while a page
+    // shows a message box or a wizard, the page goes on after the box.
     INT_PTR DoModal();
 
     // Ends the run with this result, whatever the pages hold. Nothing when the sheet isn't open.
@@ -54,8 +55,10 @@ class CPropertySheet : public CWnd {
     bool SetActivePage(int page) noexcept { return SendMessage(PSM_SETCURSEL, static_cast<WPARAM>(page)) != 0; }
 
   protected:
-    // The sheet's window exists, the first page is about to be initialised.
-    virtual void OnInitDialog() {}
+    // The sheet's window exists, the first page is about to be initialised. Here: moved over its owner.
+    virtual void OnInitDialog();
+
+    void OnNcDestroyed() override {}  // PostNcDestroy follows at the end of DoModal
 
   private:
     friend class CPropertyPage;
@@ -77,5 +80,5 @@ class CPropertySheet : public CWnd {
     std::optional<INT_PTR> afterApply_;
     DWORD flags_ = 0;
     HBITMAP watermark_ = nullptr, header_ = nullptr;
-    Run* run_ = nullptr;  // DoModal's; there while the sheet has a window
+    Run* run_ = nullptr;  // DoModal's, while it runs
 };

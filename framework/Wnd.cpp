@@ -79,6 +79,7 @@ void CWnd::UnsubclassWindow() noexcept {
 }
 
 bool CWnd::UpdateData(bool saveAndValidate) {
+    if (!m_hWnd) return false;
     CDataExchange exchange(*this, saveAndValidate);
     try {
         DoDataExchange(&exchange);
@@ -123,7 +124,7 @@ LRESULT CALLBACK CWnd::SubclassProc(HWND window, UINT message, WPARAM wParam, LP
         if (message == WM_NCDESTROY) {
             self->UnsubclassWindow();
             const LRESULT result = DefSubclassProc(window, message, wParam, lParam);
-            self->PostNcDestroy();  // may delete the object
+            self->OnNcDestroyed();  // may delete the object
             return result;
         }
         if (self->source_ == Source::Subclass) {

@@ -39,16 +39,19 @@ class CWnd {
     bool SetWindowText(const std::wstring& text) noexcept { return ::SetWindowTextW(m_hWnd, text.c_str()) != FALSE; }
     bool EnableWindow(bool enable = true) noexcept { return ::EnableWindow(m_hWnd, enable) != FALSE; }
     bool ShowWindow(int command) noexcept { return ::ShowWindow(m_hWnd, command) != FALSE; }
-    void Invalidate() noexcept { ::InvalidateRect(m_hWnd, nullptr, TRUE); }
+    void Invalidate() noexcept {
+        if (m_hWnd) ::InvalidateRect(m_hWnd, nullptr, TRUE);  // without a window: all windows of the screen
+    }
     LRESULT SendMessage(UINT message, WPARAM wParam = 0, LPARAM lParam = 0) const noexcept {
         return ::SendMessageW(m_hWnd, message, wParam, lParam);
     }
     bool PostMessage(UINT message, WPARAM wParam = 0, LPARAM lParam = 0) const noexcept {
-        return ::PostMessageW(m_hWnd, message, wParam, lParam) != FALSE;
+        return m_hWnd && ::PostMessageW(m_hWnd, message, wParam, lParam);  // without a window: to the thread
     }
 
     // Moves members into controls (false) or controls into members (true), as DoDataExchange lists them. False when a
-    // control's content doesn't fit its member; the user has been told, and the control has the focus.
+    // control's content doesn't fit its member; the user has been told, and the control has the focus. False also when
+    // the window is gone, which a message box or another nested loop can end with: the members stay as they are.
     bool UpdateData(bool saveAndValidate = true);
 
     // A text of the framework's own (FrameworkText.h) in the user's language. Here: the module's string table in the
@@ -66,6 +69,9 @@ class CWnd {
 
     // Called once the window is gone and the object holds no handle; the object may delete itself here.
     virtual void PostNcDestroy() {}
+
+    // WM_NCDESTROY, with no handle held any more. Here: PostNcDestroy follows at once.
+    virtual void OnNcDestroyed() { PostNcDestroy(); }
 
     // Everything an object does with a message: a control's own answer first, then the table; derived framework
     // classes add what they do themselves.

@@ -154,6 +154,7 @@ void CPropPageConfigTLS::OnControlChanged() {
     if (ownChange_) return;
     const Raised raised(ownChange_);
     const bool good = UpdateData(true);
+    if (!m_hWnd) return;  // the message ended with the sheet
     UpdateData(false);
     if (!good) ::SendMessageW(GetFocus(), EM_SETSEL, 0, -1);  // ready to be typed over
     CPropPageConfigBase::OnControlChanged();

@@ -79,11 +79,13 @@ bool CPropPageConfigWLReaders::OnInitDialog() {
     return true;
 }
 
-// Providers, readers and the directory take their time; the page doesn't wait for them.
+// Asking the providers, the readers and the directory takes noticeable time. The page is painted before it, with its
+// lists empty.
 void CPropPageConfigWLReaders::OnFirstShown() {
     const CWaitCursor wait;
     FillProviders();
     FillReaders();
+    if (!m_hWnd) return;
     if (domainController_) FillControllers();
     OnControlChanged();
 }
@@ -164,6 +166,7 @@ void CPropPageConfigWLReaders::OnReaderSelected() {
 }
 
 void CPropPageConfigWLReaders::OnControlChanged() {
+    if (!m_hWnd) return;  // the message before may have ended with the sheet
     UpdateData(true);
     CoupleChecks(state_);
     UpdateData(false);

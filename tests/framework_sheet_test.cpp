@@ -17,7 +17,7 @@ namespace {
 constexpr WORD kReadOnly = 30, kButton = 31;
 
 // What a sheet asks and tells its pages.
-enum Event { kValid, kApply, kReset, kCancel, kBack, kNext, kFinish, kShown, kClick, kEnd, kEvents };
+enum Event { kStart, kValid, kApply, kReset, kCancel, kBack, kNext, kFinish, kShown, kClick, kEnd, kEvents };
 
 class TestPage : public CPropertyPage {
   public:
@@ -39,6 +39,7 @@ class TestPage : public CPropertyPage {
     void DoDataExchange(CDataExchange* exchange) override {
         if (exchange->m_bSaveAndValidate && !Ask(kValid)) throw CDataExchange::Failed{};
     }
+    bool OnInitDialog() override { return Ask(kStart) && CPropertyPage::OnInitDialog(); }
     bool OnApply() override { return Ask(kApply); }
     void OnFirstShown() override { Ask(kShown); }
     void OnReset() override { Ask(kReset); }
@@ -83,10 +84,21 @@ HWND MakeWindow(HWND parent = nullptr) {
                            nullptr, nullptr);
 }
 
-// A sheet that is still open after the steps is cancelled.
+// A sheet that is still open after the steps is cancelled. A message box stays open.
 INT_PTR RunSheet(CPropertySheet& sheet, std::vector<ModalScript::Step> steps) {
-    const ModalScript script(std::move(steps));
+    const ModalScript script(std::move(steps), {0});
     return sheet.DoModal();
+}
+
+// Returns when the window's owner has been destroyed, and everything that it owns with it.
+void ShowBoxUntilTheOwnerGoes(HWND window) {
+    static HWND owner;
+    owner = GetWindow(window, GW_OWNER);
+    SetTimer(nullptr, 0, USER_TIMER_MINIMUM, [](HWND, UINT, UINT_PTR timer, DWORD) {
+        KillTimer(nullptr, timer);
+        DestroyWindow(owner);
+    });
+    MessageBoxW(window, L"", L"", MB_OK);
 }
 
 ModalScript::Step Press(int button) {
@@ -101,6 +113,7 @@ TEST(PropertySheetTest, EndsOnceWithTheResultThatFits) {
         INT_PTR result;
         int applied, reset;
         Event ended = kEvents;  // the page ends it then
+        bool box = false;       // and shows one before, under which the owner goes
     } const cases[] = {
         {"OK", Press(PSBTN_OK), IDOK, 1, 0},
         {"Cancel", Press(PSBTN_CANCEL), IDCANCEL, 0, 1},
@@ -110,22 +123,28 @@ TEST(PropertySheetTest, EndsOnceWithTheResultThatFits) {
         {"a page that saves", Press(PSBTN_OK), 0, 1, 0, kApply},
         {"its window goes", [](HWND sheet) { DestroyWindow(sheet); }, IDCANCEL, 0, 0},
         {"its owner goes", [](HWND sheet) { DestroyWindow(GetWindow(sheet, GW_OWNER)); }, IDCANCEL, 0, 0},
+        {"its owner goes under a box",
+         [](HWND sheet) { PostMessageW(GetDlgItem(Ui::Page(sheet), kButton), BM_CLICK, 0, 0); }, IDCANCEL, 0, 0, kClick,
+         true},
         {"no page to show", nullptr, -1, 0, 0},
         {"the program's end", [](HWND) { PostQuitMessage(5); }, IDCANCEL, 0, 0},
     };
-    for (const auto& [name, step, result, applied, reset, ended] : cases) {
+    for (const auto& [name, step, result, applied, reset, ended, box] : cases) {
         SCOPED_TRACE(name);
         const HWND owner = MakeWindow();
         const bool enabled = result != IDCANCEL;  // an owner that was disabled stays so
         EnableWindow(owner, enabled);
         TestPage page;
+        int ends = 0;
         if (!step) page.m_psp.pResource = nullptr;
-        page.answer = [&, when = ended](Event event) {
+        page.answer = [&, when = ended, shows = box](Event event) {
             EXPECT_EQ(IsWindowEnabled(owner), enabled && event == kEnd) << "enabled before the sheet goes, not earlier";
-            if (event == when) page.GetParentSheet()->EndDialog(0);
+            if (event != when) return true;
+            if (shows) ShowBoxUntilTheOwnerGoes(GetParent(page.m_hWnd));
+            EXPECT_EQ(ends, 0) << "deleted while its page is at work";
+            if (ends == 0) page.GetParentSheet()->EndDialog(0);
             return true;
         };
-        int ends = 0;
         auto* sheet = new TestSheet({&page});
         sheet->endsWhenDeleted = &ends;
         sheet->SetOwner(MakeWindow(owner));
@@ -177,6 +196,24 @@ TEST(PropertySheetTest, GoesOnlyWhereItsPageLetsIt) {
         EXPECT_EQ(RunSheet(sheet, {press, press, press, leave}), result);
         EXPECT_EQ(page.times[asked], times);
     }
+}
+
+// Its controls may show anything.
+TEST(PropertySheetTest, APageWhoseStartFailsSavesNothing) {
+    TestPage page, other;
+    page.answer = [](Event event) -> bool {
+        if (event == kStart) throw std::runtime_error("thrown at the start");
+        return true;
+    };
+    TestSheet sheet({&page, &other});
+    const auto turn = [&](HWND) {
+        EXPECT_FALSE(Ui::Enabled(page.m_hWnd, kButton));
+        Ui::Click(page.m_hWnd, kButton);
+        EXPECT_TRUE(sheet.SetActivePage(1)) << "other pages can be reached";
+    };
+    EXPECT_EQ(RunSheet(sheet, {turn, Press(PSBTN_OK)}), IDOK);
+    EXPECT_EQ(page.times[kValid] + page.times[kApply] + page.times[kClick], 0);
+    EXPECT_EQ(other.times[kApply], 1);
 }
 
 TEST(PropertySheetTest, ShowsThePageThatFailsToSave) {

@@ -13,6 +13,7 @@ bool CPropPageConfigBase::OnInitDialog() {
 bool CPropPageConfigBase::OnApply() {
     if (!UpdateData(true)) return false;
     const SaveResult result = SavePage();
+    if (!m_hWnd) return false;  // a question ended with the sheet: nothing is left to be shown
     if (result == SaveResult::Failed) {
         MessageBoxId(IDS_SAVE_FAILED, MB_ICONERROR);
         return false;
