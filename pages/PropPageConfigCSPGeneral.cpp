@@ -110,9 +110,10 @@ bool CPropPageConfigCSPGeneral::OnInitDialog() {
     return true;
 }
 
-// The installer and the provider take their time to load; the page doesn't wait for them.
+// Loading the installer's library and the provider takes noticeable time. The page is painted before it, without texts.
 void CPropPageConfigCSPGeneral::OnFirstShown() {
     WarnOfInterception();
+    if (!m_hWnd) return;
     ShowProduct();
     UpdateData(false);
 }
@@ -159,7 +160,9 @@ void CPropPageConfigCSPGeneral::LoadLanguages() {
         machineChoice_ = machine;
         storedMachine_ = language;
     } else {
-        storedMachine_ = 0;
+        // What the user can't change must not count as a change: the page would stay modified, and each save would
+        // build the sheet anew.
+        storedMachine_ = mayWriteConfig_ ? 0 : kMachineLanguages[machineChoice_].language;
         forceModified_ = mayWriteConfig_;
     }
 
@@ -167,8 +170,9 @@ void CPropPageConfigCSPGeneral::LoadLanguages() {
     storedUser_ = 0;
     if (support_registry_get_long(kLocalLanguage, &language) != 0) return;
     userChoice_ = FindChoice(kUserLanguages, language, 0);
-    storedUser_ = userChoice_ > 0 ? language : -1;
-    if (storedUser_ == -1) forceModified_ = true;
+    const bool invalid = userChoice_ == 0;
+    storedUser_ = !invalid ? language : mayWriteLocal_ ? -1 : 0;
+    if (invalid) forceModified_ = true;
 }
 
 void CPropPageConfigCSPGeneral::OfferAdministration() {

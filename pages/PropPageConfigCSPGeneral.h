@@ -36,10 +36,12 @@ class CPropPageConfigCSPGeneral : public CPropPageConfigBase, private ILinkHandl
 
     std::wstring coreVersion_, productVersion_, notice_, productName_;
     CComboBox userLanguages_, machineLanguages_;
-    int userChoice_ = 0;      // position in kUserLanguages
-    int machineChoice_ = 0;   // position in kMachineLanguages
-    LONG storedUser_ = 0;     // language id; 0: not set, -1: something that isn't a choice
-    LONG storedMachine_ = 0;  // language id; 0: not set, or something that isn't a choice
+    int userChoice_ = 0;     // position in kUserLanguages
+    int machineChoice_ = 0;  // position in kMachineLanguages
+    // Language ids. 0: not set; -1 (the user's) and 0 (the machine's): also a value that isn't a choice. What may not
+    // be written counts as what is shown.
+    LONG storedUser_ = 0;
+    LONG storedMachine_ = 0;
     bool mayWriteConfig_ = false;
     bool mayWriteLocal_ = false;
     bool forceModified_ = false;  // a stored value was missing or invalid: the first activation offers Apply
