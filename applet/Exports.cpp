@@ -6,7 +6,6 @@
 #include "applet/MyControlPanelApp.h"
 #include "applet/services/ProcessCaches.h"
 #include "framework/ActivationContext.h"
-#include "framework/NotSupportedException.h"
 #include "wizards/WizardCertificateOnContainer.h"
 #include "wizards/WizardChangePassword.h"
 #include "wizards/WizardDeleteContainer.h"
@@ -14,11 +13,9 @@
 
 namespace {
 
-constexpr LONG kNotHandled = 1;
-
-// The answer that means failure: zero where zero is no success.
+// The answer that means failure. The first three messages answer nonzero when they succeed.
 constexpr LONG FailureOf(UINT message) {
-    return message == CPL_INIT || message == CPL_STARTWPARMSA ? 0 : 1;
+    return message == CPL_INIT || message == CPL_STARTWPARMSA || message == CPL_STARTWPARMSW ? 0 : 1;
 }
 
 CMyControlPanelApp& App() {
@@ -45,10 +42,8 @@ LONG APIENTRY CPlApplet(HWND window, UINT message, LPARAM lParam1, LPARAM lParam
     const ActivationScope context(Caches().ModuleContext());
     try {
         return static_cast<LONG>(App().ControlPanelMessage(window, message, lParam1, lParam2));
-    } catch (const CNotSupportedException&) {
-        return kNotHandled;  // no such applet
     } catch (...) {
-        return FailureOf(message);  // out of memory
+        return FailureOf(message);  // no such applet, or out of memory
     }
 }
 

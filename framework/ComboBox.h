@@ -1,10 +1,17 @@
 // CComboBox: a combo box's list and selection.
 #pragma once
 
+#include "framework/Label.h"
 #include "framework/Wnd.h"
 
 class CComboBox : public CWnd {
   public:
+    // With its label. Returns whether it was disabled before.
+    bool EnableWindow(bool enable = true) noexcept {
+        const bool disabled = !::IsWindowEnabled(m_hWnd);
+        EnableWithLabel(m_hWnd, enable);
+        return disabled;
+    }
     int AddString(const std::wstring& text) noexcept {  // the item's position; negative on failure
         return static_cast<int>(SendMessage(CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text.c_str())));
     }

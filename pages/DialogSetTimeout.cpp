@@ -88,18 +88,25 @@ void CDialogSetTimeout::ReadUser() {
 
 // Where a level may not be written, all its controls stay disabled.
 void CDialogSetTimeout::EnableEdits() {
-    const auto chosen = [this](UINT radio) { return IsDlgButtonChecked(m_hWnd, static_cast<int>(radio)) != 0; };
-    if (mayWriteUser_) {
-        Enable(m_hWnd, std::initializer_list<UINT>{IDC_TIMEOUT_USER_VALUE, IDC_TIMEOUT_USER_SPIN},
-               chosen(IDC_TIMEOUT_USER_SET));
-    }
+    if (mayWriteUser_) EnableEdit(IDC_TIMEOUT_USER_SET, IDC_TIMEOUT_USER_VALUE, IDC_TIMEOUT_USER_SPIN, userSeconds_);
     if (mayWriteSystem_) {
-        Enable(m_hWnd, std::initializer_list<UINT>{IDC_TIMEOUT_SYSTEM_VALUE, IDC_TIMEOUT_SYSTEM_SPIN},
-               chosen(IDC_TIMEOUT_SYSTEM_SET));
+        EnableEdit(IDC_TIMEOUT_SYSTEM_SET, IDC_TIMEOUT_SYSTEM_VALUE, IDC_TIMEOUT_SYSTEM_SPIN, systemSeconds_);
     }
 }
 
-// An edit that is disabled must hold a good number too. What isn't written isn't told.
+// An edit that is disabled gets its last valid number back: OK checks it, and the user couldn't correct it.
+void CDialogSetTimeout::EnableEdit(int radio, int edit, int spin, int& seconds) {
+    const bool enable = IsDlgButtonChecked(m_hWnd, radio) != 0;
+    if (!enable) {
+        BOOL isNumber = FALSE;
+        const auto typed = static_cast<int>(GetDlgItemInt(m_hWnd, edit, &isNumber, TRUE));
+        if (isNumber && typed >= kLeastTimeout && typed <= kMostTimeout) seconds = typed;
+        SetDlgItemInt(m_hWnd, edit, static_cast<UINT>(seconds), FALSE);
+    }
+    for (const int control : {edit, spin}) ::EnableWindow(::GetDlgItem(m_hWnd, control), enable);
+}
+
+// Both edits must hold valid numbers, disabled ones too. What isn't written isn't reported.
 void CDialogSetTimeout::OnOK() {
     if (!UpdateData(true)) return;
     if (mayWriteSystem_) SaveSystem();

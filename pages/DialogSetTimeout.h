@@ -23,6 +23,7 @@ class CDialogSetTimeout : public CDialogLang {
     void ReadSystem();
     void ReadUser();
     void EnableEdits();
+    void EnableEdit(int radio, int edit, int spin, int& seconds);
     void SaveSystem() const;
     void SaveUser() const;
 

@@ -53,13 +53,22 @@ void CPropPageConfigCSPAdvanced::DoDataExchange(CDataExchange* exchange) {
 bool CPropPageConfigCSPAdvanced::OnInitDialog() {
     const CWaitCursor wait;
     CPropPageConfigBase::OnInitDialog();
-    list_.SetExtendedStyle(LVS_EX_FULLROWSELECT);
+    list_.SetExtendedStyle(LVS_EX_FULLROWSELECT | LVS_EX_LABELTIP);
     InsertColumns();
     InsertFiles();
     arrow_.Attach(list_.GetHeader());
     Sort();
-    for (int column = 0; column < kColumnCount; ++column) list_.SetColumnWidth(column, LVSCW_AUTOSIZE);
+    for (int column = 0; column < kColumnCount; ++column) SizeColumn(column);
     return true;
+}
+
+// To its content, and to its heading where that is wider. The latter measure is only compared: it would make the last
+// column fill the list.
+void CPropPageConfigCSPAdvanced::SizeColumn(int column) {
+    list_.SetColumnWidth(column, LVSCW_AUTOSIZE);
+    const int content = list_.GetColumnWidth(column);
+    list_.SetColumnWidth(column, LVSCW_AUTOSIZE_USEHEADER);
+    if (column == kColumnCount - 1 || list_.GetColumnWidth(column) < content) list_.SetColumnWidth(column, content);
 }
 
 void CPropPageConfigCSPAdvanced::InsertColumns() {

@@ -25,6 +25,7 @@ class CPropPageConfigCSPAdvanced : public CPropPageConfigBase {
 
     void InsertColumns();
     void InsertFiles();
+    void SizeColumn(int column);
     void Sort();
 
     std::vector<FileVersion> files_;  // an item's data points to its file

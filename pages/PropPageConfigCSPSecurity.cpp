@@ -94,6 +94,7 @@ bool CPropPageConfigCSPSecurity::OnInitDialog() {
 // The sheet takes no mark from a page that is still being made, and what the page shows first may differ already.
 bool CPropPageConfigCSPSecurity::OnSetActive() {
     CPropPageConfigBase::OnSetActive();
+    PlaceModeTabStop();
     SetModified(IsPageModified());
     return true;
 }
@@ -203,9 +204,24 @@ void CPropPageConfigCSPSecurity::EnableControls() {
                                               {IDC_SECURITY_MODE_MEMORY, enabled.memoryMode},
                                               {IDC_SECURITY_CACHING, enabled.caching},
                                               {IDC_SECURITY_DIFFIE_HELLMAN, enabled.diffieHellman}};
-    for (const auto& [id, enable] : controls) ::EnableWindow(GetDlgItem(id), enable);
+    for (const auto& [id, enable] : controls) EnableWithLabel(GetDlgItem(id), enable);
     for (const UINT id : kCacheSizeControls) ::EnableWindow(GetDlgItem(id), enabled.cacheSize);
     ::ShowWindow(GetDlgItem(IDC_SECURITY_DIFFIE_HELLMAN), state_.diffieHellmanShown ? SW_SHOW : SW_HIDE);
+    PlaceModeTabStop();
+}
+
+// Checking a radio button makes it the tab stop of its group. When it is disabled, the other one is the tab stop, and
+// must not be clicked by getting the focus alone, or passing it would change the mode.
+void CPropPageConfigCSPSecurity::PlaceModeTabStop() {
+    const HWND service = GetDlgItem(IDC_SECURITY_MODE_SERVICE), memory = GetDlgItem(IDC_SECURITY_MODE_MEMORY);
+    for (const auto& [radio, other] : {std::pair{service, memory}, {memory, service}}) {
+        const bool instead = ::IsWindowEnabled(radio) && !::IsWindowEnabled(other);
+        const bool chosen = ::SendMessageW(radio, BM_GETCHECK, 0, 0) == BST_CHECKED;
+        const bool stop = instead || (chosen && (::IsWindowEnabled(radio) || !::IsWindowEnabled(other)));
+        const LONG_PTR style = GetWindowLongPtrW(radio, GWL_STYLE) & ~LONG_PTR{WS_TABSTOP};
+        SetWindowLongPtrW(radio, GWL_STYLE, stop ? style | WS_TABSTOP : style);
+        ::SendMessageW(radio, BM_SETDONTCLICK, instead && !chosen, 0);
+    }
 }
 
 void CPropPageConfigCSPSecurity::ShowValues() {
@@ -255,7 +271,9 @@ bool CPropPageConfigCSPSecurity::IsPageModified() {
 }
 
 SaveResult CPropPageConfigCSPSecurity::SavePage() {
-    return SaveSecurity(state_, *this) ? SaveResult::Saved : SaveResult::Failed;
+    const bool saved = SaveSecurity(state_, *this);
+    ShowValues();  // the cache size may have been corrected
+    return saved ? SaveResult::Saved : SaveResult::Failed;
 }
 
 bool CPropPageConfigCSPSecurity::SetCache(DWORD size) {

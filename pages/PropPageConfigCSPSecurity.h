@@ -51,6 +51,7 @@ class CPropPageConfigCSPSecurity : public CPropPageConfigBase, private SecurityS
     void ReadDiffieHellman();
     SecurityRights ReadRights() const;
     void EnableControls();
+    void PlaceModeTabStop();
     void ShowValues();
 
     SecurityState state_;

@@ -3,6 +3,7 @@
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/SupportLibrary.h"
 #include "framework/DataExchange.h"
+#include "framework/Label.h"
 #include "framework/Raised.h"
 #include "pages/TlsModules.h"
 #include "resources/resource.h"
@@ -68,8 +69,12 @@ bool IsOn(const Switch& setting) {
     return FindLong(PathOf(setting.name).c_str(), 0) != 0;
 }
 
+LONG StoredValueOf(const Limit& limit) {
+    return FindLong(PathOf(limit.name).c_str(), limit.missing);
+}
+
 int ValueOf(const Limit& limit) {
-    const LONG value = FindLong(PathOf(limit.name).c_str(), limit.missing);
+    const LONG value = StoredValueOf(limit);
     return value >= limit.least && value <= limit.most ? value : limit.missing;
 }
 
@@ -118,14 +123,14 @@ bool CPropPageConfigTLS::OnInitDialog() {
 }
 
 void CPropPageConfigTLS::DisableWhatMayNotChange() {
-    const bool mayWrite = MayWrite(kSection);
+    mayWrite_ = MayWrite(kSection);
     const bool ocsp = IsOcspInstalled();
     for (const Switch& setting : kSwitches) {
-        if (!mayWrite || (setting.needsOcsp && !ocsp)) ::EnableWindow(GetDlgItem(setting.box), FALSE);
+        if (!mayWrite_ || (setting.needsOcsp && !ocsp)) ::EnableWindow(GetDlgItem(setting.box), FALSE);
     }
-    if (mayWrite) return;
+    if (mayWrite_) return;
     for (const Limit& limit : kLimits) {
-        ::EnableWindow(GetDlgItem(limit.edit), FALSE);
+        EnableWithLabel(GetDlgItem(limit.edit), false);
         ::EnableWindow(GetDlgItem(limit.spin), FALSE);  // it would go on moving the number
     }
 }
@@ -200,10 +205,12 @@ bool CPropPageConfigTLS::SaveSwitches(bool& saved) const {
     return switched;
 }
 
+// A stored number that is out of range differs from everything that can be shown, the default included.
 bool CPropPageConfigTLS::SaveLimits() const {
+    if (!mayWrite_) return true;
     bool saved = true;
     for (size_t i = 0; i < kLimitCount; ++i) {
-        if (limits_[i] != ValueOf(kLimits[i]) && !Write(kLimits[i].name, limits_[i])) saved = false;
+        if (limits_[i] != StoredValueOf(kLimits[i]) && !Write(kLimits[i].name, limits_[i])) saved = false;
     }
     return saved;
 }

@@ -28,5 +28,6 @@ class CPropPageConfigTLS : public CPropPageConfigBase {
     static constexpr size_t kLimitCount = 2;
     std::array<int, kLimitCount> limits_{};  // valid ones always, in the order of the page's table
     std::array<CSpinButtonCtrl, kLimitCount> spins_;
+    bool mayWrite_ = false;
     bool ownChange_ = false;  // the page itself is changing the controls
 };

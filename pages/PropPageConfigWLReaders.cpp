@@ -20,8 +20,7 @@ constexpr wchar_t kLogonDisabled[] = L"\\config\\Parameters\\DisableWL";
 constexpr wchar_t kDefaultReaderSection[] = L"\\cryptography\\Defaults\\provider\\";
 constexpr DWORD kMostReaderName = 64;  // characters of a stored reader name
 
-constexpr UINT kOfControllers[] = {IDC_WINLOGON_CONTROLLER, IDC_WINLOGON_IDENTIFIER, IDC_WINLOGON_EXPORT,
-                                   IDC_WINLOGON_CONTROLLER_LABEL, IDC_WINLOGON_IDENTIFIER_LABEL};
+constexpr UINT kOfControllers[] = {IDC_WINLOGON_CONTROLLER, IDC_WINLOGON_IDENTIFIER, IDC_WINLOGON_EXPORT};
 
 bool ReadReaderName(const std::wstring& path, std::wstring& name) {
     wchar_t text[kMostReaderName + 1] = L"";
@@ -181,11 +180,11 @@ void CPropPageConfigWLReaders::EnableControls() {
     EnableControl(IDC_WINLOGON_DISABLE, enabled.disabled);
 }
 
-// A disabled control must not keep the focus: the keyboard would be lost.
+// With its label. A disabled control must not keep the focus: the keyboard would be lost.
 void CPropPageConfigWLReaders::EnableControl(UINT id, bool enable) noexcept {
     const HWND control = GetDlgItem(id);
     if (!enable && control == GetFocus()) ::SendMessageW(m_hWnd, WM_NEXTDLGCTL, 0, FALSE);
-    ::EnableWindow(control, enable);
+    EnableWithLabel(control, enable);
 }
 
 bool CPropPageConfigWLReaders::IsPageModified() {

@@ -85,6 +85,8 @@ void TakeDiffieHellman(SecurityState& state, const std::optional<DiffieHellmanRe
         state.diffieHellmanMayChange = false;
         state.now.diffieHellman = BST_CHECKED;
     } else {
+        // What the user set for the provider configured before must not be written to this one.
+        state.now.diffieHellman = state.saved.diffieHellman;
         return;
     }
     state.saved.diffieHellman = state.now.diffieHellman;
@@ -136,6 +138,7 @@ SecurityChanges WhatChanged(const SecurityState& state) noexcept {
 }
 
 bool SaveSecurity(SecurityState& state, SecurityStores& stores) {
+    if (state.cacheMaximum != 0) state.now.cacheSize = AllowedCacheSize(state.now.cacheSize, state.cacheMaximum);
     const SecurityChanges changed = WhatChanged(state);
     bool good = true;
     if (changed.caching || changed.mode) {

@@ -97,5 +97,6 @@ class SecurityStores {
     ~SecurityStores() = default;
 };
 
-// Writes what changed, and takes over into `saved` what was written. False when something that counts was not.
+// Writes what changed, and takes over into `saved` what was written. False when something that counts was not. Corrects
+// the cache size first: it may have been typed in a field that still has the focus.
 bool SaveSecurity(SecurityState& state, SecurityStores& stores);

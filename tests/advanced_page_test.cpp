@@ -113,6 +113,19 @@ std::wstring Arrows(HWND list, HBITMAP& up) {
     return arrows;
 }
 
+// The width that a column's content needs, or its heading if that needs more; the last heading is short.
+int Needed(HWND list, int column) {
+    const int now = ListView_GetColumnWidth(list, column);
+    int needed = 0;
+    for (const int kind : {LVSCW_AUTOSIZE, LVSCW_AUTOSIZE_USEHEADER}) {
+        if (kind == LVSCW_AUTOSIZE_USEHEADER && column == 3) continue;
+        ListView_SetColumnWidth(list, column, kind);
+        needed = std::max(needed, ListView_GetColumnWidth(list, column));
+    }
+    ListView_SetColumnWidth(list, column, now);
+    return needed;
+}
+
 struct AdvancedPage : SettingsPageTest<CPropPageConfigCSPAdvanced> {
     // Instead of the system's modules, which differ from system to system, only paths.
     ImportPatch first{nullptr, "GetSystemDirectoryW", &NoDirectory};
@@ -163,7 +176,9 @@ TEST_F(AdvancedPage, ShowsSortsAndCopiesTheList) {
                 cells += std::wstring(text[0]) + L": " + text[1] + L"|";
             }
             EXPECT_EQ(cells, L"Name: kvsuprt.dll|Version: 5.0.4821.0|Type: x64|Path: " + kLibrary + L"|");
-            EXPECT_EQ(ListView_GetExtendedListViewStyle(list), DWORD{LVS_EX_FULLROWSELECT});
+            EXPECT_EQ(ListView_GetExtendedListViewStyle(list), DWORD{LVS_EX_FULLROWSELECT | LVS_EX_LABELTIP});
+            for (int column = 0; column < 4; ++column)
+                EXPECT_EQ(ListView_GetColumnWidth(list, column), Needed(list, column));
             for (std::size_t i = 0; i < std::size(clicked); ++i) {
                 NMLISTVIEW click{{list, 1023, LVN_COLUMNCLICK}, -1, clicked[i], 0, 0, 0, {}, 0};
                 SendMessageW(page, WM_NOTIFY, 1023, reinterpret_cast<LPARAM>(&click));

@@ -48,7 +48,14 @@ class AlgorithmsPage : public SettingsPageTest<CPropPageConfigCSPOID> {
 
 // A choice goes back to the provider for its type only, and is found again; until then it is lost with its type.
 TEST_F(AlgorithmsPage, ChoicesGoBackToTheProvider) {
-    Look([&](HWND) { EXPECT_EQ(asked, (std::vector<DWORD>{103, 92, 104, 93, 105, 94, 106, 95})); });
+    Look([&](HWND page) {
+        EXPECT_EQ(asked, (std::vector<DWORD>{103, 92, 104, 93, 105, 94, 106, 95}));
+        UINT box = kHash;  // the labels and lists in the same order
+        for (const wchar_t* kind : {L"&Hash", L"&Encryption", L"&Signature", L"&Diffie-Hellman"}) {
+            const HWND combo = GetDlgItem(page, static_cast<int>(box++)), label = GetWindow(combo, GW_HWNDPREV);
+            EXPECT_EQ(Ui::Text(label), kind + std::wstring(L" algorithm parameters:"));
+        }
+    });
     for (const auto& [spoken, title, type] : {std::tuple{kEnglish, L"Algorithms", 0}, {kRussian, L"Алгоритмы", 1}}) {
         language.Set(spoken);
         Run({[&, text = title, wanted = type](HWND sheet) {
@@ -99,6 +106,7 @@ TEST_F(AlgorithmsPage, WithoutAContextOrRightsNothingCanBeChosen) {
             for (int type = 0; type < types; ++type) Ui::Select(page, kType, type);
             for (UINT box = kHash; box <= kDiffieHellman; ++box)
                 EXPECT_TRUE(Ui::Enabled(page, box) == c.enabled && (Last(page, box) >= 0) == c.lists) << box;
+            EXPECT_EQ(IsWindowEnabled(GetWindow(GetDlgItem(page, kHash), GW_HWNDPREV)) != FALSE, c.enabled) << "label";
             Ui::Press(sheet, PSBTN_OK);  // nothing to save
         }});
         EXPECT_EQ(acquired, c.acquired);

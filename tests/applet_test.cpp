@@ -20,6 +20,8 @@ LONG Send(UINT message, LPARAM position = 0, const void* data = nullptr) {
     return CPlApplet(nullptr, message, position, reinterpret_cast<LPARAM>(data));
 }
 
+int calls = 0;
+
 class Applet : public testing::Test {
   protected:
     StoredNumber local{L"\\local\\Language", 1033};
@@ -54,20 +56,31 @@ TEST_F(Applet, AnswersTheShellsMessages) {
     EXPECT_EQ(Send(CPL_EXIT), 0);
 }
 
-TEST_F(Applet, PositionsThatNameNoAppletAreAnsweredWithOne) {
+TEST_F(Applet, PositionsThatNameNoAppletAreAnsweredAsFailures) {
     const PanelSession session;
     for (const LPARAM position : {LPARAM{1}, LPARAM{-1}, LPARAM{0x7FFFFFFFFFFFFFFF}}) {
         for (const UINT message :
-             {CPL_INQUIRE, CPL_SELECT, CPL_DBLCLK, CPL_STOP, CPL_NEWINQUIRE, CPL_STARTWPARMSA, 77}) {
-            EXPECT_EQ(Send(message, position), 1) << message << " at " << position;
+             {CPL_INQUIRE, CPL_SELECT, CPL_DBLCLK, CPL_STOP, CPL_NEWINQUIRE, CPL_STARTWPARMSA, CPL_STARTWPARMSW, 77}) {
+            const bool starts = message == CPL_STARTWPARMSA || message == CPL_STARTWPARMSW;
+            EXPECT_EQ(Send(message, position), starts ? 0 : 1) << message << " at " << position;
         }
     }
 }
 
+HRESULT WINAPI CountBegin(void*) {
+    return ++calls, S_FALSE;
+}
+void WINAPI CountEnd() {
+    --calls;
+}
+
 TEST_F(Applet, BeginsAndEndsInAnyOrder) {
+    const ImportPatch begin(nullptr, "CoInitialize", &CountBegin), end(nullptr, "CoUninitialize", &CountEnd);
+    calls = 0;
     EXPECT_EQ(Send(CPL_EXIT), 0);
     EXPECT_EQ(Send(CPL_SELECT), 1);
     EXPECT_NE(Send(CPL_INIT), 0);
+    EXPECT_EQ(calls, 1) << "COM is initialised";
     EXPECT_NE(Send(CPL_INIT), 0);  // a second host in the process
     EXPECT_EQ(Send(CPL_GETCOUNT), 1);
     EXPECT_EQ(Send(CPL_EXIT), 0);
@@ -76,8 +89,15 @@ TEST_F(Applet, BeginsAndEndsInAnyOrder) {
     EXPECT_EQ(Send(CPL_GETCOUNT), 0);
     EXPECT_EQ(Send(CPL_EXIT), 0);
     EXPECT_EQ(Send(CPL_DBLCLK), 1);
+    EXPECT_EQ(calls, 0) << "COM is uninitialised as often";
 
     PanelSession again;
+    {
+        const auto refuse = +[](const PROPSHEETHEADERW*) -> INT_PTR { return -1; };
+        const ImportPatch noSheet(nullptr, "PropertySheetW", refuse);
+        EXPECT_EQ(again.Open(), 1) << "no sheet can be created";
+        EXPECT_EQ(again.Open("3"), 0) << "no sheet can be created";
+    }
     ModalScript script({[](HWND sheet) { EXPECT_EQ(Ui::PageCount(sheet), 8); }});
     EXPECT_EQ(again.Open(), 0);
     EXPECT_TRUE(script.Finished());
@@ -194,7 +214,7 @@ TEST_F(Applet, TheSheetHasItsEightPagesInOrderInBothLanguages) {
 // The host's top-level window is the one in the task bar: it gets the icon, and is out of use while the sheet is open.
 TEST_F(Applet, TheHostsWindowOwnsTheSheetAndGetsItsIcon) {
     const auto create = [](DWORD style, HWND parent) {
-        return CreateWindowW(L"STATIC", L"", style, 0, 0, 50, 50, parent, nullptr, nullptr, nullptr);
+        return CreateWindowW(L"STATIC", L"", style, 300, 0, 300, 50, parent, nullptr, nullptr, nullptr);
     };
     for (const bool byChild : {false, true}) {
         const HWND host = create(WS_OVERLAPPEDWINDOW | WS_VISIBLE, nullptr);
@@ -203,7 +223,11 @@ TEST_F(Applet, TheHostsWindowOwnsTheSheetAndGetsItsIcon) {
         ModalScript script({[&](HWND sheet) {
             EXPECT_EQ(GetWindow(sheet, GW_OWNER), host);
             EXPECT_FALSE(IsWindowEnabled(host));
+            RECT over{}, own{};
+            GetWindowRect(host, &over), GetWindowRect(sheet, &own);
+            EXPECT_NEAR(own.left + own.right, over.left + over.right, 2) << "over the middle of its owner";
             for (const WPARAM size : {ICON_BIG, ICON_SMALL}) {
+                EXPECT_EQ(SendMessageW(sheet, WM_GETICON, size, 0), 0) << "the sheet has none";
                 EXPECT_NE(SendMessageW(host, WM_GETICON, size, 0), 0) << byChild;
                 EXPECT_EQ(SendMessageW(given, WM_GETICON, size, 0) != 0, !byChild);
             }
@@ -215,7 +239,6 @@ TEST_F(Applet, TheHostsWindowOwnsTheSheetAndGetsItsIcon) {
     }
 }
 
-int calls = 0;
 BOOL WINAPI Counted() {  // in place of functions whose arguments don't count
     ++calls;
     return FALSE;

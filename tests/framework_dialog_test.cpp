@@ -1,6 +1,7 @@
 // Modal dialogs: results, message tables, the exchange between controls and members, validation.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <limits>
 #include <stdexcept>
@@ -44,7 +45,7 @@ class TestDialog : public CDialog {
     INT_PTR Run(std::vector<ModalScript::Step> steps) {
         steps.emplace_back([](HWND window) { ::EndDialog(window, kLeftOpen); });
         ModalScript script(std::move(steps));
-        const INT_PTR result = DoModal();
+        const INT_PTR result = DoModal(owner);
         boxes = script.Boxes();
         return result;
     }
@@ -56,6 +57,7 @@ class TestDialog : public CDialog {
     std::vector<WORD> clicked;
     std::vector<ShownBox> boxes;
     int edits = 0, notified = 0;
+    HWND owner = nullptr;
 
   protected:
     std::span<const Route> Routes() const override {
@@ -90,6 +92,28 @@ class TestDialog : public CDialog {
 
 void PressKey(WPARAM key) {
     PostMessageW(GetFocus(), WM_KEYDOWN, key, 0);
+}
+
+// Over the middle of its owner, wholly on the work area.
+TEST(DialogTest, OpensOverItsOwner) {
+    RECT area{};
+    SystemParametersInfoW(SPI_GETWORKAREA, 0, &area, 0);
+    const POINT owners[] = {
+        {area.right / 2 - 200, area.bottom / 2 - 200}, {-390, -390}, {area.right - 10, area.bottom - 10}};
+    for (const POINT& at : owners) {
+        const HWND owner = CreateWindowW(L"STATIC", L"", WS_POPUP | WS_VISIBLE, at.x, at.y, 400, 400, nullptr, nullptr,
+                                         nullptr, nullptr);
+        TestDialog dialog;
+        dialog.owner = owner;
+        dialog.Run({[&](HWND window) {
+            RECT own{};
+            GetWindowRect(window, &own);
+            const LONG width = own.right - own.left, height = own.bottom - own.top;
+            EXPECT_EQ(own.left, std::clamp(at.x + (400 - width) / 2, area.left, area.right - width));
+            EXPECT_EQ(own.top, std::clamp(at.y + (400 - height) / 2, area.top, area.bottom - height));
+        }});
+        DestroyWindow(owner);
+    }
 }
 
 TEST(DialogTest, EndsWithTheResultThatFits) {

@@ -28,10 +28,11 @@ constexpr wchar_t kIntercepted[] =
 class GeneralPage : public testing::Test {
   protected:
     // Opens the panel at a page and runs the steps in it.
-    void Run(std::vector<ModalScript::Step> steps, const char* page = nullptr) {
+    // `whole`: all steps run, the last one in the sheet that is open then.
+    void Run(std::vector<ModalScript::Step> steps, const char* page = nullptr, bool whole = true) {
         ModalScript script(std::move(steps));
         PanelSession().Open(page);
-        EXPECT_TRUE(script.Finished());
+        EXPECT_EQ(script.Finished(), whole);
         boxes = script.Boxes();
     }
 
@@ -143,20 +144,29 @@ TEST_F(GeneralPage, ShowsWhatTheUserMayChange) {
     struct Case {
         const wchar_t* denied;
         bool user, machine;
+        Stored local, config;
+        bool reopens;  // OK stores what was missing, and the sheet is built anew
     };
-    for (const Case& c : {Case{L"\\config", true, false}, Case{L"\\local", false, true}}) {
-        config.Set({});
+    for (const Case& c :
+         {Case{L"\\config", true, false, kEnglish, {}, false}, Case{L"\\local", false, true, kEnglish, {}, true},
+          Case{L"\\config", true, false, {}, 1058, false}, Case{L"\\local", false, true, 1058, kEnglish, false}}) {
+        SCOPED_TRACE(testing::Message() << c.denied << c.config.value_or(0));
+        config.Set(c.config);
+        local.Set(c.local);
         const Denied denied(c.denied);
         Run({[&](HWND sheet) {
-            const HWND page = Ui::Page(sheet);
-            EXPECT_EQ(Ui::Enabled(page, IDC_GENERAL_USER_LANGUAGE), c.user);
-            EXPECT_EQ(Ui::Enabled(page, IDC_GENERAL_MACHINE_LANGUAGE), c.machine);
-            EXPECT_EQ(Ui::Visible(page, IDC_GENERAL_SHIELD), !c.machine);
-            EXPECT_EQ(Ui::Visible(page, IDC_GENERAL_RUN_AS_ADMIN), !c.machine);
-            EXPECT_EQ(SendDlgItemMessageW(page, IDC_GENERAL_SHIELD, STM_GETICON, 0, 0) != 0, !c.machine);
-            // A missing value that can't be written is no reason to offer Apply.
-            EXPECT_EQ(Ui::ApplyEnabled(sheet), c.machine);
-        }});
+                 const HWND page = Ui::Page(sheet);
+                 EXPECT_EQ(Ui::Enabled(page, IDC_GENERAL_USER_LANGUAGE), c.user);
+                 EXPECT_EQ(Ui::Enabled(page, IDC_GENERAL_MACHINE_LANGUAGE), c.machine);
+                 EXPECT_EQ(Ui::Visible(page, IDC_GENERAL_SHIELD), !c.machine);
+                 EXPECT_EQ(Ui::Visible(page, IDC_GENERAL_RUN_AS_ADMIN), !c.machine);
+                 EXPECT_EQ(SendDlgItemMessageW(page, IDC_GENERAL_SHIELD, STM_GETICON, 0, 0) != 0, !c.machine);
+                 // A value that can't be written is no reason to offer Apply.
+                 EXPECT_EQ(Ui::ApplyEnabled(sheet), c.config == Stored() && c.machine);
+                 Ui::Press(sheet, PSBTN_OK);
+             },
+             [&](HWND) { EXPECT_TRUE(c.reopens) << "OK doesn't close the sheet"; }},
+            nullptr, c.reopens);
     }
 }
 
@@ -279,7 +289,7 @@ TEST_F(GeneralPage, OpensTheManagementConsole) {
         opened.clear();
         Run({[](HWND sheet) { ClickLink(Ui::Page(sheet), IDC_GENERAL_PKI_CONSOLE); }});
         ASSERT_EQ(opened.size(), c.started);
-        for (const Opened& console : opened) EXPECT_EQ(console.file, L"C:\\console %s%n.msc");
+        for (const Opened& console : opened) EXPECT_EQ(console.verb + console.file, L"openC:\\console %s%n.msc");
         ASSERT_EQ(boxes.size(), c.failures);
         for (const ShownBox& box : boxes) EXPECT_EQ(box.text, L"Failed to start \"Vestra PKI\" console");
     }
@@ -301,6 +311,7 @@ TEST_F(GeneralPage, InstallerTextsAreShownAsTheyStand) {
         ClickLink(page, IDC_GENERAL_PRODUCT_NAME);
     });
     ASSERT_EQ(opened.size(), 2u);
+    EXPECT_EQ(opened[0].verb, L"open");
     EXPECT_EQ(opened[0].file, L"URLInfoAbout %s%n%1 & \x202E");
     EXPECT_EQ(opened[1].file, L"URLUpdateInfo %s%n%1 & \x202E");
 }

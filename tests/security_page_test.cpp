@@ -242,10 +242,74 @@ TEST_F(SecurityPage, CorrectsTheCacheSizeWithoutAWord) {
             EXPECT_EQ(Ui::ApplyEnabled(GetParent(page)), text != L"16");
         }
     });
+    Run({[](HWND sheet) { Ui::Type(Ui::Page(sheet), IDC_SECURITY_CACHE_SIZE, L"3000"), Apply(sheet); },
+         [](HWND sheet) { EXPECT_EQ(Ui::Text(Ui::Page(sheet), IDC_SECURITY_CACHE_SIZE), L"2457"); }});
+    EXPECT_EQ(ReadSetting(kCacheSetting), 2457u) << "saved while the field has the focus";
     EXPECT_TRUE(boxes.empty());
 }
 
+// The checked mode may be the one that is disabled.
+TEST_F(SecurityPage, TheModeThatMayBeChosenIsReachedByTheKeyboard) {
+    const HWND none = nullptr;
+    for (const int protection : {1, 2}) {  // the service isn't installed; nothing may keep its keys in memory
+        Reset();
+        kRegistered[5].Set(protection == 1 ? kService : kMemory);
+        WriteSetting(kClassSetting, static_cast<DWORD>(protection));
+        Run({[&](HWND sheet) {
+            const HWND page = Ui::Page(sheet), service = GetDlgItem(page, IDC_SECURITY_MODE_SERVICE),
+                       memory = GetDlgItem(page, IDC_SECURITY_MODE_MEMORY),
+                       enabled = protection == 1 ? memory : service;
+            PropSheet_SetCurSel(sheet, none, 0);  // the page is shown again
+            EXPECT_EQ(GetNextDlgTabItem(page, GetDlgItem(page, IDC_SECURITY_CSP), FALSE), enabled);
+            SendMessageW(page, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(enabled), TRUE);
+            EXPECT_EQ(GetFocus(), enabled);
+            EXPECT_EQ(SendMessageW(enabled, BM_GETCHECK, 0, 0), BST_UNCHECKED) << "the focus alone chooses nothing";
+            EXPECT_FALSE(Ui::ApplyEnabled(sheet));
+            SendMessageW(enabled, WM_KEYDOWN, VK_SPACE, 0), SendMessageW(enabled, WM_KEYUP, VK_SPACE, 0);
+            EXPECT_EQ(SendMessageW(enabled, BM_GETCHECK, 0, 0), BST_CHECKED);
+            EXPECT_EQ(SendMessageW(enabled == memory ? service : memory, BM_GETCHECK, 0, 0), BST_UNCHECKED);
+            EXPECT_TRUE(Ui::ApplyEnabled(sheet));
+        }});
+    }
+}
+
+TEST_F(SecurityPage, ATypeWhoseKeyMayNotBeWrittenCanNotBeChosen) {
+    for (const std::wstring type : {L"Type 075", L"Type 071"}) {
+        static std::wstring locked;
+        static const ImportPatch* patch;
+        locked = type;
+        const auto open = +[](HKEY root, LPCWSTR name, DWORD options, REGSAM access, HKEY* key) -> LSTATUS {
+            if ((access & KEY_SET_VALUE) && std::wstring(name).ends_with(locked)) return ERROR_ACCESS_DENIED;
+            return patch->Original<decltype(RegOpenKeyExW)>()(root, name, options, access, key);
+        };
+        const ImportPatch opener((patch = &opener, nullptr), "RegOpenKeyExW", open);
+        Look([&](HWND page) {
+            for (const UINT control : {IDC_SECURITY_TYPE75, IDC_SECURITY_TYPE75_LABEL})
+                EXPECT_EQ(Ui::Enabled(page, control), type != L"Type 075") << control;
+            for (const UINT control : {IDC_SECURITY_TYPE71, IDC_SECURITY_TYPE71_LABEL})
+                EXPECT_EQ(Ui::Enabled(page, control), type != L"Type 071") << control;
+        });
+    }
+}
+
 TEST_F(SecurityPage, ConfiguresTheProviderThatIsSelected) {
+    const DWORD before = ReadSetting(kDhControlSetting);
+    const auto refuse = +[](HCRYPTPROV*, LPCWSTR, LPCWSTR, DWORD, DWORD) -> BOOL { return FALSE; };
+    std::optional<ImportPatch> acquire;
+    Run({[&](HWND sheet) {
+             const HWND page = Ui::Page(sheet);
+             Ui::Click(page, IDC_SECURITY_DIFFIE_HELLMAN);
+             EXPECT_TRUE(Ui::ApplyEnabled(sheet));
+             acquire.emplace(nullptr, "CryptAcquireContextW", refuse);
+             Ui::Select(page, IDC_SECURITY_CSP, 1);
+             EXPECT_FALSE(Ui::ApplyEnabled(sheet)) << "the mark set for the former provider";
+             Ui::Select(page, IDC_SECURITY_TYPE75, 0);
+             Apply(sheet);
+         },
+         [](HWND) { EXPECT_EQ(kRegistered[2].Get(), L"") << "the default provider is written all the same"; }});
+    acquire.reset();
+    EXPECT_EQ(ReadSetting(kDhControlSetting), before);
+    Reset();
     kRegistered[4].Set(kMemory);
     Look([](HWND page) {
         Ui::Select(page, IDC_SECURITY_CSP, 1);

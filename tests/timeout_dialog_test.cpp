@@ -84,6 +84,21 @@ TEST_F(TimeoutDialog, WritesWhatIsChosen) {
                      L"-x-( 8)x-( 9)"}));
     ClickThrough<CDialogSetTimeout>({1093, 1098, IDCANCEL}, {});
     EXPECT_EQ(Get(), "-1 -1 ");
+    for (const auto& [typed, kept] : {std::pair{L"0", L"x--( 600)-x 7"},
+                                      {L"", L"x--( 600)-x 7"},
+                                      {L"70000", L"x--( 600)-x 7"},
+                                      {L"5", L"x--( 5)-x 7"}}) {
+        Set({}, {});
+        RunDialog<CDialogSetTimeout>([&](HWND dialog) {
+            Ui::Click(dialog, 1098), Ui::Type(dialog, 1084, L"7");
+            Ui::Click(dialog, 1095), Ui::Type(dialog, 1083, typed);
+            Ui::Click(dialog, 1093);
+            EXPECT_EQ(Shown(dialog, kControls), kept) << "the last valid number in the disabled edit";
+            Ui::Click(dialog, IDOK);
+        });
+        EXPECT_TRUE(boxes.empty()) << typed;
+        EXPECT_EQ(Get(), "no 7 ") << typed;
+    }
 }
 
 TEST_F(TimeoutDialog, TakesNumbersInTheRangeOnly) {

@@ -33,7 +33,8 @@ DWORD support_registry_get_long(const wchar_t* path, LONG* value) noexcept;
 DWORD support_registry_put_long(const wchar_t* path, LONG value) noexcept;
 DWORD support_registry_get_bool(const wchar_t* path, BOOL* value) noexcept;
 DWORD support_registry_put_bool(const wchar_t* path, BOOL value) noexcept;
-DWORD support_registry_put_section(const wchar_t* path) noexcept;  // creates it if it is missing
+// Creates the section if it is missing. The library's function has a second argument, for which 0 is passed.
+DWORD support_registry_put_section(const wchar_t* path) noexcept;
 DWORD support_registry_delete_param(const wchar_t* path) noexcept;
 DWORD support_registry_delete_section(const wchar_t* path) noexcept;  // with all that is in it
 DWORD support_registry_check_access(const wchar_t* path, DWORD* rights) noexcept;
