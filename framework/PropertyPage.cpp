@@ -167,6 +167,12 @@ MessageResult CPropertyPage::HandleUnusable(UINT code) noexcept {
     }
 }
 
+LRESULT CPropertyPage::AnswerWhenDestroyed(const Message& message) noexcept {
+    const UINT code = reinterpret_cast<const NMHDR*>(message.lParam)->code;
+    if (code == PSN_APPLY) return PSNRET_INVALID_NOCHANGEPAGE;  // the other refusal shows the page
+    return Refusal(code).value_or(0);
+}
+
 MessageResult CPropertyPage::Applied(bool applied) noexcept {
     if (sheet_) sheet_->PageApplied(applied);
     return applied ? PSNRET_NOERROR : PSNRET_INVALID;

@@ -57,6 +57,9 @@ class CPropertyPage : public CDialog {
     // nothing, and a wizard goes no further.
     void OnStartFailed(HWND window) noexcept override;
 
+    // The sheet's window is gone as well. A refusal keeps the system from going on with it.
+    LRESULT AnswerWhenDestroyed(const Message& message) noexcept override;
+
   private:
     MessageResult HandleSheetNotification(UINT code);
     MessageResult HandleUnusable(UINT code) noexcept;

@@ -129,6 +129,9 @@ LRESULT CALLBACK CWnd::SubclassProc(HWND window, UINT message, WPARAM wParam, LP
         }
         if (self->source_ == Source::Subclass) {
             if (const MessageResult answer = self->HandleMessage({message, wParam, lParam})) return *answer;
+        } else if (message == WM_NOTIFY) {
+            const LRESULT result = DefSubclassProc(window, message, wParam, lParam);
+            return IsWindow(window) ? result : self->AnswerWhenDestroyed({message, wParam, lParam});
         }
     } catch (...) {
         // Out of memory while answering: the system's own answer is the best that is left.

@@ -81,6 +81,9 @@ class CWnd {
     // answers them, while the subclass only keeps the tie.
     enum class Source { Subclass, DialogProcedure };
 
+    // The answer to a notification during which a dialog's window was destroyed: the system has none then.
+    virtual LRESULT AnswerWhenDestroyed(const Message&) noexcept { return 0; }
+
     // Ties the object to its window: from here FromHandlePermanent finds it.
     bool Attach(HWND window, Source source) noexcept;
 

@@ -50,10 +50,14 @@ class AlgorithmsPage : public SettingsPageTest<CPropPageConfigCSPOID> {
 TEST_F(AlgorithmsPage, ChoicesGoBackToTheProvider) {
     Look([&](HWND page) {
         EXPECT_EQ(asked, (std::vector<DWORD>{103, 92, 104, 93, 105, 94, 106, 95}));
-        UINT box = kHash;  // the labels and lists in the same order
-        for (const wchar_t* kind : {L"&Hash", L"&Encryption", L"&Signature", L"&Diffie-Hellman"}) {
-            const HWND combo = GetDlgItem(page, static_cast<int>(box++)), label = GetWindow(combo, GW_HWNDPREV);
-            EXPECT_EQ(Ui::Text(label), kind + std::wstring(L" algorithm parameters:"));
+        UINT box = kHash;
+        for (const auto& [label, list] : {std::pair{L"&Hash", L"Digest"},
+                                          {L"&Encryption", L"Cipher"},
+                                          {L"&Signature", L"Signature"},
+                                          {L"&Diffie-Hellman", L"Exchange"}}) {
+            const HWND above = GetWindow(GetDlgItem(page, static_cast<int>(box)), GW_HWNDPREV);
+            EXPECT_EQ(Ui::Text(above), label + std::wstring(L" algorithm parameters:"));
+            EXPECT_EQ(Ui::Items(page, box++).at(0), list + std::wstring(L", set 1 (default)")) << "under this label";
         }
     });
     for (const auto& [spoken, title, type] : {std::tuple{kEnglish, L"Algorithms", 0}, {kRussian, L"Алгоритмы", 1}}) {

@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "resources/resource.h"
 #include "tests/support/Directory.h"
 #include "tests/support/HandleCounts.h"
@@ -13,6 +15,16 @@
 #include "tests/support/LibraryFunction.h"
 #include "tests/support/Panel.h"
 #include "tests/support/Store.h"
+
+// Spoils what is freed, so that a use after it shows.
+void operator delete(void* object) noexcept {
+    std::free(object);
+}
+void operator delete(void* object, std::size_t size) noexcept {
+    auto* bytes = static_cast<volatile BYTE*>(object);
+    for (std::size_t i = 0; object && i < size; ++i) bytes[i] = 0xDD;
+    ::operator delete(object);
+}
 
 namespace {
 
@@ -242,6 +254,49 @@ TEST_F(Applet, TheHostsWindowOwnsTheSheetAndGetsItsIcon) {
 BOOL WINAPI Counted() {  // in place of functions whose arguments don't count
     ++calls;
     return FALSE;
+}
+
+// A host is closed while one of its panel's pages shows a message box, a wizard or a dialog: the page goes on
+// afterwards.
+TEST_F(Applet, PagesOutliveWhatTheyShow) {
+    static HWND host;
+    static int shown;
+    const auto box = +[](const MSGBOXPARAMSW*) { return ++shown, DestroyWindow(host), IDYES; };
+    const ImportPatch boxes(nullptr, "MessageBoxIndirectW", box), exit(nullptr, "ExitWindowsEx", &Counted);
+    const StoredNumber setting(L"\\config\\Parameters\\tls_server_use_default_machine_credential", 0);
+    const struct {
+        const char* page;
+        UINT click;
+        int button;  // of the sheet, for what a box asks or says; 0: a window opens
+    } cases[] = {{"7", IDC_TLS_SERVER_MACHINE_CREDENTIAL, PSBTN_APPLYNOW},
+                 {"7", IDC_TLS_SERVER_MACHINE_CREDENTIAL, PSBTN_OK},
+                 {"2", IDC_SERVICE_CHECK, 0},
+                 {"2", IDC_SERVICE_DELETE_PASSWORDS, 0},
+                 {"3", IDC_ADVANCED_SET_TIMEOUT, 0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.click);
+        setting.Set(0);
+        shown = 0;
+        host = CreateWindowW(L"STATIC", L"", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 99, 99, nullptr, nullptr, nullptr,
+                             nullptr);
+        HWND sheet = nullptr;
+        std::vector<ModalScript::Step> steps = {[&](HWND window) {
+            sheet = window;
+            PostMessageW(GetDlgItem(Ui::Page(window), static_cast<int>(c.click)), BM_CLICK, 0, 0);
+            if (c.button) Ui::Press(window, c.button);
+        }};
+        if (!c.button)
+            steps.push_back([&](HWND window) {
+                EXPECT_NE(window, sheet);
+                DestroyWindow(host);
+            });
+        const PanelSession session;
+        ModalScript script(std::move(steps));
+        EXPECT_EQ(CPlApplet(host, CPL_STARTWPARMSA, 0, reinterpret_cast<LPARAM>(c.page)), 1);
+        EXPECT_TRUE(script.Finished());
+        EXPECT_EQ(shown, c.button ? 1 : 0);
+        EXPECT_FALSE(IsWindow(host) || IsWindow(sheet));
+    }
 }
 
 TEST_F(Applet, PagesThatAreNotShownAskForNothing) {
