@@ -132,7 +132,7 @@ TEST_F(GeneralPage, OkAndApplyReopenTheSheetInTheNewLanguage) {
                  EXPECT_EQ(Ui::Text(Ui::Page(sheet)), L"Общие");
                  EXPECT_EQ(Ui::Selected(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE), 1);
                  EXPECT_EQ(Ui::Items(Ui::Page(sheet), IDC_GENERAL_MACHINE_LANGUAGE),
-                           (std::vector<std::wstring>{L"Русский", L"Английский"}));
+                           (std::vector<std::wstring>{L"Русский", L"English"}));
                  EXPECT_FALSE(Ui::ApplyEnabled(sheet));
              }},
             "3");

@@ -1,19 +1,21 @@
 #!/usr/bin/env bash
 # Pictures of the control panel's pages in both languages, from Wine's control.exe on a display of its own, as
-# build/shots/LANGUAGE-N-NAME.png.
+# build/shots/LANGUAGE-N-NAME.png. Each shows the window in front and nothing else.
 #   shots.sh [--page N] [--lang 1033|1049]     only this page (from 0), only this language
 #   shots.sh --all                             the pages, every wizard's pages, and the dialogs
+#   --dpi 144                                  at another resolution than 96
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . tools/prefix.sh
 
-only_page='' only_lang='' all=''
+only_page='' only_lang='' all='' dpi=96
 while [ $# -gt 0 ]; do
   case "$1" in
     --all) all=yes; shift; continue ;;
     --page) only_page=$2 ;;
     --lang) only_lang=$2 ;;
-    *) echo "usage: shots.sh [--page N] [--lang 1033|1049] [--all]" >&2; exit 2 ;;
+    --dpi) dpi=$2 ;;
+    *) echo "usage: shots.sh [--page N] [--lang 1033|1049] [--dpi N] [--all]" >&2; exit 2 ;;
   esac
   shift 2
 done
@@ -21,12 +23,26 @@ done
 names=(general hardware service advanced algorithms security winlogon tls)
 prepare
 display build/prefix-shots
+# Smoothed fonts are drawn as wide as they are measured; others are not, and underlines and focus frames miss them.
+cat >>build/prefix-shots/user.reg <<REG
+
+[Control Panel\\\\Desktop]
+"FontSmoothing"="2"
+"FontSmoothingGamma"=dword:00000578
+"FontSmoothingOrientation"=dword:00000001
+"FontSmoothingType"=dword:00000001
+"LogPixels"=dword:$(printf %08x "$dpi")
+REG
+for font in tahoma tahomabd; do
+  rm "build/prefix-shots/drive_c/windows/Fonts/$font.ttf"
+  perl /tmp/look/strip.pl </usr/share/wine/fonts/$font.ttf >"build/prefix-shots/drive_c/windows/Fonts/$font.ttf"
+done
 export VESTRA_PREFIX=$PWD/build/prefix-shots
 wine_environment
 
 # Xvfb chooses a free display number and tells it.
 numbers=$(mktemp)
-Xvfb -displayfd 3 -screen 0 1024x768x24 3>"$numbers" >/dev/null 2>&1 &
+Xvfb -displayfd 3 -screen 0 1600x1200x24 3>"$numbers" >/dev/null 2>&1 &
 xvfb=$!
 trap '"$server" -k 2>/dev/null || true; kill $xvfb 2>/dev/null || true; rm -f "$numbers"' EXIT
 for _ in $(seq 200); do [ -s "$numbers" ] && break; sleep 0.05; done
@@ -36,15 +52,15 @@ export DISPLAY
 
 # Wine draws into the X server's window a moment after the program has painted: wait until the picture stands still.
 picture() {
-  local before='' now=''
+  local before='' now='' place
+  place=$(panel place | tr -d '\r')
   for _ in $(seq 40); do
-    import -window root -silent "$1"
+    import -window root -silent xwd:- | convert xwd:- -crop "$place" +repage "$1"
     now=$(convert "$1" rgb:- | sha256sum)
     [ "$now" = "$before" ] && break
     before=$now
     sleep 0.1
   done
-  convert "$1" -trim +repage -bordercolor '#000' "$1"
 }
 
 # panel COMMAND…: what is in front does it; shot NAME: a picture of it.

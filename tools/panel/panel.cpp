@@ -7,6 +7,7 @@
 //   panel.exe click ID | type ID TEXT     a control of the page or dialog
 //   panel.exe next | back | finish        a wizard's buttons
 //   panel.exe cancel
+//   panel.exe place                       gives it an active caption and prints where it is: WIDTHxHEIGHT+X+Y
 // Exit code 0, or 1 when there is no sheet or it doesn't follow.
 #include <windows.h>
 
@@ -85,6 +86,15 @@ bool Drive(const wchar_t* command, const wchar_t* id, const wchar_t* text) {
     return AwaitFront();
 }
 
+// Another program is active while this one runs, so the caption is painted active by its message alone.
+bool PrintPlace() {
+    const HWND front = Front();
+    RECT place;
+    if (!front || !Ask(front, WM_NCACTIVATE, TRUE) || !GetWindowRect(front, &place)) return false;
+    std::printf("%ldx%ld+%ld+%ld\n", place.right - place.left, place.bottom - place.top, place.left, place.top);
+    return true;
+}
+
 bool AwaitSheet(HWND& sheet) {
     return Await([&] { return (sheet = SheetWatch::Find()) != nullptr; }) &&
            Await([&] { return SheetWatch::IsPainted(sheet); });
@@ -107,11 +117,14 @@ int wmain(int count, wchar_t** arguments) {
         sheet = SheetWatch::Find();
         done =
             sheet && PostMessageW(sheet, PSM_PRESSBUTTON, PSBTN_CANCEL, 0) && Await([&] { return !IsWindow(sheet); });
+    } else if (is(L"place")) {
+        done = AwaitFront() && PrintPlace();
     } else if (is(L"next") || is(L"back") || is(L"finish") || is(L"cancel") || (is(L"click") && count > 2) ||
                (is(L"type") && count > 3)) {
         done = Drive(command, count > 2 ? arguments[2] : nullptr, count > 3 ? arguments[3] : nullptr);
     } else {
-        std::fputs("usage: panel.exe wait | page N | close | click ID | type ID TEXT | next | back | finish | cancel\n",
+        std::fputs("usage: panel.exe wait | page N | close | click ID | type ID TEXT | next | back | finish | cancel | "
+                   "place\n",
                    stderr);
         return 2;
     }
