@@ -121,12 +121,15 @@ void CPropPageConfigTLS::DisableWhatMayNotChange() {
     const bool mayWrite = MayWrite(kSection);
     const bool ocsp = IsOcspInstalled();
     for (const Switch& setting : kSwitches) {
-        if (!mayWrite || (setting.needsOcsp && !ocsp)) ::EnableWindow(GetDlgItem(setting.box), FALSE);
+        if (mayWrite && (ocsp || !setting.needsOcsp)) continue;
+        ::EnableWindow(GetDlgItem(setting.box), FALSE);
+        ExplainDisabled({setting.box}, mayWrite ? IDS_WHY_MODULE : IDS_WHY_RIGHTS);
     }
     if (mayWrite) return;
     for (const Limit& limit : kLimits) {
         ::EnableWindow(GetDlgItem(limit.edit), FALSE);
         ::EnableWindow(GetDlgItem(limit.spin), FALSE);  // it would go on moving the number
+        ExplainDisabled({limit.edit}, IDS_WHY_RIGHTS);
     }
 }
 

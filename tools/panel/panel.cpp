@@ -123,9 +123,10 @@ int wmain(int count, wchar_t** arguments) {
                (is(L"type") && count > 3)) {
         done = Drive(command, count > 2 ? arguments[2] : nullptr, count > 3 ? arguments[3] : nullptr);
     } else {
-        std::fputs("usage: panel.exe wait | page N | close | click ID | type ID TEXT | next | back | finish | cancel | "
-                   "place\n",
-                   stderr);
+        std::fputs(
+            "usage: panel.exe wait | page N | close | click ID | type ID TEXT | next | back | finish | cancel | "
+            "place\n",
+            stderr);
         return 2;
     }
     if (!done) std::fputs("panel: there is no sheet, or it doesn't follow\n", stderr);
