@@ -138,6 +138,11 @@ TEST_F(TlsPage, WhatMayNotBeChangedIsDisabled) {
             for (UINT control = kOcsp; control <= kCas + 1; ++control) {
                 const bool lacksOcsp = trouble == L"kvocsp.dll" && (control == kOcsp || control == kServerOcsp);
                 EXPECT_EQ(Ui::Enabled(page, control), trouble != L"rights" && !lacksOcsp) << control;
+                EXPECT_EQ(Ui::TipBehind(page, control), lacksOcsp ? L"The OCSP module is not installed."
+                                                        : trouble == L"rights"
+                                                            ? L"Only an administrator can change these settings."
+                                                            : L"")
+                    << control;
             }
         });
     }

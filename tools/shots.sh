@@ -23,19 +23,21 @@ done
 names=(general hardware service advanced algorithms security winlogon tls)
 prepare
 display build/prefix-shots
-# Smoothed fonts are drawn as wide as they are measured; others are not, and underlines and focus frames miss them.
 cat >>build/prefix-shots/user.reg <<REG
 
 [Control Panel\\\\Desktop]
-"FontSmoothing"="2"
-"FontSmoothingGamma"=dword:00000578
-"FontSmoothingOrientation"=dword:00000001
-"FontSmoothingType"=dword:00000001
 "LogPixels"=dword:$(printf %08x "$dpi")
 REG
+
+# Wine's Tahoma has bitmaps of some sizes, which are narrower than the outlines that texts are measured by, and forbids
+# smoothing. Without those tables of the font underlines and focus frames end where their texts do.
 for font in tahoma tahomabd; do
-  rm "build/prefix-shots/drive_c/windows/Fonts/$font.ttf"
-  perl /tmp/look/strip.pl </usr/share/wine/fonts/$font.ttf >"build/prefix-shots/drive_c/windows/Fonts/$font.ttf"
+  file=build/prefix-shots/drive_c/windows/Fonts/$font.ttf
+  rm "$file"
+  perl -0777 -pe '$n = unpack "n", substr $_, 4, 2;
+    @kept = grep { !/^(EBDT|EBLC|gasp)/ } unpack "(a16)$n", substr $_, 12;
+    substr($_, 4, 2) = pack "n", scalar @kept;
+    substr($_, 12, 16 * @kept) = join "", @kept' "/usr/share/wine/fonts/$font.ttf" >"$file"
 done
 export VESTRA_PREFIX=$PWD/build/prefix-shots
 wine_environment
@@ -66,27 +68,64 @@ picture() {
 # panel COMMAND…: what is in front does it; shot NAME: a picture of it.
 panel() { "$wine" build/bin/panel.exe "$@"; }
 shot() { picture "build/shots/${lang%:*}-$1.png"; }
+tool() { "$wine" build/bin/softcsp.exe "$@" </dev/null; }
 
-# From the Service and the Advanced page through every wizard and dialog, on the demo's containers.
+# From the pages through every wizard and dialog, on the demo's containers.
+person='Иванов Иван Иванович' locked='С паролем (with a password)' damaged='Damaged (поврежден)'
 walk() {
-  local person='Иванов Иван Иванович'
+  walk_hardware
   panel page 2
-  panel click 1138; shot check-1-container; panel type 1045 "$person"; panel next; shot check-2-report; panel cancel
-  panel click 1096; shot copy-1-source; panel type 1045 "$person"; panel next; shot copy-2-target; panel cancel
-  panel click 1061; panel type 1045 "$person"; shot delete; panel cancel
+  walk_check
+  walk_copy
+  panel click 1061; panel type 1045 "$person"; shot delete; panel finish; shot delete-question; panel click 7
   panel click 1074; panel type 1045 "$person"; shot change-password; panel finish; shot provider-change-password
   panel cancel; panel cancel; panel cancel
   panel click 1062; panel type 1045 "$person"; shot certificates-1-container
   panel next; shot certificates-2-certificate; panel cancel
+  walk_install
+  panel click 1064; shot saved-passwords; panel cancel
+  panel page 3
+  panel click 57635; shot input-timeout; panel cancel
+}
+
+walk_hardware() {
+  panel page 1
+  panel click 1059; shot provider-readers; panel click 1201; shot provider-new-carrier; panel cancel; panel cancel
+  panel click 1060; shot provider-generators; panel cancel
+  panel click 1100; shot provider-carrier-types; panel cancel
+}
+
+walk_check() {
+  panel click 1138; shot check-1-container; panel click 1046; shot provider-choose-container; panel cancel
+  panel type 1045 "$person"; panel next; shot check-2-report; panel cancel
+  panel click 1138; panel type 1045 "$damaged"; panel next; shot check-2-failed; panel cancel
+  panel click 1138; panel type 1045 "$locked"; panel next; shot provider-password; panel cancel
+  shot check-access-failed; panel cancel; panel cancel
+}
+
+walk_copy() {
+  panel click 1096; shot copy-1-source; panel type 1045 "$person"; panel next; shot copy-2-target
+  panel type 1045 "$person 2"; panel finish; shot provider-choose-carrier
+  panel click 1; shot provider-new-password; panel cancel; panel cancel; panel cancel
+}
+
+walk_install() {
   panel click 1063; shot install-1-file
   panel type 1041 "$("$wine" cmd.exe /c 'echo %USERPROFILE%' </dev/null | tr -d '\r')\\Desktop\\Иванов (DER).cer"
   panel next; shot install-2-certificate; panel next; panel click 1140; shot install-3-container
   panel next; shot install-4-store; panel next; shot install-5-summary; panel cancel
-  panel click 1064; shot saved-passwords; panel cancel
-  panel click 1138; panel click 1046; shot provider-choose-container; panel cancel; panel cancel
-  panel page 3
-  panel click 57635; shot input-timeout; panel cancel
 }
+
+# What a user sees who isn't an administrator.
+walk_without_rights() {
+  tool store deny '\config'
+  open_panel
+  for page in 0 4 5 6 7; do panel page "$page"; shot "rights-$page-${names[$page]}"; done
+  panel close
+  tool store allow '\config'
+}
+
+open_panel() { "$wine" control.exe "$(windows_path build/bin/vestra.cpl)" >/dev/null 2>&1 & }
 
 mkdir -p build/shots
 start_server
@@ -94,14 +133,19 @@ if [ -n "$all" ]; then tools/demo.sh >/dev/null; fi
 for lang in en:1033 ru:1049; do
   [ -z "$only_lang" ] || [ "$only_lang" = "${lang#*:}" ] || continue
   VESTRA_UI=${lang%:*} wine_environment
-  "$wine" build/bin/softcsp.exe store put '\local\Language' "${lang#*:}"
-  "$wine" control.exe "$(windows_path build/bin/vestra.cpl)" >/dev/null 2>&1 &
+  tool store put '\local\Language' "${lang#*:}"
+  # Wine's own Russian format has a space that its fonts lack.
+  if [ "$lang" = ru:1049 ]; then
+    "$wine" reg.exe add 'HKCU\Control Panel\International' /v sLongDate /d "dddd, d MMMM yyyy 'г.'" /f >/dev/null
+  fi
+  open_panel
   for page in "${!names[@]}"; do
     [ -z "$only_page" ] || [ "$only_page" = "$page" ] || continue
     panel page "$page"
-    picture "build/shots/${lang%:*}-$page-${names[$page]}.png"
+    shot "$page-${names[$page]}"
   done
   if [ -n "$all" ]; then walk; fi
   panel close
+  if [ -n "$all" ]; then walk_without_rights; fi
 done
 echo "shots: no display here, so there are pictures of the pages in build/shots"
