@@ -77,9 +77,9 @@ walk() {
   panel page 2
   walk_check
   walk_copy
-  panel click 1061; panel type 1045 "$person"; shot delete; panel finish; shot delete-question; panel click 7
+  panel click 1061; panel type 1045 "$person"; shot delete; panel finish; shot delete-question; panel away
   panel click 1074; panel type 1045 "$person"; shot change-password; panel finish; shot provider-change-password
-  panel cancel; panel cancel; panel cancel
+  panel away
   panel click 1062; panel type 1045 "$person"; shot certificates-1-container
   panel next; shot certificates-2-certificate; panel cancel
   walk_install
@@ -99,14 +99,14 @@ walk_check() {
   panel click 1138; shot check-1-container; panel click 1046; shot provider-choose-container; panel cancel
   panel type 1045 "$person"; panel next; shot check-2-report; panel cancel
   panel click 1138; panel type 1045 "$damaged"; panel next; shot check-2-failed; panel cancel
-  panel click 1138; panel type 1045 "$locked"; panel next; shot provider-password; panel cancel
-  shot check-access-failed; panel cancel; panel cancel
+  panel click 1138; panel type 1045 "$locked"; panel next; shot provider-password; panel away
+  panel click 1138; panel type 1045 "$person 2"; panel next; shot check-no-container; panel away
 }
 
 walk_copy() {
   panel click 1096; shot copy-1-source; panel type 1045 "$person"; panel next; shot copy-2-target
   panel type 1045 "$person 2"; panel finish; shot provider-choose-carrier
-  panel click 1; shot provider-new-password; panel cancel; panel cancel; panel cancel
+  panel click 1; shot provider-new-password; panel away
 }
 
 walk_install() {

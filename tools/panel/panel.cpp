@@ -7,10 +7,12 @@
 //   panel.exe click ID | type ID TEXT     a control of the page or dialog
 //   panel.exe next | back | finish        a wizard's buttons
 //   panel.exe cancel
+//   panel.exe away                        closes everything in front of the sheet, without consent
 //   panel.exe place                       gives it an active caption and prints where it is: WIDTHxHEIGHT+X+Y
 // Exit code 0, or 1 when there is no sheet or it doesn't follow.
 #include <windows.h>
 
+#include <commctrl.h>
 #include <prsht.h>
 
 #include <cstdio>
@@ -86,6 +88,20 @@ bool Drive(const wchar_t* command, const wchar_t* id, const wchar_t* text) {
     return AwaitFront();
 }
 
+// Dialogs and wizards take Cancel, questions without it take No.
+bool CloseAllBeforeSheet() {
+    return Await([] {
+        const HWND front = Front();
+        if (!front) return false;
+        // A wizard is a sheet whose tabs are hidden.
+        if (IsWindowVisible(FindWindowExW(front, nullptr, WC_TABCONTROLW, nullptr))) return AwaitFront();
+        PostMessageW(front, WM_COMMAND, IDCANCEL, 0);
+        PostMessageW(front, WM_COMMAND, IDNO, 0);
+        Ask(front, WM_NULL, 0);
+        return false;
+    });
+}
+
 // Another program is active while this one runs, so the caption is painted active by its message alone.
 bool PrintPlace() {
     const HWND front = Front();
@@ -117,6 +133,8 @@ int wmain(int count, wchar_t** arguments) {
         sheet = SheetWatch::Find();
         done =
             sheet && PostMessageW(sheet, PSM_PRESSBUTTON, PSBTN_CANCEL, 0) && Await([&] { return !IsWindow(sheet); });
+    } else if (is(L"away")) {
+        done = CloseAllBeforeSheet();
     } else if (is(L"place")) {
         done = AwaitFront() && PrintPlace();
     } else if (is(L"next") || is(L"back") || is(L"finish") || is(L"cancel") || (is(L"click") && count > 2) ||
@@ -125,7 +143,7 @@ int wmain(int count, wchar_t** arguments) {
     } else {
         std::fputs(
             "usage: panel.exe wait | page N | close | click ID | type ID TEXT | next | back | finish | cancel | "
-            "place\n",
+            "place | away\n",
             stderr);
         return 2;
     }
