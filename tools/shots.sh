@@ -106,7 +106,7 @@ walk_check() {
 walk_copy() {
   panel click 1096; shot copy-1-source; panel type 1045 "$person"; panel next; shot copy-2-target
   panel type 1045 "$person 2"; panel finish; shot provider-choose-carrier
-  panel click 1; shot provider-new-password; panel away
+  panel down 1008; panel click 1; shot provider-new-password; panel away
 }
 
 walk_install() {

@@ -5,6 +5,7 @@
 // and the wizard or dialog in front of it, or the sheet itself when there is none; each waits until what is in front
 // then is painted:
 //   panel.exe click ID | type ID TEXT     a control of the page or dialog
+//   panel.exe down ID                     the Down key in a list
 //   panel.exe next | back | finish        a wizard's buttons
 //   panel.exe cancel
 //   panel.exe away                        closes everything in front of the sheet, without consent
@@ -83,6 +84,7 @@ bool Drive(const wchar_t* command, const wchar_t* id, const wchar_t* text) {
     const HWND control = id ? Control(id) : nullptr;
     if (!control) return false;
     if (lstrcmpW(command, L"click") == 0) return PostMessageW(control, BM_CLICK, 0, 0) && AwaitFront();
+    if (lstrcmpW(command, L"down") == 0) return PostMessageW(control, WM_KEYDOWN, VK_DOWN, 0) && AwaitFront();
     SendMessageW(control, EM_SETSEL, 0, -1);
     SendMessageW(control, EM_REPLACESEL, FALSE, reinterpret_cast<LPARAM>(text));
     return AwaitFront();
@@ -137,12 +139,13 @@ int wmain(int count, wchar_t** arguments) {
         done = CloseAllBeforeSheet();
     } else if (is(L"place")) {
         done = AwaitFront() && PrintPlace();
-    } else if (is(L"next") || is(L"back") || is(L"finish") || is(L"cancel") || (is(L"click") && count > 2) ||
-               (is(L"type") && count > 3)) {
+    } else if (is(L"next") || is(L"back") || is(L"finish") || is(L"cancel") ||
+               ((is(L"click") || is(L"down")) && count > 2) || (is(L"type") && count > 3)) {
         done = Drive(command, count > 2 ? arguments[2] : nullptr, count > 3 ? arguments[3] : nullptr);
     } else {
         std::fputs(
-            "usage: panel.exe wait | page N | close | click ID | type ID TEXT | next | back | finish | cancel | "
+            "usage: panel.exe wait | page N | close | click ID | down ID | type ID TEXT | next | back | finish | "
+            "cancel | "
             "place | away\n",
             stderr);
         return 2;
