@@ -13,7 +13,6 @@
 class SpokenNames {
   public:
     SpokenNames() { names.clear(), roles.clear(); }
-    bool Found() const noexcept { return create_.Found(); }
 
     static inline std::map<HWND, std::wstring> names;
     static inline std::map<HWND, LONG> roles;
