@@ -25,7 +25,7 @@ void Choose(PROPSHEETPAGEW& page, int number) {
 #else
 // A dialog template without controls, as large as the panel's own pages.
 struct Template {
-    DLGTEMPLATE header{WS_CHILD | DS_CONTROL, 0, 0, 0, 0, 264, 246};
+    DLGTEMPLATE header{WS_CHILD | DS_CONTROL, 0, 0, 0, 0, 366, 215};
     WORD menu = 0, windowClass = 0, title = 0;
 };
 

@@ -80,8 +80,9 @@ HWND CPropertyPage::OnQueryInitialFocus() {
     const HWND first = GetNextDlgTabItem(m_hWnd, nullptr, FALSE);
     HWND control = first;
     do {
-        const bool edit = (::SendMessageW(control, WM_GETDLGCODE, 0, 0) & DLGC_HASSETSEL) != 0;
-        if (!edit || !(GetWindowLongPtrW(control, GWL_STYLE) & ES_READONLY)) return control;
+        const LRESULT kind = ::SendMessageW(control, WM_GETDLGCODE, 0, 0);
+        const bool readOnly = (kind & DLGC_HASSETSEL) && (GetWindowLongPtrW(control, GWL_STYLE) & ES_READONLY);
+        if (!readOnly && !(kind & DLGC_STATIC)) return control;  // links are static texts
         control = GetNextDlgTabItem(m_hWnd, control, FALSE);
     } while (control && control != first);
     return first;

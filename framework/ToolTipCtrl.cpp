@@ -23,3 +23,22 @@ bool CToolTipCtrl::AddTool(HWND control, const std::wstring& text) noexcept {
     tool.lpszText = const_cast<wchar_t*>(text.c_str());  // the control copies it
     return SendMessage(TTM_ADDTOOLW, 0, reinterpret_cast<LPARAM>(&tool)) != 0;
 }
+
+void CToolTipCtrl::SetTextBehind(const CWnd& owner, UINT control, const std::wstring& text) noexcept {
+    TTTOOLINFOW tool{};
+    tool.cbSize = sizeof tool;
+    tool.uFlags = TTF_SUBCLASS;
+    tool.hwnd = owner.m_hWnd;
+    tool.uId = control;
+    tool.lpszText = const_cast<wchar_t*>(text.c_str());  // the control copies it
+    GetWindowRect(owner.GetDlgItem(control), &tool.rect);
+    MapWindowPoints(nullptr, owner.m_hWnd, reinterpret_cast<POINT*>(&tool.rect), 2);
+    // A tool is never removed: with one of them, some systems stop watching the mouse for all tools of the owner.
+    TTTOOLINFOW known = tool;
+    known.lpszText = nullptr;
+    if (SendMessage(TTM_GETTOOLINFOW, 0, reinterpret_cast<LPARAM>(&known))) {
+        SendMessage(TTM_UPDATETIPTEXTW, 0, reinterpret_cast<LPARAM>(&tool));
+    } else if (!text.empty()) {
+        SendMessage(TTM_ADDTOOLW, 0, reinterpret_cast<LPARAM>(&tool));
+    }
+}

@@ -12,4 +12,8 @@ class CToolTipCtrl : public CWnd {
 
     // Shows `text` while the mouse rests over the control; the text is copied.
     bool AddTool(HWND control, const std::wstring& text) noexcept;
+
+    // Shows `text` while the mouse rests over the place of a control of `owner` and the control lets the mouse through,
+    // as a disabled one does; the text is copied. An empty text shows nothing.
+    void SetTextBehind(const CWnd& owner, UINT control, const std::wstring& text) noexcept;
 };

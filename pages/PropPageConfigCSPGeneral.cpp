@@ -1,11 +1,10 @@
 #include "pages/PropPageConfigCSPGeneral.h"
 
-#include <shellapi.h>
-
 #include <algorithm>
 
 #include "applet/services/Language.h"
 #include "applet/services/MessageBoxes.h"
+#include "applet/services/ShellOpen.h"
 #include "applet/services/Strings.h"
 #include "applet/services/SupportLibrary.h"
 #include "csp/ProviderVersion.h"
@@ -64,11 +63,6 @@ UniqueIcon SmallShield() {
     return icon;
 }
 
-bool Open(HWND owner, const wchar_t* verb, const std::wstring& file) {
-    const HINSTANCE started = ShellExecuteW(owner, verb, file.c_str(), nullptr, nullptr, SW_SHOW);
-    return reinterpret_cast<INT_PTR>(started) > 32;
-}
-
 }  // namespace
 
 CPropPageConfigCSPGeneral::CPropPageConfigCSPGeneral() : CPropPageConfigBase(IDD_GENERAL) {}
@@ -106,7 +100,10 @@ bool CPropPageConfigCSPGeneral::OnInitDialog() {
     OfferAdministration();
     machineLanguages_.EnableWindow(mayWriteConfig_);
     userLanguages_.EnableWindow(mayWriteLocal_);
+    if (!mayWriteConfig_) ExplainDisabled({IDC_GENERAL_MACHINE_LANGUAGE}, IDS_WHY_RIGHTS);
+    if (!mayWriteLocal_) ExplainDisabled({IDC_GENERAL_USER_LANGUAGE}, IDS_WHY_RIGHTS);
     UpdateData(false);
+    FitLinks();
     return true;
 }
 
@@ -116,6 +113,16 @@ void CPropPageConfigCSPGeneral::OnFirstShown() {
     if (!m_hWnd) return;
     ShowProduct();
     UpdateData(false);
+    FitLinks();
+    for (CStaticLink* link : Links()) link->AnnounceAsLink();
+}
+
+std::array<CStaticLink*, 4> CPropPageConfigCSPGeneral::Links() noexcept {
+    return {&productLink_, &noticeLink_, &consoleLink_, &administratorLink_};
+}
+
+void CPropPageConfigCSPGeneral::FitLinks() {
+    for (CStaticLink* link : Links()) link->FitToText();
 }
 
 // What can't be read stays as the template has it.
@@ -240,7 +247,7 @@ void CPropPageConfigCSPGeneral::OnLinkClicked(HWND link) {
 
 void CPropPageConfigCSPGeneral::RunAsAdministrator() {
     const std::wstring self = Module::FileName();
-    if (!self.empty() && Open(m_hWnd, L"runas", self)) {
+    if (!self.empty() && OpenWithShell(m_hWnd, L"runas", self, SW_SHOW)) {
         GetParentSheet()->PressButton(PSBTN_CANCEL);
     } else {
         MessageBoxId(IDS_RUN_AS_ADMIN_FAILED, MB_ICONERROR);
@@ -253,5 +260,6 @@ void CPropPageConfigCSPGeneral::OpenConsole() {
     for (const wchar_t* component : kConsoleComponents) {
         if (console.empty()) console = product.ComponentFile(component);
     }
-    if (console.empty() || !Open(m_hWnd, L"open", console)) MessageBoxId(IDS_PKI_CONSOLE_FAILED, MB_ICONERROR);
+    if (console.empty() || !OpenWithShell(m_hWnd, L"open", console, SW_SHOW))
+        MessageBoxId(IDS_PKI_CONSOLE_FAILED, MB_ICONERROR);
 }

@@ -1,6 +1,8 @@
 // The first page: what is installed, the languages, the panel with administrative rights, the management console.
 #pragma once
 
+#include <array>
+
 #include "applet/services/InstalledProduct.h"
 #include "applet/services/PropPageConfigBase.h"
 #include "applet/services/StaticLink.h"
@@ -24,6 +26,8 @@ class CPropPageConfigCSPGeneral : public CPropPageConfigBase, private ILinkHandl
     void OnLinkClicked(HWND link) override;
     void OnLanguageSelected();
 
+    std::array<CStaticLink*, 4> Links() noexcept;
+    void FitLinks();
     void TakeTemplateTexts();
     void WarnOfInterception();
     void ShowProduct();

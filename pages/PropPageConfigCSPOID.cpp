@@ -89,6 +89,9 @@ bool CPropPageConfigCSPOID::IsPageModified() {
     support_registry_put_section(kSection);  // the rights to a missing section can't be asked for
     if (!MayWrite(kSection)) {
         for (CComboParam& parameter : parameters_) parameter.EnableWindow(false);
+        ExplainDisabled(
+            {IDC_ALGORITHMS_HASH, IDC_ALGORITHMS_ENCRYPTION, IDC_ALGORITHMS_SIGNATURE, IDC_ALGORITHMS_DIFFIE_HELLMAN},
+            IDS_WHY_RIGHTS);
     }
     if (!context_) return false;
     return std::any_of(parameters_.begin(), parameters_.end(),

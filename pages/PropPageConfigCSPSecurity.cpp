@@ -125,7 +125,9 @@ void CPropPageConfigCSPSecurity::LoadSaveMedia() {
     BOOL disabled = FALSE;
     support_registry_get_bool(kDisableShortcuts, &disabled);
     state_.now.saveMedia = state_.saved.saveMedia = disabled ? BST_UNCHECKED : BST_CHECKED;
-    if (!MayWrite(kParametersSection)) ::EnableWindow(GetDlgItem(IDC_SECURITY_SAVE_MEDIA), FALSE);
+    if (MayWrite(kParametersSection)) return;
+    ::EnableWindow(GetDlgItem(IDC_SECURITY_SAVE_MEDIA), FALSE);
+    ExplainDisabled({IDC_SECURITY_SAVE_MEDIA}, IDS_WHY_RIGHTS);
 }
 
 void CPropPageConfigCSPSecurity::LoadDefaults() {
@@ -156,7 +158,9 @@ int CPropPageConfigCSPSecurity::FillDefaults(CComboBox& box, DWORD type, const s
         ++last;
         if (provider.name == defaultName) selected = last;
     }
-    if (last == 0 || !MayWriteDefaultProvider(type)) box.EnableWindow(false);
+    const bool mayWrite = MayWriteDefaultProvider(type);
+    if (last == 0 || !mayWrite) box.EnableWindow(false);
+    if (!mayWrite) ExplainDisabled({static_cast<UINT>(GetDlgCtrlID(box.m_hWnd))}, IDS_WHY_RIGHTS);
     return selected;
 }
 
@@ -198,7 +202,8 @@ SecurityRights CPropPageConfigCSPSecurity::ReadRights() const {
 }
 
 void CPropPageConfigCSPSecurity::EnableControls() {
-    const SecurityEnabled enabled = WhatIsEnabled(state_, ReadRights());
+    const SecurityRights rights = ReadRights();
+    const SecurityEnabled enabled = WhatIsEnabled(state_, rights);
     const std::pair<UINT, bool> controls[] = {{IDC_SECURITY_CSP, enabled.provider},
                                               {IDC_SECURITY_MODE_SERVICE, enabled.serviceMode},
                                               {IDC_SECURITY_MODE_MEMORY, enabled.memoryMode},
@@ -206,6 +211,10 @@ void CPropPageConfigCSPSecurity::EnableControls() {
                                               {IDC_SECURITY_DIFFIE_HELLMAN, enabled.diffieHellman}};
     for (const auto& [id, enable] : controls) EnableWithLabel(GetDlgItem(id), enable);
     for (const UINT id : kCacheSizeControls) ::EnableWindow(GetDlgItem(id), enabled.cacheSize);
+    const UINT reason = rights.mayWriteProvider ? 0 : IDS_WHY_RIGHTS;
+    const bool noService = rights.protectionClass == kClassKc1 && !rights.keyServiceInstalled;
+    ExplainDisabled({IDC_SECURITY_CSP, IDC_SECURITY_CSP_LABEL, IDC_SECURITY_MODE_MEMORY}, reason);
+    ExplainDisabled({IDC_SECURITY_MODE_SERVICE}, noService ? IDS_WHY_SERVICE : reason);
     ::ShowWindow(GetDlgItem(IDC_SECURITY_DIFFIE_HELLMAN), state_.diffieHellmanShown ? SW_SHOW : SW_HIDE);
     PlaceModeTabStop();
 }

@@ -126,12 +126,15 @@ void CPropPageConfigTLS::DisableWhatMayNotChange() {
     mayWrite_ = MayWrite(kSection);
     const bool ocsp = IsOcspInstalled();
     for (const Switch& setting : kSwitches) {
-        if (!mayWrite_ || (setting.needsOcsp && !ocsp)) ::EnableWindow(GetDlgItem(setting.box), FALSE);
+        if (mayWrite_ && (ocsp || !setting.needsOcsp)) continue;
+        ::EnableWindow(GetDlgItem(setting.box), FALSE);
+        ExplainDisabled({setting.box}, mayWrite_ ? IDS_WHY_MODULE : IDS_WHY_RIGHTS);
     }
     if (mayWrite_) return;
     for (const Limit& limit : kLimits) {
         EnableWithLabel(GetDlgItem(limit.edit), false);
         ::EnableWindow(GetDlgItem(limit.spin), FALSE);  // it would go on moving the number
+        ExplainDisabled({limit.edit}, IDS_WHY_RIGHTS);
     }
 }
 

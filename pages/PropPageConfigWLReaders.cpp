@@ -65,13 +65,11 @@ bool CPropPageConfigWLReaders::OnInitDialog() {
     state_.mayWrite = MayWrite(kSection);
     domainController_ = IsDomainController();
     TakeStored(state_, domainController_ ? ReadKdcSetting() : KdcSetting::Unavailable, FindLong(kLogonDisabled, 0) > 0);
-    if (!state_.mayWrite || FindLong(kDefaultReaderEnabled, 0) == 0) {
-        EnableControl(IDC_WINLOGON_READER, false);
-        EnableControl(IDC_WINLOGON_CSP, false);
-    }
+    if (!state_.mayWrite || FindLong(kDefaultReaderEnabled, 0) == 0) DisableDefaultReader();
     if (!domainController_) {
         for (const UINT id : kOfControllers) EnableControl(id, false);
     }
+    ExplainDisabledControls();
     EnableControl(IDC_WINLOGON_FIX_TEMPLATES, false);  // until the directory has been asked
     EnableControls();
     UpdateData(false);
@@ -133,8 +131,7 @@ std::wstring CPropPageConfigWLReaders::DefaultReaderPath() const {
 
 void CPropPageConfigWLReaders::SelectDefaultReader() {
     if (providers_.GetLBText(provider_).empty()) {
-        EnableControl(IDC_WINLOGON_READER, false);
-        EnableControl(IDC_WINLOGON_CSP, false);
+        DisableDefaultReader();
         ShowReader(0);
         return;
     }
@@ -172,6 +169,21 @@ void CPropPageConfigWLReaders::OnControlChanged() {
     EnableControls();
     EnableControl(IDC_WINLOGON_FIX_TEMPLATES, domainController_ && TemplatesNeedRepair());
     CPropPageConfigBase::OnControlChanged();
+}
+
+void CPropPageConfigWLReaders::DisableDefaultReader() noexcept {
+    for (const UINT id : {IDC_WINLOGON_CSP, IDC_WINLOGON_READER}) EnableControl(id, false);
+}
+
+void CPropPageConfigWLReaders::ExplainDisabledControls() {
+    if (!domainController_) {
+        for (const UINT id : kOfControllers) ExplainDisabled({id}, IDS_WHY_DOMAIN_CONTROLLER);
+        ExplainDisabled({IDC_WINLOGON_KDC, IDC_WINLOGON_FIX_TEMPLATES}, IDS_WHY_DOMAIN_CONTROLLER);
+    }
+    if (state_.mayWrite) return;
+    ExplainDisabled({IDC_WINLOGON_CSP_LABEL, IDC_WINLOGON_CSP, IDC_WINLOGON_READER_LABEL, IDC_WINLOGON_READER,
+                     IDC_WINLOGON_DISABLE, IDC_WINLOGON_KDC},
+                    IDS_WHY_RIGHTS);
 }
 
 void CPropPageConfigWLReaders::EnableControls() {

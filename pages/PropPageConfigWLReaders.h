@@ -44,6 +44,8 @@ class CPropPageConfigWLReaders : public CPropPageConfigBase {
     bool TemplatesNeedRepair();
 
     void EnableControls();
+    void DisableDefaultReader() noexcept;
+    void ExplainDisabledControls();
     void EnableControl(UINT id, bool enable) noexcept;
 
     WinlogonState state_;

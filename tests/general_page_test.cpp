@@ -13,6 +13,7 @@
 #include "tests/support/ImportPatch.h"
 #include "tests/support/LibraryFunction.h"
 #include "tests/support/Panel.h"
+#include "tests/support/SpokenNames.h"
 #include "tests/support/Store.h"
 
 namespace {
@@ -133,7 +134,7 @@ TEST_F(GeneralPage, OkAndApplyReopenTheSheetInTheNewLanguage) {
                  EXPECT_EQ(Ui::Text(Ui::Page(sheet)), L"Общие");
                  EXPECT_EQ(Ui::Selected(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE), 1);
                  EXPECT_EQ(Ui::Items(Ui::Page(sheet), IDC_GENERAL_MACHINE_LANGUAGE),
-                           (std::vector<std::wstring>{L"Русский", L"Английский"}));
+                           (std::vector<std::wstring>{L"Русский", L"English"}));
                  EXPECT_FALSE(Ui::ApplyEnabled(sheet));
              }},
             "3");
@@ -296,7 +297,8 @@ TEST_F(GeneralPage, OpensTheManagementConsole) {
 }
 
 UINT WINAPI HostileProperty(LPCWSTR, LPCWSTR name, LPWSTR value, LPDWORD length) {
-    lstrcpynW(value, (std::wstring(name) + L" %s%n%1 & \x202E").c_str(), static_cast<int>(*length));
+    const std::wstring scheme = std::wstring(name).starts_with(L"URL") ? L"https://" : L"";
+    lstrcpynW(value, (scheme + name + L" %s%n%1 & \x202E").c_str(), static_cast<int>(*length));
     return ERROR_SUCCESS;
 }
 
@@ -312,8 +314,66 @@ TEST_F(GeneralPage, InstallerTextsAreShownAsTheyStand) {
     });
     ASSERT_EQ(opened.size(), 2u);
     EXPECT_EQ(opened[0].verb, L"open");
-    EXPECT_EQ(opened[0].file, L"URLInfoAbout %s%n%1 & \x202E");
-    EXPECT_EQ(opened[1].file, L"URLUpdateInfo %s%n%1 & \x202E");
+    EXPECT_EQ(opened[0].file, L"https://URLInfoAbout %s%n%1 & \x202E");
+    EXPECT_EQ(opened[1].file, L"https://URLUpdateInfo %s%n%1 & \x202E");
+}
+
+// As the sheet's message loop does with a key.
+void PressKey(HWND sheet, WPARAM key) {
+    MSG message{GetFocus(), WM_KEYDOWN, key, 1, 0, {}};
+    if (!PropSheet_IsDialogMessage(sheet, &message)) DispatchMessageW(&message);
+}
+
+TEST_F(GeneralPage, EveryLinkIsReachedByTabAndPressedByEnterAndSpace) {
+    const LibraryFunction get("MsiGetProductInfoW", &HostileProperty), locate("MsiLocateComponentW", &LocateConsole);
+    const ImportPatch shell(nullptr, "ShellExecuteW", &NoteOpened);
+    const SpokenNames spoken;
+    const Denied denied(L"\\config");
+    wchar_t self[MAX_PATH] = L"";
+    GetModuleFileNameW(nullptr, self, MAX_PATH);
+    installedConsole = 1;
+    openResult = 5;  // or the sheet would close
+    Run({[&](HWND sheet) {
+        EXPECT_NE(GetFocus(), GetDlgItem(Ui::Page(sheet), IDC_GENERAL_PRODUCT_NAME)) << "Enter must not open a link";
+        for (const WPARAM key : {VK_RETURN, VK_SPACE}) {
+            for (const auto& [id, file] :
+                 {std::pair{IDC_GENERAL_PRODUCT_NAME, L"https://URLUpdateInfo %s%n%1 & \x202E"},
+                  {IDC_GENERAL_NOTICE, L"https://URLInfoAbout %s%n%1 & \x202E"},
+                  {IDC_GENERAL_PKI_CONSOLE, L"C:\\console %s%n.msc"},
+                  {IDC_GENERAL_RUN_AS_ADMIN, static_cast<const wchar_t*>(self)}}) {
+                const HWND link = GetDlgItem(Ui::Page(sheet), id);
+                for (int tabs = 0; GetFocus() != link && tabs < 30; ++tabs) PressKey(sheet, VK_TAB);
+                ASSERT_EQ(GetFocus(), link) << id;
+                EXPECT_EQ(SpokenNames::roles[link], ROLE_SYSTEM_LINK) << id;
+                opened.clear();
+                PressKey(sheet, key);
+                ASSERT_EQ(opened.size(), 1u) << id;
+                EXPECT_EQ(opened[0].file, file);
+            }
+        }
+    }});
+}
+
+// The brush of a link is hollow: an old text goes away only when the page below it is erased.
+TEST_F(GeneralPage, ALinkIsAsLargeAsItsTextAndIsErasedWhenThatChanges) {
+    Look([](HWND page) {
+        const HWND link = GetDlgItem(page, IDC_GENERAL_NOTICE);
+        const HDC context = GetDC(link);
+        SelectObject(context, reinterpret_cast<HFONT>(SendMessageW(link, WM_GETFONT, 0, 0)));
+        const std::wstring text = Ui::Text(link);
+        SIZE need{};
+        GetTextExtentPoint32W(context, text.c_str(), static_cast<int>(text.size()), &need);
+        ReleaseDC(link, context);
+        RECT place{}, update{}, erased{};
+        GetWindowRect(link, &place);
+        EXPECT_EQ(place.right - place.left, need.cx);
+        MapWindowPoints(nullptr, page, reinterpret_cast<POINT*>(&place), 2);
+        RedrawWindow(page, nullptr, nullptr, RDW_UPDATENOW | RDW_VALIDATE | RDW_ALLCHILDREN);
+        SetWindowTextW(link, L"x");
+        EXPECT_TRUE(GetUpdateRect(page, &update, FALSE));
+        IntersectRect(&erased, &update, &place);
+        EXPECT_TRUE(EqualRect(&erased, &place)) << "the page below the link must be drawn anew";
+    });
 }
 
 // Each thing is read once. The counts are those of one look at the page.

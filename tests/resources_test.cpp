@@ -121,10 +121,20 @@ bool Follows(const DialogControl& control, const DialogControl& before) {
     return control.y >= before.y + before.cy || (right && (!above || (control.style & WS_GROUP) != 0));
 }
 
+// Dialog units between two controls; less than 0 when they overlap.
+int Distance(const DialogControl& a, const DialogControl& b) {
+    return std::max({a.x - b.x - b.cx, b.x - a.x - a.cx, a.y - b.y - b.cy, b.y - a.y - a.cy});
+}
+
+bool Holds(const DialogControl& frame, const DialogControl& control) {
+    return control.x > frame.x && control.x + control.cx < frame.x + frame.cx && control.y > frame.y &&
+           control.y + control.cy < frame.y + frame.cy;
+}
+
 TEST(Resources, ControlsLieInTheirDialogApartInReadingOrderAndBehindTheirLabels) {
-    constexpr int margin = 7;
+    constexpr int margin = 7, apart = 2;
     for (const Dialog& dialog : ReadDialogs()) {
-        std::vector<DialogControl> solid, stops;  // group boxes hold others, up-downs lie in their edits
+        std::vector<DialogControl> placed, stops;  // without up-downs, which lie in their edits
         const DialogControl* before = nullptr;
         for (const DialogControl& whole : dialog.controls) {
             DialogControl control = whole;
@@ -140,17 +150,16 @@ TEST(Resources, ControlsLieInTheirDialogApartInReadingOrderAndBehindTheirLabels)
             }
             before = &whole;
             EXPECT_FALSE(Is(control, WC_BUTTONW) && control.text.empty()) << Name(dialog, control) << "has no text";
-            if (IsFrame(control) || Is(control, UPDOWN_CLASSW)) continue;
-            if (!Is(control, WC_STATICW)) {
+            if (Is(control, UPDOWN_CLASSW)) continue;
+            if (!Is(control, WC_STATICW) && !IsFrame(control)) {
                 EXPECT_TRUE(stops.empty() || Follows(control, stops.back()))
                     << Name(dialog, control) << "comes too late";
                 stops.push_back(control);
             }
-            for (const DialogControl& other : solid)
-                EXPECT_TRUE(control.x >= other.x + other.cx || other.x >= control.x + control.cx ||
-                            control.y >= other.y + other.cy || other.y >= control.y + control.cy)
-                    << Name(dialog, control) << "over " << Name(dialog, other);
-            solid.push_back(control);
+            for (const DialogControl& other : placed)
+                EXPECT_TRUE((IsFrame(other) && Holds(other, control)) || Distance(control, other) >= apart)
+                    << Name(dialog, control) << "is too near to " << Name(dialog, other);
+            placed.push_back(control);
         }
     }
 }
@@ -180,16 +189,37 @@ TEST(Resources, AccessKeysAreUnique) {
     EXPECT_EQ(repeated, given);
 }
 
+// A device context with a font selected.
+struct FontContext {
+    FontContext(int points, int dpi, int weight, const wchar_t* face)
+        : font(CreateFontW(-MulDiv(points, dpi, 72), 0, 0, 0, weight, 0, 0, 0, DEFAULT_CHARSET, 0, 0, 0, 0, face)) {
+        SelectObject(dc.get(), font.get());
+    }
+    UniqueFont font;
+    std::unique_ptr<HDC__, decltype(&DeleteDC)> dc{CreateCompatibleDC(nullptr), &DeleteDC};
+};
+
 TEST(Resources, TextsFitTheirControls) {
     for (const int dpi : {96, 144, 192}) {
-        const UniqueFont font(CreateFontW(-MulDiv(8, dpi, 72), 0, 0, 0, FW_NORMAL, 0, 0, 0, DEFAULT_CHARSET, 0, 0, 0, 0,
-                                          L"MS Shell Dlg 2"));
-        const std::unique_ptr<HDC__, decltype(&DeleteDC)> dc(CreateCompatibleDC(nullptr), &DeleteDC);
-        SelectObject(dc.get(), font.get());
+        const FontContext plain(8, dpi, FW_NORMAL, L"MS Shell Dlg 2"), title(12, dpi, FW_BOLD, L"Verdana Bold");
         for (const Dialog& dialog : ReadDialogs())
-            for (const DialogControl& control : dialog.controls)
-                EXPECT_TRUE((!IsLabel(control) && !Is(control, WC_BUTTONW)) || Fits(control, dc.get(), dpi))
+            for (const DialogControl& control : dialog.controls) {
+                if (!IsLabel(control) && !Is(control, WC_BUTTONW)) continue;
+                const FontContext& own = control.id == IDC_REPORT_TITLE ? title : plain;
+                EXPECT_TRUE(Fits(control, plain.dc.get(), own.dc.get(), dpi))
                     << dpi << " dpi, " << Name(dialog, control);
+            }
+    }
+}
+
+TEST(Resources, LabelsBeginInFewColumns) {
+    constexpr std::size_t most = 3;
+    for (const Dialog& dialog : ReadDialogs()) {
+        std::set<int> columns;
+        for (const DialogControl& control : dialog.controls)
+            if (IsLabel(control)) columns.insert(control.x);
+        EXPECT_LE(columns.size(), most) << "dialog " << dialog.id << " language " << dialog.language << ": "
+                                        << testing::PrintToString(columns);
     }
 }
 

@@ -154,13 +154,19 @@ class SecurityPage : public SettingsPageTest<CPropPageConfigCSPSecurity> {
 };
 
 TEST_F(SecurityPage, ShowsWhatIsStoredAndWhatMayBeChanged) {
+    constexpr const wchar_t* kRights = L"Only an administrator can change these settings.";
     const UniqueService manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CREATE_SERVICE));
     const struct {
         const wchar_t *module, *special;  // an installed service, or a path that may not be written
         std::string shown;                // and "*" when it differs
         std::vector<std::pair<Setting, DWORD>> settings = {};
+        std::map<UINT, const wchar_t*> reasons = {};  // why controls are disabled
     } cases[] = {
-        {kService, L"", "51rpmcd rsd 8/64 "},
+        {kService,
+         L"",
+         "51rpmcd rsd 8/64 ",
+         {},
+         {{IDC_SECURITY_MODE_SERVICE, L"The keys storage service is not installed."}, {IDC_SECURITY_CACHE_SIZE, L""}}},
         {kService, L"kvcsp1", "51rpsmcd rsd 8/64 "},
         {kMemory, L"", "51rpmd rmd 8/64 "},
         {L"", L"kvcsp1", "51rpd rd 8/64 "},
@@ -172,8 +178,12 @@ TEST_F(SecurityPage, ShowsWhatIsStoredAndWhatMayBeChanged) {
         {kService, L"", "51rpmd rsd 1/0 ", {{kCacheAvailableSetting, 2}}},
         {kService, L"", "51rpmc rs 8/64 ", {{kDhControlSetting, 1}, {kDhMayChangeSetting, 0}}},
         {kService, L"", "51rpmc rsd 8/64 d", {{kDhControlSetting, 1}, {kDhMayChangeSetting, 2}}},
-        {kService, L"\\config\\Provider", "51rcd rsd 8/64 "},
-        {kService, L"\\config\\Parameters", "51pmcd rsd 8/64 "},
+        {kService,
+         L"\\config\\Provider",
+         "51rcd rsd 8/64 ",
+         {},
+         {{IDC_SECURITY_CSP, kRights}, {IDC_SECURITY_MODE_SERVICE, kRights}, {IDC_SECURITY_MODE_MEMORY, kRights}}},
+        {kService, L"\\config\\Parameters", "51pmcd rsd 8/64 ", {}, {{IDC_SECURITY_SAVE_MEDIA, kRights}}},
     };
     for (const auto& c : cases) {
         Reset();
@@ -185,7 +195,10 @@ TEST_F(SecurityPage, ShowsWhatIsStoredAndWhatMayBeChanged) {
             service.reset(CreateServiceW(manager.get(), c.special, L"", DELETE, SERVICE_WIN32_OWN_PROCESS, 3, 0,
                                          L"C:\\none.exe", nullptr, nullptr, nullptr, nullptr, nullptr));
         const Denied denied(*c.special == L'\\' ? c.special : L"\\config\\none");
-        Look([&](HWND page) { EXPECT_EQ(Shown(page) + (Ui::ApplyEnabled(GetParent(page)) ? "*" : ""), c.shown); });
+        Look([&](HWND page) {
+            EXPECT_EQ(Shown(page) + (Ui::ApplyEnabled(GetParent(page)) ? "*" : ""), c.shown);
+            for (const auto& [id, reason] : c.reasons) EXPECT_EQ(Ui::TipBehind(page, id), reason) << id;
+        });
         if (service) DeleteService(service.get());
     }
 }

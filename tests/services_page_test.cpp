@@ -101,7 +101,10 @@ HWND Control(const wchar_t* name, DWORD style, UINT id) {
 }
 
 struct Shell {
-    static HINSTANCE WINAPI Open(HWND, LPCWSTR, LPCWSTR target, LPCWSTR, LPCWSTR, INT) {
+    static HINSTANCE WINAPI Open(HWND, LPCWSTR, LPCWSTR target, LPCWSTR, LPCWSTR directory, INT) {
+        wchar_t system[MAX_PATH] = L"";
+        GetSystemDirectoryW(system, MAX_PATH);
+        EXPECT_STREQ(directory, system);
         opened = target;
         return reinterpret_cast<HINSTANCE>(result);
     }
@@ -119,24 +122,47 @@ COLORREF Color(const CStaticLink& link) {
     return color;
 }
 
+// The second column of a case: whether the shell is asked at all.
 TEST(StaticLink, OpensItsTargetOrBeeps) {
     const ImportPatch shell(nullptr, "ShellExecuteW", &Shell::Open), beep(nullptr, "MessageBeep", &Shell::Beep);
     const SpokenLanguage english(kEnglish);
-    for (const auto& [id, target, opened, result] :
-         {std::tuple{UINT{IDS_COLUMN_NAME}, L"https://example.org/?a=%1", L"https://example.org/?a=%1", INT_PTR{33}},
-          {IDS_COLUMN_NAME, L"", L"Name", 32},
-          {kNoString, L"", L"own text", 0}}) {
+    for (const auto& [target, asked, result] : {std::tuple{L"https://example.org/?a=%1", true, INT_PTR{33}},
+                                                {L"HTTP://example.org", true, 32},
+                                                {L"mailto:a@example.org", true, 33},
+                                                {L"C:\\windows\\system32\\kernel32.dll", true, 33},
+                                                {L"C:\\windows\\system32", false, 33},
+                                                {L"C:\\no such file.txt", false, 33},
+                                                {L"kernel32.dll", false, 33},
+                                                {L"file:///C:/windows/system32/kernel32.dll", false, 33},
+                                                {L"https", false, 33},
+                                                {L"", false, 33}}) {
         Shell::result = result;
         Shell::beeps = 0;
+        Shell::opened.clear();
+        CStaticLink link;
+        link.SubclassWindow(Control(L"STATIC", SS_LEFT, kNoString));
+        link.SetTarget(target);
+        EXPECT_EQ(Color(link), RGB(0, 0, 255)) << target;
+        EXPECT_EQ(link.SendMessage(WM_NCHITTEST), HTCLIENT) << target;  // the mouse isn't let through
+        link.SendMessage(WM_LBUTTONDOWN);
+        EXPECT_EQ(Shell::opened, asked ? target : L"");
+        EXPECT_EQ(Shell::beeps, asked && result > 32 ? 0 : 1) << target;
+        EXPECT_EQ(Color(link), asked && result > 32 ? RGB(128, 0, 128) : RGB(0, 0, 255)) << target;
+    }
+}
+
+// Without a target the string of the control's id is opened, else its own text.
+TEST(StaticLink, WithoutATargetOpensTheTextThatIsThere) {
+    const ImportPatch shell(nullptr, "ShellExecuteW", &Shell::Open), beep(nullptr, "MessageBeep", &Shell::Beep);
+    const SpokenLanguage english(kEnglish);
+    for (const auto& [id, opened] : {std::pair{UINT{IDS_COLUMN_NAME}, L""}, {kNoString, L"https://example.org"}}) {
+        Shell::opened.clear();
         CStaticLink link;
         link.SubclassWindow(Control(L"STATIC", SS_LEFT, id));
-        link.SetTarget(target);
-        EXPECT_EQ(Color(link), RGB(0, 0, 255));
-        EXPECT_EQ(link.SendMessage(WM_NCHITTEST), HTCLIENT);  // the mouse isn't let through
+        link.SetWindowText(L"https://example.org");
         link.SendMessage(WM_LBUTTONDOWN);
         EXPECT_EQ(Shell::opened, opened);
-        EXPECT_EQ(Shell::beeps, result > 32 ? 0 : 1);
-        EXPECT_EQ(Color(link), result > 32 ? RGB(128, 0, 128) : RGB(0, 0, 255));
+        EXPECT_EQ(link.Target(), id == kNoString ? L"" : L"Name");
     }
 }
 

@@ -196,7 +196,7 @@ TEST(ErrorText, TheMessageShownToTheUser) {
     stored.Set(kRussian);
     const std::wstring russian = ErrorText(ERROR_ACCESS_DENIED, kRussian);
     EXPECT_NE(russian, ErrorText(ERROR_ACCESS_DENIED, kEnglish));
-    EXPECT_NE(ErrorMessageText(ERROR_ACCESS_DENIED).find(L"0x00000005 (5) " + russian), std::wstring::npos);
+    EXPECT_NE(ErrorMessageText(ERROR_ACCESS_DENIED).find(L"0x00000005 (5): " + russian), std::wstring::npos);
 }
 
 }  // namespace

@@ -78,7 +78,7 @@ class TlsPage : public SettingsPageTest<CPropPageConfigTLS> {
 // Each control has its own parameter and changes nothing else. Limits that can't be used are as good as missing, and
 // are replaced by what is shown for them.
 TEST_F(TlsPage, EverySettingGoesThroughTheStore) {
-    for (const auto& [spoken, title] : {std::pair{kEnglish, L"TLS Settings"}, {kRussian, L"Настройки TLS"}}) {
+    for (const auto& [spoken, title] : {std::pair{kEnglish, L"TLS Settings"}, {kRussian, L"TLS"}}) {
         language.Set(spoken);
         for (const auto& [control, name] : kNames) {
             Values stored{{kRevocation, 5}, {kSessions, 65537}, {kCas, -1}}, shown{{kSessions, 64}, {kCas, 100}};
@@ -141,6 +141,11 @@ TEST_F(TlsPage, WhatMayNotBeChangedIsDisabled) {
             for (UINT control = kOcsp; control <= kCas + 1; ++control) {
                 const bool lacksOcsp = trouble == L"kvocsp.dll" && (control == kOcsp || control == kServerOcsp);
                 EXPECT_EQ(Ui::Enabled(page, control), trouble != L"rights" && !lacksOcsp) << control;
+                EXPECT_EQ(Ui::TipBehind(page, control), lacksOcsp ? L"The OCSP module is not installed."
+                                                        : trouble == L"rights"
+                                                            ? L"Only an administrator can change these settings."
+                                                            : L"")
+                    << control;
             }
         });
     }

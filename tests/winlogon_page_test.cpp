@@ -183,6 +183,10 @@ TEST_F(WinlogonPage, ShowsWhatIsStoredAndMayBeChanged) {
             for (const UINT id : {IDC_WINLOGON_CONTROLLER, IDC_WINLOGON_IDENTIFIER, IDC_WINLOGON_EXPORT,
                                   IDC_WINLOGON_CONTROLLER_LABEL, IDC_WINLOGON_IDENTIFIER_LABEL})
                 EXPECT_EQ(Ui::Enabled(page, id), c.system == Controller && !*c.trouble) << id;
+            for (const UINT id : {IDC_WINLOGON_KDC, IDC_WINLOGON_EXPORT, IDC_WINLOGON_FIX_TEMPLATES})
+                EXPECT_EQ(Ui::TipBehind(page, id),
+                          c.system == Controller ? L"" : L"Available on domain controllers only.")
+                    << id;
             EXPECT_EQ(Ui::Enabled(page, IDC_WINLOGON_FIX_TEMPLATES),
                       c.system == Controller && std::wstring_view(c.trouble) != L"Open rootDS");
             EXPECT_TRUE(Ui::Enabled(page, IDC_WINLOGON_CSP) && Ui::Enabled(page, IDC_WINLOGON_READER));
@@ -202,7 +206,12 @@ TEST_F(WinlogonPage, ShowsWhatIsStoredAndMayBeChanged) {
         Run({[&](HWND sheet) {
             const HWND page = Ui::Page(sheet);
             EXPECT_EQ(Checks(page), trouble == "denied" ? L"(x)(-)" : L"x-");
-            EXPECT_FALSE(Ui::Enabled(page, IDC_WINLOGON_CSP) || Ui::Enabled(page, IDC_WINLOGON_READER));
+            for (const UINT id :
+                 {IDC_WINLOGON_CSP_LABEL, IDC_WINLOGON_CSP, IDC_WINLOGON_READER_LABEL, IDC_WINLOGON_READER}) {
+                EXPECT_FALSE(Ui::Enabled(page, id)) << id;
+                EXPECT_EQ(Ui::TipBehind(page, id),
+                          trouble == "denied" ? L"Only an administrator can change these settings." : L"");
+            }
             EXPECT_TRUE(Ui::Items(page, IDC_WINLOGON_READER).size() == 3 && IsWindowEnabled(GetFocus()));
             EXPECT_TRUE(Ui::Text(page, IDC_WINLOGON_READER) == L"Not set" && !Ui::ApplyEnabled(sheet));
         }});

@@ -28,16 +28,16 @@ container() {
 }
 
 person='Иванов Иван Иванович' fixed='Not exportable (неэкспортируемый)' locked='С паролем (with a password)'
-wrong='Wrong certificate (чужой сертификат)' damaged='Damaged (повреждён)'
+wrong='Wrong certificate (чужой сертификат)' damaged='Damaged (поврежден)'
 for owner in user computer; do
   container $owner "$person" --keys xs --chain 2 --exportable || true
   container $owner "$locked" --password $password --exportable || true
 done
 container user 'Signature only (только подпись)' --keys s --exportable || true
 container user "$fixed" || true
-container user 'Usage ended (срок ключа истёк)' --usage "$(day '3 years ago')" "$(day '1 year ago')" \
+container user 'Usage ended (срок ключа истек)' --usage "$(day '3 years ago')" "$(day '1 year ago')" \
   --not-before "$(day '3 years ago')" --not-after "$(day '1 year')" || true
-container user 'On a removable carrier (съёмный носитель)' --carrier FLASH --exportable || true
+container user 'On a removable carrier (съемный носитель)' --carrier FLASH --exportable || true
 if container user "$wrong"; then tool set "$wrong" certificate-x=other; fi
 if container user "$damaged"; then tool set "$damaged" damage=1; fi
 

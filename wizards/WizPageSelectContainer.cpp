@@ -32,6 +32,17 @@ std::optional<std::wstring> AskForContainer(HCRYPTPROV provider) {
     return FromAnsi(std::string_view(name, strnlen(name, sizeof name)));
 }
 
+// The field beside the button grows to the button's right edge.
+void HideButton(HWND button, HWND field) noexcept {
+    RECT gone, place;
+    GetWindowRect(button, &gone);
+    GetWindowRect(field, &place);
+    SendMessageW(field, CB_GETDROPPEDCONTROLRECT, 0, reinterpret_cast<LPARAM>(&place));  // a combo box, with its list
+    SetWindowPos(field, nullptr, 0, 0, gone.right - place.left, place.bottom - place.top,
+                 SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+    ShowWindow(button, SW_HIDE);
+}
+
 }  // namespace
 
 CWizPageSelectContainer::CWizPageSelectContainer(const Options& options, WizardState& state)
@@ -67,8 +78,8 @@ bool CWizPageSelectContainer::OnInitDialog() {
         MessageBoxId(IDS_CSP_ACCESS_FAILED, MB_ICONEXCLAMATION);
         GetParentSheet()->EndDialog(IDCANCEL);
     }
-    browse_.ShowWindow(options_.browse ? SW_SHOW : SW_HIDE);
-    byCertificate_.ShowWindow(options_.byCertificate ? SW_SHOW : SW_HIDE);
+    if (!options_.browse) HideButton(browse_.m_hWnd, name_.m_hWnd);
+    if (!options_.byCertificate) HideButton(byCertificate_.m_hWnd, providers_.m_hWnd);
     mayUseComputer_ = MayWrite(kGlobalSection);
     EnableOwner(true);
     UpdateData(false);

@@ -10,4 +10,7 @@ class CDialogLang : public CDialog {
 
     std::wstring LoadText(UINT id) const override;
     int ShowMessage(const std::wstring& text, UINT type) override;
+
+  protected:
+    bool OnInitDialog() override;
 };

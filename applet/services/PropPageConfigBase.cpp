@@ -1,6 +1,7 @@
 #include "applet/services/PropPageConfigBase.h"
 
 #include "applet/services/MessageBoxes.h"
+#include "applet/services/Strings.h"
 #include "framework/Handles.h"
 #include "framework/PropertySheet.h"
 #include "resources/resource.h"
@@ -28,6 +29,12 @@ bool CPropPageConfigBase::OnApply() {
 
 void CPropPageConfigBase::OnControlChanged() {
     SetModified(IsPageModified());
+}
+
+void CPropPageConfigBase::ExplainDisabled(std::initializer_list<UINT> controls, UINT reason) {
+    if (!reasons_.m_hWnd && (reason == 0 || !reasons_.Create(*this))) return;
+    const std::wstring text = reason == 0 ? std::wstring() : LoadStringLang(reason);
+    for (const UINT control : controls) reasons_.SetTextBehind(*this, control, text);
 }
 
 bool CPropPageConfigBase::RebootSystem() {

@@ -2,7 +2,10 @@
 // what is stored, saves, asks for the sheet to be built anew, restarts the computer.
 #pragma once
 
+#include <initializer_list>
+
 #include "applet/services/PropertyPageLang.h"
+#include "framework/ToolTipCtrl.h"
 
 // What came of saving a page. Values are those of the pages' protocol.
 enum class SaveResult : int {
@@ -30,5 +33,12 @@ class CPropPageConfigBase : public CPropertyPageLang {
     // Restarts the computer. False when the user lacks the privilege or the restart was refused.
     virtual bool RebootSystem();
 
+    // Shows the string `reason` while the mouse rests over one of the controls and that control is disabled; 0:
+    // nothing.
+    void ExplainDisabled(std::initializer_list<UINT> controls, UINT reason);
+
     bool initialised_ = false;
+
+  private:
+    CToolTipCtrl reasons_;
 };

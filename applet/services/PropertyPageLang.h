@@ -11,4 +11,7 @@ class CPropertyPageLang : public CPropertyPage {
 
     std::wstring LoadText(UINT id) const override;
     int ShowMessage(const std::wstring& text, UINT type) override;
+
+  protected:
+    bool OnInitDialog() override;
 };

@@ -1,9 +1,14 @@
 #include "applet/services/StaticLink.h"
 
-#include <shellapi.h>
+#include <commctrl.h>
+#include <oleacc.h>
+
+#include <algorithm>
 
 #include "applet/services/ProcessCaches.h"
+#include "applet/services/ShellOpen.h"
 #include "applet/services/Strings.h"
+#include "framework/Accessibility.h"
 
 namespace {
 
@@ -14,16 +19,101 @@ UniqueFont UnderlinedFont(HFONT font) {
     return UniqueFont(CreateFontIndirectW(&description));
 }
 
+bool BeginsWith(const std::wstring& text, std::wstring_view beginning) {
+    return CompareStringOrdinal(text.c_str(), static_cast<int>(std::min(text.size(), beginning.size())),
+                                beginning.data(), static_cast<int>(beginning.size()), TRUE) == CSTR_EQUAL;
+}
+
+// The shell would take any other text for the name of a program or document and look for it in many places.
+bool MayOpen(const std::wstring& target) {
+    for (const wchar_t* scheme : {L"http://", L"https://", L"mailto:"}) {
+        if (BeginsWith(target, scheme)) return true;
+    }
+    const bool onDrive = target.size() > 3 && target[1] == L':' && target[2] == L'\\';
+    if (!onDrive && !BeginsWith(target, L"\\\\")) return false;
+    const DWORD attributes = GetFileAttributesW(target.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+bool IsPress(UINT message, WPARAM key) {
+    return message == WM_KEYDOWN && (key == VK_RETURN || key == VK_SPACE);
+}
+
 }  // namespace
 
 std::span<const Route> CStaticLink::Routes() const {
     static constexpr Route table[] = {
-        onMessage<&CStaticLink::OnHitTest>(WM_NCHITTEST),
-        onMessage<&CStaticLink::OnClick>(WM_LBUTTONDOWN),
-        onMessage<&CStaticLink::OnSetCursor>(WM_SETCURSOR),
-        onReflected<&CStaticLink::OnColor>(WM_CTLCOLORSTATIC),
+        onMessage<&CStaticLink::OnHitTest>(WM_NCHITTEST),        onMessage<&CStaticLink::OnClick>(WM_LBUTTONDOWN),
+        onMessage<&CStaticLink::OnGetDialogCode>(WM_GETDLGCODE), onMessage<&CStaticLink::OnKeyDown>(WM_KEYDOWN),
+        onMessage<&CStaticLink::OnFocusChange>(WM_SETFOCUS),     onMessage<&CStaticLink::OnFocusChange>(WM_KILLFOCUS),
+        onMessage<&CStaticLink::OnSetText>(WM_SETTEXT),          onMessage<&CStaticLink::OnPaint>(WM_PAINT),
+        onMessage<&CStaticLink::OnSetCursor>(WM_SETCURSOR),      onReflected<&CStaticLink::OnColor>(WM_CTLCOLORSTATIC),
     };
     return table;
+}
+
+// Enter would press the dialog's default button.
+LRESULT CStaticLink::OnGetDialogCode(const Message& message) {
+    const auto* pending = reinterpret_cast<const MSG*>(message.lParam);
+    return DLGC_STATIC | (pending && IsPress(pending->message, pending->wParam) ? DLGC_WANTMESSAGE : 0);
+}
+
+MessageResult CStaticLink::OnKeyDown(const Message& message) {
+    if (!IsPress(message.id, message.wParam)) return {};
+    OnClick();
+    return 0;
+}
+
+MessageResult CStaticLink::OnFocusChange(const Message&) {
+    Redraw();
+    return {};
+}
+
+LRESULT CStaticLink::OnSetText(const Message& message) {
+    const LRESULT result = DefSubclassProc(m_hWnd, message.id, message.wParam, message.lParam);
+    Redraw();
+    return result;
+}
+
+LRESULT CStaticLink::OnPaint(const Message& message) {
+    const LRESULT result = DefSubclassProc(m_hWnd, message.id, message.wParam, message.lParam);
+    const HDC context = GetFocus() == m_hWnd ? GetDC(m_hWnd) : nullptr;
+    if (!context) return result;
+    RECT whole;
+    GetClientRect(m_hWnd, &whole);
+    DrawFocusRect(context, &whole);
+    ReleaseDC(m_hWnd, context);
+    return result;
+}
+
+// The hollow brush erases nothing: what lies below is the parent's to draw.
+void CStaticLink::Redraw() noexcept {
+    RECT place;
+    GetWindowRect(m_hWnd, &place);
+    MapWindowPoints(nullptr, GetParent(), reinterpret_cast<POINT*>(&place), 2);
+    RedrawWindow(GetParent(), &place, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN);
+}
+
+void CStaticLink::FitToText() noexcept {
+    RECT client;
+    GetClientRect(m_hWnd, &client);
+    if (most_.cx == 0) most_ = {client.right, client.bottom};
+    const HDC context = GetDC(m_hWnd);
+    if (!context) return;
+    const HGDIOBJ before = SelectObject(context, reinterpret_cast<HFONT>(SendMessage(WM_GETFONT)));
+    const std::wstring text = GetWindowText();
+    const bool prefix = (GetWindowLongPtrW(m_hWnd, GWL_STYLE) & SS_NOPREFIX) == 0;
+    RECT need{0, 0, most_.cx, 0};
+    DrawTextW(context, text.c_str(), -1, &need, DT_CALCRECT | DT_WORDBREAK | (prefix ? 0 : DT_NOPREFIX));
+    SelectObject(context, before);
+    ReleaseDC(m_hWnd, context);
+    Redraw();  // what the control gives up
+    SetWindowPos(m_hWnd, nullptr, 0, 0, std::min(need.right, most_.cx), std::min(need.bottom, most_.cy),
+                 SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE | SWP_NOCOPYBITS);
+}
+
+void CStaticLink::AnnounceAsLink() noexcept {
+    SetAccessibleRole(m_hWnd, ROLE_SYSTEM_LINK);
 }
 
 MessageResult CStaticLink::OnColor(const Message& message) {
@@ -59,11 +149,10 @@ void CStaticLink::OnClick() {
 void CStaticLink::OpenTarget() {
     if (target_.empty()) target_ = LoadStringLang(static_cast<UINT>(GetDlgCtrlID(m_hWnd)));
     const std::wstring target = target_.empty() ? GetWindowText() : target_;
-    const HINSTANCE opened = ShellExecuteW(m_hWnd, L"open", target.c_str(), nullptr, nullptr, SW_SHOWNORMAL);
-    if (reinterpret_cast<INT_PTR>(opened) <= 32) {
+    if (!MayOpen(target) || !OpenWithShell(m_hWnd, L"open", target, SW_SHOWNORMAL)) {
         MessageBeep(0);
         return;
     }
     color_ = kVisited;
-    Invalidate();
+    Redraw();
 }

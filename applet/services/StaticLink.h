@@ -1,4 +1,4 @@
-// CStaticLink: a static text that behaves as a hyperlink.
+// CStaticLink: a static text that behaves as a hyperlink, for the mouse and for the keyboard.
 #pragma once
 
 #include "applet/services/LinkHandler.h"
@@ -7,22 +7,36 @@
 
 class CStaticLink : public CStatic {
   public:
-    // What a click opens. Without a target: the string whose id is the control's, else the control's own text.
+    // What a click opens. Without a target: the string whose id is the control's, else the control's own text. Only
+    // addresses of the web and of mail and full paths of files that exist are opened.
     void SetTarget(std::wstring target) { target_ = std::move(target); }
     const std::wstring& Target() const noexcept { return target_; }
 
     // Clicks go to `handler` instead. Not owned; it must outlive the link.
     void SetLinkHandler(ILinkHandler* handler) noexcept { handler_ = handler; }
 
+    // Makes the control as large as its text, but not larger than it was at the first call, so that only the text takes
+    // clicks. To be called again after the text changed.
+    void FitToText() noexcept;
+
+    // Makes assistive technology call the control a link.
+    void AnnounceAsLink() noexcept;
+
   protected:
     std::span<const Route> Routes() const override;
 
   private:
     LRESULT OnHitTest(const Message&) { return HTCLIENT; }  // a static would let the mouse through to its parent
+    LRESULT OnGetDialogCode(const Message& message);
+    MessageResult OnKeyDown(const Message& message);
+    MessageResult OnFocusChange(const Message& message);
+    LRESULT OnSetText(const Message& message);
+    LRESULT OnPaint(const Message& message);
     void OnClick();
     MessageResult OnSetCursor(const Message& message);
     MessageResult OnColor(const Message& message);
     void OpenTarget();
+    void Redraw() noexcept;
 
     static constexpr COLORREF kUnvisited = RGB(0, 0, 255);
     static constexpr COLORREF kVisited = RGB(128, 0, 128);
@@ -31,4 +45,5 @@ class CStaticLink : public CStatic {
     std::wstring target_;
     COLORREF color_ = kUnvisited;
     UniqueFont font_;  // the control's, underlined
+    SIZE most_{};      // in pixels, as the template has it
 };

@@ -28,21 +28,22 @@ inline wchar_t AccessKey(const DialogControl& control) {
     return at == text.npos ? L'\0' : text[at + 1];
 }
 
-// Whether a text fits in the font and at the resolution of the device context, with a tenth more than it needs, since
-// fonts differ between systems.
-inline bool Fits(const DialogControl& control, HDC dc, int dpi) {
+// Whether a text fits at a resolution, with a tenth more than it needs, since fonts differ between systems. `dialog`
+// has the dialog's font selected, which dialog units are derived from, and `own` the control's.
+inline bool Fits(const DialogControl& control, HDC dialog, HDC own, int dpi) {
     TEXTMETRICW metric{};
-    GetTextMetricsW(dc, &metric);
+    GetTextMetricsW(dialog, &metric);
     SIZE alphabet{};
-    GetTextExtentPoint32W(dc, L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", 52, &alphabet);
-    const int baseX = (alphabet.cx / 26 + 1) / 2;  // what dialog units are counted in
+    GetTextExtentPoint32W(dialog, L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", 52, &alphabet);
+    const int baseX = (alphabet.cx / 26 + 1) / 2;  // four horizontal dialog units
     const bool label = IsLabel(control), plain = (control.style & BS_TYPEMASK) <= BS_DEFPUSHBUTTON;
     // Not the text's: a button's edges; a box with its gap, or a frame's corners.
     const int decoration = label ? 0 : MulDiv(plain ? 10 : 18, dpi, 96);
     const LONG width = (MulDiv(control.cx, baseX, 4) - decoration) * 10 / 11;
-    UINT flags = DT_CALCRECT | (label && control.cy >= 16 ? DT_WORDBREAK : DT_SINGLELINE);
+    const bool wraps = label ? control.cy >= 16 : (control.style & BS_MULTILINE) != 0;
+    UINT flags = DT_CALCRECT | (wraps ? DT_WORDBREAK : DT_SINGLELINE);
     if (label && (control.style & SS_NOPREFIX) != 0) flags |= DT_NOPREFIX;
     RECT need{0, 0, width, 0};
-    DrawTextW(dc, control.text.c_str(), -1, &need, flags);
+    DrawTextW(own, control.text.c_str(), -1, &need, flags);
     return need.right <= width && need.bottom <= MulDiv(control.cy, metric.tmHeight, 8);
 }

@@ -175,6 +175,29 @@ void Press(HWND sheet, int button) {
     PostMessageW(sheet, PSM_PRESSBUTTON, static_cast<WPARAM>(button), 0);
 }
 
+std::wstring TipBehind(HWND dialog, UINT id) {
+    struct Search {
+        TTHITTESTINFOW found{};
+        wchar_t text[300] = L"";
+    } search;
+    RECT place;
+    GetWindowRect(GetDlgItem(dialog, static_cast<int>(id)), &place);
+    search.found = {dialog, {(place.left + place.right) / 2, (place.top + place.bottom) / 2}, {}};
+    ScreenToClient(dialog, &search.found.pt);
+    if (IsWindowEnabled(GetDlgItem(dialog, static_cast<int>(id)))) return {};
+    const auto ask = [](HWND window, LPARAM argument) -> BOOL {
+        auto& [found, text] = *reinterpret_cast<Search*>(argument);
+        wchar_t name[32] = L"";
+        GetClassNameW(window, name, 32);
+        if (lstrcmpW(name, TOOLTIPS_CLASSW) != 0) return TRUE;
+        found.ti.cbSize = sizeof found.ti;
+        found.ti.lpszText = text;
+        return !SendMessageW(window, TTM_HITTESTW, 0, reinterpret_cast<LPARAM>(&found));
+    };
+    EnumThreadWindows(GetCurrentThreadId(), ask, reinterpret_cast<LPARAM>(&search));
+    return search.text;
+}
+
 HWND Current() {
     HWND window = nullptr;
     EnumThreadWindows(GetCurrentThreadId(), &TakeDialog, reinterpret_cast<LPARAM>(&window));

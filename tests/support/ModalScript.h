@@ -60,6 +60,9 @@ bool Visible(HWND dialog, UINT id);
 std::vector<std::wstring> Items(HWND dialog, UINT comboId);
 int Selected(HWND dialog, UINT comboId);
 
+// The tip that the mouse finds over the middle of a control that is disabled, which lets it through to the dialog.
+std::wstring TipBehind(HWND dialog, UINT id);
+
 void Select(HWND dialog, UINT comboId, int item);          // as a user does: with the notification
 void Type(HWND dialog, UINT editId, const wchar_t* text);  // likewise
 void Click(HWND dialog, UINT id);

@@ -5,13 +5,17 @@
 // and the wizard or dialog in front of it, or the sheet itself when there is none; each waits until what is in front
 // then is painted:
 //   panel.exe click ID | type ID TEXT     a control of the page or dialog
+//   panel.exe down ID                     the Down key in a list
 //   panel.exe next | back | finish        a wizard's buttons
 //   panel.exe cancel
+//   panel.exe away                        closes everything in front of the sheet, without consent
+//   panel.exe place                       gives it an active caption and prints where it is: WIDTHxHEIGHT+X+Y
 // and shows what a control of the page or dialog in front says, in UTF-8:
 //   panel.exe text ID
 // Exit code 0, or 1 when there is no sheet or it doesn't follow.
 #include <windows.h>
 
+#include <commctrl.h>
 #include <prsht.h>
 
 #include <cstdio>
@@ -83,6 +87,7 @@ bool Drive(const wchar_t* command, const wchar_t* id, const wchar_t* text) {
     const HWND control = id ? Control(id) : nullptr;
     if (!control) return false;
     if (lstrcmpW(command, L"click") == 0) return PostMessageW(control, BM_CLICK, 0, 0) && AwaitFront();
+    if (lstrcmpW(command, L"down") == 0) return PostMessageW(control, WM_KEYDOWN, VK_DOWN, 0) && AwaitFront();
     SendMessageW(control, EM_SETSEL, 0, -1);
     SendMessageW(control, EM_REPLACESEL, FALSE, reinterpret_cast<LPARAM>(text));
     return AwaitFront();
@@ -96,6 +101,29 @@ bool ShowText(const wchar_t* id) {
     char utf8[3 * std::size(text)];
     WideCharToMultiByte(CP_UTF8, 0, text, -1, utf8, sizeof utf8, nullptr, nullptr);
     return std::puts(utf8) >= 0;
+}
+
+// Dialogs and wizards take Cancel, questions without it take No.
+bool CloseAllBeforeSheet() {
+    return Await([] {
+        const HWND front = Front();
+        if (!front) return false;
+        // A wizard is a sheet whose tabs are hidden.
+        if (IsWindowVisible(FindWindowExW(front, nullptr, WC_TABCONTROLW, nullptr))) return AwaitFront();
+        PostMessageW(front, WM_COMMAND, IDCANCEL, 0);
+        PostMessageW(front, WM_COMMAND, IDNO, 0);
+        Ask(front, WM_NULL, 0);
+        return false;
+    });
+}
+
+// Another program is active while this one runs, so the caption is painted active by its message alone.
+bool PrintPlace() {
+    const HWND front = Front();
+    RECT place;
+    if (!front || !Ask(front, WM_NCACTIVATE, TRUE) || !GetWindowRect(front, &place)) return false;
+    std::printf("%ldx%ld+%ld+%ld\n", place.right - place.left, place.bottom - place.top, place.left, place.top);
+    return true;
 }
 
 bool AwaitSheet(HWND& sheet) {
@@ -122,13 +150,17 @@ int wmain(int count, wchar_t** arguments) {
             sheet && PostMessageW(sheet, PSM_PRESSBUTTON, PSBTN_CANCEL, 0) && Await([&] { return !IsWindow(sheet); });
     } else if (is(L"text") && count > 2) {
         done = ShowText(arguments[2]);
-    } else if (is(L"next") || is(L"back") || is(L"finish") || is(L"cancel") || (is(L"click") && count > 2) ||
-               (is(L"type") && count > 3)) {
+    } else if (is(L"away")) {
+        done = CloseAllBeforeSheet();
+    } else if (is(L"place")) {
+        done = AwaitFront() && PrintPlace();
+    } else if (is(L"next") || is(L"back") || is(L"finish") || is(L"cancel") ||
+               ((is(L"click") || is(L"down")) && count > 2) || (is(L"type") && count > 3)) {
         done = Drive(command, count > 2 ? arguments[2] : nullptr, count > 3 ? arguments[3] : nullptr);
     } else {
         std::fputs(
-            "usage: panel.exe wait | page N | close | click ID | type ID TEXT | text ID | next | back | finish | "
-            "cancel\n",
+            "usage: panel.exe wait | page N | close | click ID | down ID | type ID TEXT | text ID | next | back | "
+            "finish | cancel | away | place\n",
             stderr);
         return 2;
     }

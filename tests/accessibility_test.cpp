@@ -1,0 +1,99 @@
+// What assistive technology is told about the panel's windows, asked of windows made from every template.
+#include <windows.h>
+#include <commctrl.h>
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "framework/Accessibility.h"
+#include "framework/Wnd.h"
+#include "resources/resource.h"
+#include "tests/support/SpokenNames.h"
+
+namespace {
+
+constexpr WORD kEnglish = MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US);
+constexpr WORD kRussian = MAKELANGID(LANG_RUSSIAN, SUBLANG_DEFAULT);
+
+// The templates of the running program, which carries the panel's resources.
+std::vector<HWND> MakeDialogs(WORD language) {
+    std::vector<HWND> made;
+    for (WORD id = 1; id < 1000; ++id) {
+        const HRSRC found = FindResourceExW(nullptr, RT_DIALOG, MAKEINTRESOURCEW(id), language);
+        if (!found) continue;
+        const auto* bytes = static_cast<const DWORD*>(LockResource(LoadResource(nullptr, found)));
+        std::vector<DWORD> copy(bytes, bytes + (SizeofResource(nullptr, found) + 3) / 4);
+        copy[3] &= ~DWORD{WS_VISIBLE};
+        made.push_back(CreateDialogIndirectParamW(
+            nullptr, reinterpret_cast<DLGTEMPLATE*>(copy.data()), GetDesktopWindow(),
+            [](HWND, UINT, WPARAM, LPARAM) -> INT_PTR { return FALSE; }, 0));
+    }
+    return made;
+}
+
+std::wstring WithoutKey(HWND window) {
+    std::wstring text = WindowText(window);
+    std::erase(text, L'&');
+    return text;
+}
+
+// As the system finds it: what was set, else a button's or text's own, else the text just before the control.
+std::wstring SpokenName(HWND control) {
+    const auto set = SpokenNames::names.find(control);
+    if (set != SpokenNames::names.end()) return set->second;
+    wchar_t name[32] = L"";
+    GetClassNameW(control, name, 32);
+    if (lstrcmpiW(name, WC_BUTTONW) == 0 || lstrcmpiW(name, WC_STATICW) == 0) return WithoutKey(control);
+    const HWND before = GetWindow(control, GW_HWNDPREV);
+    GetClassNameW(before, name, 32);
+    const bool box = (GetWindowLongPtrW(before, GWL_STYLE) & BS_TYPEMASK) == BS_GROUPBOX;
+    const bool label = lstrcmpiW(name, WC_STATICW) == 0 || (lstrcmpiW(name, WC_BUTTONW) == 0 && box);
+    return label ? WithoutKey(before) : L"";
+}
+
+bool TakesFocus(HWND control) {
+    const LRESULT kind = SendMessageW(control, WM_GETDLGCODE, 0, 0);
+    return (GetWindowLongPtrW(control, GWL_STYLE) & WS_TABSTOP) != 0 || (kind & DLGC_RADIOBUTTON) != 0;
+}
+
+TEST(Accessibility, NoTwoControlsOfAWindowAreSpokenAlikeAndNoneIsWithoutName) {
+    for (const WORD language : {kEnglish, kRussian}) {
+        const SpokenNames spoken;
+        const std::vector<HWND> dialogs = MakeDialogs(language);
+        ASSERT_EQ(dialogs.size(), 17u);
+        for (const HWND dialog : dialogs) {
+            NameControlsApart(dialog);
+            std::set<std::wstring> names;
+            for (HWND child = GetWindow(dialog, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT)) {
+                if (!TakesFocus(child)) continue;
+                const std::wstring name = SpokenName(child);
+                SCOPED_TRACE(testing::Message() << WindowText(dialog) << ", control " << GetDlgCtrlID(child));
+                EXPECT_NE(name, L"");
+                EXPECT_TRUE(names.insert(name).second) << name << " is spoken twice";
+            }
+            DestroyWindow(dialog);
+        }
+    }
+}
+
+TEST(Accessibility, ANameSaysTheHeadingAndTheText) {
+    const SpokenNames spoken;
+    std::map<std::pair<std::wstring, int>, std::wstring> names;
+    for (const HWND dialog : MakeDialogs(kEnglish)) {
+        NameControlsApart(dialog);
+        for (const auto& [window, name] : SpokenNames::names)
+            if (GetParent(window) == dialog) names[{WindowText(dialog), GetDlgCtrlID(window)}] = name;
+        DestroyWindow(dialog);
+    }
+    for (const auto& [title, id, name] :
+         {std::tuple{L"Delete saved passwords", IDC_PASSWORDS_USER,
+                     L"Delete all saved passwords to private keys of: User"},
+          {L"Delete saved passwords", IDC_PASSWORDS_COMPUTER_MEDIA, L"Delete removable media information: Computer"},
+          {L"User input timeout", IDC_TIMEOUT_USER_VALUE, L"User value: Set timeout, seconds"},
+          {L"User input timeout", IDC_TIMEOUT_SYSTEM_VALUE, L"System default value: Set timeout, seconds"},
+          {L"TLS Settings", IDC_TLS_SERVER_OCSP, L"Server: Use OCSP protocol"}})
+        EXPECT_EQ((names[{title, id}]), name);
+}
+
+}  // namespace
