@@ -209,8 +209,7 @@ TEST_F(Applet, TheSheetHasItsEightPagesInOrderInBothLanguages) {
         {1033,
          {L"General", L"Hardware", L"Service", L"Advanced", L"Algorithms", L"Security", L"Winlogon", L"TLS Settings"}},
         {1049,
-         {L"Общие", L"Устройства", L"Сервис", L"Дополнительно", L"Алгоритмы", L"Безопасность", L"Winlogon",
-          L"TLS"}}};
+         {L"Общие", L"Устройства", L"Сервис", L"Дополнительно", L"Алгоритмы", L"Безопасность", L"Winlogon", L"TLS"}}};
     for (const auto& c : cases) {
         local.Set(c.language);
         std::vector<std::wstring> tabs;

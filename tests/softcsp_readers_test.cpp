@@ -171,7 +171,8 @@ TEST(SoftcspResources, AreAlikeInBothLanguagesWithTextsThatFitAndKeysThatDiffer)
                     ids.push_back(control.id);
                     const wchar_t key = AccessKey(control);
                     EXPECT_TRUE(key == 0 || keys.insert(key).second) << id << ' ' << language << ' ' << control.text;
-                    EXPECT_TRUE((!IsLabel(control) && !Is(control, WC_BUTTONW)) || Fits(control, dc.get(), dc.get(), 96))
+                    EXPECT_TRUE((!IsLabel(control) && !Is(control, WC_BUTTONW)) ||
+                                Fits(control, dc.get(), dc.get(), 96))
                         << id << ' ' << language << ' ' << control.text;
                 }
                 shapes.insert({library, id, ids});
