@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <tuple>
 
-#include "applet/PropSheetControlPanel.h"
+#include "applet/PropSheetConfigCSP.h"
 #include "applet/services/Strings.h"
 #include "applet/services/SupportLibrary.h"
 #include "framework/Dialog.h"

@@ -3,10 +3,18 @@
 
 #include <windows.h>
 
+#include <exception>
 #include <memory>
 #include <vector>
 
 #include "applet/CPApplet.h"
+
+// CNotSupportedException: what was asked for doesn't exist here.
+
+class CNotSupportedException : public std::exception {
+  public:
+    const char* what() const noexcept override { return "not supported"; }
+};
 
 class CControlPanelApp {
   public:
@@ -27,4 +35,20 @@ class CControlPanelApp {
 
   private:
     CCPApplet& AppletAt(LPARAM position) const;
+};
+
+// CMyControlPanelApp: this module's one application object and its one applet.
+
+class CMyControlPanelApp : public CControlPanelApp {
+  protected:
+    bool InitApplets() override;
+    LRESULT ExitApplets() override;
+
+  private:
+    // What one CPL_INIT took. Several hosts in one process may begin and end independently.
+    struct Taken {
+        bool com;
+        bool library;
+    };
+    std::vector<Taken> initialisations_;
 };

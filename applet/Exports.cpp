@@ -3,9 +3,9 @@
 
 #include <cpl.h>
 
-#include "applet/MyControlPanelApp.h"
+#include "applet/ControlPanelApp.h"
 #include "applet/services/ProcessCaches.h"
-#include "framework/ActivationContext.h"
+#include "framework/Module.h"
 #include "wizards/WizardCertificateOnContainer.h"
 #include "wizards/WizardChangePassword.h"
 #include "wizards/WizardDeleteContainer.h"

@@ -1,6 +1,27 @@
 #include "applet/PropSheetConfigCSP.h"
 
-#include "applet/services/DisplayName.h"
+#include "applet/services/Strings.h"
+#include "framework/Module.h"
+#include "resources/resource.h"
+
+CPropSheetControlPanel::CPropSheetControlPanel()
+    : icon_(LoadIconW(Module::Instance(), MAKEINTRESOURCEW(IDI_PRODUCT))) {}
+
+void CPropSheetControlPanel::Complete(HWND parent, UINT startPage) noexcept {
+    SetOwner(parent);
+    SetStartPage(startPage);
+}
+
+void CPropSheetControlPanel::OnInitDialog() {
+    // The window that shows in the task bar is the host's, not the sheet.
+    for (const WPARAM size : {ICON_BIG, ICON_SMALL})
+        ::SendMessageW(::GetParent(m_hWnd), WM_SETICON, size, reinterpret_cast<LPARAM>(icon_));
+    CPropertySheet::OnInitDialog();
+}
+
+void CPropSheetControlPanel::PostNcDestroy() {
+    delete this;
+}
 
 CPropSheetConfigCSP::CPropSheetConfigCSP() {
     UpdateDisplayName();

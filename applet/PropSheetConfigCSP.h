@@ -1,7 +1,7 @@
 // CPropSheetConfigCSP: the provider's configuration, eight pages in one sheet.
 #pragma once
 
-#include "applet/PropSheetControlPanel.h"
+#include "framework/PropertySheet.h"
 #include "pages/PropPageConfigCSPAdvanced.h"
 #include "pages/PropPageConfigCSPGeneral.h"
 #include "pages/PropPageConfigCSPHardware.h"
@@ -10,6 +10,23 @@
 #include "pages/PropPageConfigCSPServices.h"
 #include "pages/PropPageConfigTLS.h"
 #include "pages/PropPageConfigWLReaders.h"
+
+// CPropSheetControlPanel: what any sheet that the Control Panel opens needs.
+
+class CPropSheetControlPanel : public CPropertySheet {
+  public:
+    CPropSheetControlPanel();
+
+    // Completes what the parameterless construction left open: the owner, and the page to open first, from 0.
+    void Complete(HWND parent, UINT startPage) noexcept;
+
+  protected:
+    void OnInitDialog() override;
+    void PostNcDestroy() override;  // deletes the object: it is made with new, by the applet
+
+  private:
+    HICON icon_;  // shared by the system
+};
 
 class CPropSheetConfigCSP : public CPropSheetControlPanel {
   public:

@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "bench/Measure.h"
-#include "csp/CertificateEncoding.h"
 #include "csp/ContainerCheck.h"
 #include "csp/CryptProvContext.h"
+#include "csp/CryptoValues.h"
 #include "csp/ProviderParameters.h"
 
 namespace {

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "bench/Measure.h"
-#include "csp/CertificateEncoding.h"
 #include "csp/ContainerSearch.h"
 #include "csp/CryptProvContext.h"
+#include "csp/CryptoValues.h"
 #include "csp/ProviderParameters.h"
 #include "softcsp/container/ContainerStore.h"
 

@@ -7,8 +7,8 @@
 
 #include <string>
 
-#include "csp/KeySet.h"
-#include "csp/Outcome.h"
+#include "csp/CryptProvContext.h"
+#include "csp/CryptoValues.h"
 
 // Why a certificate couldn't be linked: the container has no such key; something about the container or the key can't
 // be read; the link, or the certificate in the container, can't be written.

@@ -4,11 +4,9 @@
 #include <span>
 #include <string_view>
 
-#include "csp/CertificateEncoding.h"
-#include "csp/CertificateSequence.h"
 #include "csp/ContainerExtensions.h"
+#include "csp/CryptoValues.h"
 #include "csp/KeyLink.h"
-#include "csp/KeyMatch.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include <wincrypt.h>
 
-#include "csp/KeySet.h"
-#include "csp/Outcome.h"
+#include "csp/CryptProvContext.h"
+#include "csp/CryptoValues.h"
 #include "framework/Handles.h"
 
 // What the reading has to say of a container.

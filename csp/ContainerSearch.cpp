@@ -2,10 +2,9 @@
 
 #include <algorithm>
 
-#include "csp/AnsiText.h"
 #include "csp/CryptProvContext.h"
-#include "csp/KeyMatch.h"
-#include "csp/Outcome.h"
+#include "csp/CryptoValues.h"
+#include "csp/KeyLink.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <span>
 #include <string>
 
-#include "csp/KeySet.h"
+#include "csp/CryptProvContext.h"
 
 struct SearchedProvider {
     std::wstring name;

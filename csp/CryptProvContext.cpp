@@ -1,6 +1,6 @@
 #include "csp/CryptProvContext.h"
 
-#include "framework/UniqueHandle.h"
+#include "framework/Handles.h"
 
 bool CCryptProvContext::Acquire(DWORD flags, const wchar_t* container, const wchar_t* provider, DWORD type) noexcept {
     Release();

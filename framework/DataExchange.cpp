@@ -4,7 +4,6 @@
 #include <cwctype>
 #include <limits>
 
-#include "framework/FrameworkText.h"
 #include "framework/Text.h"
 #include "framework/Wnd.h"
 

@@ -1,6 +1,10 @@
 // CDialog: a dialog from a template in memory.
 #pragma once
 
+#include <windows.h>
+
+#include <span>
+
 #include "framework/Wnd.h"
 
 class CDialog : public CWnd {
@@ -43,3 +47,13 @@ class CDialog : public CWnd {
   private:
     static INT_PTR CALLBACK DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept;
 };
+
+// Initialisation data of dialog templates (resource type 240): what resource editors store for lists and combo boxes.
+
+constexpr UINT kDialogType = 5;  // RT_DIALOG as a number
+constexpr UINT kDialogInitType = 240;
+
+// Sends each entry of `data` to its control. Entries: control id (16 bits), message (16 bits), length in bytes
+// (32 bits), text in the ANSI code page with its terminator; a control id of 0 ends the list. Stops at the first entry
+// that doesn't fit into the data or that the control refuses; false then.
+bool ApplyDialogInit(HWND dialog, std::span<const BYTE> data) noexcept;

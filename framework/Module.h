@@ -6,6 +6,8 @@
 #include <span>
 #include <string>
 
+#include "framework/Handles.h"
+
 namespace Module {
 
 // The module's instance handle, for resources and windows; its reference count is not changed.
@@ -20,3 +22,21 @@ std::wstring LongFileName();
 std::span<const BYTE> Resource(UINT type, UINT id, WORD language) noexcept;
 
 }  // namespace Module
+
+// Activation contexts: which versions of side-by-side libraries (common controls 6 above all) are bound to.
+
+// The context of the manifest that `module` carries as resource `manifestId`; none when it has no usable one.
+UniqueActivationContext CreateModuleContext(HMODULE module, WORD manifestId) noexcept;
+
+// Activates a context for the calling thread, until the scope ends. INVALID_HANDLE_VALUE (none) changes nothing.
+class ActivationScope {
+  public:
+    explicit ActivationScope(HANDLE context) noexcept;
+    ~ActivationScope();
+    ActivationScope(const ActivationScope&) = delete;
+    ActivationScope& operator=(const ActivationScope&) = delete;
+
+  private:
+    ULONG_PTR cookie_ = 0;
+    bool active_ = false;
+};

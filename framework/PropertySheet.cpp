@@ -4,7 +4,7 @@
 
 #include "framework/Module.h"
 #include "framework/PropertyPage.h"
-#include "framework/WindowPlacement.h"
+#include "framework/Wnd.h"
 
 namespace {
 

@@ -5,7 +5,9 @@
 
 #include <span>
 #include <string>
+#include <utility>
 
+#include "framework/Handles.h"
 #include "framework/Route.h"
 
 class CDataExchange;
@@ -95,4 +97,40 @@ class CWnd {
                                          DWORD_PTR object) noexcept;
 
     Source source_ = Source::Subclass;
+};
+
+// Where a window is put on the screen.
+
+// Moves the window over the middle of its owner, wholly onto the work area of the owner's monitor. A window whose owner
+// can't be seen stays where it is.
+void CenterOverOwner(HWND window) noexcept;
+
+// CWaitCursor: the hourglass, while the object lives and no window asks for another cursor.
+
+class CWaitCursor {
+  public:
+    CWaitCursor() noexcept : before_(SetCursor(LoadCursorW(nullptr, IDC_WAIT))) {}
+    ~CWaitCursor() {
+        const LastErrorKeeper keeper;
+        SetCursor(before_);
+    }
+    CWaitCursor(const CWaitCursor&) = delete;
+    CWaitCursor& operator=(const CWaitCursor&) = delete;
+
+  private:
+    HCURSOR before_;  // shared
+};
+
+// Raised: a flag is true while the object lives, and then what it was before.
+
+class Raised {
+  public:
+    explicit Raised(bool& flag) noexcept : flag_(flag), before_(std::exchange(flag, true)) {}
+    ~Raised() { flag_ = before_; }
+    Raised(const Raised&) = delete;
+    Raised& operator=(const Raised&) = delete;
+
+  private:
+    bool& flag_;
+    bool before_;
 };

@@ -1,7 +1,7 @@
 #include "pages/DialogDeletePasswords.h"
 
-#include "pages/SavedPasswords.h"
 #include "resources/resource.h"
+#include "settings/SavedPasswords.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Deletes the saved passwords of private keys, or only what is noted of removable carriers.
 #pragma once
 
-#include "applet/services/DialogLang.h"
+#include "applet/services/LanguageAware.h"
 
 class CDialogDeletePasswords : public CDialogLang {
   public:

@@ -1,8 +1,8 @@
 #include "pages/DialogSetTimeout.h"
 
 #include "framework/DataExchange.h"
-#include "pages/InputTimeouts.h"
 #include "resources/resource.h"
+#include "settings/InputTimeouts.h"
 
 namespace {
 

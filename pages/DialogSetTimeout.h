@@ -1,8 +1,8 @@
 // How long the provider's dialogs wait for the user: for this user, and for all who have no value of their own.
 #pragma once
 
-#include "applet/services/DialogLang.h"
-#include "framework/SpinButtonCtrl.h"
+#include "applet/services/LanguageAware.h"
+#include "framework/Controls.h"
 
 class CDialogSetTimeout : public CDialogLang {
   public:

@@ -4,10 +4,10 @@
 
 #include "applet/services/Language.h"
 #include "applet/services/MessageBoxes.h"
-#include "applet/services/ShellOpen.h"
+#include "applet/services/StaticLink.h"
 #include "applet/services/Strings.h"
 #include "applet/services/SupportLibrary.h"
-#include "csp/ProviderVersion.h"
+#include "csp/ProductProviders.h"
 #include "framework/DataExchange.h"
 #include "framework/Module.h"
 #include "framework/PropertySheet.h"

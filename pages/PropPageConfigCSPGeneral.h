@@ -3,11 +3,10 @@
 
 #include <array>
 
-#include "applet/services/InstalledProduct.h"
 #include "applet/services/PropPageConfigBase.h"
 #include "applet/services/StaticLink.h"
-#include "framework/ComboBox.h"
-#include "framework/ToolTipCtrl.h"
+#include "framework/Controls.h"
+#include "settings/InstalledProduct.h"
 
 class CPropPageConfigCSPGeneral : public CPropPageConfigBase, private ILinkHandler {
   public:

@@ -1,8 +1,7 @@
 #include "pages/PropPageConfigCSPHardware.h"
 
+#include "applet/services/DeviceLibraries.h"
 #include "applet/services/MessageBoxes.h"
-#include "applet/services/RandomLibrary.h"
-#include "applet/services/ReaderLibrary.h"
 #include "resources/resource.h"
 
 namespace {

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "applet/services/InstalledProduct.h"
 #include "applet/services/SupportLibrary.h"
 #include "csp/ProviderParameters.h"
 #include "framework/DataExchange.h"
-#include "framework/RegistryValue.h"
+#include "framework/Registry.h"
 #include "resources/resource.h"
+#include "settings/InstalledProduct.h"
 
 namespace {
 

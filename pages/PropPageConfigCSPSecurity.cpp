@@ -10,9 +10,9 @@
 #include "csp/ProductProviders.h"
 #include "framework/DataExchange.h"
 #include "framework/Handles.h"
-#include "framework/Raised.h"
-#include "pages/SecurityRegistry.h"
+#include "framework/Wnd.h"
 #include "resources/resource.h"
+#include "settings/SecuritySettings.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 
 #include "applet/services/PropPageConfigBase.h"
 #include "csp/CryptProvContext.h"
-#include "framework/ComboBox.h"
-#include "pages/SecurityState.h"
+#include "framework/Controls.h"
+#include "settings/SecuritySettings.h"
 
 class CPropPageConfigCSPSecurity : public CPropPageConfigBase, private SecurityStores {
   public:

@@ -2,11 +2,11 @@
 
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/SupportLibrary.h"
+#include "framework/Controls.h"
 #include "framework/DataExchange.h"
-#include "framework/Label.h"
-#include "framework/Raised.h"
-#include "pages/TlsModules.h"
+#include "framework/Wnd.h"
 #include "resources/resource.h"
+#include "settings/CngRegistration.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <array>
 
 #include "applet/services/PropPageConfigBase.h"
-#include "framework/SpinButtonCtrl.h"
+#include "framework/Controls.h"
 
 class CPropPageConfigTLS : public CPropPageConfigBase {
   public:

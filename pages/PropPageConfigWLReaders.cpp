@@ -1,6 +1,5 @@
 #include "pages/PropPageConfigWLReaders.h"
 
-#include "applet/services/KeyReaders.h"
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/Strings.h"
 #include "applet/services/SupportLibrary.h"
@@ -8,9 +7,10 @@
 #include "csp/ProviderParameters.h"
 #include "framework/DataExchange.h"
 #include "framework/FileDialog.h"
-#include "framework/WaitCursor.h"
-#include "pages/WinlogonRegistry.h"
+#include "framework/Wnd.h"
 #include "resources/resource.h"
+#include "settings/KeyReaders.h"
+#include "settings/WinlogonSettings.h"
 
 namespace {
 

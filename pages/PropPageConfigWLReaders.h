@@ -7,9 +7,9 @@
 
 #include "applet/services/PropPageConfigBase.h"
 #include "csp/CryptProvContext.h"
-#include "framework/ComboBox.h"
-#include "pages/DomainDirectory.h"
-#include "pages/WinlogonState.h"
+#include "framework/Controls.h"
+#include "settings/DomainDirectory.h"
+#include "settings/WinlogonSettings.h"
 
 class CPropPageConfigWLReaders : public CPropPageConfigBase {
   public:

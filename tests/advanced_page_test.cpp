@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "pages/FileVersionsReader.h"
+#include "settings/FileVersions.h"
 #include "tests/support/ClipboardText.h"
 #include "tests/support/Directory.h"
 #include "tests/support/HandleCounts.h"

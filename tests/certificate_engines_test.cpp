@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <random>
 
-#include "csp/CertificateFile.h"
+#include "csp/CertificateStores.h"
 #include "csp/ContainerCopy.h"
 #include "csp/ContainerSearch.h"
-#include "csp/KeyMatch.h"
+#include "csp/KeyLink.h"
 #include "tests/support/Certificates.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/Provider.h"

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include "csp/CertificateText.h"
-#include "csp/UsagePeriod.h"
 #include "framework/Handles.h"
 
 namespace {

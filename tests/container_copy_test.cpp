@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "csp/ContainerCheck.h"
-#include "csp/FirstFailure.h"
+#include "csp/CryptoValues.h"
 #include "softcsp/container/ContainerStore.h"
 #include "tests/support/CryptCalls.h"
 #include "tests/support/LibraryFunction.h"

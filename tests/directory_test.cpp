@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <functional>
 
-#include "pages/DomainDirectory.h"
+#include "settings/DomainDirectory.h"
 #include "tests/support/TestDirectory.h"
 
 namespace {

@@ -9,9 +9,9 @@
 #include <tuple>
 #include <vector>
 
-#include "framework/DialogInit.h"
+#include "framework/Dialog.h"
+#include "framework/Handles.h"
 #include "framework/Text.h"
-#include "framework/UniqueHandle.h"
 #include "framework/Wnd.h"
 
 namespace {

@@ -3,8 +3,8 @@
 
 #include <memory>
 
+#include "applet/services/DeviceLibraries.h"
 #include "applet/services/ProcessCaches.h"
-#include "applet/services/ReaderLibrary.h"
 #include "tests/support/SettingsPage.h"
 
 namespace {

@@ -5,7 +5,7 @@
 #include <tuple>
 
 #include "applet/services/Strings.h"
-#include "pages/SecurityRegistry.h"
+#include "settings/SecuritySettings.h"
 #include "softcsp/common/Settings.h"
 #include "tests/support/Provider.h"
 #include "tests/support/SettingsPage.h"

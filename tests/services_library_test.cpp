@@ -6,10 +6,10 @@
 
 #include <filesystem>
 
-#include "applet/services/InstalledProduct.h"
 #include "applet/services/ProcessCaches.h"
 #include "framework/Module.h"
-#include "framework/RegistryValue.h"
+#include "framework/Registry.h"
+#include "settings/InstalledProduct.h"
 #include "tests/support/Directory.h"
 #include "tests/support/Services.h"
 

@@ -11,7 +11,6 @@
 #include "applet/services/PropPageConfigBase.h"
 #include "applet/services/StaticLink.h"
 #include "framework/DataExchange.h"
-#include "framework/FrameworkText.h"
 #include "framework/PropertySheet.h"
 #include "tests/support/ImportPatch.h"
 #include "tests/support/ModalScript.h"

@@ -6,13 +6,12 @@
 #include <algorithm>
 #include <set>
 
-#include "applet/services/DialogLang.h"
 #include "applet/services/ErrorText.h"
+#include "applet/services/LanguageAware.h"
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/ProcessCaches.h"
-#include "applet/services/PropertyPageLang.h"
 #include "applet/services/Strings.h"
-#include "framework/DialogInit.h"
+#include "framework/Dialog.h"
 #include "framework/Module.h"
 #include "tests/support/Services.h"
 

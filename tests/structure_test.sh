@@ -1,51 +1,61 @@
 #!/usr/bin/env bash
-# Holds the house's arrows: which room may include which. Prints every line that goes against them.
+# Reads the #include lines: each folder includes only from the folders listed for it, the units without windows include
+# no unit with one, and no two units include each other. Prints every line that breaks a rule.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# room: the rooms it may include from, beside itself
+# folder: the folders that it may include from, besides itself
 declare -A may=(
   [framework]=''
-  [csp]='framework'
   [applet/services]='framework resources'
-  [wizards]='applet/services csp framework resources'
-  [pages]='wizards applet/services csp framework resources'
-  [applet]='pages wizards applet/services csp framework resources'
+  [csp]='applet/services framework resources'
+  [settings]='csp applet/services framework resources'
+  [wizards]='settings csp applet/services framework resources'
+  [pages]='wizards settings csp applet/services framework resources'
+  [applet]='pages wizards settings csp applet/services framework resources'
   [softcsp]=''
-  [tools]=''
-  [bench]='tools csp resources softcsp'
+  [tools/panel]=''
+  [bench]='csp framework resources softcsp tools/panel'
+  [tests]='applet pages wizards settings csp applet/services framework resources softcsp tools/panel'
 )
 
-room_of() {
-  case "$1" in
-    applet/services/*) echo applet/services ;;
-    */*) echo "${1%%/*}" ;;
-    *) echo '' ;;
-  esac
-}
+# The units of framework/ and applet/services/ that settings/ and csp/ may include: none has a window, a message box or
+# a control. framework/Module.h is among them for the module's own path and resources.
+windowless='framework/(Handles|Module|Registry|Result|SystemLibrary|Text)|applet/services/(DeviceLibraries|ErrorText|Language|ParameterEntry|ProcessCaches|ProductLibrary|Strings|SupportLibrary)|resources/resource'
 
 wrong=0
+complain() { echo "$*"; wrong=1; }
+
+# The listed folder that holds a file: the one with the longest name.
+folder_of() {
+  local folder=${1%/*}
+  while [ -z "${may[$folder]+listed}" ] && [[ $folder == */* ]]; do folder=${folder%/*}; done
+  [ "$1" = "${1#resources/}" ] || folder=resources
+  echo "$folder"
+}
+
+for folder in "${!may[@]}"; do [ -d "$folder" ] || complain "$folder: listed here, but missing"; done
+
+includes=$(grep -rn --include='*.h' --include='*.cpp' '^#include "' "${!may[@]}" | sort -u)
 while IFS=: read -r file line text; do
-  from=$(room_of "$file")
   included=${text#*\"}
   included=${included%%\"*}
-  to=$(room_of "$included")
-  [ -n "${may[$from]+known}" ] || { echo "$file: a room that nobody described"; wrong=1; continue; }
-  [ "$from" = "$to" ] && continue
-  case " ${may[$from]} " in
-    *" $to "*) ;;
-    *) echo "$file:$line: $from may not include $included"; wrong=1 ;;
-  esac
-  # csp takes the framework's owning handles and nothing else of it.
-  if [ "$from" = csp ] && [ "$to" = framework ]; then
-    case "$included" in framework/Handles.h | framework/UniqueHandle.h) ;;
-      *) echo "$file:$line: csp may not include $included"; wrong=1 ;;
-    esac
+  from=$(folder_of "$file")
+  to=$(folder_of "$included")
+  if [ "$from" != "$to" ] && [[ " ${may[$from]} " != *" $to "* ]]; then
+    complain "$file:$line: $from may not include $included"
   fi
-done < <(grep -rn --include='*.h' --include='*.cpp' '^#include "' framework csp applet pages wizards softcsp tools bench || true)
+  if [[ $from =~ ^(settings|csp)$ && $to =~ ^(framework|applet/services|resources)$ ]]; then
+    [[ $included =~ ^($windowless)\.h$ ]] || complain "$file:$line: $from may not include $included, which has a window"
+  fi
+done <<<"$includes"
 
-if grep -rniE 'softcsp' --include='*.h' --include='*.cpp' --include='*.rc' framework csp applet pages wizards resources; then
-  echo "the panel knows nothing of the software provider"
-  wrong=1
+# A unit is a header with its source file. tsort fails when units include each other, and names them.
+units() { sed -nE 's/^([^:]*)\.(h|cpp):[0-9]+:#include "([^"]*)\.h".*/\1 \3/p' <<<"$includes" | awk '$1 != $2'; }
+if ! cycles=$(units | tsort 2>&1 >/dev/null); then complain "units that include each other: $cycles"; fi
+
+if grep -rniE 'softcsp' --include='*.h' --include='*.cpp' --include='*.rc' \
+    framework csp settings applet pages wizards resources; then
+  complain "the panel must not depend on the software provider"
 fi
 exit $wrong

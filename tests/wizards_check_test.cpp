@@ -8,8 +8,7 @@
 #include "tests/support/ClipboardText.h"
 #include "tests/support/Directory.h"
 #include "tests/support/Wizards.h"
-#include "wizards/CheckMarks.h"
-#include "wizards/ReportText.h"
+#include "wizards/WizardCheckContainer.h"
 
 namespace {
 

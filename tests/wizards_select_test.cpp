@@ -7,7 +7,7 @@
 #include "tests/support/Certificates.h"
 #include "tests/support/Directory.h"
 #include "tests/support/Wizards.h"
-#include "wizards/CryptUi.h"
+#include "wizards/CertificateDialogs.h"
 #include "wizards/WizardCertificateOnContainer.h"
 #include "wizards/WizardChangePassword.h"
 #include "wizards/WizardCopyContainer.h"

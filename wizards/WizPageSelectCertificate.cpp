@@ -3,7 +3,7 @@
 #include "csp/CertificateText.h"
 #include "framework/Text.h"
 #include "resources/resource.h"
-#include "wizards/CertificateBrowser.h"
+#include "wizards/CertificateDialogs.h"
 
 namespace {
 

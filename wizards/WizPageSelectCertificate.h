@@ -4,7 +4,7 @@
 #include <windows.h>
 
 #include "framework/Handles.h"
-#include "wizards/WizardPageBase.h"
+#include "wizards/WizardBase.h"
 
 // What is shown, and what can be.
 struct CertificateChoice {

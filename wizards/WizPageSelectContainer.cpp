@@ -6,16 +6,16 @@
 #include "applet/services/ErrorText.h"
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/SupportLibrary.h"
-#include "csp/AnsiText.h"
-#include "csp/ClientWindow.h"
+#include "csp/CryptProvContext.h"
+#include "csp/CryptoValues.h"
 #include "csp/KeyLink.h"
 #include "csp/ProductProviders.h"
 #include "csp/ProviderParameters.h"
 #include "framework/DataExchange.h"
 #include "framework/PropertySheet.h"
-#include "framework/WaitCursor.h"
+#include "framework/Wnd.h"
 #include "resources/resource.h"
-#include "wizards/CertificateDialog.h"
+#include "wizards/CertificateDialogs.h"
 
 namespace {
 

@@ -8,9 +8,8 @@
 
 #include "csp/ContainerSearch.h"
 #include "csp/CryptProvContext.h"
-#include "framework/ComboBox.h"
-#include "wizards/WizardPageBase.h"
-#include "wizards/WizardState.h"
+#include "framework/Controls.h"
+#include "wizards/WizardBase.h"
 
 class CWizPageSelectContainer : public CWizardPageBase {
   public:

@@ -1,6 +1,110 @@
 #include "wizards/WizardCertificateOnContainer.h"
 
+#include <utility>
+
+#include "applet/services/MessageBoxes.h"
+#include "applet/services/ProductLibrary.h"
+#include "csp/CertificateInstallation.h"
+#include "csp/ContainerCertificates.h"
+#include "csp/CryptProvContext.h"
+#include "framework/Wnd.h"
 #include "resources/resource.h"
+#include "wizards/CertificateDialogs.h"
+
+namespace {
+
+UINT TextOf(ContainerNotice notice) {
+    switch (notice) {
+        case ContainerNotice::NoKeys: return IDS_NO_KEYS;
+        case ContainerNotice::NoSignatureCertificate: return IDS_NO_SIGNATURE_CERTIFICATE;
+        case ContainerNotice::NoExchangeCertificate: return IDS_NO_EXCHANGE_CERTIFICATE;
+        case ContainerNotice::OtherSignatureKey: return IDS_OTHER_SIGNATURE_KEY;
+        case ContainerNotice::OtherExchangeKey: return IDS_OTHER_EXCHANGE_KEY;
+        case ContainerNotice::NoParameters: return IDS_NO_PARAMETERS;
+        case ContainerNotice::NoLink: return IDS_LINK_FAILED;
+        case ContainerNotice::NoCertificates: return IDS_NO_CERTIFICATES;
+    }
+    return 0;
+}
+
+}  // namespace
+
+CWizPageCertificateOnContainerSelectContainer::CWizPageCertificateOnContainerSelectContainer(
+    CertificateOnContainerState& state)
+    : CWizPageSelectContainer({.caption = IDS_WIZARD_CERTIFICATES, .subtitle = IDS_SELECT_TO_VIEW}, state),
+      state_(state) {}
+
+LRESULT CWizPageCertificateOnContainerSelectContainer::OnWizardNext() {
+    if (const LRESULT stay = CWizPageSelectContainer::OnWizardNext()) return stay;
+    const ClientWindow client(m_hWnd);
+    return AcquireSelectedContainer(state_.container, 0) && ReadCertificates() ? 0 : -1;
+}
+
+bool CWizPageCertificateOnContainerSelectContainer::ReadCertificates() {
+    const CWaitCursor wait;
+    KeyCertificates read;
+    const bool found = ReadKeyCertificates(state_.container.Get(), state_.keySet, read, *this);
+    state_.keys = {std::move(read.store), std::move(read.selected), read.both};
+    if (!found) return false;
+    if (ReadExtensionCertificates(state_.container.Get(), state_.chain).done) return true;
+    Tell(ContainerNotice::NoParameters);
+    return false;
+}
+
+void CWizPageCertificateOnContainerSelectContainer::Tell(ContainerNotice notice) {
+    MessageBoxFormat(TextOf(notice), MB_ICONEXCLAMATION, ContainerName());
+}
+
+namespace {
+
+// What the thread's verifications were told to use while the certificate was shown is taken back.
+using SetThreadDefaultCryptProv = BOOL(WINAPI*)(HCRYPTPROV provider);
+
+Outcome InstallChain(HWND window, HCRYPTPROV container, KeySet keySet) {
+    const ClientWindow client(window);
+    const CWaitCursor wait;
+    return InstallExtensionCertificates(container, keySet);
+}
+
+}  // namespace
+
+CWizPageCertificateOnContainerSelectCertificate::CWizPageCertificateOnContainerSelectCertificate(
+    CertificateOnContainerState& state)
+    : CWizPageSelectCertificate({.caption = IDS_WIZARD_CERTIFICATES,
+                                 .title = IDS_CERTIFICATE_TO_VIEW,
+                                 .subtitle = IDS_SELECT_CERTIFICATE_TO_VIEW,
+                                 .install = true},
+                                state.keys),
+      state_(state) {}
+
+void CWizPageCertificateOnContainerSelectCertificate::UpdateWizardButtons() {
+    SetWizardButtons(PSWIZB_BACK | (state_.keys.certificate ? PSWIZB_FINISH : PSWIZB_DISABLEDFINISH));
+}
+
+void CWizPageCertificateOnContainerSelectCertificate::ShowProperties() {
+    const UniqueModule library(LoadProductLibrary(L"kvcrypt.dll"));
+    const auto setDefault = reinterpret_cast<SetThreadDefaultCryptProv>(
+        reinterpret_cast<void*>(library ? GetProcAddress(library.get(), "SetThreadDefaultCryptProv") : nullptr));
+    ShowCertificate(m_hWnd, *state_.keys.certificate.get(), state_.chain.get());
+    if (setDefault) setDefault(0);
+}
+
+void CWizPageCertificateOnContainerSelectCertificate::OnInstall() {
+    if (!state_.keys.certificate) return;
+    const UniqueCertificateStore store(OpenPersonalStore(state_.keySet));
+    if (!store) {
+        ErrorMessageBox(GetLastError());
+        return;
+    }
+    if (!AddCertificate(store.get(), *state_.keys.certificate.get(), MB_ICONQUESTION)) return;
+    const Outcome chain = InstallChain(m_hWnd, state_.container.Get(), state_.keySet);
+    if (!chain.done) {
+        ErrorMessageBox(chain.error);
+        return;
+    }
+    MessageBoxId(state_.keySet == KeySet::Computer ? IDS_INSTALLED_FOR_COMPUTER : IDS_INSTALLED_FOR_USER,
+                 MB_ICONINFORMATION);
+}
 
 CWizardCertificateOnContainer::CWizardCertificateOnContainer(HWND parent)
     : CPropertySheetWizardBase(parent, IDS_WIZARD_CERTIFICATES) {

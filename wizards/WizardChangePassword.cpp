@@ -1,10 +1,10 @@
 #include "wizards/WizardChangePassword.h"
 
 #include "applet/services/MessageBoxes.h"
-#include "csp/ClientWindow.h"
-#include "csp/Outcome.h"
+#include "csp/CryptProvContext.h"
+#include "csp/CryptoValues.h"
 #include "csp/ProviderParameters.h"
-#include "framework/WaitCursor.h"
+#include "framework/Wnd.h"
 #include "resources/resource.h"
 
 namespace {

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "csp/CryptProvContext.h"
-#include "wizards/PropertySheetWizardBase.h"
 #include "wizards/WizPageSelectContainer.h"
+#include "wizards/WizardBase.h"
 
 struct ChangePasswordState : WizardState {
     CCryptProvContext container;  // open from one try to the next

@@ -1,10 +1,86 @@
 // The wizard that checks a container: choose it, see the report.
 #pragma once
 
-#include "wizards/CheckContainerState.h"
-#include "wizards/PropertySheetWizardBase.h"
-#include "wizards/WizPageCheckContainerFinish.h"
+#include <windows.h>
+
+#include <commctrl.h>
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "csp/ContainerCheck.h"
+#include "csp/CryptProvContext.h"
+#include "framework/Controls.h"
+#include "framework/Handles.h"
 #include "wizards/WizPageSelectContainer.h"
+#include "wizards/WizardBase.h"
+
+// The marks beside the rows of a container's check: failures and what is merely missing are found at a glance.
+
+// The marks differ in shape, not only in colour. The numbers are those of the list view's state images.
+enum class CheckMark : UINT { None, Succeeded, Failed, Note };
+
+// The mark of a row, by the ids of its label and value (CheckTexts.h). `error`: the value is an error's text.
+CheckMark MarkOf(UINT label, UINT value, bool error = false) noexcept;
+
+// The marks' pictures as state images, in the size of small icons. The caller owns the list; nullptr on failure.
+HIMAGELIST CreateMarks() noexcept;
+
+// A report of labels and values as plain text.
+
+struct ReportRow {
+    std::wstring label;
+    std::wstring value;  // may be empty
+};
+
+// A line a row: the label, filled up to 30 characters and never cut, a space, a tab, the value; each line ends with
+// carriage return and line feed.
+std::wstring ReportText(std::span<const ReportRow> rows);
+
+// What the pages of the check wizard share.
+
+struct CheckContainerState : WizardState {
+    CCryptProvContext container;  // opened by the first page
+};
+
+// The report of a container's check. The check runs each time the page appears, and its rows appear as they are found.
+
+class CWizPageCheckContainerFinish : public CWizardPageBase, private CheckReport {
+  public:
+    explicit CWizPageCheckContainerFinish(CheckContainerState& state);
+
+  protected:
+    void DoDataExchange(CDataExchange* exchange) override;
+    std::span<const Route> Routes() const override;
+    bool OnInitDialog() override;
+    bool OnSetActive() override;
+    void OnShown() override;
+
+  private:
+    void Row(UINT label, UINT value) override;
+    void Row(UINT label, std::wstring_view value) override;
+    void Failure(UINT label, DWORD error) override;
+    void Continuation(std::wstring_view value) override;
+    void Continuation(UINT value) override;
+    void Verdict(UINT label, UINT value) override;
+
+    enum class Place { Top, End };
+    void Insert(Place place, CheckMark mark, std::wstring label, std::wstring value);
+
+    void ShowCompleted(bool completed);
+    void Clear();
+    void RunCheck();
+    void SizeColumns();
+    void OnCopy();
+    LRESULT OnDraw(const Message& message);  // the list's NM_CUSTOMDRAW
+
+    CheckContainerState& state_;
+    bool due_ = false;  // the page has appeared, and its check hasn't begun
+    UniqueFont titleFont_, verdictFont_;
+    CListCtrl list_;
+    std::vector<ReportRow> rows_;  // what the list shows
+};
 
 class CWizPageCheckContainerSelectContainer : public CWizPageSelectContainer {
   public:

@@ -2,9 +2,8 @@
 
 #include "applet/services/ErrorText.h"
 #include "applet/services/MessageBoxes.h"
-#include "csp/ClientWindow.h"
 #include "csp/CryptProvContext.h"
-#include "framework/WaitCursor.h"
+#include "framework/Wnd.h"
 #include "resources/resource.h"
 
 namespace {

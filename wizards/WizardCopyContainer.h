@@ -2,8 +2,8 @@
 #pragma once
 
 #include "csp/ContainerCopy.h"
-#include "wizards/PropertySheetWizardBase.h"
 #include "wizards/WizPageSelectContainer.h"
+#include "wizards/WizardBase.h"
 
 struct CopyContainerState : WizardState {
     ContainerCopy copy;  // filled by the first page

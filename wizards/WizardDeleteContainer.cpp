@@ -1,7 +1,7 @@
 #include "wizards/WizardDeleteContainer.h"
 
 #include "applet/services/MessageBoxes.h"
-#include "csp/ClientWindow.h"
+#include "csp/CryptProvContext.h"
 #include "resources/resource.h"
 
 CWizPageDeleteContainerSelectContainer::CWizPageDeleteContainerSelectContainer(DeleteContainerState& state)

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "csp/CryptProvContext.h"
-#include "wizards/PropertySheetWizardBase.h"
 #include "wizards/WizPageSelectContainer.h"
+#include "wizards/WizardBase.h"
 
 struct DeleteContainerState : WizardState {
     CCryptProvContext container;  // for the deletion only, which leaves it empty

@@ -1,10 +1,21 @@
 // CComboParam: a combo box of the values that a provider offers for one of its parameters.
 #pragma once
 
+#include <windows.h>
+
+#include <wincrypt.h>
+
 #include <vector>
 
-#include "applet/services/ProviderRecord.h"
-#include "framework/ComboBox.h"
+#include "framework/Controls.h"
+
+// An open provider as the parameter combo boxes use it.
+
+struct ProviderRecord {
+    HCRYPTPROV provider = 0;  // not owned
+    DWORD length = 0;         // of the value read last, in bytes
+    DWORD parameter = 0;      // whose value that was
+};
 
 class CComboParam : public CComboBox {
   public:

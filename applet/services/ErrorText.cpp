@@ -6,7 +6,7 @@
 #include "applet/services/Language.h"
 #include "applet/services/ProcessCaches.h"
 #include "applet/services/Strings.h"
-#include "framework/ActivationContext.h"
+#include "framework/Module.h"
 #include "framework/Text.h"
 #include "resources/resource.h"
 

@@ -1,8 +1,7 @@
 #include "applet/services/ProcessCaches.h"
 
-#include "framework/ActivationContext.h"
-#include "framework/LibraryLoading.h"
 #include "framework/Module.h"
+#include "framework/SystemLibrary.h"
 
 namespace {
 

@@ -3,10 +3,9 @@
 #include <cstring>
 
 #include "applet/services/ProcessCaches.h"
-#include "framework/ActivationContext.h"
-#include "framework/LibraryLoading.h"
 #include "framework/Module.h"
-#include "framework/RegistryValue.h"
+#include "framework/Registry.h"
+#include "framework/SystemLibrary.h"
 
 namespace {
 

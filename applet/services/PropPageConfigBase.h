@@ -4,8 +4,8 @@
 
 #include <initializer_list>
 
-#include "applet/services/PropertyPageLang.h"
-#include "framework/ToolTipCtrl.h"
+#include "applet/services/LanguageAware.h"
+#include "framework/Controls.h"
 
 // What came of saving a page. Values are those of the pages' protocol.
 enum class SaveResult : int {

@@ -1,9 +1,25 @@
 // CStaticLink: a static text that behaves as a hyperlink, for the mouse and for the keyboard.
 #pragma once
 
-#include "applet/services/LinkHandler.h"
+#include <windows.h>
+
+#include <string>
+
+#include "framework/Controls.h"
 #include "framework/Handles.h"
-#include "framework/Static.h"
+
+// ILinkHandler: the owner of a link that does something else with a click than opening the link's target.
+class ILinkHandler {
+  public:
+    virtual ~ILinkHandler() = default;
+    virtual void OnLinkClicked(HWND link) = 0;
+};
+
+// Opens files and addresses with the shell.
+
+// Does what the shell does for `verb` ("open", "runas"). Whatever is started runs in the system directory: neither the
+// shell nor the program looks for anything in the current one. False when nothing could be started.
+bool OpenWithShell(HWND owner, const wchar_t* verb, const std::wstring& target, int show) noexcept;
 
 class CStaticLink : public CStatic {
   public:

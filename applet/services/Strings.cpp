@@ -1,8 +1,10 @@
 #include "applet/services/Strings.h"
 
+#include "applet/services/ProcessCaches.h"
 #include "applet/services/SupportLibrary.h"
 #include "framework/Module.h"
 #include "framework/Text.h"
+#include "resources/resource.h"
 
 std::wstring LoadStringLang(UINT id) {
     wchar_t text[256] = L"";
@@ -23,4 +25,15 @@ bool LoadVersionString(const wchar_t* name, std::wstring& value) {
     return ReadSupportText([&](wchar_t* buffer,
                                DWORD* length) { return support_resource_version_string(name, module, buffer, length); },
                            value) == 0;
+}
+
+std::wstring DisplayName() {
+    const std::wstring& name = Caches().displayName;
+    return name.empty() ? LoadStringLang(IDS_APP_TITLE) : name;
+}
+
+void UpdateDisplayName() {
+    std::wstring name;
+    if (!LoadVersionString(L"ProductName", name)) name = LoadStringLang(IDS_APP_TITLE);
+    Caches().displayName = std::move(name);
 }

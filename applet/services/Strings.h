@@ -38,3 +38,11 @@ std::wstring FormatStringId(UINT id, const Insert& insert1, const Insert& insert
 // Reads a value of this module's version resource ("ProductName", "LegalCopyright"). False when it can't be read;
 // `value` stays as it was then.
 bool LoadVersionString(const wchar_t* name, std::wstring& value);
+
+// The application's display name: what its windows and message boxes are captioned with.
+
+// The name as last updated; before any update the string table's own title.
+std::wstring DisplayName();
+
+// Sets the name to the product's, as this module's version resource has it, or to the string table's title.
+void UpdateDisplayName();

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "csp/DerSequence.h"
+#include "csp/ExtensionRecord.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (IsOneSequence(data, size) && (size < 2 || IsOneSequence(data, size - 1))) std::abort();

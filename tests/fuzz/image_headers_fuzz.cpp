@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "pages/ImageHeaders.h"
+#include "settings/ImageHeaders.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (!ReadImageHeaders(data, size)) return 0;

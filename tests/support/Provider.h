@@ -9,12 +9,12 @@
 #include <vector>
 
 #include "csp/CryptProvContext.h"
+#include "csp/CryptoValues.h"
 #include "framework/Handles.h"
 #include "tests/support/Directory.h"
 
 constexpr wchar_t kProvider75[] = L"Kelvane GOST R 34.10-2001 KC1 CSP";
 constexpr wchar_t kProvider71[] = L"Kelvane GOST R 34.10-94 KC1 CSP";
-constexpr DWORD kCertificateEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 
 using TestBytes = std::vector<BYTE>;
 

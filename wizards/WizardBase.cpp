@@ -1,0 +1,110 @@
+#include "wizards/WizardBase.h"
+
+#include "applet/services/Strings.h"
+#include "framework/Module.h"
+#include "framework/PropertySheet.h"
+#include "framework/Wnd.h"
+#include "resources/resource.h"
+
+UniqueFont SetTitleFont(HWND title) noexcept {
+    constexpr int kPoints = 12, kPointsPerInch = 72;
+    NONCLIENTMETRICSW metrics{};
+    metrics.cbSize = sizeof metrics;
+    SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof metrics, &metrics, 0);
+    LOGFONTW font = metrics.lfMessageFont;
+    font.lfWeight = FW_BOLD;
+    lstrcpynW(font.lfFaceName, L"Verdana Bold", LF_FACESIZE);
+    if (const HDC dc = GetDC(title)) {
+        font.lfHeight = -(kPoints * GetDeviceCaps(dc, LOGPIXELSY) / kPointsPerInch);
+        ReleaseDC(title, dc);
+    }
+    UniqueFont created(CreateFontIndirectW(&font));
+    SendMessageW(title, WM_SETFONT, reinterpret_cast<WPARAM>(created.get()), TRUE);
+    return created;
+}
+
+namespace {
+
+constexpr UINT kNextButton = 0x3024;  // ID_WIZFINISH is the other
+
+std::wstring Load(UINT id) {
+    return id ? LoadStringLang(id) : std::wstring();
+}
+
+bool IsPushButton(HWND control) noexcept {
+    return (SendMessageW(control, WM_GETDLGCODE, 0, 0) & (DLGC_DEFPUSHBUTTON | DLGC_UNDEFPUSHBUTTON)) != 0;
+}
+
+// The answer to an action of the user that is refused; nothing for a message that isn't one.
+MessageResult Refusal(const Message& message, HWND sheet) noexcept {
+    if (message.id == WM_COMMAND && message.lParam && HIWORD(message.wParam) == BN_CLICKED) return 0;
+    if (message.id != WM_NOTIFY) return {};
+    const auto* header = reinterpret_cast<const NMHDR*>(message.lParam);
+    if (header->hwndFrom != sheet) return {};
+    switch (header->code) {
+        case PSN_WIZBACK:
+        case PSN_WIZNEXT: return -1;
+        case PSN_KILLACTIVE:
+        case PSN_QUERYCANCEL:
+        case PSN_WIZFINISH: return TRUE;
+        default: return {};
+    }
+}
+
+bool IsCancel(const Message& message) noexcept {
+    return message.id == WM_NOTIFY && reinterpret_cast<const NMHDR*>(message.lParam)->code == PSN_QUERYCANCEL;
+}
+
+}  // namespace
+
+CWizardPageBase::CWizardPageBase(UINT dialog, UINT caption, UINT title, UINT subtitle) : CPropertyPageLang(dialog) {
+    SetCaption(Load(caption));
+    SetHeader(Load(title), Load(subtitle));
+}
+
+CWizardPageBase::CWizardPageBase(UINT dialog, UINT caption) : CWizardPageBase(dialog, caption, 0, 0) {
+    HideHeader();
+}
+
+UINT CWizardPageBase::LeadingButton() const noexcept {
+    return buttons_ & (PSWIZB_FINISH | PSWIZB_DISABLEDFINISH) ? UINT{ID_WIZFINISH} : kNextButton;
+}
+
+void CWizardPageBase::SetWizardButtons(DWORD buttons) noexcept {
+    buttons_ = buttons;
+    CPropertySheet& sheet = *GetParentSheet();
+    sheet.SetWizardButtons(buttons);
+    sheet.PostMessage(DM_SETDEFID, LeadingButton());
+}
+
+HWND CWizardPageBase::OnQueryInitialFocus() {
+    const HWND first = CPropertyPageLang::OnQueryInitialFocus();
+    if (!IsPushButton(first) || !(buttons_ & (PSWIZB_NEXT | PSWIZB_FINISH))) return first;
+    return ::GetDlgItem(GetParent(), static_cast<int>(LeadingButton()));
+}
+
+MessageResult CWizardPageBase::HandleMessage(const Message& message) {
+    const MessageResult refusal = Refusal(message, GetParent());
+    if (!refusal) return CPropertyPageLang::HandleMessage(message);
+    if (activity_.busy) {
+        if (activity_.work && IsCancel(message)) activity_.work->Cancel();
+        return refusal;
+    }
+    const Raised busy(activity_.busy);
+    return CPropertyPageLang::HandleMessage(message);
+}
+
+namespace {
+
+UniqueBitmap LoadPicture(UINT id) {
+    return UniqueBitmap(id ? LoadBitmapW(Module::Instance(), MAKEINTRESOURCEW(id)) : nullptr);
+}
+
+}  // namespace
+
+CPropertySheetWizardBase::CPropertySheetWizardBase(HWND parent, UINT caption, UINT watermark)
+    : watermark_(LoadPicture(watermark)), header_(LoadPicture(IDB_WIZARD_HEADER)) {
+    SetOwner(parent);
+    SetCaption(LoadStringLang(caption));
+    SetWizard97(watermark_.get(), header_.get());
+}
