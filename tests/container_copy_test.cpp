@@ -60,7 +60,7 @@ const LoadedProvider held;  // from one use to the next
 
 HRESULT Read(ContainerCopy& copy, const Place& from) {
     CCryptProvContext source;
-    if (!source.Acquire(from.flags, kSource.name.c_str(), from.provider, from.type)) return Result(FALSE);
+    if (!source.Acquire(from.flags, kSource.name.c_str(), from.provider, from.type)) return ErrorOf(FALSE);
     const Outcome opened = copy.OpenVerification(from.provider, from.type);
     return opened.done ? ReadSourceContainer(source.Get(), copy) : ResultOf(opened);
 }
@@ -68,7 +68,7 @@ HRESULT Read(ContainerCopy& copy, const Place& from) {
 HRESULT Write(const ContainerCopy& copy, const Place& to) {
     CCryptProvContext target;
     const bool made = target.Acquire(to.flags | kCopyTargetFlags, kTarget.name.c_str(), to.provider, to.type);
-    return made ? WriteTargetContainer(copy, target.Get()) : Result(FALSE);
+    return made ? WriteTargetContainer(copy, target.Get()) : ErrorOf(FALSE);
 }
 
 // The private keys as they lie in the container, 32 bytes each.

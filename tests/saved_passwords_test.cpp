@@ -113,8 +113,8 @@ TEST_F(SavedPasswordsDialog, MakesTheProviderForgetItsOwn) {
         const ModalScript script(std::move(steps));
         CCryptProvContext context;
         DWORD loaded = 0, size = sizeof loaded;
-        return Result(context.Acquire(flags, name.c_str(), nullptr, 75) &&
-                      CryptGetProvParam(context.Get(), 109, reinterpret_cast<BYTE*>(&loaded), &size, 0));
+        return ErrorOf(context.Acquire(flags, name.c_str(), nullptr, 75) &&
+                       CryptGetProvParam(context.Get(), 109, reinterpret_cast<BYTE*>(&loaded), &size, 0));
     };
     const auto save = [](HWND dialog) {
         Ui::Type(dialog, IDC_PASSWORD, L"1234");

@@ -15,7 +15,7 @@ namespace {
 
 HRESULT Acquire(const wchar_t* name, DWORD flags, DWORD type = 75) {
     CCryptProvContext context;
-    return Result(context.Acquire(flags | CRYPT_SILENT, name, nullptr, type));
+    return ErrorOf(context.Acquire(flags | CRYPT_SILENT, name, nullptr, type));
 }
 
 std::string TextParameter(HCRYPTPROV provider, DWORD parameter) {
@@ -26,7 +26,7 @@ std::string TextParameter(HCRYPTPROV provider, DWORD parameter) {
 
 DWORD NumberParameter(HCRYPTPROV provider, DWORD parameter) {
     DWORD number = MAXDWORD, size = sizeof number;
-    EXPECT_EQ(Result(CryptGetProvParam(provider, parameter, reinterpret_cast<BYTE*>(&number), &size, 0)), 0)
+    EXPECT_EQ(ErrorOf(CryptGetProvParam(provider, parameter, reinterpret_cast<BYTE*>(&number), &size, 0)), 0)
         << parameter;
     return number;
 }
@@ -84,34 +84,34 @@ TEST(SoftcspContainer, KeepsWhatIsPutIntoItAndListsIt) {
     TestContainer container(L"container values");
     ASSERT_TRUE(container.Made());
     DWORD size = 0;
-    EXPECT_EQ(Result(CryptGetProvParam(container.Get(), 133, nullptr, &size, CRYPT_FIRST)), ERROR_NO_MORE_ITEMS);
+    EXPECT_EQ(ErrorOf(CryptGetProvParam(container.Get(), 133, nullptr, &size, CRYPT_FIRST)), ERROR_NO_MORE_ITEMS);
     const struct {
         const char* identifier;
         DWORD critical, size;
         const void* value;
     } extensions[] = {{"1.2.3", 1, 4, "abcd"}, {"1.2.643.2.2.37.3.1", 0, 0, nullptr}, {"1.2.3.4.5", 0, 9, "longer on"}};
     for (const auto& extension : extensions)
-        ASSERT_EQ(Result(CryptSetProvParam(container.Get(), 132, reinterpret_cast<const BYTE*>(&extension), 0)), 0);
-    EXPECT_EQ(Result(CryptSetProvParam(container.Get(), 93, reinterpret_cast<const BYTE*>("1.2.643.2.2.31.3"), 0)), 0);
-    EXPECT_EQ(Result(CryptSetProvParam(container.Get(), 92, reinterpret_cast<const BYTE*>("1.2.643.2.2.31.3"), 0)),
+        ASSERT_EQ(ErrorOf(CryptSetProvParam(container.Get(), 132, reinterpret_cast<const BYTE*>(&extension), 0)), 0);
+    EXPECT_EQ(ErrorOf(CryptSetProvParam(container.Get(), 93, reinterpret_cast<const BYTE*>("1.2.643.2.2.31.3"), 0)), 0);
+    EXPECT_EQ(ErrorOf(CryptSetProvParam(container.Get(), 92, reinterpret_cast<const BYTE*>("1.2.643.2.2.31.3"), 0)),
               NTE_BAD_DATA);
     ASSERT_TRUE(container.Open());
     EXPECT_EQ(TextParameter(container.Get(), 93), "1.2.643.2.2.31.3");
     EXPECT_EQ(TextParameter(container.Get(), 92), "1.2.643.2.2.30.1");
     EXPECT_EQ(NumberParameter(container.Get(), 146), 0u);
     EXPECT_EQ(NumberParameter(container.Get(), 109), 0u);
-    ASSERT_EQ(Result(CryptGetProvParam(container.Get(), 133, nullptr, &size, CRYPT_FIRST)), 0);
+    ASSERT_EQ(ErrorOf(CryptGetProvParam(container.Get(), 133, nullptr, &size, CRYPT_FIRST)), 0);
     EXPECT_EQ(size, 8u + 9u + sizeof "1.2.3.4.5");  // the largest
     TestBytes item(size);
     size = 10;
-    EXPECT_EQ(Result(CryptGetProvParam(container.Get(), 133, item.data(), &size, CRYPT_FIRST)), ERROR_MORE_DATA);
+    EXPECT_EQ(ErrorOf(CryptGetProvParam(container.Get(), 133, item.data(), &size, CRYPT_FIRST)), ERROR_MORE_DATA);
     for (const auto& extension : extensions) {  // what didn't fit comes again
         size = static_cast<DWORD>(item.size());
-        ASSERT_EQ(Result(CryptGetProvParam(container.Get(), 133, item.data(), &size, 0)), 0);
+        ASSERT_EQ(ErrorOf(CryptGetProvParam(container.Get(), 133, item.data(), &size, 0)), 0);
         EXPECT_EQ(std::memcmp(item.data(), &extension.critical, 8), 0);
         EXPECT_STREQ(reinterpret_cast<const char*>(item.data()) + 8 + extension.size, extension.identifier);
     }
-    EXPECT_EQ(Result(CryptGetProvParam(container.Get(), 133, item.data(), &size, 0)), ERROR_NO_MORE_ITEMS);
+    EXPECT_EQ(ErrorOf(CryptGetProvParam(container.Get(), 133, item.data(), &size, 0)), ERROR_NO_MORE_ITEMS);
     // The names of all containers, this one among them.
     EXPECT_EQ(Names(container.Get(), "container values"), "container values|");
 }
@@ -163,9 +163,9 @@ TEST(SoftcspContainer, NoticesWhatOthersDidToIt) {
     RunTool(L"remove replaced");
     ASSERT_EQ(RunTool(L"create replaced --keys none --password 1234"), 0u);
     UniqueCryptKey key;
-    EXPECT_EQ(Result(CryptGenKey(container.Get(), AT_SIGNATURE, 0, key.put())), NTE_SILENT_CONTEXT);
+    EXPECT_EQ(ErrorOf(CryptGenKey(container.Get(), AT_SIGNATURE, 0, key.put())), NTE_SILENT_CONTEXT);
     CryptSetProvParam(container.Get(), PP_SIGNATURE_PIN, reinterpret_cast<const BYTE*>("1234"), 0);
-    EXPECT_EQ(Result(CryptGenKey(container.Get(), AT_SIGNATURE, 0, key.put())), 0);
+    EXPECT_EQ(ErrorOf(CryptGenKey(container.Get(), AT_SIGNATURE, 0, key.put())), 0);
     key.reset();
     ASSERT_TRUE(container.Open());
     CryptSetProvParam(container.Get(), PP_SIGNATURE_PIN, reinterpret_cast<const BYTE*>("1234"), 0);
@@ -184,7 +184,7 @@ TEST(SoftcspContainer, RefusesWhatCouldNotBeReadAgain) {
         DWORD critical, size;
         const void* value;
     } extension{"1.2.3", 0, static_cast<DWORD>(large.size()), large.data()};
-    EXPECT_EQ(Result(CryptSetProvParam(container.Get(), 132, reinterpret_cast<const BYTE*>(&extension), 0)),
+    EXPECT_EQ(ErrorOf(CryptSetProvParam(container.Get(), 132, reinterpret_cast<const BYTE*>(&extension), 0)),
               ERROR_DISK_FULL);
     EXPECT_TRUE(container.Open());
     wchar_t folder[MAX_PATH];
@@ -217,7 +217,7 @@ TEST(SoftcspContainer, TellsWhenACarrierIsFullOrGone) {
         EXPECT_EQ(Names(first.Get(), "first"), "first|TESTDISK\\first|");  // each opens its own
         RunTool(L"carrier eject TESTDISK");
         const BYTE* set = reinterpret_cast<const BYTE*>("1.2.643.2.2.30.1");
-        EXPECT_EQ(Result(CryptSetProvParam(first.Get(), 92, set, 0)), SCARD_W_REMOVED_CARD);
+        EXPECT_EQ(ErrorOf(CryptSetProvParam(first.Get(), 92, set, 0)), SCARD_W_REMOVED_CARD);
         EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\first", 0), SCARD_W_REMOVED_CARD);
         EXPECT_EQ(Acquire(L"first", 0), 0);  // the other one
         RunTool(L"carrier insert TESTDISK");

@@ -12,26 +12,26 @@ constexpr BYTE kText[] = "Hello, world";
 
 UniqueCryptKey Generate(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags = 0) {
     UniqueCryptKey key;
-    EXPECT_EQ(Result(CryptGenKey(provider, algorithm, flags, key.put())), 0) << std::hex << algorithm;
+    EXPECT_EQ(ErrorOf(CryptGenKey(provider, algorithm, flags, key.put())), 0) << std::hex << algorithm;
     return key;
 }
 
 UniqueCryptKey Import(HCRYPTPROV provider, const TestBytes& blob, HCRYPTKEY by = 0, DWORD flags = 0) {
     UniqueCryptKey key;
-    EXPECT_EQ(Result(CryptImportKey(provider, blob.data(), static_cast<DWORD>(blob.size()), by, flags, key.put())), 0);
+    EXPECT_EQ(ErrorOf(CryptImportKey(provider, blob.data(), static_cast<DWORD>(blob.size()), by, flags, key.put())), 0);
     return key;
 }
 
 UniqueCryptHash HashOf(HCRYPTPROV provider, const void* data, std::size_t size) {
     UniqueCryptHash hash;
-    EXPECT_EQ(Result(CryptCreateHash(provider, kHash, 0, 0, hash.put())), 0);
-    EXPECT_EQ(Result(CryptHashData(hash.get(), static_cast<const BYTE*>(data), static_cast<DWORD>(size), 0)), 0);
+    EXPECT_EQ(ErrorOf(CryptCreateHash(provider, kHash, 0, 0, hash.put())), 0);
+    EXPECT_EQ(ErrorOf(CryptHashData(hash.get(), static_cast<const BYTE*>(data), static_cast<DWORD>(size), 0)), 0);
     return hash;
 }
 
 TestBytes Encrypted(HCRYPTKEY key, TestBytes data) {
     auto size = static_cast<DWORD>(data.size());
-    EXPECT_EQ(Result(CryptEncrypt(key, 0, TRUE, 0, data.data(), &size, size)), 0);
+    EXPECT_EQ(ErrorOf(CryptEncrypt(key, 0, TRUE, 0, data.data(), &size, size)), 0);
     return data;
 }
 
@@ -42,16 +42,16 @@ UniqueCryptKey Transfer(HCRYPTPROV from, HCRYPTPROV to, HCRYPTKEY session) {
     EXPECT_TRUE(ExportedKey(yours.get(), PUBLICKEYBLOB).empty());  // it isn't complete
     for (const DWORD set : {103, 106}) {
         const TestBytes value = KeyParameter(mine.get(), set);
-        EXPECT_EQ(Result(CryptSetKeyParam(yours.get(), set, value.data(), 0)), 0);
+        EXPECT_EQ(ErrorOf(CryptSetKeyParam(yours.get(), set, value.data(), 0)), 0);
     }
     const CRYPT_DATA_BLOB nothing{};  // a null pointer, too, but Wine lets none through
-    EXPECT_EQ(Result(CryptSetKeyParam(yours.get(), KP_X, reinterpret_cast<const BYTE*>(&nothing), 0)), 0);
+    EXPECT_EQ(ErrorOf(CryptSetKeyParam(yours.get(), KP_X, reinterpret_cast<const BYTE*>(&nothing), 0)), 0);
     UniqueCryptKey sending = Import(from, ExportedKey(yours.get(), PUBLICKEYBLOB), mine.get(), CRYPT_EXPORTABLE);
     UniqueCryptKey receiving = Import(to, ExportedKey(mine.get(), PUBLICKEYBLOB), yours.get(), CRYPT_EXPORTABLE);
     const TestBytes probe(kText, kText + sizeof kText);
     EXPECT_EQ(Encrypted(sending.get(), probe), Encrypted(receiving.get(), probe));
     for (const HCRYPTKEY key : {sending.get(), receiving.get(), session})
-        EXPECT_EQ(Result(CryptSetKeyParam(key, KP_ALGID, reinterpret_cast<const BYTE*>(&kWrap), 0)), 0);
+        EXPECT_EQ(ErrorOf(CryptSetKeyParam(key, KP_ALGID, reinterpret_cast<const BYTE*>(&kWrap), 0)), 0);
     const TestBytes blob = ExportedKey(session, SIMPLEBLOB, sending.get());
     for (std::size_t at = 0; at < blob.size(); ++at) {  // whatever is changed on the way is noticed
         TestBytes broken = blob;
@@ -85,11 +85,11 @@ TEST(SoftcspKeys, SignAgreeAndMoveBetweenContainers) {
         BYTE signature[64];
         DWORD size = sizeof signature;
         const UniqueCryptHash signedHash = HashOf(opened.Get(), kText, sizeof kText);
-        ASSERT_EQ(Result(CryptSignHashW(signedHash.get(), spec, nullptr, 0, signature, &size)), 0);
+        ASSERT_EQ(ErrorOf(CryptSignHashW(signedHash.get(), spec, nullptr, 0, signature, &size)), 0);
         const UniqueCryptKey publicKey = Import(verifying.Get(), publicBlob);
         for (const int change : {0, 1}) {
             const UniqueCryptHash hash = HashOf(verifying.Get(), kText, sizeof kText - static_cast<unsigned>(change));
-            EXPECT_EQ(Result(CryptVerifySignatureW(hash.get(), signature, size, publicKey.get(), nullptr, 0)),
+            EXPECT_EQ(ErrorOf(CryptVerifySignatureW(hash.get(), signature, size, publicKey.get(), nullptr, 0)),
                       change ? NTE_BAD_SIGNATURE : 0);
         }
     }
@@ -100,21 +100,21 @@ TEST(SoftcspKeys, EncryptPieceByPieceAsInOneGo) {
     ASSERT_TRUE(context.Acquire(CRYPT_VERIFYCONTEXT, nullptr, nullptr, 75));
     UniqueCryptHash password = HashOf(context.Get(), "key", 3);
     UniqueCryptKey key, other;
-    ASSERT_EQ(Result(CryptDeriveKey(context.Get(), kCipher, password.get(), 0, key.put())), 0);
+    ASSERT_EQ(ErrorOf(CryptDeriveKey(context.Get(), kCipher, password.get(), 0, key.put())), 0);
     const BYTE start[8] = {1, 2, 3};
-    ASSERT_EQ(Result(CryptSetKeyParam(key.get(), KP_IV, start, 0)), 0);
-    ASSERT_EQ(Result(CryptDuplicateKey(key.get(), nullptr, 0, other.put())), 0);
+    ASSERT_EQ(ErrorOf(CryptSetKeyParam(key.get(), KP_IV, start, 0)), 0);
+    ASSERT_EQ(ErrorOf(CryptDuplicateKey(key.get(), nullptr, 0, other.put())), 0);
     TestBytes clear(3000);  // beyond the kilobyte after which the key changes
     for (std::size_t i = 0; i < clear.size(); ++i) clear[i] = static_cast<BYTE>(i * 7);
     const TestBytes whole = Encrypted(key.get(), clear);
     EXPECT_NE(whole, clear);
     TestBytes pieces = clear;
     DWORD first = 1600, rest = 1400;
-    ASSERT_EQ(Result(CryptEncrypt(other.get(), 0, FALSE, 0, pieces.data(), &first, first)), 0);
-    ASSERT_EQ(Result(CryptEncrypt(other.get(), 0, TRUE, 0, pieces.data() + first, &rest, rest)), 0);
+    ASSERT_EQ(ErrorOf(CryptEncrypt(other.get(), 0, FALSE, 0, pieces.data(), &first, first)), 0);
+    ASSERT_EQ(ErrorOf(CryptEncrypt(other.get(), 0, TRUE, 0, pieces.data() + first, &rest, rest)), 0);
     EXPECT_EQ(pieces, whole);
     auto size = static_cast<DWORD>(pieces.size());
-    ASSERT_EQ(Result(CryptDecrypt(other.get(), 0, TRUE, 0, pieces.data(), &size)), 0);
+    ASSERT_EQ(ErrorOf(CryptDecrypt(other.get(), 0, TRUE, 0, pieces.data(), &size)), 0);
     EXPECT_EQ(pieces, clear);
 }
 
@@ -124,46 +124,46 @@ TEST(SoftcspKeys, FailWithTheCodesThatAreDocumented) {
     ASSERT_TRUE(container.Made());
     const HCRYPTPROV provider = container.Get();
     HCRYPTKEY key = 0;
-    EXPECT_EQ(Result(CryptGetUserKey(provider, AT_SIGNATURE, &key)), NTE_NO_KEY);
-    EXPECT_EQ(Result(CryptGetUserKey(provider, 3, &key)), NTE_BAD_KEY);
-    EXPECT_EQ(Result(CryptGenKey(provider, CALG_RC4, 0, &key)), NTE_BAD_ALGID);
-    EXPECT_EQ(Result(CryptGenKey(provider, kCipher, CRYPT_SERVER, &key)), NTE_BAD_FLAGS);
+    EXPECT_EQ(ErrorOf(CryptGetUserKey(provider, AT_SIGNATURE, &key)), NTE_NO_KEY);
+    EXPECT_EQ(ErrorOf(CryptGetUserKey(provider, 3, &key)), NTE_BAD_KEY);
+    EXPECT_EQ(ErrorOf(CryptGenKey(provider, CALG_RC4, 0, &key)), NTE_BAD_ALGID);
+    EXPECT_EQ(ErrorOf(CryptGenKey(provider, kCipher, CRYPT_SERVER, &key)), NTE_BAD_FLAGS);
     const UniqueCryptKey exchange = Generate(provider, AT_KEYEXCHANGE), session = Generate(provider, kCipher);
-    EXPECT_EQ(Result(CryptGenKey(provider, AT_KEYEXCHANGE, 0, &key)), NTE_EXISTS);
+    EXPECT_EQ(ErrorOf(CryptGenKey(provider, AT_KEYEXCHANGE, 0, &key)), NTE_EXISTS);
     DWORD size = 0, word = 0;
-    EXPECT_EQ(Result(CryptExportKey(exchange.get(), session.get(), PRIVATEKEYBLOB, 0, nullptr, &size)),
+    EXPECT_EQ(ErrorOf(CryptExportKey(exchange.get(), session.get(), PRIVATEKEYBLOB, 0, nullptr, &size)),
               NTE_BAD_KEY_STATE);
-    EXPECT_EQ(Result(CryptExportKey(exchange.get(), 0, PRIVATEKEYBLOB, 0, nullptr, &size)), NTE_BAD_KEY);
-    EXPECT_EQ(Result(CryptExportKey(exchange.get(), 0, OPAQUEKEYBLOB, 0, nullptr, &size)), NTE_BAD_TYPE);
-    EXPECT_EQ(Result(CryptGetKeyParam(exchange.get(), KP_CERTIFICATE, nullptr, &size, 0)), NTE_NOT_FOUND);
-    EXPECT_EQ(Result(CryptGetKeyParam(exchange.get(), KP_ALGID, nullptr, &size, 1)), NTE_BAD_FLAGS);
+    EXPECT_EQ(ErrorOf(CryptExportKey(exchange.get(), 0, PRIVATEKEYBLOB, 0, nullptr, &size)), NTE_BAD_KEY);
+    EXPECT_EQ(ErrorOf(CryptExportKey(exchange.get(), 0, OPAQUEKEYBLOB, 0, nullptr, &size)), NTE_BAD_TYPE);
+    EXPECT_EQ(ErrorOf(CryptGetKeyParam(exchange.get(), KP_CERTIFICATE, nullptr, &size, 0)), NTE_NOT_FOUND);
+    EXPECT_EQ(ErrorOf(CryptGetKeyParam(exchange.get(), KP_ALGID, nullptr, &size, 1)), NTE_BAD_FLAGS);
     size = 1;
-    EXPECT_EQ(Result(CryptGetKeyParam(exchange.get(), KP_ALGID, reinterpret_cast<BYTE*>(&word), &size, 0)),
+    EXPECT_EQ(ErrorOf(CryptGetKeyParam(exchange.get(), KP_ALGID, reinterpret_cast<BYTE*>(&word), &size, 0)),
               ERROR_MORE_DATA);
     EXPECT_EQ(size, sizeof word);
-    EXPECT_EQ(Result(CryptSetKeyParam(exchange.get(), 106, reinterpret_cast<const BYTE*>("1.2.3"), 0)),
+    EXPECT_EQ(ErrorOf(CryptSetKeyParam(exchange.get(), 106, reinterpret_cast<const BYTE*>("1.2.3"), 0)),
               NTE_BAD_KEY_STATE);
-    EXPECT_EQ(Result(CryptSetKeyParam(exchange.get(), KP_CERTIFICATE, reinterpret_cast<const BYTE*>("no"), 0)),
+    EXPECT_EQ(ErrorOf(CryptSetKeyParam(exchange.get(), KP_CERTIFICATE, reinterpret_cast<const BYTE*>("no"), 0)),
               NTE_BAD_DATA);
     for (const BYTE first : {BYTE{PUBLICKEYBLOB}, BYTE{SIMPLEBLOB}, BYTE{PRIVATEKEYBLOB}, BYTE{0}}) {
         const TestBytes noise(200, first);
-        EXPECT_EQ(Result(CryptImportKey(provider, noise.data(), 200, session.get(), 0, &key)), NTE_BAD_DATA);
+        EXPECT_EQ(ErrorOf(CryptImportKey(provider, noise.data(), 200, session.get(), 0, &key)), NTE_BAD_DATA);
     }
     TestBytes point = ExportedKey(exchange.get(), PUBLICKEYBLOB);
     point.back() ^= 1;  // no point of the curve any more
-    EXPECT_EQ(Result(CryptImportKey(provider, point.data(), static_cast<DWORD>(point.size()), 0, 0, &key)),
+    EXPECT_EQ(ErrorOf(CryptImportKey(provider, point.data(), static_cast<DWORD>(point.size()), 0, 0, &key)),
               NTE_BAD_PUBLIC_KEY);
     HCRYPTHASH none = 0;
-    EXPECT_EQ(Result(CryptCreateHash(provider, CALG_SHA1, 0, 0, &none)), NTE_BAD_ALGID);
+    EXPECT_EQ(ErrorOf(CryptCreateHash(provider, CALG_SHA1, 0, 0, &none)), NTE_BAD_ALGID);
     const UniqueCryptHash hash = HashOf(provider, kText, sizeof kText);
     size = 0;
-    EXPECT_EQ(Result(CryptSignHashW(hash.get(), AT_SIGNATURE, nullptr, 0, nullptr, &size)), NTE_NO_KEY);
-    EXPECT_EQ(Result(CryptSignHashW(hash.get(), AT_KEYEXCHANGE, nullptr, 0, nullptr, &size)), 0);
+    EXPECT_EQ(ErrorOf(CryptSignHashW(hash.get(), AT_SIGNATURE, nullptr, 0, nullptr, &size)), NTE_NO_KEY);
+    EXPECT_EQ(ErrorOf(CryptSignHashW(hash.get(), AT_KEYEXCHANGE, nullptr, 0, nullptr, &size)), 0);
     EXPECT_EQ(size, 64u);
     BYTE value[32];
     size = sizeof value;
-    EXPECT_EQ(Result(CryptGetHashParam(hash.get(), HP_HASHVAL, value, &size, 0)), 0);
-    EXPECT_EQ(Result(CryptHashData(hash.get(), kText, 1, 0)), NTE_BAD_HASH_STATE);
+    EXPECT_EQ(ErrorOf(CryptGetHashParam(hash.get(), HP_HASHVAL, value, &size, 0)), 0);
+    EXPECT_EQ(ErrorOf(CryptHashData(hash.get(), kText, 1, 0)), NTE_BAD_HASH_STATE);
 }
 
 TEST(SoftcspKeys, ServeTheSystemsCertificates) {
@@ -188,15 +188,15 @@ TEST(SoftcspKeys, ServeTheSystemsCertificates) {
                       certificate.get()->pbCertEncoded + certificate.get()->cbCertEncoded);
     for (const HCRYPTPROV with : {container.Get(), HCRYPTPROV{0}})
         EXPECT_EQ(
-            Result(CryptVerifyCertificateSignature(with, kCertificateEncoding, encoded.data(),
-                                                   static_cast<DWORD>(encoded.size()), &info.SubjectPublicKeyInfo)),
+            ErrorOf(CryptVerifyCertificateSignature(with, kCertificateEncoding, encoded.data(),
+                                                    static_cast<DWORD>(encoded.size()), &info.SubjectPublicKeyInfo)),
             0);
     encoded.back() ^= 1;
-    EXPECT_NE(Result(CryptVerifyCertificateSignature(container.Get(), kCertificateEncoding, encoded.data(),
-                                                     static_cast<DWORD>(encoded.size()), &info.SubjectPublicKeyInfo)),
+    EXPECT_NE(ErrorOf(CryptVerifyCertificateSignature(container.Get(), kCertificateEncoding, encoded.data(),
+                                                      static_cast<DWORD>(encoded.size()), &info.SubjectPublicKeyInfo)),
               0);
     // Written into the container and read by another opening; the system finds the key by the certificate's link.
-    ASSERT_EQ(Result(CryptSetKeyParam(key.get(), KP_CERTIFICATE, certificate.get()->pbCertEncoded, 0)), 0);
+    ASSERT_EQ(ErrorOf(CryptSetKeyParam(key.get(), KP_CERTIFICATE, certificate.get()->pbCertEncoded, 0)), 0);
     CCryptProvContext again;
     ASSERT_TRUE(again.Acquire(CRYPT_SILENT, container.Name(), nullptr, 75));
     UniqueCryptKey opened;
@@ -206,8 +206,8 @@ TEST(SoftcspKeys, ServeTheSystemsCertificates) {
     HCRYPTPROV found = 0;
     DWORD spec = 0;
     BOOL release = FALSE;
-    ASSERT_EQ(Result(CryptAcquireCertificatePrivateKey(certificate.get(), CRYPT_ACQUIRE_COMPARE_KEY_FLAG, nullptr,
-                                                       &found, &spec, &release)),
+    ASSERT_EQ(ErrorOf(CryptAcquireCertificatePrivateKey(certificate.get(), CRYPT_ACQUIRE_COMPARE_KEY_FLAG, nullptr,
+                                                        &found, &spec, &release)),
               0);
     EXPECT_EQ(spec, DWORD{AT_SIGNATURE});
     if (release) CryptReleaseContext(found, 0);

@@ -44,17 +44,17 @@ TEST(SoftcspParameters, OfferSetsAndKeepTheMachinesChoice) {
         ASSERT_FALSE(entries.empty()) << value;
         EXPECT_EQ(Parameter(context.Get(), value), entries.front()) << value;
         const TestBytes untouched = Parameter(other.Get(), value);
-        ASSERT_EQ(Result(CryptSetProvParam(context.Get(), value, entries.back().data(), 0)), 0);
+        ASSERT_EQ(ErrorOf(CryptSetProvParam(context.Get(), value, entries.back().data(), 0)), 0);
         CCryptProvContext later;
         ASSERT_TRUE(later.Acquire(kAskOnly, nullptr, nullptr, 75));
         EXPECT_EQ(Parameter(later.Get(), value), entries.back()) << value;
         EXPECT_EQ(Parameter(other.Get(), value), untouched) << value;
         {
             const Denied denied(L"\\config\\oid");
-            EXPECT_EQ(Result(CryptSetProvParam(context.Get(), value, entries.front().data(), 0)), ERROR_ACCESS_DENIED);
+            EXPECT_EQ(ErrorOf(CryptSetProvParam(context.Get(), value, entries.front().data(), 0)), ERROR_ACCESS_DENIED);
         }
         entries.front().at(4) ^= 1;  // of the identifier
-        EXPECT_EQ(Result(CryptSetProvParam(context.Get(), value, entries.front().data(), 0)), NTE_BAD_DATA);
+        EXPECT_EQ(ErrorOf(CryptSetProvParam(context.Get(), value, entries.front().data(), 0)), NTE_BAD_DATA);
     }
     RunTool(L"store del \\config\\oid");
 }
@@ -64,7 +64,7 @@ TEST(SoftcspParameters, AreSetForTheMachineByThoseWhoMay) {
     CCryptProvContext context;
     ASSERT_TRUE(context.Acquire(kAskOnly, nullptr, nullptr, 75));
     const auto set = [&](DWORD parameter, DWORD number) {
-        return Result(CryptSetProvParam(context.Get(), parameter, reinterpret_cast<const BYTE*>(&number), 0));
+        return ErrorOf(CryptSetProvParam(context.Get(), parameter, reinterpret_cast<const BYTE*>(&number), 0));
     };
     const auto tool = [](const wchar_t* setting) { EXPECT_EQ(RunTool(L"set " + std::wstring(setting)), 0u); };
     EXPECT_EQ(Parameter(context.Get(), 115), Words({0, 64, 1}));
@@ -86,7 +86,7 @@ TEST(SoftcspParameters, AreSetForTheMachineByThoseWhoMay) {
     tool(L"CacheAvailable=2");
     DWORD size = 0;
     for (const DWORD hidden : {115, 143})
-        EXPECT_EQ(Result(CryptGetProvParam(context.Get(), hidden, nullptr, &size, 0)), NTE_BAD_TYPE);
+        EXPECT_EQ(ErrorOf(CryptGetProvParam(context.Get(), hidden, nullptr, &size, 0)), NTE_BAD_TYPE);
     for (const wchar_t* setting : {L"DhMayChange=", L"CacheAvailable=", L"Cache=", L"DhControl="}) tool(setting);
 }
 
@@ -133,7 +133,7 @@ TEST(SoftcspParameters, LetTheUserChooseContainerAndCarrier) {
     DWORD size = 600;
     BYTE name[600];
     ASSERT_TRUE(choosing.Acquire(CRYPT_VERIFYCONTEXT | CRYPT_SILENT, nullptr, nullptr, 75));
-    EXPECT_EQ(Result(CryptGetProvParam(choosing.Get(), 110, name, &size, 0)), NTE_SILENT_CONTEXT);
+    EXPECT_EQ(ErrorOf(CryptGetProvParam(choosing.Get(), 110, name, &size, 0)), NTE_SILENT_CONTEXT);
 }
 
 TEST(SoftcspParameters, AreCountedForTestsAndBenchmarks) {

@@ -26,15 +26,15 @@ class SoftcspPassword : public testing::Test {
     // What loading the keys gives when the dialogs are filled in so.
     static HRESULT Load(std::vector<ModalScript::Step> steps, DWORD flags = 0, const char* given = nullptr) {
         CCryptProvContext context;
-        if (!context.Acquire(flags, kName, nullptr, 75)) return Result(FALSE);
+        if (!context.Acquire(flags, kName, nullptr, 75)) return ErrorOf(FALSE);
         if (given != nullptr) {
             const auto* data = reinterpret_cast<const BYTE*>(given);
-            EXPECT_EQ(Result(CryptSetProvParam(context.Get(), PP_KEYEXCHANGE_PIN, data, 0)), 0);
+            EXPECT_EQ(ErrorOf(CryptSetProvParam(context.Get(), PP_KEYEXCHANGE_PIN, data, 0)), 0);
         }
         ModalScript script(std::move(steps));
         DWORD loaded = 0, size = sizeof loaded;
         const HRESULT result =
-            Result(CryptGetProvParam(context.Get(), 109, reinterpret_cast<BYTE*>(&loaded), &size, 0));
+            ErrorOf(CryptGetProvParam(context.Get(), 109, reinterpret_cast<BYTE*>(&loaded), &size, 0));
         EXPECT_TRUE(script.Finished());
         EXPECT_EQ(loaded, result == 0 ? 3u : 0u);
         return result;
@@ -63,7 +63,7 @@ TEST_F(SoftcspPassword, IsAskedForUntilItIsRight) {
     ASSERT_TRUE(context.Acquire(0, kName, nullptr, 75));
     const std::string tooLong(65, '1');
     EXPECT_EQ(
-        Result(CryptSetProvParam(context.Get(), PP_SIGNATURE_PIN, reinterpret_cast<const BYTE*>(tooLong.c_str()), 0)),
+        ErrorOf(CryptSetProvParam(context.Get(), PP_SIGNATURE_PIN, reinterpret_cast<const BYTE*>(tooLong.c_str()), 0)),
         NTE_BAD_DATA);
 }
 
@@ -88,9 +88,9 @@ TEST_F(SoftcspPassword, IsSavedOnRequestAndForgottenWhenItChanges) {
             Ui::Type(dialog, IDC_CONFIRMATION, L"новый");
             Ui::Click(dialog, cancel ? IDCANCEL : IDOK);
         }});
-        return Result(CryptSetProvParam(context.Get(), 108, reinterpret_cast<const BYTE*>(&request), 0));
+        return ErrorOf(CryptSetProvParam(context.Get(), 108, reinterpret_cast<const BYTE*>(&request), 0));
     };
-    EXPECT_EQ(Result(CryptSetProvParam(context.Get(), 108, reinterpret_cast<const BYTE*>(&unknown), 0)), NTE_BAD_DATA);
+    EXPECT_EQ(ErrorOf(CryptSetProvParam(context.Get(), 108, reinterpret_cast<const BYTE*>(&unknown), 0)), NTE_BAD_DATA);
     EXPECT_EQ(change(L"1234", true), ERROR_CANCELLED);
     EXPECT_EQ(change(L"wrong", false), static_cast<HRESULT>(SCARD_W_WRONG_CHV));
     EXPECT_EQ(Load({}, CRYPT_SILENT), 0);  // the old one holds

@@ -19,7 +19,7 @@ constexpr wchar_t kProvider71[] = L"Kelvane GOST R 34.10-94 KC1 CSP";
 using TestBytes = std::vector<BYTE>;
 
 // 0 for success, else the thread's last error.
-inline HRESULT Result(BOOL done) {
+inline HRESULT ErrorOf(BOOL done) {
     return done ? 0 : static_cast<HRESULT>(GetLastError());
 }
 
