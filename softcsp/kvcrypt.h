@@ -10,6 +10,10 @@
 #include <windows.h>
 #include <wincrypt.h>
 
+#ifndef KV_API
+#define KV_API /* the library itself is compiled with __declspec(dllexport) */
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -19,14 +23,14 @@ extern "C" {
 
 // "CryptDllEncodePublicKeyAndParameters": from a PUBLICKEYBLOB of the provider to a certificate's public key and the
 // parameters of its algorithm. The identifier, the flags and what comes with them are left aside.
-BOOL WINAPI KvEncodePublicKeyAndParameters(DWORD encoding, LPSTR identifier, BYTE* blob, DWORD blob_size, DWORD flags,
-                                           void* auxiliary, BYTE** key, DWORD* key_size, BYTE** parameters,
-                                           DWORD* parameters_size);
+KV_API BOOL WINAPI KvEncodePublicKeyAndParameters(DWORD encoding, LPSTR identifier, BYTE* blob, DWORD blob_size,
+                                                  DWORD flags, void* auxiliary, BYTE** key, DWORD* key_size,
+                                                  BYTE** parameters, DWORD* parameters_size);
 
 // "CryptDllConvertPublicKeyInfo": the other way. The blob's algorithm is the one of keys that agree, unless the key's
 // curve is for signatures only; the algorithm that is passed is left aside, the system puts it in itself.
-BOOL WINAPI KvConvertPublicKeyInfo(DWORD encoding, CERT_PUBLIC_KEY_INFO* info, ALG_ID algorithm, DWORD flags,
-                                   BYTE** blob, DWORD* blob_size);
+KV_API BOOL WINAPI KvConvertPublicKeyInfo(DWORD encoding, CERT_PUBLIC_KEY_INFO* info, ALG_ID algorithm, DWORD flags,
+                                          BYTE** blob, DWORD* blob_size);
 
 // --- Structures, "CryptDllDecodeObject" ----------------------------------------------------------------------------
 // By CryptDecodeObject's rules: *size is the buffer's size and takes the structure's, all of which lies in this one
@@ -42,20 +46,20 @@ typedef struct KVCRYPT_USAGE_PERIOD_INFO {
 } KVCRYPT_USAGE_PERIOD_INFO;
 
 // For KVCRYPT_USAGE_PERIOD: a KVCRYPT_USAGE_PERIOD_INFO.
-BOOL WINAPI KvDecodeUsagePeriod(DWORD encoding, LPCSTR type, const BYTE* encoded, DWORD encoded_size, DWORD flags,
-                                void* structure, DWORD* size);
+KV_API BOOL WINAPI KvDecodeUsagePeriod(DWORD encoding, LPCSTR type, const BYTE* encoded, DWORD encoded_size,
+                                       DWORD flags, void* structure, DWORD* size);
 
 // For the extensions of containers: 1.2.643.2.2.37.3.1 (certificates of intermediate authorities),
 // 1.2.643.2.2.37.3.2 and 1.2.643.2.2.37.3.3 (of root authorities). A CRYPT_SEQUENCE_OF_ANY whose blobs are whole
 // certificates, not checked any further.
-BOOL WINAPI KvDecodeCertificates(DWORD encoding, LPCSTR type, const BYTE* encoded, DWORD encoded_size, DWORD flags,
-                                 void* structure, DWORD* size);
+KV_API BOOL WINAPI KvDecodeCertificates(DWORD encoding, LPCSTR type, const BYTE* encoded, DWORD encoded_size,
+                                        DWORD flags, void* structure, DWORD* size);
 
 // --- Threads -------------------------------------------------------------------------------------------------------
 
 // Tells which provider the thread's next verifications are to use; 0 takes that back. TRUE always: this library
 // verifies nothing itself, so it holds on to no handle, and any is fine.
-BOOL WINAPI SetThreadDefaultCryptProv(HCRYPTPROV provider);
+KV_API BOOL WINAPI SetThreadDefaultCryptProv(HCRYPTPROV provider);
 
 #ifdef __cplusplus
 }

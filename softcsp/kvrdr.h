@@ -6,6 +6,10 @@
 
 #include "softcsp/kvsuprt.h"
 
+#ifndef KV_API
+#define KV_API /* the library itself is compiled with __declspec(dllexport) */
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -17,12 +21,12 @@ typedef struct RDR_WND_REQUEST {
 } RDR_WND_REQUEST;
 
 // The readers: carriers are added, removed, plugged in and pulled out. It tells its failures itself.
-DWORD rdr_wnd_configure(const RDR_WND_REQUEST* request);
+KV_API DWORD rdr_wnd_configure(const RDR_WND_REQUEST* request);
 // The kinds of carriers, to be looked at.
-DWORD rdr_media_wnd_configure(const RDR_WND_REQUEST* request);
+KV_API DWORD rdr_media_wnd_configure(const RDR_WND_REQUEST* request);
 
 // Fills `context` of a registration, whose size the caller has set. supsys_unregister_all gives it back.
-DWORD rdr_register_start(SUPSYS_REGISTRATION* registration);
+KV_API DWORD rdr_register_start(SUPSYS_REGISTRATION* registration);
 
 #ifdef __cplusplus
 }

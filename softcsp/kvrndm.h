@@ -3,12 +3,16 @@
 
 #include <windows.h>
 
+#ifndef KV_API
+#define KV_API /* the library itself is compiled with __declspec(dllexport) */
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
 
 // The sources of random numbers, to be looked at; modal. `parent` null = the thread's active window.
-DWORD rndm_wnd_configure(HWND parent);
+KV_API DWORD rndm_wnd_configure(HWND parent);
 
 #ifdef __cplusplus
 }

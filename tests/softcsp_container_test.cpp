@@ -13,6 +13,8 @@
 
 namespace {
 
+using namespace softcsp;
+
 HRESULT Acquire(const wchar_t* name, DWORD flags, DWORD type = 75) {
     CCryptProvContext context;
     return Result(context.Acquire(flags | CRYPT_SILENT, name, nullptr, type));
@@ -69,6 +71,8 @@ TEST(SoftcspContainer, LivesByItsThreeNames) {
         {L"nobody", CRYPT_DELETEKEYSET, 75, NTE_BAD_KEYSET},
         {L"Иванов", CRYPT_VERIFYCONTEXT, 75, NTE_BAD_KEYSET_PARAM},
         {L"Иванов 100%1", 0x800, 75, NTE_BAD_FLAGS},
+        {L"what?", CRYPT_NEWKEYSET, 75, NTE_BAD_KEYSET_PARAM},
+        {L"two\nlines", CRYPT_NEWKEYSET, 75, NTE_BAD_KEYSET_PARAM},
     };
     for (const auto& row : table)
         EXPECT_EQ(Acquire(row.name, row.flags, row.type), row.result) << row.flags << ' ' << row.type;
@@ -187,19 +191,9 @@ TEST(SoftcspContainer, RefusesWhatCouldNotBeReadAgain) {
     EXPECT_EQ(Result(CryptSetProvParam(container.Get(), 132, reinterpret_cast<const BYTE*>(&extension), 0)),
               ERROR_DISK_FULL);
     EXPECT_TRUE(container.Open());
-    wchar_t folder[MAX_PATH];
-    GetEnvironmentVariableW(L"LOCALAPPDATA", folder, MAX_PATH);
-    SetEnvironmentVariableW(L"LOCALAPPDATA", nullptr);
-    EXPECT_EQ(Acquire(L"\\\\.\\REGISTRY\\nowhere", CRYPT_NEWKEYSET), ERROR_PATH_NOT_FOUND);
-    SetEnvironmentVariableW(L"LOCALAPPDATA", folder);
-    for (const softcsp::ContainerExtension& odd : {softcsp::ContainerExtension{std::string("1\0", 2), 0, {}}, {}})
-        for (const std::uint32_t rounds : {0u, 1u, 1'000'000u, 1'000'001u}) {
-            auto made = softcsp::MakeContainer(L"odd", softcsp::Password());
-            if (!odd.identifier.empty()) made->container.extensions.push_back(odd);
-            made->container.lock.rounds = rounds;
-            EXPECT_EQ(softcsp::ReadContainer(softcsp::WriteContainer(made->container)).has_value(),
-                      odd.identifier.empty() && (rounds == 1 || rounds == 1'000'000));
-        }
+    auto odd = CreateContainer(L"odd", {});
+    odd->container.extensions.push_back({std::string("1\0", 2), 0, {}});
+    EXPECT_FALSE(ReadContainer(WriteContainer(odd->container)));
 }
 
 TEST(SoftcspContainer, TellsWhenACarrierIsFullOrGone) {
@@ -225,7 +219,7 @@ TEST(SoftcspContainer, TellsWhenACarrierIsFullOrGone) {
     EXPECT_EQ(RunTool(L"carrier remove TESTDISK"), 0u);
 }
 
-TEST(SoftcspContainer, LeavesNothingBehindInTenThousandUses) {
+TEST(SoftcspContainer, LeavesNothingBehindInThousandsOfUses) {
     const LoadedProvider held;
     TestContainer container(L"used often");
     ASSERT_TRUE(container.Made());
@@ -255,22 +249,19 @@ TEST(SoftcspContainer, LeavesNothingBehindInTenThousandUses) {
     use(100);
     const HandleCounts handles = CountHandles();
     const SIZE_T before = heap();
-    use(10'000);
+    use(3'000);
     EXPECT_EQ(CountHandles(), handles);
     EXPECT_LT(heap(), before + 16 * 1024);
 }
 
 // --- A killed program ---------------------------------------------------------------------------------------------
 
-using namespace softcsp;
-
-// The calls by which a container is written. The one that the countdown reaches ends the process instead, as a power
-// cut would; each is tried before and after it is done.
+// The calls that write a container. The one that the countdown reaches ends the process, before or after the call.
 int countdown;
 
 template <class Function, class... Arguments>
 auto Doomed(Function*, const char* name, Arguments... arguments) {
-    // Not by the import: that is what is replaced.
+    // The import is replaced.
     auto* real =
         reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), name)));
     if (--countdown == 0) TerminateProcess(GetCurrentProcess(), 99);
@@ -295,17 +286,19 @@ BOOL WINAPI DoomedMove(LPCWSTR a, LPCWSTR b, DWORD c) {
 const ContainerPlace kPlace{{.name = kRegistryCarrier}, L"killed"};
 
 NewContainer Made(const wchar_t* password) {
-    auto made = MakeContainer(kPlace.name, Password(password));
+    auto made = CreateContainer(kPlace.name, Password(password));
     made->container.extensions.push_back({"1.2.3", 0, Bytes(20'000, 7)});
+    Authenticate(made->container, made->master);
     return std::move(*made);
 }
 
 bool Opens(const Container& container, const wchar_t* password) {
     const auto key = OpeningKey(container.lock, Password(password));
-    return key && OpenLock(container.lock, *key);
+    const auto master = key ? OpenLock(container.lock, *key) : std::nullopt;
+    return master && IsAuthentic(container, *master);
 }
 
-// The part of the killed program: writes as told by the environment, and dies where it is told.
+// The killed program: it writes a container and ends at the call that the environment names.
 TEST(SoftcspKilled, DISABLED_Child) {
     char text[16] = "0";
     GetEnvironmentVariableA("KILL_AT", text, sizeof text);
@@ -344,7 +337,7 @@ TEST(SoftcspKilled, LeavesTheOldContainerOrTheNewOne) {
     const ContainerStore store(Owner::User, 75);
     for (const bool replacing : {false, true}) {
         int kills = 0, old = 0;
-        for (int at = 1; at < 30; ++at) {
+        for (int at = 1; at < 40; ++at) {
             store.Remove(kPlace);
             if (replacing) {
                 ASSERT_EQ(store.Create(kPlace, Made(L"old").container), 0u);
@@ -366,6 +359,7 @@ TEST(SoftcspKilled, LeavesTheOldContainerOrTheNewOne) {
             if (code == 0) break;
             ++kills;
         }
+        std::printf("container: killed %d times, %d old ones\n", kills, old);
         EXPECT_GE(kills, 8) << "create, write, flush, move: before and after each";
         EXPECT_GE(old, 7);
         EXPECT_LT(old, kills + 1);

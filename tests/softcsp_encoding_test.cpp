@@ -38,17 +38,17 @@ TEST(SoftcspDer, TakesDefiniteShortestLengthsOfBytesThatAreThere) {
     for (std::size_t length : {0, 127, 128, 255, 256, 65536}) {
         const Bytes element = der::Element(der::kOctetString, {Bytes(length, 7)});
         der::Reader reader(element), other(element);
-        EXPECT_TRUE(!reader.Take(der::kSequence) && reader.Take(der::kOctetString).value().size() == length);
-        EXPECT_TRUE(other.TakeWhole() && other.AtEnd() && reader.AtEnd());
+        EXPECT_TRUE(!reader.Read(der::kSequence) && reader.Read(der::kOctetString).value().size() == length);
+        EXPECT_TRUE(other.ReadWhole() && other.AtEnd() && reader.AtEnd());
         for (std::size_t cut = 0; cut < std::min<std::size_t>(element.size(), 300); ++cut)
-            EXPECT_FALSE(der::Reader(ByteView(element).first(cut)).TakeWhole()) << length << ' ' << cut;
+            EXPECT_FALSE(der::Reader(ByteView(element).first(cut)).ReadWhole()) << length << ' ' << cut;
     }
     // An indefinite length, lengths that could be shorter, one of five bytes, ends beyond all bytes, a long tag.
     for (const char* head : {"0480", "04817f", "04820080", "048300ffff", "04850000000001", "04847fffffff",
                              "0484ffffffff", "04ff", "1f01"}) {
         Bytes element = Hex(head);
         element.resize(70000);
-        EXPECT_FALSE(der::Reader(element).TakeWhole() || der::Reader(element).Take(element[0])) << head;
+        EXPECT_FALSE(der::Reader(element).ReadWhole() || der::Reader(element).Read(element[0])) << head;
     }
 }
 
@@ -84,9 +84,9 @@ TEST(SoftcspPublicKey, OfThePublishedCertificateIsReadAndWritten) {
 }
 
 bool IsSigned(ByteView certificate, const KeyPair& signer, std::uint8_t flipped) {
-    der::Reader parts(der::Reader(certificate).Take(der::kSequence).value());
-    const ByteView content = parts.TakeWhole().value(), algorithm = parts.TakeWhole().value();
-    const ByteView bits = parts.Take(der::kBitString).value();
+    der::Reader parts(der::Reader(certificate).Read(der::kSequence).value());
+    const ByteView content = parts.ReadWhole().value(), algorithm = parts.ReadWhole().value();
+    const ByteView bits = parts.Read(der::kBitString).value();
     EXPECT_TRUE(std::ranges::equal(algorithm, Hex("300806062a8503020203")) && bits.size() == 65 && bits[0] == 0);
     auto digest = Digest::Create(DefaultParameterSet(ParameterKind::Digest));
     digest->Add(content.first(content.size() - 1));

@@ -79,6 +79,7 @@ TEST(SoftcspRegistration, IsCompleteInBothViews) {
         for (const wchar_t* view : {L"", L"Wow6432Node\\"}) {
             const std::wstring key = std::wstring(view) + L"Microsoft\\Cryptography\\Defaults\\Provider\\" + name;
             EXPECT_EQ(MachineText(key, L"KV Module Name"), L"kvcspr.dll") << view << name;
+            EXPECT_EQ(MachineText(key, L"Image Path").empty(), *view != 0) << "a 64-bit library: " << view << name;
         }
     for (const wchar_t* file : {L"vestra.cpl", L"kvsuprt.dll", L"kvcsp.dll"})
         EXPECT_EQ(MachineText(std::wstring(L"Kelvane\\Cryptography\\CurrentVersion\\AppPath\\") + file, nullptr),

@@ -10,10 +10,10 @@
 
 #include "softcsp/common/Carriers.h"
 #include "softcsp/common/Language.h"
-#include "softcsp/common/Names.h"
 #include "softcsp/common/Settings.h"
+#include "softcsp/common/Names.h"
 #include "softcsp/kvrdr.h"
-#include "softcsp/kvrdr/resource.h"
+#include "softcsp/dialogs/resource.h"
 #include "softcsp/kvrndm.h"
 #include "tests/support/DialogTexts.h"
 #include "tests/support/Directory.h"
@@ -125,9 +125,12 @@ TEST(SoftcspReaders, WindowsStandAboveTheirParentAndChangeTheCarriers) {
                                 EXPECT_TRUE(Carriers().size() == 2 && !Carriers()[1].present);
                                 EXPECT_TRUE(Ui::Enabled(window, IDC_INSERT) && !Ui::Enabled(window, IDC_EJECT));
                             },
-                            press(IDC_INSERT), press(IDC_REMOVE), close});
+                            press(IDC_INSERT), press(IDC_REMOVE), close},
+                           {IDOK, IDYES});
         EXPECT_EQ(In<decltype(rdr_wnd_configure)>(L"kvrdr.dll", "rdr_wnd_configure")(&request), 0u);
-        EXPECT_TRUE(script.Finished() && script.Boxes().size() == 1 && Carriers().size() == 1);
+        EXPECT_TRUE(script.Finished());
+        EXPECT_EQ(script.Boxes().size(), 2u) << "a wrong name, and the question before a removal";
+        EXPECT_EQ(Carriers().size(), 1u) << "the new carrier was removed";
     }
     const auto types = In<decltype(rdr_media_wnd_configure)>(L"kvrdr.dll", "rdr_media_wnd_configure");
     EXPECT_EQ((ModalScript({close}), types(&request)), 0u);

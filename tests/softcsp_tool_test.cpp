@@ -41,7 +41,8 @@ TEST_F(SoftcspTool, MakesContainersAsAsked) {
     EXPECT_EQ(RunTool(L"create " + kName), 1u);
     EXPECT_EQ(RunTool(L"create " + kName + everything), 0u);
     ExpectTold(L"show " + kName,
-               {"password no\nintegrity intact\nexchange key yes\n curve 1.2.643.2.2.36.0\n digest 1.2.643.2.2.30.1\n",
+               {"password no\nformat 2\nintegrity intact\nexchange key yes\n curve 1.2.643.2.2.36.0\n digest "
+                "1.2.643.2.2.30.1\n",
                 " exportable no\n", " matches yes\n subject CN=Тест инструмента\n", "signature key no\n"});
     ExpectTold(L"list --machine", {"\tkeys xs, certificates s, password\n"});
     ExpectTold(L"show --machine " + kName,

@@ -7,7 +7,7 @@
 namespace softcsp {
 namespace {
 
-// The one value of each library, process-wide; 0 = not read yet.
+// One value per library and process; 0 = not read yet.
 std::atomic<DWORD>& Kept() {
     static std::atomic<DWORD> kept{0};
     return kept;

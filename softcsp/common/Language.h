@@ -1,4 +1,4 @@
-// The language of the user interface, read from the store once and kept.
+// The language of the user interface.
 #pragma once
 
 #include <windows.h>
@@ -8,10 +8,11 @@ namespace softcsp {
 constexpr DWORD kEnglish = 1033;
 constexpr DWORD kRussian = 1049;
 
+// It is read from the store once and then cached.
 class Language {
   public:
     static DWORD Get();
-    static DWORD Update();  // reads the setting anew
+    static DWORD Update();  // reads the setting again
     static void Forget();
 };
 

@@ -1,7 +1,7 @@
 // Exports: the configuration store.
+#include "softcsp/common/ExportGuard.h"
 #include "softcsp/common/Store.h"
 #include "softcsp/kvsuprt.h"
-#include "softcsp/kvsuprt/Export.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ using softcsp::StoreValue;
 static_assert(softcsp::kRightRead == SUPPORT_RIGHT_READ && softcsp::kRightWrite == SUPPORT_RIGHT_WRITE &&
               softcsp::kRightRemove == SUPPORT_RIGHT_REMOVE);
 
-// What a search handle points to.
+// The target of a search handle.
 struct Search {
     std::vector<StoreValue> entries;
     std::size_t next = 0;
@@ -40,7 +40,7 @@ DWORD support_registry_get_string(const wchar_t* path, DWORD* length, wchar_t* b
 DWORD support_registry_put_string(const wchar_t* path, const wchar_t* text) {
     return Guarded([=]() -> DWORD {
         if (text == nullptr) return ERROR_INVALID_PARAMETER;
-        return Store().PutText(path, text);
+        return Store().WriteText(path, text);
     });
 }
 
@@ -55,7 +55,7 @@ DWORD support_registry_get_long(const wchar_t* path, LONG* number) {
 }
 
 DWORD support_registry_put_long(const wchar_t* path, LONG number) {
-    return Guarded([=] { return Store().PutNumber(path, static_cast<DWORD>(number)); });
+    return Guarded([=] { return Store().WriteNumber(path, static_cast<DWORD>(number)); });
 }
 
 DWORD support_registry_get_bool(const wchar_t* path, BOOL* flag) {
@@ -69,19 +69,19 @@ DWORD support_registry_get_bool(const wchar_t* path, BOOL* flag) {
 }
 
 DWORD support_registry_put_bool(const wchar_t* path, BOOL flag) {
-    return Guarded([=] { return Store().PutNumber(path, flag != FALSE); });
+    return Guarded([=] { return Store().WriteNumber(path, flag != FALSE); });
 }
 
 DWORD support_registry_delete_param(const wchar_t* path) {
-    return Guarded([=] { return Store().DeleteParameter(path); });
+    return Guarded([=] { return Store().RemoveParameter(path); });
 }
 
 DWORD support_registry_put_section(const wchar_t* path, DWORD) {
-    return Guarded([=] { return Store().PutSection(path); });
+    return Guarded([=] { return Store().CreateSection(path); });
 }
 
 DWORD support_registry_delete_section(const wchar_t* path, DWORD) {
-    return Guarded([=] { return Store().DeleteSection(path); });
+    return Guarded([=] { return Store().RemoveSection(path); });
 }
 
 DWORD support_registry_check_access(const wchar_t* path, DWORD* rights) {
