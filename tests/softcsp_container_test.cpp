@@ -5,8 +5,10 @@
 
 #include <atomic>
 #include <cstring>
+#include <random>
 #include <thread>
 
+#include "csp/ContainerCopy.h"
 #include "softcsp/container/ContainerStore.h"
 #include "tests/support/HandleCounts.h"
 #include "tests/support/ImportPatch.h"
@@ -252,6 +254,73 @@ TEST(SoftcspContainer, LeavesNothingBehindInThousandsOfUses) {
     use(3'000);
     EXPECT_EQ(CountHandles(), handles);
     EXPECT_LT(heap(), before + 16 * 1024);
+}
+
+// Opens a container, reads everything in it, signs, copies it and removes both.
+void UseContainer(const wchar_t* name) {
+    CCryptProvContext context;
+    if (context.Acquire(CRYPT_SILENT, name, nullptr, 75)) {
+        for (const DWORD parameter : {PP_CONTAINER, PP_UNIQUE_CONTAINER}) TextParameter(context.Get(), parameter);
+        BYTE buffer[4096];
+        DWORD size = sizeof buffer;
+        for (DWORD flags = CRYPT_FIRST; CryptGetProvParam(context.Get(), 133, buffer, &size, flags); flags = 0)
+            size = sizeof buffer;
+        for (const DWORD parameter : {92, 93, 146, 109})
+            CryptGetProvParam(context.Get(), parameter, buffer, &(size = sizeof buffer), 0);
+        for (const DWORD spec : {AT_KEYEXCHANGE, AT_SIGNATURE}) {
+            UniqueCryptKey key;
+            UniqueCryptHash hash;
+            if (!CryptGetUserKey(context.Get(), spec, key.put())) continue;
+            KeyParameter(key.get(), KP_CERTIFICATE);
+            ExportedKey(key.get(), PUBLICKEYBLOB);
+            if (CryptCreateHash(context.Get(), 0x801E, 0, 0, hash.put()))
+                CryptSignHashW(hash.get(), spec, nullptr, 0, buffer, &(size = sizeof buffer));
+        }
+        ContainerCopy copy;
+        if (copy.OpenVerification(nullptr, 75).done && SUCCEEDED(ReadSourceContainer(context.Get(), copy))) {
+            TestContainer target(L"copy of damaged");
+            if (target.Made()) WriteTargetContainer(copy, target.Get());
+        }
+    }
+    context.Release();
+    context.Acquire(CRYPT_DELETEKEYSET | CRYPT_SILENT, name, nullptr, 75);
+}
+
+// VESTRA_FUZZ_SECONDS searches longer and with other damage at each run.
+TEST(SoftcspContainer, SurvivesAnyDamageToItsFile) {
+    const LoadedProvider held;
+    const ContainerStore store(Owner::User, 75);
+    const ContainerPlace place{{.name = kRegistryCarrier}, L"damaged"};
+    char seconds[16] = "2";
+    const bool searches = GetEnvironmentVariableA("VESTRA_FUZZ_SECONDS", seconds, sizeof seconds) != 0;
+    std::mt19937 random(searches ? GetTickCount() : 1);
+    RunTool(L"remove damaged");
+    ASSERT_EQ(RunTool(L"create damaged --keys xs --chain 1 --exportable"), 0u);
+    Bytes original;
+    ASSERT_EQ(store.LoadBytes(place, original), 0u);
+    const ULONGLONG end = GetTickCount64() + 1000ULL * static_cast<unsigned>(std::atoi(seconds));
+    int inputs = 0, opened = 0;
+    for (; GetTickCount64() < end; ++inputs) {
+        Bytes damaged = original;
+        for (unsigned changes = 1 + random() % 4; changes > 0; --changes) {
+            const std::size_t at = random() % damaged.size();
+            const unsigned kind = random() % 8;
+            if (kind == 0) damaged.resize(at + 1);
+            if (kind == 1)
+                damaged.insert(damaged.end(), damaged.begin() + static_cast<std::ptrdiff_t>(at), damaged.end());
+            if (kind == 2 && at + 4 <= damaged.size()) std::memset(&damaged[at], 0xFF, 4);
+            if (kind > 2) damaged[at] ^= static_cast<std::uint8_t>(1u << random() % 8);
+        }
+        // With the right digest and code the damage reaches what is behind their check.
+        auto read = ReadContainer(damaged);
+        if (read && random() % 2 == 0 && AuthenticateWithoutPassword(*read)) damaged = WriteContainer(*read);
+        ASSERT_EQ(store.SaveBytes(place, damaged), 0u);
+        opened += read.has_value();
+        UseContainer(L"damaged");
+    }
+    std::printf("container: %d damaged files, %d of them readable\n", inputs, opened);
+    EXPECT_GT(opened, 0);
+    store.Remove(place);
 }
 
 // --- A killed program ---------------------------------------------------------------------------------------------

@@ -3,7 +3,8 @@
 //   sign CURVE TEXT CERTIFICATE MESSAGE    a new self-signed certificate and a message with the text, signed by its key
 //   verify CERTIFICATE MESSAGE TEXT        the message is signed by the certificate's key and contains the text
 //   certificate CERTIFICATE                the certificate is signed by its own key
-//   agree CURVE PUBLIC PEER ENCRYPTED      writes an ephemeral public key, waits for the other side's, and encrypts zeros
+//   agree CURVE PUBLIC PEER ENCRYPTED      writes an ephemeral public key, waits for the other side's, and encrypts
+//   zeros
 //                                          with the agreed key
 #include <windows.h>
 
