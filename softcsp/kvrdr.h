@@ -20,12 +20,12 @@ typedef struct RDR_WND_REQUEST {
     HWND parent;  // null = the thread's active window
 } RDR_WND_REQUEST;
 
-// The readers: carriers are added, removed, plugged in and pulled out. It tells its failures itself.
+// The readers: the user adds, removes, inserts and ejects carriers. The window reports failures itself.
 KV_API DWORD rdr_wnd_configure(const RDR_WND_REQUEST* request);
 // The kinds of carriers, to be looked at.
 KV_API DWORD rdr_media_wnd_configure(const RDR_WND_REQUEST* request);
 
-// Fills `context` of a registration, whose size the caller has set. supsys_unregister_all gives it back.
+// Sets `context` of a registration whose size the caller has set. supsys_unregister_all releases it.
 KV_API DWORD rdr_register_start(SUPSYS_REGISTRATION* registration);
 
 #ifdef __cplusplus

@@ -17,12 +17,14 @@ constexpr wchar_t kName[] = L"С паролем для проверки";
 class SoftcspPassword : public testing::Test {
   protected:
     void SetUp() override {
+        RunTool(L"set PasswordRounds=100");
         RunTool(L"remove \"" + std::wstring(kName) + L"\"");
         ASSERT_EQ(RunTool(L"create \"" + std::wstring(kName) + L"\" --keys xs --password 1234"), 0u);
     }
     void TearDown() override {
         RunTool(L"remove \"" + std::wstring(kName) + L"\"");
         RunTool(L"store del \\local\\KeyDevices\\passwords");
+        RunTool(L"set PasswordRounds=");
     }
 
     // What loading the keys gives when the dialogs are filled in so.

@@ -4,18 +4,13 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <set>
-#include <tuple>
-
 #include "softcsp/common/Carriers.h"
-#include "softcsp/common/Language.h"
+#include "softcsp/common/Store.h"
 #include "softcsp/common/Settings.h"
 #include "softcsp/common/Names.h"
 #include "softcsp/kvrdr.h"
 #include "softcsp/dialogs/resource.h"
 #include "softcsp/kvrndm.h"
-#include "tests/support/DialogTexts.h"
 #include "tests/support/Directory.h"
 #include "tests/support/ModalScript.h"
 #include "tests/support/Store.h"

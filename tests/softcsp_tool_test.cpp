@@ -105,17 +105,6 @@ TEST_F(SoftcspTool, WritesCertificateFilesOfEachFormat) {
     }
 }
 
-TEST_F(SoftcspTool, PlugsCarriersInAndOut) {
-    EXPECT_EQ(RunTool(L"carrier add TEST_TOOL --room 700"), 0u);
-    ExpectTold(L"carrier list", {"REGISTRY\tpresent\n", "TEST_TOOL\tremovable, present, room 700\n"});
-    EXPECT_EQ(RunTool(L"create --carrier TEST_TOOL --keys xs " + kName), 1u);  // more than fits
-    EXPECT_EQ(RunTool(L"create --carrier TEST_TOOL --certs none " + kName), 0u);
-    EXPECT_EQ(RunTool(L"carrier eject TEST_TOOL"), 0u);
-    EXPECT_EQ(RunTool(L"show " + kName), 1u);
-    EXPECT_EQ(RunTool(L"carrier insert TEST_TOOL"), 0u);
-    ExpectTold(L"list", {"TEST_TOOL\\Тест инструмента\tkeys x, certificates none\n"});
-}
-
 TEST_F(SoftcspTool, TellsWrongUsageFromFailure) {
     std::wistringstream wrong(
         L"unknown;create;create a b;create a --unknown;create a --keys;create a --keys y;create a --keys x --certs s;"

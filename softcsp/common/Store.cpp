@@ -1,6 +1,7 @@
 #include "softcsp/common/Store.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cwchar>
 #include <optional>
 #include <string_view>
@@ -196,6 +197,42 @@ DWORD Store::Granted(const wchar_t* text, DWORD& rights) const {
     if (MayRemove(*path) && Opens(*path, key, section ? DELETE : KEY_SET_VALUE)) granted |= kRightRemove;
     rights = granted;
     return ERROR_SUCCESS;
+}
+
+namespace {
+
+// One value per library and process; 0 = not read yet.
+std::atomic<DWORD>& Kept() {
+    static std::atomic<DWORD> kept{0};
+    return kept;
+}
+
+DWORD Read() {
+    for (const wchar_t* path : {L"\\local\\Language", L"\\config\\Language"}) {
+        StoreValue value;
+        DWORD language = 0;
+        if (Store().Find(path, value) == ERROR_SUCCESS && value.data.Number(language) == ERROR_SUCCESS &&
+            (language == kEnglish || language == kRussian))
+            return language;
+    }
+    return PRIMARYLANGID(GetSystemDefaultUILanguage()) == LANG_RUSSIAN ? kRussian : kEnglish;
+}
+
+}  // namespace
+
+DWORD Language::Get() {
+    const DWORD kept = Kept();
+    return kept != 0 ? kept : Update();
+}
+
+DWORD Language::Update() {
+    const DWORD language = Read();
+    Kept() = language;
+    return language;
+}
+
+void Language::Forget() {
+    Kept() = 0;
 }
 
 }  // namespace softcsp

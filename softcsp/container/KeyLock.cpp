@@ -1,13 +1,14 @@
 #include "softcsp/container/KeyLock.h"
 
 #include <windows.h>
+#include <wincrypt.h>
+#include <dpapi.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstring>
 
 #include "softcsp/common/Settings.h"
-#include "softcsp/container/DataProtection.h"
 #include "softcsp/crypto/Random.h"
 
 namespace softcsp {
@@ -63,8 +64,8 @@ std::optional<SymmetricKey> DeriveOpeningKey(const PasswordLock& lock, const Pas
 std::optional<SymmetricKey> ProtectOpeningKey(PasswordLock& lock, Protection protection) {
     SymmetricKey key;
     if (!FillRandom(key.Room(), Randomness::LastingKey)) return std::nullopt;
-    const DWORD result = ProtectKey(key, lock.salt, protection == Protection::Computer, lock.protectedKey);
-    return result == ERROR_SUCCESS ? std::optional(key) : std::nullopt;
+    const bool done = ProtectKey(key, lock.salt, protection == Protection::Computer, lock.protectedKey);
+    return done ? std::optional(key) : std::nullopt;
 }
 
 // The key and, if there are any, its attributes, as they are wrapped together.
@@ -101,7 +102,67 @@ PrivateKey KeyOf(const Wrapped& clear) {
     return key;
 }
 
+// A function of crypt32.dll, which is loaded for the time of one call: most programs that open a provider do without.
+template <class Function>
+class SystemFunction {
+  public:
+    explicit SystemFunction(const char* name)
+        : module_(LoadLibraryExW(L"crypt32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)) {
+        if (module_ != nullptr)
+            function_ = reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(module_, name)));
+    }
+    ~SystemFunction() {
+        if (module_ != nullptr) FreeLibrary(module_);
+    }
+    SystemFunction(const SystemFunction&) = delete;
+    SystemFunction& operator=(const SystemFunction&) = delete;
+
+    Function* Get() const { return function_; }
+
+  private:
+    HMODULE module_;
+    Function* function_ = nullptr;
+};
+
+// The system only reads through it.
+DATA_BLOB Blob(ByteView bytes) {
+    return {static_cast<DWORD>(bytes.size()), const_cast<BYTE*>(bytes.data())};
+}
+
 }  // namespace
+
+bool ProtectKey(const SymmetricKey& key, ByteView entropy, bool forTheComputer, Bytes& protectedKey) {
+    const SystemFunction<decltype(CryptProtectData)> protect("CryptProtectData");
+    if (protect.Get() == nullptr) return false;
+    DATA_BLOB in = Blob(key.Bytes()), bound = Blob(entropy), out{};
+    const DWORD flags = CRYPTPROTECT_UI_FORBIDDEN | (forTheComputer ? CRYPTPROTECT_LOCAL_MACHINE : 0);
+    if (!protect.Get()(&in, nullptr, &bound, nullptr, nullptr, flags, &out)) return false;
+    protectedKey.assign(out.pbData, out.pbData + out.cbData);
+    LocalFree(out.pbData);
+    const auto digest = DigestOf(protectedKey);
+    if (digest) protectedKey.insert(protectedKey.end(), digest->begin(), digest->end());
+    return digest.has_value();
+}
+
+std::optional<SymmetricKey> UnprotectKey(ByteView protectedKey, ByteView entropy) {
+    const SystemFunction<decltype(CryptUnprotectData)> unprotect("CryptUnprotectData");
+    // Not every system checks the lengths in damaged bytes, so that the digest is checked first.
+    constexpr std::size_t kDigestSize = std::tuple_size_v<DigestValue>;
+    if (protectedKey.size() < kDigestSize) return std::nullopt;
+    const ByteView bytes = protectedKey.first(protectedKey.size() - kDigestSize);
+    const auto digest = DigestOf(bytes);
+    if (!digest || !EqualInConstantTime(*digest, protectedKey.last(kDigestSize))) return std::nullopt;
+    DATA_BLOB in = Blob(bytes), bound = Blob(entropy), out{};
+    if (unprotect.Get() == nullptr ||
+        !unprotect.Get()(&in, nullptr, &bound, nullptr, nullptr, CRYPTPROTECT_UI_FORBIDDEN, &out))
+        return std::nullopt;
+    SymmetricKey key;
+    const bool fits = out.cbData == key.Room().size();
+    if (fits) std::memcpy(key.Room().data(), out.pbData, out.cbData);
+    Wipe(out.pbData, out.cbData);
+    LocalFree(out.pbData);
+    return fits ? std::optional(key) : std::nullopt;
+}
 
 bool AcceptsRounds(std::uint32_t rounds) {
     if (rounds <= kFewestRounds * kMostTimesRounds) return rounds > 0;  // accepted on every machine

@@ -32,6 +32,11 @@ struct PasswordLock {
 // For whom the system protects the opening key of a container without a password.
 enum class Protection { None, User, Computer };
 
+// The system's data protection: only the same user or the same computer can unprotect the key, with the same entropy.
+// Both fail if the system cannot.
+bool ProtectKey(const SymmetricKey& key, ByteView entropy, bool forTheComputer, Bytes& protectedKey);
+std::optional<SymmetricKey> UnprotectKey(ByteView protectedKey, ByteView entropy);
+
 // Whether this machine accepts a container that asks for so many rounds: at most ten times as many as take 200 ms.
 bool AcceptsRounds(std::uint32_t rounds);
 

@@ -2,7 +2,6 @@
 
 #include "softcsp/common/Store.h"
 #include "softcsp/common/Text.h"
-#include "softcsp/container/DataProtection.h"
 
 namespace softcsp {
 namespace {
@@ -45,8 +44,7 @@ std::optional<SymmetricKey> SavedPasswords::Find(const ContainerPlace& place) co
 DWORD SavedPasswords::Save(const ContainerPlace& place, const SymmetricKey& openingKey) const {
     const std::wstring section = SectionOf(place);
     Bytes bytes;
-    if (const DWORD result = ProtectKey(openingKey, EntropyOf(section), owner_ == Owner::Computer, bytes))
-        return result;
+    if (!ProtectKey(openingKey, EntropyOf(section), owner_ == Owner::Computer, bytes)) return ERROR_ENCRYPTION_FAILED;
     // Every account of the computer could unprotect the key, so that no other account may read it.
     NewObjectSecurity administrators(Rights::OwnerAndAdministrators);
     auto* const security = owner_ == Owner::Computer ? administrators.Attributes() : nullptr;

@@ -8,7 +8,6 @@
 #include <string_view>
 
 #include "softcsp/common/ResourceText.h"
-#include "softcsp/common/Language.h"
 #include "softcsp/common/Settings.h"
 #include "softcsp/common/Store.h"
 #include "softcsp/dialogs/resource.h"

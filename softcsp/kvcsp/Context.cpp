@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "softcsp/common/Names.h"
-#include "softcsp/common/Language.h"
+#include "softcsp/common/Store.h"
 #include "softcsp/common/Settings.h"
 #include "softcsp/crypto/Random.h"
 #include "softcsp/dialogs/Dialogs.h"

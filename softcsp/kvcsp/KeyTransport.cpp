@@ -57,7 +57,7 @@ DWORD ExportPrivate(Context& context, const Key& key, const Key* by, Bytes& byte
     return ERROR_SUCCESS;
 }
 
-// The own side of an agreement.
+// The key pair of this side of an agreement.
 DWORD OwnPair(Context& context, const Key& own, std::optional<KeyPair>& pair) {
     if (own.kind == KeyKind::User && own.signatureKey) return Code(NTE_BAD_KEY);
     if (own.kind == KeyKind::User) return context.OpenedContainer()->PrivateKey(false, context.UserPrompt(), pair);

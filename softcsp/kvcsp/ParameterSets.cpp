@@ -3,7 +3,6 @@
 #include <cstring>
 #include <string>
 
-#include "softcsp/common/Language.h"
 #include "softcsp/common/Settings.h"
 #include "softcsp/common/Store.h"
 #include "softcsp/common/Text.h"

@@ -1,10 +1,10 @@
-// What the system calls in a provider's library, and the provider's own numbers. The system gives handles as it got
-// them, so each is checked. A failing function returns FALSE and leaves the reason as the thread's last error.
+// The functions that the system calls in a provider's library, and the provider's own numbers. Every handle is checked,
+// because programs can pass any. A failing function returns FALSE and sets the thread's last error.
 //
-// Results of the provider's own, beyond those of CryptoAPI:
+// Results in addition to those of CryptoAPI:
 //   ERROR_CANCELLED        the user cancelled a dialog, or let its time pass
-//   SCARD_W_WRONG_CHV      the password was wrong, three times when it was asked for
-//   SCARD_W_REMOVED_CARD   the carrier isn't plugged in
+//   SCARD_W_WRONG_CHV      the password is wrong, three times in a dialog
+//   SCARD_W_REMOVED_CARD   the carrier is ejected
 //   ERROR_DISK_FULL        the carrier has no room
 //   NTE_SILENT_CONTEXT     a dialog would be needed
 #pragma once
@@ -14,11 +14,11 @@
 
 namespace softcsp {
 
-// Acquiring flags of the provider's own.
-constexpr DWORD kParametersOnly = 0x4000;     // the context only asks and sets the machine's parameters
-constexpr DWORD kTakesForeignKeys = 0x40000;  // the new container is for keys that come from another one
+// The provider's own flags for acquiring.
+constexpr DWORD kParametersOnly = 0x4000;     // the context only reads and sets the machine's parameters
+constexpr DWORD kTakesForeignKeys = 0x40000;  // the new container is for keys of another one
 
-// Parameters of the provider's own. Numbers are 32 bits.
+// The provider's own parameters. Numbers have 32 bits.
 // The four parameter sets in use, for the machine's defaults in a kParametersOnly context, else for the context or its
 // container. In the former a value is one whole entry of the list; in the latter an identifier, ASCII with terminator.
 constexpr DWORD kParamDigestSet = 92;
@@ -43,16 +43,16 @@ constexpr DWORD kParamBuild = 138;            // get: BuildRecord
 constexpr DWORD kParamDhControl = 143;        // get: DhRecord; set: a number as its first
 constexpr DWORD kParamIntegrity = 146;        // get, a number: 0 sound, bit 0 damaged, bit 30 damaged in unknown ways
 
-// Key parameters of the provider's own: identifiers, ASCII with terminator. They can be set for an ephemeral key that
-// isn't complete yet.
+// The provider's own key parameters: identifiers, ASCII with terminator. They can be set for an ephemeral key that is not
+// complete yet.
 constexpr DWORD kKeyParamDigestSet = 103;
 constexpr DWORD kKeyParamCurve = 106;
 
-// What the system hands over when it opens a context. <wincrypt.h> hides its declaration from applications.
+// The system passes this table when it opens a context. <wincrypt.h> hides its declaration from applications.
 struct ProviderTable {
     DWORD version;          // 3 and later have everything; 2 ends before `type`
     FARPROC verifyImage;    // checks a library's signature
-    FARPROC returnWindow;   // gives the window that dialogs belong to
+    FARPROC returnWindow;   // returns the window that owns dialogs
     DWORD type;             // provider type asked for
     BYTE* contextInfo;      // unused
     DWORD contextInfoSize;  // unused

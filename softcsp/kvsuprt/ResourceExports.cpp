@@ -1,7 +1,7 @@
 // Exports: strings in a module's resources, and the language that they are read in.
 #include "softcsp/kvsuprt.h"
 #include "softcsp/common/ExportGuard.h"
-#include "softcsp/common/Language.h"
+#include "softcsp/common/Store.h"
 #include "softcsp/common/Settings.h"
 #include "softcsp/common/ResourceText.h"
 

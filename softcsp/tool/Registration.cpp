@@ -14,7 +14,6 @@
 
 #include "softcsp/common/Names.h"
 #include "softcsp/common/Registry.h"
-#include "softcsp/common/Language.h"
 #include "softcsp/common/Settings.h"
 #include "softcsp/common/Store.h"
 #include "softcsp/common/Text.h"
