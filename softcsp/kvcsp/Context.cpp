@@ -196,7 +196,7 @@ DWORD Context::UserPair(bool signatureKey, std::optional<KeyPair>& pair) {
 
 using namespace softcsp;
 
-BOOL WINAPI CPAcquireContext(HCRYPTPROV* provider, LPSTR container, DWORD flags, ProviderTable* table) {
+extern "C" BOOL WINAPI CPAcquireContext(HCRYPTPROV* provider, LPSTR container, DWORD flags, ProviderTable* table) {
     return Answer(ProviderEntry::AcquireContext, [=]() -> DWORD {
         if (provider == nullptr || table == nullptr) return ERROR_INVALID_PARAMETER;
         std::shared_ptr<Context> context;
@@ -206,7 +206,7 @@ BOOL WINAPI CPAcquireContext(HCRYPTPROV* provider, LPSTR container, DWORD flags,
     });
 }
 
-BOOL WINAPI CPReleaseContext(HCRYPTPROV provider, DWORD flags) {
+extern "C" BOOL WINAPI CPReleaseContext(HCRYPTPROV provider, DWORD flags) {
     return Answer(ProviderEntry::ReleaseContext, [=]() -> DWORD {
         // The context is released even if the flags are wrong.
         if (!OpenContexts().Remove(provider)) return Code(NTE_BAD_UID);
@@ -214,17 +214,17 @@ BOOL WINAPI CPReleaseContext(HCRYPTPROV provider, DWORD flags) {
     });
 }
 
-BOOL WINAPI CPGetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
+extern "C" BOOL WINAPI CPGetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
     return AnswerIn(ProviderEntry::GetProvParam, provider,
                     [=](Context& context) { return context.GetParameter(parameter, data, size, flags); });
 }
 
-BOOL WINAPI CPSetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD flags) {
+extern "C" BOOL WINAPI CPSetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD flags) {
     return AnswerIn(ProviderEntry::SetProvParam, provider,
                     [=](Context& context) { return context.SetParameter(parameter, data, flags); });
 }
 
-BOOL WINAPI CPGenRandom(HCRYPTPROV provider, DWORD size, BYTE* data) {
+extern "C" BOOL WINAPI CPGenRandom(HCRYPTPROV provider, DWORD size, BYTE* data) {
     return AnswerIn(ProviderEntry::GenRandom, provider, [=](Context&) -> DWORD {
         if (data == nullptr) return ERROR_INVALID_PARAMETER;
         return FillRandom({data, size}) ? ERROR_SUCCESS : Code(NTE_FAIL);

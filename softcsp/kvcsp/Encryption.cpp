@@ -35,8 +35,8 @@ DWORD Run(Key& key, bool last, BYTE* data, DWORD size, bool (Cipher::*step)(std:
 }  // namespace
 
 // The encrypted data has the same size. A hash receives the data before encryption.
-BOOL WINAPI CPEncrypt(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTHASH hash, BOOL last, DWORD flags, BYTE* data,
-                      DWORD* size, DWORD capacity) {
+extern "C" BOOL WINAPI CPEncrypt(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTHASH hash, BOOL last, DWORD flags,
+                                 BYTE* data, DWORD* size, DWORD capacity) {
     return AnswerIn(ProviderEntry::Encrypt, provider, [=](Context& context) -> DWORD {
         if (size == nullptr) return ERROR_INVALID_PARAMETER;
         if (flags != 0) return Code(NTE_BAD_FLAGS);
@@ -52,8 +52,8 @@ BOOL WINAPI CPEncrypt(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTHASH hash, BOOL 
     });
 }
 
-BOOL WINAPI CPDecrypt(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTHASH hash, BOOL last, DWORD flags, BYTE* data,
-                      DWORD* size) {
+extern "C" BOOL WINAPI CPDecrypt(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTHASH hash, BOOL last, DWORD flags,
+                                 BYTE* data, DWORD* size) {
     return AnswerIn(ProviderEntry::Decrypt, provider, [=](Context& context) -> DWORD {
         if (size == nullptr || data == nullptr) return ERROR_INVALID_PARAMETER;
         if (flags != 0) return Code(NTE_BAD_FLAGS);

@@ -58,7 +58,8 @@ DWORD Check(Context& context, HCRYPTHASH handle, const BYTE* data, DWORD size, H
 
 }  // namespace
 
-BOOL WINAPI CPCreateHash(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTKEY key, DWORD flags, HCRYPTHASH* hash) {
+extern "C" BOOL WINAPI CPCreateHash(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTKEY key, DWORD flags,
+                                    HCRYPTHASH* hash) {
     return AnswerIn(ProviderEntry::CreateHash, provider, [=](Context& context) -> DWORD {
         if (hash == nullptr) return ERROR_INVALID_PARAMETER;
         if (algorithm != kAlgDigest) return Code(NTE_BAD_ALGID);
@@ -71,7 +72,8 @@ BOOL WINAPI CPCreateHash(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTKEY key, D
     });
 }
 
-BOOL WINAPI CPDuplicateHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD* reserved, DWORD flags, HCRYPTHASH* copy) {
+extern "C" BOOL WINAPI CPDuplicateHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD* reserved, DWORD flags,
+                                       HCRYPTHASH* copy) {
     return AnswerIn(ProviderEntry::DuplicateHash, provider, [=](Context& context) -> DWORD {
         if (copy == nullptr || reserved != nullptr) return ERROR_INVALID_PARAMETER;
         if (flags != 0) return Code(NTE_BAD_FLAGS);
@@ -84,13 +86,13 @@ BOOL WINAPI CPDuplicateHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD* reserve
     });
 }
 
-BOOL WINAPI CPDestroyHash(HCRYPTPROV provider, HCRYPTHASH hash) {
+extern "C" BOOL WINAPI CPDestroyHash(HCRYPTPROV provider, HCRYPTHASH hash) {
     return AnswerIn(ProviderEntry::DestroyHash, provider,
                     [=](Context& context) { return context.hashes.Remove(hash) ? ERROR_SUCCESS : Code(NTE_BAD_HASH); });
 }
 
 // CRYPT_USERDATA asks for a dialog in which the user types the data; such a call may have no data of its own.
-BOOL WINAPI CPHashData(HCRYPTPROV provider, HCRYPTHASH hash, const BYTE* data, DWORD size, DWORD flags) {
+extern "C" BOOL WINAPI CPHashData(HCRYPTPROV provider, HCRYPTHASH hash, const BYTE* data, DWORD size, DWORD flags) {
     return AnswerIn(ProviderEntry::HashData, provider, [=](Context& context) -> DWORD {
         std::shared_ptr<Hash> found;
         if (const DWORD result = FindOpenHash(context, hash, found)) return result;
@@ -102,7 +104,7 @@ BOOL WINAPI CPHashData(HCRYPTPROV provider, HCRYPTHASH hash, const BYTE* data, D
     });
 }
 
-BOOL WINAPI CPHashSessionKey(HCRYPTPROV provider, HCRYPTHASH hash, HCRYPTKEY key, DWORD flags) {
+extern "C" BOOL WINAPI CPHashSessionKey(HCRYPTPROV provider, HCRYPTHASH hash, HCRYPTKEY key, DWORD flags) {
     return AnswerIn(ProviderEntry::HashSessionKey, provider, [=](Context& context) -> DWORD {
         std::shared_ptr<Hash> found;
         if (const DWORD result = FindOpenHash(context, hash, found)) return result;
@@ -114,8 +116,8 @@ BOOL WINAPI CPHashSessionKey(HCRYPTPROV provider, HCRYPTHASH hash, HCRYPTKEY key
     });
 }
 
-BOOL WINAPI CPGetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD* size,
-                           DWORD flags) {
+extern "C" BOOL WINAPI CPGetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD* size,
+                                      DWORD flags) {
     return AnswerIn(ProviderEntry::GetHashParam, provider, [=](Context& context) -> DWORD {
         const auto found = context.hashes.Find(hash);
         if (!found) return Code(NTE_BAD_HASH);
@@ -131,7 +133,7 @@ BOOL WINAPI CPGetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWORD parameter
     });
 }
 
-BOOL WINAPI CPSetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD flags) {
+extern "C" BOOL WINAPI CPSetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD flags) {
     return AnswerIn(ProviderEntry::SetHashParam, provider, [=](Context& context) -> DWORD {
         std::shared_ptr<Hash> found;
         if (const DWORD result = FindOpenHash(context, hash, found)) return result;
@@ -145,8 +147,8 @@ BOOL WINAPI CPSetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWORD parameter
     });
 }
 
-BOOL WINAPI CPSignHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD spec, LPCWSTR description, DWORD flags,
-                       BYTE* signature, DWORD* size) {
+extern "C" BOOL WINAPI CPSignHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD spec, LPCWSTR description, DWORD flags,
+                                  BYTE* signature, DWORD* size) {
     return AnswerIn(ProviderEntry::SignHash, provider, [=](Context& context) -> DWORD {
         if (size == nullptr || IsDescribed(description)) return ERROR_INVALID_PARAMETER;
         if ((flags & ~DWORD{CRYPT_NOHASHOID}) != 0) return Code(NTE_BAD_FLAGS);
@@ -154,8 +156,8 @@ BOOL WINAPI CPSignHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD spec, LPCWSTR
     });
 }
 
-BOOL WINAPI CPVerifySignature(HCRYPTPROV provider, HCRYPTHASH hash, const BYTE* signature, DWORD size, HCRYPTKEY key,
-                              LPCWSTR description, DWORD flags) {
+extern "C" BOOL WINAPI CPVerifySignature(HCRYPTPROV provider, HCRYPTHASH hash, const BYTE* signature, DWORD size,
+                                         HCRYPTKEY key, LPCWSTR description, DWORD flags) {
     return AnswerIn(ProviderEntry::VerifySignature, provider, [=](Context& context) -> DWORD {
         if ((flags & ~DWORD{CRYPT_NOHASHOID}) != 0) return Code(NTE_BAD_FLAGS);
         return IsDescribed(description) ? ERROR_INVALID_PARAMETER : Check(context, hash, signature, size, key);

@@ -80,7 +80,7 @@ DWORD GenerateSessionKey(Context& context, DWORD flags, HCRYPTKEY* handle) {
 
 }  // namespace
 
-BOOL WINAPI CPGenKey(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, HCRYPTKEY* key) {
+extern "C" BOOL WINAPI CPGenKey(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, HCRYPTKEY* key) {
     return AnswerIn(ProviderEntry::GenKey, provider, [=](Context& context) -> DWORD {
         if (key == nullptr) return ERROR_INVALID_PARAMETER;
         if (const DWORD result = CheckFlags(flags, algorithm == kAlgCipher ? kCipherBits : kPairBits)) return result;
@@ -101,7 +101,8 @@ BOOL WINAPI CPGenKey(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, HCRYPTK
 }
 
 // The key is the value of the hash.
-BOOL WINAPI CPDeriveKey(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTHASH hash, DWORD flags, HCRYPTKEY* key) {
+extern "C" BOOL WINAPI CPDeriveKey(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTHASH hash, DWORD flags,
+                                   HCRYPTKEY* key) {
     return AnswerIn(ProviderEntry::DeriveKey, provider, [=](Context& context) -> DWORD {
         if (key == nullptr) return ERROR_INVALID_PARAMETER;
         if (algorithm != kAlgCipher) return Code(NTE_BAD_ALGID);
@@ -112,7 +113,7 @@ BOOL WINAPI CPDeriveKey(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTHASH hash, 
     });
 }
 
-BOOL WINAPI CPGetUserKey(HCRYPTPROV provider, DWORD spec, HCRYPTKEY* key) {
+extern "C" BOOL WINAPI CPGetUserKey(HCRYPTPROV provider, DWORD spec, HCRYPTKEY* key) {
     return AnswerIn(ProviderEntry::GetUserKey, provider, [=](Context& context) -> DWORD {
         if (key == nullptr) return ERROR_INVALID_PARAMETER;
         if (spec != AT_KEYEXCHANGE && spec != AT_SIGNATURE) return Code(NTE_BAD_KEY);
@@ -122,7 +123,8 @@ BOOL WINAPI CPGetUserKey(HCRYPTPROV provider, DWORD spec, HCRYPTKEY* key) {
     });
 }
 
-BOOL WINAPI CPDuplicateKey(HCRYPTPROV provider, HCRYPTKEY key, DWORD* reserved, DWORD flags, HCRYPTKEY* copy) {
+extern "C" BOOL WINAPI CPDuplicateKey(HCRYPTPROV provider, HCRYPTKEY key, DWORD* reserved, DWORD flags,
+                                      HCRYPTKEY* copy) {
     return AnswerIn(ProviderEntry::DuplicateKey, provider, [=](Context& context) -> DWORD {
         if (copy == nullptr || reserved != nullptr) return ERROR_INVALID_PARAMETER;
         if (flags != 0) return Code(NTE_BAD_FLAGS);
@@ -131,7 +133,7 @@ BOOL WINAPI CPDuplicateKey(HCRYPTPROV provider, HCRYPTKEY key, DWORD* reserved, 
     });
 }
 
-BOOL WINAPI CPDestroyKey(HCRYPTPROV provider, HCRYPTKEY key) {
+extern "C" BOOL WINAPI CPDestroyKey(HCRYPTPROV provider, HCRYPTKEY key) {
     return AnswerIn(ProviderEntry::DestroyKey, provider,
                     [=](Context& context) { return context.keys.Remove(key) ? ERROR_SUCCESS : Code(NTE_BAD_KEY); });
 }

@@ -131,7 +131,8 @@ DWORD Change(Context& context, Key& key, DWORD parameter, const BYTE* data) {
 
 }  // namespace
 
-BOOL WINAPI CPGetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
+extern "C" BOOL WINAPI CPGetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD* size,
+                                     DWORD flags) {
     return AnswerIn(ProviderEntry::GetKeyParam, provider, [=](Context& context) -> DWORD {
         const auto found = context.keys.Find(key);
         if (!found) return Code(NTE_BAD_KEY);
@@ -143,7 +144,7 @@ BOOL WINAPI CPGetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, B
     });
 }
 
-BOOL WINAPI CPSetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD flags) {
+extern "C" BOOL WINAPI CPSetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD flags) {
     return AnswerIn(ProviderEntry::SetKeyParam, provider, [=](Context& context) -> DWORD {
         const auto found = context.keys.Find(key);
         if (!found) return Code(NTE_BAD_KEY);

@@ -127,8 +127,8 @@ DWORD ImportPrivate(Context& context, const WrappedBlob& blob, const Key* by, DW
 
 }  // namespace
 
-BOOL WINAPI CPExportKey(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTKEY by, DWORD type, DWORD flags, BYTE* data,
-                        DWORD* size) {
+extern "C" BOOL WINAPI CPExportKey(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTKEY by, DWORD type, DWORD flags,
+                                   BYTE* data, DWORD* size) {
     return AnswerIn(ProviderEntry::ExportKey, provider, [=](Context& context) -> DWORD {
         const auto found = context.keys.Find(key);
         const auto wrapper = by != 0 ? context.keys.Find(by) : nullptr;
@@ -143,7 +143,8 @@ BOOL WINAPI CPExportKey(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTKEY by, DWORD 
     });
 }
 
-BOOL WINAPI CPImportKey(HCRYPTPROV provider, const BYTE* data, DWORD size, HCRYPTKEY by, DWORD flags, HCRYPTKEY* key) {
+extern "C" BOOL WINAPI CPImportKey(HCRYPTPROV provider, const BYTE* data, DWORD size, HCRYPTKEY by, DWORD flags,
+                                   HCRYPTKEY* key) {
     return AnswerIn(ProviderEntry::ImportKey, provider, [=](Context& context) -> DWORD {
         const auto helper = by != 0 ? context.keys.Find(by) : nullptr;
         if (by != 0 && !helper) return Code(NTE_BAD_KEY);

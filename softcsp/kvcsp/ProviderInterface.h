@@ -1,5 +1,6 @@
-// The functions that the system calls in a provider's library, and the provider's own numbers. Every handle is checked,
-// because programs can pass any. A failing function returns FALSE and sets the thread's last error.
+// The conventions of the functions that the system calls in a provider's library (exported with the names and arguments
+// that Microsoft documents), and the provider's own numbers. Every handle is checked, because programs can pass any. A
+// failing function returns FALSE and sets the thread's last error.
 //
 // Results in addition to those of CryptoAPI:
 //   ERROR_CANCELLED        the user cancelled a dialog, or let its time pass
@@ -43,8 +44,8 @@ constexpr DWORD kParamBuild = 138;            // get: BuildRecord
 constexpr DWORD kParamDhControl = 143;        // get: DhRecord; set: a number as its first
 constexpr DWORD kParamIntegrity = 146;        // get, a number: 0 sound, bit 0 damaged, bit 30 damaged in unknown ways
 
-// The provider's own key parameters: identifiers, ASCII with terminator. They can be set for an ephemeral key that is not
-// complete yet.
+// The provider's own key parameters: identifiers, ASCII with terminator. They can be set for an ephemeral key that is
+// not complete yet.
 constexpr DWORD kKeyParamDigestSet = 103;
 constexpr DWORD kKeyParamCurve = 106;
 
@@ -92,36 +93,3 @@ struct ExtensionRequest {
 };
 
 }  // namespace softcsp
-
-extern "C" {
-BOOL WINAPI CPAcquireContext(HCRYPTPROV* provider, LPSTR container, DWORD flags, softcsp::ProviderTable* table);
-BOOL WINAPI CPReleaseContext(HCRYPTPROV provider, DWORD flags);
-BOOL WINAPI CPGetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* size, DWORD flags);
-BOOL WINAPI CPSetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD flags);
-BOOL WINAPI CPGenRandom(HCRYPTPROV provider, DWORD size, BYTE* data);
-BOOL WINAPI CPDeriveKey(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTHASH hash, DWORD flags, HCRYPTKEY* key);
-BOOL WINAPI CPDestroyKey(HCRYPTPROV provider, HCRYPTKEY key);
-BOOL WINAPI CPDuplicateKey(HCRYPTPROV provider, HCRYPTKEY key, DWORD* reserved, DWORD flags, HCRYPTKEY* copy);
-BOOL WINAPI CPExportKey(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTKEY by, DWORD type, DWORD flags, BYTE* data,
-                        DWORD* size);
-BOOL WINAPI CPGenKey(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, HCRYPTKEY* key);
-BOOL WINAPI CPGetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD* size, DWORD flags);
-BOOL WINAPI CPGetUserKey(HCRYPTPROV provider, DWORD spec, HCRYPTKEY* key);
-BOOL WINAPI CPImportKey(HCRYPTPROV provider, const BYTE* data, DWORD size, HCRYPTKEY by, DWORD flags, HCRYPTKEY* key);
-BOOL WINAPI CPSetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD flags);
-BOOL WINAPI CPDecrypt(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTHASH hash, BOOL last, DWORD flags, BYTE* data,
-                      DWORD* size);
-BOOL WINAPI CPEncrypt(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTHASH hash, BOOL last, DWORD flags, BYTE* data,
-                      DWORD* size, DWORD capacity);
-BOOL WINAPI CPCreateHash(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTKEY key, DWORD flags, HCRYPTHASH* hash);
-BOOL WINAPI CPDestroyHash(HCRYPTPROV provider, HCRYPTHASH hash);
-BOOL WINAPI CPDuplicateHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD* reserved, DWORD flags, HCRYPTHASH* copy);
-BOOL WINAPI CPGetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD* size, DWORD flags);
-BOOL WINAPI CPHashData(HCRYPTPROV provider, HCRYPTHASH hash, const BYTE* data, DWORD size, DWORD flags);
-BOOL WINAPI CPHashSessionKey(HCRYPTPROV provider, HCRYPTHASH hash, HCRYPTKEY key, DWORD flags);
-BOOL WINAPI CPSetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD flags);
-BOOL WINAPI CPSignHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD spec, LPCWSTR description, DWORD flags,
-                       BYTE* signature, DWORD* size);
-BOOL WINAPI CPVerifySignature(HCRYPTPROV provider, HCRYPTHASH hash, const BYTE* signature, DWORD size, HCRYPTKEY key,
-                              LPCWSTR description, DWORD flags);
-}
