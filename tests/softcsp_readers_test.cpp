@@ -149,33 +149,4 @@ TEST(SoftcspCng, RegistersItselfOrFailsAsIsWanted) {
     EXPECT_TRUE(call("DllUnregisterServer") == S_OK && !registered());
 }
 
-TEST(SoftcspResources, AreAlikeInBothLanguagesWithTextsThatFitAndKeysThatDiffer) {
-    const std::unique_ptr<HDC__, decltype(&DeleteDC)> dc(CreateCompatibleDC(nullptr), &DeleteDC);
-    SelectObject(dc.get(), CreateFontW(-11, 0, 0, 0, FW_NORMAL, 0, 0, 0, DEFAULT_CHARSET, 0, 0, 0, 0, L"MS Shell Dlg"));
-    std::size_t count = 0;
-    std::set<std::tuple<std::wstring, WORD, std::vector<DWORD>>> shapes;  // the controls' ids
-    for (const wchar_t* library : {L"kvrdr.dll", L"kvrndm.dll"})
-        for (WORD id = 1; id < 999; ++id)
-            for (const WORD language : {WORD{kEnglish}, WORD{kRussian}}) {
-                const HMODULE module = LoadLibraryW((ProgramDirectory() + library).c_str());
-                const HRSRC found = FindResourceExW(module, RT_DIALOG, MAKEINTRESOURCEW(id), language);
-                if (found == nullptr) continue;
-                ++count;
-                const auto* bytes = static_cast<const std::byte*>(LockResource(LoadResource(module, found)));
-                std::set<wchar_t> keys;
-                std::vector<DWORD> ids;
-                for (const auto& control :
-                     DialogTemplate(ResourceReader({bytes, SizeofResource(module, found)})).controls) {
-                    ids.push_back(control.id);
-                    const wchar_t key = AccessKey(control);
-                    EXPECT_TRUE(key == 0 || keys.insert(key).second) << id << ' ' << language << ' ' << control.text;
-                    EXPECT_TRUE((!IsLabel(control) && !Is(control, WC_BUTTONW)) ||
-                                Fits(control, dc.get(), dc.get(), 96))
-                        << id << ' ' << language << ' ' << control.text;
-                }
-                shapes.insert({library, id, ids});
-            }
-    EXPECT_TRUE(count == 2 * shapes.size() && count == 2 * (5 + 3 + 5 + 1)) << count;
-}
-
 }  // namespace
