@@ -101,8 +101,14 @@ std::wstring KnownFolder(bool ofTheUser) {
 
 void CreateFolders(const std::wstring& file, const std::wstring& open, Rights rights) {
     NewObjectSecurity security(rights);
-    for (std::size_t end = file.find(L'\\', 3); end != std::wstring::npos; end = file.find(L'\\', end + 1))
-        CreateDirectoryW(file.substr(0, end).c_str(), end < open.size() ? nullptr : security.Attributes());
+    for (std::size_t end = file.find(L'\\', 3); end != std::wstring::npos; end = file.find(L'\\', end + 1)) {
+        const std::wstring folder = file.substr(0, end);
+        auto* const attributes = end < open.size() ? nullptr : security.Attributes();
+        const bool exists = !CreateDirectoryW(folder.c_str(), attributes) && GetLastError() == ERROR_ALREADY_EXISTS;
+        if (exists && attributes != nullptr)  // it may have inherited rights before
+            SetFileSecurityW(folder.c_str(), DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION,
+                             attributes->lpSecurityDescriptor);
+    }
 }
 
 DWORD ReadFileWhole(const std::wstring& path, Bytes& bytes) {

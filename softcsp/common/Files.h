@@ -34,8 +34,8 @@ class NewObjectSecurity {
 // does not know it.
 std::wstring KnownFolder(bool ofTheUser);
 
-// Creates the missing folders above a file. Those beneath `open` get the rights; `open` and its parents, if they are
-// missing, inherit theirs.
+// Creates the missing folders above a file. Those beneath `open`, also existing ones, get the rights; `open` and its
+// parents inherit theirs.
 void CreateFolders(const std::wstring& file, const std::wstring& open, Rights rights);
 
 // ERROR_FILE_TOO_LARGE for a file above kLargestFile. `bytes` is unchanged after a failure.
