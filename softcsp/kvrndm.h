@@ -1,4 +1,4 @@
-// The random number library kvrndm.dll: its window. Results are Win32 codes, 0 = success; nothing is thrown.
+// The random number library kvrndm.dll: its window. Results are Win32 codes, 0 = success.
 #pragma once
 
 #include <windows.h>
@@ -11,7 +11,7 @@
 extern "C" {
 #endif
 
-// The sources of random numbers, to be looked at; modal. `parent` null = the thread's active window.
+// Shows the sources of random numbers; modal. `parent` null = the thread's active window.
 KV_API DWORD rndm_wnd_configure(HWND parent);
 
 #ifdef __cplusplus

@@ -26,15 +26,15 @@ constexpr DWORD kParamDigestSet = 92;
 constexpr DWORD kParamCipherSet = 93;
 constexpr DWORD kParamSignatureSet = 94;
 constexpr DWORD kParamExchangeSet = 95;
-// Lists of the sets there are, an entry at a time: CRYPT_FIRST, then 0. An entry: 0x10000 + the offset in bytes of the
+// Lists of the available sets, one entry at a time: CRYPT_FIRST, then 0. An entry: 0x10000 + the offset in bytes of the
 // name (a number), the identifier (ASCII with terminator), the name (UTF-16 with terminator).
 constexpr DWORD kParamDigestSets = 103;
 constexpr DWORD kParamCipherSets = 104;
 constexpr DWORD kParamSignatureSets = 105;
 constexpr DWORD kParamExchangeSets = 106;
-constexpr DWORD kParamChangePassword = 108;  // set: PasswordRequest
-constexpr DWORD kParamLoadKeys = 109;        // get: makes the private keys ready; a number: bit 0 exchange, 1 signature
-constexpr DWORD kParamChooseContainer = 110;  // get: the user picks one; its fully qualified name, ANSI
+constexpr DWORD kParamChangePassword = 108;   // set: PasswordRequest
+constexpr DWORD kParamLoadKeys = 109;         // get: unseals the private keys; a number: bit 0 exchange, 1 signature
+constexpr DWORD kParamChooseContainer = 110;  // get: the user chooses one; its fully qualified name, ANSI
 constexpr DWORD kParamQualifiedName = 111;    // get: ANSI
 constexpr DWORD kParamCache = 115;            // get: CacheRecord; set: the size, a number
 constexpr DWORD kParamProtectionClass = 129;  // get, a number: 1 KC1, 2 KC2, 3 KC3, 4 KB1, 5 KB2, 6 KA1
@@ -42,7 +42,7 @@ constexpr DWORD kParamAddExtension = 132;     // set: ExtensionRequest
 constexpr DWORD kParamExtensions = 133;       // get: one item at a time, CRYPT_FIRST, then 0; see ExtensionItem()
 constexpr DWORD kParamBuild = 138;            // get: BuildRecord
 constexpr DWORD kParamDhControl = 143;        // get: DhRecord; set: a number as its first
-constexpr DWORD kParamIntegrity = 146;        // get, a number: 0 sound, bit 0 damaged, bit 30 damaged in unknown ways
+constexpr DWORD kParamIntegrity = 146;        // get, a number: 0 intact, bit 0 damaged, bit 30 unknown damage
 
 // The provider's own key parameters: identifiers, ASCII with terminator. They can be set for an ephemeral key that is
 // not complete yet.
@@ -51,13 +51,13 @@ constexpr DWORD kKeyParamCurve = 106;
 
 // The system passes this table when it opens a context. <wincrypt.h> hides its declaration from applications.
 struct ProviderTable {
-    DWORD version;          // 3 and later have everything; 2 ends before `type`
+    DWORD version;          // 3 and later have all members; 2 ends before `type`
     FARPROC verifyImage;    // checks a library's signature
     FARPROC returnWindow;   // returns the window that owns dialogs
-    DWORD type;             // provider type asked for
+    DWORD type;             // requested provider type
     BYTE* contextInfo;      // unused
     DWORD contextInfoSize;  // unused
-    const char* name;       // provider's name asked for, ANSI; may be null
+    const char* name;       // requested provider's name, ANSI; may be null
 };
 
 struct BuildRecord {
