@@ -1,28 +1,32 @@
-// The reader library kvrdr.dll: its windows, and the beginning of a registration of readers. Results are Win32 codes,
-// 0 = success; nothing is thrown.
+// The reader library kvrdr.dll: its windows, and the start of a registration of readers. Results are Win32 codes, 0 =
+// success.
 #pragma once
 
 #include <windows.h>
 
 #include "softcsp/kvsuprt.h"
 
+#ifndef KV_API
+#define KV_API /* the library itself is compiled with __declspec(dllexport) */
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-// Which window is to be shown above which. The windows are modal.
+// The owner of a window. The windows are modal.
 typedef struct RDR_WND_REQUEST {
     DWORD size;   // sizeof(RDR_WND_REQUEST), which is 16; otherwise ERROR_INVALID_PARAMETER
     HWND parent;  // null = the thread's active window
 } RDR_WND_REQUEST;
 
-// The readers: carriers are added, removed, plugged in and pulled out. It tells its failures itself.
-DWORD rdr_wnd_configure(const RDR_WND_REQUEST* request);
-// The kinds of carriers, to be looked at.
-DWORD rdr_media_wnd_configure(const RDR_WND_REQUEST* request);
+// The readers: the user adds, removes, inserts and ejects carriers. The window reports failures itself.
+KV_API DWORD rdr_wnd_configure(const RDR_WND_REQUEST* request);
+// Shows the types of carriers.
+KV_API DWORD rdr_media_wnd_configure(const RDR_WND_REQUEST* request);
 
-// Fills `context` of a registration, whose size the caller has set. supsys_unregister_all gives it back.
-DWORD rdr_register_start(SUPSYS_REGISTRATION* registration);
+// Sets `context` of a registration whose size the caller has set. supsys_unregister_all releases it.
+KV_API DWORD rdr_register_start(SUPSYS_REGISTRATION* registration);
 
 #ifdef __cplusplus
 }

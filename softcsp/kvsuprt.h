@@ -1,14 +1,14 @@
 // The support library kvsuprt.dll: configuration store, strings in the user's language, readers.
 //
-// Every function returns 0 for success or a Win32 error code; a failed call leaves its outputs untouched. Nothing is
-// thrown. Texts end with a zero.
+// Every function returns 0 for success or a Win32 error code; a failed call leaves its outputs unchanged. Texts end
+// with a zero.
 //
-// Length rule: *length gives the buffer's capacity in characters without the terminator (the buffer itself holds one
-// more) and takes the text's length, likewise. With no buffer only the length is told. A buffer too small:
-// ERROR_MORE_DATA, *length is the length needed, the buffer stays untouched.
+// Length rule: *length is the capacity of the buffer in characters without the terminator (the buffer has one character
+// more) on input, and the length of the text on output. Without a buffer only the length is returned. A small buffer is
+// ERROR_MORE_DATA and stays unchanged.
 //
 // Store paths: "\scope\section\...\name". "\config", "\global", "\cryptography" and every other scope belong to the
-// machine, "\local" to the current user; letter case doesn't matter. A component has at most 255 characters, a path
+// machine, "\local" to the current user; letter case does not matter. A component has at most 255 characters, a path
 // at most 4096; anything malformed is ERROR_BAD_PATHNAME. A null output is ERROR_INVALID_PARAMETER, a null handle
 // ERROR_INVALID_HANDLE.
 #pragma once
@@ -34,8 +34,8 @@ DWORD support_resource_string(HINSTANCE module, UINT id, wchar_t* buffer, DWORD*
 DWORD support_resource_version_string(const wchar_t* name, HINSTANCE module, wchar_t* buffer, DWORD* length);
 
 // --- Configuration store: parameters -----------------------------------------------------------------------------
-// Missing: ERROR_FILE_NOT_FOUND. Stored as another type: ERROR_INVALID_DATA. Writing makes missing sections on the
-// way and replaces what the parameter held. Without the right: ERROR_ACCESS_DENIED.
+// Missing: ERROR_FILE_NOT_FOUND. Stored as another type: ERROR_INVALID_DATA. Writing creates missing sections
+// and replaces the parameter. Without the right: ERROR_ACCESS_DENIED.
 
 DWORD support_registry_get_string(const wchar_t* path, DWORD* length, wchar_t* buffer);
 DWORD support_registry_put_string(const wchar_t* path, const wchar_t* text);
@@ -47,15 +47,15 @@ DWORD support_registry_delete_param(const wchar_t* path);
 
 // --- Configuration store: sections -------------------------------------------------------------------------------
 
-DWORD support_registry_put_section(const wchar_t* path, DWORD reserved);     // an existing one stays as it is
+DWORD support_registry_put_section(const wchar_t* path, DWORD reserved);     // an existing one stays unchanged
 DWORD support_registry_delete_section(const wchar_t* path, DWORD reserved);  // with everything beneath
 // In: the rights asked for; out: those of them that are granted. A missing section or parameter:
-// ERROR_FILE_NOT_FOUND. Not granted is no error.
+// ERROR_FILE_NOT_FOUND. A right that is not granted is no error.
 DWORD support_registry_check_access(const wchar_t* path, DWORD* rights);
 
 // --- Configuration store: values ---------------------------------------------------------------------------------
-// A search holds the section's entries as they were when it was opened, subsections before parameters. Searches are
-// closed and values are freed by the caller, in any order.
+// A search has the entries of the section at the time of its opening, subsections before parameters. The caller closes
+// searches and frees values, in any order.
 
 DWORD support_registry_search_open(const wchar_t* path, HANDLE* search);
 DWORD support_registry_search_next(HANDLE search, HANDLE* value);  // ERROR_NO_MORE_ITEMS after the last
@@ -66,10 +66,10 @@ DWORD support_registry_value_name(HANDLE value, DWORD* length, wchar_t* buffer);
 DWORD support_registry_value_free(HANDLE value);
 
 // --- Readers -----------------------------------------------------------------------------------------------------
-// The registry, always, and after it the removable carriers that are plugged in, by name.
+// The registry, and after it the inserted removable carriers by name.
 
 // A registration of reader subsystems: the caller sets `size`, rdr_register_start of kvrdr.dll fills `context`, the
-// final supsys_unregister_all takes it back and sets it to null. A wrong size is ERROR_INVALID_PARAMETER, no context
+// final supsys_unregister_all releases it and sets it to null. A wrong size is ERROR_INVALID_PARAMETER, no context
 // ERROR_INVALID_HANDLE.
 typedef struct SUPSYS_REGISTRATION {
     DWORD size;     // sizeof(SUPSYS_REGISTRATION)
@@ -81,7 +81,7 @@ DWORD supsys_register_all(SUPSYS_REGISTRATION* registration);
 // `final` not 0: the registration ends with this call.
 DWORD supsys_unregister_all(SUPSYS_REGISTRATION* registration, DWORD final);
 
-// A search holds the readers as they were when it was opened, and outlives the registration, as readers outlive the
+// A search has the readers at the time of its opening and is independent of the registration, as readers are of the
 // search. Searches are closed and readers are freed by the caller; a handle of the wrong kind is ERROR_INVALID_HANDLE.
 DWORD supsys_find_open(SUPSYS_REGISTRATION* registration, HANDLE* search);
 DWORD supsys_find_next(HANDLE search, HANDLE* reader);  // ERROR_NO_MORE_ITEMS after the last
@@ -97,10 +97,10 @@ DWORD supsys_context_free(HANDLE reader);
 // --- Language ----------------------------------------------------------------------------------------------------
 
 // 1049 or 1033: "\local\Language" if it is one of them, else "\config\Language" likewise, else 1049 on a Russian
-// system and 1033 on every other. Read once and kept until one of the next two calls.
+// system and 1033 on every other. Read once and cached until one of the next two calls.
 DWORD support_wnd_language_get(void);
-DWORD support_wnd_language_update(void);  // reads the setting anew; 0
-DWORD support_wnd_language_done(void);    // forgets it; 0
+DWORD support_wnd_language_update(void);  // reads the setting again; 0
+DWORD support_wnd_language_done(void);    // clears the cache; 0
 
 #ifdef __cplusplus
 }

@@ -15,9 +15,9 @@ const struct {
     UINT button;
     const char* function;
     const wchar_t *missing, *english, *russian;
-} kOpeners[] = {{1059, "rdr_wnd_configure", kNoReaders, L"Private Key Readers", L"Считыватели закрытых ключей"},
-                {1100, "rdr_media_wnd_configure", kNoReaders, L"Key Carrier Types", L"Типы ключевых носителей"},
-                {1060, "rndm_wnd_configure", kNoRandom, L"Random Number Generators", L"Датчики случайных чисел"}};
+} kOpeners[] = {{1059, "rdr_wnd_configure", kNoReaders, L"Private key readers", L"Считыватели закрытых ключей"},
+                {1100, "rdr_media_wnd_configure", kNoReaders, L"Key carrier types", L"Типы ключевых носителей"},
+                {1060, "rndm_wnd_configure", kNoRandom, L"Random number generators", L"Датчики случайных чисел"}};
 
 using HardwarePage = SettingsPageTest<CPropPageConfigCSPHardware>;
 

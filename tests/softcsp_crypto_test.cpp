@@ -1,4 +1,5 @@
 // The provider's cryptography, against the examples of the standards' RFCs (5831, 5832, 4490, 4491).
+#include "softcsp/crypto/KeyPair.h"
 #include "softcsp/crypto/CurveMath.h"  // first, for the library's header
 
 #include <gtest/gtest.h>
@@ -8,7 +9,7 @@
 #include <string>
 #include <tuple>
 
-#include "softcsp/crypto/KeyWrap.h"
+#include "softcsp/crypto/Cipher.h"
 #include "softcsp/crypto/Random.h"
 
 namespace {
@@ -143,12 +144,30 @@ TEST(SoftcspKeyWrap, OpensThePublishedMessagesAndNoOther) {
     }
 }
 
-TEST(SoftcspNumber, FillsItsBytesInEitherOrder) {
-    std::array<std::uint8_t, 4> bytes{};
-    const Number number = ReadNumber(Hex<2>("0102"), ByteOrder::HighestFirst);
-    EXPECT_TRUE(WriteNumber(number, bytes, ByteOrder::HighestFirst) && bytes == Hex<4>("00000102"));
-    EXPECT_TRUE(WriteNumber(number, bytes, ByteOrder::LowestFirst) && bytes == Hex<4>("02010000"));
-    EXPECT_FALSE(WriteNumber(number, std::span(bytes).first(1), ByteOrder::LowestFirst));
+// libgcrypt has the cipher with the meshing of keys as well; it is the reference for the stream that can be copied.
+TEST(SoftcspCipher, EncryptsAsLibgcryptDoesAcrossTheChangesOfTheKey) {
+    const ParameterSet& set = DefaultParameterSet(ParameterKind::Cipher);
+    SymmetricKey key;
+    ASSERT_TRUE(FillRandom(key.Room()));
+    Bytes data(5003, 7), expected(data);
+    gcry_cipher_hd_t handle = nullptr;
+    ASSERT_EQ(gcry_cipher_open(&handle, GCRY_CIPHER_GOST28147_MESH, GCRY_CIPHER_MODE_CFB, 0), 0u);
+    const CipherHandle reference(handle);
+    gcry_cipher_ctl(handle, GCRYCTL_SET_SBOX, const_cast<char*>(set.identifier), 0);
+    gcry_cipher_setkey(handle, key.Bytes().data(), key.Bytes().size());
+    gcry_cipher_setiv(handle, "12345678", 8);
+    gcry_cipher_encrypt(handle, expected.data(), expected.size(), nullptr, 0);
+    const InitialValue start{'1', '2', '3', '4', '5', '6', '7', '8'};
+    auto cipher = Cipher::Create(set, key, start), back = Cipher::Create(set, key, start);
+    ASSERT_TRUE(cipher && back && cipher->Encrypt(std::span(data).first(2048)));
+    auto copy = cipher->Copy();
+    Bytes other(data);
+    ASSERT_TRUE(copy && copy->Encrypt(std::span(other).subspan(2048)) &&
+                cipher->Encrypt(std::span(data).subspan(2048)));
+    EXPECT_EQ(data, expected);
+    EXPECT_EQ(other, expected);
+    EXPECT_TRUE(back->Decrypt(data));
+    EXPECT_EQ(data, Bytes(5003, 7));
 }
 
 TEST(SoftcspSecrets, AreRandomQuietAndWiped) {

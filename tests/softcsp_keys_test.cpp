@@ -1,4 +1,5 @@
 // Keys, signatures and their ways between contexts, through the system's own interfaces.
+#include "softcsp/kvcsp/ProviderInterface.h"
 #include "tests/support/Provider.h"
 
 #include <gtest/gtest.h>
@@ -49,6 +50,10 @@ UniqueCryptKey Transfer(HCRYPTPROV from, HCRYPTPROV to, HCRYPTKEY session) {
     UniqueCryptKey sending = Import(from, ExportedKey(yours.get(), PUBLICKEYBLOB), mine.get(), CRYPT_EXPORTABLE);
     UniqueCryptKey receiving = Import(to, ExportedKey(mine.get(), PUBLICKEYBLOB), yours.get(), CRYPT_EXPORTABLE);
     const TestBytes probe(kText, kText + sizeof kText);
+    DWORD size = sizeof kText;
+    TestBytes refused = probe;
+    EXPECT_EQ(ErrorOf(CryptEncrypt(sending.get(), 0, TRUE, 0, refused.data(), &size, size)), NTE_BAD_KEY_STATE);
+    for (const HCRYPTKEY key : {sending.get(), receiving.get()}) CryptSetKeyParam(key, KP_IV, kText, 0);
     EXPECT_EQ(Encrypted(sending.get(), probe), Encrypted(receiving.get(), probe));
     for (const HCRYPTKEY key : {sending.get(), receiving.get(), session})
         EXPECT_EQ(ErrorOf(CryptSetKeyParam(key, KP_ALGID, reinterpret_cast<const BYTE*>(&kWrap), 0)), 0);
@@ -111,11 +116,57 @@ TEST(SoftcspKeys, EncryptPieceByPieceAsInOneGo) {
     TestBytes pieces = clear;
     DWORD first = 1600, rest = 1400;
     ASSERT_EQ(ErrorOf(CryptEncrypt(other.get(), 0, FALSE, 0, pieces.data(), &first, first)), 0);
+    // A duplicate continues the stream where it is.
+    UniqueCryptKey continued;
+    ASSERT_EQ(ErrorOf(CryptDuplicateKey(other.get(), nullptr, 0, continued.put())), 0);
+    TestBytes duplicated(pieces);
+    ASSERT_EQ(ErrorOf(CryptEncrypt(continued.get(), 0, TRUE, 0, duplicated.data() + first, &rest, rest)), 0);
+    EXPECT_EQ(duplicated, whole);
     ASSERT_EQ(ErrorOf(CryptEncrypt(other.get(), 0, TRUE, 0, pieces.data() + first, &rest, rest)), 0);
     EXPECT_EQ(pieces, whole);
     auto size = static_cast<DWORD>(pieces.size());
     ASSERT_EQ(ErrorOf(CryptDecrypt(other.get(), 0, TRUE, 0, pieces.data(), &size)), 0);
     EXPECT_EQ(pieces, clear);
+}
+
+TEST(SoftcspKeys, AreGeneratedWithoutAContainerForTheTimeOfTheContext) {
+    const LoadedProvider held;
+    CCryptProvContext context;
+    ASSERT_TRUE(context.Acquire(CRYPT_VERIFYCONTEXT, nullptr, nullptr, 75));
+    const UniqueCryptHash hash = HashOf(context.Get(), kText, sizeof kText);
+    BYTE signature[64];
+    for (const DWORD spec : {AT_KEYEXCHANGE, AT_SIGNATURE}) {
+        DWORD size = sizeof signature;
+        UniqueCryptKey found;
+        EXPECT_EQ(ErrorOf(CryptGetUserKey(context.Get(), spec, found.put())), NTE_NO_KEY);
+        const UniqueCryptKey made = Generate(context.Get(), spec);
+        ASSERT_EQ(ErrorOf(CryptGetUserKey(context.Get(), spec, found.put())), 0);
+        EXPECT_EQ(ExportedKey(found.get(), PUBLICKEYBLOB), ExportedKey(made.get(), PUBLICKEYBLOB));
+        ASSERT_EQ(ErrorOf(CryptSignHashW(hash.get(), spec, nullptr, 0, signature, &size)), 0);
+        EXPECT_EQ(ErrorOf(CryptVerifySignatureW(hash.get(), signature, size, made.get(), nullptr, 0)), 0);
+    }
+}
+
+// The provider's own functions: the system would refuse a handle of another context itself.
+TEST(SoftcspKeys, OfOneContextAreNotAcceptedByAnother) {
+    const LoadedProvider held;
+    const auto find = [&](const char* name) { return reinterpret_cast<void*>(GetProcAddress(held.Get(), name)); };
+    const auto acquire =
+        reinterpret_cast<BOOL(WINAPI*)(HCRYPTPROV*, LPSTR, DWORD, softcsp::ProviderTable*)>(find("CPAcquireContext"));
+    const auto generate = reinterpret_cast<BOOL(WINAPI*)(HCRYPTPROV, ALG_ID, DWORD, HCRYPTKEY*)>(find("CPGenKey"));
+    const auto getParameter =
+        reinterpret_cast<BOOL(WINAPI*)(HCRYPTPROV, HCRYPTKEY, DWORD, BYTE*, DWORD*, DWORD)>(find("CPGetKeyParam"));
+    const auto release = reinterpret_cast<BOOL(WINAPI*)(HCRYPTPROV, DWORD)>(find("CPReleaseContext"));
+    softcsp::ProviderTable table{3, nullptr, nullptr, 75, nullptr, 0, nullptr};
+    HCRYPTPROV one = 0, two = 0;
+    HCRYPTKEY ofOne = 0, ofTwo = 0;
+    ASSERT_TRUE(acquire(&one, nullptr, CRYPT_VERIFYCONTEXT, &table) &&
+                acquire(&two, nullptr, CRYPT_VERIFYCONTEXT, &table));
+    ASSERT_TRUE(generate(one, kCipher, 0, &ofOne) && generate(two, kCipher, 0, &ofTwo));
+    DWORD size = 0;
+    EXPECT_EQ(ErrorOf(getParameter(one, ofOne, KP_ALGID, nullptr, &size, 0)), 0);
+    EXPECT_EQ(ErrorOf(getParameter(one, ofTwo, KP_ALGID, nullptr, &size, 0)), NTE_BAD_KEY);
+    EXPECT_TRUE(release(one, 0) && release(two, 0));
 }
 
 TEST(SoftcspKeys, FailWithTheCodesThatAreDocumented) {
@@ -124,46 +175,54 @@ TEST(SoftcspKeys, FailWithTheCodesThatAreDocumented) {
     ASSERT_TRUE(container.Made());
     const HCRYPTPROV provider = container.Get();
     HCRYPTKEY key = 0;
-    EXPECT_EQ(ErrorOf(CryptGetUserKey(provider, AT_SIGNATURE, &key)), NTE_NO_KEY);
-    EXPECT_EQ(ErrorOf(CryptGetUserKey(provider, 3, &key)), NTE_BAD_KEY);
-    EXPECT_EQ(ErrorOf(CryptGenKey(provider, CALG_RC4, 0, &key)), NTE_BAD_ALGID);
-    EXPECT_EQ(ErrorOf(CryptGenKey(provider, kCipher, CRYPT_SERVER, &key)), NTE_BAD_FLAGS);
-    const UniqueCryptKey exchange = Generate(provider, AT_KEYEXCHANGE), session = Generate(provider, kCipher);
-    EXPECT_EQ(ErrorOf(CryptGenKey(provider, AT_KEYEXCHANGE, 0, &key)), NTE_EXISTS);
-    DWORD size = 0, word = 0;
-    EXPECT_EQ(ErrorOf(CryptExportKey(exchange.get(), session.get(), PRIVATEKEYBLOB, 0, nullptr, &size)),
-              NTE_BAD_KEY_STATE);
-    EXPECT_EQ(ErrorOf(CryptExportKey(exchange.get(), 0, PRIVATEKEYBLOB, 0, nullptr, &size)), NTE_BAD_KEY);
-    EXPECT_EQ(ErrorOf(CryptExportKey(exchange.get(), 0, OPAQUEKEYBLOB, 0, nullptr, &size)), NTE_BAD_TYPE);
-    EXPECT_EQ(ErrorOf(CryptGetKeyParam(exchange.get(), KP_CERTIFICATE, nullptr, &size, 0)), NTE_NOT_FOUND);
-    EXPECT_EQ(ErrorOf(CryptGetKeyParam(exchange.get(), KP_ALGID, nullptr, &size, 1)), NTE_BAD_FLAGS);
-    size = 1;
-    EXPECT_EQ(ErrorOf(CryptGetKeyParam(exchange.get(), KP_ALGID, reinterpret_cast<BYTE*>(&word), &size, 0)),
-              ERROR_MORE_DATA);
-    EXPECT_EQ(size, sizeof word);
-    EXPECT_EQ(ErrorOf(CryptSetKeyParam(exchange.get(), 106, reinterpret_cast<const BYTE*>("1.2.3"), 0)),
-              NTE_BAD_KEY_STATE);
-    EXPECT_EQ(ErrorOf(CryptSetKeyParam(exchange.get(), KP_CERTIFICATE, reinterpret_cast<const BYTE*>("no"), 0)),
-              NTE_BAD_DATA);
-    for (const BYTE first : {BYTE{PUBLICKEYBLOB}, BYTE{SIMPLEBLOB}, BYTE{PRIVATEKEYBLOB}, BYTE{0}}) {
-        const TestBytes noise(200, first);
-        EXPECT_EQ(ErrorOf(CryptImportKey(provider, noise.data(), 200, session.get(), 0, &key)), NTE_BAD_DATA);
-    }
-    TestBytes point = ExportedKey(exchange.get(), PUBLICKEYBLOB);
-    point.back() ^= 1;  // no point of the curve any more
-    EXPECT_EQ(ErrorOf(CryptImportKey(provider, point.data(), static_cast<DWORD>(point.size()), 0, 0, &key)),
-              NTE_BAD_PUBLIC_KEY);
     HCRYPTHASH none = 0;
-    EXPECT_EQ(ErrorOf(CryptCreateHash(provider, CALG_SHA1, 0, 0, &none)), NTE_BAD_ALGID);
+    DWORD size = 0, word = 0, one = 1;
+    const UniqueCryptKey exchange = Generate(provider, AT_KEYEXCHANGE), session = Generate(provider, kCipher);
     const UniqueCryptHash hash = HashOf(provider, kText, sizeof kText);
-    size = 0;
-    EXPECT_EQ(ErrorOf(CryptSignHashW(hash.get(), AT_SIGNATURE, nullptr, 0, nullptr, &size)), NTE_NO_KEY);
-    EXPECT_EQ(ErrorOf(CryptSignHashW(hash.get(), AT_KEYEXCHANGE, nullptr, 0, nullptr, &size)), 0);
-    EXPECT_EQ(size, 64u);
-    BYTE value[32];
-    size = sizeof value;
-    EXPECT_EQ(ErrorOf(CryptGetHashParam(hash.get(), HP_HASHVAL, value, &size, 0)), 0);
-    EXPECT_EQ(ErrorOf(CryptHashData(hash.get(), kText, 1, 0)), NTE_BAD_HASH_STATE);
+    TestBytes point = ExportedKey(exchange.get(), PUBLICKEYBLOB), noise(200, PRIVATEKEYBLOB), value(32);
+    point.back() ^= 1;  // no point of the curve any more
+    const auto bytes = [](const void* data) { return static_cast<const BYTE*>(data); };
+    DWORD hashed = 5, whole = 32;
+    const struct {
+        const char* what;
+        BOOL done;
+        DWORD error;  // read before the next call
+        HRESULT expected;
+    } table[] = {
+#define ROW(call, code) {#call, call, GetLastError(), static_cast<HRESULT>(code)}
+        ROW(CryptGetUserKey(provider, AT_SIGNATURE, &key), NTE_NO_KEY),
+        ROW(CryptGetUserKey(provider, 3, &key), NTE_BAD_KEY),
+        ROW(CryptGenKey(provider, CALG_RC4, 0, &key), NTE_BAD_ALGID),
+        ROW(CryptGenKey(provider, kCipher, CRYPT_SERVER, &key), NTE_BAD_FLAGS),
+        ROW(CryptGenKey(provider, AT_KEYEXCHANGE, 0, &key), NTE_EXISTS),
+        ROW(CryptGenKey(provider, AT_SIGNATURE, 1024 << 16, &key), NTE_BAD_LEN),
+        ROW(CryptGenKey(provider, AT_SIGNATURE, CRYPT_USER_PROTECTED, &key), NTE_BAD_FLAGS),
+        ROW(CryptImportKey(provider, point.data(), 10, 0, CRYPT_USER_PROTECTED, &key), NTE_BAD_FLAGS),
+        ROW(CryptExportKey(exchange.get(), session.get(), PRIVATEKEYBLOB, 0, nullptr, &size), NTE_BAD_KEY_STATE),
+        ROW(CryptExportKey(exchange.get(), 0, PRIVATEKEYBLOB, 0, nullptr, &size), NTE_BAD_KEY),
+        ROW(CryptExportKey(exchange.get(), 0, OPAQUEKEYBLOB, 0, nullptr, &size), NTE_BAD_TYPE),
+        ROW(CryptGetKeyParam(exchange.get(), KP_CERTIFICATE, nullptr, &size, 0), NTE_NOT_FOUND),
+        ROW(CryptGetKeyParam(exchange.get(), KP_ALGID, nullptr, &size, 1), NTE_BAD_FLAGS),
+        ROW(CryptGetKeyParam(exchange.get(), KP_ALGID, reinterpret_cast<BYTE*>(&word), &one, 0), ERROR_MORE_DATA),
+        ROW(CryptSetKeyParam(exchange.get(), 106, bytes("1.2.3"), 0), NTE_BAD_KEY_STATE),
+        ROW(CryptSetKeyParam(exchange.get(), KP_CERTIFICATE, bytes("no"), 0), NTE_BAD_DATA),
+        ROW(CryptSetProvParam(provider, 92, bytes("1.2.643.2.2.30.0"), 0), NTE_BAD_DATA),  // for examples only
+        ROW(CryptImportKey(provider, noise.data(), 200, session.get(), 0, &key), NTE_BAD_DATA),
+        ROW(CryptImportKey(provider, point.data(), static_cast<DWORD>(point.size()), 0, 0, &key), NTE_BAD_PUBLIC_KEY),
+        ROW(CryptCreateHash(provider, CALG_SHA1, 0, 0, &none), NTE_BAD_ALGID),
+        ROW(CryptHashData(hash.get(), kText, 1, CRYPT_USERDATA), NTE_BAD_LEN),
+        ROW(CryptHashData(hash.get(), nullptr, 0, CRYPT_USERDATA), NTE_BAD_FLAGS),
+        ROW(CryptSignHashW(hash.get(), AT_SIGNATURE, nullptr, 0, nullptr, &size), NTE_NO_KEY),
+        ROW(CryptGetHashParam(hash.get(), HP_HASHVAL, value.data(), &hashed, 0), ERROR_MORE_DATA),
+        ROW(CryptHashData(hash.get(), kText, 1, 0), 0),  // a query for the size does not finish the hash
+        ROW(CryptGetHashParam(hash.get(), HP_HASHVAL, value.data(), &whole, 0), 0),
+        ROW(CryptHashData(hash.get(), kText, 1, 0), NTE_BAD_HASH_STATE),
+        ROW(CryptSetHashParam(hash.get(), HP_HASHVAL, value.data(), 0), NTE_BAD_HASH_STATE),
+#undef ROW
+    };
+    for (const auto& row : table) EXPECT_EQ(row.done ? 0 : static_cast<HRESULT>(row.error), row.expected) << row.what;
+    EXPECT_EQ(one, sizeof word) << "the size needed";
+    EXPECT_EQ(hashed, 32u) << "the size needed";
 }
 
 TEST(SoftcspKeys, ServeTheSystemsCertificates) {

@@ -126,6 +126,11 @@ TEST(SoftcspParameters, LetTheUserChooseContainerAndCarrier) {
         EXPECT_TRUE(Parameter(choosing.Get(), 110).empty());
         EXPECT_EQ(GetLastError(), DWORD{ERROR_CANCELLED});
     }
+    // The buffer must have room for every name before the user is asked.
+    DWORD room = 5;
+    BYTE small[5];
+    EXPECT_EQ(ErrorOf(CryptGetProvParam(choosing.Get(), 110, small, &room, 0)), ERROR_MORE_DATA);
+    EXPECT_GE(room, Parameter(made.Get(), 111).size());
     made.Release();
     EXPECT_TRUE(made.Acquire(CRYPT_DELETEKEYSET | CRYPT_SILENT, L"\\\\.\\CHOSEN\\Выбранный", nullptr, 75));
     RunTool(L"set NewPassword=");
@@ -134,6 +139,25 @@ TEST(SoftcspParameters, LetTheUserChooseContainerAndCarrier) {
     BYTE name[600];
     ASSERT_TRUE(choosing.Acquire(CRYPT_VERIFYCONTEXT | CRYPT_SILENT, nullptr, nullptr, 75));
     EXPECT_EQ(ErrorOf(CryptGetProvParam(choosing.Get(), 110, name, &size, 0)), NTE_SILENT_CONTEXT);
+}
+
+TEST(SoftcspParameters, AreReadInAContextForOneCarrier) {
+    const LoadedProvider held;
+    RunTool(L"carrier remove CHOSEN");
+    ASSERT_EQ(RunTool(L"carrier add CHOSEN"), 0u);
+    const TestContainer there(L"\\\\.\\CHOSEN\\there"), elsewhere(L"\\\\.\\REGISTRY\\elsewhere");
+    CCryptProvContext context;
+    ASSERT_TRUE(context.Acquire(CRYPT_VERIFYCONTEXT, L"\\\\.\\CHOSEN\\", nullptr, 75));
+    EXPECT_EQ(Parameter(context.Get(), PP_ENUMCONTAINERS, CRYPT_FIRST).size(), sizeof "there");
+    EXPECT_TRUE(Parameter(context.Get(), PP_ENUMCONTAINERS).empty());
+    EXPECT_FALSE(context.Acquire(CRYPT_VERIFYCONTEXT, L"\\\\.\\NOWHERE\\", nullptr, 75));
+    EXPECT_EQ(static_cast<HRESULT>(GetLastError()), NTE_KEYSET_NOT_DEF);
+    // The only key size has no increment. A missing default container is no error on demand.
+    constexpr DWORD optional = 0x80;  // CRYPT_DEFAULT_CONTAINER_OPTIONAL
+    ASSERT_TRUE(context.Acquire(optional | CRYPT_SILENT, nullptr, nullptr, 75));
+    for (const DWORD increment : {PP_KEYX_KEYSIZE_INC, PP_SIG_KEYSIZE_INC})
+        EXPECT_EQ(Parameter(context.Get(), increment), Words({0}));
+    RunTool(L"carrier remove CHOSEN");
 }
 
 TEST(SoftcspParameters, AreCountedForTestsAndBenchmarks) {

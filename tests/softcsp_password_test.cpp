@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "softcsp/dialogs/resource.h"
 #include "tests/support/ModalScript.h"
 #include "tests/support/Store.h"
@@ -15,12 +17,14 @@ constexpr wchar_t kName[] = L"С паролем для проверки";
 class SoftcspPassword : public testing::Test {
   protected:
     void SetUp() override {
+        RunTool(L"set PasswordRounds=100");
         RunTool(L"remove \"" + std::wstring(kName) + L"\"");
         ASSERT_EQ(RunTool(L"create \"" + std::wstring(kName) + L"\" --keys xs --password 1234"), 0u);
     }
     void TearDown() override {
         RunTool(L"remove \"" + std::wstring(kName) + L"\"");
         RunTool(L"store del \\local\\KeyDevices\\passwords");
+        RunTool(L"set PasswordRounds=");
     }
 
     // What loading the keys gives when the dialogs are filled in so.
@@ -65,6 +69,28 @@ TEST_F(SoftcspPassword, IsAskedForUntilItIsRight) {
     EXPECT_EQ(
         ErrorOf(CryptSetProvParam(context.Get(), PP_SIGNATURE_PIN, reinterpret_cast<const BYTE*>(tooLong.c_str()), 0)),
         NTE_BAD_DATA);
+}
+
+// A thread that the owner of the dialog waits for must be able to use the context.
+TEST_F(SoftcspPassword, DialogLeavesTheContextToOtherThreads) {
+    CCryptProvContext context;
+    ASSERT_TRUE(context.Acquire(0, kName, nullptr, 75));
+    const HANDLE answered = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    std::thread other;
+    DWORD waited = WAIT_FAILED, loaded = 0, size = sizeof loaded;
+    ModalScript script({[&](HWND dialog) {
+        other = std::thread([&] {
+            DWORD version = 0, room = sizeof version;
+            CryptGetProvParam(context.Get(), PP_VERSION, reinterpret_cast<BYTE*>(&version), &room, 0);
+            SetEvent(answered);
+        });
+        waited = WaitForSingleObject(answered, 5'000);
+        Type(L"1234")(dialog);
+    }});
+    EXPECT_EQ(ErrorOf(CryptGetProvParam(context.Get(), 109, reinterpret_cast<BYTE*>(&loaded), &size, 0)), 0);
+    EXPECT_EQ(waited, WAIT_OBJECT_0) << "the other thread waits for the dialog";
+    other.join();
+    CloseHandle(answered);
 }
 
 TEST_F(SoftcspPassword, IsSavedOnRequestAndForgottenWhenItChanges) {

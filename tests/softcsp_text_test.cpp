@@ -67,35 +67,4 @@ TEST(SoftcspText, ComesInTheLanguageElseAVersionsInTheModules) {
         }
 }
 
-// Bytes that end where the process's memory does, so that reading past them is a crash.
-softcsp::ResourceBytes AtTheEdge(const std::vector<std::uint8_t>& bytes) {
-    static BYTE* const pages = static_cast<BYTE*>(VirtualAlloc(nullptr, 0x2000, MEM_RESERVE, PAGE_NOACCESS));
-    VirtualAlloc(pages, 0x1000, MEM_COMMIT, PAGE_READWRITE);
-    return {std::copy_backward(bytes.begin(), bytes.end(), pages + 0x1000), bytes.size()};
-}
-
-TEST(SoftcspText, IsReadWithinItsBytesWhateverTheySay) {
-    const softcsp::ResourceBytes strings = AtTheEdge({2, 0, 'H', 0, 'i', 0, 0, 0, 1, 0, 'x', 0, 9, 0, 'y', 0});
-    for (const auto& [index, text] : {std::pair{0u, std::optional(u"Hi")}, {1u, u""}, {2u, u"x"}, {3u, {}}, {15u, {}}})
-        EXPECT_EQ(softcsp::StringOfBlock(strings, index), text) << index;
-
-    const HMODULE library = GetModuleHandleW(L"kvsuprt.dll");
-    const HRSRC found = FindResourceW(library, MAKEINTRESOURCEW(1), RT_VERSION);
-    const auto* first = static_cast<const std::uint8_t*>(LockResource(LoadResource(library, found)));
-    const std::vector<std::uint8_t> version(first, first + SizeofResource(library, found));
-    const auto value = [](auto bytes) { return softcsp::VersionString(bytes, u"041904B0", u"filedescription"); };
-    EXPECT_TRUE(value(AtTheEdge(version)));
-    EXPECT_EQ(softcsp::FirstTranslation(AtTheEdge(version)), u"040904b0");
-    for (std::size_t at = 0; at < version.size(); ++at) {
-        EXPECT_FALSE(value(AtTheEdge({first, first + at}))) << at;
-        for (const int lie : {0, 1, 255}) {
-            std::vector<std::uint8_t> spoilt = version;
-            spoilt[at] = static_cast<std::uint8_t>(lie);
-            const softcsp::ResourceBytes bytes = AtTheEdge(spoilt);
-            EXPECT_LT(value(bytes).value_or(u"").size(), version.size()) << at;
-            EXPECT_LE(softcsp::FirstTranslation(bytes).value_or(u"").size(), 8u) << at;
-        }
-    }
-}
-
 }  // namespace

@@ -41,7 +41,8 @@ TEST_F(SoftcspTool, MakesContainersAsAsked) {
     EXPECT_EQ(RunTool(L"create " + kName), 1u);
     EXPECT_EQ(RunTool(L"create " + kName + everything), 0u);
     ExpectTold(L"show " + kName,
-               {"password no\nintegrity intact\nexchange key yes\n curve 1.2.643.2.2.36.0\n digest 1.2.643.2.2.30.1\n",
+               {"password no\nformat 2\nintegrity intact\nexchange key yes\n curve 1.2.643.2.2.36.0\n digest "
+                "1.2.643.2.2.30.1\n",
                 " exportable no\n", " matches yes\n subject CN=Тест инструмента\n", "signature key no\n"});
     ExpectTold(L"list --machine", {"\tkeys xs, certificates s, password\n"});
     ExpectTold(L"show --machine " + kName,
@@ -102,17 +103,6 @@ TEST_F(SoftcspTool, WritesCertificateFilesOfEachFormat) {
         EXPECT_EQ(RunTool(both + L" --password 77 --out " + path + file), 0u);
         EXPECT_EQ(PublicKeysIn(path + file), keys) << file;
     }
-}
-
-TEST_F(SoftcspTool, PlugsCarriersInAndOut) {
-    EXPECT_EQ(RunTool(L"carrier add TEST_TOOL --room 700"), 0u);
-    ExpectTold(L"carrier list", {"REGISTRY\tpresent\n", "TEST_TOOL\tremovable, present, room 700\n"});
-    EXPECT_EQ(RunTool(L"create --carrier TEST_TOOL --keys xs " + kName), 1u);  // more than fits
-    EXPECT_EQ(RunTool(L"create --carrier TEST_TOOL --certs none " + kName), 0u);
-    EXPECT_EQ(RunTool(L"carrier eject TEST_TOOL"), 0u);
-    EXPECT_EQ(RunTool(L"show " + kName), 1u);
-    EXPECT_EQ(RunTool(L"carrier insert TEST_TOOL"), 0u);
-    ExpectTold(L"list", {"TEST_TOOL\\Тест инструмента\tkeys x, certificates none\n"});
 }
 
 TEST_F(SoftcspTool, TellsWrongUsageFromFailure) {

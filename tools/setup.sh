@@ -10,6 +10,7 @@ packages=(
   clang libclang-rt-14-dev                                # fuzzers, with their sanitizers
   wine64 fonts-wine locales                               # run, with Windows' fonts and the users' code page
   wixl msitools osslsigncode                              # the installer package and its signatures
+  openssl libengine-gost-openssl                          # the other implementation in the provider's tests
   xvfb xauth imagemagick                                  # screenshots where there is no display
   librsvg2-bin                                            # icons from their drawings
 )

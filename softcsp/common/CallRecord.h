@@ -1,7 +1,7 @@
-// How often a program called each of the provider's functions, and how many handles it has open: for tests and
-// benchmarks. One file per program (by its file name, such as "control.exe") in the application data of all users,
-// mapped by the provider while it is loaded; a program without such a file isn't recorded. Numbers of several processes
-// of that name add up.
+// Counts for tests and benchmarks: how often a program called each of the provider's functions, and how many handles it
+// has open. There is one file per program (by its file name, such as "control.exe") in the application data of all
+// users, mapped by the provider while it is loaded. A program without such a file is not counted. The counts of several
+// processes of that name are added.
 #pragma once
 
 #include <windows.h>
@@ -53,14 +53,14 @@ constexpr const wchar_t* kHandleKinds[] = {L"contexts", L"keys", L"hashes"};
 
 struct CallCounts {
     std::array<LONG, std::size(kProviderEntries)> calls;
-    std::array<LONG, std::size(kHandleKinds)> open;  // opened less closed
+    std::array<LONG, std::size(kHandleKinds)> open;  // opened minus closed
 };
 
-// Called by the provider.
-void CountCall(ProviderEntry entry);
-void CountHandles(HandleKind kind, LONG change);
+// Called by the provider. They throw nothing.
+void CountCall(ProviderEntry entry) noexcept;
+void CountHandles(HandleKind kind, LONG change) noexcept;
 
-// Called by tools and tests; Win32 codes. Starting sets all to zero. Without a record: ERROR_FILE_NOT_FOUND.
+// Called by the tool and by tests; Win32 codes. Starting sets all counts to zero. No record: ERROR_FILE_NOT_FOUND.
 DWORD StartCallRecord(const std::wstring& program);
 DWORD ReadCallRecord(const std::wstring& program, CallCounts& counts);
 DWORD StopCallRecord(const std::wstring& program);

@@ -1,12 +1,12 @@
-// Where the software provider keeps its things in the registry, and what it is called there.
+// The software provider's registry keys, and the names that it is registered by.
 #pragma once
 
 namespace softcsp {
 
-// Everything of the provider's own, under both HKEY_LOCAL_MACHINE and HKEY_CURRENT_USER:
-//   Store\<scope>\…   the configuration store (common/Store.h); the scope "local" lies in HKEY_CURRENT_USER
-//   Denied            the paths that tests took the rights to (common/AccessList.h)
-//   Settings          what the provider is to report (common/Settings.h)
+// The provider's own data, under HKEY_LOCAL_MACHINE and HKEY_CURRENT_USER:
+//   Store\<scope>\…   the configuration store (common/Store.h); the scope "local" is in HKEY_CURRENT_USER
+//   Denied            the store paths whose rights are withdrawn (common/Store.h)
+//   Settings          what the provider reports (common/Settings.h)
 //   Carriers\<name>   the removable carriers (common/Carriers.h)
 // and a value of the key itself:
 //   CngRegistered     REG_DWORD 1 while kvcng.dll is registered
@@ -22,7 +22,7 @@ struct ProviderName {
     unsigned long type;
     const wchar_t* name;
     const wchar_t* typeKey;   // the type's key under "Provider Types"
-    const wchar_t* typeName;  // what the type is called there
+    const wchar_t* typeName;  // the type's description there
 };
 
 constexpr ProviderName kProviders[] = {
@@ -30,7 +30,7 @@ constexpr ProviderName kProviders[] = {
     {71, L"Kelvane GOST R 34.10-94 KC1 CSP", L"Type 071", L"GOST R 34.10-94 signature and key agreement"},
 };
 
-// The provider's name for a type, nullptr for a type that isn't ours.
+// The provider's name for a type, null for a type that it does not have.
 constexpr const ProviderName* FindProvider(unsigned long type) {
     for (const ProviderName& provider : kProviders)
         if (provider.type == type) return &provider;

@@ -5,7 +5,7 @@
 namespace softcsp {
 namespace {
 
-// The caller has made sure that two bytes are there.
+// The caller has checked that two bytes are present.
 std::uint16_t Word(ResourceBytes bytes, std::size_t at) {
     return static_cast<std::uint16_t>(bytes[at] | bytes[at + 1] << 8);
 }
@@ -34,18 +34,18 @@ std::u16string TextAt(ResourceBytes bytes, std::size_t begin, std::size_t end) {
     return text;
 }
 
-// One node of a version resource. Offsets are counted from the resource's first byte, because the padding is.
+// One node of a version resource. Offsets count from the first byte of the resource, as its padding does.
 struct Node {
     std::u16string key;
-    std::size_t value = 0;     // where its value begins
-    std::size_t valueEnd = 0;  // and ends
-    std::size_t children = 0;  // where its first child begins
+    std::size_t value = 0;     // offset of its value
+    std::size_t valueEnd = 0;  // one past its value
+    std::size_t children = 0;  // offset of its first child
     std::size_t end = 0;       // one past its last byte
 };
 
 constexpr std::size_t kNodeHeader = 6;  // bytes: length, length of the value, kind of the value
 
-// The node at `at`, which may reach to `limit`; nothing when its lengths lie.
+// The node at `at`, which may extend to `limit`; empty if its lengths do not fit.
 std::optional<Node> ReadNode(ResourceBytes bytes, std::size_t at, std::size_t limit) {
     if (at > limit || limit - at < kNodeHeader) return std::nullopt;
     const std::size_t length = Word(bytes, at);

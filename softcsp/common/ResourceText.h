@@ -1,5 +1,5 @@
-// Texts out of a module's resources, read as the bytes they are: every length is checked against the bytes there
-// are. Knows nothing of Windows, so that it can be fuzzed where sanitizers run.
+// Texts in the resources of a module, parsed from their bytes. Every length is checked against the bytes present.
+// Independent of <windows.h>, so that it can be fuzzed natively with sanitizers.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@ namespace softcsp {
 
 using ResourceBytes = std::span<const std::uint8_t>;
 
-// String number `index` (0 to 15) of one block of a string table; nothing when the block ends before it.
+// String number `index` (0 to 15) of one block of a string table; empty if the block ends before it.
 std::optional<std::u16string> StringOfBlock(ResourceBytes block, unsigned index);
 
 // The value `name` from StringFileInfo of a version resource. `block` is eight hexadecimal digits, language and code

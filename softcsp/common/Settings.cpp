@@ -1,7 +1,7 @@
 #include "softcsp/common/Settings.h"
 
 #include "softcsp/common/Names.h"
-#include "softcsp/common/RegistryKey.h"
+#include "softcsp/common/Registry.h"
 
 namespace softcsp {
 
@@ -11,7 +11,7 @@ DWORD ReadSetting(const Setting& setting) {
     DWORD value = setting.missing;
     if (settings.Open(HKEY_LOCAL_MACHINE, kSettingsKey, KEY_QUERY_VALUE) == ERROR_SUCCESS &&
         settings.Read(setting.name, data) == ERROR_SUCCESS)
-        data.Number(value);  // a value of another type is left aside
+        data.Number(value);  // a value of another type is ignored
     return value;
 }
 
@@ -24,7 +24,7 @@ DWORD WriteSetting(const Setting& setting, DWORD value) {
 DWORD ClearSetting(const Setting& setting) {
     RegistryKey settings;
     DWORD result = settings.Open(HKEY_LOCAL_MACHINE, kSettingsKey, KEY_SET_VALUE);
-    if (result == ERROR_SUCCESS) result = settings.Delete(setting.name);
+    if (result == ERROR_SUCCESS) result = settings.Remove(setting.name);
     return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
 }
 

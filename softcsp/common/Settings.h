@@ -1,5 +1,6 @@
-// What the provider is to report about itself, changed by "softcsp set NAME=VALUE" so that a test reaches every
-// branch of a program that asks. REG_DWORD values of the provider's Settings key, read anew at each question.
+// What the provider reports about itself, changed by "softcsp set NAME=VALUE" so that a test reaches every branch of a
+// program that asks. Settings are REG_DWORD values of the provider's Settings key and
+// are read at each use.
 #pragma once
 
 #include <windows.h>
@@ -8,7 +9,7 @@ namespace softcsp {
 
 struct Setting {
     const wchar_t* name;
-    DWORD missing;  // what holds while the value isn't there
+    DWORD missing;  // the default, used while the value is missing
     const char* meaning;
 };
 
@@ -17,8 +18,8 @@ constexpr Setting kVersionSetting{L"Version", 0x0500, "PP_VERSION: major version
 constexpr Setting kBuildSetting{L"Build", 4821, "build number, second word of parameter 138"};
 constexpr Setting kDebugSetting{L"Debug", 0, "1 = debug build, third word of parameter 138"};
 constexpr Setting kTypeSetting{L"Type", 0, "PP_PROVTYPE; 0 = the type that the context was opened with"};
-constexpr Setting kCngRegisterSetting{L"CngRegister", 0, "what DllRegisterServer of kvcng.dll answers, an HRESULT"};
-constexpr Setting kCngUnregisterSetting{L"CngUnregister", 0, "what DllUnregisterServer of kvcng.dll answers"};
+constexpr Setting kCngRegisterSetting{L"CngRegister", 0, "the result of DllRegisterServer in kvcng.dll, an HRESULT"};
+constexpr Setting kCngUnregisterSetting{L"CngUnregister", 0, "the result of DllUnregisterServer in kvcng.dll"};
 constexpr Setting kCacheSetting{L"Cache", 0, "keys in the cache, first word of parameter 115; 0 off"};
 constexpr Setting kCacheMaximumSetting{L"CacheMaximum", 64, "second word of parameter 115; 0 = no caching"};
 constexpr Setting kCacheAvailableSetting{L"CacheAvailable", 1,
@@ -26,17 +27,21 @@ constexpr Setting kCacheAvailableSetting{L"CacheAvailable", 1,
 constexpr Setting kDhControlSetting{L"DhControl", 2, "Diffie-Hellman control, parameter 143: 1 off, 2 on"};
 constexpr Setting kDhMayChangeSetting{L"DhMayChange", 1,
                                       "second word of parameter 143: 1 may be set; 2 = no parameter 143"};
-constexpr Setting kNewPasswordSetting{L"NewPassword", 1, "1 = who makes a container is asked for its password"};
+constexpr Setting kNewPasswordSetting{L"NewPassword", 1, "1 = the user is asked for a new container's password"};
+constexpr Setting kPasswordRoundsSetting{L"PasswordRounds", 0,
+                                         "rounds of a new password's key; 0 = as many as take 200 ms"};
+constexpr Setting kExampleSetsSetting{L"ExampleSets", 0, "1 = the parameter sets of published examples may be used"};
 
 constexpr DWORD kNoSuchParameter = 2;  // of CacheAvailable and DhMayChange
 
-constexpr const Setting* kSettings[] = {
-    &kClassSetting,       &kVersionSetting,       &kBuildSetting,      &kDebugSetting,        &kTypeSetting,
-    &kCngRegisterSetting, &kCngUnregisterSetting, &kCacheSetting,      &kCacheMaximumSetting, &kCacheAvailableSetting,
-    &kDhControlSetting,   &kDhMayChangeSetting,   &kNewPasswordSetting};
+constexpr const Setting* kSettings[] = {&kClassSetting,          &kVersionSetting,        &kBuildSetting,
+                                        &kDebugSetting,          &kTypeSetting,           &kCngRegisterSetting,
+                                        &kCngUnregisterSetting,  &kCacheSetting,          &kCacheMaximumSetting,
+                                        &kCacheAvailableSetting, &kDhControlSetting,      &kDhMayChangeSetting,
+                                        &kNewPasswordSetting,    &kPasswordRoundsSetting, &kExampleSetsSetting};
 
 DWORD ReadSetting(const Setting& setting);
 DWORD WriteSetting(const Setting& setting, DWORD value);  // Win32 code
-DWORD ClearSetting(const Setting& setting);               // Win32 code; nothing to clear is success
+DWORD ClearSetting(const Setting& setting);               // Win32 code; a missing value is success
 
 }  // namespace softcsp

@@ -1,17 +1,46 @@
-// The configuration store, kept in the registry: "\local\…" beneath HKEY_CURRENT_USER, every other scope beneath
+// The configuration store. It is kept in the registry: "\local\…" beneath HKEY_CURRENT_USER, every other scope beneath
 // HKEY_LOCAL_MACHINE. Numbers and flags are REG_DWORD, texts REG_SZ. Results are Win32 codes, 0 = success; a failed
-// call leaves its outputs untouched. A malformed path is ERROR_BAD_PATHNAME.
+// call leaves its outputs unchanged. A malformed path is ERROR_BAD_PATHNAME.
 #pragma once
 
 #include <windows.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "softcsp/common/RegistryKey.h"
-#include "softcsp/common/StorePath.h"
+#include "softcsp/common/Registry.h"
 
 namespace softcsp {
+
+// A path of the store: "\scope\section\…\name".
+class StorePath {
+  public:
+    // Empty if the text is null, does not begin with a backslash, has an empty component (as a trailing backslash
+    // gives), a component of more than 255 characters, or more than 4096 characters in all.
+    static std::optional<StorePath> Parse(const wchar_t* text);
+
+    bool IsLocal() const { return local_; }             // the scope is "\local", in any letter case
+    bool HasName() const { return parts_.size() > 1; }  // has a component after the scope, so can be a parameter
+    const std::wstring& Name() const { return parts_.back(); }
+
+    std::wstring Section() const { return Join(parts_.size()); }     // the whole path, read as a section
+    std::wstring Parent() const { return Join(parts_.size() - 1); }  // the section that contains a parameter
+
+    // The path itself and each path above it, the scope first.
+    std::vector<std::wstring> Lineage() const;
+
+  private:
+    std::wstring Join(std::size_t count) const;  // the first components, each after a backslash
+
+    std::vector<std::wstring> parts_;
+    bool local_ = false;
+};
+
+// Withdraw and restore the rights to write and remove a path and everything beneath it, so that tests can run as a
+// user without these rights. One registry value per path, named as the path, outside the store.
+DWORD Deny(const StorePath& path);
+DWORD Allow(const StorePath& path);  // ERROR_FILE_NOT_FOUND unless exactly this path was denied
 
 // One entry of a section.
 struct StoreValue {
@@ -27,19 +56,20 @@ constexpr DWORD kRightRemove = 8;
 
 class Store {
   public:
-    // Whether the list of denied paths holds. The tool that prepares a machine goes past it.
-    enum class Rights { Held, Ignored };
+    // Whether denied paths are respected. The tool ignores them while it prepares a machine.
+    enum class Denials { Respected, Ignored };
 
-    explicit Store(Rights rights = Rights::Held) : rights_(rights) {}
+    explicit Store(Denials denials = Denials::Respected) : denials_(denials) {}
 
     DWORD Find(const wchar_t* path, StoreValue& value) const;                    // a parameter, never a section
     DWORD List(const wchar_t* section, std::vector<StoreValue>& entries) const;  // subsections first
-    DWORD PutNumber(const wchar_t* path, DWORD number) const;
-    DWORD PutText(const wchar_t* path, const std::wstring& text) const;
-    DWORD PutSection(const wchar_t* path) const;  // an existing one stays as it is
-    DWORD DeleteParameter(const wchar_t* path) const;
-    DWORD DeleteSection(const wchar_t* path) const;  // with everything beneath
-    // What may be done with a section or a parameter; ERROR_FILE_NOT_FOUND when there is neither.
+    DWORD WriteNumber(const wchar_t* path, DWORD number) const;
+    DWORD WriteText(const wchar_t* path, const std::wstring& text) const;
+    // An existing section stays unchanged. The security is that of a new one.
+    DWORD CreateSection(const wchar_t* path, SECURITY_ATTRIBUTES* security = nullptr) const;
+    DWORD RemoveParameter(const wchar_t* path) const;
+    DWORD RemoveSection(const wchar_t* path) const;  // with everything beneath
+    // The granted rights to a section or a parameter; ERROR_FILE_NOT_FOUND if there is neither.
     DWORD Granted(const wchar_t* path, DWORD& rights) const;
 
   private:
@@ -47,7 +77,19 @@ class Store {
     bool MayWrite(const StorePath& path) const;
     bool MayRemove(const StorePath& path) const;
 
-    Rights rights_;
+    Denials denials_;
+};
+
+// The language of the user interface, which the store has.
+constexpr DWORD kEnglish = 1033;
+constexpr DWORD kRussian = 1049;
+
+// It is read from the store once and then cached.
+class Language {
+  public:
+    static DWORD Get();
+    static DWORD Update();  // reads the setting again
+    static void Forget();
 };
 
 }  // namespace softcsp

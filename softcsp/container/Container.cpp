@@ -1,13 +1,14 @@
 #include "softcsp/container/Container.h"
 
-#include "softcsp/common/ByteStream.h"
 #include "softcsp/crypto/Digest.h"
 
 namespace softcsp {
 namespace {
 
 constexpr std::uint8_t kMagic[] = {'S', 'P', 'K', 'C'};
-constexpr std::uint32_t kFormat = 1;
+constexpr std::uint32_t kFirstFormat = 1, kFormat = 2;
+constexpr std::size_t kCharacter = 2;  // bytes of a character of a name
+constexpr char kCodeLabel[] = "container authentication";
 
 void WriteSealed(ByteWriter& to, const SealedKey& key) {
     to.Raw(key.material);
@@ -23,21 +24,16 @@ SealedKey ReadSealed(ByteReader& from) {
     return key;
 }
 
+const ParameterSet* Known(ByteReader& from, const ParameterSet* set) {
+    if (set == nullptr) from.Fail();
+    return set;
+}
+
 const ParameterSet* ReadSet(ByteReader& from, ParameterKind kind) {
-    const ParameterSet* set = FindParameterSet(kind, from.Text());
-    if (set == nullptr) from.Fail();
-    return set;
+    return Known(from, FindParameterSet(kind, from.Text()));
 }
 
-const ParameterSet* ReadCurve(ByteReader& from) {
-    const std::string identifier = from.Text();
-    const ParameterSet* set = FindParameterSet(ParameterKind::Exchange, identifier);
-    if (set == nullptr) set = FindParameterSet(ParameterKind::Signature, identifier);
-    if (set == nullptr) from.Fail();
-    return set;
-}
-
-void WriteKey(ByteWriter& to, const std::optional<ContainerKey>& key) {
+void WriteKey(ByteWriter& to, const std::optional<ContainerKey>& key, std::uint32_t format) {
     to.Number(key ? 1 : 0);
     if (!key) return;
     to.Text(key->curve->identifier);
@@ -45,35 +41,72 @@ void WriteKey(ByteWriter& to, const std::optional<ContainerKey>& key) {
     to.Number(key->exportable ? 1 : 0);
     to.Raw(key->publicKey);
     WriteSealed(to, key->privateKey);
+    if (format != kFirstFormat) to.Raw(key->privateKey.attributes.value_or(std::array<std::uint8_t, 8>{}));
     to.Counted(key->certificate);
 }
 
-std::optional<ContainerKey> ReadKey(ByteReader& from) {
+std::optional<ContainerKey> ReadKey(ByteReader& from, std::uint32_t format) {
     if (from.Number() == 0) return std::nullopt;
     ContainerKey key;
-    key.curve = ReadCurve(from);
+    key.curve = Known(from, FindCurve(from.Text()));
     key.digest = ReadSet(from, ParameterKind::Digest);
     key.exportable = from.Number() != 0;
     from.Fill(std::span(key.publicKey));
     key.privateKey = ReadSealed(from);
+    if (format != kFirstFormat) from.Fill(std::span(key.privateKey.attributes.emplace()));
     key.certificate = from.CountedBytes();
     return key;
 }
 
 void WriteName(ByteWriter& to, const std::wstring& name) {
-    to.Counted({reinterpret_cast<const std::uint8_t*>(name.data()), name.size() * sizeof(wchar_t)});
+    Bytes bytes;
+    for (const wchar_t c : name) {
+        bytes.push_back(static_cast<std::uint8_t>(c & 0xFF));
+        bytes.push_back(static_cast<std::uint8_t>(c >> 8));
+    }
+    to.Counted(bytes);
 }
 
 std::wstring ReadName(ByteReader& from) {
     const ByteView bytes = from.Counted();
-    std::wstring name(bytes.size() / sizeof(wchar_t), L'\0');
-    if (name.empty() || name.size() > kLongestContainerName || bytes.size() % sizeof(wchar_t) != 0) {
+    std::wstring name;
+    for (std::size_t at = 0; at + kCharacter <= bytes.size(); at += kCharacter)
+        name.push_back(static_cast<wchar_t>(bytes[at] | bytes[at + 1] << 8));
+    if (name.empty() || name.size() > kLongestContainerName || bytes.size() % kCharacter != 0 ||
+        name.find(L'\0') != std::wstring::npos)
         from.Fail();
-        return {};
-    }
-    std::memcpy(name.data(), bytes.data(), bytes.size());
-    if (name.find(L'\0') != std::wstring::npos) from.Fail();
     return name;
+}
+
+void WriteLock(ByteWriter& to, const PasswordLock& lock, std::uint32_t format) {
+    to.Number(lock.hasPassword ? 1 : 0);
+    to.Raw(lock.salt);
+    to.Number(lock.rounds);
+    if (format != kFirstFormat) to.Counted(lock.protectedKey);
+    WriteSealed(to, lock.master);
+}
+
+void ReadLock(ByteReader& from, PasswordLock& lock, std::uint32_t format) {
+    lock.hasPassword = from.Number() != 0;
+    from.Fill(std::span(lock.salt));
+    lock.rounds = from.Number();
+    if (lock.rounds == 0) from.Fail();
+    if (format != kFirstFormat) lock.protectedKey = from.CountedBytes();
+    if (lock.hasPassword && !lock.protectedKey.empty()) from.Fail();
+    lock.master = ReadSealed(from);
+}
+
+void ReadExtensions(ByteReader& from, std::vector<ContainerExtension>& extensions) {
+    const std::uint32_t count = from.Number();
+    if (count > kMostExtensions) from.Fail();
+    for (std::uint32_t i = 0; i < count && from.Good(); ++i) {
+        ContainerExtension extension;
+        extension.identifier = from.Text();
+        if (extension.identifier.find('\0') != std::string::npos) from.Fail();
+        extension.critical = from.Number();
+        extension.value = from.CountedBytes();
+        extensions.push_back(std::move(extension));
+    }
 }
 
 Bytes WriteBody(const Container& container) {
@@ -81,12 +114,9 @@ Bytes WriteBody(const Container& container) {
     WriteName(to, container.name);
     to.Text(container.digest->identifier);
     to.Text(container.cipher->identifier);
-    to.Number(container.lock.hasPassword ? 1 : 0);
-    to.Raw(container.lock.salt);
-    to.Number(container.lock.rounds);
-    WriteSealed(to, container.lock.master);
-    WriteKey(to, container.exchange);
-    WriteKey(to, container.signature);
+    WriteLock(to, container.lock, container.format);
+    WriteKey(to, container.exchange, container.format);
+    WriteKey(to, container.signature, container.format);
     to.Number(static_cast<std::uint32_t>(container.extensions.size()));
     for (const ContainerExtension& extension : container.extensions) {
         to.Text(extension.identifier);
@@ -97,70 +127,60 @@ Bytes WriteBody(const Container& container) {
     return to.Take();
 }
 
-std::optional<DigestValue> DigestOf(ByteView bytes) {
-    auto digest = Digest::Create(DefaultParameterSet(ParameterKind::Digest));
-    if (!digest) return std::nullopt;
-    digest->Add(bytes);
-    return digest->Value();
+// Leaves the reader behind the digest.
+bool ReadHead(ByteReader& from, std::uint32_t& format, DigestValue& digest) {
+    const ByteView magic = from.Raw(sizeof kMagic);
+    format = from.Number();
+    from.Fill(std::span(digest));
+    return from.Good() && std::memcmp(magic.data(), kMagic, sizeof kMagic) == 0 &&
+           (format == kFirstFormat || format == kFormat);
 }
 
-// Leaves the reader at the body.
-bool ReadHead(ByteReader& from, DigestValue& digest) {
-    const ByteView magic = from.Raw(sizeof kMagic);
-    if (!from.Good() || std::memcmp(magic.data(), kMagic, sizeof kMagic) != 0 || from.Number() != kFormat) return false;
-    from.Fill(std::span(digest));
-    return from.Good();
+// The code is keyed by a key of its own, derived from the master key, which wraps other keys.
+std::optional<DigestValue> CodeOf(const Container& container, const SymmetricKey& master) {
+    const auto key = AuthenticationCode(master, TextBytes(kCodeLabel));
+    return key ? AuthenticationCode(SymmetricKey(*key), WriteBody(container)) : std::nullopt;
 }
 
 }  // namespace
 
-std::optional<NewContainer> MakeContainer(const std::wstring& name, const Password& password) {
-    const auto master = MakeMasterKey();
-    const auto lock = master ? LockMasterKey(*master, password) : std::nullopt;
+std::optional<NewContainer> CreateContainer(const std::wstring& name, const Password& password, Protection protection) {
+    const auto master = CreateMasterKey();
+    const auto lock = master ? LockMasterKey(*master, password, protection) : std::nullopt;
     if (!lock) return std::nullopt;
-    NewContainer made{{}, *master};
-    made.container.name = name;
-    made.container.lock = *lock;
-    return made;
+    NewContainer created{{}, *master};
+    created.container.name = name;
+    created.container.lock = *lock;
+    return Authenticate(created.container, *master) ? std::optional(std::move(created)) : std::nullopt;
 }
 
 Bytes WriteContainer(const Container& container) {
-    const Bytes body = WriteBody(container);
-    const auto digest = DigestOf(body);
+    ByteWriter authenticated, to;
+    if (container.format != kFirstFormat) authenticated.Raw(container.lock.code);
+    authenticated.Raw(WriteBody(container));
+    const Bytes rest = authenticated.Take();
+    const auto digest = DigestOf(rest);
     if (!digest) return {};
-    ByteWriter to;
     to.Raw(kMagic);
-    to.Number(kFormat);
+    to.Number(container.format);
     to.Raw(*digest);
-    to.Raw(body);
+    to.Raw(rest);
     return to.Take();
 }
 
 std::optional<Container> ReadContainer(ByteView bytes) {
     ByteReader from(bytes);
     DigestValue digest;
-    if (!ReadHead(from, digest)) return std::nullopt;
     Container container;
+    if (!ReadHead(from, container.format, digest)) return std::nullopt;
+    if (container.format != kFirstFormat) from.Fill(std::span(container.lock.code));
     container.name = ReadName(from);
     container.digest = ReadSet(from, ParameterKind::Digest);
     container.cipher = ReadSet(from, ParameterKind::Cipher);
-    container.lock.hasPassword = from.Number() != 0;
-    from.Fill(std::span(container.lock.salt));
-    container.lock.rounds = from.Number();
-    if (container.lock.rounds == 0 || container.lock.rounds > kMostRounds) from.Fail();
-    container.lock.master = ReadSealed(from);
-    container.exchange = ReadKey(from);
-    container.signature = ReadKey(from);
-    const std::uint32_t count = from.Number();
-    if (count > kMostExtensions) return std::nullopt;
-    for (std::uint32_t i = 0; i < count && from.Good(); ++i) {
-        ContainerExtension extension;
-        extension.identifier = from.Text();
-        if (extension.identifier.find('\0') != std::string::npos) from.Fail();
-        extension.critical = from.Number();
-        extension.value = from.CountedBytes();
-        container.extensions.push_back(std::move(extension));
-    }
+    ReadLock(from, container.lock, container.format);
+    container.exchange = ReadKey(from, container.format);
+    container.signature = ReadKey(from, container.format);
+    ReadExtensions(from, container.extensions);
     container.reportedDamage = from.Number();
     return from.Ended() ? std::optional(std::move(container)) : std::nullopt;
 }
@@ -168,14 +188,48 @@ std::optional<Container> ReadContainer(ByteView bytes) {
 bool IsIntact(ByteView bytes) {
     ByteReader from(bytes);
     DigestValue stored;
-    if (!ReadHead(from, stored)) return false;
-    const auto found = DigestOf(bytes.subspan(sizeof kMagic + sizeof kFormat + stored.size()));
+    std::uint32_t format = 0;
+    if (!ReadHead(from, format, stored)) return false;
+    const auto found = DigestOf(bytes.subspan(sizeof kMagic + sizeof format + stored.size()));
     return found && *found == stored;
+}
+
+bool Authenticate(Container& container, const SymmetricKey& master) {
+    for (const bool signatureKey : {false, true}) {
+        auto& key = container.Key(signatureKey);
+        if (!key || key->privateKey.attributes) continue;
+        const auto secret = Unseal(master, key->privateKey);
+        const auto sealed = secret ? SealPrivateKey(master, *secret, key->exportable) : std::nullopt;
+        if (!sealed) return false;
+        key->privateKey = *sealed;
+    }
+    container.format = kFormat;
+    const auto code = CodeOf(container, master);
+    if (code) container.lock.code = *code;
+    return code.has_value();
+}
+
+bool AuthenticateWithoutPassword(Container& container) {
+    if (container.lock.hasPassword) return false;
+    const auto opening = OpeningKey(container.lock, {});
+    const auto master = opening ? OpenLock(container.lock, *opening) : std::nullopt;
+    return master && Authenticate(container, *master);
+}
+
+bool IsAuthentic(const Container& container, const SymmetricKey& master) {
+    if (container.format != kFirstFormat) {
+        const auto code = CodeOf(container, master);
+        return code && EqualInConstantTime(*code, container.lock.code);
+    }
+    // A container of format 2 that somebody rewrote as format 1 fails here: its keys are wrapped with attributes.
+    for (const bool signatureKey : {false, true})
+        if (const auto& key = container.Key(signatureKey); key && !Unseal(master, key->privateKey)) return false;
+    return true;
 }
 
 bool StoreKeyPair(Container& container, bool signatureKey, const SymmetricKey& master, const KeyPair& pair,
                   const ParameterSet& digest, bool exportable) {
-    const auto sealed = Seal(master, pair.Private());
+    const auto sealed = SealPrivateKey(master, pair.Private(), exportable);
     if (!sealed) return false;
     container.Key(signatureKey) = ContainerKey{.curve = &pair.Set(),
                                                .digest = &digest,

@@ -1,8 +1,12 @@
-// A private key container as a value, and its form on disk.
+// A private key container as a value, and its file format. Independent of <windows.h>, so that it can be fuzzed
+// natively.
 //
-// On disk: "SPKC", the format's number (32 bits), the GOST R 34.11-94 digest of everything behind it (32 bytes), then
-// the body: records of little-endian numbers and counted bytes in the order of the members here. Bodies are read with
-// every length checked, whether their digest is right or not; damage that leaves the body readable is told by IsIntact.
+// A file is "SPKC", the number of its format (32 bits), the GOST R 34.11-94 digest of everything after the digest (32
+// bytes), since format 2 the authentication code of the body (32 bytes), and the body: records of little-endian numbers
+// and counted bytes in the order of the members here. The digest detects damage without a password. The code, keyed by
+// the master key, detects every change by others and is checked when the container is unlocked. Format 1 has no code,
+// no attributes in sealed keys and no protected opening key. It is still read; a change writes the container in format
+// 2. The body is read with every length checked whether its digest is right or not.
 #pragma once
 
 #include <optional>
@@ -21,47 +25,58 @@ struct ContainerKey {
     bool exportable = false;
     PublicKey publicKey{};
     SealedKey privateKey;  // by the master key
-    Bytes certificate;     // DER; empty when there is none
+    Bytes certificate;     // DER; empty if there is none
 };
 
 struct ContainerExtension {
     std::string identifier;      // dotted
     std::uint32_t critical = 0;  // above 0: critical
-    Bytes value;                 // DER, as a rule
+    Bytes value;                 // usually DER
 };
 
 struct Container {
+    std::uint32_t format = 2;
     std::wstring name;
-    const ParameterSet* digest = &DefaultParameterSet(ParameterKind::Digest);  // for what is made in it
+    const ParameterSet* digest = &DefaultParameterSet(ParameterKind::Digest);  // for keys that are created in it
     const ParameterSet* cipher = &DefaultParameterSet(ParameterKind::Cipher);
     PasswordLock lock;
     std::optional<ContainerKey> exchange;
     std::optional<ContainerKey> signature;
     std::vector<ContainerExtension> extensions;
-    std::uint32_t reportedDamage = 0;  // bits added to what a check of the integrity finds, for demonstrations
+    std::uint32_t reportedDamage = 0;  // bits added to the result of an integrity check, for demonstrations
 
     std::optional<ContainerKey>& Key(bool signatureKey) { return signatureKey ? signature : exchange; }
     const std::optional<ContainerKey>& Key(bool signatureKey) const { return signatureKey ? signature : exchange; }
 };
 
 constexpr std::size_t kLongestContainerName = 260;  // characters
-constexpr std::size_t kMostExtensions = 100'000;    // far more than a medium holds
+constexpr std::size_t kMostExtensions = 100'000;    // far more than fit on a medium
 
-// An empty container whose keys the password will lock. Nothing when libgcrypt can't be used.
+// A new container without keys. Empty if libgcrypt cannot be used.
 struct NewContainer {
     Container container;
     SymmetricKey master;
 };
-std::optional<NewContainer> MakeContainer(const std::wstring& name, const Password& password);
+std::optional<NewContainer> CreateContainer(const std::wstring& name, const Password& password,
+                                            Protection protection = Protection::None);
 
-// The file's bytes; empty when libgcrypt can't be used.
+// The bytes of the file; empty if libgcrypt cannot be used.
 Bytes WriteContainer(const Container& container);
-// Nothing when the bytes are no container.
+// Empty if the bytes are not a container.
 std::optional<Container> ReadContainer(ByteView bytes);
-// True when the digest fits.
+// True if the digest is right.
 bool IsIntact(ByteView bytes);
 
-// Puts the key pair, sealed, into its slot; a certificate that was there goes. False when it can't be sealed.
+// Computes the authentication code after a change and brings the container to format 2. False if libgcrypt cannot be
+// used or a key of format 1 cannot be unsealed.
+bool Authenticate(Container& container, const SymmetricKey& master);
+// The same with the master key of a container without a password; false for others.
+bool AuthenticateWithoutPassword(Container& container);
+// True if nobody without the master key has changed the container. In format 1 only the private keys are protected.
+bool IsAuthentic(const Container& container, const SymmetricKey& master);
+
+// Puts the key pair into its slot, without a certificate; the caller authenticates the container. False if the private
+// key cannot be sealed.
 bool StoreKeyPair(Container& container, bool signatureKey, const SymmetricKey& master, const KeyPair& pair,
                   const ParameterSet& digest, bool exportable);
 

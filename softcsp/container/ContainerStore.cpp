@@ -4,16 +4,13 @@
 
 #include <algorithm>
 
-#include "softcsp/common/ApplicationData.h"
-#include "softcsp/common/FileHandle.h"
-#include "softcsp/common/Files.h"
-#include "softcsp/common/TextSum.h"
+#include "softcsp/common/Names.h"
+#include "softcsp/common/Text.h"
 
 namespace softcsp {
 namespace {
 
 constexpr wchar_t kExtension[] = L".key";
-constexpr wchar_t kUnfinished[] = L".new";
 constexpr std::wstring_view kQualified = L"\\\\.\\";
 
 constexpr DWORD Code(HRESULT result) {
@@ -21,11 +18,11 @@ constexpr DWORD Code(HRESULT result) {
 }
 
 struct NameParts {
-    std::wstring_view carrier;  // empty: none named
+    std::wstring_view carrier;  // empty: none is named
     std::wstring_view name;
 };
 
-// False for what is no name.
+// False for a text that is not a name.
 bool Split(std::wstring_view text, NameParts& parts) {
     const bool qualified = text.starts_with(kQualified);
     if (qualified) text.remove_prefix(kQualified.size());
@@ -37,23 +34,23 @@ bool Split(std::wstring_view text, NameParts& parts) {
            parts.name.find(L'\\') == std::wstring_view::npos && named != parts.carrier.empty() && (named || !qualified);
 }
 
-bool SameText(std::wstring_view left, std::wstring_view right) {
-    return LowerCase(left) == LowerCase(right);
+DWORD FindPlace(std::wstring_view text, ContainerPlace& place, bool& carrierNamed) {
+    NameParts parts;
+    if (!Split(text, parts)) return Code(NTE_BAD_KEYSET_PARAM);
+    carrierNamed = !parts.carrier.empty();
+    if (carrierNamed)
+        if (const DWORD result = FindCarrier(parts.carrier, place.carrier)) return result;
+    place.name = parts.name;
+    return ERROR_SUCCESS;
 }
 
-// Whether the carrier is there now, not when it was looked up.
+// The carrier may have been ejected since it was looked up.
 DWORD CheckPresence(const Carrier& carrier) {
-    for (const Carrier& now : Carriers())
-        if (now.name == carrier.name && now.present) return ERROR_SUCCESS;
-    return Code(SCARD_W_REMOVED_CARD);
+    Carrier now;
+    return FindCarrier(carrier.name, now) == ERROR_SUCCESS ? ERROR_SUCCESS : Code(SCARD_W_REMOVED_CARD);
 }
 
-DWORD ReadLocked(const std::wstring& file, Bytes& bytes) {
-    const FileLock lock(file);
-    return lock.Result() ? lock.Result() : ReadFileWhole(file, bytes);
-}
-
-// Nothing for a folder that isn't known.
+// Nothing for a folder that is not known.
 template <class Visitor>
 void EachFile(const std::wstring& folder, Visitor&& visit) {
     if (folder.empty()) return;
@@ -64,30 +61,32 @@ void EachFile(const std::wstring& folder, Visitor&& visit) {
     while (FindNextFileW(search.Get(), &found));
 }
 
+DWORD MissingIsBadKeyset(DWORD error) {
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? Code(NTE_BAD_KEYSET) : error;
+}
+
 }  // namespace
 
-DWORD ContainerStore::PlaceForNew(std::wstring_view text, ContainerPlace& place, bool& carrierNamed) const {
-    NameParts parts;
-    if (!Split(text, parts)) return Code(NTE_BAD_KEYSET_PARAM);
-    ContainerPlace found;
-    found.name = parts.name;
-    if (!parts.carrier.empty()) {
-        const auto carriers = Carriers();
-        const auto carrier = std::find_if(carriers.begin(), carriers.end(),
-                                          [&](const Carrier& one) { return SameText(one.name, parts.carrier); });
-        if (carrier == carriers.end()) return Code(NTE_KEYSET_NOT_DEF);
-        if (!carrier->present) return Code(SCARD_W_REMOVED_CARD);
-        found.carrier = *carrier;
+DWORD FindCarrier(std::wstring_view name, Carrier& carrier) {
+    for (const Carrier& known : Carriers()) {
+        if (!SameText(known.name, name)) continue;
+        if (!known.present) return Code(SCARD_W_REMOVED_CARD);
+        carrier = known;
+        return ERROR_SUCCESS;
     }
-    carrierNamed = !parts.carrier.empty();
-    place = std::move(found);
-    return ERROR_SUCCESS;
+    return Code(NTE_KEYSET_NOT_DEF);
+}
+
+DWORD ContainerStore::PlaceForNew(std::wstring_view text, ContainerPlace& place, bool& carrierNamed) const {
+    const auto forbidden = [](wchar_t c) { return c == L'?' || c < L' ' || (c >= 0x7F && c < 0xA0); };
+    if (std::ranges::any_of(text, forbidden)) return Code(NTE_BAD_KEYSET_PARAM);
+    return FindPlace(text, place, carrierNamed);
 }
 
 DWORD ContainerStore::Find(std::wstring_view text, ContainerPlace& place) const {
     ContainerPlace found;
     bool named = false;
-    const DWORD result = PlaceForNew(text, found, named);
+    const DWORD result = FindPlace(text, found, named);
     if (result == Code(NTE_KEYSET_NOT_DEF)) return Code(NTE_BAD_KEYSET);
     if (result != ERROR_SUCCESS) return result;
     const std::vector<Carrier> carriers = named ? std::vector{found.carrier} : Carriers();
@@ -101,45 +100,99 @@ DWORD ContainerStore::Find(std::wstring_view text, ContainerPlace& place) const 
     return Code(NTE_BAD_KEYSET);
 }
 
-DWORD ContainerStore::LoadBytes(const ContainerPlace& place, Bytes& bytes) const {
+DWORD ContainerStore::ReadBytes(const ContainerPlace& place, Bytes& bytes) const {
     if (const DWORD result = CheckPresence(place.carrier)) return result;
-    const DWORD result = ReadLocked(FileOf(place), bytes);
-    const bool gone = result == ERROR_FILE_NOT_FOUND || result == ERROR_PATH_NOT_FOUND;
-    return gone ? Code(NTE_BAD_KEYSET) : result;
+    return MissingIsBadKeyset(ReadFileWhole(FileOf(place), bytes));
 }
 
-DWORD ContainerStore::Load(const ContainerPlace& place, Container& container) const {
+DWORD ContainerStore::Read(const ContainerPlace& place, Container& container) const {
     Bytes bytes;
-    if (const DWORD result = LoadBytes(place, bytes)) return result;
+    if (const DWORD result = ReadBytes(place, bytes)) return result;
     auto read = ReadContainer(bytes);
-    if (!read) return Code(NTE_KEYSET_ENTRY_BAD);
+    if (!read || !AcceptsRounds(read->lock.rounds)) return Code(NTE_KEYSET_ENTRY_BAD);
     if (!SameText(read->name, place.name)) return Code(NTE_BAD_KEYSET);
     container = std::move(*read);
     return ERROR_SUCCESS;
 }
 
+DWORD ContainerStore::LoadBytes(const ContainerPlace& place, Bytes& bytes) const {
+    if (const DWORD result = CheckPresence(place.carrier)) return result;
+    const FolderLock lock = Lock(place);
+    return lock.Result() != ERROR_SUCCESS ? MissingIsBadKeyset(lock.Result()) : ReadBytes(place, bytes);
+}
+
+DWORD ContainerStore::Load(const ContainerPlace& place, Container& container) const {
+    if (const DWORD result = CheckPresence(place.carrier)) return result;
+    const FolderLock lock = Lock(place);
+    return lock.Result() != ERROR_SUCCESS ? MissingIsBadKeyset(lock.Result()) : Read(place, container);
+}
+
+FileStamp ContainerStore::Stamp(const ContainerPlace& place) const {
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    if (!GetFileAttributesExW(FileOf(place).c_str(), GetFileExInfoStandard, &data)) return {};
+    return {data.ftLastWriteTime, data.nFileSizeLow};
+}
+
+DWORD ContainerStore::ReadSecurity(const ContainerPlace& place, DWORD parts, Bytes& descriptor) const {
+    const std::wstring file = FileOf(place);
+    DWORD size = 0;
+    if (parts == 0) return Code(NTE_BAD_FLAGS);
+    if (GetFileSecurityW(file.c_str(), parts, nullptr, 0, &size)) return ERROR_INVALID_DATA;
+    if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) return MissingIsBadKeyset(GetLastError());
+    Bytes read(size);
+    if (!GetFileSecurityW(file.c_str(), parts, read.data(), size, &size)) return MissingIsBadKeyset(GetLastError());
+    descriptor = std::move(read);
+    return ERROR_SUCCESS;
+}
+
 DWORD ContainerStore::Create(const ContainerPlace& place, const Container& container) const {
-    return Write(place, container, false);
-}
-
-DWORD ContainerStore::Save(const ContainerPlace& place, const Container& container) const {
-    return Write(place, container, true);
-}
-
-DWORD ContainerStore::SaveBytes(const ContainerPlace& place, ByteView bytes) const {
-    return WriteBytes(place, bytes, true);
-}
-
-DWORD ContainerStore::Remove(const ContainerPlace& place) const {
     if (const DWORD result = CheckPresence(place.carrier)) return result;
     const std::wstring file = FileOf(place);
     if (file.empty()) return ERROR_PATH_NOT_FOUND;
-    const FileLock lock(file);
-    if (const DWORD result = lock.Result()) return result;
-    DeleteFileW((file + kUnfinished).c_str());  // what a killed process has left
-    if (DeleteFileW(file.c_str())) return ERROR_SUCCESS;
-    const DWORD result = GetLastError();
-    return result == ERROR_FILE_NOT_FOUND ? Code(NTE_BAD_KEYSET) : result;
+    CreateFolders(file, ApplicationData(FolderOwner(place.carrier, owner_)), ContainerRights(place.carrier, owner_));
+    const FolderLock lock = Lock(place);
+    return lock.Result() != ERROR_SUCCESS ? lock.Result() : Write(place, container, false);
+}
+
+DWORD ContainerStore::Save(const ContainerPlace& place, const Container& container) const {
+    Container saved = container;
+    AuthenticateWithoutPassword(saved);
+    const FolderLock lock = Lock(place);
+    return lock.Result() != ERROR_SUCCESS ? lock.Result() : Write(place, saved, true);
+}
+
+DWORD ContainerStore::SaveBytes(const ContainerPlace& place, ByteView bytes) const {
+    const FolderLock lock = Lock(place);
+    return lock.Result() != ERROR_SUCCESS ? lock.Result() : WriteBytes(place, bytes, true);
+}
+
+DWORD ContainerStore::Modify(const ContainerPlace& place, Container& container, const Change& change,
+                             FileStamp* stamp) const {
+    if (const DWORD result = CheckPresence(place.carrier)) return result;
+    const FolderLock lock = Lock(place);
+    if (lock.Result() != ERROR_SUCCESS) return MissingIsBadKeyset(lock.Result());
+    Container fresh;
+    if (const DWORD result = Read(place, fresh)) return result;
+    if (const DWORD result = change(fresh)) return result;
+    if (const DWORD result = Write(place, fresh, true)) return result;
+    container = std::move(fresh);
+    if (stamp != nullptr) *stamp = Stamp(place);
+    return ERROR_SUCCESS;
+}
+
+DWORD ContainerStore::Remove(const ContainerPlace& place, const Check& check) const {
+    if (const DWORD result = CheckPresence(place.carrier)) return result;
+    const std::wstring file = FileOf(place);
+    if (file.empty()) return ERROR_PATH_NOT_FOUND;
+    const FolderLock lock = Lock(place);
+    if (lock.Result() != ERROR_SUCCESS) return MissingIsBadKeyset(lock.Result());
+    if (check) {
+        Bytes bytes;
+        if (const DWORD result = ReadBytes(place, bytes)) return result;
+        if (const DWORD result = check(bytes)) return result;
+    }
+    RemoveUnfinished(file);
+    return DeleteFileW(file.c_str()) ? ERROR_SUCCESS : MissingIsBadKeyset(GetLastError());
 }
 
 std::vector<ContainerPlace> ContainerStore::List() const {
@@ -148,9 +201,11 @@ std::vector<ContainerPlace> ContainerStore::List() const {
         if (!carrier.present) continue;
         const auto first = static_cast<std::ptrdiff_t>(places.size());
         const std::wstring folder = ContainerFolder(carrier, owner_, type_);
+        const FolderLock lock(folder, ContainerRights(carrier, owner_));
+        if (lock.Result() != ERROR_SUCCESS) continue;
         EachFile(folder, [&](const WIN32_FIND_DATAW& found) {
             Bytes bytes;
-            if (ReadLocked(folder + found.cFileName, bytes) != ERROR_SUCCESS) return;
+            if (ReadFileWhole(folder + found.cFileName, bytes) != ERROR_SUCCESS) return;
             const auto container = ReadContainer(bytes);
             if (container && TextSum(container->name) + kExtension == LowerCase(found.cFileName))
                 places.push_back({carrier, container->name});
@@ -162,24 +217,33 @@ std::vector<ContainerPlace> ContainerStore::List() const {
     return places;
 }
 
-// Names hold what file names can't and are longer than those, so the file is named by their sum; the container's own
-// name is in it. Of two names with the same sum the second can't be made.
+Protection ContainerStore::ProtectionOf(const ContainerPlace& place) const {
+    if (place.carrier.removable) return Protection::None;
+    return owner_ == Owner::User ? Protection::User : Protection::Computer;
+}
+
+// Names may contain what file names cannot and may be longer, so that the file is named by their hash. The container's
+// own name is in the file. Of two names with the same hash the second one cannot be created.
 std::wstring ContainerStore::FileOf(const ContainerPlace& place) const {
     const std::wstring folder = ContainerFolder(place.carrier, owner_, type_);
     return folder.empty() ? folder : folder + TextSum(place.name) + kExtension;
 }
 
+FolderLock ContainerStore::Lock(const ContainerPlace& place) const {
+    return FolderLock(ContainerFolder(place.carrier, owner_, type_), ContainerRights(place.carrier, owner_));
+}
+
 bool ContainerStore::HasRoom(const Carrier& carrier, const std::wstring& file, std::size_t size) const {
     if (carrier.room == MAXDWORD) return true;
-    ULONGLONG taken = size;
+    ULONGLONG sum = size;
     for (const Owner owner : {Owner::User, Owner::Computer})
-        for (const DWORD type : {71UL, 75UL}) {
-            const std::wstring folder = ContainerFolder(carrier, owner, type);
+        for (const ProviderName& provider : kProviders) {
+            const std::wstring folder = ContainerFolder(carrier, owner, provider.type);
             EachFile(folder, [&](const WIN32_FIND_DATAW& found) {
-                if (folder + found.cFileName != file) taken += found.nFileSizeLow;
+                if (folder + found.cFileName != file) sum += found.nFileSizeLow;
             });
         }
-    return taken <= carrier.room;
+    return sum <= carrier.room;
 }
 
 DWORD ContainerStore::Write(const ContainerPlace& place, const Container& container, bool replace) const {
@@ -192,22 +256,10 @@ DWORD ContainerStore::WriteBytes(const ContainerPlace& place, ByteView bytes, bo
     if (const DWORD result = CheckPresence(place.carrier)) return result;
     const std::wstring file = FileOf(place);
     if (file.empty()) return ERROR_PATH_NOT_FOUND;
-    const FileLock lock(file);
-    if (const DWORD result = lock.Result()) return result;
     if (!replace && GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES) return Code(NTE_EXISTS);
-    if (bytes.size() > kLargestFile) return ERROR_DISK_FULL;
-    if (!HasRoom(place.carrier, file, bytes.size())) return ERROR_DISK_FULL;
-    MakeFolderOf(file);
-    const std::wstring unfinished = file + kUnfinished;
-    if (const DWORD result = WriteFileWhole(unfinished, bytes)) {
-        if (result != ERROR_SHARING_VIOLATION) DeleteFileW(unfinished.c_str());
-        return result;
-    }
-    if (MoveFileExW(unfinished.c_str(), file.c_str(),
-                    MOVEFILE_WRITE_THROUGH | (replace ? DWORD{MOVEFILE_REPLACE_EXISTING} : 0)))
-        return ERROR_SUCCESS;
-    const DWORD result = GetLastError();
-    DeleteFileW(unfinished.c_str());
+    if (bytes.size() > kLargestFile || !HasRoom(place.carrier, file, bytes.size())) return ERROR_DISK_FULL;
+    RemoveUnfinished(file);
+    const DWORD result = WriteFileAtomically(file, bytes, ContainerRights(place.carrier, owner_), replace);
     return result == ERROR_ALREADY_EXISTS || result == ERROR_FILE_EXISTS ? Code(NTE_EXISTS) : result;
 }
 

@@ -1,33 +1,56 @@
 #include "softcsp/container/KeyLock.h"
 
+#include <windows.h>
+#include <wincrypt.h>
+#include <dpapi.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+
+#include "softcsp/common/Settings.h"
 #include "softcsp/crypto/Random.h"
 
 namespace softcsp {
 namespace {
 
-constexpr std::uint32_t kRounds = 2000;  // some 20 ms for each try
+constexpr double kWantedTime = 200;  // milliseconds for one attempt at a password
+constexpr std::uint32_t kFewestRounds = 20'000;
+constexpr std::uint32_t kMostTimesRounds = 10;
+constexpr std::uint32_t kSampleRounds = 500;
+constexpr int kSamples = 5;
 constexpr int kLongestUtf8 = static_cast<int>(Password::kLongest) * 4;
 
-}  // namespace
+std::atomic<std::uint32_t> calibrated = 0;  // per process and library; 0 = not measured yet
 
-std::optional<SymmetricKey> MakeMasterKey() {
-    SymmetricKey key;
-    return FillRandom(key.Room(), Randomness::LastingKey) ? std::optional(key) : std::nullopt;
+double Milliseconds() {
+    LARGE_INTEGER count, frequency;
+    QueryPerformanceCounter(&count);
+    QueryPerformanceFrequency(&frequency);
+    return 1000.0 * static_cast<double>(count.QuadPart) / static_cast<double>(frequency.QuadPart);
 }
 
-std::optional<PasswordLock> LockMasterKey(const SymmetricKey& master, const Password& password) {
-    PasswordLock lock;
-    lock.hasPassword = !password.Empty();
-    lock.rounds = lock.hasPassword ? kRounds : 1;
-    if (!FillRandom(lock.salt)) return std::nullopt;
-    const auto key = OpeningKey(lock, password);
-    const auto sealed = key ? Seal(*key, master) : std::nullopt;
-    if (!sealed) return std::nullopt;
-    lock.master = *sealed;
-    return lock;
+// As many rounds as take kWantedTime. The fastest of several samples counts, because other programs can only slow a
+// sample down.
+std::uint32_t CalibratedRounds() {
+    if (const std::uint32_t known = calibrated) return known;
+    double fastest = kWantedTime;
+    for (int i = 0; i < kSamples; ++i) {
+        const double start = Milliseconds();
+        DerivePasswordKey({}, {}, kSampleRounds);
+        fastest = std::min(fastest, Milliseconds() - start);
+    }
+    const double rounds = kSampleRounds * kWantedTime / std::max(fastest, 0.01);
+    calibrated = std::max(kFewestRounds, static_cast<std::uint32_t>(rounds));
+    return calibrated;
 }
 
-std::optional<SymmetricKey> OpeningKey(const PasswordLock& lock, const Password& password) {
+std::uint32_t RoundsOfNewPassword() {
+    const DWORD wanted = ReadSetting(kPasswordRoundsSetting);
+    return wanted != 0 ? wanted : CalibratedRounds();
+}
+
+std::optional<SymmetricKey> DeriveOpeningKey(const PasswordLock& lock, const Password& password) {
     Secret<kLongestUtf8> utf8;
     const std::wstring_view text = password.Text();
     const int size =
@@ -37,21 +60,155 @@ std::optional<SymmetricKey> OpeningKey(const PasswordLock& lock, const Password&
     return DerivePasswordKey(ByteView(utf8.Bytes()).first(static_cast<std::size_t>(size)), lock.salt, lock.rounds);
 }
 
+// A random opening key, and the same as the system protects it. The salt binds it to its container.
+std::optional<SymmetricKey> ProtectOpeningKey(PasswordLock& lock, Protection protection) {
+    SymmetricKey key;
+    if (!FillRandom(key.Room(), Randomness::LastingKey)) return std::nullopt;
+    const bool done = ProtectKey(key, lock.salt, protection == Protection::Computer, lock.protectedKey);
+    return done ? std::optional(key) : std::nullopt;
+}
+
+// The key and, if there are any, its attributes, as they are wrapped together.
+constexpr std::size_t kKeySize = 32, kAttributesSize = 8;
+using Wrapped = Secret<kKeySize + kAttributesSize>;
+
+std::optional<SealedKey> Seal(const SymmetricKey& by, const Secret<kKeySize>& key,
+                              std::optional<std::array<std::uint8_t, kAttributesSize>> attributes) {
+    SealedKey sealed;
+    Wrapped clear, wrapped;
+    std::ranges::copy(key.Bytes(), clear.Room().begin());
+    if (attributes) std::ranges::copy(*attributes, clear.Room().begin() + kKeySize);
+    const std::size_t size = attributes ? kKeySize + kAttributesSize : kKeySize;
+    if (!FillRandom(sealed.material) ||
+        !WrapBytes(Wrapping::Diversified, by, sealed.material, ByteView(clear.Bytes()).first(size),
+                   std::span<std::uint8_t>(wrapped.Room()).first(size), sealed.wrapped.mac))
+        return std::nullopt;
+    std::copy_n(wrapped.Bytes().begin(), kKeySize, sealed.wrapped.key.begin());
+    if (attributes)
+        std::copy_n(wrapped.Bytes().begin() + kKeySize, kAttributesSize, sealed.attributes.emplace().begin());
+    return sealed;
+}
+
+bool Open(const SymmetricKey& by, const SealedKey& sealed, Wrapped& clear) {
+    Bytes wrapped(sealed.wrapped.key.begin(), sealed.wrapped.key.end());
+    if (sealed.attributes) wrapped.insert(wrapped.end(), sealed.attributes->begin(), sealed.attributes->end());
+    return UnwrapBytes(Wrapping::Diversified, by, sealed.material, wrapped, sealed.wrapped.mac,
+                       std::span<std::uint8_t>(clear.Room()).first(wrapped.size()));
+}
+
+PrivateKey KeyOf(const Wrapped& clear) {
+    PrivateKey key;
+    std::copy_n(clear.Bytes().begin(), kKeySize, key.Room().begin());
+    return key;
+}
+
+// A function of crypt32.dll, which is loaded for the time of one call: most programs that open a provider do without.
+template <class Function>
+class SystemFunction {
+  public:
+    explicit SystemFunction(const char* name)
+        : module_(LoadLibraryExW(L"crypt32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)) {
+        if (module_ != nullptr)
+            function_ = reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(module_, name)));
+    }
+    ~SystemFunction() {
+        if (module_ != nullptr) FreeLibrary(module_);
+    }
+    SystemFunction(const SystemFunction&) = delete;
+    SystemFunction& operator=(const SystemFunction&) = delete;
+
+    Function* Get() const { return function_; }
+
+  private:
+    HMODULE module_;
+    Function* function_ = nullptr;
+};
+
+// The system only reads through it.
+DATA_BLOB Blob(ByteView bytes) {
+    return {static_cast<DWORD>(bytes.size()), const_cast<BYTE*>(bytes.data())};
+}
+
+}  // namespace
+
+bool ProtectKey(const SymmetricKey& key, ByteView entropy, bool forTheComputer, Bytes& protectedKey) {
+    const SystemFunction<decltype(CryptProtectData)> protect("CryptProtectData");
+    if (protect.Get() == nullptr) return false;
+    DATA_BLOB in = Blob(key.Bytes()), bound = Blob(entropy), out{};
+    const DWORD flags = CRYPTPROTECT_UI_FORBIDDEN | (forTheComputer ? CRYPTPROTECT_LOCAL_MACHINE : 0);
+    if (!protect.Get()(&in, nullptr, &bound, nullptr, nullptr, flags, &out)) return false;
+    protectedKey.assign(out.pbData, out.pbData + out.cbData);
+    LocalFree(out.pbData);
+    const auto digest = DigestOf(protectedKey);
+    if (digest) protectedKey.insert(protectedKey.end(), digest->begin(), digest->end());
+    return digest.has_value();
+}
+
+std::optional<SymmetricKey> UnprotectKey(ByteView protectedKey, ByteView entropy) {
+    const SystemFunction<decltype(CryptUnprotectData)> unprotect("CryptUnprotectData");
+    // Not every system checks the lengths in damaged bytes, so that the digest is checked first.
+    constexpr std::size_t kDigestSize = std::tuple_size_v<DigestValue>;
+    if (protectedKey.size() < kDigestSize) return std::nullopt;
+    const ByteView bytes = protectedKey.first(protectedKey.size() - kDigestSize);
+    const auto digest = DigestOf(bytes);
+    if (!digest || !EqualInConstantTime(*digest, protectedKey.last(kDigestSize))) return std::nullopt;
+    DATA_BLOB in = Blob(bytes), bound = Blob(entropy), out{};
+    if (unprotect.Get() == nullptr ||
+        !unprotect.Get()(&in, nullptr, &bound, nullptr, nullptr, CRYPTPROTECT_UI_FORBIDDEN, &out))
+        return std::nullopt;
+    SymmetricKey key;
+    const bool fits = out.cbData == key.Room().size();
+    if (fits) std::memcpy(key.Room().data(), out.pbData, out.cbData);
+    Wipe(out.pbData, out.cbData);
+    LocalFree(out.pbData);
+    return fits ? std::optional(key) : std::nullopt;
+}
+
+bool AcceptsRounds(std::uint32_t rounds) {
+    if (rounds <= kFewestRounds * kMostTimesRounds) return rounds > 0;  // accepted on every machine
+    return rounds / kMostTimesRounds <= CalibratedRounds();
+}
+
+std::optional<SymmetricKey> CreateMasterKey() {
+    SymmetricKey key;
+    return FillRandom(key.Room(), Randomness::LastingKey) ? std::optional(key) : std::nullopt;
+}
+
+std::optional<PasswordLock> LockMasterKey(const SymmetricKey& master, const Password& password, Protection protection) {
+    PasswordLock lock;
+    lock.hasPassword = !password.Empty();
+    if (!FillRandom(lock.salt)) return std::nullopt;
+    if (lock.hasPassword) lock.rounds = RoundsOfNewPassword();
+    const bool protectedBySystem = !lock.hasPassword && protection != Protection::None;
+    const auto key = protectedBySystem ? ProtectOpeningKey(lock, protection) : DeriveOpeningKey(lock, password);
+    const auto sealed = key ? Seal(*key, master, {}) : std::nullopt;
+    if (!sealed) return std::nullopt;
+    lock.master = *sealed;
+    return lock;
+}
+
+std::optional<SymmetricKey> OpeningKey(const PasswordLock& lock, const Password& password) {
+    return lock.protectedKey.empty() ? DeriveOpeningKey(lock, password) : UnprotectKey(lock.protectedKey, lock.salt);
+}
+
 std::optional<SymmetricKey> OpenLock(const PasswordLock& lock, const SymmetricKey& openingKey) {
     return Unseal(openingKey, lock.master);
 }
 
-std::optional<SealedKey> Seal(const SymmetricKey& by, const Secret<32>& key) {
-    SealedKey sealed;
-    if (!FillRandom(sealed.material)) return std::nullopt;
-    const auto wrapped = WrapKey(Wrapping::Diversified, by, sealed.material, key);
-    if (!wrapped) return std::nullopt;
-    sealed.wrapped = *wrapped;
-    return sealed;
+std::optional<SealedKey> SealPrivateKey(const SymmetricKey& master, const PrivateKey& key, bool exportable) {
+    return Seal(master, key, std::array<std::uint8_t, kAttributesSize>{exportable});
 }
 
-std::optional<Secret<32>> Unseal(const SymmetricKey& by, const SealedKey& sealed) {
-    return UnwrapKey(Wrapping::Diversified, by, sealed.material, sealed.wrapped);
+std::optional<PrivateKey> Unseal(const SymmetricKey& master, const SealedKey& sealed) {
+    Wrapped clear;
+    return Open(master, sealed, clear) ? std::optional(KeyOf(clear)) : std::nullopt;
+}
+
+std::optional<PrivateKey> UnsealPrivateKey(const SymmetricKey& master, const SealedKey& sealed, bool exportable) {
+    Wrapped clear;
+    if (!Open(master, sealed, clear)) return std::nullopt;
+    if (sealed.attributes && (clear.Bytes()[kKeySize] & 1) != (exportable ? 1 : 0)) return std::nullopt;
+    return KeyOf(clear);
 }
 
 }  // namespace softcsp

@@ -1,44 +1,59 @@
-// How a container keeps its private keys: each is wrapped by the container's master key, and the master key by the key
-// that the password stands for. So a new password touches one record, and no password is stored or compared.
+// How a container protects its private keys: each is wrapped by the container's master key, and the master key by an
+// opening key. The opening key is derived from the password, or is random and protected by the system if there is no
+// password. So a new password changes one record, and no password is stored or compared.
 #pragma once
 
 #include <optional>
 
-#include "softcsp/common/Password.h"
+#include "softcsp/common/Secret.h"
 #include "softcsp/crypto/KeyPair.h"
-#include "softcsp/crypto/KeyWrap.h"
-#include "softcsp/crypto/PasswordKey.h"
 
 namespace softcsp {
 
 struct SealedKey {
     KeyingMaterial material{};
     WrappedKey wrapped{};
+    // Wrapped together with a private key, since format 2. Bit 0 of the first byte: the key may be exported.
+    std::optional<std::array<std::uint8_t, 8>> attributes;
 
     bool operator==(const SealedKey&) const = default;
 };
 
 struct PasswordLock {
-    bool hasPassword = false;  // false: locked by the empty one, so nobody is asked
+    bool hasPassword = false;
     Salt salt{};
     std::uint32_t rounds = 1;
+    Bytes
+        protectedKey;  // the opening key, protected by the system; empty: it is derived from the password, or from none
     SealedKey master;
-
-    bool operator==(const PasswordLock&) const = default;
+    DigestValue code{};  // authenticates the rest of the container by the master key, since format 2
 };
 
-constexpr std::uint32_t kMostRounds = 1'000'000;  // ten seconds; what asks for more is no container of ours
+// For whom the system protects the opening key of a container without a password.
+enum class Protection { None, User, Computer };
 
-// A fresh master key. Nothing here and below when libgcrypt can't be used.
-std::optional<SymmetricKey> MakeMasterKey();
-std::optional<PasswordLock> LockMasterKey(const SymmetricKey& master, const Password& password);
+// The system's data protection: only the same user or the same computer can unprotect the key, with the same entropy.
+// Both fail if the system cannot.
+bool ProtectKey(const SymmetricKey& key, ByteView entropy, bool forTheComputer, Bytes& protectedKey);
+std::optional<SymmetricKey> UnprotectKey(ByteView protectedKey, ByteView entropy);
 
-// The key that opens the lock if the password is right; what is kept of a password that the user wants to be saved.
+// Whether this machine accepts a container that asks for so many rounds: at most ten times as many as take 200 ms.
+bool AcceptsRounds(std::uint32_t rounds);
+
+// A new master key. Empty, as everything below, if libgcrypt cannot be used.
+std::optional<SymmetricKey> CreateMasterKey();
+// `protection` is used without a password only.
+std::optional<PasswordLock> LockMasterKey(const SymmetricKey& master, const Password& password, Protection protection);
+
+// The key that opens the lock if the password is right. It is what is stored if the user saves the password.
 std::optional<SymmetricKey> OpeningKey(const PasswordLock& lock, const Password& password);
-// The master key; nothing when the password was wrong.
+// The master key; empty if the opening key is wrong.
 std::optional<SymmetricKey> OpenLock(const PasswordLock& lock, const SymmetricKey& openingKey);
 
-std::optional<SealedKey> Seal(const SymmetricKey& by, const Secret<32>& key);
-std::optional<Secret<32>> Unseal(const SymmetricKey& by, const SealedKey& sealed);
+std::optional<SealedKey> SealPrivateKey(const SymmetricKey& master, const PrivateKey& key, bool exportable);
+// Empty if the key or its attributes were changed.
+std::optional<PrivateKey> Unseal(const SymmetricKey& master, const SealedKey& sealed);
+// Also empty if a key of format 2 has another attribute than `exportable`.
+std::optional<PrivateKey> UnsealPrivateKey(const SymmetricKey& master, const SealedKey& sealed, bool exportable);
 
 }  // namespace softcsp

@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::size_t kNumberSize = 32;  // bytes
 
-// libgcrypt reads numbers highest byte first, into memory of the kind that the buffer is in.
+// libgcrypt reads numbers highest byte first, and keeps secure those that are read from secure memory.
 Number Scan(ByteView bytes, ByteOrder order, std::uint8_t* buffer) {
     if (bytes.size() > kNumberSize) return nullptr;
     if (order == ByteOrder::LowestFirst)
@@ -61,12 +61,12 @@ Point ReadPoint(const Curve& curve, const PublicKey& key) {
     const Number y = ReadNumber(bytes.last(kNumberSize), ByteOrder::LowestFirst);
     if (!x || !y) return nullptr;
     Point point(gcry_mpi_point_set(nullptr, x.get(), y.get(), GCRYMPI_CONST_ONE));
-    // This looks at the coordinates' range, too.
+    // This also checks the range of the coordinates.
     return gcry_mpi_ec_curve_point(point.get(), curve.get()) ? std::move(point) : nullptr;
 }
 
 bool Multiply(const Curve& curve, const Point& point, const Number& by, std::span<std::uint8_t, 64> product) {
-    // The product may be a shared secret; the point takes the numbers over with their memory.
+    // The product may be a shared secret, so it is computed in secure memory.
     const auto room = [] { return gcry_mpi_snew(8 * kNumberSize); };
     const Point result(gcry_mpi_point_snatch_set(nullptr, room(), room(), room()));
     const Number x(room()), y(room());

@@ -12,7 +12,6 @@ void Digest::Close::operator()(gcry_md_handle* handle) const {
 
 std::optional<Digest> Digest::Create(const ParameterSet& set) {
     if (set.kind != ParameterKind::Digest || !CryptoReady()) return std::nullopt;
-    // The other boxes are those that the standard's example was counted with.
     const int algorithm = set.example ? GCRY_MD_GOSTR3411_94 : GCRY_MD_GOSTR3411_CP;
     gcry_md_hd_t handle = nullptr;
     // In secure memory, because keys are hashed too.
@@ -37,6 +36,37 @@ DigestValue Digest::Value() {
     DigestValue value;
     std::memcpy(value.data(), gcry_md_read(handle_.get(), 0), value.size());
     return value;
+}
+
+std::optional<DigestValue> DigestOf(ByteView data) {
+    auto digest = Digest::Create(DefaultParameterSet(ParameterKind::Digest));
+    if (!digest) return std::nullopt;
+    digest->Add(data);
+    return digest->Value();
+}
+
+std::optional<DigestValue> AuthenticationCode(const SymmetricKey& key, ByteView data) {
+    gcry_mac_hd_t handle = nullptr;
+    if (!CryptoReady() || gcry_mac_open(&handle, GCRY_MAC_HMAC_GOSTR3411_CP, GCRY_MAC_FLAG_SECURE, nullptr) != 0)
+        return std::nullopt;
+    const MacHandle owner(handle);
+    DigestValue code;
+    std::size_t size = code.size();
+    if (gcry_mac_setkey(handle, key.Bytes().data(), key.Bytes().size()) != 0 ||
+        gcry_mac_write(handle, data.data(), data.size()) != 0 || gcry_mac_read(handle, code.data(), &size) != 0)
+        return std::nullopt;
+    return code;
+}
+
+std::optional<SymmetricKey> DerivePasswordKey(ByteView password, const Salt& salt, std::uint32_t rounds) {
+    SymmetricKey key;
+    const std::uint8_t none = 0;  // libgcrypt refuses a null address even for no bytes
+    const auto room = key.Room();
+    if (!CryptoReady() ||
+        gcry_kdf_derive(password.empty() ? &none : password.data(), password.size(), GCRY_KDF_PBKDF2,
+                        GCRY_MD_GOSTR3411_CP, salt.data(), salt.size(), rounds, room.size(), room.data()) != 0)
+        return std::nullopt;
+    return key;
 }
 
 }  // namespace softcsp

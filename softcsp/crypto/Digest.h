@@ -1,4 +1,5 @@
-// The hash function GOST R 34.11-94 (RFC 5831), of data that comes in pieces.
+// The hash function GOST R 34.11-94 (RFC 5831) over data in pieces, its keyed form (HMAC, RFC 4357, 3), and the key
+// that is derived from a password.
 #pragma once
 
 #include <array>
@@ -6,25 +7,26 @@
 #include <memory>
 #include <optional>
 
+#include "softcsp/common/Secret.h"
 #include "softcsp/crypto/ParameterSet.h"
-#include "softcsp/crypto/Secret.h"
 
 struct gcry_md_handle;
 
 namespace softcsp {
 
-// In the order in which messages carry it, that is the standard's number with its lowest byte first.
+// In the byte order of messages, that is the number of the standard with its lowest byte first.
 using DigestValue = std::array<std::uint8_t, 32>;
+using Salt = std::array<std::uint8_t, 16>;
 
 class Digest {
   public:
-    // Nothing when the set isn't one of kind Digest or memory is short.
+    // Empty if the set is not one of kind Digest or memory is short.
     static std::optional<Digest> Create(const ParameterSet& set);
-    // With everything that was added so far, for going on in two ways.
+    // Includes everything that was added so far.
     std::optional<Digest> Copy() const;
 
     void Add(ByteView data);
-    // Of everything added. What is added after it is left aside.
+    // Of everything added. Data that is added afterwards is ignored.
     DigestValue Value();
 
   private:
@@ -34,7 +36,14 @@ class Digest {
     explicit Digest(gcry_md_handle* handle) : handle_(handle) {}
 
     std::unique_ptr<gcry_md_handle, Close> handle_;
-    bool ended_ = false;  // the value was asked for
+    bool ended_ = false;  // Value() was called
 };
+
+// With the default parameter set; empty if libgcrypt cannot be used.
+std::optional<DigestValue> DigestOf(ByteView data);
+std::optional<DigestValue> AuthenticationCode(const SymmetricKey& key, ByteView data);
+
+// PBKDF2 (RFC 2898) of the password's bytes, of which there may be none. Empty if libgcrypt cannot be used.
+std::optional<SymmetricKey> DerivePasswordKey(ByteView password, const Salt& salt, std::uint32_t rounds);
 
 }  // namespace softcsp

@@ -1,16 +1,15 @@
-#include "softcsp/crypto/CurveMath.h"  // first, for the library's header
+#include "softcsp/crypto/CurveMath.h"  // first, because of the order that libgcrypt's header requires
+
+#include "softcsp/crypto/KeyPair.h"
 
 #include <algorithm>
 #include <span>
-
-#include "softcsp/crypto/KeyPair.h"
-#include "softcsp/crypto/Random.h"
 
 namespace softcsp {
 namespace {
 
 constexpr std::size_t kHalf = 32;  // bytes of a coordinate, of r and of s
-constexpr int kMaxAttempts = 256;  // at drawing a private key; not to be reached
+constexpr int kMaxAttempts = 256;  // to draw a private key; never reached in practice
 
 template <typename... Parts>
 Expression Build(const char* format, Parts... parts) {
@@ -19,13 +18,13 @@ Expression Build(const char* format, Parts... parts) {
     return Expression(built);
 }
 
-// The number that follows the name, wherever that is; null when it isn't there.
+// The number that follows the name, at any depth; null if there is none.
 Number Find(const Expression& expression, const char* name) {
     const Expression found(gcry_sexp_find_token(expression.get(), name, 0));
     return Number(found ? gcry_sexp_nth_mpi(found.get(), 1, GCRYMPI_FMT_USG) : nullptr);
 }
 
-// The point as libgcrypt's keys have it: a byte 4, then both coordinates highest byte first.
+// The point in libgcrypt's encoding: a byte 4, then both coordinates highest byte first.
 std::array<std::uint8_t, 65> Encode(const PublicKey& key) {
     std::array<std::uint8_t, 65> point{4};
     std::reverse_copy(key.begin(), key.begin() + kHalf, point.begin() + 1);
@@ -40,12 +39,12 @@ Expression BuildDigest(const DigestValue& digest) {
 
 }  // namespace
 
-std::optional<KeyPair> KeyPair::Generate(const ParameterSet& set) {
+std::optional<KeyPair> KeyPair::Generate(const ParameterSet& set, Randomness randomness) {
     if (!OpenCurve(set)) return std::nullopt;
-    // Numbers that are too large are drawn again, so that all the others stay equally likely. At most half are.
+    // Numbers that are too large, at most half of all, are drawn again, so that the others are equally likely.
     for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
         PrivateKey key;
-        if (!FillRandom(key.Room(), Randomness::LastingKey)) return std::nullopt;
+        if (!FillRandom(key.Room(), randomness)) return std::nullopt;
         if (auto pair = FromPrivate(set, key)) return pair;
     }
     return std::nullopt;
@@ -100,6 +99,27 @@ bool Verify(const ParameterSet& set, const PublicKey& key, const DigestValue& di
     if (!publicKey || !data || !r || !s) return false;
     const Expression expression = Build("(sig-val (gost (r %m) (s %m)))", r.get(), s.get());
     return expression && gcry_pk_verify(expression.get(), data.get(), publicKey.get()) == 0;
+}
+
+std::optional<SymmetricKey> Agree(const KeyPair& own, const PublicKey& other, const KeyingMaterial& material) {
+    const Curve curve = OpenCurve(own.Set());
+    if (!curve) return std::nullopt;
+    const Point point = ReadPoint(curve, other);
+    const Number factor = ReadNumber(material, ByteOrder::LowestFirst);
+    const Number key = ReadSecretNumber(own.Private().Bytes(), ByteOrder::LowestFirst);
+    const Number order = BaseOrder(curve);
+    const Number scalar(gcry_mpi_snew(0));
+    auto digest = Digest::Create(DefaultParameterSet(ParameterKind::Digest));
+    if (!point || !factor || !key || !order || !digest) return std::nullopt;
+    // The base points generate all points of their curves, so the cofactor is 1.
+    gcry_mpi_mulm(scalar.get(), factor.get(), key.get(), order.get());
+    Secret<64> shared;
+    if (!Multiply(curve, point, scalar, shared.Room())) return std::nullopt;
+    digest->Add(shared.Bytes());
+    DigestValue value = digest->Value();
+    const SymmetricKey agreed(value);
+    Wipe(value.data(), value.size());
+    return agreed;
 }
 
 }  // namespace softcsp

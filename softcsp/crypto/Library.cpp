@@ -5,12 +5,15 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "softcsp/crypto/Random.h"
+
 namespace softcsp {
+
 namespace {
 
-constexpr int kSecurePool = 16384;  // bytes of memory that is wiped when freed; grows when that isn't enough
+constexpr int kSecurePool = 16384;  // bytes of memory that is wiped when freed; it grows on demand
 
-// The entropy gatherer has advice for the console of whoever uses the provider. Only what ends the process is worth it.
+// libgcrypt writes advice about entropy to the console of the calling program. Only messages before an abort are kept.
 void Log(void*, int level, const char* format, va_list arguments) {
     if (level != GCRY_LOG_FATAL && level != GCRY_LOG_BUG) return;
 #pragma GCC diagnostic push
@@ -25,9 +28,9 @@ struct {
     bool ready = false;
 } library;
 
-// libgcrypt never gives its tables and pools back, some 220 KB, and the system unloads a provider with each last
-// context. So the module that holds them stays.
-bool Stay() {
+// libgcrypt never frees its tables and pools, some 220 KB, and the system unloads a provider with its last context. So
+// the module is kept loaded.
+bool KeepLoaded() {
     HMODULE module = nullptr;
     return GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
                               reinterpret_cast<const wchar_t*>(&library), &module);
@@ -35,8 +38,8 @@ bool Stay() {
 
 BOOL CALLBACK Initialise(INIT_ONCE*, void*, void**) {
     gcry_set_log_handler(Log, nullptr);
-    if (!Stay() || gcry_check_version(GCRYPT_VERSION) == nullptr) return TRUE;
-    gcry_control(GCRYCTL_DISABLE_SECMEM_WARN);  // pages can't be locked here; what counts is that they are wiped
+    if (!KeepLoaded() || gcry_check_version(GCRYPT_VERSION) == nullptr) return TRUE;
+    gcry_control(GCRYCTL_DISABLE_SECMEM_WARN);  // pages cannot be locked here; they are wiped nevertheless
     gcry_control(GCRYCTL_AUTO_EXPAND_SECMEM, kSecurePool);
     gcry_control(GCRYCTL_INIT_SECMEM, kSecurePool, 0);
     library.ready = gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0) == 0;
@@ -47,6 +50,13 @@ BOOL CALLBACK Initialise(INIT_ONCE*, void*, void**) {
 
 bool CryptoReady() {
     return InitOnceExecuteOnce(&library.once, Initialise, nullptr, nullptr) && library.ready;
+}
+
+bool FillRandom(std::span<std::uint8_t> bytes, Randomness randomness) {
+    if (!CryptoReady()) return false;
+    gcry_randomize(bytes.data(), bytes.size(),
+                   randomness == Randomness::LastingKey ? GCRY_VERY_STRONG_RANDOM : GCRY_STRONG_RANDOM);
+    return true;
 }
 
 }  // namespace softcsp

@@ -1,14 +1,14 @@
-// The one owner of libgcrypt's state in a module, and owners of the objects that it gives out.
+// The owner of libgcrypt's state in a module, and owners of libgcrypt's objects.
 #pragma once
 
-#include <gcrypt.h>  // before <windows.h>: it brings the sockets' header
+#include <gcrypt.h>  // before <windows.h>, because it includes <winsock2.h>
 
 #include <memory>
 
 namespace softcsp {
 
-// Makes libgcrypt ready at the first call, from whatever thread; every class here asks before its first use of it.
-// False when it can't be used, and then for good. From then on the module isn't unloaded before the process ends.
+// Initialises libgcrypt at the first call, from any thread; every class of this folder calls it first. False, at every
+// call, if libgcrypt cannot be used. Afterwards the module stays loaded until the process ends.
 bool CryptoReady();
 
 template <auto free>

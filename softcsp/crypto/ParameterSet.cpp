@@ -3,7 +3,7 @@
 namespace softcsp {
 namespace {
 
-// The first of a kind is its default.
+// The first one of a kind is its default.
 constexpr ParameterSet kSets[] = {
     {"1.2.643.2.2.35.1", ParameterKind::Signature, L"Signature, set 1 (default)", L"Подпись, набор 1 (по умолчанию)",
      false},
@@ -35,6 +35,11 @@ const ParameterSet* FindParameterSet(ParameterKind kind, std::string_view identi
     for (const ParameterSet& set : kSets)
         if (set.kind == kind && set.identifier == identifier) return &set;
     return nullptr;
+}
+
+const ParameterSet* FindCurve(std::string_view identifier) {
+    const ParameterSet* set = FindParameterSet(ParameterKind::Exchange, identifier);
+    return set != nullptr ? set : FindParameterSet(ParameterKind::Signature, identifier);
 }
 
 const ParameterSet& DefaultParameterSet(ParameterKind kind) {

@@ -1,4 +1,4 @@
-// Random bytes of libgcrypt's generator.
+// Random bytes from libgcrypt's generator.
 #pragma once
 
 #include <cstdint>
@@ -7,11 +7,11 @@
 namespace softcsp {
 
 enum class Randomness {
-    Strong,      // keys of a session, initial values, keying material
-    LastingKey,  // keys that are kept: fresh entropy is gathered for them
+    Strong,      // session keys, ephemeral key pairs, initial values, keying material
+    LastingKey,  // keys that are stored: fresh entropy is gathered for them
 };
 
-// False when libgcrypt can't be used; the bytes are as they were then.
+// False if libgcrypt cannot be used; the bytes are then unchanged.
 bool FillRandom(std::span<std::uint8_t> bytes, Randomness randomness = Randomness::Strong);
 
 }  // namespace softcsp

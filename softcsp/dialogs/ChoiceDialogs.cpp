@@ -3,39 +3,36 @@
 #include <commctrl.h>
 
 #include "softcsp/dialogs/Dialog.h"
-#include "softcsp/dialogs/ModuleText.h"
-#include "softcsp/dialogs/ReportList.h"
 #include "softcsp/dialogs/resource.h"
 
 namespace softcsp {
 namespace {
 
-constexpr LPARAM kNone = -1;
-
-// One of a list. Subclasses fill it; a row's data is the index that its choice gives.
+// The user selects one row of a list. Subclasses add the rows; the data of a row is the index that is returned.
 class ChoiceDialog : public Dialog {
   protected:
     ChoiceDialog(UINT templateId, std::size_t& chosen) : Dialog(templateId, L"choice_time"), chosen_(chosen) {}
 
     ReportList List() const { return ReportList(Item(IDC_LIST)); }
-    virtual void Fill() = 0;
+    virtual LPARAM AddRows() = 0;  // returns the row to select first, or ReportList::kNone
 
   private:
     HWND OnInit() override {
-        Fill();
-        if (List().Count() > 0) RemoveRow({IDC_NONE});
-        Enable(IDOK, false);
-        return Item(List().Count() > 0 ? IDC_LIST : IDCANCEL);
+        List().Select(AddRows());
+        const bool empty = List().Count() == 0;
+        if (!empty) HideRow({IDC_NONE});
+        Enable(IDOK, !empty);
+        return Item(empty ? IDCANCEL : IDC_LIST);
     }
     void OnNotify(const NMHDR& header) override {
         if (header.idFrom != IDC_LIST) return;
-        if (header.code == static_cast<UINT>(LVN_ITEMCHANGED)) Enable(IDOK, List().Chosen(kNone) != kNone);
-        if (header.code == static_cast<UINT>(NM_DBLCLK)) PressOk();
+        if (header.code == static_cast<UINT>(LVN_ITEMCHANGED)) Enable(IDOK, List().Selected() != ReportList::kNone);
+        if (header.code == static_cast<UINT>(NM_DBLCLK)) SendMessageW(Window(), WM_COMMAND, IDOK, 0);
     }
     bool OnOk() override {
-        const LPARAM chosen = List().Chosen(kNone);
-        if (chosen == kNone) return false;
-        chosen_ = static_cast<std::size_t>(chosen);
+        const LPARAM selected = List().Selected();
+        if (selected == ReportList::kNone) return false;
+        chosen_ = static_cast<std::size_t>(selected);
         return true;
     }
 
@@ -48,10 +45,11 @@ class ContainerDialog final : public ChoiceDialog {
         : ChoiceDialog(IDD_CHOOSE_CONTAINER, chosen), containers_(containers) {}
 
   private:
-    void Fill() override {
+    LPARAM AddRows() override {
         List().SetColumns({{IDS_COLUMN_CONTAINER, 68}, {IDS_COLUMN_CARRIER, 32}});
         LPARAM index = 0;
         for (const ContainerChoice& container : containers_) List().Add({container.name, container.carrier}, index++);
+        return 0;
     }
 
     const std::vector<ContainerChoice>& containers_;
@@ -63,16 +61,17 @@ class CarrierDialog final : public ChoiceDialog {
         : ChoiceDialog(IDD_CHOOSE_CARRIER, chosen), container_(container), carriers_(carriers) {}
 
   private:
-    void Fill() override {
+    LPARAM AddRows() override {
         ShowWhole(IDC_CONTAINER, container_);
         List().SetColumns({{IDS_COLUMN_CARRIER, 60}, {IDS_COLUMN_KIND, 40}});
-        LPARAM index = 0;
-        for (const Carrier& carrier : carriers_) {
-            if (carrier.present)
-                List().Add({carrier.name, OwnString(carrier.removable ? IDS_KIND_REMOVABLE : IDS_KIND_REGISTRY)},
-                           index);
-            ++index;
+        LPARAM first = ReportList::kNone;
+        for (std::size_t i = carriers_.size(); i-- > 0;)
+            if (carriers_[i].present) first = static_cast<LPARAM>(i);
+        for (std::size_t i = 0; i < carriers_.size(); ++i) {
+            const UINT kind = carriers_[i].removable ? IDS_KIND_REMOVABLE : IDS_KIND_REGISTRY;
+            if (carriers_[i].present) List().Add({carriers_[i].name, OwnString(kind)}, static_cast<LPARAM>(i));
         }
+        return first;
     }
 
     const std::wstring& container_;

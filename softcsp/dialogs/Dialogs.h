@@ -1,8 +1,8 @@
-// The provider's own dialogs: modal, in the user's language, above the window that owns them. The templates are
-// resources of the module that the code is linked into (dialogs.rcinc).
+// The provider's dialogs: modal, in the user's language, owned by a window. The templates are resources of the module
+// that this code is linked into (dialogs.rc).
 //
-// Each gives 0, ERROR_CANCELLED, or the reason why it couldn't be shown. When the time that the store sets for such a
-// dialog is over, it closes itself as if by Cancel. Outputs are set on success only.
+// Each returns 0, ERROR_CANCELLED, or why it could not be shown. When the time limit of its setting in the store has
+// elapsed, a dialog closes as if by Cancel. Outputs are set on success only.
 #pragma once
 
 #include <windows.h>
@@ -11,14 +11,14 @@
 #include <vector>
 
 #include "softcsp/common/Carriers.h"
-#include "softcsp/common/Password.h"
+#include "softcsp/common/Secret.h"
 
 namespace softcsp {
 
 struct PasswordQuestion {
-    std::wstring container;  // its fully qualified name, shown to the user
-    bool refused = false;    // the password given before was wrong: the dialog says so
-    bool maySave = true;     // offers the check box "Save password"
+    std::wstring container;  // its fully qualified name
+    bool refused = false;    // shows that the previous password was wrong
+    bool maySave = true;     // shows the check box "Save password"
 };
 
 struct PasswordAnswer {
@@ -26,29 +26,29 @@ struct PasswordAnswer {
     bool save = false;
 };
 
-// Time: "passwd_time", after a refused one "retry_time".
+// Time limit: "passwd_time", after a wrong password "retry_time".
 DWORD AskPassword(HWND owner, const PasswordQuestion& question, PasswordAnswer& answer);
 
-// A password for a new container, typed twice; it may be empty, which means none. Time: "passwd_time".
+// A password for a new container, typed twice; empty for none. Time limit: "passwd_time".
 DWORD AskNewPassword(HWND owner, const std::wstring& container, Password& password);
 
 struct PasswordChange {
-    Password old;  // empty when it wasn't asked
+    Password old;  // empty if the container has none
     Password next;
 };
 
-// Asks for the old password, too, when the container has one; whether it is right isn't known here.
+// Also asks for the old password if the container has one, without checking it.
 DWORD AskPasswordChange(HWND owner, const std::wstring& container, bool hasOld, PasswordChange& change);
 
 struct ContainerChoice {
-    std::wstring name;     // as people know it
-    std::wstring carrier;  // the carrier's name
+    std::wstring name;     // without the carrier
+    std::wstring carrier;  // name
 };
 
-// Index into the list. An empty list is shown as such, and only Cancel is left. Time: "choice_time".
+// An index of the list. For an empty list only Cancel is enabled. Time limit: "choice_time".
 DWORD ChooseContainer(HWND owner, const std::vector<ContainerChoice>& containers, std::size_t& chosen);
 
-// Where a new container is to lie: index into the list. Time: "choice_time".
+// The carrier of a new container: an index of the list. Time limit: "choice_time".
 DWORD ChooseCarrier(HWND owner, const std::wstring& container, const std::vector<Carrier>& carriers,
                     std::size_t& chosen);
 

@@ -1,7 +1,6 @@
 #include "softcsp/dialogs/Dialogs.h"
 
 #include "softcsp/dialogs/Dialog.h"
-#include "softcsp/dialogs/ModuleText.h"
 #include "softcsp/dialogs/resource.h"
 
 namespace softcsp {
@@ -9,16 +8,16 @@ namespace {
 
 constexpr UINT kEdits[] = {IDC_PASSWORD, IDC_NEW_PASSWORD, IDC_CONFIRMATION};
 
-Password TypedIn(HWND edit) {
+Password ReadEdit(HWND edit) {
     wchar_t typed[Password::kLongest + 1];
     const int length = GetWindowTextW(edit, typed, static_cast<int>(std::size(typed)));
     Password password({typed, static_cast<std::size_t>(length)});
-    SecureZeroMemory(typed, sizeof typed);
+    Wipe(typed, sizeof typed);
     return password;
 }
 
-// An emptied edit keeps the characters in its buffer, so others of the same number go over them first.
-void Wipe(HWND edit) {
+// An edit control that is emptied keeps the characters in its buffer, so they are overwritten first.
+void WipeEdit(HWND edit) {
     SetWindowTextW(edit, std::wstring(static_cast<std::size_t>(GetWindowTextLengthW(edit)), L'*').c_str());
     SetWindowTextW(edit, L"");
 }
@@ -35,19 +34,19 @@ class PasswordDialog : public Dialog {
     }
     void OnClosed() override {
         for (const UINT edit : kEdits)
-            if (Item(edit) != nullptr) Wipe(Item(edit));
+            if (Item(edit) != nullptr) WipeEdit(Item(edit));
     }
 
-    // The password that was typed twice; false when the two differ, which the user is told.
-    bool TakeNew(Password& password) {
-        Password typed = TypedIn(Item(IDC_NEW_PASSWORD));
-        if (typed.Text() == TypedIn(Item(IDC_CONFIRMATION)).Text()) {
+    // The password that was typed twice. False, after a message, if the two differ.
+    bool ReadNew(Password& password) {
+        Password typed = ReadEdit(Item(IDC_NEW_PASSWORD));
+        if (typed.Text() == ReadEdit(Item(IDC_CONFIRMATION)).Text()) {
             password = typed;
             return true;
         }
-        Tell(OwnString(IDS_PASSWORDS_DIFFER));
-        Wipe(Item(IDC_NEW_PASSWORD));
-        Wipe(Item(IDC_CONFIRMATION));
+        ShowMessage(OwnString(IDS_PASSWORDS_DIFFER));
+        WipeEdit(Item(IDC_NEW_PASSWORD));
+        WipeEdit(Item(IDC_CONFIRMATION));
         SetFocus(Item(IDC_NEW_PASSWORD));
         return false;
     }
@@ -66,12 +65,12 @@ class AskDialog final : public PasswordDialog {
   private:
     HWND OnInit() override {
         PasswordDialog::OnInit();
-        if (!question_.maySave) RemoveRow({IDC_SAVE});
-        if (!question_.refused) RemoveRow({IDC_REFUSED});
+        if (!question_.maySave) HideRow({IDC_SAVE});
+        if (!question_.refused) HideRow({IDC_REFUSED});
         return Item(IDC_PASSWORD);
     }
     bool OnOk() override {
-        answer_.password = TypedIn(Item(IDC_PASSWORD));
+        answer_.password = ReadEdit(Item(IDC_PASSWORD));
         answer_.save = question_.maySave && IsDlgButtonChecked(Window(), IDC_SAVE) == BST_CHECKED;
         return true;
     }
@@ -90,7 +89,7 @@ class NewDialog final : public PasswordDialog {
         PasswordDialog::OnInit();
         return Item(IDC_NEW_PASSWORD);
     }
-    bool OnOk() override { return TakeNew(password_); }
+    bool OnOk() override { return ReadNew(password_); }
 
     Password& password_;
 };
@@ -103,12 +102,15 @@ class ChangeDialog final : public PasswordDialog {
   private:
     HWND OnInit() override {
         PasswordDialog::OnInit();
-        if (!hasOld_) RemoveRow({IDC_PASSWORD_LABEL, IDC_PASSWORD});
+        if (!hasOld_) {
+            HideRow({IDC_PASSWORD_LABEL, IDC_PASSWORD});
+            SetWindowTextW(Item(IDC_HINT), OwnString(IDS_NO_PASSWORD_NEEDED).c_str());
+        }
         return Item(hasOld_ ? IDC_PASSWORD : IDC_NEW_PASSWORD);
     }
     bool OnOk() override {
-        const Password old = TypedIn(Item(IDC_PASSWORD));
-        if (!TakeNew(change_.next)) return false;
+        const Password old = ReadEdit(Item(IDC_PASSWORD));
+        if (!ReadNew(change_.next)) return false;
         change_.old = old;
         return true;
     }

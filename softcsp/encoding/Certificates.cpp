@@ -12,7 +12,7 @@ constexpr char kUsagePeriodIdentifier[] = "2.5.29.16";
 constexpr std::uint8_t kMayIssue[] = {0x30, 0x03, 0x01, 0x01, 0xFF};  // basic constraints: an authority, any depth
 constexpr std::size_t kSerialLength = 16;
 
-// The system's structures point to what they are made of and never write there.
+// The system's structures have pointers to non-constant bytes, and only read through them.
 DATA_BLOB Blob(ByteView bytes) {
     return {static_cast<DWORD>(bytes.size()), const_cast<BYTE*>(bytes.data())};
 }
@@ -23,9 +23,9 @@ char* Text(const char* identifier) {
     return const_cast<char*>(identifier);
 }
 
-// Empty when the system can't.
+// Empty if the system fails.
 Bytes Encode(LPCSTR type, const void* structure) {
-    // Signatures go in as the certificate is to have them; without the flag the system turns their bytes round.
+    // Without the flag the system reverses the bytes of signatures.
     constexpr DWORD kFlags = CRYPT_ENCODE_NO_SIGNATURE_BYTE_REVERSAL_FLAG;
     DWORD size = 0;
     if (!CryptEncodeObjectEx(X509_ASN_ENCODING, type, structure, kFlags, nullptr, nullptr, &size)) return {};
@@ -47,7 +47,7 @@ Bytes EncodeName(const std::wstring& name) {
     return bytes;
 }
 
-// Lowest byte first and never negative. Empty when there is no randomness.
+// Lowest byte first and never negative. Empty without random bytes.
 Bytes SerialNumber(Bytes wanted) {
     if (wanted.empty()) {
         wanted.resize(kSerialLength);
@@ -59,7 +59,7 @@ Bytes SerialNumber(Bytes wanted) {
     return wanted;
 }
 
-// What is to be signed. Empty when a part of it makes no sense.
+// The content to sign. Empty if a part of it is invalid.
 Bytes EncodeContent(const CertificateRequest& request) {
     const Bytes subject = EncodeName(request.subject);
     const Bytes issuer = request.issuer.empty() ? subject : EncodeName(request.issuer);

@@ -1,5 +1,5 @@
-// Makes certificates for demonstrations and tests, without a provider's handle: the system encodes what is to be
-// signed, the key pair signs.
+// Issues certificates for demonstrations and tests without a provider's handle: the system encodes the content, the key
+// pair signs it. Also the parts of certificates and extensions that the provider decodes itself.
 #pragma once
 
 #include <windows.h>
@@ -9,7 +9,7 @@
 
 #include "softcsp/common/Bytes.h"
 #include "softcsp/crypto/KeyPair.h"
-#include "softcsp/encoding/PublicKeyEncoding.h"
+#include "softcsp/encoding/KeyEncoding.h"
 
 namespace softcsp {
 
@@ -19,21 +19,21 @@ struct UsagePeriod {
 };
 
 struct CertificateRequest {
-    std::wstring subject;  // "CN=…, O=…" as CertStrToName takes it
+    std::wstring subject;  // "CN=…, O=…" in the form of CertStrToName
     std::wstring issuer;   // the same; empty = the subject itself
     PublicKeyData key;     // the subject's
     FILETIME notBefore{};  // UTC
     FILETIME notAfter{};
     std::optional<UsagePeriod> usage;  // private key usage period, 2.5.29.16
-    Bytes serial;                      // lowest byte first, as the system's structures have it; empty = 16 random bytes
-    bool authority = false;            // basic constraints: may issue others
+    Bytes serial;                      // lowest byte first, as in the system's structures; empty = 16 random bytes
+    bool authority = false;            // basic constraints: may issue certificates
 };
 
-// The certificate's DER. The signer is the issuer's key pair, which is taken to hash with the same set as the
-// subject's. Empty when a name makes no sense or the system can't.
+// The certificate's DER. The signer is the issuer's key pair and hashes with the same set as the subject's. Empty if a
+// name is invalid or the system fails.
 Bytes IssueCertificate(const CertificateRequest& request, const KeyPair& signer);
 
-// 2.5.29.16 (RFC 3280, 4.2.1.4): two generalized times behind the context tags 0 and 1. Either may be missing.
+// 2.5.29.16 (RFC 3280, 4.2.1.4): two generalized times with the context tags 0 and 1. Either may be missing.
 Bytes EncodeUsagePeriod(const UsagePeriod& period);
 struct DecodedUsagePeriod {
     std::optional<FILETIME> from;
@@ -41,7 +41,12 @@ struct DecodedUsagePeriod {
 };
 std::optional<DecodedUsagePeriod> DecodeUsagePeriod(ByteView der);
 
-// A container extension's value: the sequence of whole certificates.
+// Exactly one whole certificate: a sequence of its content, an algorithm and a signature.
+bool IsCertificate(ByteView der);
+// The same at an address that was passed without a size; empty if it is not a certificate.
+Bytes ReadCertificateAt(const BYTE* data);
+
+// The value of a container extension: a sequence of whole certificates.
 Bytes EncodeCertificateSequence(const std::vector<Bytes>& certificates);
 std::optional<std::vector<ByteView>> DecodeCertificateSequence(ByteView der);
 

@@ -10,9 +10,9 @@ namespace {
 
 using Arc = std::uint64_t;
 
-constexpr std::uint8_t kMore = 0x80;     // a length of several bytes; an arc that goes on
-constexpr std::uint8_t kLongTag = 0x1F;  // the tag goes on behind its first byte: nothing here has such
-constexpr Arc kArcsBeneathRoot = 40;     // of the first two roots; the first two arcs are written as one
+constexpr std::uint8_t kMore = 0x80;     // a length of several bytes; an arc that continues
+constexpr std::uint8_t kLongTag = 0x1F;  // the tag has more than one byte; not supported
+constexpr Arc kArcsBeneathRoot = 40;     // of the first two roots; the first two arcs are encoded as one number
 constexpr std::size_t kFewestArcs = 2;
 
 void AppendLength(Bytes& bytes, std::size_t length) {
@@ -33,7 +33,7 @@ void AppendArc(Bytes& bytes, Arc arc) {
     bytes.push_back(static_cast<std::uint8_t>(arc & ~Arc{kMore}) & 0x7F);
 }
 
-// Empty when the text isn't numbers with single dots between them.
+// Empty unless the text is numbers with single dots between them.
 std::vector<Arc> Arcs(std::string_view dotted) {
     std::vector<Arc> arcs;
     const char* const end = dotted.data() + dotted.size();
@@ -49,7 +49,7 @@ std::vector<Arc> Arcs(std::string_view dotted) {
     return arcs;
 }
 
-// The lengths of an element's parts; both 0 when its bytes don't make sense.
+// The lengths of an element's parts; both 0 if the element is malformed.
 struct Extent {
     std::size_t head = 0;  // tag and length
     std::size_t content = 0;
@@ -60,7 +60,7 @@ Extent Measure(ByteView bytes) {
     Extent extent{2, bytes[1]};
     if (extent.content >= kMore) {
         const std::size_t count = extent.content - kMore;
-        // No count: the indefinite form.
+        // A count of zero is the indefinite form.
         if (count == 0 || count > sizeof(std::uint32_t) || bytes.size() - extent.head < count) return {};
         extent.content = 0;
         for (std::uint8_t byte : bytes.subspan(extent.head, count)) extent.content = extent.content << 8 | byte;
@@ -93,7 +93,7 @@ Bytes ObjectIdentifier(std::string_view dotted) {
     return Element(kObjectIdentifier, {content});
 }
 
-std::optional<ByteView> Reader::Take(std::uint8_t tag) {
+std::optional<ByteView> Reader::Read(std::uint8_t tag) {
     const Extent extent = Measure(rest_);
     if (extent.head == 0 || rest_[0] != tag) return std::nullopt;
     const ByteView content = rest_.subspan(extent.head, extent.content);
@@ -101,7 +101,7 @@ std::optional<ByteView> Reader::Take(std::uint8_t tag) {
     return content;
 }
 
-std::optional<ByteView> Reader::TakeWhole() {
+std::optional<ByteView> Reader::ReadWhole() {
     const Extent extent = Measure(rest_);
     if (extent.head == 0) return std::nullopt;
     const ByteView whole = rest_.first(extent.head + extent.content);
@@ -112,7 +112,7 @@ std::optional<ByteView> Reader::TakeWhole() {
 std::optional<std::string> DottedText(ByteView content) {
     std::string text;
     Arc arc = 0;
-    bool within = false;  // an arc's bytes
+    bool within = false;  // between the bytes of an arc
     for (std::uint8_t byte : content) {
         const bool padded = !within && byte == kMore;
         if (padded || arc > std::numeric_limits<Arc>::max() >> 7) return std::nullopt;

@@ -1,4 +1,4 @@
-// The few pieces of ASN.1's distinguished encoding that keys, parameters and extensions are made of.
+// The parts of ASN.1's distinguished encoding (DER) that keys, parameters, extensions and certificates use.
 #pragma once
 
 #include <cstdint>
@@ -20,27 +20,27 @@ constexpr std::uint8_t kSequence = 0x30;
 
 // One element: tag, length, the parts one after the other.
 Bytes Element(std::uint8_t tag, std::initializer_list<ByteView> parts);
-// Empty when the text is no identifier such as "1.2.643.2.2.19".
+// Empty if the text is not an identifier such as "1.2.643.2.2.19".
 Bytes ObjectIdentifier(std::string_view dotted);
 
-// Reads elements one after the other. Lengths are checked against the bytes there are; only definite lengths in their
-// shortest form are taken.
+// Reads elements one after the other. Lengths are checked against the bytes present; only definite lengths in their
+// shortest form are accepted.
 class Reader {
   public:
     explicit Reader(ByteView bytes) : rest_(bytes) {}
 
     bool AtEnd() const { return rest_.empty(); }
     std::uint8_t NextTag() const { return rest_.empty() ? 0 : rest_[0]; }
-    // The content of the next element if it has this tag; then the reader stands behind it.
-    std::optional<ByteView> Take(std::uint8_t tag);
+    // The content of the next element, if it has this tag. The reader then continues after it.
+    std::optional<ByteView> Read(std::uint8_t tag);
     // The next element whole, with tag and length.
-    std::optional<ByteView> TakeWhole();
+    std::optional<ByteView> ReadWhole();
 
   private:
     ByteView rest_;
 };
 
-// From an identifier's content (without tag and length) to its dotted text.
+// The dotted text of an identifier's content (without tag and length).
 std::optional<std::string> DottedText(ByteView content);
 
 }  // namespace softcsp::der

@@ -7,13 +7,12 @@
 #include <optional>
 #include <set>
 
-#include "softcsp/common/ByteStream.h"
+#include "softcsp/common/Bytes.h"
 #include "softcsp/common/Settings.h"
 #include "softcsp/common/Store.h"
-#include "softcsp/common/TextSum.h"
+#include "softcsp/common/Text.h"
 #include "softcsp/dialogs/Dialogs.h"
 #include "softcsp/kvcsp/Context.h"
-#include "softcsp/kvcsp/Values.h"
 
 namespace softcsp {
 namespace {
@@ -34,11 +33,11 @@ constexpr Algorithm kAlgorithms[] = {
     {kAlgEphemeralExchange, 512, "GOST 34.10-2001 EX", "GOST R 34.10-2001 ephemeral key agreement", 0},
 };
 
-// Room and text of a name with its terminator; what doesn't fit is cut.
+// A name with its terminator, truncated if necessary; returns its length.
 template <std::size_t Size>
-DWORD PutName(char (&room)[Size], const char* name) {
+DWORD PutName(char (&field)[Size], const char* name) {
     const std::size_t length = std::min(std::strlen(name), Size - 1);
-    std::memcpy(room, name, length);
+    std::memcpy(field, name, length);
     return static_cast<DWORD>(length + 1);
 }
 
@@ -70,8 +69,8 @@ Bytes ExtensionItem(const ContainerExtension& extension) {
     return item.Take();
 }
 
-// In the code page of programs that ask for ANSI texts. What isn't in it becomes '?', never a letter that makes it the
-// name of another container.
+// In the code page of ANSI programs. Other characters become '?', never a similar letter, which could make it the name
+// of another container.
 Bytes AnsiText(const std::wstring& text) {
     const int size = WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, text.c_str(), -1, nullptr, 0, nullptr, nullptr);
     Bytes bytes(static_cast<std::size_t>(size));
@@ -80,14 +79,14 @@ Bytes AnsiText(const std::wstring& text) {
     return bytes;
 }
 
-// Passwords given as parameters are ANSI texts. Nothing for one that is too long.
+// Passwords given as parameters are ANSI texts. Empty if the password is too long.
 std::optional<Password> AnsiPassword(const BYTE* data) {
     wchar_t text[Password::kLongest + 1] = L"";
     const int length = MultiByteToWideChar(CP_ACP, 0, reinterpret_cast<const char*>(data), -1, text,
                                            static_cast<int>(std::size(text)));
     std::optional<Password> password;
     if (length > 0) password.emplace(std::wstring_view(text, static_cast<std::size_t>(length - 1)));
-    SecureZeroMemory(text, sizeof text);
+    Wipe(text, sizeof text);
     return password;
 }
 
@@ -103,7 +102,7 @@ bool IsList(DWORD parameter) {
            parameter == kParamExtensions || (sets != nullptr && sets->list == parameter);
 }
 
-// As an older provider has it, for a demonstration.
+// Parameters that an older provider does not have, for demonstrations.
 bool IsHidden(DWORD parameter) {
     return (parameter == kParamCache && ReadSetting(kCacheAvailableSetting) == kNoSuchParameter) ||
            (parameter == kParamDhControl && ReadSetting(kDhMayChangeSetting) == kNoSuchParameter);
@@ -114,10 +113,14 @@ bool IsHidden(DWORD parameter) {
 DWORD Context::GetParameter(DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
     if (size == nullptr) return ERROR_INVALID_PARAMETER;
     if (IsList(parameter)) return Step(parameter, flags, data, size);
-    if (parameter == kParamChooseContainer && data == nullptr) return ERROR_INVALID_PARAMETER;  // nobody is asked twice
     if (IsHidden(parameter)) return Code(NTE_BAD_TYPE);
-    if (flags != 0) return Code(NTE_BAD_FLAGS);
     Bytes value;
+    if (parameter == PP_KEYSET_SEC_DESCR) {
+        if (const DWORD result = ContainerValue(parameter, flags, value)) return result;
+        return Give(value, data, size);
+    }
+    if (flags != 0) return Code(NTE_BAD_FLAGS);
+    if (parameter == kParamChooseContainer) return ChooseName(data, size);
     if (const DWORD result = Value(parameter, value)) return result;
     return Give(value, data, size);
 }
@@ -135,7 +138,8 @@ DWORD Context::Value(DWORD parameter, Bytes& value) {
         case PP_NAME: value = TextBytes(name_); break;
         case PP_KEYSET_TYPE: value = BytesOf(flags_ & CRYPT_MACHINE_KEYSET); break;
         case PP_KEYSPEC: value = BytesOf(DWORD{AT_KEYEXCHANGE | AT_SIGNATURE}); break;
-        case kParamChooseContainer: return ChooseName(value);
+        case PP_KEYX_KEYSIZE_INC:
+        case PP_SIG_KEYSIZE_INC: value = BytesOf(DWORD{0}); break;  // there is only one size
         case kParamCache:
             value = BytesOf(CacheRecord{ReadSetting(kCacheSetting), ReadSetting(kCacheMaximumSetting),
                                         ReadSetting(kCacheAvailableSetting)});
@@ -150,14 +154,14 @@ DWORD Context::Value(DWORD parameter, Bytes& value) {
                                         .debug = ReadSetting(kDebugSetting),
                                         .reserved = {}});
             break;
-        default: return ContainerValue(parameter, value);
+        default: return ContainerValue(parameter, 0, value);
     }
     return ERROR_SUCCESS;
 }
 
-DWORD Context::ContainerValue(DWORD parameter, Bytes& value) {
+DWORD Context::ContainerValue(DWORD parameter, DWORD flags, Bytes& value) {
     if (parameter != PP_CONTAINER && parameter != PP_UNIQUE_CONTAINER && parameter != kParamQualifiedName &&
-        parameter != kParamLoadKeys && parameter != kParamIntegrity)
+        parameter != kParamLoadKeys && parameter != kParamIntegrity && parameter != PP_KEYSET_SEC_DESCR)
         return Code(NTE_BAD_TYPE);
     if (!container_) return Code(NTE_NOT_FOUND);
     DWORD damage = 0;
@@ -166,6 +170,7 @@ DWORD Context::ContainerValue(DWORD parameter, Bytes& value) {
         case PP_UNIQUE_CONTAINER: value = AnsiText(container_->Place().UniqueName()); break;
         case kParamQualifiedName: value = AnsiText(container_->Place().QualifiedName()); break;
         case kParamLoadKeys: return LoadKeys(value);
+        case PP_KEYSET_SEC_DESCR: return container_->InStore().ReadSecurity(container_->Place(), flags, value);
         default:
             if (const DWORD result = container_->Integrity(damage)) return result;
             value = BytesOf(damage);
@@ -174,27 +179,45 @@ DWORD Context::ContainerValue(DWORD parameter, Bytes& value) {
 }
 
 DWORD Context::SetValue(const ParameterChoice& parameter, Bytes& value) const {
-    value = AsksOnly() ? EntryOf(MachineSet(parameter, type_)) : TextBytes(SetInUse(parameter.kind).identifier);
+    value =
+        ForParametersOnly() ? EntryOf(MachineSet(parameter, type_)) : TextBytes(SetInUse(parameter.kind).identifier);
     return ERROR_SUCCESS;
 }
 
-DWORD Context::ChooseName(Bytes& value) const {
-    const Asking asking = WhomToAsk();
-    if (asking.silent) return Code(NTE_SILENT_CONTEXT);
-    const auto places = ContainerStore(KeyOwner(), type_).List();
+std::vector<ContainerPlace> Context::ListContainers() const {
+    auto places = ContainerStore(KeyOwner(), type_).List();
+    if (carrier_)
+        std::erase_if(places, [&](const ContainerPlace& place) { return place.carrier.name != carrier_->name; });
+    return places;
+}
+
+// The buffer must have room for every name in the list, so that the user's choice cannot fail afterwards.
+DWORD Context::ChooseName(BYTE* data, DWORD* size) {
+    const Prompt prompt = UserPrompt();
+    if (prompt.silent) return Code(NTE_SILENT_CONTEXT);
+    const auto places = ListContainers();
     std::vector<ContainerChoice> choices;
-    for (const ContainerPlace& place : places) choices.push_back({place.name, place.carrier.name});
+    std::vector<Bytes> names;
+    std::size_t largest = 0;
+    for (const ContainerPlace& place : places) {
+        choices.push_back({place.name, place.carrier.name});
+        names.push_back(AnsiText(place.QualifiedName()));
+        largest = std::max(largest, names.back().size());
+    }
+    if (data == nullptr || *size < largest) {
+        *size = static_cast<DWORD>(largest);
+        return data == nullptr ? ERROR_SUCCESS : ERROR_MORE_DATA;
+    }
     std::size_t chosen = 0;
-    if (const DWORD result = ChooseContainer(asking.window, choices, chosen)) return result;
-    value = AnsiText(places[chosen].QualifiedName());
-    return ERROR_SUCCESS;
+    const DWORD result = prompt.Show([&](HWND owner) { return ChooseContainer(owner, choices, chosen); });
+    return result != ERROR_SUCCESS ? result : Give(names[chosen], data, size);
 }
 
 DWORD Context::LoadKeys(Bytes& value) {
     DWORD loaded = 0;
     for (const bool signatureKey : {false, true}) {
         std::optional<KeyPair> pair;
-        const DWORD result = container_->PrivateKey(signatureKey, WhomToAsk(), pair);
+        const DWORD result = container_->PrivateKey(signatureKey, UserPrompt(), pair);
         if (result == Code(NTE_NO_KEY)) continue;
         if (result != ERROR_SUCCESS) return result;
         loaded |= signatureKey ? 2 : 1;
@@ -203,15 +226,16 @@ DWORD Context::LoadKeys(Bytes& value) {
     return ERROR_SUCCESS;
 }
 
-DWORD Context::List(DWORD parameter, std::vector<Bytes>& items) const {
+DWORD Context::List(DWORD parameter, std::vector<Bytes>& items) {
     if (const ParameterChoice* sets = FindChoice(parameter)) {
         items = EntriesOf(sets->kind);
     } else if (parameter == PP_ENUMCONTAINERS) {
-        std::set<std::wstring> names;  // a name alone opens the first carrier's container that has it
-        for (const ContainerPlace& place : ContainerStore(KeyOwner(), type_).List())
+        std::set<std::wstring> names;  // a bare name opens the first container that has it
+        for (const ContainerPlace& place : ListContainers())
             items.push_back(AnsiText(names.insert(LowerCase(place.name)).second ? place.name : place.UniqueName()));
     } else if (parameter == kParamExtensions) {
         if (!container_) return Code(NTE_NOT_FOUND);
+        if (const DWORD result = container_->Refresh()) return result;
         for (const ContainerExtension& extension : container_->Record().extensions)
             items.push_back(ExtensionItem(extension));
     } else {
@@ -221,8 +245,8 @@ DWORD Context::List(DWORD parameter, std::vector<Bytes>& items) const {
     return ERROR_SUCCESS;
 }
 
-// CRYPT_FIRST begins; without it the list goes on. With no data nothing is used up: the size of the largest item at the
-// beginning, of the next one later.
+// CRYPT_FIRST begins; without it the list continues. Without a buffer the list stays where it is, and the size returned
+// is that of the largest item at the beginning and of the next one later.
 DWORD Context::Step(DWORD parameter, DWORD flags, BYTE* data, DWORD* size) {
     if ((flags & ~DWORD{CRYPT_FIRST | CRYPT_NEXT}) != 0) return Code(NTE_BAD_FLAGS);
     Listing& listing = listings_[parameter];
@@ -258,21 +282,21 @@ DWORD Context::SetParameter(DWORD parameter, BYTE* data, DWORD flags) {
 }
 
 DWORD Context::ChangeSet(const ParameterChoice& parameter, const BYTE* data) {
-    const auto* set = AsksOnly() ? SetOfEntry(parameter.kind, data)
-                                 : FindParameterSet(parameter.kind, reinterpret_cast<const char*>(data));
-    if (set == nullptr) return Code(NTE_BAD_DATA);
-    if (AsksOnly()) return WriteMachineSet(parameter, type_, *set);
+    const auto* set = ForParametersOnly() ? SetOfEntry(parameter.kind, data)
+                                          : FindParameterSet(parameter.kind, reinterpret_cast<const char*>(data));
+    if (set == nullptr || !MayUse(*set)) return Code(NTE_BAD_DATA);
+    if (ForParametersOnly()) return WriteMachineSet(parameter, type_, *set);
     if (!container_ || parameter.kind == ParameterKind::Signature || parameter.kind == ParameterKind::Exchange) {
         sets_[parameter.kind] = set;
         return ERROR_SUCCESS;
     }
-    return container_->Modify([&](Container& container) {
+    return container_->Modify(UserPrompt(), [&](Container& container) {
         (parameter.kind == ParameterKind::Digest ? container.digest : container.cipher) = set;
         return DWORD{ERROR_SUCCESS};
     });
 }
 
-// For the whole machine, so only for those who may change the provider.
+// These settings are the machine's, so that the right to change the provider is needed.
 DWORD Context::ChangeSetting(DWORD parameter, const BYTE* data) {
     DWORD rights = 0;
     if (Store().Granted(L"\\config\\Provider", rights) != ERROR_SUCCESS || (rights & kRightWrite) == 0)
@@ -294,12 +318,12 @@ DWORD Context::ChangeContainer(DWORD parameter, const BYTE* data) {
     if (parameter == kParamChangePassword) {
         const auto& request = *reinterpret_cast<const PasswordRequest*>(data);
         const bool known = request.kind == kPasswordByDialog && request.value == nullptr;
-        return known ? container_->ChangePassword(WhomToAsk()) : Code(NTE_BAD_DATA);
+        return known ? container_->ChangePassword(UserPrompt()) : Code(NTE_BAD_DATA);
     }
     if (parameter == kParamAddExtension) {
         const auto& request = *reinterpret_cast<const ExtensionRequest*>(data);
         if (request.identifier == nullptr || (request.value == nullptr && request.size != 0)) return Code(NTE_BAD_DATA);
-        return container_->Modify([&](Container& container) {
+        return container_->Modify(UserPrompt(), [&](Container& container) {
             container.extensions.push_back(
                 {request.identifier, request.critical, Bytes(request.value, request.value + request.size)});
             return DWORD{ERROR_SUCCESS};

@@ -1,128 +1,139 @@
-// Exports: keys made, found, duplicated, destroyed.
+// Exports: keys are generated, derived, found, duplicated and destroyed.
 #include "softcsp/crypto/Random.h"
-#include "softcsp/kvcsp/Export.h"
-#include "softcsp/kvcsp/ProviderInterface.h"
+#include "softcsp/kvcsp/Context.h"
 
 using namespace softcsp;
 
 namespace {
 
-constexpr DWORD kKnownGenFlags =
-    0xFFFF0000 /* length in bits */ | CRYPT_EXPORTABLE | CRYPT_USER_PROTECTED | CRYPT_PREGEN;
+// CRYPT_USER_PROTECTED is refused: the user is not notified when such a key is used.
+constexpr DWORD kLengthMask = 0xFFFF0000;  // in bits; 0 = the only length
+constexpr DWORD kKnownFlags = kLengthMask | CRYPT_EXPORTABLE | CRYPT_PREGEN;
+constexpr DWORD kPairBits = 512, kCipherBits = 256;
 
-DWORD GiveKey(Context& context, const KeyData& data, HCRYPTKEY* handle) {
-    *handle = context.keys.Add(std::make_shared<Key>(data));
+DWORD CheckFlags(DWORD flags, DWORD bits) {
+    if ((flags & ~kKnownFlags) != 0) return Code(NTE_BAD_FLAGS);
+    const DWORD length = flags >> 16;
+    return length != 0 && length != bits ? Code(NTE_BAD_LEN) : ERROR_SUCCESS;
+}
+
+DWORD GiveKey(Context& context, std::shared_ptr<Key> key, HCRYPTKEY* handle) {
+    if (!key) return Code(NTE_NO_MEMORY);
+    *handle = context.keys.Add(std::move(key));
     return ERROR_SUCCESS;
 }
 
-KeyData UserKey(bool signatureKey, const ContainerKey& key) {
-    KeyData data;
-    data.kind = KeyKind::User;
-    data.algorithm = signatureKey ? kAlgSignature : kAlgExchange;
-    data.exportable = key.exportable;
-    data.signatureKey = signatureKey;
-    data.publicKey = {key.curve, key.digest, key.publicKey};
-    return data;
-}
-
-DWORD GiveUserKey(Context& context, bool signatureKey, HCRYPTKEY* handle) {
-    const auto& key = context.OpenedContainer()->Record().Key(signatureKey);
-    return key ? GiveKey(context, UserKey(signatureKey, *key), handle) : Code(NTE_NO_KEY);
-}
-
-DWORD GenerateUserKey(Context& context, bool signatureKey, DWORD flags, HCRYPTKEY* handle) {
-    if (!context.OpenedContainer()) return Code(NTE_PERM);
-    if ((flags & CRYPT_PREGEN) != 0) return Code(NTE_BAD_FLAGS);
-    if (context.OpenedContainer()->Record().Key(signatureKey)) return Code(NTE_EXISTS);
-    const auto pair =
-        KeyPair::Generate(context.SetInUse(signatureKey ? ParameterKind::Signature : ParameterKind::Exchange));
-    if (!pair) return Code(NTE_FAIL);
-    const DWORD result =
-        context.OpenedContainer()->AddKeyPair(signatureKey, context.WhomToAsk(), *pair,
-                                              context.SetInUse(ParameterKind::Digest), (flags & CRYPT_EXPORTABLE) != 0);
-    return result != ERROR_SUCCESS ? result : GiveUserKey(context, signatureKey, handle);
-}
-
-// With CRYPT_PREGEN the sets may still be changed; KP_X completes the key.
-DWORD GenerateEphemeralKey(Context& context, DWORD flags, HCRYPTKEY* handle) {
-    KeyData data;
-    data.kind = KeyKind::Ephemeral;
-    data.algorithm = kAlgEphemeralExchange;
-    data.exportable = (flags & CRYPT_EXPORTABLE) != 0;
-    data.publicKey.curve = &context.SetInUse(ParameterKind::Exchange);
-    data.publicKey.digest = &context.SetInUse(ParameterKind::Digest);
+// A key pair that is never stored. With CRYPT_PREGEN its sets may still be changed, and KP_X completes it.
+DWORD GenerateEphemeral(Context& context, ALG_ID algorithm, ParameterKind kind, DWORD flags,
+                        std::shared_ptr<Key>& key) {
+    auto generated = std::make_shared<Key>();
+    generated->kind = KeyKind::Ephemeral;
+    generated->algorithm = algorithm;
+    generated->exportable = (flags & CRYPT_EXPORTABLE) != 0;
+    generated->publicKey.curve = &context.SetInUse(kind);
+    generated->publicKey.digest = &context.SetInUse(ParameterKind::Digest);
     if ((flags & CRYPT_PREGEN) == 0) {
-        data.pair = KeyPair::Generate(*data.publicKey.curve);
-        if (!data.pair) return Code(NTE_FAIL);
-        data.publicKey.key = data.pair->Public();
+        generated->pair = KeyPair::Generate(*generated->publicKey.curve, Randomness::Strong);
+        if (!generated->pair) return Code(NTE_FAIL);
+        generated->publicKey.key = generated->pair->Public();
     }
-    return GiveKey(context, data, handle);
+    key = std::move(generated);
+    return ERROR_SUCCESS;
+}
+
+// In a context without a container the pair is ephemeral and signs as long as the context is open.
+DWORD GenerateUserKey(Context& context, bool signatureKey, DWORD flags, HCRYPTKEY* handle) {
+    if ((flags & CRYPT_PREGEN) != 0) return Code(NTE_BAD_FLAGS);
+    const ParameterKind kind = signatureKey ? ParameterKind::Signature : ParameterKind::Exchange;
+    std::shared_ptr<Key> key;
+    if (OpenContainer* container = context.OpenedContainer()) {
+        if (const DWORD result = container->Refresh()) return result;
+        if (container->Record().Key(signatureKey)) return Code(NTE_EXISTS);
+        const auto pair = KeyPair::Generate(context.SetInUse(kind));
+        if (!pair) return Code(NTE_FAIL);
+        const DWORD result =
+            container->AddKeyPair(signatureKey, context.UserPrompt(), *pair, context.SetInUse(ParameterKind::Digest),
+                                  (flags & CRYPT_EXPORTABLE) != 0);
+        if (result != ERROR_SUCCESS) return result;
+    } else {
+        const ALG_ID algorithm = signatureKey ? kAlgSignature : kAlgExchange;
+        if (const DWORD result = GenerateEphemeral(context, algorithm, kind, flags, key)) return result;
+        context.ephemeral[signatureKey] = key;
+    }
+    const DWORD result = context.UserKey(signatureKey, key);
+    return result != ERROR_SUCCESS ? result : GiveKey(context, std::move(key), handle);
 }
 
 DWORD GiveSessionKey(Context& context, const SymmetricKey& secret, DWORD flags, HCRYPTKEY* handle) {
-    KeyData data;
-    data.kind = KeyKind::Session;
-    data.algorithm = kAlgCipher;
-    data.exportable = (flags & CRYPT_EXPORTABLE) != 0;
-    data.secret = secret;
-    data.cipher = &context.SetInUse(ParameterKind::Cipher);
-    return GiveKey(context, data, handle);
+    auto key = std::make_shared<Key>();
+    key->algorithm = kAlgCipher;
+    key->exportable = (flags & CRYPT_EXPORTABLE) != 0;
+    key->secret = secret;
+    key->cipher = &context.SetInUse(ParameterKind::Cipher);
+    return GiveKey(context, std::move(key), handle);
+}
+
+DWORD GenerateSessionKey(Context& context, DWORD flags, HCRYPTKEY* handle) {
+    SymmetricKey secret;
+    return FillRandom(secret.Room()) ? GiveSessionKey(context, secret, flags, handle) : Code(NTE_FAIL);
 }
 
 }  // namespace
 
-BOOL WINAPI CPGenKey(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, HCRYPTKEY* key) {
+extern "C" BOOL WINAPI CPGenKey(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, HCRYPTKEY* key) {
     return AnswerIn(ProviderEntry::GenKey, provider, [=](Context& context) -> DWORD {
         if (key == nullptr) return ERROR_INVALID_PARAMETER;
-        if ((flags & ~kKnownGenFlags) != 0) return Code(NTE_BAD_FLAGS);
+        if (const DWORD result = CheckFlags(flags, algorithm == kAlgCipher ? kCipherBits : kPairBits)) return result;
         switch (algorithm) {
             case AT_KEYEXCHANGE:
             case kAlgExchange: return GenerateUserKey(context, false, flags, key);
             case AT_SIGNATURE:
             case kAlgSignature: return GenerateUserKey(context, true, flags, key);
-            case kAlgEphemeralExchange: return GenerateEphemeralKey(context, flags, key);
-            case kAlgCipher: {
-                SymmetricKey secret;
-                if (!FillRandom(secret.Room())) return Code(NTE_FAIL);
-                return GiveSessionKey(context, secret, flags, key);
+            case kAlgCipher: return GenerateSessionKey(context, flags, key);
+            case kAlgEphemeralExchange: {
+                std::shared_ptr<Key> generated;
+                const DWORD result = GenerateEphemeral(context, algorithm, ParameterKind::Exchange, flags, generated);
+                return result != ERROR_SUCCESS ? result : GiveKey(context, std::move(generated), key);
             }
             default: return Code(NTE_BAD_ALGID);
         }
     });
 }
 
-// The key is the hash's value.
-BOOL WINAPI CPDeriveKey(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTHASH hash, DWORD flags, HCRYPTKEY* key) {
+// The key is the value of the hash.
+extern "C" BOOL WINAPI CPDeriveKey(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTHASH hash, DWORD flags,
+                                   HCRYPTKEY* key) {
     return AnswerIn(ProviderEntry::DeriveKey, provider, [=](Context& context) -> DWORD {
         if (key == nullptr) return ERROR_INVALID_PARAMETER;
         if (algorithm != kAlgCipher) return Code(NTE_BAD_ALGID);
-        if ((flags & ~kKnownGenFlags) != 0 || (flags & CRYPT_PREGEN) != 0) return Code(NTE_BAD_FLAGS);
+        if ((flags & CRYPT_PREGEN) != 0) return Code(NTE_BAD_FLAGS);
+        if (const DWORD result = CheckFlags(flags, kCipherBits)) return result;
         const auto found = context.hashes.Find(hash);
-        if (!found) return Code(NTE_BAD_HASH);
-        if (!found->value) found->value = found->digest.Value();
-        return GiveSessionKey(context, SymmetricKey(*found->value), flags, key);
+        return found ? GiveSessionKey(context, found->Value(), flags, key) : Code(NTE_BAD_HASH);
     });
 }
 
-BOOL WINAPI CPGetUserKey(HCRYPTPROV provider, DWORD spec, HCRYPTKEY* key) {
+extern "C" BOOL WINAPI CPGetUserKey(HCRYPTPROV provider, DWORD spec, HCRYPTKEY* key) {
     return AnswerIn(ProviderEntry::GetUserKey, provider, [=](Context& context) -> DWORD {
         if (key == nullptr) return ERROR_INVALID_PARAMETER;
         if (spec != AT_KEYEXCHANGE && spec != AT_SIGNATURE) return Code(NTE_BAD_KEY);
-        const DWORD result = context.NeedContainer();
-        return result != ERROR_SUCCESS ? result : GiveUserKey(context, spec == AT_SIGNATURE, key);
+        std::shared_ptr<Key> found;
+        const DWORD result = context.UserKey(spec == AT_SIGNATURE, found);
+        return result != ERROR_SUCCESS ? result : GiveKey(context, std::move(found), key);
     });
 }
 
-BOOL WINAPI CPDuplicateKey(HCRYPTPROV provider, HCRYPTKEY key, DWORD* reserved, DWORD flags, HCRYPTKEY* copy) {
+extern "C" BOOL WINAPI CPDuplicateKey(HCRYPTPROV provider, HCRYPTKEY key, DWORD* reserved, DWORD flags,
+                                      HCRYPTKEY* copy) {
     return AnswerIn(ProviderEntry::DuplicateKey, provider, [=](Context& context) -> DWORD {
         if (copy == nullptr || reserved != nullptr) return ERROR_INVALID_PARAMETER;
         if (flags != 0) return Code(NTE_BAD_FLAGS);
         const auto found = context.keys.Find(key);
-        return found ? GiveKey(context, *found, copy) : Code(NTE_BAD_KEY);
+        return found ? GiveKey(context, found->Copy(), copy) : Code(NTE_BAD_KEY);
     });
 }
 
-BOOL WINAPI CPDestroyKey(HCRYPTPROV provider, HCRYPTKEY key) {
+extern "C" BOOL WINAPI CPDestroyKey(HCRYPTPROV provider, HCRYPTKEY key) {
     return AnswerIn(ProviderEntry::DestroyKey, provider,
                     [=](Context& context) { return context.keys.Remove(key) ? ERROR_SUCCESS : Code(NTE_BAD_KEY); });
 }

@@ -1,9 +1,8 @@
 // Exports: the parameters of keys.
 #include <cstring>
 
-#include "softcsp/encoding/Der.h"
-#include "softcsp/kvcsp/Export.h"
-#include "softcsp/kvcsp/ProviderInterface.h"
+#include "softcsp/encoding/Certificates.h"
+#include "softcsp/kvcsp/Context.h"
 
 using namespace softcsp;
 
@@ -26,8 +25,10 @@ DWORD Permissions(const Key& key) {
 
 DWORD Certificate(Context& context, const Key& key, Bytes& value) {
     if (key.kind != KeyKind::User) return Code(NTE_BAD_KEY);
+    if (const DWORD result = context.OpenedContainer()->Refresh()) return result;
     const auto& record = context.OpenedContainer()->Record().Key(key.signatureKey);
     if (!record || record->certificate.empty()) return Code(NTE_NOT_FOUND);
+    if (!IsCertificate(record->certificate)) return Code(NTE_BAD_DATA);
     value = record->certificate;
     return ERROR_SUCCESS;
 }
@@ -35,7 +36,7 @@ DWORD Certificate(Context& context, const Key& key, Bytes& value) {
 DWORD SymmetricValue(const Key& key, DWORD parameter, Bytes& value) {
     switch (parameter) {
         case KP_BLOCKLEN: value = BytesOf(kCipherBlockBits); break;
-        case KP_IV: value.assign(key.start.begin(), key.start.end()); break;
+        case KP_IV: value = BytesOf(key.start.value_or(InitialValue{})); break;
         case KP_MODE: value = BytesOf(DWORD{CRYPT_MODE_CFB}); break;
         default: return Code(NTE_BAD_TYPE);
     }
@@ -61,23 +62,22 @@ DWORD Value(Context& context, const Key& key, DWORD parameter, Bytes& value) {
     return ERROR_SUCCESS;
 }
 
-// The two sets of an ephemeral key that isn't complete.
+// The two sets of an ephemeral key that is not complete yet.
 DWORD ChangeSet(Key& key, DWORD parameter, const BYTE* data) {
     if (key.kind != KeyKind::Ephemeral || key.pair) return Code(NTE_BAD_KEY_STATE);
     const char* identifier = reinterpret_cast<const char*>(data);
     const bool curve = parameter == kKeyParamCurve;
-    const auto* set = FindParameterSet(curve ? ParameterKind::Exchange : ParameterKind::Digest, identifier);
-    if (set == nullptr && curve) set = FindParameterSet(ParameterKind::Signature, identifier);
-    if (set == nullptr) return Code(NTE_BAD_DATA);
+    const auto* set = curve ? FindCurve(identifier) : FindParameterSet(ParameterKind::Digest, identifier);
+    if (set == nullptr || !MayUse(*set)) return Code(NTE_BAD_DATA);
     (curve ? key.publicKey.curve : key.publicKey.digest) = set;
     return ERROR_SUCCESS;
 }
 
-// KP_X: the number itself can't be given, only made here. No data is a null pointer or an empty CRYPT_DATA_BLOB.
+// KP_X generates the private key; it cannot be supplied. No data is a null pointer or an empty CRYPT_DATA_BLOB.
 DWORD Complete(Key& key, const BYTE* data) {
     if (key.kind != KeyKind::Ephemeral || key.pair) return Code(NTE_BAD_KEY_STATE);
     if (data != nullptr && reinterpret_cast<const CRYPT_DATA_BLOB*>(data)->cbData != 0) return Code(NTE_BAD_DATA);
-    key.pair = KeyPair::Generate(*key.publicKey.curve);
+    key.pair = KeyPair::Generate(*key.publicKey.curve, Randomness::Strong);
     if (!key.pair) return Code(NTE_FAIL);
     key.publicKey.key = key.pair->Public();
     return ERROR_SUCCESS;
@@ -93,27 +93,15 @@ DWORD ChangeAlgorithm(Key& key, const BYTE* data) {
     return ERROR_SUCCESS;
 }
 
-// The bytes of a DER element whose length nobody told: the data of KP_CERTIFICATE. Empty when it is none.
-ByteView WholeElement(const BYTE* data) {
-    constexpr unsigned kMostLengthBytes = 3;
-    if (data[0] != der::kSequence) return {};
-    if (data[1] < 0x80) return {data, 2U + data[1]};
-    const unsigned count = data[1] & 0x7FU;
-    if (count == 0 || count > kMostLengthBytes) return {};
-    std::size_t length = 0;
-    for (unsigned i = 0; i < count; ++i) length = length << 8 | data[2 + i];
-    return {data, 2U + count + length};
-}
-
-// No data takes the certificate away.
+// No data removes the certificate.
 DWORD ChangeCertificate(Context& context, const Key& key, const BYTE* data) {
     if (key.kind != KeyKind::User) return Code(NTE_BAD_KEY);
-    const ByteView certificate = data != nullptr ? WholeElement(data) : ByteView();
+    const Bytes certificate = data != nullptr ? ReadCertificateAt(data) : Bytes();
     if (data != nullptr && certificate.empty()) return Code(NTE_BAD_DATA);
-    return context.OpenedContainer()->Modify([&](Container& container) -> DWORD {
+    return context.OpenedContainer()->Modify(context.UserPrompt(), [&](Container& container) -> DWORD {
         auto& record = container.Key(key.signatureKey);
         if (!record) return Code(NTE_NO_KEY);
-        record->certificate.assign(certificate.begin(), certificate.end());
+        record->certificate = certificate;
         return ERROR_SUCCESS;
     });
 }
@@ -128,7 +116,7 @@ DWORD Change(Context& context, Key& key, DWORD parameter, const BYTE* data) {
         case kKeyParamCurve: return ChangeSet(key, parameter, data);
         case KP_IV:
             if (!IsSymmetric(key)) return Code(NTE_BAD_TYPE);
-            std::memcpy(key.start.data(), data, key.start.size());
+            std::memcpy(key.start.emplace().data(), data, sizeof(InitialValue));
             key.stream.reset();
             return ERROR_SUCCESS;
         case KP_MODE: {
@@ -143,7 +131,8 @@ DWORD Change(Context& context, Key& key, DWORD parameter, const BYTE* data) {
 
 }  // namespace
 
-BOOL WINAPI CPGetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
+extern "C" BOOL WINAPI CPGetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD* size,
+                                     DWORD flags) {
     return AnswerIn(ProviderEntry::GetKeyParam, provider, [=](Context& context) -> DWORD {
         const auto found = context.keys.Find(key);
         if (!found) return Code(NTE_BAD_KEY);
@@ -155,7 +144,7 @@ BOOL WINAPI CPGetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, B
     });
 }
 
-BOOL WINAPI CPSetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD flags) {
+extern "C" BOOL WINAPI CPSetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD flags) {
     return AnswerIn(ProviderEntry::SetKeyParam, provider, [=](Context& context) -> DWORD {
         const auto found = context.keys.Find(key);
         if (!found) return Code(NTE_BAD_KEY);

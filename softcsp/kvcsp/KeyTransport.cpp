@@ -1,15 +1,13 @@
-// Exports: keys that leave and enter a context.
+// Exports: keys are exported and imported.
 #include "softcsp/crypto/Random.h"
-#include "softcsp/kvcsp/Export.h"
-#include "softcsp/kvcsp/KeyBlobs.h"
-#include "softcsp/kvcsp/ProviderInterface.h"
+#include "softcsp/kvcsp/Context.h"
 
 using namespace softcsp;
 
 namespace {
 
-// What an agreement key encrypts with. Where a message carries keying material of its own, that is taken instead.
-constexpr KeyingMaterial kStandingMaterial = {1};
+// The keying material of the key that an agreement key encrypts with. Wrapped keys have random material of their own.
+constexpr KeyingMaterial kConstantMaterial = {1};
 
 DWORD ExportPublic(const Key& key, Bytes& blob) {
     const bool hasPublic = key.kind == KeyKind::User || key.kind == KeyKind::Public || key.kind == KeyKind::Ephemeral;
@@ -19,7 +17,7 @@ DWORD ExportPublic(const Key& key, Bytes& blob) {
     return ERROR_SUCCESS;
 }
 
-// The key that wraps under fresh keying material.
+// The key encryption key for the keying material.
 std::optional<SymmetricKey> WrappingKey(const Key& by, const KeyingMaterial& material) {
     return by.kind == KeyKind::Agreement ? Agree(*by.pair, by.publicKey.key, material) : by.secret;
 }
@@ -50,8 +48,7 @@ DWORD ExportPrivate(Context& context, const Key& key, const Key* by, Bytes& byte
     if (by == nullptr || by->kind != KeyKind::Session) return Code(NTE_BAD_KEY);
     if (!key.exportable) return Code(NTE_BAD_KEY_STATE);
     std::optional<KeyPair> pair;
-    if (const DWORD result = context.OpenedContainer()->PrivateKey(key.signatureKey, context.WhomToAsk(), pair))
-        return result;
+    if (const DWORD result = context.UserPair(key.signatureKey, pair)) return result;
     WrappedBlob blob;
     blob.algorithm = key.algorithm;
     blob.parameters = key.publicKey;
@@ -60,16 +57,16 @@ DWORD ExportPrivate(Context& context, const Key& key, const Key* by, Bytes& byte
     return ERROR_SUCCESS;
 }
 
-// The own side of an agreement.
+// The key pair of this side of an agreement.
 DWORD OwnPair(Context& context, const Key& own, std::optional<KeyPair>& pair) {
     if (own.kind == KeyKind::User && own.signatureKey) return Code(NTE_BAD_KEY);
-    if (own.kind == KeyKind::User) return context.OpenedContainer()->PrivateKey(false, context.WhomToAsk(), pair);
+    if (own.kind == KeyKind::User) return context.OpenedContainer()->PrivateKey(false, context.UserPrompt(), pair);
     if (own.kind != KeyKind::Ephemeral) return Code(NTE_BAD_KEY);
     pair = own.pair;
     return pair ? ERROR_SUCCESS : Code(NTE_BAD_KEY_STATE);
 }
 
-DWORD AgreeWith(Context& context, const PublicKeyBlob& other, const Key& own, DWORD flags, KeyData& data) {
+DWORD AgreeWith(Context& context, const PublicKeyBlob& other, const Key& own, DWORD flags, Key& data) {
     if (const DWORD result = OwnPair(context, own, data.pair)) return result;
     if (data.pair->Set().identifier != std::string_view(other.key.curve->identifier)) return Code(NTE_BAD_PUBLIC_KEY);
     data.kind = KeyKind::Agreement;
@@ -77,14 +74,15 @@ DWORD AgreeWith(Context& context, const PublicKeyBlob& other, const Key& own, DW
     data.exportable = (flags & CRYPT_EXPORTABLE) != 0;
     data.publicKey = other.key;
     data.cipher = &context.SetInUse(ParameterKind::Cipher);
-    data.secret = Agree(*data.pair, other.key.key, kStandingMaterial);
+    data.secret = Agree(*data.pair, other.key.key, kConstantMaterial);
     return data.secret ? ERROR_SUCCESS : Code(NTE_BAD_PUBLIC_KEY);
 }
 
-DWORD ImportPublic(Context& context, ByteView bytes, const Key* own, DWORD flags, KeyData& data) {
+DWORD ImportPublic(Context& context, ByteView bytes, const Key* own, DWORD flags, Key& data) {
     const auto blob = ReadPublicKeyBlob(bytes);
     if (!blob) return Code(NTE_BAD_DATA);
     if (own != nullptr) return AgreeWith(context, *blob, *own, flags, data);
+    if (!MayUse(*blob->key.curve) || !MayUse(*blob->key.digest)) return Code(NTE_BAD_DATA);
     if (!IsPublicKey(*blob->key.curve, blob->key.key)) return Code(NTE_BAD_PUBLIC_KEY);
     data.kind = KeyKind::Public;
     data.algorithm = blob->algorithm;
@@ -100,7 +98,7 @@ DWORD Unwrap(const Key* by, KeyKind wanted, const WrappedBlob& blob, std::option
     return secret ? ERROR_SUCCESS : Code(NTE_BAD_DATA);
 }
 
-DWORD ImportSession(Context& context, const WrappedBlob& blob, const Key* by, DWORD flags, KeyData& data) {
+DWORD ImportSession(Context& context, const WrappedBlob& blob, const Key* by, DWORD flags, Key& data) {
     if (blob.algorithm != kAlgCipher) return Code(NTE_BAD_ALGID);
     if (const DWORD result = Unwrap(by, KeyKind::Agreement, blob, data.secret)) return result;
     data.kind = KeyKind::Session;
@@ -110,7 +108,7 @@ DWORD ImportSession(Context& context, const WrappedBlob& blob, const Key* by, DW
     return ERROR_SUCCESS;
 }
 
-DWORD ImportPrivate(Context& context, const WrappedBlob& blob, const Key* by, DWORD flags, KeyData& data) {
+DWORD ImportPrivate(Context& context, const WrappedBlob& blob, const Key* by, DWORD flags, Key& data) {
     const bool signatureKey = blob.algorithm == kAlgSignature;
     if (!signatureKey && blob.algorithm != kAlgExchange) return Code(NTE_BAD_ALGID);
     if (!context.OpenedContainer()) return Code(NTE_PERM);
@@ -123,14 +121,14 @@ DWORD ImportPrivate(Context& context, const WrappedBlob& blob, const Key* by, DW
     data.exportable = (flags & CRYPT_EXPORTABLE) != 0;
     data.signatureKey = signatureKey;
     data.publicKey = {blob.parameters->curve, blob.parameters->digest, pair->Public()};
-    return context.OpenedContainer()->AddKeyPair(signatureKey, context.WhomToAsk(), *pair, *data.publicKey.digest,
+    return context.OpenedContainer()->AddKeyPair(signatureKey, context.UserPrompt(), *pair, *data.publicKey.digest,
                                                  data.exportable);
 }
 
 }  // namespace
 
-BOOL WINAPI CPExportKey(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTKEY by, DWORD type, DWORD flags, BYTE* data,
-                        DWORD* size) {
+extern "C" BOOL WINAPI CPExportKey(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTKEY by, DWORD type, DWORD flags,
+                                   BYTE* data, DWORD* size) {
     return AnswerIn(ProviderEntry::ExportKey, provider, [=](Context& context) -> DWORD {
         const auto found = context.keys.Find(key);
         const auto wrapper = by != 0 ? context.keys.Find(by) : nullptr;
@@ -145,14 +143,15 @@ BOOL WINAPI CPExportKey(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTKEY by, DWORD 
     });
 }
 
-BOOL WINAPI CPImportKey(HCRYPTPROV provider, const BYTE* data, DWORD size, HCRYPTKEY by, DWORD flags, HCRYPTKEY* key) {
+extern "C" BOOL WINAPI CPImportKey(HCRYPTPROV provider, const BYTE* data, DWORD size, HCRYPTKEY by, DWORD flags,
+                                   HCRYPTKEY* key) {
     return AnswerIn(ProviderEntry::ImportKey, provider, [=](Context& context) -> DWORD {
         const auto helper = by != 0 ? context.keys.Find(by) : nullptr;
         if (by != 0 && !helper) return Code(NTE_BAD_KEY);
         if (data == nullptr || key == nullptr) return ERROR_INVALID_PARAMETER;
         if ((flags & ~DWORD{CRYPT_EXPORTABLE}) != 0) return Code(NTE_BAD_FLAGS);
         const ByteView bytes(data, size);
-        KeyData imported;
+        Key imported;
         DWORD result = ERROR_SUCCESS;
         if (size > 0 && bytes[0] == PUBLICKEYBLOB) {
             result = ImportPublic(context, bytes, helper.get(), flags, imported);
@@ -163,7 +162,7 @@ BOOL WINAPI CPImportKey(HCRYPTPROV provider, const BYTE* data, DWORD size, HCRYP
             result = Code(NTE_BAD_DATA);
         }
         if (result != ERROR_SUCCESS) return result;
-        *key = context.keys.Add(std::make_shared<Key>(imported));
+        *key = context.keys.Add(std::make_shared<Key>(std::move(imported)));
         return ERROR_SUCCESS;
     });
 }

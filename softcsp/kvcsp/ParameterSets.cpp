@@ -3,9 +3,9 @@
 #include <cstring>
 #include <string>
 
-#include "softcsp/common/ByteStream.h"
-#include "softcsp/common/Language.h"
+#include "softcsp/common/Settings.h"
 #include "softcsp/common/Store.h"
+#include "softcsp/common/Text.h"
 #include "softcsp/kvcsp/ProviderInterface.h"
 
 namespace softcsp {
@@ -52,10 +52,14 @@ std::vector<Bytes> EntriesOf(ParameterKind kind) {
     return entries;
 }
 
-// By the identifier alone: the name may be in another language by now.
+// Only the identifier is compared: the name may be in another language now.
 const ParameterSet* SetOfEntry(ParameterKind kind, const BYTE* entry) {
     const ParameterSet* set = FindParameterSet(kind, reinterpret_cast<const char*>(entry) + sizeof kNameFollows);
     return set != nullptr && !set->example ? set : nullptr;
+}
+
+bool MayUse(const ParameterSet& set) {
+    return !set.example || ReadSetting(kExampleSetsSetting) != 0;
 }
 
 const ParameterSet& MachineSet(const ParameterChoice& parameter, DWORD providerType) {
@@ -64,15 +68,12 @@ const ParameterSet& MachineSet(const ParameterChoice& parameter, DWORD providerT
     if (Store().Find(StorePathOf(parameter, providerType).c_str(), value) == ERROR_SUCCESS &&
         value.data.Text(identifier) == ERROR_SUCCESS)
         for (const ParameterSet& set : ParameterSets())
-            if (set.kind == parameter.kind &&
-                identifier == std::wstring(set.identifier, set.identifier + std::strlen(set.identifier)))
-                return set;
+            if (set.kind == parameter.kind && identifier == Wide(set.identifier) && MayUse(set)) return set;
     return DefaultParameterSet(parameter.kind);
 }
 
 DWORD WriteMachineSet(const ParameterChoice& parameter, DWORD providerType, const ParameterSet& set) {
-    return Store().PutText(StorePathOf(parameter, providerType).c_str(),
-                           std::wstring(set.identifier, set.identifier + std::strlen(set.identifier)));
+    return Store().WriteText(StorePathOf(parameter, providerType).c_str(), Wide(set.identifier));
 }
 
 }  // namespace softcsp

@@ -1,10 +1,11 @@
-// What the system calls in a provider's library, and the provider's own numbers. The system gives handles as it got
-// them, so each is checked. A failing function returns FALSE and leaves the reason as the thread's last error.
+// The conventions of the functions that the system calls in a provider's library (exported with the names and arguments
+// that Microsoft documents), and the provider's own numbers. Every handle is checked, because programs can pass any. A
+// failing function returns FALSE and sets the thread's last error.
 //
-// Results of the provider's own, beyond those of CryptoAPI:
+// Results in addition to those of CryptoAPI:
 //   ERROR_CANCELLED        the user cancelled a dialog, or let its time pass
-//   SCARD_W_WRONG_CHV      the password was wrong, three times when it was asked for
-//   SCARD_W_REMOVED_CARD   the carrier isn't plugged in
+//   SCARD_W_WRONG_CHV      the password is wrong, three times in a dialog
+//   SCARD_W_REMOVED_CARD   the carrier is ejected
 //   ERROR_DISK_FULL        the carrier has no room
 //   NTE_SILENT_CONTEXT     a dialog would be needed
 #pragma once
@@ -14,26 +15,26 @@
 
 namespace softcsp {
 
-// Acquiring flags of the provider's own.
-constexpr DWORD kParametersOnly = 0x4000;     // the context only asks and sets the machine's parameters
-constexpr DWORD kTakesForeignKeys = 0x40000;  // the new container is for keys that come from another one
+// The provider's own flags for acquiring.
+constexpr DWORD kParametersOnly = 0x4000;     // the context only reads and sets the machine's parameters
+constexpr DWORD kTakesForeignKeys = 0x40000;  // the new container is for keys of another one
 
-// Parameters of the provider's own. Numbers are 32 bits.
+// The provider's own parameters. Numbers have 32 bits.
 // The four parameter sets in use, for the machine's defaults in a kParametersOnly context, else for the context or its
 // container. In the former a value is one whole entry of the list; in the latter an identifier, ASCII with terminator.
 constexpr DWORD kParamDigestSet = 92;
 constexpr DWORD kParamCipherSet = 93;
 constexpr DWORD kParamSignatureSet = 94;
 constexpr DWORD kParamExchangeSet = 95;
-// Lists of the sets there are, an entry at a time: CRYPT_FIRST, then 0. An entry: 0x10000 + the offset in bytes of the
+// Lists of the available sets, one entry at a time: CRYPT_FIRST, then 0. An entry: 0x10000 + the offset in bytes of the
 // name (a number), the identifier (ASCII with terminator), the name (UTF-16 with terminator).
 constexpr DWORD kParamDigestSets = 103;
 constexpr DWORD kParamCipherSets = 104;
 constexpr DWORD kParamSignatureSets = 105;
 constexpr DWORD kParamExchangeSets = 106;
-constexpr DWORD kParamChangePassword = 108;  // set: PasswordRequest
-constexpr DWORD kParamLoadKeys = 109;        // get: makes the private keys ready; a number: bit 0 exchange, 1 signature
-constexpr DWORD kParamChooseContainer = 110;  // get: the user picks one; its fully qualified name, ANSI
+constexpr DWORD kParamChangePassword = 108;   // set: PasswordRequest
+constexpr DWORD kParamLoadKeys = 109;         // get: unseals the private keys; a number: bit 0 exchange, 1 signature
+constexpr DWORD kParamChooseContainer = 110;  // get: the user chooses one; its fully qualified name, ANSI
 constexpr DWORD kParamQualifiedName = 111;    // get: ANSI
 constexpr DWORD kParamCache = 115;            // get: CacheRecord; set: the size, a number
 constexpr DWORD kParamProtectionClass = 129;  // get, a number: 1 KC1, 2 KC2, 3 KC3, 4 KB1, 5 KB2, 6 KA1
@@ -41,22 +42,22 @@ constexpr DWORD kParamAddExtension = 132;     // set: ExtensionRequest
 constexpr DWORD kParamExtensions = 133;       // get: one item at a time, CRYPT_FIRST, then 0; see ExtensionItem()
 constexpr DWORD kParamBuild = 138;            // get: BuildRecord
 constexpr DWORD kParamDhControl = 143;        // get: DhRecord; set: a number as its first
-constexpr DWORD kParamIntegrity = 146;        // get, a number: 0 sound, bit 0 damaged, bit 30 damaged in unknown ways
+constexpr DWORD kParamIntegrity = 146;        // get, a number: 0 intact, bit 0 damaged, bit 30 unknown damage
 
-// Key parameters of the provider's own: identifiers, ASCII with terminator. They can be set for an ephemeral key that
-// isn't complete yet.
+// The provider's own key parameters: identifiers, ASCII with terminator. They can be set for an ephemeral key that is
+// not complete yet.
 constexpr DWORD kKeyParamDigestSet = 103;
 constexpr DWORD kKeyParamCurve = 106;
 
-// What the system hands over when it opens a context. <wincrypt.h> hides its declaration from applications.
+// The system passes this table when it opens a context. <wincrypt.h> hides its declaration from applications.
 struct ProviderTable {
-    DWORD version;          // 3 and later have everything; 2 ends before `type`
+    DWORD version;          // 3 and later have all members; 2 ends before `type`
     FARPROC verifyImage;    // checks a library's signature
-    FARPROC returnWindow;   // gives the window that dialogs belong to
-    DWORD type;             // provider type asked for
+    FARPROC returnWindow;   // returns the window that owns dialogs
+    DWORD type;             // requested provider type
     BYTE* contextInfo;      // unused
     DWORD contextInfoSize;  // unused
-    const char* name;       // provider's name asked for, ANSI; may be null
+    const char* name;       // requested provider's name, ANSI; may be null
 };
 
 struct BuildRecord {
@@ -92,36 +93,3 @@ struct ExtensionRequest {
 };
 
 }  // namespace softcsp
-
-extern "C" {
-BOOL WINAPI CPAcquireContext(HCRYPTPROV* provider, LPSTR container, DWORD flags, softcsp::ProviderTable* table);
-BOOL WINAPI CPReleaseContext(HCRYPTPROV provider, DWORD flags);
-BOOL WINAPI CPGetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* size, DWORD flags);
-BOOL WINAPI CPSetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD flags);
-BOOL WINAPI CPGenRandom(HCRYPTPROV provider, DWORD size, BYTE* data);
-BOOL WINAPI CPDeriveKey(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTHASH hash, DWORD flags, HCRYPTKEY* key);
-BOOL WINAPI CPDestroyKey(HCRYPTPROV provider, HCRYPTKEY key);
-BOOL WINAPI CPDuplicateKey(HCRYPTPROV provider, HCRYPTKEY key, DWORD* reserved, DWORD flags, HCRYPTKEY* copy);
-BOOL WINAPI CPExportKey(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTKEY by, DWORD type, DWORD flags, BYTE* data,
-                        DWORD* size);
-BOOL WINAPI CPGenKey(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, HCRYPTKEY* key);
-BOOL WINAPI CPGetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD* size, DWORD flags);
-BOOL WINAPI CPGetUserKey(HCRYPTPROV provider, DWORD spec, HCRYPTKEY* key);
-BOOL WINAPI CPImportKey(HCRYPTPROV provider, const BYTE* data, DWORD size, HCRYPTKEY by, DWORD flags, HCRYPTKEY* key);
-BOOL WINAPI CPSetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD flags);
-BOOL WINAPI CPDecrypt(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTHASH hash, BOOL last, DWORD flags, BYTE* data,
-                      DWORD* size);
-BOOL WINAPI CPEncrypt(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTHASH hash, BOOL last, DWORD flags, BYTE* data,
-                      DWORD* size, DWORD capacity);
-BOOL WINAPI CPCreateHash(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTKEY key, DWORD flags, HCRYPTHASH* hash);
-BOOL WINAPI CPDestroyHash(HCRYPTPROV provider, HCRYPTHASH hash);
-BOOL WINAPI CPDuplicateHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD* reserved, DWORD flags, HCRYPTHASH* copy);
-BOOL WINAPI CPGetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD* size, DWORD flags);
-BOOL WINAPI CPHashData(HCRYPTPROV provider, HCRYPTHASH hash, const BYTE* data, DWORD size, DWORD flags);
-BOOL WINAPI CPHashSessionKey(HCRYPTPROV provider, HCRYPTHASH hash, HCRYPTKEY key, DWORD flags);
-BOOL WINAPI CPSetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD flags);
-BOOL WINAPI CPSignHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD spec, LPCWSTR description, DWORD flags,
-                       BYTE* signature, DWORD* size);
-BOOL WINAPI CPVerifySignature(HCRYPTPROV provider, HCRYPTHASH hash, const BYTE* signature, DWORD size, HCRYPTKEY key,
-                              LPCWSTR description, DWORD flags);
-}

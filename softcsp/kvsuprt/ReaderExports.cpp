@@ -1,4 +1,4 @@
-// Exports: the readers, which are the registry and the removable carriers that are plugged in.
+// Exports: the readers, which are the registry and the removable carriers that are inserted.
 #include "softcsp/kvsuprt.h"
 
 #include <memory>
@@ -7,9 +7,8 @@
 #include <vector>
 
 #include "softcsp/common/Carriers.h"
-#include "softcsp/common/ReaderRegistration.h"
-#include "softcsp/kvsuprt/Export.h"
-#include "softcsp/kvsuprt/resource.h"
+#include "softcsp/common/ExportGuard.h"
+#include "softcsp/dialogs/resource.h"
 
 extern "C" IMAGE_DOS_HEADER __ImageBase;  // the linker's name for the start of this library
 
@@ -20,7 +19,8 @@ using softcsp::GiveText;
 using softcsp::Guarded;
 using softcsp::ReaderRegistration;
 
-// What handles point to. The mark tells a search from a reader, and a closed one while its memory isn't used anew.
+// The target of handles. The mark distinguishes a search from a reader, and an open handle from a closed one as long
+// as its memory is not reused.
 template <DWORD kMark, class Content>
 struct Handle {
     explicit Handle(Content&& held) : content(std::move(held)) {}
@@ -44,7 +44,7 @@ struct Found {
 using Search = Handle<0x48435253, Found>;
 using Reader = Handle<0x52444552, Carrier>;
 
-DWORD Take(const SUPSYS_REGISTRATION* registration, ReaderRegistration*& context) {
+DWORD Find(const SUPSYS_REGISTRATION* registration, ReaderRegistration*& context) {
     if (registration == nullptr || registration->size != sizeof *registration) return ERROR_INVALID_PARAMETER;
     auto* given = static_cast<ReaderRegistration*>(registration->context);
     if (given == nullptr || given->mark != ReaderRegistration::kMark) return ERROR_INVALID_HANDLE;
@@ -56,7 +56,7 @@ std::wstring OwnString(UINT id) {
     const auto module = reinterpret_cast<HINSTANCE>(&__ImageBase);
     DWORD length = 0;
     if (support_resource_string(module, id, nullptr, &length) != ERROR_SUCCESS) return {};
-    std::wstring text(length, L'\0');  // a string's own terminator is the one character more
+    std::wstring text(length, L'\0');  // std::wstring has room for the terminator
     return support_resource_string(module, id, text.data(), &length) == ERROR_SUCCESS ? text : std::wstring();
 }
 
@@ -65,9 +65,9 @@ std::wstring ShownName(const Carrier& carrier) {
     return OwnString(IDS_READER_DISK) + L' ' + carrier.name;
 }
 
-// One text of a reader, by the length rule.
+// One text of a reader.
 template <class Text>
-DWORD Tell(HANDLE handle, DWORD* length, wchar_t* buffer, Text text) {
+DWORD GiveTextOf(HANDLE handle, DWORD* length, wchar_t* buffer, Text text) {
     return Guarded([=]() -> DWORD {
         const Reader* reader = Reader::From(handle);
         return reader != nullptr ? GiveText(text(reader->content), buffer, length) : ERROR_INVALID_HANDLE;
@@ -78,18 +78,18 @@ DWORD Tell(HANDLE handle, DWORD* length, wchar_t* buffer, Text text) {
 
 DWORD supsys_register_all(SUPSYS_REGISTRATION* registration) {
     ReaderRegistration* context = nullptr;
-    if (const DWORD result = Take(registration, context)) return result;
+    if (const DWORD result = Find(registration, context)) return result;
     context->registered = TRUE;
     return ERROR_SUCCESS;
 }
 
 DWORD supsys_unregister_all(SUPSYS_REGISTRATION* registration, DWORD final) {
     ReaderRegistration* context = nullptr;
-    if (const DWORD result = Take(registration, context)) return result;
+    if (const DWORD result = Find(registration, context)) return result;
     context->registered = FALSE;
     if (final != 0) {
         registration->context = nullptr;
-        ReaderRegistration::Free(context);
+        ReaderRegistration::Remove(context);
     }
     return ERROR_SUCCESS;
 }
@@ -97,7 +97,7 @@ DWORD supsys_unregister_all(SUPSYS_REGISTRATION* registration, DWORD final) {
 DWORD supsys_find_open(SUPSYS_REGISTRATION* registration, HANDLE* search) {
     return Guarded([=]() -> DWORD {
         ReaderRegistration* context = nullptr;
-        if (const DWORD result = Take(registration, context)) return result;
+        if (const DWORD result = Find(registration, context)) return result;
         if (search == nullptr) return ERROR_INVALID_PARAMETER;
         Found found;
         if (context->registered) found.carriers = softcsp::Carriers();
@@ -126,17 +126,17 @@ DWORD supsys_find_close(HANDLE search) {
 }
 
 DWORD supsys_nickname(HANDLE reader, DWORD* length, wchar_t* buffer) {
-    return Tell(reader, length, buffer,
-                [](const Carrier& carrier) { return std::wstring(carrier.removable ? L"DISK" : L"REGISTRY"); });
+    return GiveTextOf(reader, length, buffer,
+                      [](const Carrier& carrier) { return std::wstring(carrier.removable ? L"DISK" : L"REGISTRY"); });
 }
 
 DWORD supsys_connect_current(HANDLE reader, DWORD* length, wchar_t* buffer) {
-    return Tell(reader, length, buffer,
-                [](const Carrier& carrier) { return carrier.removable ? carrier.name : std::wstring(); });
+    return GiveTextOf(reader, length, buffer,
+                      [](const Carrier& carrier) { return carrier.removable ? carrier.name : std::wstring(); });
 }
 
 DWORD supsys_register_name(HANDLE reader, DWORD* length, wchar_t* buffer) {
-    return Tell(reader, length, buffer, &ShownName);
+    return GiveTextOf(reader, length, buffer, &ShownName);
 }
 
 DWORD supsys_context_free(HANDLE reader) {

@@ -1,7 +1,8 @@
-// Exports: strings of a module's resources, and the language they are read in.
+// Exports: strings in a module's resources, and the language that they are read in.
 #include "softcsp/kvsuprt.h"
-#include "softcsp/kvsuprt/Export.h"
-#include "softcsp/common/Language.h"
+#include "softcsp/common/ExportGuard.h"
+#include "softcsp/common/Store.h"
+#include "softcsp/common/Settings.h"
 #include "softcsp/common/ResourceText.h"
 
 namespace {
@@ -17,12 +18,12 @@ ResourceBytes Load(HINSTANCE module, HRSRC resource) {
     return {bytes, SizeofResource(module, resource)};
 }
 
-// char16_t and wchar_t are the same characters here, and different types.
+// char16_t and wchar_t have the same values here, and are different types.
 std::u16string_view Utf16(std::wstring_view text) {
     return {reinterpret_cast<const char16_t*>(text.data()), text.size()};
 }
 
-// A text that isn't there and an empty one are the same to the caller.
+// For the caller a missing text and an empty one are the same.
 DWORD Give(const std::optional<std::u16string>& text, wchar_t* buffer, DWORD* length) {
     if (!text || text->empty()) return ERROR_RESOURCE_NAME_NOT_FOUND;
     return softcsp::GiveText({reinterpret_cast<const wchar_t*>(text->data()), text->size()}, buffer, length);

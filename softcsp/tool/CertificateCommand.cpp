@@ -1,14 +1,9 @@
-// "certificate": files with certificates of containers' keys, in the forms that certificates are handed round in.
+// "certificate": files with certificates for keys of containers, in all usual formats.
 #include "softcsp/common/Files.h"
-
-#include <winscard.h>
-
 #include "softcsp/encoding/Der.h"
-#include "softcsp/tool/CertificateText.h"
-#include "softcsp/tool/Commands.h"
-#include "softcsp/tool/Console.h"
+#include "softcsp/tool/Certificates.h"
+#include "softcsp/tool/Command.h"
 #include "softcsp/tool/Containers.h"
-#include "softcsp/tool/Issuing.h"
 
 namespace softcsp {
 namespace {
@@ -45,8 +40,8 @@ Bytes Base64(const std::vector<Bytes>& certificates) {
     return {text.begin(), text.begin() + length};
 }
 
-// A message that nobody signed, which carries nothing but certificates (RFC 2315, 9.1). Not every system's own function
-// for this writes one that can be read back.
+// A message without signatures that contains only certificates (RFC 2315, 9.1). Not every system's own function for
+// this writes one that can be read again.
 Bytes Pkcs7(const std::vector<Bytes>& certificates) {
     constexpr std::uint8_t kContext0 = 0xA0, kSet = 0x31;
     constexpr std::uint8_t version[] = {1};
@@ -61,7 +56,7 @@ Bytes Pkcs7(const std::vector<Bytes>& certificates) {
                         {der::ObjectIdentifier(szOID_RSA_signedData), der::Element(kContext0, {message})});
 }
 
-// The contexts are made of the bare bytes: with properties a serialized store can't be read everywhere.
+// Certificates without properties: with properties not every system can read a serialized store.
 Bytes Serialized(const std::vector<Bytes>& certificates) {
     const MemoryStore store(CertOpenStore(CERT_STORE_PROV_MEMORY, kEncoding, 0, CERT_STORE_CREATE_NEW_FLAG, nullptr));
     if (!store) ThrowLast(L"can't make a certificate store");
@@ -82,7 +77,7 @@ Bytes Serialized(const std::vector<Bytes>& certificates) {
 
 struct Form {
     const wchar_t* name;
-    const wchar_t* extension;  // of files that have it unless another is asked for; empty: none
+    const wchar_t* extension;  // implies the format unless --format is given; empty: none
     bool several;
     Bytes (*write)(const std::vector<Bytes>&);
 };
@@ -99,12 +94,8 @@ const Form& FormOf(const Options& options, const std::wstring& file) {
     return kForms[0];
 }
 
-// Containers without a password are opened by the empty one, whatever was given for others.
-KeyPair Unlock(const Container& container, const ContainerKey& key, const Password& typed) {
-    const auto opening = OpeningKey(container.lock, container.lock.hasPassword ? typed : Password());
-    const auto master = opening ? OpenLock(container.lock, *opening) : std::nullopt;
-    if (!master) throw Failure{L"wrong password for " + container.name, static_cast<DWORD>(SCARD_W_WRONG_CHV)};
-    const auto secret = Unseal(*master, key.privateKey);
+KeyPair UnsealKey(const Options& options, const Container& container, const ContainerKey& key) {
+    const auto secret = Unseal(UnlockContainer(container, options), key.privateKey);
     const auto pair = secret ? KeyPair::FromPrivate(*key.curve, *secret) : std::nullopt;
     if (!pair) throw Failure{L"can't open a key of " + container.name, static_cast<DWORD>(NTE_BAD_KEY)};
     return *pair;
@@ -115,8 +106,8 @@ Bytes MakeCertificate(const Options& options, const std::wstring& name, bool sig
     const Container container = LoadContainer(StoreOf(options), name, place);
     const ContainerKey& key = KeyOf(container, signatureKey);
     const Order order{options.Value(kSubject).value_or(SubjectOf(container, key)), ValidityOf(options), {}};
-    CommonNameOf(order.subject);  // throws when it makes no sense
-    return Issue(order, Unlock(container, key, PasswordOf(options)), *key.digest);
+    CommonNameOf(order.subject);  // throws if it is not a name
+    return Issue(order, UnsealKey(options, container, key), *key.digest);
 }
 
 }  // namespace

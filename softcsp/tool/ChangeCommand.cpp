@@ -1,14 +1,14 @@
-// "set NAME WHAT=VALUE": makes a container faulty, or well again, in the ways in which programs can tell.
-#include "softcsp/tool/CertificateText.h"
-#include "softcsp/tool/Commands.h"
-#include "softcsp/tool/Console.h"
+// "set NAME WHAT=VALUE": gives a container a fault that programs can detect, or removes it. The container is
+// authenticated afterwards, so that the fault is found in its contents and not as a change by others.
+#include "softcsp/common/Text.h"
+#include "softcsp/tool/Certificates.h"
+#include "softcsp/tool/Command.h"
 #include "softcsp/tool/Containers.h"
-#include "softcsp/tool/Issuing.h"
 
 namespace softcsp {
 namespace {
 
-constexpr std::size_t kDigestAt = 8;  // in the file; a bit of it spoils the sum and nothing of what is read
+constexpr std::size_t kDigestAt = 8;  // in the file; a wrong digest leaves the contents readable
 
 unsigned long Number(const std::wstring& value, unsigned long most) {
     const auto number = ParseNumber(value);
@@ -16,7 +16,7 @@ unsigned long Number(const std::wstring& value, unsigned long most) {
     return *number;
 }
 
-// A certificate that looks right and is of another key.
+// A certificate with the same names for another key.
 Bytes OtherCertificate(const Container& container, const ContainerKey& key) {
     const Order order{SubjectOf(container, key), ValidityOf(Options({}, {}, {0, 0})), {}};
     return Issue(order, MakeKeyPair(*key.curve), *key.digest);
@@ -27,6 +27,18 @@ void ChangeCertificate(Container& container, bool signatureKey, const std::wstri
     const ContainerKey& key = KeyOf(container, signatureKey);
     Bytes certificate = value == L"other" ? OtherCertificate(container, key) : Bytes();
     container.Key(signatureKey)->certificate = std::move(certificate);
+}
+
+void ChangeExportability(Container& container, const SymmetricKey& master, bool exportable) {
+    for (const bool signatureKey : {false, true}) {
+        auto& key = container.Key(signatureKey);
+        if (!key) continue;
+        const auto secret = Unseal(master, key->privateKey);
+        const auto sealed = secret ? SealPrivateKey(master, *secret, exportable) : std::nullopt;
+        if (!sealed) throw Failure{L"can't seal a key of " + container.name, static_cast<DWORD>(NTE_FAIL)};
+        key->exportable = exportable;
+        key->privateKey = *sealed;
+    }
 }
 
 // OID:CRITICAL:HEX
@@ -46,7 +58,7 @@ ContainerExtension ParseExtension(const std::wstring& value) {
     return extension;
 }
 
-void Change(Container& container, const std::wstring& what, const std::wstring& value) {
+void Change(Container& container, const SymmetricKey& master, const std::wstring& what, const std::wstring& value) {
     if (what == L"integrity") {
         container.reportedDamage = Number(value, MAXDWORD);
     } else if (what == L"certificate-x" || what == L"certificate-s") {
@@ -56,9 +68,7 @@ void Change(Container& container, const std::wstring& what, const std::wstring& 
     } else if (what == L"extension") {
         container.extensions.push_back(ParseExtension(value));
     } else if (what == L"exportable") {
-        const bool exportable = Number(value, 1) != 0;
-        for (const bool signatureKey : {false, true})
-            if (auto& key = container.Key(signatureKey)) key->exportable = exportable;
+        ChangeExportability(container, master, Number(value, 1) != 0);
     } else {
         throw WrongUsage{L"nothing of a container is called " + what};
     }
@@ -86,8 +96,9 @@ void ChangeDamage(const ContainerStore& store, const std::wstring& name, unsigne
 
 }  // namespace
 
-bool RunChange(Arguments arguments) {
-    const Options options(arguments, kScope, {2, 2});
+bool RunSet(Arguments arguments) {
+    if (arguments.size() == 1) return RunSetting(std::wstring(arguments[0]));
+    const Options options(arguments, kScopeAndPassword, {2, 2});
     const std::wstring &name = options.Names()[0], &change = options.Names()[1];
     const std::size_t equals = change.find(L'=');
     if (equals == std::wstring::npos) throw WrongUsage{L"no WHAT=VALUE: " + change};
@@ -99,8 +110,9 @@ bool RunChange(Arguments arguments) {
     }
     Container changed;
     const DWORD result = store.Modify(FindContainer(store, name), changed, [&](Container& container) {
-        Change(container, what, value);
-        return DWORD{ERROR_SUCCESS};
+        const SymmetricKey master = UnlockContainer(container, options);
+        Change(container, master, what, value);
+        return Authenticate(container, master) ? ERROR_SUCCESS : static_cast<DWORD>(NTE_FAIL);
     });
     Check(result, L"can't change " + name);
     return true;

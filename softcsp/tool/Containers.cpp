@@ -1,7 +1,9 @@
 #include "softcsp/tool/Containers.h"
 
+#include <winscard.h>
+
 #include "softcsp/common/Names.h"
-#include "softcsp/tool/Console.h"
+#include "softcsp/tool/Command.h"
 
 namespace softcsp {
 namespace {
@@ -38,6 +40,13 @@ const ContainerKey& KeyOf(const Container& container, bool signatureKey) {
     if (!key)
         throw Failure{container.name + L" has no " + KeyName(signatureKey) + L" key", static_cast<DWORD>(NTE_NO_KEY)};
     return *key;
+}
+
+SymmetricKey UnlockContainer(const Container& container, const Options& options) {
+    const auto opening = OpeningKey(container.lock, container.lock.hasPassword ? PasswordOf(options) : Password());
+    const auto master = opening ? OpenLock(container.lock, *opening) : std::nullopt;
+    if (!master) throw Failure{L"wrong password for " + container.name, static_cast<DWORD>(SCARD_W_WRONG_CHV)};
+    return *master;
 }
 
 Password PasswordOf(const Options& options) {

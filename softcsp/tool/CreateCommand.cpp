@@ -1,9 +1,7 @@
-// "create": a container with everything in it, made in memory and written in one step.
-#include "softcsp/tool/CertificateText.h"
-#include "softcsp/tool/Commands.h"
-#include "softcsp/tool/Console.h"
+// "create": a container with all its contents, written at once.
+#include "softcsp/tool/Certificates.h"
+#include "softcsp/tool/Command.h"
 #include "softcsp/tool/Containers.h"
-#include "softcsp/tool/Issuing.h"
 
 namespace softcsp {
 namespace {
@@ -13,7 +11,7 @@ constexpr wchar_t kKeys[] = L"--keys", kCerts[] = L"--certs", kExportable[] = L"
 constexpr Option kOptions[] = {kMachine,      kProvider,  {kKeys, 1}, {kCerts, 1}, {kExportable}, kPassword,
                                {kSubject, 1}, kNotBefore, kNotAfter,  {kUsage, 2}, {kChain, 1},   {kCarrier, 1}};
 
-// The extensions in which containers carry the certificates of authorities.
+// The extensions of containers with the certificates of authorities.
 constexpr char kIntermediates[] = "1.2.643.2.2.37.3.1";
 constexpr char kRoots[] = "1.2.643.2.2.37.3.2";
 constexpr unsigned long kLongestChain = 9;
@@ -29,8 +27,8 @@ struct Plan {
     bool exportable = false;
     Password password;
     Order order;
-    std::wstring commonName;  // what authorities are named after
-    std::size_t chain = 0;    // how many of them
+    std::wstring commonName;  // the names of the authorities begin with it
+    std::size_t chain = 0;    // number of authorities
 };
 
 Slots ParseSlots(const wchar_t* option, const std::wstring& text) {
@@ -79,22 +77,24 @@ void AddChain(Container& container, const std::vector<Authority>& authorities) {
         container.extensions.push_back({kIntermediates, 0, EncodeCertificateSequence(certificates)});
 }
 
-Container Build(const Plan& plan, const std::wstring& name) {
-    auto made = MakeContainer(name, plan.password);
-    if (!made) throw Failure{L"can't make a container", static_cast<DWORD>(NTE_FAIL)};
+Container Build(const Plan& plan, const std::wstring& name, Protection protection) {
+    auto created = CreateContainer(name, plan.password, protection);
+    if (!created) throw Failure{L"can't create a container", static_cast<DWORD>(NTE_FAIL)};
     const auto authorities = MakeAuthorities(plan.commonName, plan.chain, plan.order.validity);
-    const ParameterSet& digest = *made->container.digest;
+    const ParameterSet& digest = *created->container.digest;
     for (const bool signatureKey : {false, true}) {
         if (!plan.keys.Has(signatureKey)) continue;
         const KeyPair pair =
             MakeKeyPair(DefaultParameterSet(signatureKey ? ParameterKind::Signature : ParameterKind::Exchange));
-        if (!StoreKeyPair(made->container, signatureKey, made->master, pair, digest, plan.exportable))
+        if (!StoreKeyPair(created->container, signatureKey, created->master, pair, digest, plan.exportable))
             throw Failure{L"can't seal a key", static_cast<DWORD>(NTE_FAIL)};
         if (plan.certificates.Has(signatureKey))
-            made->container.Key(signatureKey)->certificate = Issue(plan.order, pair, digest, authorities);
+            created->container.Key(signatureKey)->certificate = Issue(plan.order, pair, digest, authorities);
     }
-    AddChain(made->container, authorities);
-    return std::move(made->container);
+    AddChain(created->container, authorities);
+    if (!Authenticate(created->container, created->master))
+        throw Failure{L"can't authenticate a container", static_cast<DWORD>(NTE_FAIL)};
+    return std::move(created->container);
 }
 
 }  // namespace
@@ -110,10 +110,10 @@ bool RunCreate(Arguments arguments) {
     }
     ContainerPlace place;
     bool carrierNamed = false;
-    Check(store.PlaceForNew(name, place, carrierNamed), L"can't make " + name);
+    Check(store.PlaceForNew(name, place, carrierNamed), L"can't create " + name);
     const Plan plan = ReadPlan(options, place.name);
-    Check(store.Create(place, Build(plan, place.name)), L"can't make " + name);
-    Print(Stream::Output, L"made " + place.UniqueName() + L"\n");
+    Check(store.Create(place, Build(plan, place.name, store.ProtectionOf(place))), L"can't create " + name);
+    Print(Stream::Output, L"created " + place.UniqueName() + L"\n");
     return true;
 }
 

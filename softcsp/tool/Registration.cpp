@@ -1,89 +1,285 @@
-#include "softcsp/tool/Registration.h"
-
+// "init": registers the libraries beside the tool on this machine. Five registrations are made:
+//   providers     in both views of the registry. 32-bit programs find the names, which the panel changes there too, but
+//                 no library: it is a 64-bit one
+//   libraries     their paths, for the panel
+//   cryptography  the algorithms and the functions of kvcrypt.dll, for the system
+//   installation  the data that the product's installer leaves, so that the panel finds its versions and links
+//   store         the first contents of the configuration store
+#define CRYPT_OID_INFO_HAS_EXTRA_FIELDS  // the system accepts only this size of the structure
 #include <windows.h>
 #include <wincrypt.h>
 
+#include <algorithm>
+#include <variant>
+
 #include "softcsp/common/Names.h"
+#include "softcsp/common/Registry.h"
+#include "softcsp/common/Settings.h"
 #include "softcsp/common/Store.h"
-#include "softcsp/common/Language.h"
-#include "softcsp/tool/Console.h"
-#include "softcsp/tool/CryptoRegistration.h"
-#include "softcsp/tool/Installation.h"
-#include "softcsp/tool/Setup.h"
+#include "softcsp/common/Text.h"
+#include "softcsp/encoding/KeyEncoding.h"
+#include "softcsp/kvcrypt.h"
+#include "softcsp/tool/Command.h"
 
 namespace softcsp {
 namespace {
 
-// Both views of the registry: 32-bit programs read the other.
-constexpr const wchar_t* kDefaults[] = {
-    L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\",
-    L"SOFTWARE\\Wow6432Node\\Microsoft\\Cryptography\\Defaults\\",
+// --- Registry keys written as lists of values ----------------------------------------------------------------------
+
+struct KeyValue {
+    const wchar_t* name;  // "" = the key's default value
+    std::variant<DWORD, std::wstring, std::vector<BYTE>> data;
 };
 
-// What the panel may look for. Those that aren't there are found missing when they are loaded.
+struct Writer {
+    const RegistryKey& key;
+    const wchar_t* name;
+
+    DWORD operator()(DWORD number) const { return key.WriteNumber(name, number); }
+    DWORD operator()(const std::wstring& text) const { return key.WriteText(name, text); }
+    DWORD operator()(const std::vector<BYTE>& bytes) const {
+        return key.WriteBytes(name, bytes.data(), static_cast<DWORD>(bytes.size()));
+    }
+};
+
+// Creates the key beneath HKEY_LOCAL_MACHINE and sets its values; other values stay.
+void WriteKey(const std::wstring& path, std::initializer_list<KeyValue> values) {
+    RegistryKey key;
+    Check(key.Create(HKEY_LOCAL_MACHINE, path), L"can't create HKLM\\" + path);
+    for (const KeyValue& value : values)
+        Check(std::visit(Writer{key, value.name}, value.data), L"can't write HKLM\\" + path + L"\\" + value.name);
+}
+
+void RemoveKey(HKEY root, const std::wstring& path) {
+    const DWORD result = RemoveRegistryTree(root, path);
+    if (result != ERROR_FILE_NOT_FOUND) Check(result, L"can't remove " + path);
+}
+
+// --- Providers and libraries ---------------------------------------------------------------------------------------
+
+constexpr wchar_t kDefaults[] = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\";
+constexpr wchar_t kDefaults32[] = L"SOFTWARE\\Wow6432Node\\Microsoft\\Cryptography\\Defaults\\";
+constexpr wchar_t kAppPath[] = L"SOFTWARE\\Kelvane\\Cryptography\\CurrentVersion\\AppPath\\";
+
+// The files that the panel looks for. Missing ones fail when they are loaded.
 constexpr const wchar_t* kFiles[] = {L"vestra.cpl", L"kvsuprt.dll", L"kvcsp.dll", L"kvrdr.dll",
                                      L"kvrndm.dll", L"kvcrypt.dll", L"kvcng.dll", L"kvocsp.dll"};
 
+std::wstring ProviderKey(const std::wstring& defaults, const ProviderName& provider) {
+    return defaults + L"Provider\\" + provider.name;
+}
+
+std::wstring TypeKey(const std::wstring& defaults, const ProviderName& provider) {
+    return defaults + L"Provider Types\\" + provider.typeKey;
+}
+
+void RemoveProviders() {
+    for (const wchar_t* defaults : {kDefaults, kDefaults32})
+        for (const ProviderName& provider : kProviders) {
+            RemoveKey(HKEY_LOCAL_MACHINE, ProviderKey(defaults, provider));
+            RemoveKey(HKEY_LOCAL_MACHINE, TypeKey(defaults, provider));
+        }
+}
+
+void WriteProviders(const std::wstring& directory) {
+    RemoveProviders();
+    for (const wchar_t* defaults : {kDefaults, kDefaults32})
+        for (const ProviderName& provider : kProviders) {
+            WriteKey(ProviderKey(defaults, provider), {{L"Type", DWORD{provider.type}},
+                                                       {L"ImpType", DWORD{CRYPT_IMPL_SOFTWARE}},
+                                                       {L"KV Module Name", L"kvcspr.dll"}});
+            WriteKey(TypeKey(defaults, provider), {{L"Name", provider.name}, {L"TypeName", provider.typeName}});
+        }
+    for (const ProviderName& provider : kProviders)
+        WriteKey(ProviderKey(kDefaults, provider),
+                 {{L"Image Path", directory + L"kvcsp.dll"}, {L"Signature", std::vector<BYTE>(4)}});  // not checked
+}
+
+// --- Cryptography --------------------------------------------------------------------------------------------------
+
+struct Algorithm {
+    const char* identifier;
+    DWORD group;
+    const wchar_t* name;
+    ALG_ID algorithm;
+    DWORD flags = 0;         // of the registration
+    bool signature = false;  // `algorithm` is the hash; SignatureExtra has the key's
+};
+
+// The system keeps one entry per identifier and group. Keys have two algorithms, by which the system finds their
+// identifier and users their name, so that the one of keys that only sign is registered among the signatures. A search
+// by identifier visits the groups in their order: the public key first. A search by the algorithm of the hash would
+// find the signature, whose identifier sorts first, so that the hash is registered before all others.
+constexpr Algorithm kAlgorithms[] = {
+    {kDigestIdentifier, CRYPT_HASH_ALG_OID_GROUP_ID, L"GOST R 34.11-94", kAlgDigest,
+     CRYPT_INSTALL_OID_INFO_BEFORE_FLAG},
+    {kCipherIdentifier, CRYPT_ENCRYPT_ALG_OID_GROUP_ID, L"GOST 28147-89", kAlgCipher},
+    {kPublicKeyIdentifier, CRYPT_PUBKEY_ALG_OID_GROUP_ID, L"GOST R 34.10-2001", kAlgExchange},
+    {kPublicKeyIdentifier, CRYPT_SIGN_ALG_OID_GROUP_ID, L"GOST R 34.10-2001", kAlgSignature},
+    {kSignatureIdentifier, CRYPT_SIGN_ALG_OID_GROUP_ID, L"GOST R 34.11-94/34.10-2001", kAlgDigest, 0, true},
+};
+
+struct SignatureExtra {
+    ALG_ID key;
+    DWORD flags;
+    DWORD providerType;  // of the provider that verifies
+};
+constexpr SignatureExtra kSignatureExtra = {kAlgExchange, CRYPT_OID_NO_NULL_ALGORITHM_PARA_FLAG, 75};
+
+struct Function {
+    const char* kind;
+    const char* identifier;
+    const char* entry;
+};
+
+constexpr Function kFunctions[] = {
+    {"CryptDllEncodePublicKeyAndParameters", kPublicKeyIdentifier, "KvEncodePublicKeyAndParameters"},
+    {"CryptDllConvertPublicKeyInfo", kPublicKeyIdentifier, "KvConvertPublicKeyInfo"},
+    {CRYPT_OID_DECODE_OBJECT_FUNC, KVCRYPT_USAGE_PERIOD, "KvDecodeUsagePeriod"},
+    {CRYPT_OID_DECODE_OBJECT_FUNC, "1.2.643.2.2.37.3.1", "KvDecodeCertificates"},
+    {CRYPT_OID_DECODE_OBJECT_FUNC, "1.2.643.2.2.37.3.2", "KvDecodeCertificates"},
+    {CRYPT_OID_DECODE_OBJECT_FUNC, "1.2.643.2.2.37.3.3", "KvDecodeCertificates"},
+};
+
+// The structure points to `extra` and to the table.
+CRYPT_OID_INFO Info(const Algorithm& algorithm, SignatureExtra& extra) {
+    CRYPT_OID_INFO info{};
+    info.cbSize = sizeof info;
+    info.pszOID = algorithm.identifier;
+    info.pwszName = algorithm.name;
+    info.dwGroupId = algorithm.group;
+    info.Algid = algorithm.algorithm;
+    if (algorithm.signature) info.ExtraInfo = {sizeof extra, reinterpret_cast<BYTE*>(&extra)};
+    return info;
+}
+
+DWORD ResultOf(BOOL done) {
+    return done ? ERROR_SUCCESS : GetLastError();
+}
+
+void CheckRemoved(BOOL done, const char* identifier) {
+    const DWORD result = ResultOf(done);
+    if (result != ERROR_FILE_NOT_FOUND) Check(result, L"can't unregister " + Wide(identifier));
+}
+
+// Running programs do not notice the names of the algorithms: the system reads them when it is loaded.
+void WriteCryptography(const std::wstring& library) {
+    SignatureExtra extra = kSignatureExtra;
+    for (const Algorithm& algorithm : kAlgorithms) {
+        const CRYPT_OID_INFO info = Info(algorithm, extra);
+        Check(ResultOf(CryptRegisterOIDInfo(&info, algorithm.flags)),
+              L"can't register the algorithm " + Wide(algorithm.identifier));
+    }
+    for (const Function& function : kFunctions)
+        Check(ResultOf(CryptRegisterOIDFunction(X509_ASN_ENCODING, function.kind, function.identifier, library.c_str(),
+                                                function.entry)),
+              L"can't register the function for " + Wide(function.identifier));
+}
+
+void RemoveCryptography() {
+    SignatureExtra extra = kSignatureExtra;
+    for (const Algorithm& algorithm : kAlgorithms) {
+        const CRYPT_OID_INFO info = Info(algorithm, extra);
+        CheckRemoved(CryptUnregisterOIDInfo(&info), algorithm.identifier);
+    }
+    for (const Function& function : kFunctions)
+        CheckRemoved(CryptUnregisterOIDFunction(X509_ASN_ENCODING, function.kind, function.identifier),
+                     function.identifier);
+}
+
+// --- Installation --------------------------------------------------------------------------------------------------
+
+constexpr wchar_t kProductCode[] = L"{6F3A1D74-0C58-4E9B-A2D7-58B1C46E930F}";
+constexpr wchar_t kComponent[] = L"{8D2B4E61-93A7-4C05-B1E8-2F6A0C93D417}";  // the panel searches for it
+constexpr wchar_t kMachineData[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData\\S-1-5-18\\";
+constexpr wchar_t kMachineProducts[] = L"SOFTWARE\\Classes\\Installer\\Products\\";
+constexpr DWORD kVersion = 5u << 24 | 0u << 16 | 4821u;
+
+// The form of a GUID in the installer's keys: no punctuation, the first three fields reversed, and in the rest the two
+// digits of each byte exchanged.
+std::wstring Squashed(const std::wstring& guid) {
+    constexpr std::size_t kGroups[][2] = {{1, 8},  {10, 4}, {15, 4}, {20, 2}, {22, 2}, {25, 2},
+                                          {27, 2}, {29, 2}, {31, 2}, {33, 2}, {35, 2}};  // position, digits
+    std::wstring squashed;
+    for (const auto& [begin, count] : kGroups) {
+        std::wstring digits = guid.substr(begin, count);
+        std::reverse(digits.begin(), digits.end());
+        squashed += digits;
+    }
+    return squashed;
+}
+
+const std::wstring kComponentKey = kMachineData + (L"Components\\" + Squashed(kComponent));
+const std::wstring kProductDataKey = kMachineData + (L"Products\\" + Squashed(kProductCode));
+const std::wstring kProductKey = kMachineProducts + Squashed(kProductCode);
+
+void RemoveInstallation() {
+    for (const std::wstring& key : {kComponentKey, kProductDataKey, kProductKey}) RemoveKey(HKEY_LOCAL_MACHINE, key);
+}
+
+void WriteInstallation(const std::wstring& panel) {
+    WriteKey(kComponentKey, {{Squashed(kProductCode).c_str(), panel}});
+    WriteKey(kProductDataKey + L"\\InstallProperties", {{L"WindowsInstaller", DWORD{1}},
+                                                        {L"DisplayName", L"Vestra CSP"},
+                                                        {L"DisplayVersion", L"5.0.4821"},
+                                                        {L"Version", kVersion},
+                                                        {L"Publisher", L"Vestra CSP developers"},
+                                                        {L"ProductID", L"none"},
+                                                        {L"RegOwner", L"none"},
+                                                        {L"URLInfoAbout", L"https://example.org/vestra"},
+                                                        {L"URLUpdateInfo", L"https://example.org/vestra/updates"}});
+    WriteKey(kProductKey, {{L"ProductName", L"Vestra CSP"}, {L"Version", kVersion}, {L"Assignment", DWORD{1}}});
+}
+
+// --- Store ---------------------------------------------------------------------------------------------------------
+
 constexpr wchar_t kLanguage[] = L"\\config\\Language";
-constexpr wchar_t kAppPath[] = L"SOFTWARE\\Kelvane\\Cryptography\\CurrentVersion\\AppPath\\";
 
-std::wstring ProviderKey(const wchar_t* defaults, const ProviderName& provider) {
-    return std::wstring(defaults) + L"Provider\\" + provider.name;
-}
-
-std::wstring TypeKey(const wchar_t* defaults, const ProviderName& provider) {
-    return std::wstring(defaults) + L"Provider Types\\" + provider.typeKey;
-}
-
-void DeleteEverything() {
-    DeleteKey(HKEY_LOCAL_MACHINE, kHomeKey);
-    DeleteKey(HKEY_CURRENT_USER, kHomeKey);
-    DeleteInstallation();
-    UnregisterCryptography();
-    for (const wchar_t* defaults : kDefaults)
-        for (const ProviderName& provider : kProviders) {
-            DeleteKey(HKEY_LOCAL_MACHINE, ProviderKey(defaults, provider));
-            DeleteKey(HKEY_LOCAL_MACHINE, TypeKey(defaults, provider));
-        }
-}
-
-void WriteProviders(const std::wstring& library) {
-    for (const wchar_t* defaults : kDefaults)
-        for (const ProviderName& provider : kProviders) {
-            WriteMachineKey(ProviderKey(defaults, provider), {{L"Image Path", library},
-                                                              {L"Type", DWORD{provider.type}},
-                                                              {L"ImpType", DWORD{CRYPT_IMPL_SOFTWARE}},
-                                                              {L"Signature", std::vector<BYTE>(4)},  // nobody checks it
-                                                              {L"KV Module Name", L"kvcspr.dll"}});
-            WriteMachineKey(TypeKey(defaults, provider), {{L"Name", provider.name}, {L"TypeName", provider.typeName}});
-        }
-}
-
-// Goes past the denied paths: what prepares a machine must work at any time.
 void WriteStore() {
-    const Store store(Store::Rights::Ignored);
+    const Store store(Store::Denials::Ignored);
     for (const wchar_t* section :
          {L"\\config", L"\\config\\Parameters", L"\\config\\Provider", L"\\global", L"\\local"})
-        Check(store.PutSection(section), std::wstring(L"can't make the section ") + section);
+        Check(store.CreateSection(section), std::wstring(L"can't create the section ") + section);
     const std::wstring opened = std::wstring(L"\\config\\") + kProductCode;
-    Check(store.PutText(opened.c_str(), FindProvider(75)->name), L"can't write " + opened);
-    // As an installer does, which runs in a language; a language that was chosen since stays.
+    Check(store.WriteText(opened.c_str(), FindProvider(75)->name), L"can't write " + opened);
+    // An installer sets its own language. A language that the user chose since then stays.
     StoreValue chosen;
     if (store.Find(kLanguage, chosen) == ERROR_SUCCESS) return;
     const bool russian = PRIMARYLANGID(GetSystemDefaultUILanguage()) == LANG_RUSSIAN;
-    Check(store.PutNumber(kLanguage, russian ? kRussian : kEnglish), std::wstring(L"can't write ") + kLanguage);
+    Check(store.WriteNumber(kLanguage, russian ? kRussian : kEnglish), std::wstring(L"can't write ") + kLanguage);
+}
+
+// With the last backslash; the libraries and the panel are in the same directory.
+std::wstring OwnDirectory() {
+    constexpr DWORD kLongestPath = 32768;  // characters with the terminator
+    std::wstring path(kLongestPath, L'\0');
+    const DWORD length = GetModuleFileNameW(nullptr, path.data(), kLongestPath);
+    Check(length == 0 || length == kLongestPath ? ERROR_BAD_PATHNAME : ERROR_SUCCESS, L"can't find my own directory");
+    path.resize(length);
+    path.resize(path.rfind(L'\\') + 1);
+    return path;
 }
 
 }  // namespace
 
-void Register(bool reset) {
+// With --reset the registrations, the store, the denied paths and the settings are removed first.
+bool RunInit(Arguments arguments) {
+    constexpr Option known[] = {{L"--reset"}};
+    if (Options(arguments, known, {0, 0}).Has(known->name)) {
+        RemoveKey(HKEY_LOCAL_MACHINE, kHomeKey);
+        RemoveKey(HKEY_CURRENT_USER, kHomeKey);
+        RemoveInstallation();
+        RemoveCryptography();
+        RemoveProviders();
+    }
     const std::wstring directory = OwnDirectory();
-    if (reset) DeleteEverything();
-    WriteProviders(directory + L"kvcsp.dll");
-    for (const wchar_t* file : kFiles) WriteMachineKey(std::wstring(kAppPath) + file, {{L"", directory + file}});
-    RegisterCryptography(directory + L"kvcrypt.dll");
+    WriteProviders(directory);
+    for (const wchar_t* file : kFiles) WriteKey(std::wstring(kAppPath) + file, {{L"", directory + file}});
+    WriteCryptography(directory + L"kvcrypt.dll");
     WriteInstallation(directory + L"vestra.cpl");
     WriteStore();
+    Print(Stream::Output, L"softcsp: registered\n");
+    return true;
 }
 
 }  // namespace softcsp

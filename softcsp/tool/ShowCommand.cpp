@@ -2,17 +2,17 @@
 #include <algorithm>
 #include <cwchar>
 
+#include "softcsp/common/Text.h"
 #include "softcsp/container/SavedPasswords.h"
 #include "softcsp/crypto/Digest.h"
-#include "softcsp/tool/CertificateText.h"
-#include "softcsp/tool/Commands.h"
-#include "softcsp/tool/Console.h"
+#include "softcsp/tool/Certificates.h"
+#include "softcsp/tool/Command.h"
 #include "softcsp/tool/Containers.h"
 
 namespace softcsp {
 namespace {
 
-constexpr std::size_t kColumn = 18;  // where values begin
+constexpr std::size_t kColumn = 18;  // of the values
 
 std::wstring Row(const std::wstring& label, const std::wstring& value) {
     return label + std::wstring(kColumn - std::min(label.size(), kColumn - 1), L' ') + value + L'\n';
@@ -22,15 +22,11 @@ std::wstring Row(const std::wstring& label, bool value) {
     return Row(label, std::wstring(value ? L"yes" : L"no"));
 }
 
-std::wstring Wide(std::string_view ascii) {
-    return {ascii.begin(), ascii.end()};
-}
-
-// The values of "--keys" and "--certs" that made it.
-std::wstring SlotText(const Container& container, bool (*there)(const ContainerKey&)) {
+// In the form of the options --keys and --certs.
+std::wstring SlotText(const Container& container, bool (*has)(const ContainerKey&)) {
     std::wstring text;
-    if (container.exchange && there(*container.exchange)) text += L'x';
-    if (container.signature && there(*container.signature)) text += L's';
+    if (container.exchange && has(*container.exchange)) text += L'x';
+    if (container.signature && has(*container.signature)) text += L's';
     return text.empty() ? L"none" : text;
 }
 
@@ -49,13 +45,11 @@ std::wstring IntegrityText(ByteView stored, const Container& container) {
 }
 
 std::wstring DigestText(const PublicKey& key) {
-    auto digest = Digest::Create(DefaultParameterSet(ParameterKind::Digest));
-    if (!digest) return L"can't be computed";
-    digest->Add(key);
-    return HexText(digest->Value());
+    const auto digest = DigestOf(key);
+    return digest ? HexText(*digest) : L"can't be computed";
 }
 
-// From the most significant byte on.
+// The most significant byte first.
 std::wstring SerialText(const CRYPT_INTEGER_BLOB& serial) {
     Bytes bytes(serial.pbData, serial.pbData + serial.cbData);
     std::reverse(bytes.begin(), bytes.end());
@@ -119,6 +113,7 @@ bool RunShow(Arguments arguments) {
     std::wstring text = Row(L"name", container.name) + Row(L"unique name", place.UniqueName()) +
                         Row(L"qualified name", place.QualifiedName()) + Row(L"carrier", place.carrier.name) +
                         Row(L"password", container.lock.hasPassword) +
+                        Row(L"format", std::to_wstring(container.format)) +
                         Row(L"integrity", IntegrityText(stored, container));
     for (const bool signatureKey : {false, true}) text += KeyRows(container, signatureKey);
     for (const ContainerExtension& extension : container.extensions) text += ExtensionRow(extension);
@@ -132,7 +127,7 @@ bool RunRemove(Arguments arguments) {
     const std::wstring& name = options.Names()[0];
     const ContainerPlace place = FindContainer(store, name);
     Check(store.Remove(place), L"can't remove " + name);
-    SavedPasswords(store).Forget(place);
+    SavedPasswords(store).Remove(place);
     return true;
 }
 

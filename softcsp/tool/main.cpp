@@ -1,4 +1,4 @@
-// softcsp: the software provider's tool.
+// softcsp.exe: the software provider's tool.
 #include <windows.h>
 #include <winscard.h>
 
@@ -8,62 +8,46 @@
 #include <vector>
 
 #include "softcsp/common/Settings.h"
-#include "softcsp/tool/Commands.h"
-#include "softcsp/tool/Console.h"
-#include "softcsp/tool/Registration.h"
-#include "softcsp/tool/StoreCommand.h"
+#include "softcsp/tool/Command.h"
 
 namespace {
 
 using softcsp::Arguments;
-using softcsp::Option;
-using softcsp::Options;
 using softcsp::Print;
 using softcsp::Stream;
 
 enum ExitCode { kDone = 0, kFailed = 1, kUsage = 2 };
 
-bool RunInit(Arguments arguments) {
-    constexpr Option known[] = {{L"--reset"}};
-    softcsp::Register(Options(arguments, known, {0, 0}).Has(known->name));
-    Print(Stream::Output, L"softcsp: registered\n");
-    return true;
-}
-
-bool RunSet(Arguments arguments) {
-    return arguments.size() == 1 ? softcsp::RunSetting(arguments) : softcsp::RunChange(arguments);
-}
-
 struct Command {
     std::wstring_view name;
-    bool (*run)(Arguments arguments);  // false: the arguments make no sense
+    bool (*run)(Arguments arguments);  // false: the arguments are wrong
     const wchar_t* help;
 };
 
 constexpr Command kCommands[] = {
-    {L"init", RunInit,
+    {L"init", softcsp::RunInit,
      L"  init [--reset]\n"
      L"      register the provider on this machine; with --reset the store, denied paths and settings go first\n"},
     {L"create", softcsp::RunCreate,
      L"  create NAME [SCOPE] [--keys KEYS] [--certs KEYS] [--exportable] [--password TEXT] [--subject DN]\n"
      L"         [--not-before DAY] [--not-after DAY] [--usage FROM TO] [--chain N] [--carrier NAME]\n"
-     L"      make a container; KEYS is xs, x, s or none: of exchange and signature. Without options: an exchange\n"
+     L"      create a container; KEYS is xs, x, s or none: of exchange and signature. Without options: an exchange\n"
      L"      key with a certificate for CN=NAME, valid for a year from yesterday, on the carrier REGISTRY.\n"
      L"      --usage gives the certificate a private key usage period, --chain authorities above it (0 to 9),\n"
-     L"      whose certificates the container carries as well\n"},
-    {L"list", softcsp::RunList, L"  list [SCOPE]\n      show the containers of all carriers that are plugged in\n"},
+     L"      whose certificates the container contains as well\n"},
+    {L"list", softcsp::RunList, L"  list [SCOPE]\n      show the containers of all carriers that are inserted\n"},
     {L"show", softcsp::RunShow, L"  show NAME [SCOPE]\n      show what is in a container\n"},
     {L"remove", softcsp::RunRemove, L"  remove NAME [SCOPE]\n      remove a container\n"},
     {L"certificate", softcsp::RunCertificate,
      L"  certificate NAME... --key x|s --out FILE [SCOPE] [--format der|base64|p7b|sst] [--password TEXT]\n"
      L"              [--subject DN] [--not-before DAY] [--not-after DAY]\n"
      L"      write a file with new self-signed certificates, one for that key of each container. The format\n"
-     L"      is der, or p7b or sst where the file is called so; only these two hold several certificates\n"},
-    {L"set", RunSet,
-     L"  set NAME WHAT=VALUE [SCOPE]\n"
+     L"      is der, or p7b or sst if the file has that extension; only these two hold several certificates\n"},
+    {L"set", softcsp::RunSet,
+     L"  set NAME WHAT=VALUE [SCOPE] [--password TEXT]\n"
      L"      change a container:\n"
-     L"        integrity=BITS              what its check finds, beside what is really there\n"
-     L"        damage=0|1|2                1 spoils its sum, 2 makes it unreadable, 0 undoes 1\n"
+     L"        integrity=BITS              what its check reports in addition to real damage\n"
+     L"        damage=0|1|2                1 makes its digest wrong, 2 makes it unreadable, 0 undoes 1\n"
      L"        certificate-x=other|none    (or -s) a certificate of another key, or none\n"
      L"        extension=OID:CRITICAL:HEX  one more extension; extension=none removes all\n"
      L"        exportable=0|1              whether both keys may be exported\n"
@@ -71,9 +55,9 @@ constexpr Command kCommands[] = {
      L"      change what the provider reports; without VALUE the default is back\n"},
     {L"carrier", softcsp::RunCarrier,
      L"  carrier add NAME [--room BYTES]\n"
-     L"      make a removable carrier, plugged in; upper case letters, digits, _ and -\n"
+     L"      add a removable carrier, inserted; upper-case letters, digits, _ and -\n"
      L"  carrier eject|insert|remove NAME\n"
-     L"      pull it out, plug it in, forget it; its containers stay\n"
+     L"      eject it, insert it, or remove it from the list; its containers stay\n"
      L"  carrier list\n"},
     {L"calls", softcsp::RunCalls,
      L"  calls PROGRAM [--start|--stop]\n"
@@ -86,8 +70,8 @@ constexpr Command kCommands[] = {
      L"  store del PATH\n"
      L"      delete a parameter, or a section with everything beneath\n"
      L"  store deny|allow PATH\n"
-     L"      take the write and remove rights of a section or parameter and of everything beneath, or give\n"
-     L"      them back\n"},
+     L"      withdraw the rights to write and remove a section or parameter and everything beneath, or\n"
+     L"      restore them\n"},
 };
 
 constexpr wchar_t kHead[] =
@@ -99,6 +83,10 @@ constexpr wchar_t kTerms[] =
     L"provider's. NAME of a container is NAME, CARRIER\\NAME or \\\\.\\CARRIER\\NAME. DAY is 2026-01-31, from\n"
     L"midnight UTC. PATH is \\scope\\section\\...\\name, such as \\config\\Parameters\\DisableWL; scopes: config,\n"
     L"global, local.\n"
+    L"\n"
+    L"The provider is for 64-bit programs. It encrypts no messages (envelopes), exports no PFX files and has no part "
+    L"in\n"
+    L"TLS connections of the system (Schannel).\n"
     L"\n"
     L"Settings:\n";
 constexpr std::size_t kSettingColumn = 18;
@@ -117,25 +105,20 @@ std::wstring Help() {
     return help + L"\nExit code: 0 done, 1 failed, 2 wrong usage.\n";
 }
 
-// The system has no texts for most of the codes that CryptoAPI and the smart cards' interfaces answer with.
+// The system has no texts for most of the codes of CryptoAPI and of smart cards.
 struct CodeText {
     HRESULT code;
     const wchar_t* text;
 };
 constexpr CodeText kCodeTexts[] = {
-    {NTE_BAD_KEYSET, L"there is no such container"},
-    {NTE_BAD_KEYSET_PARAM, L"not a container's name"},
-    {NTE_EXISTS, L"there is such a container already"},
-    {NTE_KEYSET_ENTRY_BAD, L"the file is no container"},
-    {NTE_KEYSET_NOT_DEF, L"there is no such carrier"},
-    {NTE_NO_KEY, L"there is no such key"},
-    {NTE_BAD_KEY, L"the key doesn't open"},
-    {NTE_FAIL, L"the cryptographic library can't be used"},
-    {SCARD_W_REMOVED_CARD, L"the carrier isn't plugged in"},
-    {SCARD_W_WRONG_CHV, L"the password isn't this one"},
+    {NTE_BAD_KEYSET, L"there is no such container"},    {NTE_BAD_KEYSET_PARAM, L"not a container's name"},
+    {NTE_EXISTS, L"there is such a container already"}, {NTE_KEYSET_ENTRY_BAD, L"the file is no container"},
+    {NTE_KEYSET_NOT_DEF, L"there is no such carrier"},  {NTE_NO_KEY, L"there is no such key"},
+    {NTE_BAD_KEY, L"the key can't be opened"},          {NTE_FAIL, L"the cryptographic library can't be used"},
+    {SCARD_W_REMOVED_CARD, L"the carrier is ejected"},  {SCARD_W_WRONG_CHV, L"the password is wrong"},
 };
 
-// The code with words for it, the system's own where there are none here, without the line end that those have.
+// The code with a text from the table or from the system, without the line end of the latter.
 std::wstring ErrorText(DWORD code) {
     wchar_t text[512];
     for (const CodeText& known : kCodeTexts)
@@ -151,7 +134,7 @@ std::wstring ErrorText(DWORD code) {
 
 int Complain(const Command& command, const std::wstring& what) {
     const std::wstring reason = what.empty() ? L"wrong usage" : what;
-    Print(Stream::Error, L"softcsp: " + reason + L"\n" + command.help + L"softcsp --help tells more\n");
+    Print(Stream::Error, L"softcsp: " + reason + L"\n" + command.help + L"see softcsp --help\n");
     return kUsage;
 }
 
@@ -189,6 +172,6 @@ int wmain(int count, wchar_t** texts) {
         if (!arguments.empty() && command.name == arguments[0]) return Run(command, Arguments(arguments).subspan(1));
     Print(Stream::Error, L"softcsp: " +
                              (arguments.empty() ? L"no command" : L"unknown command " + std::wstring(arguments[0])) +
-                             L"; softcsp --help tells them\n");
+                             L"; see softcsp --help\n");
     return kUsage;
 }

@@ -2,6 +2,9 @@
 
 #include <windows.h>
 
+#include <gtest/gtest.h>
+
+#include "softcsp/common/Names.h"
 #include "softcsp/kvsuprt.h"
 #include "tests/support/Directory.h"
 
@@ -38,9 +41,14 @@ std::optional<long> StoredNumber::Get() const {
 }
 
 Denied::Denied(std::wstring path) : path_(std::move(path)) {
-    RunTool(L"store deny " + path_);
+    const DWORD denied = 1;
+    EXPECT_EQ(
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, softcsp::kDeniedKey, path_.c_str(), REG_DWORD, &denied, sizeof denied),
+        ERROR_SUCCESS)
+        << testing::PrintToString(path_) << " is not denied";
 }
 
 Denied::~Denied() {
-    RunTool(L"store allow " + path_);
+    EXPECT_EQ(RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, softcsp::kDeniedKey, path_.c_str()), ERROR_SUCCESS)
+        << testing::PrintToString(path_) << " was not denied any more";
 }

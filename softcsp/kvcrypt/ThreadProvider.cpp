@@ -1,5 +1,0 @@
-#include "softcsp/kvcrypt.h"
-
-BOOL WINAPI SetThreadDefaultCryptProv(HCRYPTPROV) {
-    return TRUE;
-}

@@ -1,0 +1,40 @@
+// The CNG module. It registers itself by a value of the provider's home key. Settings determine its results.
+#include <windows.h>
+
+#include "softcsp/common/ExportGuard.h"
+#include "softcsp/common/Names.h"
+#include "softcsp/common/Registry.h"
+#include "softcsp/common/Settings.h"
+
+namespace {
+
+// The result that the setting demands, without a change, or else the result of the change.
+template <class Change>
+HRESULT Answer(const softcsp::Setting& setting, Change change) noexcept {
+    HRESULT demanded = S_OK;
+    const DWORD result = softcsp::Guarded([&]() -> DWORD {
+        demanded = static_cast<HRESULT>(softcsp::ReadSetting(setting));
+        return demanded != S_OK ? ERROR_SUCCESS : change();
+    });
+    return demanded != S_OK ? demanded : HRESULT_FROM_WIN32(result);
+}
+
+}  // namespace
+
+extern "C" __declspec(dllexport) HRESULT WINAPI DllRegisterServer() {
+    return Answer(softcsp::kCngRegisterSetting, []() -> DWORD {
+        softcsp::RegistryKey home;
+        if (const DWORD result = home.Create(HKEY_LOCAL_MACHINE, softcsp::kHomeKey)) return result;
+        return home.WriteNumber(softcsp::kCngValue, 1);
+    });
+}
+
+// A missing registration is not an error.
+extern "C" __declspec(dllexport) HRESULT WINAPI DllUnregisterServer() {
+    return Answer(softcsp::kCngUnregisterSetting, []() -> DWORD {
+        softcsp::RegistryKey home;
+        DWORD result = home.Open(HKEY_LOCAL_MACHINE, softcsp::kHomeKey, KEY_SET_VALUE);
+        if (result == ERROR_SUCCESS) result = home.Remove(softcsp::kCngValue);
+        return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
+    });
+}

@@ -1,0 +1,40 @@
+// Feeds the reader of DER elements with any bytes: every element must be inside of them, and an identifier that is read
+// must be written as it was.
+#include <algorithm>
+#include <cstdlib>
+
+#include "softcsp/encoding/Der.h"
+
+namespace {
+
+using softcsp::ByteView;
+
+bool IsInside(ByteView part, ByteView whole) {
+    return part.data() >= whole.data() && part.data() + part.size() <= whole.data() + whole.size();
+}
+
+void ReadAll(ByteView bytes, int depth) {
+    softcsp::der::Reader reader(bytes);
+    while (!reader.AtEnd()) {
+        const std::uint8_t tag = reader.NextTag();
+        softcsp::der::Reader sameElement = reader;
+        const auto whole = sameElement.ReadWhole();
+        const auto content = reader.Read(tag);
+        if (whole.has_value() != content.has_value()) std::abort();
+        if (!content) return;
+        if (!IsInside(*whole, bytes) || !IsInside(*content, *whole)) std::abort();
+        if (const auto text = softcsp::der::DottedText(*content); text && tag == softcsp::der::kObjectIdentifier) {
+            const softcsp::Bytes written = softcsp::der::ObjectIdentifier(*text);
+            if (!written.empty() && !std::equal(written.begin(), written.end(), whole->begin(), whole->end()))
+                std::abort();
+        }
+        if (depth < 20) ReadAll(*content, depth + 1);
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    ReadAll({data, size}, 0);
+    return 0;
+}
