@@ -67,7 +67,7 @@ namespace {
 
 constexpr wchar_t kPrefix[] = L"LDAP://";
 constexpr wchar_t kTemplateClass[] = L"pKICertificateTemplate";
-// Within the configuration of the forest, in the order in which they are read and repaired.
+// Relative to the forest's configuration, in the order in which they are read and repaired.
 constexpr const wchar_t* kTemplates[] = {
     L"CN=DomainController, CN=Certificate Templates, CN=Public Key Services, CN=Services",
     L"CN=EnrollmentAgent, CN=Certificate Templates, CN=Public Key Services, CN=Services"};
@@ -81,7 +81,7 @@ struct GuidTextPolicy : NullPointerPolicy<RPC_WSTR> {
     static void close(Handle text) noexcept { RpcStringFreeW(&text); }
 };
 
-// A text made for one call; false when there is no memory for it.
+// A text for one call; false when there is not enough memory.
 class CallText {
   public:
     explicit CallText(const std::wstring& text) : text_(SysAllocString(text.c_str())) {}
@@ -107,7 +107,7 @@ HRESULT ReadText(IADs* object, const wchar_t* name, std::wstring& text) {
     return S_OK;
 }
 
-// Octets are an array of bytes.
+// The directory returns octets as an array of bytes.
 bool CopyGuid(const VARIANT& octets, UUID& guid) {
     if (V_VT(&octets) != (VT_ARRAY | VT_UI1)) return false;
     SAFEARRAY* array = V_ARRAY(&octets);
