@@ -10,8 +10,16 @@ void CComboParam::Attach(HCRYPTPROV provider) {
     for (size_t i = 0; i < entries.size(); ++i) {
         SetItemData(AddString(entries[i].name), static_cast<LPARAM>(i));
     }
+    if (usable) SelectLastEqual(entries[static_cast<size_t>(parameter_.choice.stored)].value);
+}
+
+// Of equal values the last one in the list is selected. A sorted list has another order than the entries.
+void CComboParam::SelectLastEqual(const std::vector<BYTE>& value) noexcept {
     for (int item = 0; item < GetCount(); ++item) {
-        if (GetItemData(item) == parameter_.choice.stored) SetCurSel(item);
+        const LPARAM position = GetItemData(item);
+        if (parameter_.entries[static_cast<size_t>(position)].value != value) continue;
+        SetCurSel(item);
+        parameter_.choice.Reset(static_cast<int>(position));
     }
 }
 

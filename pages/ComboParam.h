@@ -5,6 +5,8 @@
 
 #include <wincrypt.h>
 
+#include <vector>
+
 #include "framework/Controls.h"
 #include "settings/AlgorithmSettings.h"
 
@@ -24,6 +26,7 @@ class CComboParam : public CComboBox {
     void Save() noexcept;
 
   private:
+    void SelectLastEqual(const std::vector<BYTE>& value) noexcept;
     void ReadSelection() noexcept;
 
     HCRYPTPROV provider_ = 0;

@@ -16,6 +16,7 @@ constexpr UINT kParameterBoxes[] = {IDC_ALGORITHMS_HASH, IDC_ALGORITHMS_ENCRYPTI
                                     IDC_ALGORITHMS_DIFFIE_HELLMAN};
 static_assert(kParameterBoxes[3] - kParameterBoxes[0] == 3);  // the message table lists them as a range
 
+constexpr DWORD kNoType = 0xFFFFFFFF;  // no provider has it
 constexpr DWORD kProviderTypes[] = {kProviderType75, kProviderType71};
 
 }  // namespace
@@ -67,7 +68,7 @@ void CPropPageConfigCSPOID::OnTypeSelected() {
 // Choices that were not saved are lost when another type is selected.
 void CPropPageConfigCSPOID::ShowParameters() {
     const auto position = static_cast<size_t>(type_);
-    const DWORD type = position < types_.size() ? types_[position] : 0;
+    const DWORD type = position < types_.size() ? types_[position] : kNoType;
     // A failure leaves the context empty.
     static_cast<void>(context_.Acquire(kContextForSettings, nullptr, providerName_.c_str(), type));
     for (CComboParam& parameter : parameters_) parameter.Attach(context_.Get());

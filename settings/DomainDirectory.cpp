@@ -74,7 +74,7 @@ constexpr const wchar_t* kTemplates[] = {
 
 constexpr wchar_t kProviders[] = L"pKIDefaultCSPs";
 constexpr wchar_t kKeySize[] = L"msPKI-Minimal-Key-Size";
-constexpr LONG kNoProviders = 0;   // stands for the missing attribute
+constexpr LONG kNoProviders = 0;   // represents a missing attribute
 constexpr LONG kOwnKeySize = 512;  // in bits
 
 struct GuidTextPolicy : NullPointerPolicy<RPC_WSTR> {
@@ -149,7 +149,7 @@ HRESULT OpenChildren(IADsContainer* container, UniqueInterface<IEnumVARIANT>& ch
     return FAILED(result) ? result : Query(enumerator.get(), IID_IEnumVARIANT, children);
 }
 
-// Whether an attribute differs from what it should be; one that is missing doesn't.
+// Whether an attribute has another value than required. A missing one has the required value.
 HRESULT Compare(IADs* object, const wchar_t* name, LONG wanted, bool& differs) {
     AutomationValue value, right(wanted);
     const HRESULT result = ReadAttribute(object, name, value);
