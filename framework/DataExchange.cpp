@@ -103,6 +103,12 @@ void DDX_Text(CDataExchange* exchange, UINT id, UINT& value) {
     ExchangeNumber(exchange, id, value, FrameworkText::kEnterUnsigned);
 }
 
+void DDX_Check(CDataExchange* exchange, UINT id, bool& value) {
+    int state = value ? BST_CHECKED : BST_UNCHECKED;
+    DDX_Check(exchange, id, state);
+    value = state == BST_CHECKED;
+}
+
 void DDX_Check(CDataExchange* exchange, UINT id, int& value) {
     const HWND button = exchange->PrepareCtrl(id);
     if (exchange->m_bSaveAndValidate) {
@@ -152,4 +158,8 @@ void DDV_MaxChars(CDataExchange* exchange, const std::wstring& value, int most) 
     } else if (value.size() > static_cast<size_t>(most)) {
         exchange->Fail(FrameworkText::kEnterShorterText, std::to_wstring(most));
     }
+}
+
+void DDV_MaxChars(CDataExchange* exchange, int most) {
+    if (!exchange->m_bSaveAndValidate) exchange->LimitText(most);
 }

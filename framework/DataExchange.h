@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <string>
+#include <type_traits>
 
 // Ids of the texts that the framework itself shows. They stand in the string table of the module it is linked into.
 
@@ -52,11 +53,22 @@ void DDX_Control(CDataExchange* exchange, UINT id, CWnd& control);
 void DDX_Text(CDataExchange* exchange, UINT id, std::wstring& value);
 void DDX_Text(CDataExchange* exchange, UINT id, int& value);
 void DDX_Text(CDataExchange* exchange, UINT id, UINT& value);
+void DDX_Check(CDataExchange* exchange, UINT id, bool& value);
 void DDX_Check(CDataExchange* exchange, UINT id, int& value);    // BST_… state
 void DDX_Radio(CDataExchange* exchange, UINT id, int& value);    // position in the group that `id` begins; -1: none
 void DDX_CBIndex(CDataExchange* exchange, UINT id, int& value);  // -1: nothing selected
 
-// Each stands right after the DDX_Text of its control.
+// An enumeration whose values are the positions in the group that `id` begins.
+template <class Enum>
+requires std::is_enum_v<Enum>
+void DDX_Radio(CDataExchange* exchange, UINT id, Enum& value) {
+    auto position = static_cast<int>(value);
+    DDX_Radio(exchange, id, position);
+    value = static_cast<Enum>(position);
+}
+
+// Each is called directly after the DDX_Text of its control.
 void DDV_MinMaxInt(CDataExchange* exchange, int value, int least, int most);
 void DDV_MinMaxUInt(CDataExchange* exchange, UINT value, UINT least, UINT most);
 void DDV_MaxChars(CDataExchange* exchange, const std::wstring& value, int most);
+void DDV_MaxChars(CDataExchange* exchange, int most);  // of a number: only limits what can be typed

@@ -1,5 +1,6 @@
 #include "pages/DialogDeletePasswords.h"
 
+#include "framework/DataExchange.h"
 #include "resources/resource.h"
 #include "settings/SavedPasswords.h"
 
@@ -7,16 +8,12 @@ namespace {
 
 struct Scope {
     SavedPasswords saved;
-    int passwordsBox, mediaBox;
+    UINT passwordsBox, mediaBox;
 };
 
 constexpr Scope kScopes[] = {
     {SavedPasswords(L"\\local\\KeyDevices\\passwords"), IDC_PASSWORDS_USER, IDC_PASSWORDS_USER_MEDIA},
     {SavedPasswords(L"\\global\\KeyDevices\\passwords"), IDC_PASSWORDS_COMPUTER, IDC_PASSWORDS_COMPUTER_MEDIA}};
-
-bool IsChecked(HWND dialog, int box) noexcept {
-    return IsDlgButtonChecked(dialog, box) == BST_CHECKED;
-}
 
 }  // namespace
 
@@ -24,40 +21,54 @@ CDialogDeletePasswords::CDialogDeletePasswords() : CDialogLang(IDD_DELETE_PASSWO
 
 std::span<const Route> CDialogDeletePasswords::Routes() const {
     static constexpr Route table[] = {
-        on<&CDialogDeletePasswords::Couple>({IDC_PASSWORDS_USER, IDC_PASSWORDS_COMPUTER_MEDIA}, BN_CLICKED),
+        on<&CDialogDeletePasswords::OnBoxClicked>({IDC_PASSWORDS_USER, IDC_PASSWORDS_COMPUTER_MEDIA}, BN_CLICKED),
     };
     return table;
 }
 
+void CDialogDeletePasswords::DoDataExchange(CDataExchange* exchange) {
+    for (size_t i = 0; i < choices_.size(); ++i) {
+        DDX_Check(exchange, kScopes[i].passwordsBox, choices_[i].passwords);
+        DDX_Check(exchange, kScopes[i].mediaBox, choices_[i].mediaRecords);
+    }
+}
+
 bool CDialogDeletePasswords::OnInitDialog() {
     CDialogLang::OnInitDialog();
-    for (size_t i = 0; i < std::size(kScopes); ++i) {
+    for (size_t i = 0; i < choices_.size(); ++i) {
         const Scope& scope = kScopes[i];
         const bool mayDelete = scope.saved.MayDelete();
-        media_[i] = mayDelete && scope.saved.HasMediaRecords();
-        ::EnableWindow(::GetDlgItem(m_hWnd, scope.passwordsBox), mayDelete);
-        ::EnableWindow(::GetDlgItem(m_hWnd, scope.mediaBox), media_[i]);
+        choices_[i].mayDeleteMediaRecords = mayDelete && scope.saved.HasMediaRecords();
+        ::EnableWindow(GetDlgItem(scope.passwordsBox), mayDelete);
+        ::EnableWindow(GetDlgItem(scope.mediaBox), choices_[i].mayDeleteMediaRecords);
     }
-    Couple();
+    ShowChoices();
     return true;
 }
 
-// Whoever deletes the passwords deletes the records with them.
-void CDialogDeletePasswords::Couple() {
-    for (size_t i = 0; i < std::size(kScopes); ++i) {
-        if (!media_[i]) continue;
-        const bool all = IsChecked(m_hWnd, kScopes[i].passwordsBox);
-        if (all) CheckDlgButton(m_hWnd, kScopes[i].mediaBox, BST_CHECKED);
-        ::EnableWindow(::GetDlgItem(m_hWnd, kScopes[i].mediaBox), !all);
+void CDialogDeletePasswords::OnBoxClicked() {
+    UpdateData(true);
+    ShowChoices();
+}
+
+// Deleting the passwords deletes the records too.
+void CDialogDeletePasswords::ShowChoices() {
+    for (size_t i = 0; i < choices_.size(); ++i) {
+        Choice& choice = choices_[i];
+        if (!choice.mayDeleteMediaRecords) continue;
+        if (choice.passwords) choice.mediaRecords = true;
+        ::EnableWindow(GetDlgItem(kScopes[i].mediaBox), !choice.passwords);
     }
+    UpdateData(false);
 }
 
 void CDialogDeletePasswords::OnOK() {
-    for (const Scope& scope : kScopes) {
-        if (IsChecked(m_hWnd, scope.passwordsBox)) {
-            scope.saved.DeleteAll();
-        } else if (IsChecked(m_hWnd, scope.mediaBox)) {
-            scope.saved.DeleteMediaRecords();
+    UpdateData(true);
+    for (size_t i = 0; i < choices_.size(); ++i) {
+        if (choices_[i].passwords) {
+            kScopes[i].saved.DeleteAll();
+        } else if (choices_[i].mediaRecords) {
+            kScopes[i].saved.DeleteMediaRecords();
         }
     }
     EndDialog(IDOK);

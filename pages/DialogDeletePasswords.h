@@ -1,5 +1,7 @@
-// Deletes the saved passwords of private keys, or only what is noted of removable carriers.
+// Deletes the saved passwords of private keys, or only the records of removable carriers.
 #pragma once
+
+#include <array>
 
 #include "applet/services/LanguageAware.h"
 
@@ -8,13 +10,21 @@ class CDialogDeletePasswords : public CDialogLang {
     CDialogDeletePasswords();
 
   protected:
+    void DoDataExchange(CDataExchange* exchange) override;
     std::span<const Route> Routes() const override;
     bool OnInitDialog() override;
     void OnOK() override;
 
   private:
-    void Couple();
+    // What is deleted for the user, and for the computer.
+    struct Choice {
+        bool passwords = false;
+        bool mediaRecords = false;
+        bool mayDeleteMediaRecords = false;  // there are some, and the user has the right
+    };
 
-    // Of the user and the computer: whether there are records of removable carriers, which may be deleted.
-    bool media_[2]{};
+    void OnBoxClicked();
+    void ShowChoices();
+
+    std::array<Choice, 2> choices_{};
 };

@@ -6,9 +6,7 @@
 
 namespace {
 
-constexpr InputTimeouts kUser(L"\\local\\KeyDevices"), kSystem(L"\\global\\KeyDevices");
-constexpr int kMissing = 600;  // seconds
-constexpr WPARAM kMostCharacters = 5;
+constexpr int kMostDigits = 5;
 
 constexpr UINT kUserControls[] = {IDC_TIMEOUT_USER_GROUP,  IDC_TIMEOUT_USER_DEFAULT, IDC_TIMEOUT_USER_INFINITE,
                                   IDC_TIMEOUT_USER_SET,    IDC_TIMEOUT_USER_VALUE,   IDC_TIMEOUT_USER_SPIN,
@@ -22,7 +20,8 @@ void Enable(HWND dialog, std::span<const UINT> controls, bool enable) {
 
 }  // namespace
 
-CDialogSetTimeout::CDialogSetTimeout() : CDialogLang(IDD_TIMEOUT), userSeconds_(kMissing), systemSeconds_(kMissing) {}
+CDialogSetTimeout::CDialogSetTimeout()
+    : CDialogLang(IDD_TIMEOUT), userSeconds_(InputTimeout().seconds), systemSeconds_(InputTimeout().seconds) {}
 
 std::span<const Route> CDialogSetTimeout::Routes() const {
     static constexpr Route table[] = {
@@ -37,32 +36,32 @@ void CDialogSetTimeout::DoDataExchange(CDataExchange* exchange) {
     DDX_Control(exchange, IDC_TIMEOUT_SYSTEM_SPIN, systemSpin_);
     DDX_Radio(exchange, IDC_TIMEOUT_USER_DEFAULT, userChoice_);
     DDX_Text(exchange, IDC_TIMEOUT_USER_VALUE, userSeconds_);
+    DDV_MaxChars(exchange, kMostDigits);
     DDV_MinMaxInt(exchange, userSeconds_, kLeastTimeout, kMostTimeout);
     DDX_Radio(exchange, IDC_TIMEOUT_SYSTEM_INFINITE, systemChoice_);
     DDX_Text(exchange, IDC_TIMEOUT_SYSTEM_VALUE, systemSeconds_);
+    DDV_MaxChars(exchange, kMostDigits);
     DDV_MinMaxInt(exchange, systemSeconds_, kLeastTimeout, kMostTimeout);
 }
 
 bool CDialogSetTimeout::OnInitDialog() {
     CDialogLang::OnInitDialog();
-    SetUpEdits();
-    kUser.MakeSection();
-    kSystem.MakeSection();
-    mayWriteUser_ = kUser.MayWrite();
-    mayWriteSystem_ = kSystem.MayWrite();
+    SetUpSpins();
+    CreateTimeoutSection(TimeoutLevel::User);
+    CreateTimeoutSection(TimeoutLevel::System);
+    mayWriteUser_ = MayWriteTimeout(TimeoutLevel::User);
+    mayWriteSystem_ = MayWriteTimeout(TimeoutLevel::System);
     Enable(m_hWnd, kUserControls, mayWriteUser_);
     Enable(m_hWnd, kSystemControls, mayWriteSystem_);
-    ReadSystem();
-    ReadUser();
+    ReadTimeouts();
     UpdateData(false);
     EnableEdits();
     return true;
 }
 
-void CDialogSetTimeout::SetUpEdits() {
+void CDialogSetTimeout::SetUpSpins() {
     static constexpr UDACCEL steps[] = {{.nSec = 0, .nInc = 10}, {.nSec = 5, .nInc = 60}};
     const auto setUp = [this](CSpinButtonCtrl& spin, UINT edit) {
-        ::SendMessageW(GetDlgItem(edit), EM_LIMITTEXT, kMostCharacters, 0);
         spin.SetBuddy(GetDlgItem(edit));
         spin.SetRange32(kLeastTimeout, kMostTimeout);
         spin.SetAccel(steps);
@@ -71,57 +70,52 @@ void CDialogSetTimeout::SetUpEdits() {
     setUp(systemSpin_, IDC_TIMEOUT_SYSTEM_VALUE);
 }
 
-void CDialogSetTimeout::ReadSystem() {
-    LONG stored = 0;
-    if (!kSystem.Read(stored)) return;
-    systemChoice_ = stored == InputTimeouts::kInfinite ? kSystemInfinite : kSystemTimeout;
-    if (systemChoice_ == kSystemTimeout) systemSeconds_ = ShownTimeout(stored);
-}
-
-void CDialogSetTimeout::ReadUser() {
+// Without a timeout of the user's own his edit shows the system's.
+void CDialogSetTimeout::ReadTimeouts() {
+    if (const auto stored = ReadTimeout(TimeoutLevel::System)) {
+        systemChoice_ = stored->infinite ? SystemChoice::Infinite : SystemChoice::Timeout;
+        systemSeconds_ = stored->seconds;
+    }
     userSeconds_ = systemSeconds_;
-    LONG stored = 0;
-    if (!kUser.Read(stored)) return;
-    userChoice_ = stored == InputTimeouts::kInfinite ? kUserInfinite : kUserTimeout;
-    if (userChoice_ == kUserTimeout) userSeconds_ = ShownTimeout(stored);
-}
-
-// Where a level may not be written, all its controls stay disabled.
-void CDialogSetTimeout::EnableEdits() {
-    if (mayWriteUser_) EnableEdit(IDC_TIMEOUT_USER_SET, IDC_TIMEOUT_USER_VALUE, IDC_TIMEOUT_USER_SPIN, userSeconds_);
-    if (mayWriteSystem_) {
-        EnableEdit(IDC_TIMEOUT_SYSTEM_SET, IDC_TIMEOUT_SYSTEM_VALUE, IDC_TIMEOUT_SYSTEM_SPIN, systemSeconds_);
+    if (const auto stored = ReadTimeout(TimeoutLevel::User)) {
+        userChoice_ = stored->infinite ? UserChoice::Infinite : UserChoice::Timeout;
+        if (!stored->infinite) userSeconds_ = stored->seconds;
     }
 }
 
-// An edit that is disabled gets its last valid number back: OK checks it, and the user couldn't correct it.
-void CDialogSetTimeout::EnableEdit(int radio, int edit, int spin, int& seconds) {
-    const bool enable = IsDlgButtonChecked(m_hWnd, radio) != 0;
+// The controls of a level that may not be written stay disabled.
+void CDialogSetTimeout::EnableEdits() {
+    const auto isChecked = [this](int radio) { return IsDlgButtonChecked(m_hWnd, radio) != 0; };
+    if (mayWriteUser_) {
+        EnableEdit(isChecked(IDC_TIMEOUT_USER_SET), IDC_TIMEOUT_USER_VALUE, userSpin_, userSeconds_);
+    }
+    if (mayWriteSystem_) {
+        EnableEdit(isChecked(IDC_TIMEOUT_SYSTEM_SET), IDC_TIMEOUT_SYSTEM_VALUE, systemSpin_, systemSeconds_);
+    }
+}
+
+// An edit that is disabled shows its last valid number again: OK checks it, and the user could not correct it.
+void CDialogSetTimeout::EnableEdit(bool enable, UINT edit, CSpinButtonCtrl& spin, int& seconds) {
     if (!enable) {
         BOOL isNumber = FALSE;
-        const auto typed = static_cast<int>(GetDlgItemInt(m_hWnd, edit, &isNumber, TRUE));
+        const auto typed = static_cast<int>(GetDlgItemInt(m_hWnd, static_cast<int>(edit), &isNumber, TRUE));
         if (isNumber && typed >= kLeastTimeout && typed <= kMostTimeout) seconds = typed;
-        SetDlgItemInt(m_hWnd, edit, static_cast<UINT>(seconds), FALSE);
+        SetDlgItemInt(m_hWnd, static_cast<int>(edit), static_cast<UINT>(seconds), FALSE);
     }
-    for (const int control : {edit, spin}) ::EnableWindow(::GetDlgItem(m_hWnd, control), enable);
+    ::EnableWindow(GetDlgItem(edit), enable);
+    spin.EnableWindow(enable);
 }
 
-// Both edits must hold valid numbers, disabled ones too. What isn't written isn't reported.
+// Both edits must hold valid numbers, disabled ones too. Failed writes are not reported.
 void CDialogSetTimeout::OnOK() {
     if (!UpdateData(true)) return;
-    if (mayWriteSystem_) SaveSystem();
-    if (mayWriteUser_) SaveUser();
-    EndDialog(IDOK);
-}
-
-void CDialogSetTimeout::SaveSystem() const {
-    kSystem.Write(systemChoice_ == kSystemTimeout ? systemSeconds_ : InputTimeouts::kInfinite);
-}
-
-void CDialogSetTimeout::SaveUser() const {
-    if (userChoice_ == kUserDefault) {
-        kUser.Remove();
-    } else {
-        kUser.Write(userChoice_ == kUserTimeout ? userSeconds_ : InputTimeouts::kInfinite);
+    if (mayWriteSystem_) {
+        WriteTimeout(TimeoutLevel::System, {systemChoice_ == SystemChoice::Infinite, systemSeconds_});
     }
+    if (mayWriteUser_ && userChoice_ == UserChoice::SystemDefault) {
+        RemoveTimeout(TimeoutLevel::User);
+    } else if (mayWriteUser_) {
+        WriteTimeout(TimeoutLevel::User, {userChoice_ == UserChoice::Infinite, userSeconds_});
+    }
+    EndDialog(IDOK);
 }

@@ -16,19 +16,17 @@ class CDialogSetTimeout : public CDialogLang {
 
   private:
     // Positions in the groups of radio buttons.
-    enum SystemChoice { kSystemInfinite, kSystemTimeout };
-    enum UserChoice { kUserDefault, kUserInfinite, kUserTimeout };
+    enum class SystemChoice { Infinite, Timeout };
+    enum class UserChoice { SystemDefault, Infinite, Timeout };
 
-    void SetUpEdits();
-    void ReadSystem();
-    void ReadUser();
+    void SetUpSpins();
+    void ReadTimeouts();
     void EnableEdits();
-    void EnableEdit(int radio, int edit, int spin, int& seconds);
-    void SaveSystem() const;
-    void SaveUser() const;
+    void EnableEdit(bool enable, UINT edit, CSpinButtonCtrl& spin, int& seconds);
 
     CSpinButtonCtrl userSpin_, systemSpin_;
     int userSeconds_, systemSeconds_;
-    int userChoice_ = kUserDefault, systemChoice_ = kSystemTimeout;
+    UserChoice userChoice_ = UserChoice::SystemDefault;
+    SystemChoice systemChoice_ = SystemChoice::Timeout;
     bool mayWriteUser_ = false, mayWriteSystem_ = false;
 };

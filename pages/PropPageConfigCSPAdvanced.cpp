@@ -15,7 +15,7 @@ namespace {
 
 constexpr DWORD kFirstWithArrows = 6;  // the common controls that draw arrows themselves
 
-// Major version of the common controls in use here; 0 when they don't tell.
+// Major version of the common controls in use here; 0 when it cannot be queried.
 DWORD ControlsVersion() noexcept {
     const HMODULE library = GetModuleHandleW(L"comctl32.dll");
     const auto get =
@@ -118,8 +118,8 @@ bool CPropPageConfigCSPAdvanced::OnInitDialog() {
     return true;
 }
 
-// To its content, and to its heading where that is wider. The latter measure is only compared: it would make the last
-// column fill the list.
+// Fits the column to its content, or to its heading if that is wider. LVSCW_AUTOSIZE_USEHEADER would make the last
+// column fill the list, so the last column is only fitted to its content.
 void CPropPageConfigCSPAdvanced::SizeColumn(int column) {
     list_.SetColumnWidth(column, LVSCW_AUTOSIZE);
     const int content = list_.GetColumnWidth(column);
@@ -164,7 +164,7 @@ void CPropPageConfigCSPAdvanced::Sort() {
     arrow_.Show(static_cast<int>(column_), descending_);
 }
 
-// As the rows stand now.
+// Copies the rows in their current order.
 void CPropPageConfigCSPAdvanced::OnCopy() {
     std::vector<const FileVersion*> files;
     files.reserve(files_.size());

@@ -16,18 +16,18 @@
 
 class SortArrow {
   public:
-    // `header` isn't owned; it must be there at each Show.
+    // `header` is not owned; it must exist at each Show.
     void Attach(HWND header) noexcept;
 
-    // Points up over a column that ascends, and gives the column that had the arrow its own look back.
+    // Shows the arrow over a column, upwards for ascending order, and removes it from the previous column.
     void Show(int column, bool descending) noexcept;
 
   private:
     HWND header_ = nullptr;
-    // For common controls older than 6, whose headers draw no arrows; none for newer ones, or when they can't be had.
+    // Only for common controls older than version 6, whose headers draw no arrows; empty if they cannot be loaded.
     UniqueBitmap up_, down_;
     int column_ = -1;
-    HDITEMW before_{};  // how that column looked without the arrow
+    HDITEMW before_{};  // that column's format and bitmap without the arrow
 };
 
 class CPropPageConfigCSPAdvanced : public CPropPageConfigBase {

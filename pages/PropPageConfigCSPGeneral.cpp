@@ -6,7 +6,6 @@
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/StaticLink.h"
 #include "applet/services/Strings.h"
-#include "applet/services/SupportLibrary.h"
 #include "csp/ProductProviders.h"
 #include "framework/DataExchange.h"
 #include "framework/Module.h"
@@ -15,44 +14,36 @@
 
 namespace {
 
-constexpr wchar_t kConfigSection[] = L"\\config";
-constexpr wchar_t kLocalSection[] = L"\\local";
-constexpr wchar_t kConfigLanguage[] = L"\\config\\Language";
-constexpr wchar_t kLocalLanguage[] = L"\\local\\Language";
-
-// The management console, by the two installer components that may have brought it.
+// The installer components that the management console may belong to.
 constexpr const wchar_t* kConsoleComponents[] = {L"{2A6F8D13-E947-4B20-A5C8-91D3F07E46B2}",
                                                  L"{E7C05B94-1D38-4A6E-8F27-C4B9A20D5318}"};
 
-struct Choice {
-    UINT name;      // string id
-    LONG language;  // as it is stored; 0: not stored, the system's default
+struct LanguageChoice {
+    UINT name;  // string id
+    int language;
 };
 
 // In the order of the combo boxes' items.
-constexpr Choice kUserLanguages[] = {
-    {IDS_LANGUAGE_DEFAULT, 0}, {IDS_LANGUAGE_RUSSIAN, kRussian}, {IDS_LANGUAGE_ENGLISH, kEnglish}};
-constexpr Choice kMachineLanguages[] = {{IDS_LANGUAGE_RUSSIAN, kRussian}, {IDS_LANGUAGE_ENGLISH, kEnglish}};
-constexpr int kMachineEnglish = 1;
+constexpr LanguageChoice kUserLanguages[] = {{IDS_LANGUAGE_DEFAULT, LanguageSettings::kSystemDefault},
+                                             {IDS_LANGUAGE_RUSSIAN, kRussian},
+                                             {IDS_LANGUAGE_ENGLISH, kEnglish}};
+constexpr LanguageChoice kMachineLanguages[] = {{IDS_LANGUAGE_RUSSIAN, kRussian}, {IDS_LANGUAGE_ENGLISH, kEnglish}};
 
-// The choice that stands for a stored language, or `otherwise`.
-int FindChoice(std::span<const Choice> choices, LONG language, int otherwise) {
-    const auto found =
-        std::find_if(choices.begin(), choices.end(), [&](const Choice& choice) { return choice.language == language; });
-    return language != 0 && found != choices.end() ? static_cast<int>(found - choices.begin()) : otherwise;
+void ExchangeLanguage(CDataExchange* exchange, UINT box, std::span<const LanguageChoice> choices, int& language) {
+    const auto found = std::find_if(choices.begin(), choices.end(),
+                                    [&](const LanguageChoice& choice) { return choice.language == language; });
+    auto position = static_cast<int>(found - choices.begin());
+    DDX_CBIndex(exchange, box, position);
+    if (position >= 0) language = choices[static_cast<size_t>(position)].language;
 }
 
-bool Differs(std::span<const Choice> choices, int chosen, LONG stored) {
-    return chosen >= 0 && choices[static_cast<size_t>(chosen)].language != stored;
-}
-
-void Fill(CComboBox& box, std::span<const Choice> choices) {
-    for (const Choice& choice : choices) box.AddString(LoadStringLang(choice.name));
+void AddChoices(CComboBox& box, std::span<const LanguageChoice> choices) {
+    for (const LanguageChoice& choice : choices) box.AddString(LoadStringLang(choice.name));
 }
 
 UniqueIcon SmallShield() {
     constexpr int kSize = 16;
-    constexpr WORD kShieldId = 106;  // where user32 keeps it; not on every system
+    constexpr WORD kShieldId = 106;  // in user32.dll; older systems lack it
     const auto load = [](HMODULE module, LPCWSTR id, UINT flags) {
         return static_cast<HICON>(LoadImageW(module, id, IMAGE_ICON, kSize, kSize, flags));
     };
@@ -87,30 +78,26 @@ void CPropPageConfigCSPGeneral::DoDataExchange(CDataExchange* exchange) {
     DDX_Text(exchange, IDC_GENERAL_PRODUCT_VERSION, productVersion_);
     DDX_Text(exchange, IDC_GENERAL_NOTICE, notice_);
     DDX_Text(exchange, IDC_GENERAL_PRODUCT_NAME, productName_);
-    DDX_CBIndex(exchange, IDC_GENERAL_USER_LANGUAGE, userChoice_);
-    DDX_CBIndex(exchange, IDC_GENERAL_MACHINE_LANGUAGE, machineChoice_);
+    ExchangeLanguage(exchange, IDC_GENERAL_USER_LANGUAGE, kUserLanguages, languages_.user.shown);
+    ExchangeLanguage(exchange, IDC_GENERAL_MACHINE_LANGUAGE, kMachineLanguages, languages_.machine.shown);
 }
 
 bool CPropPageConfigCSPGeneral::OnInitDialog() {
-    TakeTemplateTexts();
+    KeepTemplateTexts();
     CPropPageConfigBase::OnInitDialog();
-    LoadLanguages();
+    ShowLanguages();
     administratorLink_.SetLinkHandler(this);
     consoleLink_.SetLinkHandler(this);
     OfferAdministration();
-    machineLanguages_.EnableWindow(mayWriteConfig_);
-    userLanguages_.EnableWindow(mayWriteLocal_);
-    if (!mayWriteConfig_) ExplainDisabled({IDC_GENERAL_MACHINE_LANGUAGE}, IDS_WHY_RIGHTS);
-    if (!mayWriteLocal_) ExplainDisabled({IDC_GENERAL_USER_LANGUAGE}, IDS_WHY_RIGHTS);
     UpdateData(false);
     FitLinks();
     return true;
 }
 
-// Loading the installer's library and the provider takes noticeable time. The page is painted before it, without texts.
+// Loading the installer's library and the provider takes noticeable time, so the page is painted first, without texts.
 void CPropPageConfigCSPGeneral::OnFirstShown() {
-    WarnOfInterception();
-    if (!m_hWnd) return;
+    if (IsDefaultProviderIntercepted()) MessageBoxId(IDS_PROVIDER_INTERCEPTED, MB_ICONERROR);
+    if (!m_hWnd) return;  // the sheet ended while the message was open
     ShowProduct();
     UpdateData(false);
     FitLinks();
@@ -125,14 +112,10 @@ void CPropPageConfigCSPGeneral::FitLinks() {
     for (CStaticLink* link : Links()) link->FitToText();
 }
 
-// What can't be read stays as the template has it.
-void CPropPageConfigCSPGeneral::TakeTemplateTexts() {
+// The texts of the template remain where the installer or the version resource has none.
+void CPropPageConfigCSPGeneral::KeepTemplateTexts() {
     notice_ = WindowText(GetDlgItem(IDC_GENERAL_NOTICE));
     productName_ = WindowText(GetDlgItem(IDC_GENERAL_PRODUCT_NAME));
-}
-
-void CPropPageConfigCSPGeneral::WarnOfInterception() {
-    if (IsDefaultProviderIntercepted()) MessageBoxId(IDS_PROVIDER_INTERCEPTED, MB_ICONERROR);
 }
 
 void CPropPageConfigCSPGeneral::ShowProduct() {
@@ -153,37 +136,18 @@ void CPropPageConfigCSPGeneral::SetLinkTargets(const InstalledProduct& product) 
     }
 }
 
-void CPropPageConfigCSPGeneral::LoadLanguages() {
-    Fill(userLanguages_, kUserLanguages);
-    Fill(machineLanguages_, kMachineLanguages);
-    mayWriteConfig_ = MayWrite(kConfigSection);
-    mayWriteLocal_ = MayWrite(kLocalSection);
-
-    LONG language = 0;
-    machineChoice_ = kMachineEnglish;
-    const int machine =
-        support_registry_get_long(kConfigLanguage, &language) == 0 ? FindChoice(kMachineLanguages, language, -1) : -1;
-    if (machine >= 0) {
-        machineChoice_ = machine;
-        storedMachine_ = language;
-    } else {
-        // What the user can't change must not count as a change: the page would stay modified, and each save would
-        // build the sheet anew.
-        storedMachine_ = mayWriteConfig_ ? 0 : kMachineLanguages[machineChoice_].language;
-        forceModified_ = mayWriteConfig_;
-    }
-
-    userChoice_ = 0;
-    storedUser_ = 0;
-    if (support_registry_get_long(kLocalLanguage, &language) != 0) return;
-    userChoice_ = FindChoice(kUserLanguages, language, 0);
-    const bool invalid = userChoice_ == 0;
-    storedUser_ = !invalid ? language : mayWriteLocal_ ? -1 : 0;
-    if (invalid) forceModified_ = true;
+void CPropPageConfigCSPGeneral::ShowLanguages() {
+    languages_.Read();
+    AddChoices(userLanguages_, kUserLanguages);
+    AddChoices(machineLanguages_, kMachineLanguages);
+    machineLanguages_.EnableWindow(languages_.mayWriteMachine);
+    userLanguages_.EnableWindow(languages_.mayWriteUser);
+    if (!languages_.mayWriteMachine) ExplainDisabled({IDC_GENERAL_MACHINE_LANGUAGE}, IDS_WHY_RIGHTS);
+    if (!languages_.mayWriteUser) ExplainDisabled({IDC_GENERAL_USER_LANGUAGE}, IDS_WHY_RIGHTS);
 }
 
 void CPropPageConfigCSPGeneral::OfferAdministration() {
-    if (mayWriteConfig_) return;
+    if (languages_.mayWriteMachine) return;
     shieldIcon_ = SmallShield();
     shield_.SetIcon(shieldIcon_.get());
     shield_.ShowWindow(SW_SHOW);
@@ -196,8 +160,8 @@ bool CPropPageConfigCSPGeneral::OnSetActive() {
         return true;
     }
     firstActivation_ = false;
-    if (forceModified_) OnControlChanged();
-    forceModified_ = false;
+    // The sheet ignores a modified mark set before the first activation.
+    if (languages_.storedInvalid) OnControlChanged();
     return true;
 }
 
@@ -207,37 +171,19 @@ void CPropPageConfigCSPGeneral::OnLanguageSelected() {
 }
 
 bool CPropPageConfigCSPGeneral::IsPageModified() {
-    return Differs(kMachineLanguages, machineChoice_, storedMachine_) ||
-           Differs(kUserLanguages, userChoice_, storedUser_);
+    return languages_.Changed();
 }
 
+// The user's own language decides what is shown: once it is written the sheet is rebuilt, even if the machine's
+// language could not be written.
 SaveResult CPropPageConfigCSPGeneral::SavePage() {
     if (!IsPageModified()) return SaveResult::Saved;
     SaveResult result = SaveResult::Saved;
-    if (mayWriteConfig_) {
-        const LONG language = machineChoice_ > 0 ? kEnglish : kRussian;
-        if (support_registry_put_long(kConfigLanguage, language) == 0) {
-            storedMachine_ = language;
-            result = SaveResult::SavedRebuild;
-        } else {
-            result = SaveResult::Failed;
-        }
+    if (languages_.mayWriteMachine) {
+        result = languages_.WriteMachine() ? SaveResult::SavedRebuild : SaveResult::Failed;
     }
-    if (!mayWriteLocal_) return result;
-    // The user's own language decides what is shown: once it is written the sheet is built anew, even if the machine's
-    // could not be written.
-    return SaveUserLanguage() ? SaveResult::SavedRebuild : SaveResult::Failed;
-}
-
-bool CPropPageConfigCSPGeneral::SaveUserLanguage() {
-    const LONG language = userChoice_ > 0 ? kUserLanguages[userChoice_].language : 0;
-    if (language == 0) {
-        support_registry_delete_param(kLocalLanguage);  // there may have been none
-    } else if (support_registry_put_long(kLocalLanguage, language) != 0) {
-        return false;
-    }
-    storedUser_ = language;
-    return true;
+    if (!languages_.mayWriteUser) return result;
+    return languages_.WriteUser() ? SaveResult::SavedRebuild : SaveResult::Failed;
 }
 
 void CPropPageConfigCSPGeneral::OnLinkClicked(HWND link) {

@@ -7,6 +7,7 @@
 #include "applet/services/StaticLink.h"
 #include "framework/Controls.h"
 #include "settings/InstalledProduct.h"
+#include "settings/LanguageSettings.h"
 
 class CPropPageConfigCSPGeneral : public CPropPageConfigBase, private ILinkHandler {
   public:
@@ -27,27 +28,17 @@ class CPropPageConfigCSPGeneral : public CPropPageConfigBase, private ILinkHandl
 
     std::array<CStaticLink*, 4> Links() noexcept;
     void FitLinks();
-    void TakeTemplateTexts();
-    void WarnOfInterception();
+    void KeepTemplateTexts();
     void ShowProduct();
-    void LoadLanguages();
+    void ShowLanguages();
     void SetLinkTargets(const InstalledProduct& product);
     void OfferAdministration();
     void RunAsAdministrator();
     void OpenConsole();
-    bool SaveUserLanguage();
 
     std::wstring coreVersion_, productVersion_, notice_, productName_;
+    LanguageSettings languages_;
     CComboBox userLanguages_, machineLanguages_;
-    int userChoice_ = 0;     // position in kUserLanguages
-    int machineChoice_ = 0;  // position in kMachineLanguages
-    // Language ids. 0: not set; -1 (the user's) and 0 (the machine's): also a value that isn't a choice. What may not
-    // be written counts as what is shown.
-    LONG storedUser_ = 0;
-    LONG storedMachine_ = 0;
-    bool mayWriteConfig_ = false;
-    bool mayWriteLocal_ = false;
-    bool forceModified_ = false;  // a stored value was missing or invalid: the first activation offers Apply
     bool firstActivation_ = true;
     CStaticLink noticeLink_, productLink_, administratorLink_, consoleLink_;
     CStatic shield_;

@@ -6,12 +6,11 @@
 
 namespace {
 
-// Held while a window is open.
+// Each is loaded while one of its windows is open.
 using ReaderLibrary = LibraryReference<&LoadReaderLibrary, &ReleaseReaderLibrary>;
 using RandomLibrary = LibraryReference<&LoadRandomLibrary, &ReleaseRandomLibrary>;
 
-// What comes of the windows is not asked: they report their own errors. An older library that lacks one opens nothing,
-// and that is not told either.
+// The result is ignored: the windows report their own errors, and an older library that lacks one opens nothing.
 void ConfigureReaders(DWORD (*configure)(const ReaderWindowRequest*) noexcept, HWND parent) {
     const ReaderLibrary library;
     if (!library) {

@@ -4,25 +4,20 @@
 
 #include "applet/services/SupportLibrary.h"
 #include "csp/ProviderParameters.h"
+#include "csp/ProviderRegistry.h"
 #include "framework/DataExchange.h"
-#include "framework/Registry.h"
 #include "resources/resource.h"
 #include "settings/InstalledProduct.h"
 
 namespace {
 
 constexpr wchar_t kSection[] = L"\\config\\oid";  // where the provider keeps the choices
-constexpr UINT kBoxes[] = {IDC_ALGORITHMS_HASH, IDC_ALGORITHMS_ENCRYPTION, IDC_ALGORITHMS_SIGNATURE,
-                           IDC_ALGORITHMS_DIFFIE_HELLMAN};
-static_assert(kBoxes[3] - kBoxes[0] == 3);  // the message table takes them as a range
+constexpr UINT kParameterBoxes[] = {IDC_ALGORITHMS_HASH, IDC_ALGORITHMS_ENCRYPTION, IDC_ALGORITHMS_SIGNATURE,
+                                    IDC_ALGORITHMS_DIFFIE_HELLMAN};
+static_assert(kParameterBoxes[3] - kParameterBoxes[0] == 3);  // the message table lists them as a range
 
-constexpr wchar_t kTypes[] = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider Types\\";
-
-struct ProviderType {
-    const wchar_t* key;
-    DWORD type;
-};
-constexpr ProviderType kProviderTypes[] = {{L"Type 075", kProviderType75}, {L"Type 071", kProviderType71}};
+constexpr DWORD kNoType = 0xFFFFFFFF;  // no provider has it
+constexpr DWORD kProviderTypes[] = {kProviderType75, kProviderType71};
 
 }  // namespace
 
@@ -38,55 +33,51 @@ std::span<const Route> CPropPageConfigCSPOID::Routes() const {
 }
 
 void CPropPageConfigCSPOID::DoDataExchange(CDataExchange* exchange) {
-    DDX_Control(exchange, IDC_ALGORITHMS_TYPE, types_);
-    for (size_t i = 0; i < parameters_.size(); ++i) DDX_Control(exchange, kBoxes[i], parameters_[i]);
+    DDX_Control(exchange, IDC_ALGORITHMS_TYPE, typeBox_);
+    for (size_t i = 0; i < parameters_.size(); ++i) DDX_Control(exchange, kParameterBoxes[i], parameters_[i]);
     DDX_CBIndex(exchange, IDC_ALGORITHMS_TYPE, type_);
 }
 
 bool CPropPageConfigCSPOID::OnInitDialog() {
     CPropPageConfigBase::OnInitDialog();
     providerName_ = InstalledProduct().ProviderName();
-    ListTypes();
-    type_ = types_.SetCurSel(0);
-    ShowType();
+    ShowTypes();
+    type_ = typeBox_.SetCurSel(0);
+    ShowParameters();
     return true;
 }
 
-void CPropPageConfigCSPOID::ListTypes() {
-    int item = 0;
-    for (const ProviderType& provider : kProviderTypes) {
-        if (const auto name = ReadRegistryText(HKEY_LOCAL_MACHINE, kTypes + std::wstring(provider.key), L"TypeName")) {
-            types_.AddString(*name);
-            // The second type is marked as such only in the second place: without the first it is shown, but no
-            // context can be had for it.
-            types_.SetItemData(item, static_cast<LPARAM>(provider.type));
+void CPropPageConfigCSPOID::ShowTypes() {
+    bool leftOut = false;
+    for (const DWORD type : kProviderTypes) {
+        if (const auto name = ReadProviderTypeName(type)) {
+            typeBox_.AddString(*name);
+            // A type listed after one that is not registered cannot be opened: no context has type 0.
+            types_.push_back(leftOut ? 0 : type);
+        } else {
+            leftOut = true;
         }
-        ++item;
     }
 }
 
 void CPropPageConfigCSPOID::OnTypeSelected() {
     UpdateData(true);
-    ShowType();
+    ShowParameters();
 }
 
-// A choice that wasn't saved is lost with the type it was made for.
-void CPropPageConfigCSPOID::ShowType() {
-    AcquireContext();
-    for (CComboParam& parameter : parameters_) parameter.Attach(context_ ? &record_ : nullptr);
+// Choices that were not saved are lost when another type is selected.
+void CPropPageConfigCSPOID::ShowParameters() {
+    const auto position = static_cast<size_t>(type_);
+    const DWORD type = position < types_.size() ? types_[position] : kNoType;
+    // A failure leaves the context empty.
+    static_cast<void>(context_.Acquire(kContextForSettings, nullptr, providerName_.c_str(), type));
+    for (CComboParam& parameter : parameters_) parameter.Attach(context_.Get());
     OnControlChanged();
     UpdateData(false);
 }
 
-void CPropPageConfigCSPOID::AcquireContext() {
-    context_.emplace();  // lets the old one go
-    const auto type = static_cast<DWORD>(types_.GetItemData(type_));
-    if (!context_->Acquire(kContextForSettings, nullptr, providerName_.c_str(), type)) context_.reset();
-    record_ = {context_ ? context_->Get() : 0};
-}
-
 bool CPropPageConfigCSPOID::IsPageModified() {
-    support_registry_put_section(kSection);  // the rights to a missing section can't be asked for
+    support_registry_put_section(kSection);  // the rights to a missing section cannot be asked for
     if (!MayWrite(kSection)) {
         for (CComboParam& parameter : parameters_) parameter.EnableWindow(false);
         ExplainDisabled(
@@ -95,10 +86,10 @@ bool CPropPageConfigCSPOID::IsPageModified() {
     }
     if (!context_) return false;
     return std::any_of(parameters_.begin(), parameters_.end(),
-                       [](const CComboParam& parameter) { return parameter.IsModified(); });
+                       [](CComboParam& parameter) { return parameter.IsModified(); });
 }
 
-// What the provider says to a choice isn't asked, so saving always succeeds.
+// Saving always succeeds: a refusal by the provider is not reported.
 SaveResult CPropPageConfigCSPOID::SavePage() {
     if (!context_) return SaveResult::Saved;
     for (CComboParam& parameter : parameters_) parameter.Save();

@@ -2,11 +2,12 @@
 #pragma once
 
 #include <array>
-#include <optional>
+#include <string>
+#include <vector>
 
-#include "applet/services/ComboParam.h"
 #include "applet/services/PropPageConfigBase.h"
 #include "csp/CryptProvContext.h"
+#include "pages/ComboParam.h"
 
 class CPropPageConfigCSPOID : public CPropPageConfigBase {
   public:
@@ -21,15 +22,15 @@ class CPropPageConfigCSPOID : public CPropPageConfigBase {
 
   private:
     void OnTypeSelected();
-    void ListTypes();
-    void ShowType();
-    void AcquireContext();
+    void ShowTypes();
+    void ShowParameters();
 
     std::wstring providerName_;
-    CComboBox types_;  // an item's data is its provider type
-    int type_ = -1;    // the item selected
-    // Hash, encryption, signature, Diffie-Hellman: the provider's lists, and its values.
+    std::vector<DWORD> types_;  // provider types, in the order of their list
+    int type_ = -1;             // position in `types_`
+    CComboBox typeBox_;
+    // Hash, encryption, signature, Diffie-Hellman: the provider parameters that list the values, and those that are the
+    // current ones.
     std::array<CComboParam, 4> parameters_{{{103, 92}, {104, 93}, {105, 94}, {106, 95}}};
-    std::optional<CCryptProvContext> context_;  // none when it can't be had
-    ProviderRecord record_;
+    CCryptProvContext context_;  // empty when it could not be opened
 };

@@ -10,7 +10,7 @@
 #include "framework/Controls.h"
 #include "settings/SecuritySettings.h"
 
-class CPropPageConfigCSPSecurity : public CPropPageConfigBase, private SecurityStores {
+class CPropPageConfigCSPSecurity : public CPropPageConfigBase, private RestartQuestion {
   public:
     CPropPageConfigCSPSecurity();
 
@@ -24,39 +24,27 @@ class CPropPageConfigCSPSecurity : public CPropPageConfigBase, private SecurityS
     void OnControlChanged() override;
 
   private:
-    struct Provider {
-        std::wstring name;
-        DWORD type;
-    };
-
-    bool HasProvider() const override { return static_cast<bool>(context_); }
-    bool SetCache(DWORD size) override;
-    bool SetDiffieHellman(DiffieHellmanControl control) override;
-    bool WriteDefault(DWORD providerType, int selection) override;
-    LONG WriteMode(int mode) override;
     std::optional<bool> OfferRestart() override;
-    bool WriteSaveMedia(bool save) override;
 
     void OnModeClicked(const Message& message);
     void OnProviderSelected();
     void OnCacheSizeLeft();
 
-    void Start();
-    void FillProviders();
-    void LoadSaveMedia();
-    void LoadDefaults();
-    int FillDefaults(CComboBox& box, DWORD type, const std::vector<Provider>& installed);
+    void SetUpControls();
+    void ShowProviders();
+    void ShowDefaults();
+    void ShowDefaultsOfType(DWORD type, UINT label, CComboBox& box, const std::vector<std::wstring>& names);
     void OpenProvider();
-    void ReadCache();
-    void ReadDiffieHellman();
-    SecurityRights ReadRights() const;
+    void ShowCacheRange();
     void EnableControls();
     void PlaceModeTabStop();
     void ShowValues();
 
-    SecurityState state_;
-    int provider_ = -1;  // position in the list of providers to configure
-    CCryptProvContext context_;
-    CComboBox providers_, defaults75_, defaults71_;
-    bool showing_ = false;  // the page itself is setting its controls
+    SecuritySettings settings_;
+    std::vector<Provider> providers_;                    // that can be configured
+    std::vector<std::wstring> defaults75_, defaults71_;  // installed providers of the types
+    int provider_ = -1;                                  // position in `providers_`
+    CComboBox providerBox_, default75Box_, default71Box_;
+    CSpinButtonCtrl cacheSpin_;
+    bool ownChange_ = false;  // the page itself is changing its controls
 };

@@ -5,6 +5,7 @@
 
 #include "applet/services/PropPageConfigBase.h"
 #include "framework/Controls.h"
+#include "settings/TlsSettings.h"
 
 class CPropPageConfigTLS : public CPropPageConfigBase {
   public:
@@ -19,15 +20,10 @@ class CPropPageConfigTLS : public CPropPageConfigBase {
     void OnControlChanged() override;
 
   private:
-    void ReadSettings();
-    void DisableWhatMayNotChange();
-    void SetUpLimits();
-    bool SaveSwitches(bool& saved) const;
-    bool SaveLimits() const;
+    void DisableControls();
+    void SetUpSpins();
 
-    static constexpr size_t kLimitCount = 2;
-    std::array<int, kLimitCount> limits_{};  // valid ones always, in the order of the page's table
-    std::array<CSpinButtonCtrl, kLimitCount> spins_;
-    bool mayWrite_ = false;
+    TlsSettings settings_;
+    std::array<CSpinButtonCtrl, std::size(kTlsLimits)> spins_;
     bool ownChange_ = false;  // the page itself is changing the controls
 };

@@ -2,13 +2,13 @@
 // also the controllers' identifiers and the certificate templates.
 #pragma once
 
-#include <optional>
+#include <string>
 #include <vector>
 
 #include "applet/services/PropPageConfigBase.h"
 #include "csp/CryptProvContext.h"
 #include "framework/Controls.h"
-#include "settings/DomainDirectory.h"
+#include "pages/DomainControllerGroup.h"
 #include "settings/WinlogonSettings.h"
 
 class CPropPageConfigWLReaders : public CPropPageConfigBase {
@@ -31,30 +31,22 @@ class CPropPageConfigWLReaders : public CPropPageConfigBase {
     void OnExport();
     void OnFixTemplates();
 
-    void FillProviders();
-    void OpenProvider(int item);
-    void FillReaders();
-    void SelectDefaultReader();
-    void ShowReader(int item);
-    std::wstring DefaultReaderPath() const;
-    bool SaveReader() const;
-
-    void FillControllers();
-    DomainDirectory& Directory();
-    bool TemplatesNeedRepair();
+    void ShowProviders();
+    void OpenProvider(const Provider& provider);
+    void ShowReaders();
+    void ShowDefaultReader();
+    std::wstring ProviderName() const;
 
     void EnableControls();
     void DisableDefaultReader() noexcept;
+    void DisableIdentifiers() noexcept;
     void ExplainDisabledControls();
     void EnableControl(UINT id, bool enable) noexcept;
 
-    WinlogonState state_;
-    int provider_ = -1;  // position in its list
-    std::optional<CCryptProvContext> context_;
-    std::vector<std::wstring> readerNames_;  // as settings name them; a list item's data is its reader's position here
-    bool domainController_ = false;
-    std::optional<DomainDirectory> directory_;   // on domain controllers, once it was asked
-    std::vector<DomainController> controllers_;  // in the order of their list
-    CComboBox providers_, readers_, controllerNames_;
-    CWnd identifier_;
+    WinlogonSettings settings_;
+    std::vector<Provider> providers_;  // in the order of their list
+    int provider_ = -1;                // position in `providers_`
+    CCryptProvContext context_;
+    DomainControllerGroup controllers_;
+    CComboBox providerBox_, readerBox_;
 };

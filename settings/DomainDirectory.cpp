@@ -67,21 +67,21 @@ namespace {
 
 constexpr wchar_t kPrefix[] = L"LDAP://";
 constexpr wchar_t kTemplateClass[] = L"pKICertificateTemplate";
-// Within the configuration of the forest, in the order in which they are read and repaired.
+// Relative to the forest's configuration, in the order in which they are read and repaired.
 constexpr const wchar_t* kTemplates[] = {
     L"CN=DomainController, CN=Certificate Templates, CN=Public Key Services, CN=Services",
     L"CN=EnrollmentAgent, CN=Certificate Templates, CN=Public Key Services, CN=Services"};
 
 constexpr wchar_t kProviders[] = L"pKIDefaultCSPs";
 constexpr wchar_t kKeySize[] = L"msPKI-Minimal-Key-Size";
-constexpr LONG kNoProviders = 0;   // stands for the missing attribute
+constexpr LONG kNoProviders = 0;   // represents a missing attribute
 constexpr LONG kOwnKeySize = 512;  // in bits
 
 struct GuidTextPolicy : NullPointerPolicy<RPC_WSTR> {
     static void close(Handle text) noexcept { RpcStringFreeW(&text); }
 };
 
-// A text made for one call; false when there is no memory for it.
+// A text for one call; false when there is not enough memory.
 class CallText {
   public:
     explicit CallText(const std::wstring& text) : text_(SysAllocString(text.c_str())) {}
@@ -107,7 +107,7 @@ HRESULT ReadText(IADs* object, const wchar_t* name, std::wstring& text) {
     return S_OK;
 }
 
-// Octets are an array of bytes.
+// The directory returns octets as an array of bytes.
 bool CopyGuid(const VARIANT& octets, UUID& guid) {
     if (V_VT(&octets) != (VT_ARRAY | VT_UI1)) return false;
     SAFEARRAY* array = V_ARRAY(&octets);
@@ -149,7 +149,7 @@ HRESULT OpenChildren(IADsContainer* container, UniqueInterface<IEnumVARIANT>& ch
     return FAILED(result) ? result : Query(enumerator.get(), IID_IEnumVARIANT, children);
 }
 
-// Whether an attribute differs from what it should be; one that is missing doesn't.
+// Whether an attribute has another value than required. A missing one has the required value.
 HRESULT Compare(IADs* object, const wchar_t* name, LONG wanted, bool& differs) {
     AutomationValue value, right(wanted);
     const HRESULT result = ReadAttribute(object, name, value);

@@ -1,5 +1,6 @@
-// What the Winlogon page reads and changes in the domain's directory. Each call asks the directory anew and waits for
-// its answer; the thread has COM initialised. Results are the first failing call's own.
+// The domain's directory: the domain's controllers, and the certificate templates for logon. Each call queries the
+// directory and waits for its answer. The calling thread must have initialised COM. An HRESULT is that of the first
+// call that failed.
 #pragma once
 
 #include <windows.h>
@@ -15,7 +16,7 @@
 #include "framework/Handles.h"
 #include "framework/SystemLibrary.h"
 
-// Owners of what COM automation hands about: interfaces, texts, values.
+// Owners of COM automation's interfaces, texts and values.
 
 template <class Interface>
 struct InterfacePolicy : NullPointerPolicy<Interface*> {
@@ -29,7 +30,7 @@ struct AutomationTextPolicy : NullPointerPolicy<BSTR> {
 };
 using UniqueAutomationText = UniqueHandle<AutomationTextPolicy>;
 
-// Asks an object for another of its interfaces; none stays in `wanted` on failure.
+// Queries an object for another interface; `wanted` is empty on failure.
 template <class Interface>
 HRESULT Query(IUnknown* object, REFIID iid, UniqueInterface<Interface>& wanted) noexcept {
     return object->QueryInterface(iid, reinterpret_cast<void**>(wanted.put()));
@@ -62,32 +63,33 @@ class AutomationValue {
 // The controllers of a domain, as they are shown and exported.
 
 struct DomainController {
-    std::wstring name;        // in DNS
-    std::wstring identifier;  // its object's in the directory: lower case, without braces
+    std::wstring name;        // DNS name
+    std::wstring identifier;  // of its object in the directory; lower case, without braces
 };
 
-// The identifier as it is shown: in braces.
+// The identifier in braces.
 std::wstring ShownIdentifier(const DomainController& controller);
 
-// Two lines for each controller: its name, its identifier. UTF-8, which for names in DNS is plain ASCII; lines end in
-// carriage return and line feed.
+// Two lines for each controller, its name and its identifier in braces, in UTF-8. Lines end in carriage return and line
+// feed.
 std::string ExportText(std::span<const DomainController> controllers);
 
-// Writes a file with exactly this text. 0 or a Win32 code: ERROR_FILE_EXISTS when there is such a file and it is not to
-// be overwritten. One that is overwritten keeps its content until the new one is written whole beside it.
+// Writes a file with exactly this text. Returns 0 or a Win32 code; ERROR_FILE_EXISTS when the file exists and
+// `overwrite` is false. An existing file is replaced only after the new one was completely written beside it.
 DWORD WriteExport(const std::wstring& path, const std::string& text, bool overwrite);
 
 class DomainDirectory {
   public:
-    // The domain's controllers, in the directory's order. Those without a name or an identifier are left out. A
-    // listing that breaks off keeps what it gave. On failure `controllers` stays as it was.
+    // The domain's controllers, in the directory's order. Those without a name or an identifier are left out. If the
+    // enumeration fails after it began, the controllers found until then are kept. On failure `controllers` is
+    // unchanged.
     HRESULT ListControllers(std::vector<DomainController>& controllers) const;
 
     // Whether the certificate templates for logon prescribe providers, or another key size than the product's. False
-    // when that can't be found out.
+    // when they cannot be read.
     bool TemplatesNeedRepair() const;
 
-    // Makes them prescribe no providers and allow the product's key size.
+    // Changes the templates to prescribe no providers and to allow the product's key size.
     HRESULT RepairTemplates() const;
 
   private:
@@ -98,5 +100,5 @@ class DomainDirectory {
                         UniqueInterface<IADsContainer>& container) const;
     HRESULT BindTemplates(Templates& templates) const;
 
-    SystemLibrary library_{L"activeds.dll"};  // kept loaded: it tells more about its last error (ErrorText.h)
+    SystemLibrary library_{L"activeds.dll"};  // kept loaded: it is asked for the text of its last error (ErrorText.h)
 };

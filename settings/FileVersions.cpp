@@ -14,7 +14,7 @@ constexpr const wchar_t* kSystemModules[] = {L"advapi32.dll", L"crypt32.dll",  L
                                              L"schannel.dll", L"security.dll", L"secur32.dll"};
 constexpr wchar_t kRegistered[] = L"SYSTEM\\CurrentControlSet\\Control\\Session Manager\\KvexIntegrity\\kvcsp";
 
-// Without its last backslash; empty when the system has none.
+// Without a final backslash; empty when the system has no such directory.
 std::wstring Directory(UINT(WINAPI* get)(LPWSTR, UINT)) {
     wchar_t path[MAX_PATH];
     const UINT length = get(path, MAX_PATH);
@@ -32,11 +32,11 @@ void AddRegistered(std::vector<std::wstring>& paths) {
     }
 }
 
-// Text at the left or the right of a column, which grows with longer texts.
-std::wstring AtLeft(const std::wstring& text, size_t width) {
+// Pads a text with spaces on the right or on the left to the width of a column; longer texts stay whole.
+std::wstring PadRight(const std::wstring& text, size_t width) {
     return text + std::wstring(width - std::min(width, text.size()), L' ');
 }
-std::wstring AtRight(const std::wstring& text, size_t width) {
+std::wstring PadLeft(const std::wstring& text, size_t width) {
     return std::wstring(width - std::min(width, text.size()), L' ') + text;
 }
 
@@ -72,7 +72,7 @@ int CompareFileVersions(const FileVersion& left, const FileVersion& right, Versi
     using Field = std::wstring FileVersion::*;
     static constexpr Field name = &FileVersion::name, version = &FileVersion::version, type = &FileVersion::type,
                            path = &FileVersion::path;
-    // Which texts decide, one after the other. A path is enough by itself.
+    // The texts that are compared, one after the other. Paths are unique.
     static constexpr Field orders[][4] = {{name, version, type, path},
                                           {version, name, type, path},
                                           {type, name, version, path},
@@ -86,7 +86,7 @@ int CompareFileVersions(const FileVersion& left, const FileVersion& right, Versi
 std::wstring FileVersionsText(std::span<const FileVersion* const> files) {
     std::wstring text;
     for (const FileVersion* file : files) {
-        text += AtLeft(file->name, 12) + L' ' + AtRight(file->version, 16) + L' ' + AtRight(file->type, 2) + L' ' +
+        text += PadRight(file->name, 12) + L' ' + PadLeft(file->version, 16) + L' ' + PadLeft(file->type, 2) + L' ' +
                 file->path + L"\r\n";
     }
     return text;
@@ -101,7 +101,7 @@ struct ViewPolicy : NullPointerPolicy<const void*> {
 };
 using UniqueView = UniqueHandle<ViewPolicy>;
 
-// The same path from its root on, whatever it was relative to; empty on failure.
+// The absolute path; empty on failure.
 std::wstring FullPath(const std::wstring& path) {
     std::wstring full(GetFullPathNameW(path.c_str(), 0, nullptr, nullptr), L'\0');
     const DWORD length = GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
@@ -109,8 +109,8 @@ std::wstring FullPath(const std::wstring& path) {
     return full;
 }
 
-// As imagehlp.dll takes paths. Empty when the ANSI code page lacks one of the characters, and when it is UTF-8, which
-// Windows refuses to convert to with this flag.
+// The path in the ANSI code page, which imagehlp.dll requires. Empty when the code page lacks one of the characters, or
+// when it is UTF-8: Windows refuses the flag for it.
 std::string AnsiPath(const std::wstring& path) {
     BOOL lacking = FALSE;
     const auto convert = [&](char* buffer, int size) {
@@ -162,13 +162,13 @@ std::wstring FileVersionsReader::TypeOf(HANDLE file, const std::wstring& path) c
     const auto unmap = images_.Function<decltype(&UnMapAndLoad)>("UnMapAndLoad");
     LARGE_INTEGER size{};
     if (!map || !unmap || !GetFileSizeEx(file, &size)) return kUnknownType;
-    // While it is mapped here the file can't become shorter.
+    // A mapped file cannot be truncated by others.
     const UniqueKernelHandle mapping(CreateFileMappingW(file, nullptr, PAGE_READONLY, 0, 0, nullptr));
     const UniqueView view(mapping ? MapViewOfFile(mapping.get(), FILE_MAP_READ, 0, 0, 0) : nullptr);
     if (!view) return kUnknownType;
     const auto headers = ReadImageHeaders(static_cast<const BYTE*>(view.get()), static_cast<size_t>(size.QuadPart));
     if (!headers) return kUnknownType;
-    // imagehlp.dll can be given only a path in the ANSI code page.
+    // imagehlp.dll takes only paths in the ANSI code page.
     const std::string ansi = AnsiPath(path);
     if (ansi.empty()) return ImageType(headers->machine, headers->characteristics);
     LOADED_IMAGE image{};

@@ -1,4 +1,4 @@
-// The list of file versions: which files are in it, what is told of each, its orders, its text.
+// The list of file versions: the files in it, each file's properties, the orders of the list, the list as text.
 #pragma once
 
 #include <windows.h>
@@ -15,26 +15,25 @@ struct FileVersion {
 
 enum class VersionColumn { Name, Version, Type, Path };
 
-// The paths to list: the system's modules that matter to the provider, each from the system directory and from the one
-// of 32-bit programs; then the modules that the product's installer registered, as it did. They need not exist.
+// The paths to list: the system's modules that matter to the provider, each from the system directory and from that of
+// 32-bit programs; then the modules that the product's installer registered, in its order. They need not exist.
 std::vector<std::wstring> ListedFiles();
 
-// A file's type by the machine and the characteristics in its headers: the machine where it is one of those that
-// Windows runs on, else "32 bit" or "64 bit".
+// A file's type from the machine and the characteristics in its headers: the machine if Windows runs on it, else
+// "32 bit" or "64 bit".
 const wchar_t* ImageType(WORD machine, WORD characteristics) noexcept;
 
-// Orders two files by a column, and by the others where that is equal; negative: `left` goes first. Texts are compared
-// without regard to case, versions too: "10.0" stands before "5.1".
+// Compares two files by a column, and by the other columns if it is equal; negative: `left` comes first. All columns
+// are compared as texts without regard to case, versions too: "10.0" comes before "5.1".
 int CompareFileVersions(const FileVersion& left, const FileVersion& right, VersionColumn by, bool descending) noexcept;
 
-// The list as text, a line a file.
+// The list as text, one line for each file.
 std::wstring FileVersionsText(std::span<const FileVersion* const> files);
 
-// Reads what the list of file versions tells of a file.
-
+// Reads the properties of single files.
 class FileVersionsReader {
   public:
-    // A file that can't be opened has only its path, and the type of those whose headers nobody could read.
+    // A file that cannot be opened has only its path, and the type of a file with unreadable headers.
     FileVersion Read(const std::wstring& path) const;
 
   private:
@@ -44,5 +43,5 @@ class FileVersionsReader {
     SystemLibrary versions_{L"version.dll"}, images_{L"imagehlp.dll"};
 };
 
-// What there is to tell of the files, in their order; those of which there is nothing are left out.
+// The properties of the files, in their order; empty paths are left out.
 std::vector<FileVersion> ReadFileVersions(std::span<const std::wstring> paths);

@@ -11,7 +11,7 @@ namespace {
 constexpr wchar_t kPanelComponent[] = L"{8D2B4E61-93A7-4C05-B1E8-2F6A0C93D417}";
 constexpr wchar_t kDefaultProduct[] = L"{B4E93F27-6A15-4D8C-8E02-7A39C15D6E80}";
 constexpr wchar_t kSecondProduct[] = L"{5C71E0A9-2B84-4F3D-9A66-D18E42B70C25}";
-constexpr size_t kCodeRoom = 39;  // a product code with its terminator
+constexpr size_t kCodeSize = 39;  // characters of a product code with its terminator
 
 }  // namespace
 
@@ -23,7 +23,7 @@ std::wstring InstalledProduct::FindCode() const {
     const std::wstring self = Module::FileName();
     if (!enumerate || !locate || self.empty()) return kDefaultProduct;
 
-    wchar_t code[kCodeRoom];
+    wchar_t code[kCodeSize];
     for (DWORD index = 0; enumerate(kPanelComponent, index, code) == ERROR_SUCCESS; ++index) {
         wchar_t path[MAX_PATH];
         auto length = static_cast<DWORD>(std::size(path));

@@ -1,4 +1,4 @@
-// What the Windows Installer and the configuration store know of the installation that this module belongs to.
+// The installation that this module belongs to, as the Windows Installer and the configuration store describe it.
 #pragma once
 
 #include <optional>
@@ -8,25 +8,25 @@
 
 class InstalledProduct {
   public:
-    // Looks the installation up: the installer product whose copy of the panel's component is this module.
+    // Finds the installer product whose copy of the panel's component is this module.
     InstalledProduct();
 
     // The installer's product code, in braces. A fixed one when no installed product owns this module.
     const std::wstring& Code() const noexcept { return code_; }
 
     // An installer property ("VersionString", "InstalledProductName", "URLInfoAbout", "URLUpdateInfo"), at most 255
-    // characters; empty when it can't be had.
+    // characters; empty when it cannot be read.
     std::wstring Property(const wchar_t* name) const;
 
-    // The provider that was installed with this module; empty when the store doesn't name it.
+    // The provider that was installed with this module; empty when the store does not name it.
     std::wstring ProviderName() const;
 
-    // The full path of an installed component's key file; empty when it isn't installed on this machine.
+    // The full path of an installed component's key file; empty when it is not installed on this machine.
     std::wstring ComponentFile(const wchar_t* component) const;
 
   private:
     std::wstring FindCode() const;
-    // Nothing when the installer doesn't answer; a property may well be empty.
+    // Nothing when the call fails; a property may be empty.
     std::optional<std::wstring> PropertyOf(const wchar_t* code, const wchar_t* name) const;
 
     SystemLibrary installer_{L"msi.dll"};

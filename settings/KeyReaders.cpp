@@ -10,24 +10,24 @@ using ReaderLibrary = LibraryReference<&LoadReaderLibrary, &ReleaseReaderLibrary
 
 constexpr DWORD kMostKind = 64;  // characters of a nickname
 
-// Readers are known to the libraries while the object lives.
-class Registration {
+// Registers the readers with both libraries. The destructor ends the registration.
+class RegisteredReaders {
   public:
-    Registration() noexcept : started_(rdr_register_start(&registration_) == 0) {
-        known_ = started_ && supsys_register_all(&registration_) == 0;
+    RegisteredReaders() noexcept : started_(rdr_register_start(&registration_) == 0) {
+        complete_ = started_ && supsys_register_all(&registration_) == 0;
     }
-    ~Registration() {
+    ~RegisteredReaders() {
         if (started_) supsys_unregister_all(&registration_, 1);
     }
-    Registration(const Registration&) = delete;
-    Registration& operator=(const Registration&) = delete;
-    explicit operator bool() const noexcept { return known_; }
+    RegisteredReaders(const RegisteredReaders&) = delete;
+    RegisteredReaders& operator=(const RegisteredReaders&) = delete;
+    explicit operator bool() const noexcept { return complete_; }
     ReaderRegistration* Get() noexcept { return &registration_; }
 
   private:
     ReaderRegistration registration_;
     bool started_;
-    bool known_;
+    bool complete_;
 };
 
 struct SearchPolicy : NullPointerPolicy<HANDLE> {
@@ -41,7 +41,7 @@ struct ReaderPolicy : NullPointerPolicy<HANDLE> {
 using UniqueReader = UniqueHandle<ReaderPolicy>;
 
 template <DWORD (*Function)(HANDLE, DWORD*, wchar_t*) noexcept>
-bool Read(const UniqueReader& reader, std::wstring& text) {
+bool ReadText(const UniqueReader& reader, std::wstring& text) {
     return ReadSupportText([&](wchar_t* buffer, DWORD* length) { return Function(reader.get(), length, buffer); },
                            text) == 0;
 }
@@ -61,15 +61,15 @@ bool ListKeyReaders(std::vector<KeyReader>& readers) {
     const SupportLibrary support;
     const ReaderLibrary library;
     if (!support || !library) return true;
-    Registration registration;
+    RegisteredReaders registered;
     UniqueSearch search;
-    if (!registration || supsys_find_open(registration.Get(), search.put()) != 0) return true;
+    if (!registered || supsys_find_open(registered.Get(), search.put()) != 0) return true;
     for (UniqueReader reader; supsys_find_next(search.get(), reader.put()) == 0;) {
         KeyReader found;
         std::wstring connection;
-        if (!ReadKind(reader, found.storedName) || !Read<&supsys_connect_current>(reader, connection)) return false;
+        if (!ReadKind(reader, found.storedName) || !ReadText<&supsys_connect_current>(reader, connection)) return false;
         if (!connection.empty()) found.storedName += L'_' + connection;
-        if (Read<&supsys_register_name>(reader, found.name)) readers.push_back(std::move(found));
+        if (ReadText<&supsys_register_name>(reader, found.name)) readers.push_back(std::move(found));
     }
     return true;
 }

@@ -1,4 +1,4 @@
-// The key readers that are there now, as the support and reader libraries find them.
+// The key readers that are present now, as the support and reader libraries find them.
 #pragma once
 
 #include <string>
@@ -6,9 +6,9 @@
 
 struct KeyReader {
     std::wstring name;        // as shown to the user
-    std::wstring storedName;  // as settings name it
+    std::wstring storedName;  // identifies the reader in settings
 };
 
-// Appends the readers, those without a name to show left out; none when the libraries can't be had. False when one
-// doesn't say which reader it is: the listing ends there.
+// Appends the readers that have a name to show, or none if a library cannot be loaded. False when a reader does not
+// identify itself; the listing ends there and is incomplete.
 bool ListKeyReaders(std::vector<KeyReader>& readers);

@@ -6,9 +6,9 @@ namespace {
 
 // The names of a section's entries, in the store's order.
 struct Entries {
-    bool read = false;  // the section could be opened, and all names be read
+    bool read = false;  // the section could be opened and all names could be read
     std::vector<std::wstring> names;
-    DWORD end = ERROR_SUCCESS;  // the code that the library ended the listing with
+    DWORD end = ERROR_SUCCESS;  // the library's code after the last entry
 };
 
 Entries ReadEntries(const std::wstring& section) {
@@ -33,10 +33,11 @@ bool SavedPasswords::MayDelete() const noexcept {
     return support_registry_check_access(section_, &rights) == 0 && rights == kRightRemove;
 }
 
-// The names of the records of removable carriers, in the store's order; those before the first failure.
+// The names of the records of removable carriers, in the store's order, up to the first failure.
 //
-// A search that fails is no proof of emptiness: what it couldn't see may be a password. Only the code that ends the
-// section's own listing is taken for "no more entries", and never the one for a function that the library lacks.
+// A search may also fail for a subsection that holds a password, which must not be deleted here. Therefore a subsection
+// counts as empty only if its search ends with the same code as the listing of the section, and never if the library
+// lacks the function.
 std::vector<std::wstring> SavedPasswords::MediaRecords() const {
     Entries entries = ReadEntries(section_);
     std::vector<std::wstring> records;
@@ -54,7 +55,7 @@ void SavedPasswords::DeleteAll() const noexcept {
     support_registry_delete_section(section_);
 }
 
-// Each one is tried once, so a record that can't be deleted keeps nobody waiting.
+// Each record is tried once: one that cannot be deleted would be found again forever.
 void SavedPasswords::DeleteMediaRecords() const {
     for (const std::wstring& name : MediaRecords()) {
         support_registry_delete_section((section_ + (L'\\' + name)).c_str());

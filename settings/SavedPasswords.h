@@ -1,5 +1,5 @@
-// What the provider has saved beneath a section of the configuration store: a subsection with entries for each
-// container's password, an empty one for each removable carrier.
+// Passwords that the provider has saved in a section of the configuration store. Each container's password is a
+// subsection with entries; each removable carrier has a record, a subsection without entries.
 #pragma once
 
 #include <string>
@@ -10,12 +10,12 @@ class SavedPasswords {
     // `section` is a literal.
     explicit constexpr SavedPasswords(const wchar_t* section) noexcept : section_(section) {}
 
-    // Whether this user may delete the section. False when there is none.
+    // Whether this user may delete the section. False when it does not exist.
     bool MayDelete() const noexcept;
 
     bool HasMediaRecords() const { return !MediaRecords().empty(); }
 
-    // What can't be deleted stays, unreported.
+    // Failures are not reported; what cannot be deleted remains.
     void DeleteAll() const noexcept;
     void DeleteMediaRecords() const;
 

@@ -4,99 +4,139 @@
 #include <climits>
 #include <cstdint>
 
+#include "applet/services/SupportLibrary.h"
+#include "csp/ProductProviders.h"
 #include "framework/Handles.h"
-#include "framework/Registry.h"
-#include "framework/Text.h"
 
 namespace {
 
+constexpr wchar_t kModuleName[] = L"KV Module Name";
 constexpr wchar_t kMemoryModule[] = L"kvcspi.dll";
 constexpr wchar_t kServiceModule[] = L"kvcspr.dll";
 
-constexpr UINT kLargestCache = 2457;  // keys; what a provider offers beyond it is not used
+constexpr wchar_t kKeyService[] = L"kvcsp1";
+constexpr DWORD kManagerAccess =
+    STANDARD_RIGHTS_READ | SC_MANAGER_CONNECT | SC_MANAGER_ENUMERATE_SERVICE | SC_MANAGER_QUERY_LOCK_STATUS;
+
+constexpr UINT kLargestCache = 2457;  // keys; a larger maximum of the provider is not used
 constexpr UINT kProposedCache = 8;    // keys, while caching is off
 
-bool IsChecked(int mark) noexcept {
-    return mark != BST_UNCHECKED;
+// The names are compared exactly.
+ProviderMode ModeOfModule(std::wstring_view moduleName) noexcept {
+    if (moduleName == kMemoryModule) return ProviderMode::Memory;
+    return moduleName == kServiceModule ? ProviderMode::Service : ProviderMode::Unknown;
 }
 
-bool SaveCache(SecurityState& state, SecurityStores& stores) {
-    const SecurityValues& now = state.now;
-    if (!stores.SetCache(IsChecked(now.caching) ? now.cacheSize : 0)) return false;
-    state.saved.caching = now.caching;
-    state.saved.cacheSize = now.cacheSize;
+const wchar_t* ModuleOfMode(ProviderMode mode) noexcept {
+    if (mode == ProviderMode::Memory) return kMemoryModule;
+    return mode == ProviderMode::Service ? kServiceModule : nullptr;
+}
+
+bool IsKeyServiceInstalled() noexcept {
+    const UniqueService manager(OpenSCManagerW(nullptr, nullptr, kManagerAccess));
+    return manager && UniqueService(OpenServiceW(manager.get(), kKeyService, SERVICE_QUERY_STATUS));
+}
+
+std::wstring ReadDefault(DWORD type, const std::vector<Provider>& installed) {
+    std::wstring name = DefaultProviderName(type);
+    const bool found = std::any_of(installed.begin(), installed.end(), [&](const Provider& provider) {
+        return provider.type == type && provider.name == name;
+    });
+    return found ? name : std::wstring();
+}
+
+template <class T>
+void Keep(Setting<T>& setting) {
+    setting.stored = setting.shown;
+}
+
+bool WriteCache(SecuritySettings& settings, SecurityWrites& writes) {
+    if (!writes.WriteCache(settings.caching.shown ? settings.cacheSize.shown : 0)) return false;
+    Keep(settings.caching);
+    Keep(settings.cacheSize);
     return true;
 }
 
-bool SaveDiffieHellman(SecurityState& state, SecurityStores& stores) {
-    if (!stores.SetDiffieHellman(IsChecked(state.now.diffieHellman) ? kDiffieHellmanOn : kDiffieHellmanOff)) {
+bool WriteDiffieHellman(SecuritySettings& settings, SecurityWrites& writes) {
+    if (!writes.WriteDiffieHellman(settings.diffieHellman.shown ? kDiffieHellmanOn : kDiffieHellmanOff)) return false;
+    Keep(settings.diffieHellman);
+    return true;
+}
+
+// `succeeded`: whether all writes before succeeded.
+bool WriteMode(SecuritySettings& settings, SecurityWrites& writes, bool succeeded) {
+    const Result<> written = writes.WriteMode(settings.mode.shown);
+    if (written) {
+        Keep(settings.mode);
+    } else if (written.Failed().code == static_cast<DWORD>(E_UNEXPECTED)) {
         return false;
     }
-    state.saved.diffieHellman = state.now.diffieHellman;
-    return true;
-}
-
-// What can't be written stays changed, and that's all the user sees of it: a default provider counts as a wish.
-void SaveDefaults(SecurityState& state, SecurityStores& stores, const SecurityChanges& changed) {
-    if (changed.type71 && stores.WriteDefault(kProviderType71, state.now.type71)) state.saved.type71 = state.now.type71;
-    if (changed.type75 && stores.WriteDefault(kProviderType75, state.now.type75)) state.saved.type75 = state.now.type75;
-}
-
-// `good`: whether all went well before. A registry that refuses the mode (a positive code) doesn't count as a failure:
-// the mode stays changed, and the restart is offered all the same. A restart that the user wants decides alone.
-bool SaveMode(SecurityState& state, SecurityStores& stores, bool good) {
-    const LONG error = stores.WriteMode(state.now.mode);
-    if (error < 0) return false;
-    if (error == ERROR_SUCCESS) state.saved.mode = state.now.mode;
-    return stores.OfferRestart().value_or(good);
+    return writes.OfferRestart().value_or(succeeded);
 }
 
 }  // namespace
 
-int ModeOfModule(std::wstring_view moduleName) noexcept {
-    if (moduleName == kMemoryModule) return kModeMemory;
-    return moduleName == kServiceModule ? kModeService : kModeUnknown;
+void SecuritySettings::ReadDefaults(const std::vector<Provider>& installed) {
+    default75.Reset(ReadDefault(kProviderType75, installed));
+    default71.Reset(ReadDefault(kProviderType71, installed));
 }
 
-const wchar_t* ModuleOfMode(int mode) noexcept {
-    if (mode == kModeMemory) return kMemoryModule;
-    return mode == kModeService ? kServiceModule : nullptr;
+void SecuritySettings::ReadSavesMedia() {
+    ReadValues<SecuritySettings>(kSecurityValues, *this);
 }
 
-void TakeMode(SecurityState& state, int mode) noexcept {
-    state.now.mode = state.saved.mode = mode;
+void SecuritySettings::Open(const Provider& other) {
+    provider = other;
+    // A failure leaves the context empty.
+    static_cast<void>(context.Acquire(kContextForSettings, nullptr, provider.name.c_str(), provider.type));
+    mode.Reset(ModeOfModule(ReadProviderText(provider.name, kModuleName).value_or(L"")));
+    ReadCache();
+    ReadDiffieHellman();
 }
 
-void TakeCache(SecurityState& state, const std::optional<CacheRecord>& cache) noexcept {
-    state.cacheMaximum = 0;
-    state.cacheAvailable = false;
+void SecuritySettings::ReadCache() {
+    cacheMaximum = 0;
+    cacheAvailable = false;
+    if (!context) return;
+    const auto cache = ReadParameter<CacheRecord>(context.Get(), kParameterCache);
     if (!cache || cache->maximum == 0) return;
-    state.cacheMaximum = std::min<UINT>(cache->maximum, kLargestCache);
-    state.cacheAvailable = cache->available != 0;
+    cacheMaximum = std::min<UINT>(cache->maximum, kLargestCache);
+    cacheAvailable = cache->available != 0;
     const bool on = cache->size != 0;
-    state.now.caching = state.saved.caching = on ? BST_CHECKED : BST_UNCHECKED;
-    state.saved.cacheSize = cache->size;
-    state.now.cacheSize = on ? cache->size : kProposedCache;
+    caching.Reset(on);
+    cacheSize = {.shown = on ? cache->size : kProposedCache, .stored = cache->size};
 }
 
-void TakeDiffieHellman(SecurityState& state, const std::optional<DiffieHellmanRecord>& record, DWORD error) noexcept {
-    state.diffieHellmanShown = record.has_value();
-    if (record) {
-        state.diffieHellmanMayChange = record->mayChange != 0;
-        state.now.diffieHellman = record->control != kDiffieHellmanOff ? BST_CHECKED : BST_UNCHECKED;
-    } else if (error == static_cast<DWORD>(NTE_BAD_TYPE)) {
-        // An older provider, which always watches.
-        state.diffieHellmanMayChange = false;
-        state.now.diffieHellman = BST_CHECKED;
-    } else {
-        // What the user set for the provider configured before must not be written to this one.
-        state.now.diffieHellman = state.saved.diffieHellman;
-        return;
+void SecuritySettings::ReadDiffieHellman() {
+    diffieHellmanShown = false;
+    DWORD error = ERROR_SUCCESS;
+    if (context) {
+        const auto record = ReadParameter<DiffieHellmanRecord>(context.Get(), kParameterDiffieHellman);
+        if (record) {
+            diffieHellmanShown = true;
+            diffieHellmanMayChange = record->mayChange != 0;
+            diffieHellman.Reset(record->control != kDiffieHellmanOff);
+            return;
+        }
+        error = GetLastError();
     }
-    state.saved.diffieHellman = state.now.diffieHellman;
+    if (error == static_cast<DWORD>(NTE_BAD_TYPE)) {
+        // Providers without this parameter always control the operations.
+        diffieHellmanMayChange = false;
+        diffieHellman.Reset(true);
+    } else {
+        // A change that was made for the provider configured before must not be written to this one.
+        diffieHellman.shown = diffieHellman.stored;
+    }
 }
 
-std::optional<UINT> CacheSizeIn(std::wstring_view text) noexcept {
+Result<> WriteProviderMode(const std::wstring& provider, ProviderMode mode) {
+    const wchar_t* const moduleName = ModuleOfMode(mode);
+    if (!moduleName || provider.empty()) return Failure{static_cast<DWORD>(E_UNEXPECTED)};
+    return WriteProviderText(provider, kModuleName, moduleName);
+}
+
+std::optional<UINT> ParseCacheSize(std::wstring_view text) noexcept {
     if (text.empty()) return {};
     std::uint64_t size = 0;
     for (const wchar_t digit : text) {
@@ -111,105 +151,108 @@ UINT AllowedCacheSize(UINT size, UINT maximum) noexcept {
     return std::min(std::max(size, 1U), maximum);
 }
 
-SecurityEnabled WhatIsEnabled(const SecurityState& state, const SecurityRights& rights) noexcept {
-    const SecurityValues& now = state.now;
+// The provider and the service manager are not asked when the answer cannot matter.
+SecurityRights ReadSecurityRights(const SecuritySettings& settings) {
+    SecurityRights rights;
+    rights.mayWriteProvider = MayWrite(L"\\config\\Provider");
+    if (!rights.mayWriteProvider || settings.mode.shown == ProviderMode::Unknown || !settings.context) return rights;
+    if (const auto protection = ReadParameter<DWORD>(settings.context.Get(), kParameterProtectionClass)) {
+        rights.protectionClass = *protection;
+    }
+    rights.keyServiceInstalled = rights.protectionClass == kClassKc1 && IsKeyServiceInstalled();
+    return rights;
+}
+
+bool MayWriteSavesMedia() noexcept {
+    return MayWrite(L"\\config\\Parameters");
+}
+
+SecurityEnabled EnabledControls(const SecuritySettings& settings, const SecurityRights& rights) noexcept {
     SecurityEnabled enabled;
     enabled.provider = rights.mayWriteProvider;
-    if (rights.mayWriteProvider && now.mode != kModeUnknown) {
+    if (rights.mayWriteProvider && settings.mode.shown != ProviderMode::Unknown) {
         // Only the lowest class may keep keys in applications, and only there may the service be missing.
         const bool lowest = rights.protectionClass == kClassKc1;
         enabled.serviceMode = !lowest || rights.keyServiceInstalled;
         enabled.memoryMode = lowest;
     }
-    enabled.caching = state.cacheAvailable && now.mode == kModeService;
-    enabled.cacheSize = state.cacheAvailable && IsChecked(now.caching);
-    enabled.diffieHellman = state.diffieHellmanShown && state.diffieHellmanMayChange;
+    enabled.caching = settings.cacheAvailable && settings.mode.shown == ProviderMode::Service;
+    enabled.cacheSize = settings.cacheAvailable && settings.caching.shown;
+    enabled.diffieHellman = settings.diffieHellmanShown && settings.diffieHellmanMayChange;
     return enabled;
 }
 
-SecurityChanges WhatChanged(const SecurityState& state) noexcept {
-    const SecurityValues &now = state.now, &saved = state.saved;
+SecurityChanges FindChanges(const SecuritySettings& settings) noexcept {
     SecurityChanges changed;
-    changed.type75 = now.type75 != saved.type75;
-    changed.type71 = now.type71 != saved.type71;
-    changed.mode = now.mode != saved.mode;
-    const bool sizeCounts = IsChecked(now.caching) && IsChecked(saved.caching);
+    changed.type75 = settings.default75.Changed();
+    changed.type71 = settings.default71.Changed();
+    changed.mode = settings.mode.Changed();
+    // A size counts only while caching is on and stays on.
+    const bool sizeCounts = settings.caching.shown && settings.caching.stored;
     changed.caching =
-        state.cacheMaximum != 0 && (now.caching != saved.caching || (sizeCounts && now.cacheSize != saved.cacheSize));
-    changed.diffieHellman = now.diffieHellman != saved.diffieHellman;
-    changed.saveMedia = now.saveMedia != saved.saveMedia;
+        settings.cacheMaximum != 0 && (settings.caching.Changed() || (sizeCounts && settings.cacheSize.Changed()));
+    changed.diffieHellman = settings.diffieHellman.Changed();
+    changed.saveMedia = settings.savesMedia.Changed();
     return changed;
 }
 
-bool SaveSecurity(SecurityState& state, SecurityStores& stores) {
-    if (state.cacheMaximum != 0) state.now.cacheSize = AllowedCacheSize(state.now.cacheSize, state.cacheMaximum);
-    const SecurityChanges changed = WhatChanged(state);
-    bool good = true;
+bool WriteSecurity(SecuritySettings& settings, SecurityWrites& writes) {
+    if (settings.cacheMaximum != 0) {
+        settings.cacheSize.shown = AllowedCacheSize(settings.cacheSize.shown, settings.cacheMaximum);
+    }
+    const SecurityChanges changed = FindChanges(settings);
+    bool succeeded = true;
     if (changed.caching || changed.mode) {
-        // Without an open provider the rest is not written either, and nobody is told: the page stays modified.
-        if (!stores.HasProvider()) return true;
-        good = SaveCache(state, stores);
+        if (!writes.HasProvider()) return true;
+        succeeded = WriteCache(settings, writes);
     }
     if (changed.diffieHellman) {
-        if (!stores.HasProvider()) return good;
-        good = SaveDiffieHellman(state, stores) && good;
+        if (!writes.HasProvider()) return succeeded;
+        succeeded = WriteDiffieHellman(settings, writes) && succeeded;
     }
-    SaveDefaults(state, stores, changed);
-    if (changed.mode) good = SaveMode(state, stores, good);
+    if (changed.type71 && writes.WriteDefault(kProviderType71, settings.default71.shown)) Keep(settings.default71);
+    if (changed.type75 && writes.WriteDefault(kProviderType75, settings.default75.shown)) Keep(settings.default75);
+    if (changed.mode) succeeded = WriteMode(settings, writes, succeeded);
     if (changed.saveMedia) {
-        if (!stores.WriteSaveMedia(IsChecked(state.now.saveMedia))) return false;
-        state.saved.saveMedia = state.now.saveMedia;
+        if (!writes.WriteSavesMedia(settings.savesMedia.shown)) return false;
+        Keep(settings.savesMedia);
     }
-    return good;
+    return succeeded;
 }
 
 namespace {
 
-constexpr wchar_t kTypeKeys[] = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider Types\\Type %03u";
-constexpr wchar_t kProviderKeys[] = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\";
-constexpr wchar_t kProviderKeys32[] = L"SOFTWARE\\Wow6432Node\\Microsoft\\Cryptography\\Defaults\\Provider\\";
-constexpr wchar_t kModuleName[] = L"KV Module Name";
+class SystemWrites final : public SecurityWrites {
+  public:
+    SystemWrites(const SecuritySettings& settings, RestartQuestion& question) noexcept
+        : settings_(settings), question_(question) {}
 
-std::wstring TypeKey(DWORD type) {
-    return FillPlaces(kTypeKeys, {static_cast<unsigned>(type)});
-}
+    bool HasProvider() const override { return static_cast<bool>(settings_.context); }
+    bool WriteCache(DWORD size) override { return WriteParameter(kParameterCache, size); }
+    bool WriteDiffieHellman(DiffieHellmanControl control) override {
+        return WriteParameter(kParameterDiffieHellman, control);
+    }
+    bool WriteDefault(DWORD providerType, const std::wstring& name) override {
+        return static_cast<bool>(WriteDefaultProvider(providerType, name));
+    }
+    Result<> WriteMode(ProviderMode mode) override { return WriteProviderMode(settings_.provider.name, mode); }
+    std::optional<bool> OfferRestart() override { return question_.OfferRestart(); }
+    bool WriteSavesMedia(bool saves) override {
+        return static_cast<bool>(WriteStoredValue(kSecurityValues[0].Form(), saves ? 1 : 0));
+    }
 
-LSTATUS Open(const std::wstring& key, REGSAM access, UniqueRegistryKey& opened) {
-    return RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, access, opened.put());
-}
+  private:
+    bool WriteParameter(DWORD parameter, DWORD value) const noexcept {
+        return CryptSetProvParam(settings_.context.Get(), parameter, reinterpret_cast<const BYTE*>(&value), 0) != FALSE;
+    }
 
-LSTATUS WriteText(const std::wstring& key, REGSAM access, const wchar_t* value, const std::wstring& text) {
-    UniqueRegistryKey opened;
-    if (const LSTATUS error = Open(key, access, opened)) return error;
-    const auto bytes = static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));  // the terminator too
-    return RegSetValueExW(opened.get(), value, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()), bytes);
-}
+    const SecuritySettings& settings_;
+    RestartQuestion& question_;
+};
 
 }  // namespace
 
-std::wstring ProviderTypeName(DWORD type) {
-    return ReadRegistryText(HKEY_LOCAL_MACHINE, TypeKey(type), L"TypeName").value_or(std::wstring());
-}
-
-bool MayWriteDefaultProvider(DWORD type) {
-    UniqueRegistryKey opened;
-    return Open(TypeKey(type), KEY_SET_VALUE, opened) == ERROR_SUCCESS;
-}
-
-LSTATUS WriteDefaultProvider(DWORD type, const std::wstring& provider) {
-    const std::wstring key = TypeKey(type);
-    if (const LSTATUS error = WriteText(key, KEY_SET_VALUE, L"Name", provider)) return error;
-    return WriteText(key, KEY_SET_VALUE | KEY_WOW64_32KEY, L"Name", provider);
-}
-
-int ReadProviderMode(const std::wstring& provider) {
-    return ModeOfModule(ReadRegistryText(HKEY_LOCAL_MACHINE, kProviderKeys + provider, kModuleName).value_or(L""));
-}
-
-// The view of 32-bit programs is named by its path here: that is where installations have the value.
-LONG WriteProviderMode(const std::wstring& provider, int mode) {
-    const wchar_t* const moduleName = ModuleOfMode(mode);
-    if (!moduleName || provider.empty()) return E_UNEXPECTED;
-    if (const LSTATUS error = WriteText(kProviderKeys + provider, KEY_WRITE, kModuleName, moduleName)) return error;
-    return WriteText(kProviderKeys32 + provider, KEY_WRITE, kModuleName, moduleName);
+bool WriteSecurity(SecuritySettings& settings, RestartQuestion& question) {
+    SystemWrites writes(settings, question);
+    return WriteSecurity(settings, writes);
 }

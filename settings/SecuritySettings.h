@@ -1,5 +1,6 @@
-// What Windows itself has registered of providers: the defaults of their types, and the library that each works with.
-// All below HKEY_LOCAL_MACHINE. Programs of 32 bits have a view of their own, which is written along.
+// The settings of the Security page: the machine's default providers, and what one of the product's providers is
+// configured with. Each value is read and written where it belongs: in the Windows registry, in the provider, or in the
+// configuration store.
 #pragma once
 
 #include <windows.h>
@@ -7,60 +8,77 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "csp/CryptProvContext.h"
 #include "csp/ProviderParameters.h"
+#include "csp/ProviderRegistry.h"
+#include "settings/StoredValue.h"
 
-// What the Security page shows and lets the user change, and what follows from it: which controls are enabled, what
-// differs from what is stored, what is written in which order. Plain values, no window.
-
-// Where a provider keeps its keys, as the radio buttons count.
-constexpr int kModeUnknown = -1;
-constexpr int kModeService = 0;  // in the keys storage service
-constexpr int kModeMemory = 1;   // in the memory of each application
-
-// The library that a provider works with in each mode, as it is registered.
-int ModeOfModule(std::wstring_view moduleName) noexcept;  // exactly these names, in this case
-const wchar_t* ModuleOfMode(int mode) noexcept;           // nullptr for an unknown mode
-
-// What the user changes. Check marks are BST_… values; a selection is a position in its list, where 0 is "<Absent>".
-struct SecurityValues {
-    int type75 = -1;
-    int type71 = -1;
-    int mode = kModeUnknown;
-    int caching = BST_UNCHECKED;
-    UINT cacheSize = 0;  // in keys
-    int diffieHellman = BST_CHECKED;
-    int saveMedia = BST_CHECKED;
+// Where a provider keeps its keys. The values are positions in the group of radio buttons.
+enum class ProviderMode {
+    Unknown = -1,
+    Service = 0,  // in the keys storage service
+    Memory = 1,   // in the memory of each application
 };
 
-struct SecurityState {
-    SecurityValues now;
-    SecurityValues saved;  // what was last read from, or written to, the place where each value is stored
+struct SecuritySettings {
+    // The machine's default providers of their types; empty: none. Read by ReadDefaults.
+    Setting<std::wstring> default75, default71;
+    Setting<bool> savesMedia{true, true};  // whether information about removable media is saved
 
-    // What the provider being configured offers.
-    UINT cacheMaximum = 0;  // in keys; 0: no caching
+    // Of the provider that is configured; read by Open.
+    Setting<ProviderMode> mode{ProviderMode::Unknown, ProviderMode::Unknown};
+    Setting<bool> caching;
+    Setting<UINT> cacheSize;  // in keys
+    Setting<bool> diffieHellman{true, true};
+    UINT cacheMaximum = 0;  // in keys; 0: the provider has no cache
     bool cacheAvailable = false;
     bool diffieHellmanShown = false;
     bool diffieHellmanMayChange = false;
+
+    Provider provider;          // empty name: there is none to configure
+    CCryptProvContext context;  // empty when the provider could not be opened
+
+    // Defaults that are not among the installed providers count as none.
+    void ReadDefaults(const std::vector<Provider>& installed);
+    void ReadSavesMedia();
+
+    // Opens another provider to configure, and reads its values. Values that are changed and not written are lost,
+    // except for those that the new provider does not have.
+    void Open(const Provider& other);
+    // Read single values again. Open calls them.
+    void ReadCache();
+    void ReadDiffieHellman();
 };
 
-// Take what a provider answered into the state. `error` is the code of a question that had no answer.
-void TakeMode(SecurityState& state, int mode) noexcept;
-void TakeCache(SecurityState& state, const std::optional<CacheRecord>& cache) noexcept;
-void TakeDiffieHellman(SecurityState& state, const std::optional<DiffieHellmanRecord>& record, DWORD error) noexcept;
+inline constexpr StoredValue<SecuritySettings> kSecurityValues[] = {
+    {.name = "security.saveMedia",
+     .flag = &SecuritySettings::savesMedia,
+     .path = L"\\config\\Parameters\\DisableShortcuts",
+     .missing = 1,
+     .form = FlagForm::InvertedBool},
+};
 
-// The cache size in a text; nothing when it isn't a number.
-std::optional<UINT> CacheSizeIn(std::wstring_view text) noexcept;
+// Registers the library that a provider uses in a mode. Fails with a Win32 code, or with E_UNEXPECTED for
+// ProviderMode::Unknown or an empty provider name.
+Result<> WriteProviderMode(const std::wstring& provider, ProviderMode mode);
 
-// The nearest allowed cache size.
+// The cache size in a text; nothing when the text is not an unsigned decimal number.
+std::optional<UINT> ParseCacheSize(std::wstring_view text) noexcept;
+
+// The nearest allowed cache size, from 1 to `maximum`.
 UINT AllowedCacheSize(UINT size, UINT maximum) noexcept;
 
-// What the system says about changing the mode.
+// The rights and system properties that decide whether the mode can be changed.
 struct SecurityRights {
     bool mayWriteProvider = false;
-    DWORD protectionClass = 0;  // of the provider; 0: it has none
+    DWORD protectionClass = 0;  // of the provider; 0: none
     bool keyServiceInstalled = false;
 };
+SecurityRights ReadSecurityRights(const SecuritySettings& settings);
+
+bool MayWriteSavesMedia() noexcept;
 
 struct SecurityEnabled {
     bool provider = false;  // the list of providers to configure
@@ -69,10 +87,8 @@ struct SecurityEnabled {
     bool caching = false;
     bool cacheSize = false;  // with its label and arrows
     bool diffieHellman = false;
-
-    bool operator==(const SecurityEnabled&) const = default;
 };
-SecurityEnabled WhatIsEnabled(const SecurityState& state, const SecurityRights& rights) noexcept;
+SecurityEnabled EnabledControls(const SecuritySettings& settings, const SecurityRights& rights) noexcept;
 
 struct SecurityChanges {
     bool type75 = false;
@@ -84,39 +100,37 @@ struct SecurityChanges {
 
     bool Any() const noexcept { return type75 || type71 || mode || caching || diffieHellman || saveMedia; }
 };
-SecurityChanges WhatChanged(const SecurityState& state) noexcept;
+SecurityChanges FindChanges(const SecuritySettings& settings) noexcept;
 
-// Where a save writes to. Each returns whether it was written.
-class SecurityStores {
+// Asked after a new mode was written, which takes effect with the next start of Windows.
+class RestartQuestion {
   public:
-    virtual bool HasProvider() const = 0;
-    virtual bool SetCache(DWORD size) = 0;  // 0: off
-    virtual bool SetDiffieHellman(DiffieHellmanControl control) = 0;
-    virtual bool WriteDefault(DWORD providerType, int selection) = 0;
-    virtual LONG WriteMode(int mode) = 0;            // 0, a Win32 code, or a negative HRESULT
     virtual std::optional<bool> OfferRestart() = 0;  // nothing: declined; otherwise whether the restart was started
-    virtual bool WriteSaveMedia(bool save) = 0;
 
   protected:
-    ~SecurityStores() = default;
+    ~RestartQuestion() = default;
 };
 
-// Writes what changed, and takes over into `saved` what was written. False when something that counts was not. Corrects
-// the cache size first: it may have been typed in a field that still has the focus.
-bool SaveSecurity(SecurityState& state, SecurityStores& stores);
+// Writes what changed, in this order: cache, Diffie-Hellman, default providers, mode, media. Returns false when a
+// failure is to be reported. A failed write of a default provider is not reported, nor is a mode that the registry
+// refuses; they stay changed. A restart that was requested decides the result alone, except for the media. Without an
+// open provider a changed cache or mode ends the save, without a report.
+//
+// Corrects the cache size first: the user may have typed it without leaving the field.
+bool WriteSecurity(SecuritySettings& settings, RestartQuestion& question);
 
-// The name of a provider type; empty when it has none.
-std::wstring ProviderTypeName(DWORD type);
+// The writes of WriteSecurity, which tests replace.
+class SecurityWrites {
+  public:
+    virtual bool HasProvider() const = 0;
+    virtual bool WriteCache(DWORD size) = 0;  // in keys; 0: off
+    virtual bool WriteDiffieHellman(DiffieHellmanControl control) = 0;
+    virtual bool WriteDefault(DWORD providerType, const std::wstring& name) = 0;
+    virtual Result<> WriteMode(ProviderMode mode) = 0;  // as WriteProviderMode
+    virtual std::optional<bool> OfferRestart() = 0;
+    virtual bool WriteSavesMedia(bool saves) = 0;
 
-// Whether this user may write the default provider of a type.
-bool MayWriteDefaultProvider(DWORD type);
-
-// Writes the default provider of a type; an empty name for none. 0, or the Win32 code of the first failure, after which
-// nothing more is written.
-LSTATUS WriteDefaultProvider(DWORD type, const std::wstring& provider);
-
-// The mode (SecurityState.h) that a provider is registered to work in.
-int ReadProviderMode(const std::wstring& provider);
-
-// Writes it. As WriteDefaultProvider, or E_UNEXPECTED when there is no such mode or no provider is named.
-LONG WriteProviderMode(const std::wstring& provider, int mode);
+  protected:
+    ~SecurityWrites() = default;
+};
+bool WriteSecurity(SecuritySettings& settings, SecurityWrites& writes);

@@ -1,70 +1,75 @@
-// What the Winlogon page asks Windows itself: what kind of system this is, and what the registry says.
+// The settings of the Winlogon page: the product's support for logon and for the Kerberos key distribution center
+// (KDC), and the default key reader of each of the product's providers.
 #pragma once
 
 #include <windows.h>
 
-#include <span>
 #include <string>
+#include <vector>
 
-// What the Winlogon page shows and lets the user change, and what follows from it. Plain values, no window.
+#include "csp/ProviderRegistry.h"
+#include "settings/KeyReaders.h"
+#include "settings/StoredValue.h"
 
-// Whether the Kerberos key distribution center works with the product's algorithms, as the registry says it.
+// Whether the KDC uses the product's algorithms, as the registry has it.
 enum class KdcSetting {
-    Unavailable,  // no domain controller, or the registry doesn't let it be read
+    Unavailable,  // not a domain controller, or the registry key cannot be read
     Off,
     On,
-    Missing,  // which stands for on
+    Missing,  // means on
 };
-
-// `found`: a number is stored. The number means the opposite: 1 and above keep the system's algorithms.
-KdcSetting KdcSettingOf(bool found, LONG number) noexcept;
-
-// Check marks are BST_… values; the reader is a position in its list, where 0 is "not set" and -1 nothing.
-struct WinlogonValues {
-    int kdc = BST_UNCHECKED;
-    int disabled = BST_UNCHECKED;
-    int reader = -1;
-};
-
-struct WinlogonState {
-    WinlogonValues now;
-    WinlogonValues saved;  // what was last read from, or written to, the place where each value is stored
-    KdcSetting kdc = KdcSetting::Unavailable;
-    bool mayWrite = false;
-};
-
-// Takes what is stored into the state; the reader is apart, since each provider has its own.
-void TakeStored(WinlogonState& state, KdcSetting kdc, bool disabled) noexcept;
-
-// Without the product at logon the KDC can't work with its algorithms either: its check mark goes. It doesn't come back
-// with the other's.
-void CoupleChecks(WinlogonState& state) noexcept;
-
-struct WinlogonEnabled {
-    bool kdc = false;
-    bool disabled = false;
-
-    bool operator==(const WinlogonEnabled&) const = default;
-};
-WinlogonEnabled WhatIsEnabled(const WinlogonState& state) noexcept;
-
-struct WinlogonChanges {
-    bool kdc = false;
-    bool disabled = false;
-    bool reader = false;
-
-    bool Any() const noexcept { return kdc || disabled || reader; }
-};
-WinlogonChanges WhatChanged(const WinlogonState& state) noexcept;
-
-// Where in the list the reader stands that a setting names, in exactly its letters; -1: nowhere. `names`: those of the
-// items after "not set".
-int FindReader(std::span<const std::wstring> names, const std::wstring& stored) noexcept;
 
 bool IsDomainController() noexcept;
 
-// Whether a provider is registered with a kind of implementation, whichever; such are offered for logon.
-bool HasImplementationType(const std::wstring& provider);
+struct WinlogonSettings {
+    static constexpr int kNotSet = 0, kUnknown = -1;  // of the reader
 
-KdcSetting ReadKdcSetting() noexcept;
-LSTATUS WriteKdcSetting(bool on) noexcept;
+    Setting<bool> kdcUsesProduct, supportDisabled;
+    // The default reader of the provider that was last given to ReadReader: its position in `readers`, counted from 1;
+    // kNotSet: none is stored; kUnknown: the stored one is not among `readers`.
+    Setting<int> reader;
+
+    std::vector<KeyReader> readers;  // present now, in the order of ListReaders
+    bool readersComplete = false;    // whether the listing reached its end
+
+    KdcSetting kdc = KdcSetting::Unavailable;
+    bool isDomainController = false;
+    bool mayWrite = false;
+    bool defaultReaderEnabled = false;
+
+    // Reads everything but the reader.
+    void Read();
+
+    void ListReaders();
+
+    // Reads the default reader of a provider. If it becomes kUnknown, returns the stored name.
+    // `provider` empty: the reader is not set.
+    std::wstring ReadReader(const std::wstring& provider);
+
+    bool Changed() const { return kdcUsesProduct.Changed() || supportDisabled.Changed() || reader.Changed(); }
+
+    // Without the product's support at logon the KDC cannot use its algorithms either. Switching the support on again
+    // does not restore the KDC's setting.
+    void ApplyDependencies();
+
+    bool MayChangeKdc() const { return kdc != KdcSetting::Unavailable && mayWrite && !supportDisabled.shown; }
+
+    // Writes what changed, the reader for `provider`. A value that was written becomes the stored one. Fails with the
+    // code of the first write that failed; the others are still written.
+    Result<> Write(const std::wstring& provider);
+
+  private:
+    Result<> WriteReader(const std::wstring& provider) const;
+};
+
+inline constexpr StoredValue<WinlogonSettings> kWinlogonValues[] = {
+    {.name = "winlogon.disableSupport",
+     .flag = &WinlogonSettings::supportDisabled,
+     .path = L"\\config\\Parameters\\DisableWL",
+     .form = FlagForm::Positive},
+};
+
+// The product's providers that have a default reader. On systems that are not domain controllers, only those that are
+// registered with an implementation type are listed, and every provider listed after one that was left out has type 0:
+// it cannot be opened.
+std::vector<Provider> ListLogonProviders(bool isDomainController);

@@ -15,20 +15,22 @@ namespace {
 using namespace softcsp;
 
 // Notes what is written; refuses what its letters name, 'p' for having no provider.
-struct Stores final : SecurityStores {
+struct Stores final : SecurityWrites {
     bool Note(char letter, DWORD value) {
         log += letter + std::to_string(value) + " ";
         return refused.find(letter) == refused.npos;
     }
     bool HasProvider() const override { return refused != "p"; }
-    bool SetCache(DWORD size) override { return Note('c', size); }
-    bool SetDiffieHellman(DiffieHellmanControl control) override { return Note('d', control); }
-    bool WriteDefault(DWORD type, int selection) override { return Note(type == 71 ? '1' : '5', DWORD(selection)); }
-    LONG WriteMode(int mode) override { return Note('m', DWORD(mode)), modeError; }
+    bool WriteCache(DWORD size) override { return Note('c', size); }
+    bool WriteDiffieHellman(DiffieHellmanControl control) override { return Note('d', control); }
+    bool WriteDefault(DWORD type, const std::wstring& name) override {
+        return Note(type == 71 ? '1' : '5', DWORD(name.size()));
+    }
+    Result<> WriteMode(ProviderMode mode) override { return Note('m', DWORD(mode)), TryCode(modeError); }
     std::optional<bool> OfferRestart() override { return log += "? ", restart; }
-    bool WriteSaveMedia(bool save) override { return Note('s', save); }
+    bool WriteSavesMedia(bool save) override { return Note('s', save); }
     std::string refused, log;
-    LONG modeError = 0;
+    DWORD modeError = 0;
     std::optional<bool> restart;
 };
 
@@ -40,7 +42,7 @@ std::string Letters(const SecurityChanges& c) {
 TEST(SecurityState, WritesInOrderAndTakesOverWhatWasWritten) {
     const std::string all = "cd15ms", whole = "c0 d1 10 50 m1 ? s0 ";
     // Changed, refused, the mode's result and the restart's; written, the save's result, still changed afterwards.
-    const std::tuple<std::string, std::string, LONG, std::optional<bool>, std::string, bool, std::string> cases[] = {
+    const std::tuple<std::string, std::string, DWORD, std::optional<bool>, std::string, bool, std::string> cases[] = {
         {all, "", 0, {}, whole, true, ""},
         {"m", "", 0, {}, "c8 m1 ? ", true, ""},
         {all, "p", 0, {}, "", true, all},
@@ -49,22 +51,28 @@ TEST(SecurityState, WritesInOrderAndTakesOverWhatWasWritten) {
         {all, "15", 0, {}, whole, true, "15"},
         {all, "s", 0, true, whole, false, "s"},
         {all, "", ERROR_ACCESS_DENIED, {}, whole, true, "m"},
-        {all, "", E_UNEXPECTED, {}, "c0 d1 10 50 m1 s0 ", false, "m"},
+        {all, "", DWORD(E_UNEXPECTED), {}, "c0 d1 10 50 m1 s0 ", false, "m"},
         {all, "cd", 0, true, whole, true, "cd"},  // the restart decides alone
         {all, "", 0, false, whole, false, ""},
     };
     for (const auto& [changed, refused, modeError, restart, log, good, left] : cases) {
         const auto kept = [&, &now = changed](char letter) { return now.find(letter) == now.npos; };
-        SecurityState state;
+        const std::wstring installed(1, L'P');
+        SecuritySettings state;
         state.cacheMaximum = 64;
-        state.saved = {1, 1, kModeService, BST_CHECKED, 8, BST_CHECKED, BST_CHECKED};
-        state.now = {kept('5'), kept('1'), !kept('m'), kept('c'), 8, kept('d'), kept('s')};
+        state.default75 = {kept('5') ? installed : L"", installed};
+        state.default71 = {kept('1') ? installed : L"", installed};
+        state.mode = {kept('m') ? ProviderMode::Service : ProviderMode::Memory, ProviderMode::Service};
+        state.caching = {kept('c'), true};
+        state.cacheSize.Reset(8);
+        state.diffieHellman = {kept('d'), true};
+        state.savesMedia = {kept('s'), true};
         Stores stores;
         std::tie(stores.refused, stores.modeError, stores.restart) = std::tie(refused, modeError, restart);
-        EXPECT_EQ(Letters(WhatChanged(state)), changed);
-        EXPECT_EQ(SaveSecurity(state, stores), good) << changed << " without " << refused;
+        EXPECT_EQ(Letters(FindChanges(state)), changed);
+        EXPECT_EQ(WriteSecurity(state, stores), good) << changed << " without " << refused;
         EXPECT_EQ(stores.log, log);
-        EXPECT_EQ(Letters(WhatChanged(state)), left);
+        EXPECT_EQ(Letters(FindChanges(state)), left);
     }
 }
 
@@ -159,7 +167,7 @@ TEST_F(SecurityPage, ShowsWhatIsStoredAndWhatMayBeChanged) {
     const struct {
         const wchar_t *module, *special;  // an installed service, or a path that may not be written
         std::string shown;                // and "*" when it differs
-        std::vector<std::pair<Setting, DWORD>> settings = {};
+        std::vector<std::pair<softcsp::Setting, DWORD>> settings = {};
         std::map<UINT, const wchar_t*> reasons = {};  // why controls are disabled
     } cases[] = {
         {kService,
@@ -337,20 +345,21 @@ TEST_F(SecurityPage, ConfiguresTheProviderThatIsSelected) {
 
 TEST_F(SecurityPage, WritesBothViewsInOrderAndStopsAtTheFirstFailure) {
     for (const auto& [native, other, written] : {std::tuple(2, 3, L""), {2, 3, L"x"}, {5, 6, kMemory}}) {
-        LONG result = 0;
+        Result<> result;
         const auto write = [&, name = written] {
-            result = name == kMemory ? WriteProviderMode(kProvider75, kModeMemory) : WriteDefaultProvider(75, name);
+            result =
+                name == kMemory ? WriteProviderMode(kProvider75, ProviderMode::Memory) : WriteDefaultProvider(75, name);
         };
         const auto inspect = [&, text = written, one = native, two = other](const Fault& fault) -> std::string {
             const bool first = kRegistered[one].Get() == text, second = kRegistered[two].Get() == text;
             Reset();
             const bool rightly = first == (fault.point > 1) && second == (fault.point > 3);  // an open and a write each
-            return rightly && DWORD(result) == fault.error ? "" : "wrong";
+            return rightly && (result ? 0 : result.Failed().code) == fault.error ? "" : "wrong";
         };
         EXPECT_EQ(Faults("security registry", write, inspect), 4u);
     }
-    EXPECT_EQ(WriteProviderMode(kProvider75, kModeUnknown), E_UNEXPECTED);
-    EXPECT_EQ(WriteProviderMode(L"", kModeMemory), E_UNEXPECTED);
+    EXPECT_EQ(WriteProviderMode(kProvider75, ProviderMode::Unknown).Failed().code, DWORD(E_UNEXPECTED));
+    EXPECT_EQ(WriteProviderMode(L"", ProviderMode::Memory).Failed().code, DWORD(E_UNEXPECTED));
 }
 
 TEST_F(SecurityPage, AsksForNothingTwiceAndSurvivesEveryFailingCall) {

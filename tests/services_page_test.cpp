@@ -6,12 +6,12 @@
 
 #include <gtest/gtest.h>
 
-#include "applet/services/ComboParam.h"
 #include "applet/services/ParameterEntry.h"
 #include "applet/services/PropPageConfigBase.h"
 #include "applet/services/StaticLink.h"
 #include "framework/DataExchange.h"
 #include "framework/PropertySheet.h"
+#include "pages/ComboParam.h"
 #include "tests/support/ImportPatch.h"
 #include "tests/support/ModalScript.h"
 #include "tests/support/Services.h"
@@ -211,13 +211,12 @@ class ComboParam : public testing::Test {
     ~ComboParam() override { DestroyWindow(combo.m_hWnd); }
     void Attach(const Provider& to) {
         provider = to;
-        combo.Attach(&record);
+        combo.Attach(77);
         EXPECT_FALSE(combo.IsModified());
     }
 
     ImportPatch get{nullptr, "CryptGetProvParam", &GetParameter}, set{nullptr, "CryptSetProvParam", &SetParameter};
     SpokenLanguage english{kEnglish};
-    ProviderRecord record{77};
     CComboParam combo{kList, kValue};
 };
 

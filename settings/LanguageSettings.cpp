@@ -1,0 +1,58 @@
+#include "settings/LanguageSettings.h"
+
+#include "applet/services/Language.h"
+#include "applet/services/SupportLibrary.h"
+
+namespace {
+
+constexpr wchar_t kMachineSection[] = L"\\config", kMachineLanguage[] = L"\\config\\Language";
+constexpr wchar_t kUserSection[] = L"\\local", kUserLanguage[] = L"\\local\\Language";
+constexpr int kInvalid = -1;
+
+bool IsKnown(LONG language) noexcept {
+    return language == kRussian || language == kEnglish;
+}
+
+}  // namespace
+
+void LanguageSettings::Read() {
+    mayWriteMachine = MayWrite(kMachineSection);
+    mayWriteUser = MayWrite(kUserSection);
+    storedInvalid = false;
+
+    LONG language = 0;
+    if (support_registry_get_long(kMachineLanguage, &language) == 0 && IsKnown(language)) {
+        machine.Reset(language);
+    } else {
+        machine.Reset(kEnglish);
+        if (mayWriteMachine) {
+            machine.stored = 0;
+            storedInvalid = true;
+        }
+    }
+
+    user.Reset(kSystemDefault);
+    if (support_registry_get_long(kUserLanguage, &language) != 0) return;
+    if (IsKnown(language)) {
+        user.Reset(language);
+    } else {
+        if (mayWriteUser) user.stored = kInvalid;
+        storedInvalid = true;
+    }
+}
+
+Result<> LanguageSettings::WriteMachine() {
+    const Result<> written = TryCode(support_registry_put_long(kMachineLanguage, machine.shown));
+    if (written) machine.stored = machine.shown;
+    return written;
+}
+
+Result<> LanguageSettings::WriteUser() {
+    if (user.shown == kSystemDefault) {
+        support_registry_delete_param(kUserLanguage);  // fails when nothing is stored
+    } else if (const Result<> written = TryCode(support_registry_put_long(kUserLanguage, user.shown)); !written) {
+        return written;
+    }
+    user.stored = user.shown;
+    return {};
+}
