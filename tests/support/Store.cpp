@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <gtest/gtest.h>
+
 #include "softcsp/kvsuprt.h"
 #include "tests/support/Directory.h"
 
@@ -38,9 +40,9 @@ std::optional<long> StoredNumber::Get() const {
 }
 
 Denied::Denied(std::wstring path) : path_(std::move(path)) {
-    RunTool(L"store deny " + path_);
+    EXPECT_EQ(RunTool(L"store deny " + path_), 0u) << "not denied";
 }
 
 Denied::~Denied() {
-    RunTool(L"store allow " + path_);
+    EXPECT_EQ(RunTool(L"store allow " + path_), 0u) << "not allowed again";
 }
