@@ -7,6 +7,7 @@
 
 #include "csp/CertificateText.h"
 #include "framework/Handles.h"
+#include "tests/support/ImportPatch.h"
 
 namespace {
 
@@ -36,35 +37,41 @@ FILETIME Time(WORD year) {
     return file;
 }
 
+// The system turns a time into a local one by the rules for its own date, not by today's.
 TEST(CertificateText, TimesAreLocalAndLong) {
-    const FILETIME time = Time(2026);
-    FILETIME localFile;
-    SYSTEMTIME local;
-    ASSERT_TRUE(FileTimeToLocalFileTime(&time, &localFile) && FileTimeToSystemTime(&localFile, &local));
+    static constexpr SYSTEMTIME kLocal{2026, 3, 0, 2, 2, 5, 0, 0};
+    const ImportPatch zone(
+        nullptr, "SystemTimeToTzSpecificLocalTime",
+        +[](const TIME_ZONE_INFORMATION*, const SYSTEMTIME* time, SYSTEMTIME* local) -> BOOL {
+            EXPECT_EQ(time->wHour, 23);
+            return *local = kLocal, TRUE;
+        });
     wchar_t date[80], clock[80];
-    ASSERT_TRUE(GetDateFormatEx(LOCALE_NAME_USER_DEFAULT, DATE_LONGDATE, &local, nullptr, date, 80, nullptr));
-    ASSERT_TRUE(GetTimeFormatEx(LOCALE_NAME_USER_DEFAULT, 0, &local, nullptr, clock, 80));
-    EXPECT_EQ(TimeText(time), std::wstring(date) + L" " + clock);
+    ASSERT_TRUE(GetDateFormatEx(LOCALE_NAME_USER_DEFAULT, DATE_LONGDATE, &kLocal, nullptr, date, 80, nullptr));
+    ASSERT_TRUE(GetTimeFormatEx(LOCALE_NAME_USER_DEFAULT, 0, &kLocal, nullptr, clock, 80));
+    EXPECT_EQ(TimeText(Time(2026)), std::wstring(date) + L" " + clock);
     EXPECT_EQ(TimeText({0xFFFFFFFF, 0xFFFFFFFF}), L"");
 }
 
 TEST(UsagePeriod, BothEndsBelongToAPeriod) {
     const FILETIME early = Time(2020), from = Time(2024), mid = Time(2025), to = Time(2026), late = Time(2030);
-    using Case = std::tuple<FILETIME, std::optional<UsagePeriod>, bool>;  // at this time: out of date
-    const Case cases[] = {{from, {}, false},
-                          {to, {}, false},
-                          {early, {}, true},
-                          {late, {}, true},
-                          {late, UsagePeriod{early, late}, true},
-                          {mid, UsagePeriod{mid, mid}, false},
-                          {mid, UsagePeriod{from, from}, true},
-                          {mid, UsagePeriod{to, {}}, true},
-                          {mid, UsagePeriod{from, {}}, false}};
+    const struct {
+        const char* name;
+        FILETIME now;
+        std::optional<UsagePeriod> usage;
+        bool outOfDate;
+    } cases[] = {{"first moment", from, {}, false},
+                 {"last moment", to, {}, false},
+                 {"before", early, {}, true},
+                 {"after, within the key's", late, UsagePeriod{early, late}, true},
+                 {"the key's only moment", mid, UsagePeriod{mid, mid}, false},
+                 {"after the key's", mid, UsagePeriod{from, from}, true},
+                 {"before the key's", mid, UsagePeriod{to, {}}, true},
+                 {"the key's without end", mid, UsagePeriod{from, {}}, false}};
     CERT_INFO certificate{};
     certificate.NotBefore = from;
     certificate.NotAfter = to;
-    for (const Case& c : cases)
-        EXPECT_EQ(IsOutOfDate(std::get<0>(c), certificate, std::get<1>(c)), std::get<2>(c)) << &c - cases;
+    for (const auto& c : cases) EXPECT_EQ(IsOutOfDate(c.now, certificate, c.usage), c.outOfDate) << c.name;
 }
 
 }  // namespace

@@ -4,12 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
 #include <sstream>
 
 #include "csp/ContainerCheck.h"
 #include "csp/CryptoValues.h"
 #include "softcsp/container/ContainerStore.h"
 #include "tests/support/CryptCalls.h"
+#include "tests/support/FaultInjection.h"
 #include "tests/support/LibraryFunction.h"
 #include "tests/support/Provider.h"
 
@@ -71,6 +73,12 @@ HRESULT Write(const ContainerCopy& copy, const Place& to) {
     return made ? WriteTargetContainer(copy, target.Get()) : ErrorOf(FALSE);
 }
 
+HRESULT Copy() {
+    ContainerCopy copy;
+    const HRESULT read = Read(copy, kUser);
+    return read == S_OK ? Write(copy, kUser) : read;
+}
+
 // The private keys as they lie in the container, 32 bytes each.
 std::vector<TestBytes> PrivateKeys(const softcsp::Container& container) {
     std::vector<TestBytes> keys;
@@ -113,24 +121,19 @@ bool IsCopied(const Place& from, const Place& to) {
 // What goes on between this process and the provider.
 struct Traffic {
     std::vector<TestBytes> blobs;
-    std::ostringstream said;  // calls, each with its algorithm, blob's type or parameter, and its flags or value
-    CryptCalls::Word exported = 0;
-    bool failing = false;                          // what closes seems to
-    std::vector<std::pair<DWORD, DWORD>> listing;  // of the extensions: flags and room
-    CryptCalls calls{[this](const CryptCalls::Call& call) {
-        if (call.name == "CryptGetProvParam" && call.a[1] == 133)
-            listing.emplace_back(static_cast<DWORD>(call.a[4]), call.a[2] ? *call.At<DWORD*>(3) : 0);
-        if (call.name == "CryptGenKey") Say("make ", call.a[1], call.a[2]);
-        if (call.name == "CryptSetKeyParam" && call.a[1] == KP_ALGID)
-            Say(call.a[0] == exported ? "set exported " : "set ", KP_ALGID, *call.At<DWORD*>(2));
+    std::set<std::string> calls;  // each with its algorithm, blob's type or parameter, and its flags or value
+    bool failing = false;         // what closes seems to
+    CryptCalls patch{[this](const CryptCalls::Call& call) {
+        if (call.name == "CryptGenKey") Note("make", call.a[1], call.a[2]);
+        if (call.name == "CryptSetKeyParam" && call.a[1] == KP_ALGID) Note("set", KP_ALGID, *call.At<DWORD*>(2));
         if (call.name == "CryptImportKey") blobs.emplace_back(call.At<BYTE*>(1), call.At<BYTE*>(1) + call.a[2]);
-        if (call.name == "CryptImportKey") Say("import ", *call.At<BYTE*>(1), call.a[4]);
+        if (call.name == "CryptImportKey") Note("import", *call.At<BYTE*>(1), call.a[4]);
         const auto result = call();
         if (failing && call.name == "CryptReleaseContext") return CryptCalls::Fail(ERROR_SEEK);
         if (failing && call.name == "CryptDestroyKey") return CryptCalls::Fail(ERROR_CRC);
         if (call.name != "CryptExportKey" || !call.a[4]) return result;
         blobs.emplace_back(call.At<BYTE*>(4), call.At<BYTE*>(4) + *call.At<DWORD*>(5));
-        Say("export ", call.a[2], call.a[3]), exported = call.a[0];
+        Note("export", call.a[2], call.a[3]);
         EXPECT_EQ(call.a[2] == PUBLICKEYBLOB, call.a[1] == 0) << "exported in the clear";
         return result;
     }};
@@ -138,30 +141,26 @@ struct Traffic {
         return std::ranges::any_of(blobs,
                                    [&](const TestBytes& blob) { return !std::ranges::search(blob, secret).empty(); });
     }
-    void Say(const char* what, CryptCalls::Word which, CryptCalls::Word how) {
-        said << std::hex << what << static_cast<DWORD>(which) << ' ' << static_cast<DWORD>(how) << "; ";
+    void Note(const char* what, CryptCalls::Word which, CryptCalls::Word how) {
+        std::ostringstream text;
+        text << what << std::hex << ' ' << static_cast<DWORD>(which) << ' ' << static_cast<DWORD>(how);
+        calls.insert(text.str());
     }
 };
 
 TEST(ContainerCopy, HasAllThatTheSourceHas) {
-    const std::string transfer =
-        "make aa25 1; export 6 0; make aa25 41; export 6 0; import 6 1; set 7 661f; import 6 1; set 7 661f; "
-        "export 1 0; set exported 7 661f; import 1 1; ";
     const struct {
         const wchar_t* options;
         Place from, to;
         bool more = false;
     } cases[] = {
         {L"--keys xs --certs xs --chain 2", kUser, kUser},
-        {L"--keys xs --certs s", kUser, kOther},
-        {L"--keys x", kOther, kUser},
         {L"--keys s --certs none", kUser, kComputer},
         {L"--keys x", kComputer, kUser, true},
-        {L"--keys none --certs none", kUser, kUser},
         {L"--keys none --certs none", kUser, kOther, true},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(&c - cases);
+        SCOPED_TRACE(testing::PrintToString(std::wstring(c.options)));
         const Source source(c.from, c.options, c.more);
         c.to.store.Remove(kTarget);
         ContainerCopy copy;
@@ -169,17 +168,14 @@ TEST(ContainerCopy, HasAllThatTheSourceHas) {
         ASSERT_EQ(Read(copy, c.from), S_OK);
         ASSERT_EQ(Write(copy, c.to), S_OK);
         EXPECT_EQ(Write(copy, c.to), NTE_EXISTS);
-        for (size_t i = 0; i < traffic.listing.size(); ++i)
-            EXPECT_EQ(traffic.listing[i], std::pair(DWORD{i < 2}, i ? traffic.listing[1].second : 0)) << i;
-        const auto made = Loaded(c.to, kTarget);
-        std::string said = "make 661e 1; ";
-        for (const char* each : {"export 7 0; ", "import 7 1; "}) {
-            said += transfer;
-            for (const auto& key : {made.exchange, made.signature}) said += key ? each : "";
-        }
-        EXPECT_EQ(traffic.said.str(), said);
-        for (const TestBytes& key : PrivateKeys(made)) EXPECT_FALSE(traffic.Holds(key));
-        EXPECT_TRUE(source.Unchanged() && IsCopied(c.from, c.to));
+        std::set<std::string> calls = {"make 661e 1", "make aa25 1", "make aa25 41", "export 6 0",
+                                       "import 6 1",  "set 7 661f",  "export 1 0",   "import 1 1"};
+        const auto keys = PrivateKeys(Loaded(c.to, kTarget));
+        if (!keys.empty()) calls.insert({"export 7 0", "import 7 1"});
+        EXPECT_EQ(traffic.calls, calls);
+        for (const TestBytes& key : keys) EXPECT_FALSE(traffic.Holds(key));
+        EXPECT_TRUE(source.Unchanged());
+        EXPECT_TRUE(IsCopied(c.from, c.to));
         traffic.failing = true;
         EXPECT_EQ(copy.Clear(), HRESULT_FROM_WIN32(ERROR_CRC));  // the key's, which comes first
         c.to.store.Remove(kTarget);
@@ -240,28 +236,77 @@ TEST(ContainerCopy, HandsNothingOnThatHasNoEnd) {
     EXPECT_EQ(completed, 2);
 }
 
-// Copies; as a program of its own it dies at the call that the environment tells.
+// What there seems not to be is left out of the copy: a key, a certificate.
+TEST(ContainerCopy, SurvivesEveryFailingCall) {
+    const Source source(kUser, L"--keys xs");
+    FaultInjection injection;
+    bool absent = false;
+    HRESULT result = S_OK;
+    const CryptCalls calls([&](const CryptCalls::Call& call) {
+        const auto done = call();
+        const bool length = call.name == "CryptGetKeyParam" && call.a[1] == KP_CERTIFICATE && !call.a[2];
+        absent |= !done && (length || call.name == "CryptGetUserKey");
+        return done;
+    });
+    const auto copy = [&] { absent = false, result = Copy(); };
+    const auto verdict = [&](const Fault& fault) -> std::string {
+        if (!source.Unchanged()) return "the source is changed";
+        if (result == S_OK && fault.point != Fault::kNone && !absent) return "a failure reads as success";
+        if (result == S_OK && !absent && !IsCopied(kUser, kUser)) return "not all is copied";
+        const auto code = static_cast<HRESULT>(fault.error);
+        if (result != S_OK && !absent && result != code && result != HRESULT_FROM_WIN32(fault.error))
+            return "another failure's code: " + std::to_string(static_cast<DWORD>(result));
+        kUser.store.Remove(kTarget);
+        if (fault.onwards) copy();
+        const bool again = !fault.onwards || (result == S_OK && IsCopied(kUser, kUser));
+        kUser.store.Remove(kTarget);
+        return again ? "" : "can't be copied any more";
+    };
+    kUser.store.Remove(kTarget);
+    injection.Survive("copy", copy, verdict);
+}
+
+// Copies; as a program of its own it dies after the call whose number is in the environment.
 TEST(ContainerCopyKilled, LeavesTheSourceIntact) {
     char text[16] = "";
     if (GetEnvironmentVariableA("KILL_AT", text, sizeof text)) {
         const CryptCalls calls([countdown = std::atoi(text)](const CryptCalls::Call& call) mutable {
+            const auto result = call();
             if (--countdown == 0) TerminateProcess(GetCurrentProcess(), 99);
-            return call();
+            return result;
         });
-        ContainerCopy copy;
-        ASSERT_TRUE(Read(copy, kUser) == S_OK && Write(copy, kUser) == S_OK);
+        ASSERT_EQ(Copy(), S_OK);
         return;
     }
     const Source source(kUser);
-    unsigned code = 99, kills = 0;
-    for (; code == 99; ++kills) {
-        kUser.store.Remove(kTarget);
-        SetEnvironmentVariableA("KILL_AT", std::to_string(kills + 1).c_str());
-        code = RunProgram(L"copy_tests.exe", L"--gtest_filter=ContainerCopyKilled.*");
-        ASSERT_TRUE(source.Unchanged()) << kills;
+    kUser.store.Remove(kTarget);
+    std::vector<int> writing;  // calls after which the target is another
+    {
+        int number = 0;
+        softcsp::Bytes before;
+        const CryptCalls calls([&](const CryptCalls::Call& call) {
+            const auto result = call();
+            const DWORD error = GetLastError();
+            ++number;
+            softcsp::Bytes now;
+            kUser.store.LoadBytes(kTarget, now);
+            if (now != before) writing.push_back(number);
+            before = now;
+            SetLastError(error);
+            return result;
+        });
+        ASSERT_EQ(Copy(), S_OK);
     }
-    std::printf("copy: killed at %u calls\n", kills - 1);
-    EXPECT_TRUE(code == 0 && kills > 60 && IsCopied(kUser, kUser)) << code;
+    for (const int kill : writing) {
+        SCOPED_TRACE(kill);
+        ASSERT_EQ(kUser.store.Remove(kTarget), 0u);
+        SetEnvironmentVariableA("KILL_AT", std::to_string(kill).c_str());
+        ASSERT_EQ(RunProgram(L"copy_tests.exe", L"--gtest_filter=ContainerCopyKilled.*"), 99u);
+        ASSERT_TRUE(source.Unchanged());
+    }
+    std::printf("copy: killed at %zu calls\n", writing.size());
+    EXPECT_GE(writing.size(), 6u);
+    EXPECT_TRUE(IsCopied(kUser, kUser)) << "killed after the last writing call";
     kUser.store.Remove(kTarget);
 }
 

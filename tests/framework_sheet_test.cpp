@@ -8,7 +8,6 @@
 #include "framework/DataExchange.h"
 #include "framework/PropertyPage.h"
 #include "framework/PropertySheet.h"
-#include "tests/support/HandleCounts.h"
 #include "tests/support/ModalScript.h"
 #include "tests/support/TemplateBuilder.h"
 
@@ -237,17 +236,6 @@ TEST(PropertySheetTest, ShowsThePageThatFailsToSave) {
     EXPECT_EQ(RunSheet(sheet, {turn, save, saveAgain}), IDOK);
     EXPECT_EQ(first.times[kShown], 1);
     EXPECT_EQ(second.times[kApply], 1);
-}
-
-TEST(PropertySheetTest, LeavesNoHandleBehind) {
-    HandleCounts before{};
-    for (int run = 0; run <= 100; ++run) {
-        TestPage first, second;
-        TestSheet sheet({&first, &second});
-        RunSheet(sheet, {[&](HWND) { sheet.SetActivePage(1); }, Press(PSBTN_OK)});
-        if (run == 0) before = CountHandles();
-    }
-    EXPECT_EQ(CountHandles(), before);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // What settings pages are made of: the page itself, its links, its combo boxes of provider parameters.
 #include <windows.h>
 #include <prsht.h>
-#include <shellapi.h>
 #include <wincrypt.h>
 
 #include <gtest/gtest.h>
@@ -15,6 +14,8 @@
 #include "tests/support/ImportPatch.h"
 #include "tests/support/ModalScript.h"
 #include "tests/support/Services.h"
+#include "tests/support/SettingsPage.h"
+#include "tests/support/Shell.h"
 
 namespace {
 
@@ -45,50 +46,35 @@ TEST(ConfigPage, InvalidValuesAreToldAndNotSaved) {
     EXPECT_EQ(page.saves, 0);
     const ShownBox& box = script.Boxes().at(0);
     EXPECT_EQ(box.text, L"Enter a whole number, zero or greater.");
-    EXPECT_TRUE(script.Boxes().size() == 1 && box.caption == L"Vestra CSP Properties" && box.owner == owner);
+    EXPECT_EQ(script.Boxes().size(), 1u);
+    EXPECT_EQ(box.caption, L"Vestra CSP Properties");
+    EXPECT_EQ(box.owner, owner);
 }
 
-// The restart's steps; none of them is ever taken for real.
-enum Step { kNone, kOpen, kLookUp, kAdjust, kNotAssigned, kExit } failing;
-struct Restart {
-    static BOOL WINAPI Open(HANDLE process, DWORD rights, HANDLE* opened) {
-        EXPECT_TRUE(process == GetCurrentProcess() && rights == (TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY));
-        if (failing != kOpen) token = *opened = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-        SetLastError(ERROR_GEN_FAILURE);  // a call that succeeds may leave any
-        return failing != kOpen;
-    }
-    static BOOL WINAPI LookUp(LPCWSTR system, LPCWSTR name, LUID* privilege) {
-        EXPECT_TRUE(!system && name == std::wstring(L"SeShutdownPrivilege"));
-        *privilege = {19, 7};
-        return failing != kLookUp;
-    }
-    static BOOL WINAPI Adjust(HANDLE, BOOL, TOKEN_PRIVILEGES* wanted, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
-        const LUID_AND_ATTRIBUTES& privilege = wanted->Privileges[0];
-        EXPECT_TRUE(privilege.Attributes == SE_PRIVILEGE_ENABLED && privilege.Luid.LowPart == 19);
-        if (failing == kNotAssigned) SetLastError(ERROR_NOT_ALL_ASSIGNED);
-        return failing != kAdjust;
-    }
-    static BOOL WINAPI Exit(UINT flags, DWORD reason) {
-        restarted = flags == EWX_REBOOT && reason == 0x80040001;
-        return failing != kExit;
-    }
-    static inline HANDLE token;
-    static inline bool restarted;
-};
+BOOL WINAPI Refuse() {  // in any call's place
+    return FALSE;
+}
 
 TEST(ConfigPage, EveryStepOfTheRestartCanFailAndTheTokenIsClosed) {
-    const ImportPatch open(nullptr, "OpenProcessToken", &Restart::Open),
-        lookUp(nullptr, "LookupPrivilegeValueW", &Restart::LookUp),
-        adjust(nullptr, "AdjustTokenPrivileges", &Restart::Adjust), exit(nullptr, "ExitWindowsEx", &Restart::Exit);
-    for (const Step step : {kOpen, kLookUp, kAdjust, kNotAssigned, kExit, kNone}) {
-        failing = step;
-        Restart::token = nullptr;
-        Restart::restarted = false;
-        EXPECT_EQ(Page().RebootSystem(), step == kNone) << step;
-        EXPECT_EQ(Restart::restarted, step == kExit || step == kNone) << step;
+    const auto restarts = [] {
+        const bool restarted = Page().RebootSystem();
         DWORD flags = 0;
-        EXPECT_FALSE(Restart::token && GetHandleInformation(Restart::token, &flags)) << step;
+        EXPECT_FALSE(Restart::token && GetHandleInformation(Restart::token, &flags)) << "the token stays open";
+        return restarted;
+    };
+    const Restart restart;
+    EXPECT_TRUE(restarts());
+    EXPECT_EQ(Restart::calls, 11);
+    for (const char* function : {"OpenProcessToken", "LookupPrivilegeValueW", "AdjustTokenPrivileges"}) {
+        const ImportPatch refused(nullptr, function, &Refuse);
+        EXPECT_FALSE(restarts()) << function;
     }
+    EXPECT_EQ(Restart::calls, 11) << "restarted without the privilege";
+    for (const wchar_t* refused : {L"privilege", L"exit"}) {
+        Restart::refused = refused;
+        EXPECT_FALSE(restarts()) << testing::PrintToString(refused);
+    }
+    EXPECT_EQ(Restart::calls, 32) << "the privilege twice, and one restart";
 }
 
 constexpr UINT kNoString = 60000;  // an id of no string
@@ -99,19 +85,11 @@ HWND Control(const wchar_t* name, DWORD style, UINT id) {
                            reinterpret_cast<HMENU>(UINT_PTR{id}), nullptr, nullptr);
 }
 
-struct Shell {
-    static HINSTANCE WINAPI Open(HWND, LPCWSTR, LPCWSTR target, LPCWSTR, LPCWSTR directory, INT) {
-        wchar_t system[MAX_PATH] = L"";
-        GetSystemDirectoryW(system, MAX_PATH);
-        EXPECT_STREQ(directory, system);
-        opened = target;
-        return reinterpret_cast<HINSTANCE>(result);
-    }
-    static BOOL WINAPI Beep(UINT) { return ++beeps; }
-    static inline std::wstring opened;
-    static inline INT_PTR result;
-    static inline int beeps;
-};
+int beeps;
+
+BOOL WINAPI Beep(UINT) {
+    return ++beeps;
+}
 
 COLORREF Color(const CStaticLink& link) {
     const HDC context = CreateCompatibleDC(nullptr);
@@ -121,48 +99,61 @@ COLORREF Color(const CStaticLink& link) {
     return color;
 }
 
-// The second column of a case: whether the shell is asked at all.
 TEST(StaticLink, OpensItsTargetOrBeeps) {
-    const ImportPatch shell(nullptr, "ShellExecuteW", &Shell::Open), beep(nullptr, "MessageBeep", &Shell::Beep);
+    const Shell shell;
+    const ImportPatch beep(nullptr, "MessageBeep", &Beep);
     const SpokenLanguage english(kEnglish);
-    for (const auto& [target, asked, result] : {std::tuple{L"https://example.org/?a=%1", true, INT_PTR{33}},
-                                                {L"HTTP://example.org", true, 32},
-                                                {L"mailto:a@example.org", true, 33},
-                                                {L"C:\\windows\\system32\\kernel32.dll", true, 33},
-                                                {L"C:\\windows\\system32", false, 33},
-                                                {L"C:\\no such file.txt", false, 33},
-                                                {L"kernel32.dll", false, 33},
-                                                {L"file:///C:/windows/system32/kernel32.dll", false, 33},
-                                                {L"https", false, 33},
-                                                {L"", false, 33}}) {
-        Shell::result = result;
-        Shell::beeps = 0;
+    wchar_t system[MAX_PATH] = L"";
+    GetSystemDirectoryW(system, MAX_PATH);
+    const struct {
+        const wchar_t* target;
+        bool asked;  // the shell is
+        INT_PTR result = 33;
+    } cases[] = {{L"https://example.org/?a=%1", true},
+                 {L"HTTP://example.org", true, 32},
+                 {L"mailto:a@example.org", true},
+                 {L"C:\\windows\\system32\\kernel32.dll", true},
+                 {L"C:\\windows\\system32", false},
+                 {L"C:\\no such file.txt", false},
+                 {L"kernel32.dll", false},
+                 {L"file:///C:/windows/system32/kernel32.dll", false},
+                 {L"https", false},
+                 {L"", false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.target));
+        const bool visited = c.asked && c.result > 32;
+        Shell::result = c.result;
         Shell::opened.clear();
+        beeps = 0;
         CStaticLink link;
         link.SubclassWindow(Control(L"STATIC", SS_LEFT, kNoString));
-        link.SetTarget(target);
-        EXPECT_EQ(Color(link), RGB(0, 0, 255)) << target;
-        EXPECT_EQ(link.SendMessage(WM_NCHITTEST), HTCLIENT) << target;  // the mouse isn't let through
+        link.SetTarget(c.target);
+        EXPECT_EQ(Color(link), RGB(0, 0, 255));
+        EXPECT_EQ(link.SendMessage(WM_NCHITTEST), HTCLIENT) << "the mouse is let through";
         link.SendMessage(WM_LBUTTONDOWN);
-        EXPECT_EQ(Shell::opened, asked ? target : L"");
-        EXPECT_EQ(Shell::beeps, asked && result > 32 ? 0 : 1) << target;
-        EXPECT_EQ(Color(link), asked && result > 32 ? RGB(128, 0, 128) : RGB(0, 0, 255)) << target;
+        ASSERT_EQ(Shell::opened.size(), c.asked ? 1u : 0u);
+        for (const auto& request : Shell::opened) {
+            EXPECT_EQ(request.file, c.target);
+            EXPECT_EQ(request.directory, system);
+        }
+        EXPECT_EQ(beeps, visited ? 0 : 1);
+        EXPECT_EQ(Color(link), visited ? RGB(128, 0, 128) : RGB(0, 0, 255));
     }
 }
 
 // Without a target the string of the control's id is opened, else its own text.
 TEST(StaticLink, WithoutATargetOpensTheTextThatIsThere) {
-    const ImportPatch shell(nullptr, "ShellExecuteW", &Shell::Open), beep(nullptr, "MessageBeep", &Shell::Beep);
+    const Shell shell;
     const SpokenLanguage english(kEnglish);
-    for (const auto& [id, opened] : {std::pair{UINT{IDS_COLUMN_NAME}, L""}, {kNoString, L"https://example.org"}}) {
-        Shell::opened.clear();
+    for (const auto& [id, target] : {std::pair{UINT{IDS_COLUMN_NAME}, L"Name"}, {kNoString, L""}}) {
         CStaticLink link;
         link.SubclassWindow(Control(L"STATIC", SS_LEFT, id));
         link.SetWindowText(L"https://example.org");
         link.SendMessage(WM_LBUTTONDOWN);
-        EXPECT_EQ(Shell::opened, opened);
-        EXPECT_EQ(link.Target(), id == kNoString ? L"" : L"Name");
+        EXPECT_EQ(link.Target(), target);
     }
+    ASSERT_EQ(Shell::opened.size(), 1u) << "a name is no address";
+    EXPECT_EQ(Shell::opened[0].file, L"https://example.org");
 }
 
 using Bytes = std::vector<BYTE>;
@@ -264,19 +255,23 @@ TEST_F(ComboParam, OfAProviderWithoutBoundsHasSome) {
 
 TEST(ParameterEntry, NamesAreReadFromTheBytesThereAre) {
     const struct {
+        const char* name;
         Bytes entry;
         const char16_t* text = nullptr;
         uint32_t id = 0;
-    } cases[] = {{{103, 0, 0}},
-                 {{4, 0, 1, 0, 0, 0, 'A', 0}},
-                 {{0xFF, 0xFF, 0xFF, 0xFF, 'A', 0}},
-                 {{0xFF, 0xFF, 0, 0, 'x', 0}, u"", 0xFFFF},
-                 {{5, 0, 1, 0, 7, 'A', 0, 0x11, 0x04, 0, 0, 'x', 0}, u"AБ"},
-                 {{4, 0, 1, 0, 'A', 0, 'B'}, u"A"}};  // half a character, not terminated
+    } cases[] = {{"too short", {103, 0, 0}},
+                 {"no text", {4, 0, 1, 0, 0, 0, 'A', 0}},
+                 {"beyond the end", {0xFF, 0xFF, 0xFF, 0xFF, 'A', 0}},
+                 {"a string's id", {0xFF, 0xFF, 0, 0, 'x', 0}, u"", 0xFFFF},
+                 {"a text", {5, 0, 1, 0, 7, 'A', 0, 0x11, 0x04, 0, 0, 'x', 0}, u"AБ"},
+                 {"half a character", {4, 0, 1, 0, 'A', 0, 'B'}, u"A"}};
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
         ParameterName name{7, u"before"};
-        ASSERT_EQ(ReadParameterName(c.entry.data(), c.entry.size(), name), c.text != nullptr) << &c - cases;
-        EXPECT_TRUE(!c.text || (name.stringId == c.id && name.text == c.text)) << &c - cases;
+        ASSERT_EQ(ReadParameterName(c.entry.data(), c.entry.size(), name), c.text != nullptr);
+        if (!c.text) continue;
+        EXPECT_EQ(name.stringId, c.id);
+        EXPECT_EQ(name.text, c.text);
     }
 }
 

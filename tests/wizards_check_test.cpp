@@ -157,40 +157,6 @@ TEST_F(CheckWizard, EndsWithOneWholeReportOrNone) {
     RunTool(L"remove Once");
 }
 
-// The whole report, as a Russian user reads it.
-TEST_F(CheckWizard, SpeaksTheUsersLanguage) {
-    const SpokenLanguage russian(kRussian);
-    std::wstring expected;
-    for (const auto& [label, value] : {std::pair{L"Проверка завершена успешно", L"ошибок не обнаружено"},
-                                       {L"Контейнер закрытого ключа", L""},
-                                       {L"  имя", L"Отчет"},
-                                       {L"  уникальное имя", L"REGISTRY\\Отчет"},
-                                       {L"  FQCN", L"\\\\.\\REGISTRY\\Отчет"},
-                                       {L"  проверка целостности", L"успешно"},
-                                       {L"Ключ обмена", L"отсутствует"},
-                                       {L"Ключ подписи", L"имеется"},
-                                       {L"  экспорт открытого ключа", L"успешно"},
-                                       {L"  импорт открытого ключа", L"успешно"},
-                                       {L"  создание подписи", L"успешно"},
-                                       {L"  проверка подписи", L"успешно"},
-                                       {L"  экспорт ключа", L"запрещен"},
-                                       {L"  алгоритм", L"GOST R 34.10-2001"},
-                                       {L"  ", L"1.2.643.2.2.35.1"},
-                                       {L"  ", L"1.2.643.2.2.30.1"},
-                                       {L"  сертификат в контейнере", L"отсутствует"},
-                                       {L"  загрузка ключей", L"успешно"}})
-        expected += Row(label, value);
-    RunTool(L"remove Отчет");
-    EXPECT_EQ(RunTool(L"create Отчет --keys s --certs none"), 0u);
-    const auto look = [&](HWND sheet) {
-        EXPECT_EQ(Ui::Text(sheet), L"Проверка контейнера закрытого ключа");
-        Ui::Click(Ui::Page(sheet), IDC_REPORT_COPY);
-        EXPECT_EQ(ClipboardText(), expected);
-    };
-    Check({Type(L"Отчет"), Press(PSBTN_NEXT), look});
-    RunTool(L"remove Отчет");
-}
-
 TEST(ReportText, IsInColumns) {
     const std::wstring full(30, L'a'), longer(31, L'b');
     const ReportRow rows[] = {{L"  name", L"%s %1"}, {full, L""}, {longer, L"x"}, {L"", L""}};

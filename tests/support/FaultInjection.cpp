@@ -2,11 +2,13 @@
 
 #include <wincrypt.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <map>
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include "tests/support/ImportPatch.h"
 #include "tests/support/LibraryFunction.h"
@@ -32,8 +34,8 @@ struct State {
     std::array<std::unique_ptr<ImportPatch>, kMostFunctions> patches;
     std::array<std::unique_ptr<LibraryFunction>, kMostFunctions> lookUps;
     std::array<Raw*, kMostFunctions> originals{};
-    DWORD thread = 0;  // whose calls count; 0 while no run goes on
-    std::size_t calls = 0;
+    DWORD thread = 0;                // whose calls count; 0 while no run goes on
+    std::vector<std::size_t> calls;  // those that can fail, each by its function's position
     Fault fault;
     std::map<std::pair<Owned, Word>, Holding> open;
     std::string problems;
@@ -98,9 +100,10 @@ Word Fail(const SystemFunction& function, const Arguments& arguments) {
     return function.fails == Fails::WithCode ? function.error : 0;
 }
 
-bool MustFail(const SystemFunction& function) {
-    if (function.fails == Fails::Never) return false;
-    const std::size_t call = state->calls++;
+bool MustFail(std::size_t index) {
+    if (SystemFunctions()[index].fails == Fails::Never) return false;
+    const std::size_t call = state->calls.size();
+    state->calls.push_back(index);
     return call == state->fault.point || (state->fault.onwards && call > state->fault.point);
 }
 
@@ -111,7 +114,7 @@ Word Handle(std::size_t index, const Arguments& arguments) {
     if (function.closes >= 0 && arguments[static_cast<std::size_t>(function.closes)])
         NoteClosed(function, arguments[static_cast<std::size_t>(function.closes)]);
     Word result = 0;
-    if (MustFail(function)) {
+    if (MustFail(index)) {
         result = Fail(function, arguments);
     } else {
         result = CallOriginal(index, arguments);
@@ -175,7 +178,7 @@ FaultInjection::~FaultInjection() {
 }
 
 std::string FaultInjection::RunOnce(const std::function<void()>& scenario, const Inspect& inspect, Fault fault) {
-    state->calls = 0;
+    state->calls.clear();
     state->fault = fault;
     state->open.clear();
     state->problems.clear();
@@ -188,7 +191,7 @@ std::string FaultInjection::RunOnce(const std::function<void()>& scenario, const
 }
 
 FaultInjection::Figure FaultInjection::Run(const char* name, const std::function<void()>& scenario,
-                                           const Inspect& inspect) {
+                                           const Inspect& inspect, std::size_t distance) {
     Figure figure;
     const auto run = [&](Fault fault) {
         const std::string problem = RunOnce(scenario, inspect, fault);
@@ -196,15 +199,31 @@ FaultInjection::Figure FaultInjection::Run(const char* name, const std::function
         return problem.empty();
     };
     const bool clean = run({});
-    figure.points = state->calls;
+    const std::vector<std::size_t> calls = state->calls;
+    figure.points = calls.size();
     for (std::size_t point = 0; clean && point < figure.points; ++point) {
-        const bool alone = run({point, false}), onwards = run({point, true});
+        const auto at = calls.begin() + static_cast<std::ptrdiff_t>(point);
+        const bool first = std::find(calls.begin(), at, *at) == at,
+                   last = std::find(at + 1, calls.end(), *at) == calls.end(), counted = point % distance == 0;
+        if (!counted && !first) continue;
+        const bool alone = run({point, false}), onwards = !counted || !(first || last) || run({point, true});
+        ++figure.tried;
         figure.survived += alone && onwards;
     }
     run({});
-    if (state->calls != figure.points) figure.problems.emplace_back("the last run made other calls than the first");
-    std::printf("%s: %zu points, %zu survived\n", name, figure.points, figure.survived);
+    if (state->calls != calls) figure.problems.emplace_back("the last run made other calls than the first");
+    std::printf("%s: %zu points, ", name, figure.points);
+    if (distance > 1) std::printf("%zu tried, ", figure.tried);
+    std::printf("%zu survived\n", figure.survived);
     return figure;
+}
+
+std::size_t FaultInjection::Survive(const char* name, const std::function<void()>& scenario, const Inspect& inspect,
+                                    std::size_t distance) {
+    const Figure figure = Run(name, scenario, inspect, distance);
+    EXPECT_GT(figure.points, 0u) << name;
+    for (const std::string& problem : figure.problems) ADD_FAILURE() << name << ": " << problem;
+    return figure.points;
 }
 
 std::vector<std::string> FaultInjection::UnknownFunctions() {

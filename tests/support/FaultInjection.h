@@ -1,14 +1,17 @@
 // Lets the system's calls of a module fail, one after the other, and keeps the books of its handles.
 //
 // The module's import table is patched; calls that the system's libraries make inside are not. A scenario runs once as
-// it is, which counts its calls that can fail: the points. Then it runs twice for each point: with that call failing,
-// and with that one and every call after it failing. Every call that succeeds leaves rubbish in the thread's last
-// error, closing ones too.
+// it is, which counts its calls that can fail: the points. Then it runs once for each point, with that call failing. At
+// the first and the last call of each function it runs once more, with that call and every one after it failing. Every
+// call that succeeds leaves rubbish in the thread's last error, closing ones too.
 #pragma once
 
 #include <windows.h>
 
+#include <gtest/gtest.h>
+
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,10 +30,11 @@ class FaultInjection {
   public:
     struct Figure {
         std::size_t points = 0;
-        std::size_t survived = 0;           // points both of whose runs left nothing to complain about
+        std::size_t tried = 0;              // of these
+        std::size_t survived = 0;           // points whose runs left nothing to complain about
         std::vector<std::string> problems;  // in words, each with its fault
 
-        bool AllSurvived() const { return points > 0 && survived == points && problems.empty(); }
+        bool AllSurvived() const { return tried > 0 && survived == tried && problems.empty(); }
     };
 
     // The support library isn't imported but looked up. When it is `Included`, the running program's look-ups of its
@@ -45,9 +49,14 @@ class FaultInjection {
 
     // Runs the scenario as often as it takes and prints its figure under the name. `inspect` looks, with nothing
     // failing, at what a run left, and says what is wrong with it; empty when nothing is. The last run has no fault
-    // again.
+    // again. `distance` above 1: the first call of each function is tried, and one point in so many.
     using Inspect = std::function<std::string(const Fault& fault)>;
-    Figure Run(const char* name, const std::function<void()>& scenario, const Inspect& inspect);
+    Figure Run(const char* name, const std::function<void()>& scenario, const Inspect& inspect,
+               std::size_t distance = 1);
+
+    // The same; each problem fails the test. The number of points.
+    std::size_t Survive(const char* name, const std::function<void()>& scenario, const Inspect& inspect,
+                        std::size_t distance = 1);
 
     // The known functions whose libraries don't have them: their rows would never be used.
     static std::vector<std::string> UnknownFunctions();
@@ -55,4 +64,15 @@ class FaultInjection {
   private:
     // One run; what was wrong with it in words.
     std::string RunOnce(const std::function<void()>& scenario, const Inspect& inspect, Fault fault);
+};
+
+// The distance for a wizard whose engine has a loop of its own for all its points.
+constexpr std::size_t kTenth = 10;
+
+// A fixture whose own patches are called before the injection's, so that they see the calls that fail too.
+template <class Fixture>
+struct UnderFaults : Fixture {
+    static void SetUpTestSuite() { injection.emplace(); }
+    static void TearDownTestSuite() { injection.reset(); }
+    static inline std::optional<FaultInjection> injection;
 };

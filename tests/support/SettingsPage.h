@@ -19,21 +19,25 @@ constexpr wchar_t kRestartQuestion[] =
 struct Restart {
     static inline int calls;             // 10 for each privilege, 1 for each restart
     static inline std::wstring refused;  // "privilege" or "exit"
-    static BOOL WINAPI Adjust(HANDLE token, BOOL, TOKEN_PRIVILEGES* wanted, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
-        PUBLIC_OBJECT_BASIC_INFORMATION opened{};
-        NtQueryObject(token, ObjectBasicInformation, &opened, sizeof opened, nullptr);
+    static inline HANDLE token;          // whose privilege was asked for
+    static BOOL WINAPI Adjust(HANDLE opened, BOOL, TOKEN_PRIVILEGES* wanted, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
+        PUBLIC_OBJECT_BASIC_INFORMATION object{};
+        token = opened;
+        NtQueryObject(token, ObjectBasicInformation, &object, sizeof object, nullptr);
         LUID_AND_ATTRIBUTES shutdown{{}, SE_PRIVILEGE_ENABLED};
         LookupPrivilegeValueW(nullptr, L"SeShutdownPrivilege", &shutdown.Luid);
-        const bool rights = opened.GrantedAccess == (TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY);
-        EXPECT_TRUE(rights && memcmp(&shutdown, wanted->Privileges, sizeof shutdown) == 0);
+        EXPECT_EQ(object.GrantedAccess, ACCESS_MASK{TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY});
+        EXPECT_EQ(memcmp(&shutdown, wanted->Privileges, sizeof shutdown), 0) << "another privilege";
         calls += 10;
         return SetLastError(refused == L"privilege" ? ERROR_NOT_ALL_ASSIGNED : ERROR_SUCCESS), TRUE;
     }
     static BOOL WINAPI Exit(UINT flags, DWORD reason) {
-        EXPECT_TRUE(++calls > 10 && flags == EWX_REBOOT && reason == 0x80040001);
+        EXPECT_GT(++calls, 10) << "without the privilege";
+        EXPECT_EQ(flags, UINT{EWX_REBOOT});
+        EXPECT_EQ(reason, 0x80040001);
         return refused != L"exit";
     }
-    const ImportPatch adjust{(calls = 0, refused = L"", nullptr), "AdjustTokenPrivileges", &Adjust},
+    const ImportPatch adjust{(calls = 0, refused = L"", token = nullptr, nullptr), "AdjustTokenPrivileges", &Adjust},
         exit{nullptr, "ExitWindowsEx", &Exit};
 };
 
@@ -90,10 +94,10 @@ class SettingsPageTest : public testing::Test {
     static size_t Faults(const char* name, const std::function<void()>& scenario,
                          const FaultInjection::Inspect& inspect) {
         ForgetSupportFunctions();
-        const auto figure = FaultInjection(nullptr, FaultInjection::Support::Included).Run(name, scenario, inspect);
+        const size_t points =
+            FaultInjection(nullptr, FaultInjection::Support::Included).Survive(name, scenario, inspect);
         ForgetSupportFunctions();
-        EXPECT_TRUE(figure.AllSurvived()) << testing::PrintToString(figure.problems);
-        return figure.points;
+        return points;
     }
 
     // The boxes of the last run: "?" the question for a restart, "!" the failure to save, "x" any other.

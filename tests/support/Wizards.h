@@ -8,6 +8,8 @@
 
 #include <memory>
 
+#include "tests/support/Boxes.h"
+#include "tests/support/FaultInjection.h"
 #include "tests/support/ModalScript.h"
 #include "tests/support/Services.h"
 #include "wizards/WizardCheckContainer.h"
@@ -108,4 +110,26 @@ class WizardTest : public testing::Test {
     static inline WizardTest* self_;
     static inline std::vector<HWND> clients_;
     ImportPatch patch_{(self_ = this, clients_.clear(), nullptr), "CryptSetProvParam", &SetClient};
+};
+
+// Wizards some of whose calls fail.
+template <class Fixture>
+struct TorturedWizards : UnderFaults<Fixture> {
+    template <class Wizard>
+    void Survive(const char* name, const std::vector<ModalScript::Step>& steps, const FaultInjection::Inspect& verdict,
+                 std::size_t distance = 1) {
+        run = [&] {
+            ShownBoxes::shown.clear();
+            const ModalScript script(steps);
+            finished = Wizard(nullptr).DoModal() == ID_WIZFINISH;
+        };
+        const auto inspect = [&](const Fault& fault) -> std::string {
+            const std::string wrong = verdict(fault);
+            if (!this->ClientIsReset()) return "the client window stays";
+            return finished || fault.point != Fault::kNone ? wrong : "unfinished without a fault";
+        };
+        this->injection->Survive(name, run, inspect, distance);
+    }
+    std::function<void()> run;  // once more
+    bool finished = false;      // the last run
 };

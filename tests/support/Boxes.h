@@ -1,0 +1,41 @@
+// Stands in for the system's message boxes: notes what they are given and answers them.
+#pragma once
+
+#include <windows.h>
+
+#include <deque>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tests/support/ImportPatch.h"
+
+// A message's icon and buttons, and its text.
+using Box = std::pair<UINT, std::wstring>;
+using Boxes = std::vector<Box>;
+
+class ShownBoxes {
+  public:
+    ShownBoxes() { shown.clear(), answers.clear(), meanwhile = nullptr; }
+
+    static inline Boxes shown;
+    static inline std::wstring caption;             // of the last one
+    static inline DWORD_PTR help;                   // likewise, its context
+    static inline std::deque<int> answers;          // to the questions; those beyond them are answered with Yes
+    static inline std::function<void()> meanwhile;  // what happens while the next box is open
+
+  private:
+    static int WINAPI Show(const MSGBOXPARAMSW* box) {
+        shown.emplace_back(box->dwStyle, box->lpszText);
+        caption = box->lpszCaption;
+        help = box->dwContextHelpId;
+        if (const auto act = std::exchange(meanwhile, nullptr)) act();
+        if (!(box->dwStyle & MB_YESNO)) return IDOK;
+        const int answer = answers.empty() ? IDYES : answers.front();
+        if (!answers.empty()) answers.pop_front();
+        return answer;
+    }
+
+    const ImportPatch patch_{nullptr, "MessageBoxIndirectW", &Show};
+};
