@@ -4,7 +4,6 @@
 #include <cpl.h>
 
 #include "applet/ControlPanelApp.h"
-#include "applet/services/ProcessCaches.h"
 #include "framework/Module.h"
 #include "wizards/WizardCertificateOnContainer.h"
 #include "wizards/WizardChangePassword.h"
@@ -26,7 +25,7 @@ CMyControlPanelApp& App() {
 // What comes of it is the wizard's affair; without memory there is none.
 template <class Wizard>
 void RunWizard(HWND parent) noexcept {
-    const ActivationScope context(Caches().ModuleContext());
+    const ActivationScope context(Module::ActivationContext());
     try {
         Wizard wizard(parent);
         wizard.DoModal();
@@ -39,7 +38,7 @@ void RunWizard(HWND parent) noexcept {
 extern "C" {
 
 LONG APIENTRY CPlApplet(HWND window, UINT message, LPARAM lParam1, LPARAM lParam2) noexcept {
-    const ActivationScope context(Caches().ModuleContext());
+    const ActivationScope context(Module::ActivationContext());
     try {
         return static_cast<LONG>(App().ControlPanelMessage(window, message, lParam1, lParam2));
     } catch (...) {

@@ -55,6 +55,18 @@ void CheckRange(CDataExchange* exchange, long long value, long long least, long 
 
 }  // namespace
 
+// Defined here so that framework/Wnd does not include this unit.
+bool CWnd::UpdateData(bool saveAndValidate) {
+    if (!m_hWnd) return false;
+    CDataExchange exchange(*this, saveAndValidate);
+    try {
+        DoDataExchange(&exchange);
+        return true;
+    } catch (const CDataExchange::Failed&) {
+        return false;
+    }
+}
+
 HWND CDataExchange::PrepareCtrl(UINT id) {
     control_ = m_pDlgWnd->GetDlgItem(id);
     edit_ = false;

@@ -21,11 +21,18 @@ std::wstring LongFileName();
 // The resource's bytes in exactly this language; empty when there is none. They live as long as the module.
 std::span<const BYTE> Resource(UINT type, UINT id, WORD language) noexcept;
 
+// The module's activation context: the one that the loader created for it, else one created from its own manifest;
+// INVALID_HANDLE_VALUE when it has neither. It is looked up once and kept until the module is unloaded.
+HANDLE ActivationContext() noexcept;
+
 }  // namespace Module
 
-// Activation contexts: which versions of side-by-side libraries (common controls 6 above all) are bound to.
+// Activation contexts select the versions of side-by-side libraries (above all common controls 6).
 
-// The context of the manifest that `module` carries as resource `manifestId`; none when it has no usable one.
+// The resource id of a library's own manifest.
+constexpr WORD kLibraryManifestId = 2;
+
+// The context of the manifest that `module` carries as resource `manifestId`; empty when it has no usable one.
 UniqueActivationContext CreateModuleContext(HMODULE module, WORD manifestId) noexcept;
 
 // Activates a context for the calling thread, until the scope ends. INVALID_HANDLE_VALUE (none) changes nothing.

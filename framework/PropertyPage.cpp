@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "framework/Module.h"
-#include "framework/PropertySheet.h"
 
 namespace {
 
@@ -56,6 +55,11 @@ void CPropertyPage::SetHeader(std::wstring title, std::wstring subtitle) {
         m_psp.pszHeaderSubTitle = headerSubtitle_.c_str();
         m_psp.dwFlags |= PSP_USEHEADERSUBTITLE;
     }
+}
+
+HPROPSHEETPAGE CPropertyPage::CreatePage(IPropertyPageSite& site) noexcept {
+    site_ = &site;
+    return CreatePropertySheetPageW(&m_psp);
 }
 
 void CPropertyPage::SetModified(bool modified) noexcept {
@@ -175,7 +179,7 @@ LRESULT CPropertyPage::AnswerWhenDestroyed(const Message& message) noexcept {
 }
 
 MessageResult CPropertyPage::Applied(bool applied) noexcept {
-    if (sheet_) sheet_->PageApplied(applied);
+    if (site_) site_->PageApplied(applied);
     return applied ? PSNRET_NOERROR : PSNRET_INVALID;
 }
 
@@ -183,7 +187,7 @@ INT_PTR CALLBACK CPropertyPage::PageProc(HWND window, UINT message, WPARAM wPara
     if (message == WM_INITDIALOG) {
         const auto* page = reinterpret_cast<const PROPSHEETPAGEW*>(lParam);
         auto* self = reinterpret_cast<CPropertyPage*>(page->lParam);
-        if (self->sheet_) self->sheet_->AttachSheet(::GetParent(window));
+        if (self->site_) self->site_->AttachSheet(::GetParent(window));
         self->activated_ = self->shown_ = false;
         self->usable_ = true;
         return self->Begin(window);

@@ -9,6 +9,21 @@
 
 class CPropertySheet;
 
+// What a page calls on the sheet that shows it.
+class IPropertyPageSite {
+  public:
+    virtual CPropertySheet& Sheet() noexcept = 0;
+
+    // The sheet's window exists; called before the page's own initialisation, for each page. Throws std::bad_alloc.
+    virtual void AttachSheet(HWND window) = 0;
+
+    // The page's answer to the sheet's request to apply.
+    virtual void PageApplied(bool accepted) noexcept = 0;
+
+  protected:
+    ~IPropertyPageSite() = default;
+};
+
 class CPropertyPage : public CDialog {
   public:
     CPropertyPage() noexcept;
@@ -27,7 +42,10 @@ class CPropertyPage : public CDialog {
     void HideHeader() noexcept { m_psp.dwFlags |= PSP_HIDEHEADER; }
 
     // The sheet that this page was added to; nullptr before.
-    CPropertySheet* GetParentSheet() const noexcept { return sheet_; }
+    CPropertySheet* GetParentSheet() const noexcept { return site_ ? &site_->Sheet() : nullptr; }
+
+    // Creates the system's page object for `site`, which must outlive the page's window. nullptr on failure.
+    HPROPSHEETPAGE CreatePage(IPropertyPageSite& site) noexcept;
 
     void SetModified(bool modified = true) noexcept;
 
@@ -69,9 +87,7 @@ class CPropertyPage : public CDialog {
 
     static INT_PTR CALLBACK PageProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept;
 
-    friend class CPropertySheet;
-
-    CPropertySheet* sheet_ = nullptr;
+    IPropertyPageSite* site_ = nullptr;
     bool activated_ = false;
     bool shown_ = false;
     bool usable_ = true;  // false: its start failed

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "framework/Module.h"
-#include "framework/PropertyPage.h"
 #include "framework/Wnd.h"
 
 namespace {
@@ -63,8 +62,7 @@ HWND CPropertySheet::CreateSheet() {
     handles.reserve(pages_.size());
     for (CPropertyPage* page : pages_) {
         if (!page->HasTemplate()) continue;
-        page->sheet_ = this;
-        if (const HPROPSHEETPAGE handle = CreatePropertySheetPageW(&page->m_psp)) handles.push_back(handle);
+        if (const HPROPSHEETPAGE handle = page->CreatePage(*this)) handles.push_back(handle);
     }
     if (handles.empty()) return nullptr;
 

@@ -9,14 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "framework/PropertyPage.h"
 #include "framework/Wnd.h"
-
-class CPropertyPage;
 
 // What a finished wizard's run results in: the id of the button.
 constexpr INT_PTR ID_WIZFINISH = 0x3025;
 
-class CPropertySheet : public CWnd {
+class CPropertySheet : public CWnd, private IPropertyPageSite {
   public:
     CPropertySheet() noexcept;
 
@@ -61,15 +60,15 @@ class CPropertySheet : public CWnd {
     void OnNcDestroyed() override {}  // PostNcDestroy follows at the end of DoModal
 
   private:
-    friend class CPropertyPage;
-
     struct Run {
         bool ended = false;
         INT_PTR result = IDCANCEL;
     };
 
-    void AttachSheet(HWND window);
-    void PageApplied(bool accepted) noexcept;
+    CPropertySheet& Sheet() noexcept override { return *this; }
+    void AttachSheet(HWND window) override;
+    void PageApplied(bool accepted) noexcept override;
+
     HWND CreateSheet();
     static INT_PTR RunLoop(HWND window, const Run& run, INT_PTR finished) noexcept;
 

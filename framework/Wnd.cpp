@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "framework/DataExchange.h"
 #include "framework/Handles.h"
 #include "framework/Module.h"
 
@@ -77,17 +76,6 @@ void CWnd::UnsubclassWindow() noexcept {
     RemoveWindowSubclass(m_hWnd, &SubclassProc, kSubclassId);
     RemovePropW(m_hWnd, ObjectProperty());
     m_hWnd = nullptr;
-}
-
-bool CWnd::UpdateData(bool saveAndValidate) {
-    if (!m_hWnd) return false;
-    CDataExchange exchange(*this, saveAndValidate);
-    try {
-        DoDataExchange(&exchange);
-        return true;
-    } catch (const CDataExchange::Failed&) {
-        return false;
-    }
 }
 
 void CWnd::DoDataExchange(CDataExchange*) {}

@@ -123,7 +123,7 @@ TEST_F(ProductLibraryLoad, QuietInTheModulesContextAndFromTheRegisteredPathOnly)
     EXPECT_FALSE(UniqueModule(LoadProductLibrary(L"kvsuprt.dll")));  // although one lies beside
     EXPECT_EQ(path, directory.Path() + kLibrary);
     EXPECT_EQ(errorMode, DWORD{SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX});
-    EXPECT_EQ(context, Caches().ModuleContext());
+    EXPECT_EQ(context, Module::ActivationContext());
     EXPECT_EQ(GetThreadErrorMode(), DWORD{SEM_NOGPFAULTERRORBOX});
 }
 

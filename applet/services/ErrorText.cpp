@@ -27,7 +27,7 @@ constexpr DWORD Facility(DWORD code) {
 // Libraries of the product lie side by side under this module's manifest, or under the signature library's.
 HMODULE LoadedProductModule(const wchar_t* name) {
     {
-        const ActivationScope own(Caches().ModuleContext());
+        const ActivationScope own(Module::ActivationContext());
         if (const HMODULE module = GetModuleHandleW(name)) return module;
     }
     const HANDLE context = Caches().SignatureLibraryContext();

@@ -18,10 +18,6 @@ class ProcessCaches {
     // The name that message boxes and the configuration sheet are captioned with (DisplayName.h).
     std::wstring displayName;
 
-    // This module's activation context: the one the loader gave it, else one made from its own manifest;
-    // INVALID_HANDLE_VALUE when there is neither.
-    HANDLE ModuleContext() noexcept;
-
     // The activation context of the product's signature library, when that is loaded in the process; made once, from
     // its own manifest. INVALID_HANDLE_VALUE when there is none.
     HANDLE SignatureLibraryContext() noexcept;
@@ -30,7 +26,6 @@ class ProcessCaches {
     HCURSOR HandCursor() noexcept;
 
   private:
-    std::optional<UniqueActivationContext> moduleContext_;
     UniqueActivationContext signatureContext_;
     std::optional<UniqueCursor> handCursor_;
 };

@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "applet/services/ProcessCaches.h"
 #include "framework/Module.h"
 #include "framework/Registry.h"
 #include "framework/SystemLibrary.h"
@@ -39,7 +38,7 @@ class QuietErrors {
 // `load` is one of the functions of LibraryLoading.h.
 HMODULE Load(HMODULE load(const wchar_t*) noexcept, const wchar_t* file) noexcept {
     const QuietErrors quiet;
-    const ActivationScope context(Caches().ModuleContext());
+    const ActivationScope context(Module::ActivationContext());
     return load(file);
 }
 
