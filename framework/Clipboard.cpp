@@ -6,11 +6,6 @@
 
 namespace {
 
-struct GlobalMemoryPolicy : NullPointerPolicy<HGLOBAL> {
-    static void close(Handle memory) noexcept { GlobalFree(memory); }
-};
-using UniqueGlobalMemory = UniqueHandle<GlobalMemoryPolicy>;
-
 class OpenedClipboard {
   public:
     // Another program may be reading or writing it, which takes a moment.

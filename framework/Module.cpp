@@ -68,7 +68,7 @@ UniqueActivationContext CreateModuleContext(HMODULE module, WORD manifestId) noe
 }
 
 ActivationScope::ActivationScope(HANDLE context) noexcept {
-    if (context != ActivationContextPolicy::null()) active_ = ActivateActCtx(context, &cookie_) != FALSE;
+    if (context != INVALID_HANDLE_VALUE) active_ = ActivateActCtx(context, &cookie_) != FALSE;
 }
 
 ActivationScope::~ActivationScope() {

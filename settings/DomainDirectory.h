@@ -18,16 +18,13 @@
 // Owners of what COM automation hands about: interfaces, texts, values.
 
 template <class Interface>
-struct InterfacePolicy : NullPointerPolicy<Interface*> {
-    static void close(Interface* object) noexcept { object->Release(); }
-};
+void ReleaseInterface(Interface* object) noexcept {
+    object->Release();
+}
 template <class Interface>
-using UniqueInterface = UniqueHandle<InterfacePolicy<Interface>>;
+using UniqueInterface = UniqueHandle<Interface*, &ReleaseInterface<Interface>>;
 
-struct AutomationTextPolicy : NullPointerPolicy<BSTR> {
-    static void close(Handle text) noexcept { SysFreeString(text); }
-};
-using UniqueAutomationText = UniqueHandle<AutomationTextPolicy>;
+using UniqueAutomationText = UniqueHandle<BSTR, &SysFreeString>;
 
 // Asks an object for another of its interfaces; none stays in `wanted` on failure.
 template <class Interface>

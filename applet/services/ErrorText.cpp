@@ -31,7 +31,7 @@ HMODULE LoadedProductModule(const wchar_t* name) {
         if (const HMODULE module = GetModuleHandleW(name)) return module;
     }
     const HANDLE context = Caches().SignatureLibraryContext();
-    if (context == ActivationContextPolicy::null()) return nullptr;
+    if (context == INVALID_HANDLE_VALUE) return nullptr;
     const ActivationScope signature(context);
     return GetModuleHandleW(name);
 }

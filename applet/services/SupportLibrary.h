@@ -81,15 +81,8 @@ DWORD support_wnd_language_done() noexcept;
 // Whether `path` may be changed by this user.
 bool MayWrite(const wchar_t* path) noexcept;
 
-struct SupportValuePolicy : NullPointerPolicy<HANDLE> {
-    static void close(Handle value) noexcept { support_registry_value_free(value); }
-};
-using UniqueSupportValue = UniqueHandle<SupportValuePolicy>;
-
-struct SupportSearchPolicy : NullPointerPolicy<HANDLE> {
-    static void close(Handle search) noexcept { support_registry_search_close(search); }
-};
-using UniqueSupportSearch = UniqueHandle<SupportSearchPolicy>;
+using UniqueSupportValue = UniqueHandle<HANDLE, &support_registry_value_free>;
+using UniqueSupportSearch = UniqueHandle<HANDLE, &support_registry_search_close>;
 
 // The number at `path`; `missing` when there is none, or what is there isn't a number.
 LONG FindLong(const wchar_t* path, LONG missing) noexcept;
