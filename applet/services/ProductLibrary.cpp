@@ -1,7 +1,5 @@
 #include "applet/services/ProductLibrary.h"
 
-#include <cstring>
-
 #include "framework/Module.h"
 #include "framework/Registry.h"
 #include "framework/SystemLibrary.h"
@@ -88,16 +86,10 @@ DWORD ProductLibrary::Load() noexcept {
 }
 
 void ProductLibrary::Release() noexcept {
-    if (references_ == 0 || --references_ != 0) return;
-    used_ = 0;
+    if (references_ != 0) --references_;
 }
 
 FARPROC ProductLibrary::Find(const char* name) noexcept {
-    for (size_t i = 0; i < used_; ++i) {
-        if (std::strcmp(entries_[i].name, name) == 0) return entries_[i].function;
-    }
     if (!module_ && Load() != 0) return nullptr;
-    const FARPROC function = GetProcAddress(module_, name);
-    if (function && used_ < entries_.size()) entries_[used_++] = {name, function};
-    return function;
+    return GetProcAddress(module_, name);
 }
