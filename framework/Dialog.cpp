@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "framework/Controls.h"
 #include "framework/Module.h"
 #include "framework/Wnd.h"
 
@@ -65,6 +66,12 @@ void CDialog::OnOK() {
 
 void CDialog::OnCancel() {
     EndDialog(IDCANCEL);
+}
+
+void CDialog::EnableControl(UINT id, bool enable) noexcept {
+    const HWND control = GetDlgItem(id);
+    if (!enable && control == GetFocus()) ::SendMessageW(m_hWnd, WM_NEXTDLGCTL, 0, FALSE);
+    EnableWithLabel(control, enable);
 }
 
 MessageResult CDialog::HandleMessage(const Message& message) {

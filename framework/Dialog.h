@@ -26,6 +26,10 @@ class CDialog : public CWnd {
     virtual void OnOK();      // takes the controls' values; ends with IDOK when they are valid
     virtual void OnCancel();  // ends with IDCANCEL
 
+    // Enables or disables a control and the static text that labels it. Moves the focus on from a control that is being
+    // disabled, because a dialog whose focused control is disabled gets no keyboard input.
+    void EnableControl(UINT id, bool enable) noexcept;
+
     MessageResult HandleMessage(const Message& message) override;
 
     // What a dialog procedure returns for a message to this attached object. Lets nothing out.
