@@ -21,7 +21,7 @@ bool IsFullPath(const std::wstring& path) {
     return drive || share;
 }
 
-// Switches off the boxes that the system shows when a load fails, for this thread.
+// Disables the message boxes that the system shows for this thread when a load fails.
 class QuietErrors {
   public:
     QuietErrors() noexcept { SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &previous_); }
@@ -33,7 +33,7 @@ class QuietErrors {
     DWORD previous_ = 0;
 };
 
-// `load` is one of the functions of LibraryLoading.h.
+// `load` is one of the functions of SystemLibrary.h.
 HMODULE Load(HMODULE load(const wchar_t*) noexcept, const wchar_t* file) noexcept {
     const QuietErrors quiet;
     const ActivationScope context(Module::ActivationContext());
@@ -70,7 +70,7 @@ HMODULE LoadProductLibrary(const wchar_t* fileName) noexcept {
     return path.empty() ? Load(&LoadLibraryFromSafeDirectories, fileName) : Load(&LoadLibraryByPath, path.c_str());
 }
 
-// The product's directory, which may be in the PATH, is tried instead of the PATH.
+// Tries the product's directory instead of the PATH, which may contain it.
 HMODULE LoadLibraryByName(const wchar_t* fileName) noexcept {
     const HMODULE module = Load(&LoadLibraryFromSafeDirectories, fileName);
     return module ? module : LoadProductLibrary(fileName);
