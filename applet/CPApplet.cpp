@@ -13,16 +13,16 @@
 
 namespace {
 
-// The page that the shell's parameter string asks for. What is no page number opens the first page.
+// The number of the page in the shell's parameter string; 0, the first page, when there is no number.
 UINT StartPage(const char* parameters) {
-    const long page = parameters ? std::strtol(parameters, nullptr, 10) : 0;  // too large a number is the largest
+    const long page = parameters ? std::strtol(parameters, nullptr, 10) : 0;  // LONG_MAX when the number is too large
     return page > 0 ? static_cast<UINT>(page) : 0;
 }
 
-// Copies what fits.
-template <size_t Room>
-void CopyText(wchar_t (&field)[Room], const std::wstring& text) {
-    field[text.copy(field, Room - 1)] = L'\0';
+// Copies the text, truncated to the size of the field.
+template <size_t Size>
+void CopyText(wchar_t (&field)[Size], const std::wstring& text) {
+    field[text.copy(field, Size - 1)] = L'\0';
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// CCPApplet: one applet of the module, as the Control Panel sees it.
+// CCPApplet: one Control Panel applet of the module.
 #pragma once
 
 #include <windows.h>
@@ -11,21 +11,22 @@
 
 class CCPApplet {
   public:
-    // Makes the window that the applet opens, with new; the window deletes itself.
+    // Creates the applet's window with new. The window deletes itself.
     using RuntimeClass = CWnd* (*)();
 
-    // `icon`, `name` and `information` are resource ids. A dynamic applet is asked for its texts each time.
+    // `icon`, `name` and `information` are resource ids. The Control Panel asks a dynamic applet for its
+    // texts each time.
     CCPApplet(RuntimeClass runtimeClass, int icon, int name, int information, bool dynamic) noexcept
         : runtimeClass_(runtimeClass), icon_(icon), name_(name), information_(information), dynamic_(dynamic) {}
     virtual ~CCPApplet() = default;
     CCPApplet(const CCPApplet&) = delete;
     CCPApplet& operator=(const CCPApplet&) = delete;
 
-    // Opens the applet's window over `parent` and runs it, anew whenever it ends with IDRETRY. `parameters` may be
-    // nullptr; a decimal number there is the page to open first. False when the window could not be opened.
+    // Creates the applet's window, owned by `parent`, and runs it; again as long as it ends with IDRETRY. `parameters`:
+    // the number of the page to open first, in decimal, or nullptr. False when the window could not be opened.
     virtual bool OnDblclk(HWND parent, const char* parameters);
     virtual void OnInquire(CPLINFO& information);
-    // 0, or 1 for an applet that isn't dynamic. Texts that are too long for the record are cut.
+    // Returns 0, or 1 for an applet that is not dynamic. Texts that are too long for the record are truncated.
     virtual LRESULT OnNewInquire(NEWCPLINFOW& information);
     virtual LRESULT OnSelect() { return 0; }
     virtual LRESULT OnStop() { return 0; }

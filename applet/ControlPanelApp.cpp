@@ -30,14 +30,15 @@ LRESULT CControlPanelApp::ControlPanelMessage(HWND window, UINT message, LPARAM 
         case CPL_STOP: return applet.OnStop();
         case CPL_NEWINQUIRE: return applet.OnNewInquire(*reinterpret_cast<NEWCPLINFOW*>(lParam2));
         case CPL_STARTWPARMSA: return applet.OnDblclk(window, reinterpret_cast<const char*>(lParam2)) ? 1 : 0;
-        case CPL_STARTWPARMSW: return 0;  // not handled: the shell goes on with CPL_STARTWPARMSA or CPL_DBLCLK
+        case CPL_STARTWPARMSW: return 0;  // not handled: the shell then sends CPL_STARTWPARMSA or CPL_DBLCLK
         default: return 1;
     }
 }
 
 bool CMyControlPanelApp::InitApplets() {
-    // A host with another threading model keeps its own; without the library the panel shows defaults.
-    initialisations_.reserve(initialisations_.size() + 1);  // what is taken now is noted for certain
+    // Neither failure is fatal: the host may have initialised COM with another threading model, and without the support
+    // library the panel shows default values.
+    initialisations_.reserve(initialisations_.size() + 1);  // so that push_back cannot fail after the calls
     initialisations_.push_back({SUCCEEDED(CoInitialize(nullptr)), LoadSupportLibrary() == 0});
     if (applets_.empty()) {
         applets_.push_back(std::make_unique<CCPApplet>([]() -> CWnd* { return new CPropSheetConfigCSP; }, IDI_PRODUCT,
@@ -48,11 +49,11 @@ bool CMyControlPanelApp::InitApplets() {
 
 LRESULT CMyControlPanelApp::ExitApplets() {
     if (initialisations_.empty()) return 0;
-    const Taken taken = initialisations_.back();
+    const Initialisation ended = initialisations_.back();
     initialisations_.pop_back();
     support_wnd_language_done();
-    if (taken.library) ReleaseSupportLibrary();
-    if (taken.com) CoUninitialize();
+    if (ended.library) ReleaseSupportLibrary();
+    if (ended.com) CoUninitialize();
     if (initialisations_.empty()) applets_.clear();
     return CControlPanelApp::ExitApplets();
 }

@@ -1,4 +1,4 @@
-// CControlPanelApp: a module of Control Panel applets, and how the shell's messages reach them.
+// CControlPanelApp: the applets of a Control Panel module and the dispatching of the shell's messages to them.
 #pragma once
 
 #include <windows.h>
@@ -9,8 +9,7 @@
 
 #include "applet/CPApplet.h"
 
-// CNotSupportedException: what was asked for doesn't exist here.
-
+// The requested applet does not exist.
 class CNotSupportedException : public std::exception {
   public:
     const char* what() const noexcept override { return "not supported"; }
@@ -23,8 +22,8 @@ class CControlPanelApp {
     CControlPanelApp(const CControlPanelApp&) = delete;
     CControlPanelApp& operator=(const CControlPanelApp&) = delete;
 
-    // One message of the shell (CPL_…); its result. Throws CNotSupportedException when the message is for an applet
-    // that doesn't exist.
+    // Handles a message of the shell (CPL_…) and returns its result. Throws CNotSupportedException when the message is
+    // for an applet that does not exist.
     virtual LRESULT ControlPanelMessage(HWND window, UINT message, LPARAM lParam1, LPARAM lParam2);
 
   protected:
@@ -37,18 +36,17 @@ class CControlPanelApp {
     CCPApplet& AppletAt(LPARAM position) const;
 };
 
-// CMyControlPanelApp: this module's one application object and its one applet.
-
+// The application object of this module, with one applet.
 class CMyControlPanelApp : public CControlPanelApp {
   protected:
     bool InitApplets() override;
     LRESULT ExitApplets() override;
 
   private:
-    // What one CPL_INIT took. Several hosts in one process may begin and end independently.
-    struct Taken {
+    // What one CPL_INIT initialised. Several hosts in one process may send CPL_INIT and CPL_EXIT independently.
+    struct Initialisation {
         bool com;
         bool library;
     };
-    std::vector<Taken> initialisations_;
+    std::vector<Initialisation> initialisations_;
 };

@@ -1,10 +1,9 @@
-// What the module exports. Nothing is thrown out of here, and everything runs in the module's own activation context.
+// The module's exports. They let no exception out and run in the module's own activation context.
 #include <windows.h>
 
 #include <cpl.h>
 
 #include "applet/ControlPanelApp.h"
-#include "applet/services/ProcessCaches.h"
 #include "framework/Module.h"
 #include "wizards/WizardCertificateOnContainer.h"
 #include "wizards/WizardChangePassword.h"
@@ -13,7 +12,7 @@
 
 namespace {
 
-// The answer that means failure. The first three messages answer nonzero when they succeed.
+// The result that means failure. These three messages return nonzero on success.
 constexpr LONG FailureOf(UINT message) {
     return message == CPL_INIT || message == CPL_STARTWPARMSA || message == CPL_STARTWPARMSW ? 0 : 1;
 }
@@ -23,10 +22,10 @@ CMyControlPanelApp& App() {
     return app;
 }
 
-// What comes of it is the wizard's affair; without memory there is none.
+// The result is ignored: callers of the exports cannot receive one. Out of memory means no wizard.
 template <class Wizard>
 void RunWizard(HWND parent) noexcept {
-    const ActivationScope context(Caches().ModuleContext());
+    const ActivationScope context(Module::ActivationContext());
     try {
         Wizard wizard(parent);
         wizard.DoModal();
@@ -39,7 +38,7 @@ void RunWizard(HWND parent) noexcept {
 extern "C" {
 
 LONG APIENTRY CPlApplet(HWND window, UINT message, LPARAM lParam1, LPARAM lParam2) noexcept {
-    const ActivationScope context(Caches().ModuleContext());
+    const ActivationScope context(Module::ActivationContext());
     try {
         return static_cast<LONG>(App().ControlPanelMessage(window, message, lParam1, lParam2));
     } catch (...) {
@@ -47,7 +46,7 @@ LONG APIENTRY CPlApplet(HWND window, UINT message, LPARAM lParam1, LPARAM lParam
     }
 }
 
-// The wizards that other programs open.
+// Opened by other programs.
 void APIENTRY WizChangePassword(HWND parent) noexcept {
     RunWizard<CWizardChangePassword>(parent);
 }

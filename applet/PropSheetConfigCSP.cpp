@@ -13,7 +13,7 @@ void CPropSheetControlPanel::Complete(HWND parent, UINT startPage) noexcept {
 }
 
 void CPropSheetControlPanel::OnInitDialog() {
-    // The window that shows in the task bar is the host's, not the sheet.
+    // The task bar shows the host's window instead of the sheet.
     for (const WPARAM size : {ICON_BIG, ICON_SMALL})
         ::SendMessageW(::GetParent(m_hWnd), WM_SETICON, size, reinterpret_cast<LPARAM>(icon_));
     CPropertySheet::OnInitDialog();

@@ -1,4 +1,4 @@
-// CPropSheetConfigCSP: the provider's configuration, eight pages in one sheet.
+// CPropSheetConfigCSP: the configuration sheet of the provider, with eight pages.
 #pragma once
 
 #include "framework/PropertySheet.h"
@@ -11,21 +11,20 @@
 #include "pages/PropPageConfigTLS.h"
 #include "pages/PropPageConfigWLReaders.h"
 
-// CPropSheetControlPanel: what any sheet that the Control Panel opens needs.
-
+// The base of sheets that the Control Panel opens.
 class CPropSheetControlPanel : public CPropertySheet {
   public:
     CPropSheetControlPanel();
 
-    // Completes what the parameterless construction left open: the owner, and the page to open first, from 0.
+    // Sets the owner and the page to open first, counted from 0. Call before DoModal.
     void Complete(HWND parent, UINT startPage) noexcept;
 
   protected:
     void OnInitDialog() override;
-    void PostNcDestroy() override;  // deletes the object: it is made with new, by the applet
+    void PostNcDestroy() override;  // deletes the object, which the applet created with new
 
   private:
-    HICON icon_;  // shared by the system
+    HICON icon_;  // shared, not destroyed
 };
 
 class CPropSheetConfigCSP : public CPropSheetControlPanel {

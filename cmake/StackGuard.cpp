@@ -1,7 +1,7 @@
-// What the stack protector needs at run time. The compiler's own library draws its guard from a cryptographic provider
-// while the module is being loaded, which costs every module several system libraries and milliseconds at a time when
-// nothing may be loaded. Here the guard is mixed from the clock, the process and where the system put the stack, as
-// the platform's own compilers do.
+// The run-time part of the stack protector. The compiler's own library obtains the guard value from a cryptographic
+// provider while the module is being loaded, which loads several system libraries during a phase in which no library may
+// be loaded, and takes milliseconds. This one computes the guard from the clock, the process and thread ids and the
+// addresses of the stack and the module, like the platform's own compilers.
 #include <windows.h>
 
 #include <initializer_list>
@@ -29,7 +29,7 @@ __attribute__((constructor, optimize("no-stack-protector"))) static void MakeGua
         guard = (guard ^ part) * 0x9E3779B97F4A7C15u;
         guard ^= guard >> 29;
     }
-    __stack_chk_guard = guard & ~uintptr_t{0xFF};  // a zero byte first: texts that overrun stop at it
+    __stack_chk_guard = guard & ~uintptr_t{0xFF};  // the low byte is 0, so that an overrunning text ends before the guard
 }
 
 }  // extern "C"

@@ -127,7 +127,7 @@ void NameControlsApart(HWND dialog) {
         if (control.labelled && !repeated) continue;
         if (!annotations) annotations = OpenAnnotations();
         if (!annotations) return;
-        const std::wstring heading = control.heading.empty() ? L"" : control.heading + L": ";
+        const std::wstring heading = control.heading.empty() ? std::wstring() : control.heading + L": ";
         annotations->SetHwndPropStr(control.window, kClient, CHILDID_SELF, PROPID_ACC_NAME,
                                     (heading + control.name).c_str());
     }

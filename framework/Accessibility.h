@@ -1,5 +1,5 @@
-// What assistive technology is told about a window where it would find too little by itself. COM must be initialised on
-// the thread; otherwise, and where the system has no such service, nothing changes.
+// Names and roles of controls for assistive technology, where the ones that the system derives do not suffice. COM must
+// be initialised on the thread. Without COM or the system's annotation service the functions do nothing.
 #pragma once
 
 #include <windows.h>
@@ -7,8 +7,8 @@
 // `role`: ROLE_SYSTEM_….
 void SetAccessibleRole(HWND window, LONG role) noexcept;
 
-// Gives a name to each control of the dialog that takes the focus and would be spoken like another one or not at all:
-// the heading above it, a colon, and its own text or that of its label. A field after a button takes the button's text
-// and that of its unit. The heading is the text of the group box around
-// the control, or else the last text that ends with a colon before it and is no field's label. Throws std::bad_alloc.
+// Names each focusable control of the dialog whose name would be missing or the same as another control's. The name is
+// a heading, a colon, and the control's own text or that of its label; for a field directly after a button, the
+// button's text and the field's unit. The heading is the text of the group box around the control, or else the last
+// preceding static text that labels no field. Throws std::bad_alloc.
 void NameControlsApart(HWND dialog);

@@ -6,14 +6,9 @@
 
 namespace {
 
-struct GlobalMemoryPolicy : NullPointerPolicy<HGLOBAL> {
-    static void close(Handle memory) noexcept { GlobalFree(memory); }
-};
-using UniqueGlobalMemory = UniqueHandle<GlobalMemoryPolicy>;
-
 class OpenedClipboard {
   public:
-    // Another program may be reading or writing it, which takes a moment.
+    // Tries several times, because another program may have the clipboard open for a moment.
     explicit OpenedClipboard(HWND owner) noexcept {
         constexpr int kTries = 3;
         constexpr DWORD kBetweenTries = 20;  // milliseconds
@@ -46,6 +41,6 @@ bool CopyToClipboard(HWND owner, std::wstring_view text) noexcept {
 
     const OpenedClipboard clipboard(owner);
     if (!clipboard || !EmptyClipboard() || !SetClipboardData(CF_UNICODETEXT, memory.get())) return false;
-    static_cast<void>(memory.release());  // the system's now
+    static_cast<void>(memory.release());  // the system owns it now
     return true;
 }

@@ -5,5 +5,5 @@
 
 #include <string_view>
 
-// Puts a text in place of what the clipboard holds. False on failure.
+// Replaces the clipboard's content by a text. False on failure.
 bool CopyToClipboard(HWND owner, std::wstring_view text) noexcept;

@@ -33,7 +33,7 @@ void CToolTipCtrl::SetTextBehind(const CWnd& owner, UINT control, const std::wst
     tool.lpszText = const_cast<wchar_t*>(text.c_str());  // the control copies it
     GetWindowRect(owner.GetDlgItem(control), &tool.rect);
     MapWindowPoints(nullptr, owner.m_hWnd, reinterpret_cast<POINT*>(&tool.rect), 2);
-    // A tool is never removed: with one of them, some systems stop watching the mouse for all tools of the owner.
+    // Tools are never removed: after a removal some systems no longer show any tip of the owner.
     TTTOOLINFOW known = tool;
     known.lpszText = nullptr;
     if (SendMessage(TTM_GETTOOLINFOW, 0, reinterpret_cast<LPARAM>(&known))) {

@@ -1,4 +1,4 @@
-// CToolTipCtrl: tips for a window's controls.
+// Common controls: combo box, list view, spin button, static and tool tip; enabling a control with its label.
 #pragma once
 
 #include <windows.h>
@@ -10,9 +10,8 @@
 
 #include "framework/Wnd.h"
 
-// The static text that names a control: the window directly before it in the tab order, as for access keys.
-
-// nullptr when there is no static text before the control.
+// The static text that labels a control: the window directly before it in the tab order, as for access keys. nullptr
+// when that window is not a static text.
 inline HWND LabelOf(HWND control) noexcept {
     const HWND before = control ? GetWindow(control, GW_HWNDPREV) : nullptr;
     wchar_t kind[8] = L"";
@@ -20,17 +19,16 @@ inline HWND LabelOf(HWND control) noexcept {
     return lstrcmpiW(kind, L"Static") == 0 ? before : nullptr;
 }
 
-// A label in black beside a gray control would promise that the control can be used.
+// Also enables or disables the control's label, because a black label next to a gray control looks usable.
 inline void EnableWithLabel(HWND control, bool enable) noexcept {
     EnableWindow(control, enable);
     if (const HWND label = LabelOf(control)) EnableWindow(label, enable);
 }
 
-// CComboBox: a combo box's list and selection.
-
+// A combo box. Items are counted from 0.
 class CComboBox : public CWnd {
   public:
-    // With its label. Returns whether it was disabled before.
+    // Also enables or disables the label. Returns whether the combo box was disabled before.
     bool EnableWindow(bool enable = true) noexcept {
         const bool disabled = !::IsWindowEnabled(m_hWnd);
         EnableWithLabel(m_hWnd, enable);
@@ -39,7 +37,7 @@ class CComboBox : public CWnd {
     int AddString(const std::wstring& text) noexcept {  // the item's position; negative on failure
         return static_cast<int>(SendMessage(CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text.c_str())));
     }
-    // Selects the first item that begins with `text`, in whatever case; its position, negative when there is none.
+    // Selects the first item that begins with `text`, ignoring case. Returns its position; negative when there is none.
     int SelectString(const std::wstring& text) noexcept {
         return static_cast<int>(
             SendMessage(CB_SELECTSTRING, static_cast<WPARAM>(-1), reinterpret_cast<LPARAM>(text.c_str())));
@@ -59,11 +57,10 @@ class CComboBox : public CWnd {
     void SetItemData(int item, LPARAM data) noexcept { SendMessage(CB_SETITEMDATA, static_cast<WPARAM>(item), data); }
 };
 
-// CListCtrl: a list view in its report form. Items and columns are counted from 0.
-
+// A list view in report view. Items and columns are counted from 0.
 class CListCtrl : public CWnd {
   public:
-    // A column at the left edge of its text, `width` in pixels.
+    // Adds a left-aligned column; `width` in pixels.
     int InsertColumn(int column, const std::wstring& heading, int width) noexcept {
         LVCOLUMNW request{};
         request.mask = LVCF_TEXT | LVCF_FMT | LVCF_WIDTH | LVCF_SUBITEM;
@@ -101,7 +98,8 @@ class CListCtrl : public CWnd {
         request.iItem = item;
         return SendMessage(LVM_GETITEMW, 0, Pointer(request)) ? request.lParam : 0;
     }
-    // `compare` gets the data of two items and `argument`; negative: the first one goes before the second.
+    // `compare` receives the data of two items and `argument`. A negative result sorts the first item before the
+    // second.
     bool SortItems(PFNLVCOMPARE compare, LPARAM argument) noexcept {
         return SendMessage(LVM_SORTITEMS, static_cast<WPARAM>(argument), reinterpret_cast<LPARAM>(compare)) != 0;
     }
@@ -134,41 +132,40 @@ class CListCtrl : public CWnd {
     }
 };
 
-// CSpinButtonCtrl: an up-down control and the edit whose number it moves.
-
+// An up-down control that changes the number in an edit control.
 class CSpinButtonCtrl : public CWnd {
   public:
     void SetBuddy(HWND edit) noexcept { SendMessage(UDM_SETBUDDY, reinterpret_cast<WPARAM>(edit)); }
     void SetRange32(int least, int most) noexcept {
         SendMessage(UDM_SETRANGE32, static_cast<WPARAM>(least), static_cast<LPARAM>(most));
     }
-    // How far each click goes once the button has been held for so many seconds; in the order of the seconds.
+    // The step after the button has been held for a number of seconds, in ascending order of the seconds.
     void SetAccel(std::span<const UDACCEL> steps) noexcept {
         SendMessage(UDM_SETACCEL, steps.size(), reinterpret_cast<LPARAM>(steps.data()));
     }
 };
 
-// CStatic: a static text or picture.
-
+// A static text or picture.
 class CStatic : public CWnd {
   public:
-    // The icon stays the caller's. Returns the icon shown before.
+    // The caller keeps ownership of the icon. Returns the icon shown before.
     HICON SetIcon(HICON icon) noexcept {
         return reinterpret_cast<HICON>(SendMessage(STM_SETICON, reinterpret_cast<WPARAM>(icon)));
     }
 };
 
+// Tips for a window's controls.
 class CToolTipCtrl : public CWnd {
   public:
     ~CToolTipCtrl() override;
 
-    // The tip window is this object's; it is destroyed with the object or with `owner`, whichever goes first.
+    // Creates the tip window. It is destroyed together with this object or with `owner`, whichever is destroyed first.
     bool Create(const CWnd& owner) noexcept;
 
     // Shows `text` while the mouse rests over the control; the text is copied.
     bool AddTool(HWND control, const std::wstring& text) noexcept;
 
-    // Shows `text` while the mouse rests over the place of a control of `owner` and the control lets the mouse through,
-    // as a disabled one does; the text is copied. An empty text shows nothing.
+    // Shows `text` while the mouse is over the rectangle of a control of `owner` and the control does not receive mouse
+    // messages, which is the case while it is disabled. The text is copied; an empty one shows no tip.
     void SetTextBehind(const CWnd& owner, UINT control, const std::wstring& text) noexcept;
 };

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Texts are only set where they differ: setting one moves the caret and sends EN_CHANGE.
+// Sets only a different text, because setting one moves the caret and sends EN_CHANGE.
 void ShowText(HWND control, const std::wstring& text) {
     if (WindowText(control) != text) SetWindowTextW(control, text.c_str());
 }
@@ -55,6 +55,18 @@ void CheckRange(CDataExchange* exchange, long long value, long long least, long 
 
 }  // namespace
 
+// Defined here so that framework/Wnd does not include this unit.
+bool CWnd::UpdateData(bool saveAndValidate) {
+    if (!m_hWnd) return false;
+    CDataExchange exchange(*this, saveAndValidate);
+    try {
+        DoDataExchange(&exchange);
+        return true;
+    } catch (const CDataExchange::Failed&) {
+        return false;
+    }
+}
+
 HWND CDataExchange::PrepareCtrl(UINT id) {
     control_ = m_pDlgWnd->GetDlgItem(id);
     edit_ = false;
@@ -72,7 +84,7 @@ void CDataExchange::LimitText(int most) const {
 }
 
 void CDataExchange::Fail(unsigned textId, const std::wstring& insert1, const std::wstring& insert2) {
-    // The box changes the focus; the control is noted before it.
+    // The message box moves the focus, so the focus is set after it.
     const HWND control = control_;
     m_pDlgWnd->ShowMessage(FillInserts(m_pDlgWnd->LoadText(textId), insert1, insert2), MB_ICONEXCLAMATION | MB_OK);
     if (control) {

@@ -6,8 +6,7 @@
 #include <string>
 #include <type_traits>
 
-// Ids of the texts that the framework itself shows. They stand in the string table of the module it is linked into.
-
+// Ids of the framework's texts in the string table of the module that it is linked into.
 namespace FrameworkText {
 
 enum Id : unsigned {
@@ -23,7 +22,7 @@ class CWnd;
 
 class CDataExchange {
   public:
-    // Ends an exchange whose control holds what its member can't take. Caught by UpdateData.
+    // Thrown when the content of a control is not valid. Caught by UpdateData.
     struct Failed {};
 
     CDataExchange(CWnd& window, bool saveAndValidate) noexcept
@@ -36,10 +35,10 @@ class CDataExchange {
     HWND PrepareCtrl(UINT id);
     HWND PrepareEditCtrl(UINT id);
 
-    // Lets no more characters be typed into the edit control last prepared. Texts that are set may still be longer.
+    // Limits how many characters the user can type into the edit control last prepared.
     void LimitText(int most) const;
 
-    // Tells the user why, moves the focus to the control last prepared, ends the exchange.
+    // Shows the text to the user, moves the focus to the control last prepared, and ends the exchange.
     [[noreturn]] void Fail(unsigned textId, const std::wstring& insert1 = {}, const std::wstring& insert2 = {});
 
   private:
@@ -67,7 +66,7 @@ void DDX_Radio(CDataExchange* exchange, UINT id, Enum& value) {
     value = static_cast<Enum>(position);
 }
 
-// Each is called directly after the DDX_Text of its control.
+// Call each directly after the DDX_Text of its control.
 void DDV_MinMaxInt(CDataExchange* exchange, int value, int least, int most);
 void DDV_MinMaxUInt(CDataExchange* exchange, UINT value, UINT least, UINT most);
 void DDV_MaxChars(CDataExchange* exchange, const std::wstring& value, int most);

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "framework/Controls.h"
 #include "framework/Module.h"
 #include "framework/Wnd.h"
 
@@ -25,8 +26,8 @@ constexpr bool ReturnsDirectly(UINT message) {
     }
 }
 
-// Whether a template leaves the dialog's place open: both coordinates are 0. They follow five words in the older form
-// of templates, nine in the extended one, which begins with 1 and 0xFFFF.
+// Whether a template specifies no position: both coordinates are 0. They follow five words in a standard template and
+// nine in an extended one, which begins with 1 and 0xFFFF.
 bool LeavesPlaceOpen(std::span<const BYTE> dialogTemplate) noexcept {
     WORD words[11];
     if (dialogTemplate.size() < sizeof words) return false;
@@ -67,6 +68,12 @@ void CDialog::OnCancel() {
     EndDialog(IDCANCEL);
 }
 
+void CDialog::EnableControl(UINT id, bool enable) noexcept {
+    const HWND control = GetDlgItem(id);
+    if (!enable && control == GetFocus()) ::SendMessageW(m_hWnd, WM_NEXTDLGCTL, 0, FALSE);
+    EnableWithLabel(control, enable);
+}
+
 MessageResult CDialog::HandleMessage(const Message& message) {
     if (const MessageResult answer = CWnd::HandleMessage(message)) return answer;
     if (message.id != WM_COMMAND || HIWORD(message.wParam) != BN_CLICKED) return {};
@@ -78,7 +85,7 @@ MessageResult CDialog::HandleMessage(const Message& message) {
 }
 
 INT_PTR CDialog::AnswerDialogMessage(const Message& message) noexcept {
-    // The window may be gone, and the object with it, once the message has been handled.
+    // Handling the message may destroy the window and this object.
     const HWND window = m_hWnd;
     try {
         const MessageResult answer = HandleMessage(message);
@@ -87,7 +94,7 @@ INT_PTR CDialog::AnswerDialogMessage(const Message& message) noexcept {
         SetWindowLongPtrW(window, DWLP_MSGRESULT, *answer);
         return TRUE;
     } catch (...) {
-        return FALSE;  // out of memory: the dialog manager's own answer is the best that is left
+        return FALSE;  // out of memory: the message gets the dialog manager's default handling
     }
 }
 

@@ -10,11 +10,11 @@ class CFileDialog {
     enum class Kind { Open, Save };
 
     // `filter`: pairs of name and pattern, each ended by "|", one more "|" at the end ("All Files (*.*)|*.*||").
-    // `flags` (OFN_…) 0: the usual ones of that kind.
+    // `flags` (OFN_…) 0: the default flags of that kind.
     CFileDialog(Kind kind, std::wstring filter, DWORD flags = 0)
         : kind_(kind), filter_(std::move(filter)), flags_(flags) {}
 
-    // IDOK or IDCANCEL (also when the dialog can't be shown).
+    // IDOK or IDCANCEL; IDCANCEL also when the dialog could not be shown.
     INT_PTR DoModal(HWND owner);
 
     // The chosen file's full path; empty before IDOK.

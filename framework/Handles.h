@@ -1,4 +1,4 @@
-// The owning handles in use, one policy each.
+// UniqueHandle and the owning handles in use. Close functions are called nowhere else.
 #pragma once
 
 #include <windows.h>
@@ -6,12 +6,10 @@
 #include <wincrypt.h>
 #include <winsvc.h>
 
+#include <type_traits>
 #include <utility>
 
-// The owner of a handle. A policy says which value means none and how a handle is closed; raw close calls stand
-// nowhere else.
-
-// Keeps the thread's last-error value over a scope: what a clean-up does must not hide why it was needed.
+// Restores the thread's last-error value at the end of a scope, so that a clean-up does not hide why it was needed.
 class LastErrorKeeper {
   public:
     LastErrorKeeper() noexcept : error_(GetLastError()) {}
@@ -23,11 +21,14 @@ class LastErrorKeeper {
     DWORD error_;
 };
 
-// Policy: `using Handle`, `static Handle null()`, `static void close(Handle)`.
-template <class Policy>
+// The value that means "no handle".
+enum class EmptyHandle { Zero, InvalidHandleValue };
+
+// Owns a handle and closes it with `Close`, a function of the handle or of the handle and flags, for which 0 is passed.
+template <class HandleType, auto Close, EmptyHandle empty = EmptyHandle::Zero>
 class UniqueHandle {
   public:
-    using Handle = typename Policy::Handle;
+    using Handle = HandleType;
 
     UniqueHandle() noexcept = default;
     explicit UniqueHandle(Handle handle) noexcept : handle_(handle) {}
@@ -41,121 +42,69 @@ class UniqueHandle {
     ~UniqueHandle() { reset(); }
 
     Handle get() const noexcept { return handle_; }
-    explicit operator bool() const noexcept { return handle_ != Policy::null(); }
+    explicit operator bool() const noexcept { return handle_ != Empty(); }
 
-    // Gives the handle up; the caller owns it now.
-    [[nodiscard]] Handle release() noexcept { return std::exchange(handle_, Policy::null()); }
+    // Gives up ownership of the handle and returns it.
+    [[nodiscard]] Handle release() noexcept { return std::exchange(handle_, Empty()); }
 
-    // Closes what is held, keeping the thread's last-error value, and takes `handle` over.
-    void reset(Handle handle = Policy::null()) noexcept {
+    // Closes the owned handle, preserving the thread's last-error value, and takes ownership of `handle`.
+    void reset(Handle handle = Empty()) noexcept {
         const Handle old = std::exchange(handle_, handle);
-        if (old == Policy::null()) return;
+        if (old == Empty()) return;
         const LastErrorKeeper keeper;
-        Policy::close(old);
+        CloseNow(old);
     }
 
-    // Closes what is held, and tells how that went, with its last error; true when nothing is held. For those who must
-    // report it; the policy's close returns it.
+    // Closes the owned handle. False when that failed, with the last error of the close function; true when there was
+    // no handle. For close functions that return BOOL.
     bool close() noexcept {
         const Handle old = release();
-        return old == Policy::null() || Policy::close(old);
+        return old == Empty() || CloseNow(old);
     }
 
-    // For functions that return a handle through a pointer. What was held is closed first.
+    // For functions that return a handle through a pointer. Closes the owned handle first.
     Handle* put() noexcept {
         reset();
         return &handle_;
     }
 
   private:
-    Handle handle_ = Policy::null();
+    static Handle Empty() noexcept {
+        if constexpr (empty == EmptyHandle::Zero) {
+            return {};
+        } else {
+            return reinterpret_cast<Handle>(INVALID_HANDLE_VALUE);
+        }
+    }
+
+    static auto CloseNow(Handle handle) noexcept {
+        if constexpr (std::is_invocable_v<decltype(Close), Handle>) {
+            return Close(handle);
+        } else {
+            return Close(handle, 0);
+        }
+    }
+
+    Handle handle_ = Empty();
 };
 
-// What the handles whose none is a null pointer have in common.
-template <class HandleType>
-struct NullPointerPolicy {
-    using Handle = HandleType;
-    static Handle null() noexcept { return nullptr; }
-};
+using UniqueModule = UniqueHandle<HMODULE, &FreeLibrary>;
+using UniqueKernelHandle = UniqueHandle<HANDLE, &CloseHandle>;
+using UniqueFile = UniqueHandle<HANDLE, &CloseHandle, EmptyHandle::InvalidHandleValue>;
+using UniqueGlobalMemory = UniqueHandle<HGLOBAL, &GlobalFree>;
+using UniqueActivationContext = UniqueHandle<HANDLE, &ReleaseActCtx, EmptyHandle::InvalidHandleValue>;
+using UniqueRegistryKey = UniqueHandle<HKEY, &RegCloseKey>;
+using UniqueService = UniqueHandle<SC_HANDLE, &CloseServiceHandle>;  // a service or the service manager
 
-struct ModulePolicy : NullPointerPolicy<HMODULE> {
-    static void close(Handle module) noexcept { FreeLibrary(module); }
-};
-using UniqueModule = UniqueHandle<ModulePolicy>;
+using UniqueIcon = UniqueHandle<HICON, &DestroyIcon>;
+using UniqueCursor = UniqueHandle<HCURSOR, &DestroyCursor>;
+using UniqueFont = UniqueHandle<HFONT, &DeleteObject>;
+using UniqueBitmap = UniqueHandle<HBITMAP, &DeleteObject>;
 
-struct KernelHandlePolicy : NullPointerPolicy<HANDLE> {
-    static void close(Handle handle) noexcept { CloseHandle(handle); }
-};
-using UniqueKernelHandle = UniqueHandle<KernelHandlePolicy>;
+using UniqueCertificate = UniqueHandle<PCCERT_CONTEXT, &CertFreeCertificateContext>;
+using UniqueCertificateStore = UniqueHandle<HCERTSTORE, &CertCloseStore>;
 
-struct FilePolicy {
-    using Handle = HANDLE;
-    static Handle null() noexcept { return INVALID_HANDLE_VALUE; }
-    static void close(Handle file) noexcept { CloseHandle(file); }
-};
-using UniqueFile = UniqueHandle<FilePolicy>;
-
-struct RegistryKeyPolicy : NullPointerPolicy<HKEY> {
-    static void close(Handle key) noexcept { RegCloseKey(key); }
-};
-using UniqueRegistryKey = UniqueHandle<RegistryKeyPolicy>;
-
-struct ServicePolicy : NullPointerPolicy<SC_HANDLE> {
-    static void close(Handle service) noexcept { CloseServiceHandle(service); }
-};
-using UniqueService = UniqueHandle<ServicePolicy>;  // the service manager too
-
-struct IconPolicy : NullPointerPolicy<HICON> {
-    static void close(Handle icon) noexcept { DestroyIcon(icon); }
-};
-using UniqueIcon = UniqueHandle<IconPolicy>;
-
-struct CursorPolicy : NullPointerPolicy<HCURSOR> {
-    static void close(Handle cursor) noexcept { DestroyCursor(cursor); }
-};
-using UniqueCursor = UniqueHandle<CursorPolicy>;
-
-struct CertificatePolicy : NullPointerPolicy<PCCERT_CONTEXT> {
-    static void close(Handle certificate) noexcept { CertFreeCertificateContext(certificate); }
-};
-using UniqueCertificate = UniqueHandle<CertificatePolicy>;
-
-struct CertificateStorePolicy : NullPointerPolicy<HCERTSTORE> {
-    static void close(Handle store) noexcept { CertCloseStore(store, 0); }
-};
-using UniqueCertificateStore = UniqueHandle<CertificateStorePolicy>;
-
-template <class GdiHandle>
-struct GdiPolicy : NullPointerPolicy<GdiHandle> {
-    static void close(GdiHandle object) noexcept { DeleteObject(object); }
-};
-using UniqueFont = UniqueHandle<GdiPolicy<HFONT>>;
-using UniqueBitmap = UniqueHandle<GdiPolicy<HBITMAP>>;
-
-struct ActivationContextPolicy {
-    using Handle = HANDLE;
-    static Handle null() noexcept { return INVALID_HANDLE_VALUE; }
-    static void close(Handle context) noexcept { ReleaseActCtx(context); }
-};
-using UniqueActivationContext = UniqueHandle<ActivationContextPolicy>;
-
-// CryptoAPI's handles are all of one type. Keys and hashes go before the last reference on their provider.
-struct CryptPolicy {
-    using Handle = ULONG_PTR;
-    static Handle null() noexcept { return 0; }
-};
-
-struct CryptKeyPolicy : CryptPolicy {
-    static bool close(Handle key) noexcept { return CryptDestroyKey(key) != FALSE; }
-};
-using UniqueCryptKey = UniqueHandle<CryptKeyPolicy>;
-
-struct CryptHashPolicy : CryptPolicy {
-    static void close(Handle hash) noexcept { CryptDestroyHash(hash); }
-};
-using UniqueCryptHash = UniqueHandle<CryptHashPolicy>;
-
-struct ProviderReferencePolicy : CryptPolicy {
-    static bool close(Handle provider) noexcept { return CryptReleaseContext(provider, 0) != FALSE; }
-};
-using UniqueProviderReference = UniqueHandle<ProviderReferencePolicy>;
+// Destroy keys and hashes before the last reference to their provider is released.
+using UniqueCryptKey = UniqueHandle<HCRYPTKEY, &CryptDestroyKey>;
+using UniqueCryptHash = UniqueHandle<HCRYPTHASH, &CryptDestroyHash>;
+using UniqueProviderReference = UniqueHandle<HCRYPTPROV, &CryptReleaseContext>;

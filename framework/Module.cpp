@@ -2,6 +2,18 @@
 
 namespace Module {
 
+namespace {
+
+UniqueActivationContext LoaderContext() noexcept {
+    ACTIVATION_CONTEXT_BASIC_INFORMATION information{};
+    const BOOL found = QueryActCtxW(QUERY_ACTCTX_FLAG_ACTCTX_IS_ADDRESS, reinterpret_cast<HANDLE>(&Instance), nullptr,
+                                    ActivationContextBasicInformation, &information, sizeof information, nullptr);
+    if (found && information.hActCtx) return UniqueActivationContext(information.hActCtx);
+    return CreateModuleContext(Instance(), kLibraryManifestId);
+}
+
+}  // namespace
+
 HINSTANCE Instance() noexcept {
     HMODULE module = nullptr;
     if (GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
@@ -39,6 +51,11 @@ std::span<const BYTE> Resource(UINT type, UINT id, WORD language) noexcept {
     return {static_cast<const BYTE*>(bytes), SizeofResource(module, place)};
 }
 
+HANDLE ActivationContext() noexcept {
+    static const UniqueActivationContext context = LoaderContext();
+    return context.get();
+}
+
 }  // namespace Module
 
 UniqueActivationContext CreateModuleContext(HMODULE module, WORD manifestId) noexcept {
@@ -51,7 +68,7 @@ UniqueActivationContext CreateModuleContext(HMODULE module, WORD manifestId) noe
 }
 
 ActivationScope::ActivationScope(HANDLE context) noexcept {
-    if (context != ActivationContextPolicy::null()) active_ = ActivateActCtx(context, &cookie_) != FALSE;
+    if (context != INVALID_HANDLE_VALUE) active_ = ActivateActCtx(context, &cookie_) != FALSE;
 }
 
 ActivationScope::~ActivationScope() {

@@ -1,4 +1,4 @@
-// The module this code is linked into, found by an address inside it: there is no global instance handle to set.
+// The module that contains this code, found by an address inside it, and its activation context.
 #pragma once
 
 #include <windows.h>
@@ -13,19 +13,26 @@ namespace Module {
 // The module's instance handle, for resources and windows; its reference count is not changed.
 HINSTANCE Instance() noexcept;
 
-// The module's own file with its full path, as it was loaded or with its long name; empty when that is longer than 259
-// characters or can't be had.
+// The full path of the module's file, as it was loaded or with long names; empty on failure and when it is longer than
+// 259 characters.
 std::wstring FileName();
 std::wstring LongFileName();
 
-// The resource's bytes in exactly this language; empty when there is none. They live as long as the module.
+// The resource's bytes in exactly this language, valid as long as the module is loaded; empty when there is none.
 std::span<const BYTE> Resource(UINT type, UINT id, WORD language) noexcept;
+
+// The module's activation context: the one that the loader created for it, else one created from its own manifest;
+// INVALID_HANDLE_VALUE when it has neither. It is looked up once and kept until the module is unloaded.
+HANDLE ActivationContext() noexcept;
 
 }  // namespace Module
 
-// Activation contexts: which versions of side-by-side libraries (common controls 6 above all) are bound to.
+// Activation contexts select the versions of side-by-side libraries (above all common controls 6).
 
-// The context of the manifest that `module` carries as resource `manifestId`; none when it has no usable one.
+// The resource id of a library's own manifest.
+constexpr WORD kLibraryManifestId = 2;
+
+// The context of the manifest that `module` carries as resource `manifestId`; empty when it has no usable one.
 UniqueActivationContext CreateModuleContext(HMODULE module, WORD manifestId) noexcept;
 
 // Activates a context for the calling thread, until the scope ends. INVALID_HANDLE_VALUE (none) changes nothing.

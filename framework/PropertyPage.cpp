@@ -3,15 +3,14 @@
 #include <utility>
 
 #include "framework/Module.h"
-#include "framework/PropertySheet.h"
 
 namespace {
 
 // Posted by a page to itself when it appears; see OnAppeared.
 constexpr UINT kAppeared = WM_APP + 0x200;
 
-// The answer for a page that couldn't finish its own (out of memory): what it didn't take or save is not passed over.
-// Cancelling stays possible.
+// The result of a notification that a page could not handle (out of memory): the sheet stays on the page, so that no
+// change is lost. Cancelling remains possible.
 constexpr MessageResult Refusal(UINT code) {
     switch (code) {
         case PSN_KILLACTIVE:
@@ -58,6 +57,11 @@ void CPropertyPage::SetHeader(std::wstring title, std::wstring subtitle) {
     }
 }
 
+HPROPSHEETPAGE CPropertyPage::CreatePage(IPropertyPageSite& site) noexcept {
+    site_ = &site;
+    return CreatePropertySheetPageW(&m_psp);
+}
+
 void CPropertyPage::SetModified(bool modified) noexcept {
     ::SendMessageW(GetParent(), modified ? PSM_CHANGED : PSM_UNCHANGED, reinterpret_cast<WPARAM>(m_hWnd), 0);
 }
@@ -89,17 +93,17 @@ HWND CPropertyPage::OnQueryInitialFocus() {
 }
 
 void CPropertyPage::OnAppeared() {
-    if (PropSheet_GetCurrentPageHwnd(GetParent()) != m_hWnd) return;  // the user has gone on already
+    if (PropSheet_GetCurrentPageHwnd(GetParent()) != m_hWnd) return;  // another page is active already
     MoveFocusToInput();
-    // A page without a header that follows one with it is not painted whole by every system.
+    // Some systems do not paint the whole page when it has no header and the previous page has one.
     const UINT whole = m_psp.dwFlags & PSP_HIDEHEADER ? RDW_INVALIDATE | RDW_ERASE : 0;
     RedrawWindow(GetParent(), nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN | whole);
     if (!std::exchange(shown_, true)) OnFirstShown();
-    if (m_hWnd) OnShown();  // a message box before may have ended with the sheet
+    if (m_hWnd) OnShown();  // OnFirstShown may have shown a message box, during which the sheet was closed
 }
 
-// Not every system's sheet asks for the initial focus. One that doesn't leaves it on the first tab stop, or on a
-// control of the page shown before, which can't be seen any more.
+// Some systems do not send PSN_QUERYINITIALFOCUS and leave the focus on the first tab stop, or on a control of the
+// previous page, which is hidden.
 void CPropertyPage::MoveFocusToInput() noexcept {
     const HWND focus = GetFocus();
     const HWND wanted = OnQueryInitialFocus();
@@ -142,7 +146,8 @@ MessageResult CPropertyPage::HandleSheetNotification(UINT code) {
     switch (code) {
         case PSN_SETACTIVE: {
             const bool shown = OnSetActive();
-            PostMessage(kAppeared);  // after what the page posts: a button may have to be enabled to get the focus
+            PostMessage(
+                kAppeared);  // after messages that the page posted, which may enable a button that gets the focus
             return shown ? 0 : -1;
         }
         case PSN_KILLACTIVE: return OnKillActive() ? FALSE : TRUE;
@@ -157,7 +162,7 @@ MessageResult CPropertyPage::HandleSheetNotification(UINT code) {
     }
 }
 
-// Other pages can be reached and saved, and the sheet can be closed.
+// The user can still change to other pages, save them and close the sheet.
 MessageResult CPropertyPage::HandleUnusable(UINT code) noexcept {
     switch (code) {
         case PSN_APPLY: return Applied(true);
@@ -170,12 +175,12 @@ MessageResult CPropertyPage::HandleUnusable(UINT code) noexcept {
 
 LRESULT CPropertyPage::AnswerWhenDestroyed(const Message& message) noexcept {
     const UINT code = reinterpret_cast<const NMHDR*>(message.lParam)->code;
-    if (code == PSN_APPLY) return PSNRET_INVALID_NOCHANGEPAGE;  // the other refusal shows the page
+    if (code == PSN_APPLY) return PSNRET_INVALID_NOCHANGEPAGE;  // PSNRET_INVALID would show the page
     return Refusal(code).value_or(0);
 }
 
 MessageResult CPropertyPage::Applied(bool applied) noexcept {
-    if (sheet_) sheet_->PageApplied(applied);
+    if (site_) site_->PageApplied(applied);
     return applied ? PSNRET_NOERROR : PSNRET_INVALID;
 }
 
@@ -183,7 +188,7 @@ INT_PTR CALLBACK CPropertyPage::PageProc(HWND window, UINT message, WPARAM wPara
     if (message == WM_INITDIALOG) {
         const auto* page = reinterpret_cast<const PROPSHEETPAGEW*>(lParam);
         auto* self = reinterpret_cast<CPropertyPage*>(page->lParam);
-        if (self->sheet_) self->sheet_->AttachSheet(::GetParent(window));
+        if (self->site_) self->site_->AttachSheet(::GetParent(window));
         self->activated_ = self->shown_ = false;
         self->usable_ = true;
         return self->Begin(window);

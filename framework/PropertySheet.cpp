@@ -3,12 +3,11 @@
 #include <algorithm>
 
 #include "framework/Module.h"
-#include "framework/PropertyPage.h"
 #include "framework/Wnd.h"
 
 namespace {
 
-// Disables a sheet's owner while the sheet runs. Some hosts give the desktop for an owner, which is not to be disabled.
+// Disables a sheet's owner while the sheet runs. Some hosts pass the desktop window, which must not be disabled.
 class OwnerLock {
   public:
     explicit OwnerLock(HWND owner) noexcept {
@@ -34,7 +33,7 @@ void CPropertySheet::SetWizard97(HBITMAP watermark, HBITMAP header) noexcept {
     flags_ |= PSH_WIZARD97;
     watermark_ = watermark;
     header_ = header;
-    // By handle: bitmaps named by resource are not drawn everywhere.
+    // Passed by handle, because some systems do not draw bitmaps that are given as resources.
     if (watermark_) flags_ |= PSH_WATERMARK | PSH_USEHBMWATERMARK;
     flags_ |= PSH_HEADER;
     if (header_) flags_ |= PSH_USEHBMHEADER;
@@ -63,8 +62,7 @@ HWND CPropertySheet::CreateSheet() {
     handles.reserve(pages_.size());
     for (CPropertyPage* page : pages_) {
         if (!page->HasTemplate()) continue;
-        page->sheet_ = this;
-        if (const HPROPSHEETPAGE handle = CreatePropertySheetPageW(&page->m_psp)) handles.push_back(handle);
+        if (const HPROPSHEETPAGE handle = page->CreatePage(*this)) handles.push_back(handle);
     }
     if (handles.empty()) return nullptr;
 
@@ -98,25 +96,25 @@ INT_PTR CPropertySheet::DoModal() {
         try {
             window = CreateSheet();
         } catch (...) {
-            // out of memory: a sheet that couldn't be shown
+            // Out of memory: the sheet could not be shown.
         }
         if (window) result = RunLoop(window, run, finished);
-        // The owner is enabled again before the sheet goes, or another program's window would come to the front.
+        // Enable the owner before the sheet is destroyed; otherwise a window of another program would be activated.
     }
-    if (!window) window = m_hWnd;  // its creation broke off
+    if (!window) window = m_hWnd;  // its creation failed halfway
     if (IsWindow(window)) DestroyWindow(window);
     run_ = nullptr;
-    PostNcDestroy();  // the object may be gone from here
+    PostNcDestroy();  // may delete the object
     return result;
 }
 
 void CPropertySheet::EndDialog(INT_PTR result) noexcept {
     if (!m_hWnd) return;
     *run_ = {true, result};
-    PostMessage(WM_NULL);  // the loop looks again
+    PostMessage(WM_NULL);  // wakes up the message loop
 }
 
-// The pages apply one after the other while the run's loop waits, so the last answer of a round is the one it sees.
+// The pages apply one after the other within one message, so the loop sees the state after the last page's answer.
 void CPropertySheet::PageApplied(bool accepted) noexcept {
     if (!afterApply_ || !run_) return;
     if (accepted) {
@@ -130,7 +128,8 @@ INT_PTR CPropertySheet::RunLoop(HWND window, const Run& run, INT_PTR finished) n
     MSG message;
     while (!run.ended && PropSheet_GetCurrentPageHwnd(window)) {
         const BOOL got = GetMessageW(&message, nullptr, 0, 0);
-        if (got == 0) PostQuitMessage(static_cast<int>(message.wParam));  // the program ends: its own loop must see it
+        if (got == 0)
+            PostQuitMessage(static_cast<int>(message.wParam));  // repeat it for the program's own message loop
         if (got <= 0) return IDCANCEL;
         if (!PropSheet_IsDialogMessage(window, &message)) {
             TranslateMessage(&message);

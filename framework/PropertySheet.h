@@ -1,4 +1,4 @@
-// CPropertySheet: a property sheet or a wizard, run modally with a result of its pages' choice.
+// CPropertySheet: a modal property sheet or wizard. Its pages can end it with any result.
 #pragma once
 
 #include <windows.h>
@@ -9,14 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "framework/PropertyPage.h"
 #include "framework/Wnd.h"
 
-class CPropertyPage;
-
-// What a finished wizard's run results in: the id of the button.
+// The result of a finished wizard: the id of its Finish button.
 constexpr INT_PTR ID_WIZFINISH = 0x3025;
 
-class CPropertySheet : public CWnd {
+class CPropertySheet : public CWnd, private IPropertyPageSite {
   public:
     CPropertySheet() noexcept;
 
@@ -25,51 +24,52 @@ class CPropertySheet : public CWnd {
     void SetCaption(std::wstring caption) { caption_ = std::move(caption); }
     void SetStartPage(UINT page) noexcept { startPage_ = page; }
 
-    // Makes the sheet a wizard of the Wizard97 style. Bitmaps stay the caller's, none is allowed; the watermark shows
-    // on pages that hide their header, the header bitmap on all others.
+    // Makes the sheet a wizard of the Wizard97 style. The caller keeps ownership of the bitmaps; nullptr shows none.
+    // The watermark is shown on pages that hide their header, the header bitmap on all others.
     void SetWizard97(HBITMAP watermark, HBITMAP header) noexcept;
 
-    // Pages stay the caller's and must outlive the sheet's run. A page that has no template is not shown.
+    // The caller keeps ownership of the pages, which must exist until DoModal returns. A page without a template is not
+    // shown.
     void AddPage(CPropertyPage& page);
 
-    // Positions are counted from 0; -1 for a page that isn't the sheet's.
+    // Positions are counted from 0; -1 for a page of another sheet.
     int GetPageIndex(const CPropertyPage& page) const noexcept;
     int GetPageCount() const noexcept { return static_cast<int>(pages_.size()); }
 
-    // Runs the sheet until it is closed or ended: the value given to EndDialog, else IDOK (wizards: ID_WIZFINISH) or
-    // IDCANCEL; -1 when the sheet couldn't be shown. PostNcDestroy runs as the last act, on every path, so the object
-    // may be gone when this returns. It doesn't run earlier: when the window is destroyed with its owner while a page
-    // shows a message box or a wizard, the page goes on after the box.
+    // Runs the sheet until it is closed. Returns the value passed to EndDialog, else IDOK (wizards: ID_WIZFINISH) or
+    // IDCANCEL; -1 when the sheet could not be shown. Calls PostNcDestroy last on every path, so the object may have
+    // been deleted when this returns. PostNcDestroy is not called earlier, because a page may still be running a
+    // message box or a wizard when the window is destroyed with its owner.
     INT_PTR DoModal();
 
-    // Ends the run with this result, whatever the pages hold. Nothing when the sheet isn't open.
+    // Ends the sheet with this result without asking the pages. Does nothing when the sheet is not open.
     void EndDialog(INT_PTR result) noexcept;
 
-    // The same once every page has applied: when one refuses, the sheet stays until an apply that none refuses.
+    // Ends the sheet with this result after the next Apply in which no page refuses.
     void EndAfterApply(INT_PTR result) noexcept { afterApply_ = result; }
 
-    // These are posted: a sheet pressed or changed from inside a page's notification would still be busy with it.
+    // Posted, because the sheet cannot process them while it waits for the result of a page's notification.
     void PressButton(int button) noexcept { PostMessage(PSM_PRESSBUTTON, static_cast<WPARAM>(button)); }
     void SetWizardButtons(DWORD buttons) noexcept { PostMessage(PSM_SETWIZBUTTONS, 0, static_cast<LPARAM>(buttons)); }
 
     bool SetActivePage(int page) noexcept { return SendMessage(PSM_SETCURSEL, static_cast<WPARAM>(page)) != 0; }
 
   protected:
-    // The sheet's window exists, the first page is about to be initialised. Here: moved over its owner.
+    // Called when the sheet's window exists, before the first page is initialised. Default: centers it over its owner.
     virtual void OnInitDialog();
 
     void OnNcDestroyed() override {}  // PostNcDestroy follows at the end of DoModal
 
   private:
-    friend class CPropertyPage;
-
     struct Run {
         bool ended = false;
         INT_PTR result = IDCANCEL;
     };
 
-    void AttachSheet(HWND window);
-    void PageApplied(bool accepted) noexcept;
+    CPropertySheet& Sheet() noexcept override { return *this; }
+    void AttachSheet(HWND window) override;
+    void PageApplied(bool accepted) noexcept override;
+
     HWND CreateSheet();
     static INT_PTR RunLoop(HWND window, const Run& run, INT_PTR finished) noexcept;
 
@@ -80,5 +80,5 @@ class CPropertySheet : public CWnd {
     std::optional<INT_PTR> afterApply_;
     DWORD flags_ = 0;
     HBITMAP watermark_ = nullptr, header_ = nullptr;
-    Run* run_ = nullptr;  // DoModal's, while it runs
+    Run* run_ = nullptr;  // belongs to DoModal; nullptr while it is not running
 };

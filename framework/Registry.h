@@ -8,8 +8,8 @@
 
 // The text stored as REG_SZ in `value` (nullptr: the key's default value) of `key` below `root`. Nothing when the key
 // or the value is missing, can't be read, is of another type, of an odd size, or holds more than 32,767 characters. A
-// text stored without its terminator is taken as it is; one with characters behind its terminator ends there.
+// text stored without its terminator is returned whole; one with characters after its terminator ends there.
 //
-// With `expandable` it may be REG_EXPAND_SZ, too; its variables are replaced by what they stand for now.
+// With `expandable` it may be REG_EXPAND_SZ, too; its environment variables are expanded.
 std::optional<std::wstring> ReadRegistryText(HKEY root, const std::wstring& key, const wchar_t* value,
                                              bool expandable = false);

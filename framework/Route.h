@@ -1,5 +1,5 @@
-// Message tables. A window class names its handlers in one constant table; each row ties a message, or a
-// notification of some controls, to a member function that is a template argument.
+// Message tables. A window class lists its handlers in one constant table. Each row connects a message, or a
+// notification of some controls, to a member function, which is a template argument.
 //
 //   std::span<const Route> CMyPage::Routes() const {
 //       static constexpr Route table[] = {
@@ -32,7 +32,7 @@ struct IdRange {
     constexpr IdRange(UINT from, UINT to) : first(from), last(to) {}
 };
 
-// What a handler answers: a result, or nothing, which leaves the message to default processing.
+// A handler's result. Without a value, the message gets its default processing.
 using MessageResult = std::optional<LRESULT>;
 
 struct Route {
@@ -89,7 +89,7 @@ constexpr Route onMessage(UINT message) {
     return {message, 0, IdRange(0), &RouteDetail::Call<Handler>};
 }
 
-// A message that the control's parent got about the control (WM_CTLCOLORSTATIC, …), handed on to the control's object.
+// A message that a control sends to its parent (WM_CTLCOLORSTATIC, …), passed on to the control's object.
 constexpr UINT kReflected = 0xBC00;
 template <auto Handler>
 constexpr Route onReflected(UINT message) {

@@ -1,18 +1,18 @@
-// Functions of system libraries that are wanted rarely, or late: bound when first used, so that the module's start
-// doesn't pay for libraries that most runs never touch.
+// Loading of system libraries at run time. Libraries that are rarely used are bound on first use, so that they do not
+// delay the module's start.
 #pragma once
 
 #include <windows.h>
 
 #include "framework/Handles.h"
 
-// Loads libraries, never from the current directory or the PATH, where anybody may have put a file of the same name.
-// The module that is returned has a reference, which the caller owns; nullptr: failure, with the thread's last error.
+// These functions never load from the current directory or the PATH, where another user may have put a file of the same
+// name. The caller owns a reference to the returned module; nullptr on failure, with the thread's last error.
 
 // From the system directory, by a bare name.
 HMODULE LoadSystemLibrary(const wchar_t* fileName) noexcept;
 
-// From a full path. What the library needs itself is searched for beside it first.
+// From a full path. Libraries that it imports are first searched for in its directory.
 HMODULE LoadLibraryByPath(const wchar_t* path) noexcept;
 
 // By a bare name from the program's own directory, else from the system directory.
@@ -20,7 +20,7 @@ HMODULE LoadLibraryFromSafeDirectories(const wchar_t* fileName) noexcept;
 
 class SystemLibrary {
   public:
-    // How long the library stays loaded. One that shows dialogs may leave threads behind that still run its code.
+    // When the library is unloaded. A library that shows dialogs may leave threads running that execute its code.
     enum class Stays { WhileUsed, ForGood };
 
     explicit SystemLibrary(const wchar_t* fileName, Stays stays = Stays::WhileUsed) noexcept

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "framework/DataExchange.h"
 #include "framework/Handles.h"
 #include "framework/Module.h"
 
@@ -12,8 +11,8 @@ namespace {
 
 constexpr UINT_PTR kSubclassId = 1;
 
-// The window property that leads from a window to its object. Its name is this module's own, so another module's
-// objects are never taken for ours.
+// The name of the window property that holds a window's object. It contains the module's address, so that objects of
+// another module in the process are not found.
 const wchar_t* ObjectProperty() {
     static const std::wstring name = L"CWnd:" + std::to_wstring(reinterpret_cast<UINT_PTR>(Module::Instance()));
     return name.c_str();
@@ -79,17 +78,6 @@ void CWnd::UnsubclassWindow() noexcept {
     m_hWnd = nullptr;
 }
 
-bool CWnd::UpdateData(bool saveAndValidate) {
-    if (!m_hWnd) return false;
-    CDataExchange exchange(*this, saveAndValidate);
-    try {
-        DoDataExchange(&exchange);
-        return true;
-    } catch (const CDataExchange::Failed&) {
-        return false;
-    }
-}
-
 void CWnd::DoDataExchange(CDataExchange*) {}
 
 std::wstring CWnd::LoadText(UINT id) const {
@@ -135,15 +123,15 @@ LRESULT CALLBACK CWnd::SubclassProc(HWND window, UINT message, WPARAM wParam, LP
             return IsWindow(window) ? result : self->AnswerWhenDestroyed({message, wParam, lParam});
         }
     } catch (...) {
-        // Out of memory while answering: the system's own answer is the best that is left.
+        // Out of memory: the message gets the system's default handling.
     }
     return DefSubclassProc(window, message, wParam, lParam);
 }
 
 namespace {
 
-// The start of a range of `length` in the middle of another, but within the bounds. A range that is too long begins
-// with the bounds, so that a window's caption can be reached.
+// The start of a range of `length` that is centered in another and within the bounds. A range that is longer than the
+// bounds starts at their beginning, so that a window's caption remains visible.
 LONG Centered(LONG from, LONG to, LONG length, LONG least, LONG most) noexcept {
     return std::max(least, std::min(from + (to - from - length) / 2, most - length));
 }

@@ -1,4 +1,4 @@
-// CWnd: a window and the object that answers its messages.
+// CWnd: the object that handles a window's messages.
 #pragma once
 
 #include <windows.h>
@@ -29,8 +29,8 @@ class CWnd {
     // The object attached to a window by this module; nullptr when there is none.
     static CWnd* FromHandlePermanent(HWND window) noexcept;
 
-    // Puts this object in front of an existing window. The window stays its creator's; the object lets go when the
-    // window is destroyed, or when the object is.
+    // Subclasses an existing window. The object does not own the window, and is detached when the window or the object
+    // is destroyed.
     bool SubclassWindow(HWND window) noexcept;
     bool SubclassDlgItem(UINT id, const CWnd& parent) noexcept;
     void UnsubclassWindow() noexcept;
@@ -42,25 +42,25 @@ class CWnd {
     bool EnableWindow(bool enable = true) noexcept { return ::EnableWindow(m_hWnd, enable) != FALSE; }
     bool ShowWindow(int command) noexcept { return ::ShowWindow(m_hWnd, command) != FALSE; }
     void Invalidate() noexcept {
-        if (m_hWnd) ::InvalidateRect(m_hWnd, nullptr, TRUE);  // without a window: all windows of the screen
+        if (m_hWnd) ::InvalidateRect(m_hWnd, nullptr, TRUE);  // NULL would invalidate all windows on the screen
     }
     LRESULT SendMessage(UINT message, WPARAM wParam = 0, LPARAM lParam = 0) const noexcept {
         return ::SendMessageW(m_hWnd, message, wParam, lParam);
     }
     bool PostMessage(UINT message, WPARAM wParam = 0, LPARAM lParam = 0) const noexcept {
-        return m_hWnd && ::PostMessageW(m_hWnd, message, wParam, lParam);  // without a window: to the thread
+        return m_hWnd && ::PostMessageW(m_hWnd, message, wParam, lParam);  // NULL would post to the thread
     }
 
-    // Moves members into controls (false) or controls into members (true), as DoDataExchange lists them. False when a
-    // control's content doesn't fit its member; the user has been told, and the control has the focus. False also when
-    // the window is gone, which a message box or another nested loop can end with: the members stay as they are.
+    // Copies members to controls (false) or controls to members (true), as DoDataExchange lists them. False when the
+    // content of a control is not valid: the user has seen a message, and the control has the focus. False also when
+    // the window no longer exists, for example after a nested message loop; the members are unchanged then.
     bool UpdateData(bool saveAndValidate = true);
 
-    // A text of the framework's own (FrameworkText.h) in the user's language. Here: the module's string table in the
-    // thread's language.
+    // A text of the framework (FrameworkText in DataExchange.h) in the user's language. Default: from the module's
+    // string table in the thread's language.
     virtual std::wstring LoadText(UINT id) const;
 
-    // A message box over this window. Here: captioned as the window's top-level owner.
+    // Shows a message box. Default: owned by the top-level window and with its caption.
     virtual int ShowMessage(const std::wstring& text, UINT type);
 
   protected:
@@ -69,28 +69,29 @@ class CWnd {
 
     virtual void DoDataExchange(CDataExchange* exchange);
 
-    // Called once the window is gone and the object holds no handle; the object may delete itself here.
+    // Called after the window has been destroyed and the object detached; the object may delete itself here.
     virtual void PostNcDestroy() {}
 
-    // WM_NCDESTROY, with no handle held any more. Here: PostNcDestroy follows at once.
+    // Called on WM_NCDESTROY, after the object has been detached. Default: calls PostNcDestroy.
     virtual void OnNcDestroyed() { PostNcDestroy(); }
 
-    // Everything an object does with a message: a control's own answer first, then the table; derived framework
-    // classes add what they do themselves.
+    // Handles a message: reflects colour requests to the control's object, then searches the message table. Derived
+    // framework classes add their own handling.
     virtual MessageResult HandleMessage(const Message& message);
 
-    // Where an attached object's messages come from: the subclass procedure itself, or a dialog procedure, which then
-    // answers them, while the subclass only keeps the tie.
+    // What delivers the messages of an attached object: the subclass procedure, or a dialog procedure. In the second
+    // case the subclass procedure only notices the window's destruction.
     enum class Source { Subclass, DialogProcedure };
 
-    // The answer to a notification during which a dialog's window was destroyed: the system has none then.
+    // The result of a notification during whose handling the dialog's window was destroyed. The system cannot supply
+    // one.
     virtual LRESULT AnswerWhenDestroyed(const Message&) noexcept { return 0; }
 
-    // Ties the object to its window: from here FromHandlePermanent finds it.
+    // Connects the object to its window, so that FromHandlePermanent finds it.
     bool Attach(HWND window, Source source) noexcept;
 
   private:
-    // Hands a message that a parent got about one of its controls (WM_CTLCOLOR…) to that control's object.
+    // Passes a WM_CTLCOLOR… message, which a control sends to its parent, to the control's object.
     static MessageResult Reflect(const Message& message);
 
     static LRESULT CALLBACK SubclassProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR id,
@@ -99,14 +100,11 @@ class CWnd {
     Source source_ = Source::Subclass;
 };
 
-// Where a window is put on the screen.
-
-// Moves the window over the middle of its owner, wholly onto the work area of the owner's monitor. A window whose owner
-// can't be seen stays where it is.
+// Centers the window over its owner, within the work area of the owner's monitor. Does nothing when the owner is
+// hidden or minimized.
 void CenterOverOwner(HWND window) noexcept;
 
-// CWaitCursor: the hourglass, while the object lives and no window asks for another cursor.
-
+// Shows the wait cursor while the object exists and no window sets another cursor.
 class CWaitCursor {
   public:
     CWaitCursor() noexcept : before_(SetCursor(LoadCursorW(nullptr, IDC_WAIT))) {}
@@ -121,8 +119,7 @@ class CWaitCursor {
     HCURSOR before_;  // shared
 };
 
-// Raised: a flag is true while the object lives, and then what it was before.
-
+// Sets a flag to true and restores its previous value at the end of the scope.
 class Raised {
   public:
     explicit Raised(bool& flag) noexcept : flag_(flag), before_(std::exchange(flag, true)) {}

@@ -77,9 +77,9 @@ constexpr wchar_t kKeySize[] = L"msPKI-Minimal-Key-Size";
 constexpr LONG kNoProviders = 0;   // represents a missing attribute
 constexpr LONG kOwnKeySize = 512;  // in bits
 
-struct GuidTextPolicy : NullPointerPolicy<RPC_WSTR> {
-    static void close(Handle text) noexcept { RpcStringFreeW(&text); }
-};
+void FreeGuidText(RPC_WSTR text) noexcept {
+    RpcStringFreeW(&text);
+}
 
 // A text for one call; false when there is not enough memory.
 class CallText {
@@ -127,7 +127,7 @@ bool ReadIdentifier(IADs* object, std::wstring& identifier) {
     AutomationValue value;
     UUID guid{};
     if (FAILED(ReadAttribute(object, L"objectGUID", value)) || !CopyGuid(value.Get(), guid)) return false;
-    UniqueHandle<GuidTextPolicy> text;
+    UniqueHandle<RPC_WSTR, &FreeGuidText> text;
     if (UuidToStringW(&guid, text.put()) != RPC_S_OK) return false;
     identifier = reinterpret_cast<const wchar_t*>(text.get());
     return true;

@@ -19,16 +19,13 @@
 // Owners of COM automation's interfaces, texts and values.
 
 template <class Interface>
-struct InterfacePolicy : NullPointerPolicy<Interface*> {
-    static void close(Interface* object) noexcept { object->Release(); }
-};
+void ReleaseInterface(Interface* object) noexcept {
+    object->Release();
+}
 template <class Interface>
-using UniqueInterface = UniqueHandle<InterfacePolicy<Interface>>;
+using UniqueInterface = UniqueHandle<Interface*, &ReleaseInterface<Interface>>;
 
-struct AutomationTextPolicy : NullPointerPolicy<BSTR> {
-    static void close(Handle text) noexcept { SysFreeString(text); }
-};
-using UniqueAutomationText = UniqueHandle<AutomationTextPolicy>;
+using UniqueAutomationText = UniqueHandle<BSTR, &SysFreeString>;
 
 // Queries an object for another interface; `wanted` is empty on failure.
 template <class Interface>

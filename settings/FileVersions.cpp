@@ -96,10 +96,7 @@ namespace {
 
 constexpr wchar_t kUnknownType[] = L"32 bit";
 
-struct ViewPolicy : NullPointerPolicy<const void*> {
-    static void close(Handle view) noexcept { UnmapViewOfFile(view); }
-};
-using UniqueView = UniqueHandle<ViewPolicy>;
+using UniqueView = UniqueHandle<const void*, &UnmapViewOfFile>;
 
 // The absolute path; empty on failure.
 std::wstring FullPath(const std::wstring& path) {

@@ -30,15 +30,8 @@ class RegisteredReaders {
     bool complete_;
 };
 
-struct SearchPolicy : NullPointerPolicy<HANDLE> {
-    static void close(Handle search) noexcept { supsys_find_close(search); }
-};
-using UniqueSearch = UniqueHandle<SearchPolicy>;
-
-struct ReaderPolicy : NullPointerPolicy<HANDLE> {
-    static void close(Handle reader) noexcept { supsys_context_free(reader); }
-};
-using UniqueReader = UniqueHandle<ReaderPolicy>;
+using UniqueSearch = UniqueHandle<HANDLE, &supsys_find_close>;
+using UniqueReader = UniqueHandle<HANDLE, &supsys_context_free>;
 
 template <DWORD (*Function)(HANDLE, DWORD*, wchar_t*) noexcept>
 bool ReadText(const UniqueReader& reader, std::wstring& text) {

@@ -16,25 +16,22 @@
 
 namespace {
 
-// Notes every handle it closes, and spoils the last error as a failing close call does.
-struct NotingPolicy {
-    using Handle = int;
-    static inline std::vector<int> closed;
-    static Handle null() noexcept { return -1; }
-    static void close(Handle handle) {
-        closed.push_back(handle);
-        SetLastError(ERROR_INVALID_HANDLE);
-    }
-};
-using Noted = UniqueHandle<NotingPolicy>;
+std::vector<LONG_PTR> closedHandles;
+
+// Spoils the last error, as a failing close call does.
+void NoteClosed(LONG_PTR handle) {
+    closedHandles.push_back(handle);
+    SetLastError(ERROR_INVALID_HANDLE);
+}
+using Noted = UniqueHandle<LONG_PTR, &NoteClosed, EmptyHandle::InvalidHandleValue>;
 
 TEST(UniqueHandleTest, ClosesEachHandleOnceAndKeepsTheLastError) {
     struct {
         const char* name;
         std::function<void()> use;
-        std::vector<int> closed;
+        std::vector<LONG_PTR> closed;
     } const cases[] = {
-        {"end; zero is a handle where the policy says so", [] { Noted(0); }, {0}},
+        {"end; zero is a handle where INVALID_HANDLE_VALUE is none", [] { Noted(0); }, {0}},
         {"release", [] { EXPECT_EQ(Noted(1).release(), 1); }, {}},
         {"reset", [] { Noted(1).reset(2); }, {1, 2}},
         {"put", [] { *Noted(1).put() = 2; }, {1, 2}},
@@ -43,11 +40,11 @@ TEST(UniqueHandleTest, ClosesEachHandleOnceAndKeepsTheLastError) {
     };
     for (const auto& [name, use, closed] : cases) {
         SCOPED_TRACE(name);
-        NotingPolicy::closed.clear();
+        closedHandles.clear();
         SetLastError(ERROR_GEN_FAILURE);
         use();
         EXPECT_EQ(GetLastError(), DWORD{ERROR_GEN_FAILURE});
-        EXPECT_EQ(NotingPolicy::closed, closed);
+        EXPECT_EQ(closedHandles, closed);
     }
 }
 

@@ -81,7 +81,7 @@ struct Messages {
         if (!name) return Module::Instance();
         if (!loaded.contains(name)) return nullptr;
         if (name == std::wstring(L"kvsign.dll")) return Module::Instance();  // which has a manifest
-        if (onlyUnderSignature && ActiveContext() == Caches().ModuleContext()) return nullptr;
+        if (onlyUnderSignature && ActiveContext() == Module::ActivationContext()) return nullptr;
         found.push_back(name);
         return reinterpret_cast<HMODULE>(found.size());  // a stand-in
     }

@@ -7,7 +7,7 @@ set -euo pipefail
 wine_environment
 
 password=12345678
-tool() { "$wine" "$house/build/bin/softcsp.exe" "$@" </dev/null; }
+tool() { "$wine" "$repository/build/bin/softcsp.exe" "$@" </dev/null; }
 day() { date -u -d "$1" +%F; }
 
 # Removable carriers stay known when they are pulled out; plugged in, their containers can be looked for.
@@ -49,7 +49,7 @@ tool store get "$saved\75/REGISTRY/$locked\passwd" >/dev/null 2>&1 ||
 tool store put "$saved\FLASH\made" 1
 tool store del "$saved\FLASH\made"
 
-# Wine's desktop may be a link to the one of whoever runs it; nothing is to leave the house.
+# Wine's desktop folder may be a link to the developer's own. Nothing is written outside the repository.
 profile=$("$wine" cmd.exe /c 'echo %USERPROFILE%' </dev/null | tr -d '\r')
 desktop=$WINEPREFIX/drive_c/$(printf '%s' "${profile#?:\\}" | tr '\\' /)/Desktop
 if [ -L "$desktop" ]; then rm "$desktop"; fi

@@ -1,55 +1,55 @@
 #!/usr/bin/env bash
-# Prepares the Wine prefixes under build/ and tells the environment that runs programs in them.
-#   prefix.sh prepare        make build/prefix if it isn't there, register the software provider in it
-#   prefix.sh copy DIR       a cheap copy of build/prefix, for tests and demos that change it
-#   prefix.sh display DIR    the same, showing its windows; without a window manager unless WINDOW_MANAGER=yes
-#   source prefix.sh         only the functions and the environment
+# Prepares the Wine prefixes under build/ and defines the environment for programs that run in them.
+#   prefix.sh prepare        create build/prefix if it is missing, register the software provider in it
+#   prefix.sh copy DIR       copy build/prefix, for tests and demos that change it
+#   prefix.sh display DIR    the same, with visible windows; without a window manager unless WINDOW_MANAGER=yes
+#   source prefix.sh         define the functions and variables only
 set -euo pipefail
-house=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+repository=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 wine=/usr/lib/wine/wine64
 server=/usr/lib/wine/wineserver64
 
-# Users' machines have the ANSI code page 1251. Wine takes it from the C library's locale, which must exist for file
-# names to survive, so it is compiled here instead of being asked of the machine. VESTRA_ANSI=1252 chooses the other.
-# The language of the system's own texts is apart from that: VESTRA_UI=en or ru.
+# Users' machines have the ANSI code page 1251. Wine derives the code page from the C library's locale, and without the
+# locale it cannot represent Russian file names, so the locale is compiled here and need not be installed.
+# VESTRA_ANSI=1252 selects the Western code page. VESTRA_UI=en or ru selects the language of the system's texts.
 prepare_locale() {
-  [ -d "$house/build/locale/ru_RU.UTF-8" ] && return
-  mkdir -p "$house/build/locale"
-  localedef -i ru_RU -f UTF-8 "$house/build/locale/ru_RU.UTF-8"
-  localedef -i en_US -f UTF-8 "$house/build/locale/en_US.UTF-8"
+  [ -d "$repository/build/locale/ru_RU.UTF-8" ] && return
+  mkdir -p "$repository/build/locale"
+  localedef -i ru_RU -f UTF-8 "$repository/build/locale/ru_RU.UTF-8"
+  localedef -i en_US -f UTF-8 "$repository/build/locale/en_US.UTF-8"
 }
 
 wine_environment() {
-  export WINEPREFIX=${VESTRA_PREFIX:-$house/build/prefix}
-  # No menu builder: it would copy the short cuts of installed programs into the menus of the developer's desktop.
+  export WINEPREFIX=${VESTRA_PREFIX:-$repository/build/prefix}
+  # The menu builder is disabled: it would add the shortcuts of installed programs to the developer's desktop menus.
   export WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES=${WINEDLLOVERRIDES:-mscoree,mshtml=;winemenubuilder.exe=d}
-  export LOCPATH=$house/build/locale
+  export LOCPATH=$repository/build/locale
   local ctype=ru_RU.UTF-8 messages=ru_RU.UTF-8
   [ "${VESTRA_ANSI:-1251}" = 1251 ] || ctype=en_US.UTF-8
   [ "${VESTRA_UI:-ru}" = ru ] || messages=en_US.UTF-8
   unset LC_ALL LANGUAGE
-  { export LC_CTYPE=$ctype LC_MESSAGES=$messages LANG=$messages; } 2>/dev/null   # the shell has no such locales itself
+  { export LC_CTYPE=$ctype LC_MESSAGES=$messages LANG=$messages; } 2>/dev/null   # bash warns about locales that it cannot load
 }
 
-# A server that was started by the program itself would inherit ctest's pipes and hold them open, and a cold start
-# costs two seconds a program; so it is started apart, and stays for a while.
+# Starts the Wine server separately and keeps it running for 300 seconds: a server started by the program itself would
+# inherit ctest's pipes and hold them open, and starting one for each program takes two seconds.
 start_server() {
   "$server" -p300 </dev/null >/dev/null 2>&1 && "$wine" wineboot.exe </dev/null >/dev/null 2>&1 || true
 }
 
 prepare_template() {
-  [ -f "$house/build/prefix/.prepared" ] && return
-  echo "prefix: preparing Wine, once (ten seconds or so)"
-  rm -rf "$house/build/prefix"
+  [ -f "$repository/build/prefix/.prepared" ] && return
+  echo "prefix: creating the Wine prefix (once, about ten seconds)"
+  rm -rf "$repository/build/prefix"
   (
-    unset VESTRA_PREFIX DISPLAY   # the template itself, whichever prefix the caller works in
+    unset VESTRA_PREFIX DISPLAY   # the template, whichever prefix the caller uses
     wine_environment
     mkdir -p "$WINEPREFIX"
     "$wine" wineboot.exe -i </dev/null >/dev/null 2>&1
     registry=$(mktemp --suffix=.reg)
-    # No display driver: every window works and none needs an X server. A crash must end the program with a code
-    # that isn't 0, and must not open a debugger's window that nobody sees.
+    # Without a display driver windows work, and no X server is needed. A crash must end the program with a nonzero
+    # code instead of opening a debugger window.
     cat >"$registry" <<'REG'
 REGEDIT4
 
@@ -70,12 +70,12 @@ REG
     ln -sf /usr/share/wine/fonts/*.ttf /usr/share/wine/fonts/*.fon "$WINEPREFIX/drive_c/windows/Fonts/"
     "$server" -w
   )
-  touch "$house/build/prefix/.prepared"
+  touch "$repository/build/prefix/.prepared"
 }
 
-# Registers the software provider, again whenever its tool was built anew.
+# Registers the software provider, and again after each build of its tool.
 prepare_provider() {
-  local tool=$house/build/bin/softcsp.exe stamp=$house/build/prefix/.registered
+  local tool=$repository/build/bin/softcsp.exe stamp=$repository/build/prefix/.registered
   [ -f "$tool" ] || return 0
   [ -f "$stamp" ] && [ ! "$tool" -nt "$stamp" ] && return
   (
@@ -86,22 +86,22 @@ prepare_provider() {
     "$server" -k || true
     "$server" -w
   )
-  rm -f "$stamp"   # copies hold a link to the old one, whose time must stay
+  rm -f "$stamp"   # copies hold a hard link to the old file, whose time must not change
   touch "$stamp"
 }
 
-# A path below the house as Windows programs know it.
-windows_path() { printf 'Z:%s' "$house/$1" | tr / '\\'; }
+# The Windows path of a file in the repository.
+windows_path() { printf 'Z:%s' "$repository/$1" | tr / '\\'; }
 
 prepare() { prepare_locale; prepare_template; prepare_provider; }
 
-# Hard links for the files, real copies for the registry: Wine rewrites those in place.
+# Links the files and copies the registry, because Wine rewrites the registry files in place.
 copy() {
   rm -rf "$1"
   mkdir -p "$(dirname "$1")"
-  cp -al "$house/build/prefix" "$1"
+  cp -al "$repository/build/prefix" "$1"
   rm "$1"/*.reg
-  cp "$house"/build/prefix/*.reg "$1"/
+  cp "$repository"/build/prefix/*.reg "$1"/
 }
 
 display() {

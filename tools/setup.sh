@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that the build, the tests and the panel need and that are missing.
+# Installs the missing Debian packages that are needed to build, run and test the panel.
 set -euo pipefail
 
 packages=(
@@ -8,7 +8,7 @@ packages=(
   libgcrypt-mingw-w64-dev                                 # the software provider's cryptography
   googletest                                              # tests, built from its sources
   clang libclang-rt-14-dev                                # fuzzers, with their sanitizers
-  wine64 fonts-wine locales                               # run, with Windows' fonts and the users' code page
+  wine64 fonts-wine locales                               # run, with Windows fonts and the users' code page
   wixl msitools osslsigncode                              # the installer package and its signatures
   openssl libengine-gost-openssl                          # the other implementation in the provider's tests
   xvfb xauth imagemagick                                  # screenshots where there is no display
@@ -31,7 +31,7 @@ fi
 echo "setup: installing ${missing[*]}"
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
-"${root[@]}" apt-get update -qq >"$log" 2>&1 || true   # an old list may still do; the next line tells
+"${root[@]}" apt-get update -qq >"$log" 2>&1 || true   # an old package list may suffice; otherwise the installation fails
 if ! DEBIAN_FRONTEND=noninteractive "${root[@]}" apt-get install -y -qq --no-install-recommends \
     "${missing[@]}" >>"$log" 2>&1; then
   tail -n 20 "$log" >&2

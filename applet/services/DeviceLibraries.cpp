@@ -10,15 +10,15 @@ void ReleaseReaderLibrary() noexcept {
 }
 
 DWORD rdr_wnd_configure(const ReaderWindowRequest* request) noexcept {
-    return Caches().readers.Call<DWORD(const ReaderWindowRequest*)>("rdr_wnd_configure", request);
+    return Caches().readers.Call<decltype(rdr_wnd_configure)>(__func__, request);
 }
 
 DWORD rdr_media_wnd_configure(const ReaderWindowRequest* request) noexcept {
-    return Caches().readers.Call<DWORD(const ReaderWindowRequest*)>("rdr_media_wnd_configure", request);
+    return Caches().readers.Call<decltype(rdr_media_wnd_configure)>(__func__, request);
 }
 
 DWORD rdr_register_start(ReaderRegistration* registration) noexcept {
-    return Caches().readers.Call<DWORD(ReaderRegistration*)>("rdr_register_start", registration);
+    return Caches().readers.Call<decltype(rdr_register_start)>(__func__, registration);
 }
 
 DWORD LoadRandomLibrary() noexcept {
@@ -29,5 +29,5 @@ void ReleaseRandomLibrary() noexcept {
 }
 
 DWORD rndm_wnd_configure(HWND parent) noexcept {
-    return Caches().random.Call<DWORD(HWND)>("rndm_wnd_configure", parent);
+    return Caches().random.Call<decltype(rndm_wnd_configure)>(__func__, parent);
 }

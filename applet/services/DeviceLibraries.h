@@ -1,5 +1,6 @@
-// The product's random number library, kvrndm.dll: the window that configures random number generators. Results as in
-// ReaderLibrary.h.
+// Bindings of the product's reader library, kvrdr.dll, and random number library, kvrndm.dll: windows that configure
+// key readers, kinds of key carriers and random number generators. Each wrapper has the name of the library's function
+// and returns its result, 0 for success, or kFunctionMissing.
 #pragma once
 
 #include <windows.h>
@@ -7,12 +8,9 @@
 #include "applet/services/ProductLibrary.h"
 #include "applet/services/SupportLibrary.h"
 
-// The product's reader library, kvrdr.dll: windows that configure key readers and kinds of key carriers. One wrapper a
-// function, under the function's own name. Each returns the library's own result, 0 for success, or kFunctionMissing.
-
-// Which window the library's is to be shown above.
+// The owner of a window of the reader library.
 struct ReaderWindowRequest {
-    DWORD size = sizeof(ReaderWindowRequest);  // the library checks it
+    DWORD size = sizeof(ReaderWindowRequest);  // checked by the library
     HWND parent = nullptr;
 };
 static_assert(sizeof(ReaderWindowRequest) == 16);
@@ -20,7 +18,7 @@ static_assert(sizeof(ReaderWindowRequest) == 16);
 DWORD LoadReaderLibrary() noexcept;
 void ReleaseReaderLibrary() noexcept;
 
-// Both are modal, and tell the user of their failures themselves.
+// Both are modal and report their failures to the user.
 DWORD rdr_wnd_configure(const ReaderWindowRequest* request) noexcept;
 DWORD rdr_media_wnd_configure(const ReaderWindowRequest* request) noexcept;
 
@@ -30,5 +28,5 @@ DWORD rdr_register_start(ReaderRegistration* registration) noexcept;
 DWORD LoadRandomLibrary() noexcept;
 void ReleaseRandomLibrary() noexcept;
 
-// Modal above `parent`; tells the user of its failures itself.
+// Modal, owned by `parent`; reports its failures to the user.
 DWORD rndm_wnd_configure(HWND parent) noexcept;

@@ -27,11 +27,11 @@ constexpr DWORD Facility(DWORD code) {
 // Libraries of the product lie side by side under this module's manifest, or under the signature library's.
 HMODULE LoadedProductModule(const wchar_t* name) {
     {
-        const ActivationScope own(Caches().ModuleContext());
+        const ActivationScope own(Module::ActivationContext());
         if (const HMODULE module = GetModuleHandleW(name)) return module;
     }
     const HANDLE context = Caches().SignatureLibraryContext();
-    if (context == ActivationContextPolicy::null()) return nullptr;
+    if (context == INVALID_HANDLE_VALUE) return nullptr;
     const ActivationScope signature(context);
     return GetModuleHandleW(name);
 }

@@ -1,50 +1,40 @@
 #include "applet/services/LanguageAware.h"
 
+#include <type_traits>
+
 #include "applet/services/Language.h"
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/Strings.h"
 #include "framework/Accessibility.h"
-#include "framework/Dialog.h"
 #include "framework/Module.h"
 
-TemplateLang::TemplateLang(UINT id) noexcept {
+template <class Base>
+LanguageAware<Base>::LanguageAware(UINT templateId) {
     const LANGID language = UpdatedUserLanguage();
-    dialog = Module::Resource(kDialogType, id, language);
-    initData = Module::Resource(kDialogInitType, id, language);
+    const auto dialog = Module::Resource(kDialogType, templateId, language);
+    const auto initData = Module::Resource(kDialogInitType, templateId, language);
+    if constexpr (std::is_base_of_v<CPropertyPage, Base>) {
+        this->SetTemplate(dialog, initData);
+    } else {
+        this->InitModalIndirect(dialog, initData);
+    }
 }
 
-CDialogLang::CDialogLang(UINT templateId) {
-    const TemplateLang found(templateId);
-    InitModalIndirect(found.dialog, found.initData);
+template <class Base>
+bool LanguageAware<Base>::OnInitDialog() {
+    NameControlsApart(this->m_hWnd);
+    return Base::OnInitDialog();
 }
 
-bool CDialogLang::OnInitDialog() {
-    NameControlsApart(m_hWnd);
-    return CDialog::OnInitDialog();
-}
-
-std::wstring CDialogLang::LoadText(UINT id) const {
+template <class Base>
+std::wstring LanguageAware<Base>::LoadText(UINT id) const {
     return LoadStringLang(id);
 }
 
-int CDialogLang::ShowMessage(const std::wstring& text, UINT type) {
+template <class Base>
+int LanguageAware<Base>::ShowMessage(const std::wstring& text, UINT type) {
     return MessageBoxText(text, type);
 }
 
-CPropertyPageLang::CPropertyPageLang(UINT templateId) {
-    const TemplateLang found(templateId);
-    SetTemplate(found.dialog, found.initData);
-}
-
-bool CPropertyPageLang::OnInitDialog() {
-    NameControlsApart(m_hWnd);
-    return CPropertyPage::OnInitDialog();
-}
-
-std::wstring CPropertyPageLang::LoadText(UINT id) const {
-    return LoadStringLang(id);
-}
-
-int CPropertyPageLang::ShowMessage(const std::wstring& text, UINT type) {
-    return MessageBoxText(text, type);
-}
+template class LanguageAware<CDialog>;
+template class LanguageAware<CPropertyPage>;

@@ -5,23 +5,14 @@
 
 namespace {
 
-constexpr WORD kManifestId = 2;
 constexpr WORD kHandCursorId = 108;  // of the common controls library
 
-UniqueActivationContext ContextOfThisModule() noexcept {
-    ACTIVATION_CONTEXT_BASIC_INFORMATION information{};
-    const BOOL found = QueryActCtxW(QUERY_ACTCTX_FLAG_ACTCTX_IS_ADDRESS, reinterpret_cast<HANDLE>(&Caches), nullptr,
-                                    ActivationContextBasicInformation, &information, sizeof information, nullptr);
-    if (found && information.hActCtx) return UniqueActivationContext(information.hActCtx);
-    return CreateModuleContext(Module::Instance(), kManifestId);
-}
-
-UniqueCursor CopyOfHandCursor(HANDLE context) {
+UniqueCursor CopyOfHandCursor() {
     wchar_t directory[MAX_PATH];
     const UINT length = GetWindowsDirectoryW(directory, static_cast<UINT>(std::size(directory)));
     if (length == 0 || length >= std::size(directory)) return {};
     const std::wstring path = std::wstring(directory) + L"\\System32\\comctl32.dll";
-    const ActivationScope active(context);
+    const ActivationScope active(Module::ActivationContext());
     const UniqueModule library(LoadLibraryByPath(path.c_str()));
     const HCURSOR shared = library ? LoadCursorW(library.get(), MAKEINTRESOURCEW(kHandCursorId)) : nullptr;
     return UniqueCursor(shared ? CopyCursor(shared) : nullptr);
@@ -29,15 +20,10 @@ UniqueCursor CopyOfHandCursor(HANDLE context) {
 
 }  // namespace
 
-HANDLE ProcessCaches::ModuleContext() noexcept {
-    if (!moduleContext_) moduleContext_ = ContextOfThisModule();
-    return moduleContext_->get();
-}
-
 HANDLE ProcessCaches::SignatureLibraryContext() noexcept {
     if (!signatureContext_) {
         if (const HMODULE library = GetModuleHandleW(L"kvsign.dll")) {
-            signatureContext_ = CreateModuleContext(library, kManifestId);
+            signatureContext_ = CreateModuleContext(library, kLibraryManifestId);
         }
     }
     return signatureContext_.get();
@@ -46,7 +32,7 @@ HANDLE ProcessCaches::SignatureLibraryContext() noexcept {
 HCURSOR ProcessCaches::HandCursor() noexcept {
     if (!handCursor_) {
         try {
-            handCursor_ = CopyOfHandCursor(ModuleContext());
+            handCursor_ = CopyOfHandCursor();
         } catch (...) {
             handCursor_.emplace();
         }

@@ -1,4 +1,4 @@
-// What is kept for the life of the process, in one place.
+// The caches that exist until the module is unloaded.
 #pragma once
 
 #include <windows.h>
@@ -15,22 +15,17 @@ class ProcessCaches {
     ProductLibrary readers{L"kvrdr.dll"};
     ProductLibrary random{L"kvrndm.dll"};
 
-    // The name that message boxes and the configuration sheet are captioned with (DisplayName.h).
+    // The caption of message boxes and of the configuration sheet (DisplayName in Strings.h).
     std::wstring displayName;
-
-    // This module's activation context: the one the loader gave it, else one made from its own manifest;
-    // INVALID_HANDLE_VALUE when there is neither.
-    HANDLE ModuleContext() noexcept;
 
     // The activation context of the product's signature library, when that is loaded in the process; made once, from
     // its own manifest. INVALID_HANDLE_VALUE when there is none.
     HANDLE SignatureLibraryContext() noexcept;
 
-    // The hand shown over links; nullptr when it can't be had.
+    // The hand cursor for links; nullptr when it could not be loaded.
     HCURSOR HandCursor() noexcept;
 
   private:
-    std::optional<UniqueActivationContext> moduleContext_;
     UniqueActivationContext signatureContext_;
     std::optional<UniqueCursor> handCursor_;
 };

@@ -1,8 +1,5 @@
 #include "applet/services/ProductLibrary.h"
 
-#include <cstring>
-
-#include "applet/services/ProcessCaches.h"
 #include "framework/Module.h"
 #include "framework/Registry.h"
 #include "framework/SystemLibrary.h"
@@ -24,7 +21,7 @@ bool IsFullPath(const std::wstring& path) {
     return drive || share;
 }
 
-// Switches off the boxes that the system shows when a load fails, for this thread.
+// Disables the message boxes that the system shows for this thread when a load fails.
 class QuietErrors {
   public:
     QuietErrors() noexcept { SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &previous_); }
@@ -36,10 +33,10 @@ class QuietErrors {
     DWORD previous_ = 0;
 };
 
-// `load` is one of the functions of LibraryLoading.h.
+// `load` is one of the functions of SystemLibrary.h.
 HMODULE Load(HMODULE load(const wchar_t*) noexcept, const wchar_t* file) noexcept {
     const QuietErrors quiet;
-    const ActivationScope context(Caches().ModuleContext());
+    const ActivationScope context(Module::ActivationContext());
     return load(file);
 }
 
@@ -73,7 +70,7 @@ HMODULE LoadProductLibrary(const wchar_t* fileName) noexcept {
     return path.empty() ? Load(&LoadLibraryFromSafeDirectories, fileName) : Load(&LoadLibraryByPath, path.c_str());
 }
 
-// The product's directory, which may be in the PATH, is tried instead of the PATH.
+// Tries the product's directory instead of the PATH, which may contain it.
 HMODULE LoadLibraryByName(const wchar_t* fileName) noexcept {
     const HMODULE module = Load(&LoadLibraryFromSafeDirectories, fileName);
     return module ? module : LoadProductLibrary(fileName);
@@ -89,16 +86,10 @@ DWORD ProductLibrary::Load() noexcept {
 }
 
 void ProductLibrary::Release() noexcept {
-    if (references_ == 0 || --references_ != 0) return;
-    used_ = 0;
+    if (references_ != 0) --references_;
 }
 
 FARPROC ProductLibrary::Find(const char* name) noexcept {
-    for (size_t i = 0; i < used_; ++i) {
-        if (std::strcmp(entries_[i].name, name) == 0) return entries_[i].function;
-    }
     if (!module_ && Load() != 0) return nullptr;
-    const FARPROC function = GetProcAddress(module_, name);
-    if (function && used_ < entries_.size()) entries_[used_++] = {name, function};
-    return function;
+    return GetProcAddress(module_, name);
 }

@@ -3,7 +3,6 @@
 
 #include <windows.h>
 
-#include <array>
 #include <string>
 
 // Results of a binding, beside the library functions' own.
@@ -28,22 +27,23 @@ HMODULE LoadProductLibrary(const wchar_t* fileName) noexcept;
 // its resolved path when it lies in none of them. Otherwise as LoadProductLibrary.
 HMODULE LoadLibraryByName(const wchar_t* fileName) noexcept;
 
-// The binding record of one library: module, reference count, entry points found so far. Used by one thread.
+// The binding of one library: its module and the number of references to it. Used by one thread.
 class ProductLibrary {
   public:
     explicit constexpr ProductLibrary(const wchar_t* fileName) noexcept : fileName_(fileName) {}
     ProductLibrary(const ProductLibrary&) = delete;
     ProductLibrary& operator=(const ProductLibrary&) = delete;
 
-    // Takes a reference; the first one loads the library. 0 or kLibraryNotLoaded.
+    // Adds a reference; the first one loads the library. Returns 0 or kLibraryNotLoaded.
     DWORD Load() noexcept;
 
-    // Gives a reference back. The last one forgets the entry points; the module stays loaded for good, since its own
-    // windows and threads may still be about.
+    // Removes a reference; nothing when there is none. The module is never unloaded, because its windows and threads
+    // may outlive the last reference.
     void Release() noexcept;
 
-    // Calls the exported function `name` (a literal), loading the library on first use. The function's own result, or
-    // kFunctionMissing.
+    // Calls the exported function `name`, loading the library with a reference of its own if no module is held. Returns
+    // the function's result, or kFunctionMissing. A wrapper of the same name passes __func__ and its own declared type,
+    // so that each import is declared once: `Call<decltype(rndm_wnd_configure)>(__func__, parent)`.
     template <class Signature, class... Arguments>
     DWORD Call(const char* name, Arguments... arguments) noexcept {
         const FARPROC entry = Find(name);
@@ -52,18 +52,11 @@ class ProductLibrary {
     }
 
   private:
-    struct Entry {
-        const char* name;
-        FARPROC function;
-    };
-
     FARPROC Find(const char* name) noexcept;
 
     const wchar_t* fileName_;
     HMODULE module_ = nullptr;
     DWORD references_ = 0;
-    std::array<Entry, 32> entries_{};  // as many as any of the libraries has functions in use
-    size_t used_ = 0;
 };
 
 // A reference on a library of the product while the object lives, taken by the library's own pair of functions.

@@ -14,14 +14,14 @@ bool CPropPageConfigBase::OnInitDialog() {
 bool CPropPageConfigBase::OnApply() {
     if (!UpdateData(true)) return false;
     const SaveResult result = SavePage();
-    if (!m_hWnd) return false;  // a question ended with the sheet: nothing is left to be shown
+    if (!m_hWnd) return false;  // the sheet was closed while SavePage showed a question
     if (result == SaveResult::Failed) {
         MessageBoxId(IDS_SAVE_FAILED, MB_ICONERROR);
         return false;
     }
     const bool modified = IsPageModified();
     SetModified(modified);
-    // The sheet takes back every page's mark once all have applied; one that a page still wants comes after that.
+    // After all pages have applied, the sheet marks every page as unmodified, so the mark is posted to follow that.
     if (modified) ::PostMessageW(::GetParent(m_hWnd), PSM_CHANGED, reinterpret_cast<WPARAM>(m_hWnd), 0);
     if (result == SaveResult::SavedRebuild) GetParentSheet()->EndAfterApply(IDRETRY);
     return CPropertyPageLang::OnApply();
@@ -44,7 +44,7 @@ bool CPropPageConfigBase::RebootSystem() {
     privileges.PrivilegeCount = 1;
     privileges.Privileges[0].Attributes = SE_PRIVILEGE_ENABLED;
     if (!LookupPrivilegeValueW(nullptr, L"SeShutdownPrivilege", &privileges.Privileges[0].Luid)) return false;
-    // Succeeds even when the privilege isn't the user's to enable; only the last error tells.
+    // The call succeeds even when the user lacks the privilege; only the last error shows it.
     SetLastError(ERROR_SUCCESS);
     if (!AdjustTokenPrivileges(token.get(), FALSE, &privileges, 0, nullptr, nullptr)) return false;
     if (GetLastError() != ERROR_SUCCESS) return false;

@@ -1,44 +1,65 @@
-// CPropPageConfigBase: what every settings page of the configuration sheet does alike: it tells when it differs from
-// what is stored, saves, asks for the sheet to be built anew, restarts the computer.
+// CPropPageConfigBase: the base of the settings pages of the configuration sheet.
 #pragma once
 
 #include <initializer_list>
+#include <utility>
 
 #include "applet/services/LanguageAware.h"
 #include "framework/Controls.h"
 
-// What came of saving a page. Values are those of the pages' protocol.
+// The result of saving a page.
 enum class SaveResult : int {
-    Failed = 0,         // something wasn't written; the page stays modified and Apply can be repeated
-    Saved = 1,          // all is written, or there was nothing to write
-    SavedRebuild = -1,  // written, and the sheet must be built anew (another language)
+    Failed = 0,         // a value was not written; the page stays modified, and Apply can be repeated
+    Saved = 1,          // every changed value was written
+    SavedRebuild = -1,  // as Saved, and the sheet must be created again, because the language changed
 };
 
+// On Apply the base exchanges data (UpdateData), calls SavePage and IsPageModified, reports a failure to the user and
+// updates the sheet's Apply button. A derived page overrides the two functions and routes the notifications of its
+// controls to OnControlChanged.
 class CPropPageConfigBase : public CPropertyPageLang {
   public:
     using CPropertyPageLang::CPropertyPageLang;
 
   protected:
+    // While an object of this class exists, the page itself changes its controls, and their notifications are not the
+    // user's: ChangesItself is true. Scopes may be nested.
+    class OwnChange {
+      public:
+        explicit OwnChange(CPropPageConfigBase& page) noexcept
+            : page_(page), before_(std::exchange(page.changesItself_, true)) {}
+        ~OwnChange() { page_.changesItself_ = before_; }
+        OwnChange(const OwnChange&) = delete;
+        OwnChange& operator=(const OwnChange&) = delete;
+
+      private:
+        CPropPageConfigBase& page_;
+        bool before_;
+    };
+    bool ChangesItself() const noexcept { return changesItself_; }
+
     bool OnInitDialog() override;
     bool OnApply() override;
 
-    // Whether the controls differ from what is stored.
+    // Whether the controls differ from the stored values.
     virtual bool IsPageModified() { return false; }
 
+    // Writes the changed values. Called after UpdateData(true) has succeeded.
     virtual SaveResult SavePage() { return SaveResult::Saved; }
 
-    // Marks the page modified, or not, as IsPageModified says. Pages call it from their change notifications.
+    // Marks the page as modified or unmodified according to IsPageModified.
     virtual void OnControlChanged();
 
-    // Restarts the computer. False when the user lacks the privilege or the restart was refused.
+    // Restarts the computer. False when the user lacks the privilege or the system refused.
     virtual bool RebootSystem();
 
-    // Shows the string `reason` while the mouse rests over one of the controls and that control is disabled; 0:
-    // nothing.
+    // Shows string `reason` as a tip while the mouse is over one of the controls and that control is disabled.
+    // Reason 0 removes the tip.
     void ExplainDisabled(std::initializer_list<UINT> controls, UINT reason);
 
-    bool initialised_ = false;
+    bool initialised_ = false;  // true from OnInitDialog on
 
   private:
     CToolTipCtrl reasons_;
+    bool changesItself_ = false;
 };

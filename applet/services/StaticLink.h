@@ -15,10 +15,8 @@ class ILinkHandler {
     virtual void OnLinkClicked(HWND link) = 0;
 };
 
-// Opens files and addresses with the shell.
-
-// Does what the shell does for `verb` ("open", "runas"). Whatever is started runs in the system directory: neither the
-// shell nor the program looks for anything in the current one. False when nothing could be started.
+// Opens a file or an address with the shell's `verb` ("open", "runas"). The program is started in the system directory,
+// so that neither it nor the shell searches the current directory. False when nothing could be started.
 bool OpenWithShell(HWND owner, const wchar_t* verb, const std::wstring& target, int show) noexcept;
 
 class CStaticLink : public CStatic {

@@ -39,10 +39,9 @@ std::wstring FormatStringId(UINT id, const Insert& insert1, const Insert& insert
 // `value` stays as it was then.
 bool LoadVersionString(const wchar_t* name, std::wstring& value);
 
-// The application's display name: what its windows and message boxes are captioned with.
-
-// The name as last updated; before any update the string table's own title.
+// The application's display name, the caption of its windows and message boxes: the name that UpdateDisplayName set,
+// else the title in the string table.
 std::wstring DisplayName();
 
-// Sets the name to the product's, as this module's version resource has it, or to the string table's title.
+// Sets the display name to ProductName in this module's version resource, or to the title in the string table.
 void UpdateDisplayName();

@@ -1,11 +1,11 @@
 // The product's support library, kvsuprt.dll: configuration store, localised strings, user interface language,
-// readers. One wrapper a function, under the function's own name. Each returns the library's own result, 0 for success,
-// or kFunctionMissing.
+// readers. Each wrapper has the name of the library's function and returns its result, 0 for success, or
+// kFunctionMissing.
 //
 // Paths begin with a backslash and a scope: "\config" (the machine's provider settings), "\local" (the user's),
 // "\global" (all users'), then sections and a parameter. Lengths are in characters: on entry the buffer's capacity
-// without the terminator, on return the text's length without the terminator; without a buffer only the length is told.
-// A call that fails leaves its outputs as they were.
+// without the terminator, on return the text's length without the terminator; without a buffer only the length is
+// returned. A call that fails leaves its outputs as they were.
 #pragma once
 
 #include <windows.h>
@@ -17,7 +17,7 @@
 #include "applet/services/ProductLibrary.h"
 #include "framework/Handles.h"
 
-// Rights of support_registry_check_access. The caller asks for some; those that are granted are left.
+// Rights for support_registry_check_access. On entry the requested rights, on return the granted ones.
 constexpr DWORD kRightWrite = 2;
 constexpr DWORD kRightRemove = 8;
 
@@ -52,10 +52,10 @@ DWORD support_registry_value_long(HANDLE value, LONG* number) noexcept;
 DWORD support_registry_value_free(HANDLE value) noexcept;
 
 // A registration of readers. supsys_register_all makes readers known to it; supsys_unregister_all with `final` not 0
-// ends it and takes back what rdr_register_start (ReaderLibrary.h) put in.
+// ends it and takes back what rdr_register_start (DeviceLibraries.h) put in.
 struct ReaderRegistration {
-    DWORD size = sizeof(ReaderRegistration);  // the libraries check it
-    void* context = nullptr;                  // theirs
+    DWORD size = sizeof(ReaderRegistration);  // checked by the libraries
+    void* context = nullptr;                  // owned by the libraries
 };
 static_assert(sizeof(ReaderRegistration) == 16);
 
@@ -81,15 +81,8 @@ DWORD support_wnd_language_done() noexcept;
 // Whether `path` may be changed by this user.
 bool MayWrite(const wchar_t* path) noexcept;
 
-struct SupportValuePolicy : NullPointerPolicy<HANDLE> {
-    static void close(Handle value) noexcept { support_registry_value_free(value); }
-};
-using UniqueSupportValue = UniqueHandle<SupportValuePolicy>;
-
-struct SupportSearchPolicy : NullPointerPolicy<HANDLE> {
-    static void close(Handle search) noexcept { support_registry_search_close(search); }
-};
-using UniqueSupportSearch = UniqueHandle<SupportSearchPolicy>;
+using UniqueSupportValue = UniqueHandle<HANDLE, &support_registry_value_free>;
+using UniqueSupportSearch = UniqueHandle<HANDLE, &support_registry_search_close>;
 
 // The number at `path`; `missing` when there is none, or what is there isn't a number.
 LONG FindLong(const wchar_t* path, LONG missing) noexcept;
