@@ -79,10 +79,11 @@ void CPropPageConfigCSPOID::ShowType() {
 }
 
 void CPropPageConfigCSPOID::AcquireContext() {
-    context_.emplace();  // lets the old one go
+    context_.Release();
     const auto type = static_cast<DWORD>(types_.GetItemData(type_));
-    if (!context_->Acquire(kContextForSettings, nullptr, providerName_.c_str(), type)) context_.reset();
-    record_ = {context_ ? context_->Get() : 0};
+    static_cast<void>(
+        context_.Acquire(kContextForSettings, nullptr, providerName_.c_str(), type));  // empty after a failure
+    record_ = {context_.Get()};
 }
 
 bool CPropPageConfigCSPOID::IsPageModified() {

@@ -30,6 +30,6 @@ class CPropPageConfigCSPOID : public CPropPageConfigBase {
     int type_ = -1;    // the item selected
     // Hash, encryption, signature, Diffie-Hellman: the provider's lists, and its values.
     std::array<CComboParam, 4> parameters_{{{103, 92}, {104, 93}, {105, 94}, {106, 95}}};
-    std::optional<CCryptProvContext> context_;  // none when it can't be had
+    CCryptProvContext context_;  // empty when the provider can't be opened
     ProviderRecord record_;
 };

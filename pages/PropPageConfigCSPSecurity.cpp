@@ -168,14 +168,18 @@ int CPropPageConfigCSPSecurity::FillDefaults(CComboBox& box, DWORD type, const s
 void CPropPageConfigCSPSecurity::OpenProvider() {
     const std::wstring name = providers_.GetLBText(provider_);
     const auto type = static_cast<DWORD>(providers_.GetItemData(provider_));
-    context_.Acquire(kContextForSettings, nullptr, name.c_str(), type);
+    static_cast<void>(context_.Acquire(kContextForSettings, nullptr, name.c_str(), type));  // empty after a failure
     TakeMode(state_, ReadProviderMode(name));
     ReadCache();
     ReadDiffieHellman();
 }
 
 void CPropPageConfigCSPSecurity::ReadCache() {
-    TakeCache(state_, context_ ? ReadParameter<CacheRecord>(context_.Get(), kParameterCache) : std::nullopt);
+    std::optional<CacheRecord> record;
+    if (context_) {
+        if (const auto read = ReadParameter<CacheRecord>(context_.Get(), kParameterCache)) record = *read;
+    }
+    TakeCache(state_, record);
     if (state_.cacheMaximum == 0) return;
     ::SendMessageW(GetDlgItem(IDC_SECURITY_CACHE_SIZE_SPIN), UDM_SETRANGE32, 1,
                    static_cast<LPARAM>(state_.cacheMaximum));
@@ -185,8 +189,12 @@ void CPropPageConfigCSPSecurity::ReadDiffieHellman() {
     std::optional<DiffieHellmanRecord> record;
     DWORD error = ERROR_SUCCESS;
     if (context_) {
-        record = ReadParameter<DiffieHellmanRecord>(context_.Get(), kParameterDiffieHellman);
-        error = GetLastError();
+        const auto read = ReadParameter<DiffieHellmanRecord>(context_.Get(), kParameterDiffieHellman);
+        if (read) {
+            record = *read;
+        } else {
+            error = read.Failed().code;
+        }
     }
     TakeDiffieHellman(state_, record, error);
 }
@@ -196,7 +204,7 @@ SecurityRights CPropPageConfigCSPSecurity::ReadRights() const {
     SecurityRights rights;
     rights.mayWriteProvider = MayWrite(kProviderSection);
     if (!rights.mayWriteProvider || state_.now.mode == kModeUnknown || !context_) return rights;
-    rights.protectionClass = ReadParameter<DWORD>(context_.Get(), kParameterProtectionClass).value_or(0);
+    rights.protectionClass = ReadParameter<DWORD>(context_.Get(), kParameterProtectionClass).ValueOr(0);
     rights.keyServiceInstalled = rights.protectionClass == kClassKc1 && IsKeyServiceInstalled();
     return rights;
 }

@@ -106,10 +106,10 @@ void CPropPageConfigWLReaders::FillProviders() {
 }
 
 void CPropPageConfigWLReaders::OpenProvider(int item) {
-    if (!context_) context_.emplace();
+    context_.Release();
     const std::wstring name = providers_.GetLBText(item);
     const auto type = static_cast<DWORD>(providers_.GetItemData(item));
-    if (name.empty() || !context_->Acquire(kContextForSettings, nullptr, name.c_str(), type)) context_.reset();
+    if (!name.empty()) static_cast<void>(context_.Acquire(kContextForSettings, nullptr, name.c_str(), type));
 }
 
 // After a listing that broke off, what is the default can't be told: nothing is selected.

@@ -50,7 +50,7 @@ class CPropPageConfigWLReaders : public CPropPageConfigBase {
 
     WinlogonState state_;
     int provider_ = -1;  // position in its list
-    std::optional<CCryptProvContext> context_;
+    CCryptProvContext context_;
     std::vector<std::wstring> readerNames_;  // as settings name them; a list item's data is its reader's position here
     bool domainController_ = false;
     std::optional<DomainDirectory> directory_;   // on domain controllers, once it was asked

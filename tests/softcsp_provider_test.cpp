@@ -32,10 +32,10 @@ TEST(SoftcspProvider, OpensWhatItHasAndRefusesTheRest) {
     };
     for (const auto& row : table) {
         CCryptProvContext context;
-        const bool opened = context.Acquire(row.flags, row.container, row.name, row.type);
-        EXPECT_EQ(opened ? 0 : static_cast<HRESULT>(GetLastError()), row.error) << row.type << ' ' << row.flags;
+        const auto opened = context.Acquire(row.flags, row.container, row.name, row.type);
+        EXPECT_EQ(opened ? 0 : opened.Failed().AsHresult(), row.error) << row.type << ' ' << row.flags;
         if (opened) {
-            EXPECT_EQ(ReadParameter<DWORD>(context.Get(), PP_PROVTYPE), row.type);
+            EXPECT_EQ(ReadParameter<DWORD>(context.Get(), PP_PROVTYPE).ValueOr(0), row.type);
         }
     }
 }
