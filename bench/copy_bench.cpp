@@ -23,16 +23,16 @@ namespace {
 constexpr wchar_t kTarget[] = L"\\\\.\\REGISTRY\\copy_bench";
 
 bool Open(CCryptProvContext& context, const wchar_t* name, DWORD flags) {
-    return context.Acquire(flags | CRYPT_SILENT, name, nullptr, kProviderType75);
+    return static_cast<bool>(context.Acquire(flags | CRYPT_SILENT, name, nullptr, kProviderType75));
 }
 
 bool Copy(const wchar_t* name) {
     ContainerCopy copy;
     CCryptProvContext source, target;
-    if (!Open(source, name, 0) || !copy.OpenVerification(nullptr, kProviderType75).done) return false;
-    if (FAILED(ReadSourceContainer(source.Get(), copy))) return false;
+    if (!Open(source, name, 0) || !copy.OpenVerification(nullptr, kProviderType75)) return false;
+    if (!ReadSourceContainer(source.Get(), copy)) return false;
     source.Release();
-    return Open(target, kTarget, kCopyTargetFlags) && SUCCEEDED(WriteTargetContainer(copy, target.Get()));
+    return Open(target, kTarget, kCopyTargetFlags) && WriteTargetContainer(copy, target.Get());
 }
 
 // What the bare loop keeps between its calls; the real sizes are far below the buffers'.

@@ -33,7 +33,8 @@ class Containers {
     Containers() {
         CCryptProvContext first;
         HCRYPTKEY key = 0;
-        good_ = first.Acquire(CRYPT_NEWKEYSET | CRYPT_SILENT, Name(0).c_str(), kProvider, kProviderType75);
+        const auto made = first.Acquire(CRYPT_NEWKEYSET | CRYPT_SILENT, Name(0).c_str(), kProvider, kProviderType75);
+        good_ = static_cast<bool>(made);
         for (const DWORD keySpec : {AT_KEYEXCHANGE, AT_SIGNATURE})
             if (good_ && (good_ = CryptGenKey(first.Get(), keySpec, 0, &key) != FALSE)) CryptDestroyKey(key);
         softcsp::ContainerPlace place;

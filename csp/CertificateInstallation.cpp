@@ -1,55 +1,61 @@
 #include "csp/CertificateInstallation.h"
 
 #include "csp/KeyLink.h"
-#include "framework/Handles.h"
 
 namespace {
 
-LinkFailure Link(const CERT_CONTEXT& certificate, const LinkRequest& request, const std::wstring& uniqueName) {
-    UniqueCryptKey key;
-    if (request.keySpec == 0 || !CryptGetUserKey(request.container, request.keySpec, key.put()))
-        return LinkFailure::NoKey;
-    const KeyLinkOutcome made = MakeKeyLink(request.container, key.get(), uniqueName, request.keySet);
-    if (!made.done) return LinkFailure::Parameters;
-    if (!WriteKeyLink(certificate, made.link).done) return LinkFailure::Property;
-    // The provider reads as many bytes as the certificate's header says; the system has found them all there.
-    if (request.writeToContainer && !CryptSetKeyParam(key.get(), KP_CERTIFICATE, certificate.pbCertEncoded, 0))
-        return LinkFailure::Property;
-    return LinkFailure::None;
+Result<> WriteCertificate(HCRYPTKEY key, const CERT_CONTEXT& certificate) {
+    // The provider reads as many bytes as the certificate's own header announces. The system has checked that the
+    // encoded certificate holds them.
+    return Try(CryptSetKeyParam(key, KP_CERTIFICATE, certificate.pbCertEncoded, 0));
 }
 
-// The link that the system keeps for a key identifier comes before the certificate's own, so a stale one would hide it.
-// The user's identifiers, also when the certificate goes into the computer's store. Not every system keeps any, and one
-// that has none says so by failing.
+// The system prefers the link that it keeps for a key identifier to the certificate's own link, so an outdated one must
+// be removed. It is the current user's also when the certificate goes into a store of the computer. Systems that keep
+// no such links fail here; the failure is ignored.
 void RemoveKeyIdentifier(const CERT_CONTEXT& certificate) {
-    BytesOutcome identifier = AskLengthFirst([&](BYTE* data, DWORD* length) {
+    Result<Bytes> identifier = ReadBytes([&](BYTE* data, DWORD* length) {
         return CertGetCertificateContextProperty(&certificate, CERT_KEY_IDENTIFIER_PROP_ID, data, length);
     });
-    if (!identifier.done) return;
-    const CRYPT_HASH_BLOB blob{static_cast<DWORD>(identifier.bytes.size()), identifier.bytes.data()};
+    if (!identifier) return;
+    const CRYPT_HASH_BLOB blob{static_cast<DWORD>(identifier->size()), identifier->data()};
     CryptSetKeyIdentifierProperty(&blob, 0, CRYPT_KEYID_DELETE_FLAG, nullptr, nullptr, nullptr);
 }
 
 }  // namespace
 
-LinkOutcome LinkCertificate(const CERT_CONTEXT& certificate, const LinkRequest& request) {
-    const NameOutcome unique = UniqueContainerName(request.container);
-    if (!unique.done) return {LinkFailure::Parameters};
-    return {Link(certificate, request, unique.name), unique.name};
+LinkAttempt LinkCertificate(const CERT_CONTEXT& certificate, const LinkRequest& request) {
+    const Result<std::wstring> name = UniqueContainerName(request.container);
+    if (!name) return {name.Failed(), LinkStep::ReadContainer};
+
+    UniqueCryptKey key;
+    if (request.keySpec == 0) return {Failure{static_cast<DWORD>(NTE_NO_KEY)}, LinkStep::OpenKey, *name};
+    const Result<> opened = Try(CryptGetUserKey(request.container, request.keySpec, key.put()));
+    if (!opened) return {opened, LinkStep::OpenKey, *name};
+
+    const Result<KeyLink> link = MakeKeyLink(request.container, key.get(), *name, request.keySet);
+    if (!link) return {link.Failed(), LinkStep::ReadKey, *name};
+
+    Result<> written = WriteKeyLink(certificate, *link);
+    if (written && request.writeToContainer) written = WriteCertificate(key.get(), certificate);
+    return {written, LinkStep::Write, *name};
 }
 
-Outcome AddToStore(HCERTSTORE store, const CERT_CONTEXT& certificate, ReplaceQuestion& question) {
+Result<> AddToStore(HCERTSTORE store, const CERT_CONTEXT& certificate, ReplaceQuestion& question) {
     RemoveKeyIdentifier(certificate);
     const auto add = [&](DWORD disposition) {
-        return Taken(CertAddCertificateContextToStore(store, &certificate, disposition, nullptr));
+        return Try(CertAddCertificateContextToStore(store, &certificate, disposition, nullptr));
     };
-    const Outcome added = add(CERT_STORE_ADD_NEW);
-    if (added.done || added.error != static_cast<DWORD>(CRYPT_E_EXISTS)) return added;
-    if (!question.Replace()) return {false, ERROR_CANCELLED};
+    const Result<> added = add(CERT_STORE_ADD_NEW);
+    if (added || !added.Failed().Is(static_cast<DWORD>(CRYPT_E_EXISTS))) return added;
+    if (!question.Replace()) return Failure{ERROR_CANCELLED};
     return add(CERT_STORE_ADD_REPLACE_EXISTING);
 }
 
-HCERTSTORE OpenPersonalStore(KeySet keySet) noexcept {
+Result<UniqueCertificateStore> OpenPersonalStore(KeySet keySet) noexcept {
     const DWORD location = StoreLocation(keySet);
-    return CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, location | CERT_STORE_OPEN_EXISTING_FLAG, L"My");
+    UniqueCertificateStore store(
+        CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, location | CERT_STORE_OPEN_EXISTING_FLAG, L"My"));
+    if (!store) return LastFailure();
+    return store;
 }

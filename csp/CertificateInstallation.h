@@ -1,4 +1,4 @@
-// The installation of a certificate: its link to the private key, and its place in a store.
+// The installation of a certificate: its link to the private key, and its copy in a system store.
 #pragma once
 
 #include <windows.h>
@@ -9,28 +9,34 @@
 
 #include "csp/CryptProvContext.h"
 #include "csp/CryptoValues.h"
-
-// Why a certificate couldn't be linked: the container has no such key; something about the container or the key can't
-// be read; the link, or the certificate in the container, can't be written.
-enum class LinkFailure { None, NoKey, Parameters, Property };
+#include "framework/Handles.h"
 
 struct LinkRequest {
     HCRYPTPROV container;   // open
-    DWORD keySpec;          // which key is the certificate's; 0: none
-    KeySet keySet;          // whose container it is
-    bool writeToContainer;  // the certificate, beside its key
+    DWORD keySpec;          // the certificate's key: AT_KEYEXCHANGE, AT_SIGNATURE, or 0 for none
+    KeySet keySet;          // the owner of the container
+    bool writeToContainer;  // also write the certificate into the container, beside its key
 };
 
-struct LinkOutcome {
-    LinkFailure failure = LinkFailure::None;
+// The steps of LinkCertificate, in their order.
+enum class LinkStep {
+    ReadContainer,  // its unique name
+    OpenKey,
+    ReadKey,  // the parameters that go into the link
+    Write,    // the link, and the certificate in the container
+};
+
+struct LinkAttempt {
+    Result<> result;
+    LinkStep step;             // the last one begun; after a failure the one that failed
     std::wstring container{};  // its unique name; empty when that can't be read
 };
 
-// Gives the certificate the link to its key. The link stays when the certificate can't be written into the container;
-// everything may be done again.
-LinkOutcome LinkCertificate(const CERT_CONTEXT& certificate, const LinkRequest& request);
+// Sets the certificate's link to its key. The link stays when the certificate can't be written into the container; the
+// call may be repeated.
+LinkAttempt LinkCertificate(const CERT_CONTEXT& certificate, const LinkRequest& request);
 
-// Asked when the certificate is in the store already.
+// Asked when the store already holds the certificate.
 class ReplaceQuestion {
   public:
     virtual bool Replace() = 0;
@@ -39,9 +45,10 @@ class ReplaceQuestion {
     ~ReplaceQuestion() = default;
 };
 
-// Adds the certificate with its link. What the system keeps for its key identifier is removed first. Failing with
-// ERROR_CANCELLED: the answer was no, and the store is as it was.
-Outcome AddToStore(HCERTSTORE store, const CERT_CONTEXT& certificate, ReplaceQuestion& question);
+// Adds the certificate with its link to a store, after removing what the system keeps for its key identifier. Fails
+// with ERROR_CANCELLED when the certificate is there already and `question` is answered with no; the store is unchanged
+// then.
+Result<> AddToStore(HCERTSTORE store, const CERT_CONTEXT& certificate, ReplaceQuestion& question);
 
-// Opens the personal store of the user or the computer, which must be there already.
-HCERTSTORE OpenPersonalStore(KeySet keySet) noexcept;
+// Opens the personal store of the user or the computer. Fails when the store doesn't exist yet.
+Result<UniqueCertificateStore> OpenPersonalStore(KeySet keySet) noexcept;

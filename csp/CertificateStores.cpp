@@ -3,16 +3,15 @@
 #include <vector>
 
 #include "csp/CryptoValues.h"
-#include "framework/Handles.h"
 
-std::optional<CertificateFile> OpenCertificateFile(const std::wstring& path) {
+Result<CertificateFile> OpenCertificateFile(const std::wstring& path) {
     CertificateFile file;
     file.store.reset(CertOpenStore(CERT_STORE_PROV_FILENAME_W, kCertificateEncoding, 0, CERT_STORE_OPEN_EXISTING_FLAG,
                                    path.c_str()));
-    if (!file.store) return {};
+    if (!file.store) return LastFailure();
     file.only.reset(CertEnumCertificatesInStore(file.store.get(), nullptr));
-    if (!file.only) return {};
-    // The listing takes the certificate that it goes on from.
+    if (!file.only) return Failure{static_cast<DWORD>(CRYPT_E_NOT_FOUND)};
+    // The enumeration releases the certificate that it continues from, so it is given a duplicate.
     const UniqueCertificate second(
         CertEnumCertificatesInStore(file.store.get(), CertDuplicateCertificateContext(file.only.get())));
     if (second) file.only.reset();
@@ -23,11 +22,11 @@ namespace {
 
 using StoreNames = std::vector<std::wstring>;
 
-BOOL WINAPI CollectName(const void* store, DWORD, CERT_SYSTEM_STORE_INFO*, void*, void* argument) noexcept {
+BOOL WINAPI AddStoreName(const void* store, DWORD, CERT_SYSTEM_STORE_INFO*, void*, void* argument) noexcept {
     try {
         static_cast<StoreNames*>(argument)->emplace_back(static_cast<const wchar_t*>(store));
         return TRUE;
-    } catch (...) {  // nothing is thrown through the system's listing
+    } catch (...) {  // an exception must not pass through the system's enumeration
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return FALSE;
     }
@@ -38,9 +37,8 @@ void FindInStore(const std::wstring& name, DWORD location, CERT_PUBLIC_KEY_INFO&
         CertOpenStore(CERT_STORE_PROV_SYSTEM_W, kCertificateEncoding, 0,
                       location | CERT_STORE_READONLY_FLAG | CERT_STORE_OPEN_EXISTING_FLAG, name.c_str()));
     if (!store) return;
-    // The search takes the certificate that it goes on from.
     UniqueCertificate certificate;
-    const auto next = [&] {
+    const auto next = [&] {  // the search releases the certificate that it continues from
         return CertFindCertificateInStore(store.get(), kCertificateEncoding, 0, CERT_FIND_PUBLIC_KEY, &key,
                                           certificate.release());
     };
@@ -49,11 +47,11 @@ void FindInStore(const std::wstring& name, DWORD location, CERT_PUBLIC_KEY_INFO&
 
 }  // namespace
 
-Outcome FindCertificates(KeySet keySet, CERT_PUBLIC_KEY_INFO& key, const CertificateVisitor& visit) {
+Result<> FindCertificates(KeySet keySet, CERT_PUBLIC_KEY_INFO& key, const CertificateVisitor& visit) {
     const DWORD location = StoreLocation(keySet);
     StoreNames stores;
-    Outcome outcome = Taken(CertEnumSystemStore(location, nullptr, &stores, &CollectName));
-    if (IsCode(outcome.error, ERROR_FILE_NOT_FOUND)) outcome = {true};  // somebody who has no stores yet
+    const Result<> listed = Try(CertEnumSystemStore(location, nullptr, &stores, &AddStoreName));
     for (const std::wstring& name : stores) FindInStore(name, location, key, visit);
-    return outcome;
+    if (!listed && listed.Failed().Is(ERROR_FILE_NOT_FOUND)) return {};  // the owner has no stores yet
+    return listed;
 }

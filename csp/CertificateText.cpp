@@ -2,25 +2,19 @@
 
 #include "csp/CryptoValues.h"
 
-namespace {
-
-constexpr int kLongestPart = 256;  // of a date or a time, with its terminator
-
-}  // namespace
-
 std::wstring CertificateName(const CERT_CONTEXT& certificate, NameForm form, NameOf whose) {
     DWORD strings = CERT_X500_NAME_STR;
     const DWORD type = form == NameForm::Display ? CERT_NAME_SIMPLE_DISPLAY_TYPE : CERT_NAME_RDN_TYPE;
     const DWORD flags = whose == NameOf::Issuer ? CERT_NAME_ISSUER_FLAG : 0;
-    const auto get = [&](wchar_t* text, DWORD room) {
-        return CertGetNameStringW(&certificate, type, flags, form == NameForm::X500 ? &strings : nullptr, text, room);
+    const auto get = [&](wchar_t* text, DWORD size) {
+        return CertGetNameStringW(&certificate, type, flags, form == NameForm::X500 ? &strings : nullptr, text, size);
     };
-    // With their terminators, and at least 1.
-    const DWORD room = get(nullptr, 0);
-    if (room <= 1) return {};
-    std::wstring text(room, L'\0');
-    const DWORD written = get(text.data(), room);
-    text.resize(written > 0 && written <= room ? written - 1 : 0);
+    // In characters with the terminator. A name that is missing has size 1.
+    const DWORD size = get(nullptr, 0);
+    if (size <= 1) return {};
+    std::wstring text(size, L'\0');
+    const DWORD written = get(text.data(), size);
+    text.resize(written > 0 && written <= size ? written - 1 : 0);
     return text;
 }
 
@@ -39,6 +33,7 @@ std::wstring SerialNumberText(const CRYPT_INTEGER_BLOB& serialNumber) {
 std::wstring TimeText(const FILETIME& time) {
     SYSTEMTIME utc, local;
     if (!FileTimeToSystemTime(&time, &utc) || !SystemTimeToTzSpecificLocalTime(nullptr, &utc, &local)) return {};
+    constexpr int kLongestPart = 256;  // characters of the date or the time, with the terminator
     wchar_t date[kLongestPart] = L"", clock[kLongestPart] = L"";
     if (!GetDateFormatW(LOCALE_USER_DEFAULT, DATE_LONGDATE, &local, nullptr, date, kLongestPart) ||
         !GetTimeFormatW(LOCALE_USER_DEFAULT, 0, &local, nullptr, clock, kLongestPart))
@@ -50,8 +45,10 @@ namespace {
 
 constexpr char kUsagePeriodExtension[] = "2.5.29.16";
 
-// The provider registers the decoder of the extension's value under this type.
+// The type under which the product registers the decoder of the extension's value.
 constexpr char kUsagePeriodType[] = "{3F1C8A52-7D04-4E96-B2A8-5C6E19D0B7F3}";
+
+// The decoded value. An open end is nullptr.
 struct DecodedPeriod {
     const FILETIME* notBefore;
     const FILETIME* notAfter;
@@ -75,12 +72,12 @@ std::optional<UsagePeriod> ReadUsagePeriod(const CERT_INFO& certificate) {
     const CERT_EXTENSION* extension =
         CertFindExtension(kUsagePeriodExtension, certificate.cExtension, certificate.rgExtension);
     if (!extension) return {};
-    const auto decoded = AskLengthFirst([&](BYTE* data, DWORD* length) {
+    const auto decoded = ReadBytes([&](BYTE* data, DWORD* length) {
         return CryptDecodeObject(kCertificateEncoding, kUsagePeriodType, extension->Value.pbData,
                                  extension->Value.cbData, 0, data, length);
     });
-    if (!decoded.done || decoded.bytes.size() < sizeof(DecodedPeriod)) return {};
-    const auto* period = reinterpret_cast<const DecodedPeriod*>(decoded.bytes.data());
+    if (!decoded || decoded->size() < sizeof(DecodedPeriod)) return {};
+    const auto* period = reinterpret_cast<const DecodedPeriod*>(decoded->data());
     return UsagePeriod{Copied(period->notBefore), Copied(period->notAfter)};
 }
 

@@ -1,4 +1,4 @@
-// A certificate's fields as people read them.
+// The fields of a certificate as texts for the user, and whether the certificate and its private key may still be used.
 #pragma once
 
 #include <windows.h>
@@ -9,7 +9,7 @@
 #include <string>
 
 enum class NameForm {
-    Display,  // the one that tells it from others: the common name, as a rule
+    Display,  // the part that distinguishes it from others, usually the common name
     Simple,   // all parts of the name, their values only
     X500,     // all parts with their kinds: "CN=…, O=…"
 };
@@ -18,23 +18,21 @@ enum class NameOf { Subject, Issuer };
 // Empty when the certificate has no such name.
 std::wstring CertificateName(const CERT_CONTEXT& certificate, NameForm form, NameOf whose = NameOf::Subject);
 
-// "01A2 B3C4 D5": from the most significant byte, two bytes a group.
+// Such as "01A2 B3C4 D5": hexadecimal from the most significant byte, in groups of two bytes.
 std::wstring SerialNumberText(const CRYPT_INTEGER_BLOB& serialNumber);
 
-// The user's long date and time, local; `time` is UTC. Empty for what is no time.
+// `time` (UTC) as local time, in the user's long date format and time format. Empty for an invalid time.
 std::wstring TimeText(const FILETIME& time);
 
-// The private key usage period of a certificate, and whether its key may still be used.
-
-// UTC. An end that the certificate leaves open isn't there.
+// The private key usage period of a certificate, in UTC. An end that the certificate leaves open is empty.
 struct UsagePeriod {
     std::optional<FILETIME> notBefore;
     std::optional<FILETIME> notAfter;
 };
 
-// Nothing when the certificate has no such extension, or one that nobody on this machine can read.
+// Empty when the certificate has no such extension, or when no decoder is registered for it.
 std::optional<UsagePeriod> ReadUsagePeriod(const CERT_INFO& certificate);
 
-// Whether `now` (UTC) lies outside the certificate's validity or outside the usage period. Both ends belong to a
+// Whether `now` (UTC) is outside the certificate's validity or outside the usage period. Both ends are part of a
 // period.
 bool IsOutOfDate(const FILETIME& now, const CERT_INFO& certificate, const std::optional<UsagePeriod>& usage) noexcept;

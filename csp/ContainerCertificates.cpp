@@ -10,76 +10,73 @@
 
 namespace {
 
-UniqueCertificateStore MemoryStore() {
+UniqueCertificateStore OpenMemoryStore() {
     return UniqueCertificateStore(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
 }
 
-class KeyReading {
+class KeyCertificateReader {
   public:
-    KeyReading(HCRYPTPROV container, KeySet keySet, KeyCertificates& read, ContainerNotices& notices)
-        : container_(container), keySet_(keySet), read_(read), notices_(notices) {}
+    KeyCertificateReader(HCRYPTPROV container, KeySet keySet, ContainerProblems& problems)
+        : container_(container), keySet_(keySet), problems_(problems) {}
 
-    bool Run() {
-        read_.store = MemoryStore();
-        NameOutcome unique = UniqueContainerName(container_);
-        if (!read_.store || !unique.done) return Fail(ContainerNotice::NoParameters);
-        uniqueName_ = std::move(unique.name);
+    KeyCertificates Read() {
+        KeyCertificates read{OpenMemoryStore(), {}, false};
+        if (!read.store || !UniqueContainerName(container_).Into(uniqueName_)) {
+            problems_.Report(ContainerProblem::NoParameters);
+            return read;
+        }
         UniqueCryptKey exchange, signature;
         CryptGetUserKey(container_, AT_KEYEXCHANGE, exchange.put());
         CryptGetUserKey(container_, AT_SIGNATURE, signature.put());
-        if (!exchange && !signature) return Fail(ContainerNotice::NoKeys);
-        read_.selected = Take(exchange.get(), AT_KEYEXCHANGE);
-        UniqueCertificate second = Take(signature.get(), AT_SIGNATURE);
-        read_.both = read_.selected && second;
-        if (!read_.selected) read_.selected = std::move(second);
-        return read_.selected || Fail(ContainerNotice::NoCertificates);
+        if (!exchange && !signature) {
+            problems_.Report(ContainerProblem::NoKeys);
+            return read;
+        }
+        UniqueCertificate first = ReadLinked(exchange.get(), AT_KEYEXCHANGE, read.store.get());
+        UniqueCertificate second = ReadLinked(signature.get(), AT_SIGNATURE, read.store.get());
+        read.both = first && second;
+        read.selected = std::move(first ? first : second);
+        if (!read.selected) problems_.Report(ContainerProblem::NoCertificates);
+        return read;
     }
 
   private:
-    bool Fail(ContainerNotice notice) {
-        notices_.Tell(notice);
-        return false;
-    }
-
-    UniqueCertificate PassOver(ContainerNotice notice) {
-        notices_.Tell(notice);
-        return {};
-    }
-
-    // The key's certificate, put into the store with its link.
-    UniqueCertificate Take(HCRYPTKEY key, DWORD keySpec) {
+    // The certificate of a key, linked with the key and added to the store. Empty without a key, or after a problem.
+    UniqueCertificate ReadLinked(HCRYPTKEY key, DWORD keySpec, HCERTSTORE store) {
         if (!key) return {};
         const bool signature = keySpec == AT_SIGNATURE;
-        const KeyLinkOutcome link = MakeKeyLink(container_, key, uniqueName_, keySet_);
-        if (!link.done) return PassOver(ContainerNotice::NoParameters);
-        UniqueCertificate certificate = CertificateOf(key);
+        const Result<KeyLink> link = MakeKeyLink(container_, key, uniqueName_, keySet_);
+        if (!link) return Skip(ContainerProblem::NoParameters);
+        UniqueCertificate certificate = ReadCertificate(key);
         if (!certificate)
-            return PassOver(signature ? ContainerNotice::NoSignatureCertificate
-                                      : ContainerNotice::NoExchangeCertificate);
-        if (!MatchKey(container_, keySpec, *certificate.get()).match)
-            notices_.Tell(signature ? ContainerNotice::OtherSignatureKey : ContainerNotice::OtherExchangeKey);
-        if (!WriteKeyLink(*certificate.get(), link.link).done ||
-            !CertAddCertificateContextToStore(read_.store.get(), certificate.get(), CERT_STORE_ADD_ALWAYS, nullptr))
-            return PassOver(ContainerNotice::NoLink);
+            return Skip(signature ? ContainerProblem::NoSignatureCertificate : ContainerProblem::NoExchangeCertificate);
+        if (!MatchKey(container_, keySpec, *certificate.get()).ValueOr(false))
+            problems_.Report(signature ? ContainerProblem::OtherSignatureKey : ContainerProblem::OtherExchangeKey);
+        if (!WriteKeyLink(*certificate.get(), *link) ||
+            !CertAddCertificateContextToStore(store, certificate.get(), CERT_STORE_ADD_ALWAYS, nullptr))
+            return Skip(ContainerProblem::NoLink);
         return certificate;
     }
 
-    static UniqueCertificate CertificateOf(HCRYPTKEY key) {
-        const BytesOutcome encoded = AskLengthFirst(
-            [&](BYTE* data, DWORD* length) { return CryptGetKeyParam(key, KP_CERTIFICATE, data, length, 0); });
-        if (!encoded.done) return {};
-        return UniqueCertificate(CertCreateCertificateContext(kCertificateEncoding, encoded.bytes.data(),
-                                                              static_cast<DWORD>(encoded.bytes.size())));
+    UniqueCertificate Skip(ContainerProblem problem) {
+        problems_.Report(problem);
+        return {};
+    }
+
+    static UniqueCertificate ReadCertificate(HCRYPTKEY key) {
+        const Result<Bytes> encoded = ReadBytes(KeyQuery(key, KP_CERTIFICATE));
+        if (!encoded) return {};
+        return UniqueCertificate(
+            CertCreateCertificateContext(kCertificateEncoding, encoded->data(), static_cast<DWORD>(encoded->size())));
     }
 
     HCRYPTPROV container_;
     KeySet keySet_;
-    KeyCertificates& read_;
-    ContainerNotices& notices_;
+    ContainerProblems& problems_;
     std::wstring uniqueName_;
 };
 
-// The extensions that hold certificates of authorities.
+// The identifiers of the extensions that hold certificates of authorities.
 constexpr std::string_view kIntermediate = "1.2.643.2.2.37.3.1";
 constexpr std::string_view kRoots[] = {"1.2.643.2.2.37.3.2", "1.2.643.2.2.37.3.3"};
 
@@ -92,78 +89,72 @@ Authority AuthorityOf(std::string_view identifier) {
     return Authority::None;
 }
 
-using Adding = std::function<Outcome(Authority authority, std::span<const BYTE> encoded)>;
+using AddFunction = std::function<Result<>(Authority authority, std::span<const BYTE> encoded)>;
 
-// An extension of another kind may hold anything; one of these must hold certificates.
-Outcome AddCertificates(std::span<const BYTE> bytes, const Adding& add) {
+// Adds the certificates of one extension record. Extensions of authorities must hold certificates; one of another kind
+// may hold anything, so a failure to decode it is no error.
+Result<> AddCertificates(std::span<const BYTE> bytes, const AddFunction& add) {
     const auto record = ReadExtensionRecord(bytes.data(), bytes.size());
-    if (!record) return {false, ERROR_INVALID_DATA};
-    if (record->value.empty()) return {true};
+    if (!record) return Failure{ERROR_INVALID_DATA};
+    if (record->value.empty()) return {};
     const Authority authority = AuthorityOf(record->identifier);
-    const BytesOutcome decoded = DecodeExtension(*record);
-    if (!decoded.done) return authority == Authority::None ? Outcome{true} : Outcome{decoded};
-    for (const auto encoded : SequenceBlobs(decoded.bytes)) {
-        const Outcome added = add(authority, encoded);
-        if (!added.done) return added;
+    const Result<Bytes> decoded = DecodeExtension(*record);
+    if (!decoded) return authority == Authority::None ? Result<>() : decoded.Failed();
+    for (const auto encoded : SequenceBlobs(*decoded))
+        if (const Result<> added = add(authority, encoded); !added) return added;
+    return {};
+}
+
+// The treatment of an extension whose certificates can't be decoded or added.
+enum class FaultyExtension { Skip, EndListing };
+
+// Calls `add` for every certificate of every extension. ERROR_NO_MORE_ITEMS means success only when the listing returns
+// it: `add` may fail with the same code.
+Result<> AddAllCertificates(HCRYPTPROV container, FaultyExtension faulty, const AddFunction& add) {
+    const auto end = [](Failure failure) { return failure.Is(ERROR_NO_MORE_ITEMS) ? Result<>() : failure; };
+    ContainerExtensions extensions(container, ContainerExtensions::BufferSize::Largest);
+    if (const Result<> begun = extensions.Begin(); !begun) return end(begun.Failed());
+    Result<std::span<const BYTE>> bytes = extensions.Next();
+    for (; bytes; bytes = extensions.Next()) {
+        const Result<> added = AddCertificates(*bytes, add);
+        if (!added && faulty == FaultyExtension::EndListing) return added;
     }
-    return {true};
+    return end(bytes.Failed());
 }
 
-// What becomes of an extension whose certificates can't be decoded or added.
-enum class Faulty { IsSkipped, EndsTheListing };
-
-// ERROR_NO_MORE_ITEMS is success only where the listing itself gives it.
-Outcome Listed(const Outcome& end) {
-    return IsCode(end.error, ERROR_NO_MORE_ITEMS) ? Outcome{true} : end;
-}
-
-// Gives every certificate of every extension.
-Outcome ForEachCertificate(HCRYPTPROV container, Faulty faulty, const Adding& add) {
-    ContainerExtensions extensions(container, ContainerExtensions::Room::Largest);
-    if (const Outcome begun = extensions.Begin(); !begun.done) return Listed(begun);
-    while (const auto bytes = extensions.Next()) {
-        const Outcome added = AddCertificates(*bytes, add);
-        if (!added.done && faulty == Faulty::EndsTheListing) return added;
-    }
-    return Listed(extensions.End());
-}
-
-Outcome AddEncoded(HCERTSTORE store, std::span<const BYTE> encoded, DWORD disposition) {
-    return Taken(CertAddEncodedCertificateToStore(store, kCertificateEncoding, encoded.data(),
-                                                  static_cast<DWORD>(encoded.size()), disposition, nullptr));
+Result<> AddEncoded(HCERTSTORE store, std::span<const BYTE> encoded, DWORD disposition) {
+    return Try(CertAddEncodedCertificateToStore(store, kCertificateEncoding, encoded.data(),
+                                                static_cast<DWORD>(encoded.size()), disposition, nullptr));
 }
 
 }  // namespace
 
-bool ReadKeyCertificates(HCRYPTPROV container, KeySet keySet, KeyCertificates& certificates,
-                         ContainerNotices& notices) {
-    certificates = {};
-    KeyCertificates read;
-    if (!KeyReading(container, keySet, read, notices).Run()) return false;
-    certificates = std::move(read);
-    return true;
+KeyCertificates ReadKeyCertificates(HCRYPTPROV container, KeySet keySet, ContainerProblems& problems) {
+    return KeyCertificateReader(container, keySet, problems).Read();
 }
 
-Outcome ReadExtensionCertificates(HCRYPTPROV container, UniqueCertificateStore& store) {
-    store = MemoryStore();
-    if (!store) return {false, GetLastError()};
-    return ForEachCertificate(container, Faulty::IsSkipped, [&](Authority, std::span<const BYTE> encoded) {
-        AddEncoded(store.get(), encoded, CERT_STORE_ADD_REPLACE_EXISTING);
-        return Outcome{true};  // those that follow are added all the same
+Result<> ReadExtensionCertificates(HCRYPTPROV container, UniqueCertificateStore& store) {
+    store = OpenMemoryStore();
+    if (!store) return LastFailure();
+    return AddAllCertificates(container, FaultyExtension::Skip, [&](Authority, std::span<const BYTE> encoded) {
+        // Skipping only this certificate: a failure would skip the following ones of the same extension, too.
+        static_cast<void>(AddEncoded(store.get(), encoded, CERT_STORE_ADD_REPLACE_EXISTING));
+        return Result<>();
     });
 }
 
-Outcome InstallExtensionCertificates(HCRYPTPROV container, KeySet keySet) {
+Result<> InstallExtensionCertificates(HCRYPTPROV container, KeySet keySet) {
     const DWORD location = StoreLocation(keySet);
-    UniqueCertificateStore intermediates, roots;  // opened when the first one comes
-    const auto add = [&](Authority authority, std::span<const BYTE> encoded) -> Outcome {
-        if (authority == Authority::None) return {true};
+    UniqueCertificateStore intermediates, roots;  // each opened for its first certificate
+    const auto add = [&](Authority authority, std::span<const BYTE> encoded) -> Result<> {
+        if (authority == Authority::None) return {};
         const bool root = authority == Authority::Root;
         UniqueCertificateStore& store = root ? roots : intermediates;
         if (!store) store.reset(CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, location, root ? L"root" : L"ca"));
-        if (!store) return {false, GetLastError()};
-        const Outcome added = AddEncoded(store.get(), encoded, CERT_STORE_ADD_NEW);
-        return added.error == static_cast<DWORD>(CRYPT_E_EXISTS) ? Outcome{true} : added;
+        if (!store) return LastFailure();
+        const Result<> added = AddEncoded(store.get(), encoded, CERT_STORE_ADD_NEW);
+        if (!added && added.Failed().Is(static_cast<DWORD>(CRYPT_E_EXISTS))) return {};
+        return added;
     };
-    return ForEachCertificate(container, Faulty::EndsTheListing, add);
+    return AddAllCertificates(container, FaultyExtension::EndListing, add);
 }

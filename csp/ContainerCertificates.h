@@ -1,4 +1,4 @@
-// The certificates that a container holds: beside its keys, and in its extensions.
+// The certificates in a container: those stored with its keys, and those in its extensions.
 #pragma once
 
 #include <windows.h>
@@ -6,44 +6,46 @@
 #include <wincrypt.h>
 
 #include "csp/CryptProvContext.h"
-#include "csp/CryptoValues.h"
 #include "framework/Handles.h"
+#include "framework/Result.h"
 
-// What the reading has to say of a container.
-enum class ContainerNotice {
+// What can be wrong with the certificates of a container's keys.
+enum class ContainerProblem {
     NoKeys,
     NoSignatureCertificate,
     NoExchangeCertificate,
-    OtherSignatureKey,  // the certificate isn't that key's
+    OtherSignatureKey,  // the certificate belongs to another key
     OtherExchangeKey,
-    NoParameters,  // something about the container or a key can't be read
+    NoParameters,  // the container's name, or the parameters of a key, can't be read
     NoLink,        // a certificate can't be linked with its key
     NoCertificates,
 };
 
-class ContainerNotices {
+class ContainerProblems {
   public:
-    virtual void Tell(ContainerNotice notice) = 0;
+    virtual void Report(ContainerProblem problem) = 0;
 
   protected:
-    ~ContainerNotices() = default;
+    ~ContainerProblems() = default;
 };
 
 struct KeyCertificates {
-    UniqueCertificateStore store;  // in memory; the certificates have links to their keys
-    UniqueCertificate selected;    // the exchange key's, or else the signature key's
-    bool both = false;             // each key gave one
+    UniqueCertificateStore store;  // in memory; its certificates have links to their keys
+    UniqueCertificate selected;    // the exchange key's, otherwise the signature key's; empty when there is none
+    bool both = false;             // both keys have a certificate
 };
 
-// Reads the certificates of both keys of an open container, whose set is `keySet`, in place of what `certificates`
-// held. A certificate of another key is told of and taken all the same; a key that gives none is told of and passed
-// over. False, with `certificates` empty and the user told: there is none.
-bool ReadKeyCertificates(HCRYPTPROV container, KeySet keySet, KeyCertificates& certificates, ContainerNotices& notices);
+// Reads the certificates of both keys of an open container whose owner is `keySet`. A certificate that belongs to
+// another key is reported and kept. A key without a usable certificate is reported and skipped. Without any certificate
+// `selected` is empty, and the reason has been reported last.
+KeyCertificates ReadKeyCertificates(HCRYPTPROV container, KeySet keySet, ContainerProblems& problems);
 
-// Reads the certificates of the container's extensions into a store in memory, in place of the one before. Extensions
-// that can't be decoded, and certificates that can't be added, are skipped: only the listing decides on the outcome.
-Outcome ReadExtensionCertificates(HCRYPTPROV container, UniqueCertificateStore& store);
+// Reads the certificates in the container's extensions into a new store in memory. Extensions that can't be decoded,
+// and certificates that can't be added, are skipped. Fails when the extensions can't be listed; `store` holds the
+// certificates that were read before the failure.
+Result<> ReadExtensionCertificates(HCRYPTPROV container, UniqueCertificateStore& store);
 
-// Adds those of authorities to the "ca" and "root" stores of the user or the computer, up to the first one that can't
-// be decoded or added. What is there already stays.
-Outcome InstallExtensionCertificates(HCRYPTPROV container, KeySet keySet);
+// Adds the certificates of authorities in the container's extensions to the "ca" and "root" stores of the user or the
+// computer. Certificates that are there already stay. Ends at the first certificate that can't be decoded or added,
+// with that failure.
+Result<> InstallExtensionCertificates(HCRYPTPROV container, KeySet keySet);

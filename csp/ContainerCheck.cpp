@@ -8,295 +8,262 @@
 
 #include "csp/CertificateStores.h"
 #include "csp/CertificateText.h"
-#include "csp/CheckTexts.h"
 #include "csp/ContainerExtensions.h"
 #include "csp/CryptoValues.h"
 #include "csp/ExtensionRecord.h"
 #include "csp/KeyLink.h"
 #include "csp/ProviderParameters.h"
 #include "framework/Handles.h"
+#include "resources/resource.h"
 
 namespace {
 
-constexpr std::size_t kUsualName = 512;  // bytes
+constexpr UINT kNoText = 0;
 
-// Each of these writes its rows; false: it found an error.
+// The functions that return bool add their rows to the report; false means that they found an error.
 
-bool ShowName(HCRYPTPROV container, DWORD parameter, UINT label, CheckReport& report) {
-    const BytesOutcome name = AskWithRoom(kUsualName, [&](BYTE* data, DWORD* length) {
-        return CryptGetProvParam(container, parameter, data, length, 0);
-    });
-    if (name.done) {
-        report.Row(label, FromAnsi(name.bytes));
-    } else {
-        report.Failure(label, name.error);
+// Names, integrity and loading of the keys.
+
+bool CheckName(HCRYPTPROV container, DWORD parameter, UINT label, CheckReport& report) {
+    constexpr std::size_t kUsualName = 512;  // bytes
+    const Result<Bytes> name = ReadBytes(kUsualName, ProviderQuery(container, parameter));
+    if (!name) {
+        report.Failure(label, name.Failed().code);
+        return false;
     }
-    return name.done;
+    report.Row(label, FromAnsi(*name));
+    return true;
 }
 
 bool CheckIntegrity(HCRYPTPROV container, CheckReport& report) {
-    const auto integrity = ReadParameter<DWORD>(container, kParameterIntegrity);
+    const Result<DWORD> integrity = ReadParameter<DWORD>(container, kParameterIntegrity);
     if (!integrity) {
-        report.Failure(kTextIntegrity, GetLastError());
+        report.Failure(IDS_CHECK_INTEGRITY, integrity.Failed().code);
         return false;
     }
-    if (*integrity == 0) report.Row(kTextIntegrity, kTextSucceed);
-    if (*integrity & kCorrupted) report.Row(kTextIntegrity, kTextCorrupted);
-    if (*integrity & kUnknownCorruption) report.Row(kTextIntegrity, kTextUnknownCorruption);
+    if (*integrity == 0) report.Row(IDS_CHECK_INTEGRITY, IDS_CHECK_SUCCEED);
+    if (*integrity & kCorrupted) report.Row(IDS_CHECK_INTEGRITY, IDS_CHECK_CORRUPTED);
+    if (*integrity & kUnknownCorruption) report.Row(IDS_CHECK_INTEGRITY, IDS_CHECK_UNKNOWN_CORRUPTION);
     return *integrity == 0;
 }
 
 bool CheckKeysLoading(HCRYPTPROV container, CheckReport& report) {
-    if (!ReadParameter<DWORD>(container, kParameterKeysLoading)) {
-        report.Failure(kTextKeysLoading, GetLastError());
+    const Result<DWORD> loaded = ReadParameter<DWORD>(container, kParameterKeysLoading);
+    if (!loaded) {
+        report.Failure(IDS_CHECK_KEYS_LOADING, loaded.Failed().code);
         return false;
     }
-    report.Row(kTextKeysLoading, kTextSucceed);
+    report.Row(IDS_CHECK_KEYS_LOADING, IDS_CHECK_SUCCEED);
     return true;
 }
 
-}  // namespace
-
-bool CheckContainer(HCRYPTPROV container, KeySet keySet, CheckReport& report) {
-    bool good = true;
-    report.Row(kTextContainer, kTextNone);
-    good &= ShowName(container, PP_CONTAINER, kTextName, report);
-    good &= ShowName(container, PP_UNIQUE_CONTAINER, kTextUniqueName, report);
-    good &= ShowName(container, kParameterQualifiedName, kTextQualifiedName, report);
-    good &= CheckIntegrity(container, report);
-    for (const DWORD keySpec : {AT_KEYEXCHANGE, AT_SIGNATURE}) good &= CheckKey(container, keySpec, keySet, report);
-    good &= CheckKeysLoading(container, report);
-    good &= CheckExtensions(container, report);
-    report.Verdict(good ? kTextCheckSucceeded : kTextCheckFailed, good ? kTextNoErrors : kTextNone);
-    return good;
-}
-
-namespace {
-
-constexpr std::size_t kUsualLink = 512;  // size with its texts, in bytes
+// Rows on a certificate.
 
 void ReportTime(UINT label, const std::optional<FILETIME>& time, CheckReport& report) {
     if (time) report.Row(label, TimeText(*time));
 }
 
+// Name, subject, issuer, validity, usage period if there is one, serial number.
+void ReportFields(const CERT_CONTEXT& certificate, const std::optional<UsagePeriod>& usage, CheckReport& report) {
+    const CERT_INFO& info = *certificate.pCertInfo;
+    report.Row(IDS_CERTIFICATE_NAME, CertificateName(certificate, NameForm::Display));
+    report.Row(IDS_CERTIFICATE_SUBJECT, CertificateName(certificate, NameForm::Simple));
+    report.Row(IDS_CERTIFICATE_ISSUER, CertificateName(certificate, NameForm::Simple, NameOf::Issuer));
+    report.Row(IDS_CERTIFICATE_VALID_FROM, TimeText(info.NotBefore));
+    report.Row(IDS_CERTIFICATE_VALID_TO, TimeText(info.NotAfter));
+    if (usage) {
+        ReportTime(IDS_CERTIFICATE_KEY_FROM, usage->notBefore, report);
+        ReportTime(IDS_CERTIFICATE_KEY_TO, usage->notAfter, report);
+    }
+    report.Row(IDS_CERTIFICATE_SERIAL_NUMBER, SerialNumberText(info.SerialNumber));
+}
+
+// A certificate in a system store: its name and its link.
 void ReportInstalled(const CERT_CONTEXT& certificate, CheckReport& report) {
+    constexpr std::size_t kUsualLink = 512;  // of the link with its texts, in bytes
     report.Continuation(L"  " + CertificateName(certificate, NameForm::Simple));
     if (const auto link = ReadKeyLink(certificate, kUsualLink)) {
         report.Continuation(L"\t    " + link->container + L"; " + link->provider + L"; " +
                             std::to_wstring(link->providerType));
     } else {
-        report.Continuation(kTextNoKeyLink);
+        report.Continuation(IDS_CHECK_NO_KEY_LINK);
     }
 }
 
-}  // namespace
-
-void ReportDetails(const CERT_CONTEXT& certificate, const std::optional<UsagePeriod>& usage, CheckReport& report) {
-    const CERT_INFO& info = *certificate.pCertInfo;
-    report.Row(kTextCertificateName, CertificateName(certificate, NameForm::Display));
-    report.Row(kTextSubject, CertificateName(certificate, NameForm::Simple));
-    report.Row(kTextIssuer, CertificateName(certificate, NameForm::Simple, NameOf::Issuer));
-    report.Row(kTextValidFrom, TimeText(info.NotBefore));
-    report.Row(kTextValidTo, TimeText(info.NotAfter));
-    if (usage) {
-        ReportTime(kTextKeyValidFrom, usage->notBefore, report);
-        ReportTime(kTextKeyValidTo, usage->notAfter, report);
-    }
-    report.Row(kTextSerialNumber, SerialNumberText(info.SerialNumber));
-}
-
+// The system stores that hold certificates with the same public key, with the name and the link of each.
 void ReportStores(const CERT_CONTEXT& certificate, KeySet keySet, CheckReport& report) {
     bool found = false;
-    const Outcome listing = FindCertificates(keySet, certificate.pCertInfo->SubjectPublicKeyInfo,
-                                             [&](const std::wstring& store, const CERT_CONTEXT& hit) {
-                                                 if (found) {
-                                                     report.Continuation(store);
-                                                 } else {
-                                                     report.Row(kTextCertificateInStore, store);
-                                                 }
-                                                 found = true;
-                                                 ReportInstalled(hit, report);
-                                             });
+    const auto reportStore = [&](const std::wstring& store, const CERT_CONTEXT& installed) {
+        if (found) {
+            report.Continuation(store);
+        } else {
+            report.Row(IDS_CHECK_CERTIFICATE_IN_STORE, store);
+        }
+        found = true;
+        ReportInstalled(installed, report);
+    };
+    const Result<> listed = FindCertificates(keySet, certificate.pCertInfo->SubjectPublicKeyInfo, reportStore);
     if (found) return;
-    if (listing.done) {
-        report.Row(kTextCertificateInStore, kTextNotInstalled);
+    if (listed) {
+        report.Row(IDS_CHECK_CERTIFICATE_IN_STORE, IDS_CHECK_NOT_INSTALLED);
     } else {
-        report.Failure(kTextCertificateInStore, listing.error);
+        report.Failure(IDS_CHECK_CERTIFICATE_IN_STORE, listed.Failed().code);
     }
 }
 
-namespace {
+// One key with its certificate.
 
 constexpr ALG_ID kDigestAlgorithm = 0x801E;  // GOST R 34.11-94
 constexpr wchar_t kTestText[] = L"Hello World";
 constexpr DWORD kTestSize = sizeof kTestText - sizeof(wchar_t);  // in bytes, without the terminator
 
-// The steps in their order; each writes its rows and, when something is wrong, leaves good_ false.
+// The functions of the class are the steps of the check, in their order. Each adds its rows to the report and sets
+// good_ to false when it finds an error.
 class KeyCheck {
   public:
     KeyCheck(HCRYPTPROV container, DWORD keySpec, KeySet keySet, CheckReport& report)
         : container_(container), keySpec_(keySpec), keySet_(keySet), report_(report) {}
 
+    // True when there is no such key, or no error was found.
     bool Run() {
-        if (!Reference() || !Open() || !ExportPublicKey() || !ImportPublicKey()) return good_;
+        if (!AddReference() || !OpenKey() || !ExportPublicKey() || !ImportPublicKey()) return good_;
         Sign();
         Verify();
         if (keySpec_ == AT_KEYEXCHANGE) Agree();
-        ShowPermissions();
-        ShowAlgorithm();
-        ShowParameterSet(kKeyParameterAgreementSet);
-        ShowParameterSet(kKeyParameterDigestSet);
+        ReportPermissions();
+        ReportAlgorithm();
+        ReportParameterSet(kKeyParameterAgreementSet);
+        ReportParameterSet(kKeyParameterDigestSet);
         CheckCertificate();
         return good_;
     }
 
   private:
-    UINT Label() const { return keySpec_ == AT_KEYEXCHANGE ? kTextExchangeKey : kTextSignatureKey; }
+    UINT Label() const { return keySpec_ == AT_KEYEXCHANGE ? IDS_CHECK_EXCHANGE_KEY : IDS_CHECK_SIGNATURE_KEY; }
 
-    bool Fail(UINT label, DWORD error) {
-        report_.Failure(label, error);
+    bool Fail(UINT label, Failure failure) {
+        report_.Failure(label, failure.code);
         good_ = false;
         return false;
     }
 
-    // The row of a call that succeeds or not.
-    bool Tell(UINT label, const Outcome& outcome) {
-        if (!outcome.done) return Fail(label, outcome.error);
-        report_.Row(label, kTextSucceed);
+    // Reports a step that succeeds or fails, without another value.
+    bool ReportStep(UINT label, const Result<>& result) {
+        if (!result) return Fail(label, result.Failed());
+        report_.Row(label, IDS_CHECK_SUCCEED);
         return true;
     }
 
-    bool Reference() {
-        const Outcome outcome = Taken(CryptContextAddRef(container_, nullptr, 0));
-        if (!outcome.done) return Fail(Label(), outcome.error);
-        reference_.reset(container_);
-        return true;
+    bool AddReference() {
+        const Result<> added = reference_.AddReference(container_);
+        return added || Fail(Label(), added.Failed());
     }
 
-    bool Open() {
-        const bool there = CryptGetUserKey(container_, keySpec_, key_.put());
-        report_.Row(Label(), there ? kTextAvailable : kTextNotAvailable);
-        return there;
+    bool OpenKey() {
+        const bool available = CryptGetUserKey(container_, keySpec_, key_.put()) != FALSE;
+        report_.Row(Label(), available ? IDS_CHECK_AVAILABLE : IDS_CHECK_NOT_AVAILABLE);
+        return available;
     }
 
     bool ExportPublicKey() {
-        BytesOutcome exported = AskLengthFirst(
-            [&](BYTE* data, DWORD* length) { return CryptExportKey(key_.get(), 0, PUBLICKEYBLOB, 0, data, length); });
-        publicBlob_ = std::move(exported.bytes);
-        return Tell(kTextPublicKeyExport, exported);
+        return ReportStep(IDS_CHECK_PUBLIC_KEY_EXPORT,
+                          ReadBytes(KeyBlobQuery(key_.get(), 0, PUBLICKEYBLOB)).Into(publicBlob_));
     }
 
-    // The blob's key; `agreeing`: what the key agrees with it, otherwise 0.
-    Outcome Import(HCRYPTKEY agreeing, UniqueCryptKey& imported) const {
-        return Taken(CryptImportKey(container_, publicBlob_.data(), static_cast<DWORD>(publicBlob_.size()), agreeing, 0,
-                                    imported.put()));
+    // Imports the public key. `own` 0: as a public key, otherwise as the key that `own` agrees on with it.
+    Result<> Import(HCRYPTKEY own, UniqueCryptKey& imported) const {
+        return Try(CryptImportKey(container_, publicBlob_.data(), static_cast<DWORD>(publicBlob_.size()), own, 0,
+                                  imported.put()));
     }
 
-    bool ImportPublicKey() { return Tell(kTextPublicKeyImport, Import(0, publicKey_)); }
+    bool ImportPublicKey() { return ReportStep(IDS_CHECK_PUBLIC_KEY_IMPORT, Import(0, publicKey_)); }
 
-    Outcome HashTestText(UniqueCryptHash& hash) const {
-        const Outcome created = Taken(CryptCreateHash(container_, kDigestAlgorithm, 0, 0, hash.put()));
-        if (!created.done) return created;
-        return Taken(CryptHashData(hash.get(), reinterpret_cast<const BYTE*>(kTestText), kTestSize, 0));
+    Result<> HashTestText(UniqueCryptHash& hash) const {
+        return Try(CryptCreateHash(container_, kDigestAlgorithm, 0, 0, hash.put())).Then([&] {
+            return Try(CryptHashData(hash.get(), reinterpret_cast<const BYTE*>(kTestText), kTestSize, 0));
+        });
     }
 
     void Sign() {
         UniqueCryptHash hash;
-        Outcome outcome = HashTestText(hash);
-        if (outcome.done) {
-            BytesOutcome sign = AskLengthFirst([&](BYTE* data, DWORD* length) {
-                return CryptSignHashW(hash.get(), keySpec_, nullptr, 0, data, length);
-            });
-            signature_ = std::move(sign.bytes);
-            outcome = sign;
-        }
-        Tell(kTextSigning, outcome);
+        ReportStep(IDS_CHECK_SIGNING, HashTestText(hash).Then([&] {
+            return ReadBytes([&](BYTE* data, DWORD* length) {
+                       return CryptSignHashW(hash.get(), keySpec_, nullptr, 0, data, length);
+                   })
+                .Into(signature_);
+        }));
     }
 
     void Verify() {
         UniqueCryptHash hash;
-        Outcome outcome = HashTestText(hash);
-        if (outcome.done)
-            outcome = Taken(CryptVerifySignatureW(hash.get(), signature_.data(), static_cast<DWORD>(signature_.size()),
-                                                  publicKey_.get(), nullptr, 0));
-        Tell(kTextVerifying, outcome);
+        ReportStep(IDS_CHECK_VERIFYING, HashTestText(hash).Then([&] {
+            return Try(CryptVerifySignatureW(hash.get(), signature_.data(), static_cast<DWORD>(signature_.size()),
+                                             publicKey_.get(), nullptr, 0));
+        }));
     }
 
     void Agree() {
         UniqueCryptKey agreed;
-        Tell(kTextAgreement, Import(key_.get(), agreed));
+        ReportStep(IDS_CHECK_AGREEMENT, Import(key_.get(), agreed));
     }
 
-    // A parameter of 32 bits; nothing when the provider doesn't tell it.
-    std::optional<DWORD> Number(DWORD parameter) const {
-        DWORD value = 0, length = sizeof value;
-        if (!CryptGetKeyParam(key_.get(), parameter, reinterpret_cast<BYTE*>(&value), &length, 0)) return {};
-        return value;
+    void ReportPermissions() {
+        if (const Result<DWORD> permissions = ReadValue<DWORD>(KeyQuery(key_.get(), KP_PERMISSIONS)))
+            report_.Row(IDS_CHECK_KEY_EXPORT, *permissions & CRYPT_EXPORT ? IDS_CHECK_ALLOWED : IDS_CHECK_DISALLOWED);
     }
 
-    BytesOutcome Value(DWORD parameter) const {
-        return AskLengthFirst(
-            [&](BYTE* data, DWORD* length) { return CryptGetKeyParam(key_.get(), parameter, data, length, 0); });
-    }
-
-    void ShowPermissions() {
-        if (const auto permissions = Number(KP_PERMISSIONS))
-            report_.Row(kTextKeyExport, *permissions & CRYPT_EXPORT ? kTextAllowed : kTextDisallowed);
-    }
-
-    void ShowAlgorithm() {
-        auto algorithm = Number(KP_ALGID);
+    void ReportAlgorithm() {
+        Result<ALG_ID> algorithm = ReadValue<ALG_ID>(KeyQuery(key_.get(), KP_ALGID));
         if (!algorithm) return;
         const auto* info = CryptFindOIDInfo(CRYPT_OID_INFO_ALGID_KEY, &*algorithm, 0);
         if (info && info->pwszName) {
-            report_.Row(kTextAlgorithm, info->pwszName);
+            report_.Row(IDS_CHECK_ALGORITHM, info->pwszName);
             return;
         }
         wchar_t number[12];
         std::swprintf(number, std::size(number), L"0x%X", unsigned{*algorithm});
-        report_.Row(kTextAlgorithm, number);
+        report_.Row(IDS_CHECK_ALGORITHM, number);
     }
 
-    void ShowParameterSet(DWORD parameter) {
-        const BytesOutcome set = Value(parameter);
-        if (set.done) report_.Continuation(FromAnsi(set.bytes));
+    void ReportParameterSet(DWORD parameter) {
+        if (const Result<std::wstring> set = ReadAnsiText(KeyQuery(key_.get(), parameter))) report_.Continuation(*set);
     }
 
-    UniqueCertificate Certificate() const {
-        const BytesOutcome encoded = Value(KP_CERTIFICATE);
-        if (!encoded.done) return {};
-        return UniqueCertificate(CertCreateCertificateContext(kCertificateEncoding, encoded.bytes.data(),
-                                                              static_cast<DWORD>(encoded.bytes.size())));
+    UniqueCertificate ReadCertificate() const {
+        const Result<Bytes> encoded = ReadBytes(KeyQuery(key_.get(), KP_CERTIFICATE));
+        if (!encoded) return {};
+        return UniqueCertificate(
+            CertCreateCertificateContext(kCertificateEncoding, encoded->data(), static_cast<DWORD>(encoded->size())));
     }
 
     void CheckCertificate() {
-        const UniqueCertificate certificate = Certificate();
+        const UniqueCertificate certificate = ReadCertificate();
         if (!certificate) {
-            report_.Row(kTextCertificateInContainer, kTextNotAvailable);
+            report_.Row(IDS_CHECK_CERTIFICATE_IN_CONTAINER, IDS_CHECK_NOT_AVAILABLE);
             return;
         }
         CheckMatch(*certificate.get());
         ReportStores(*certificate.get(), keySet_, report_);
         const auto usage = ReadUsagePeriod(*certificate.get()->pCertInfo);
-        ReportDetails(*certificate.get(), usage, report_);
+        ReportFields(*certificate.get(), usage, report_);
         CheckValidity(*certificate.get()->pCertInfo, usage);
     }
 
     void CheckMatch(const CERT_CONTEXT& certificate) {
-        const MatchOutcome outcome = MatchKey(container_, keySpec_, certificate);
-        if (!outcome.done) {
-            Fail(kTextCertificateInContainer, outcome.error);
+        const Result<bool> matches = MatchKey(container_, keySpec_, certificate);
+        if (!matches) {
+            Fail(IDS_CHECK_CERTIFICATE_IN_CONTAINER, matches.Failed());
             return;
         }
-        report_.Row(kTextCertificateInContainer, outcome.match ? kTextMatchesKey : kTextOtherKey);
-        if (!outcome.match) good_ = false;
+        report_.Row(IDS_CHECK_CERTIFICATE_IN_CONTAINER, *matches ? IDS_CHECK_MATCHES_KEY : IDS_CHECK_OTHER_KEY);
+        if (!*matches) good_ = false;
     }
 
     void CheckValidity(const CERT_INFO& certificate, const std::optional<UsagePeriod>& usage) {
         FILETIME now;
         GetSystemTimeAsFileTime(&now);
         if (!IsOutOfDate(now, certificate, usage)) return;
-        report_.Row(kTextUsagePeriod, kTextExpired);
+        report_.Row(IDS_CHECK_USAGE_PERIOD, IDS_CHECK_EXPIRED);
         good_ = false;
     }
 
@@ -305,49 +272,59 @@ class KeyCheck {
     KeySet keySet_;
     CheckReport& report_;
     bool good_ = true;
-    UniqueProviderReference reference_;  // before the keys, so that they go first
+    CCryptProvContext reference_;  // declared before the keys, which must be destroyed first
     UniqueCryptKey key_;
     UniqueCryptKey publicKey_;
     Bytes publicBlob_;
     Bytes signature_;
 };
 
-}  // namespace
+// The extensions.
 
-bool CheckKey(HCRYPTPROV container, DWORD keySpec, KeySet keySet, CheckReport& report) {
-    return KeyCheck(container, keySpec, keySet, report).Run();
-}
-
-namespace {
-
-void ShowExtension(std::span<const BYTE> bytes, CheckReport& report) {
+void ReportExtension(std::span<const BYTE> bytes, CheckReport& report) {
     const auto record = ReadExtensionRecord(bytes.data(), bytes.size());
     if (!record || record->value.empty()) return;
-    const BytesOutcome decoded = DecodeExtension(*record);
-    if (!decoded.done) return;
-    report.Row(record->critical > 0 ? kTextCritical : kTextNoncritical, FromAnsi(record->identifier));
-    for (const auto encoded : SequenceBlobs(decoded.bytes)) {
+    const Result<Bytes> decoded = DecodeExtension(*record);
+    if (!decoded) return;
+    report.Row(record->critical > 0 ? IDS_CHECK_CRITICAL : IDS_CHECK_NONCRITICAL, FromAnsi(record->identifier));
+    for (const auto encoded : SequenceBlobs(*decoded)) {
         const UniqueCertificate certificate(
             CertCreateCertificateContext(kCertificateEncoding, encoded.data(), static_cast<DWORD>(encoded.size())));
-        if (certificate) ReportDetails(*certificate.get(), ReadUsagePeriod(*certificate.get()->pCertInfo), report);
+        if (certificate) ReportFields(*certificate.get(), ReadUsagePeriod(*certificate.get()->pCertInfo), report);
     }
 }
 
-}  // namespace
-
+// Extensions that can't be listed are an error: the verdict "no errors" would claim more than was checked. The content
+// of an extension is never an error.
 bool CheckExtensions(HCRYPTPROV container, CheckReport& report) {
     ContainerExtensions extensions(container);
-    const Outcome listing = extensions.Begin();
-    if (!listing.done) {
-        if (IsCode(listing.error, ERROR_NO_MORE_ITEMS)) return true;
-        report.Failure(kTextExtensions, listing.error);
+    if (const Result<> begun = extensions.Begin(); !begun) {
+        if (begun.Failed().Is(ERROR_NO_MORE_ITEMS)) return true;
+        report.Failure(IDS_CHECK_EXTENSIONS, begun.Failed().code);
         return false;
     }
     bool first = true;
-    while (const auto bytes = extensions.Next()) {
-        if (first) report.Row(kTextExtensions, kTextNone);
+    for (auto bytes = extensions.Next(); bytes; bytes = extensions.Next()) {
+        if (first) report.Row(IDS_CHECK_EXTENSIONS, kNoText);
         first = false;
-        ShowExtension(*bytes, report);
+        ReportExtension(*bytes, report);
     }
     return true;
+}
+
+}  // namespace
+
+bool CheckContainer(HCRYPTPROV container, KeySet keySet, CheckReport& report) {
+    bool good = true;
+    report.Row(IDS_CONTAINER, kNoText);
+    good &= CheckName(container, PP_CONTAINER, IDS_CHECK_NAME, report);
+    good &= CheckName(container, PP_UNIQUE_CONTAINER, IDS_CHECK_UNIQUE_NAME, report);
+    good &= CheckName(container, kParameterQualifiedName, IDS_CHECK_QUALIFIED_NAME, report);
+    good &= CheckIntegrity(container, report);
+    for (const DWORD keySpec : {AT_KEYEXCHANGE, AT_SIGNATURE})
+        good &= KeyCheck(container, keySpec, keySet, report).Run();
+    good &= CheckKeysLoading(container, report);
+    good &= CheckExtensions(container, report);
+    report.Verdict(good ? IDS_CHECK_SUCCEEDED : IDS_CHECK_FAILED, good ? IDS_CHECK_NO_ERRORS : kNoText);
+    return good;
 }

@@ -3,25 +3,44 @@
 #include <algorithm>
 
 #include "csp/ContainerExtensions.h"
-#include "csp/CryptoValues.h"
 #include "csp/ExtensionRecord.h"
 #include "csp/ProviderParameters.h"
 
 namespace {
 
-constexpr ALG_ID kEphemeralAlgorithm = 0xAA25;  // a key pair for one agreement
-constexpr ALG_ID kWrappingAlgorithm = 0x661F;   // how an agreement key wraps others
+constexpr ALG_ID kEphemeralAlgorithm = 0xAA25;   // a key pair for one agreement
+constexpr ALG_ID kWrappingAlgorithm = 0x661F;    // how an agreement key wraps others
+constexpr ALG_ID kSessionKeyAlgorithm = 0x661E;  // the key under which private keys are wrapped
 
-// The object identifier of a parameter set, always terminated: CryptSetKeyParam takes it without a length.
-BytesOutcome ParameterSet(HCRYPTKEY key, DWORD parameter) {
-    BytesOutcome identifier =
-        AskLengthFirst([=](BYTE* data, DWORD* length) { return CryptGetKeyParam(key, parameter, data, length, 0); });
-    if (identifier.done) identifier.bytes.push_back('\0');
+constexpr Failure kMissing{static_cast<DWORD>(E_FAIL)};
+
+Result<Bytes> ExportKey(HCRYPTKEY key, HCRYPTKEY wrapping, DWORD blobType) {
+    return ReadBytes(KeyBlobQuery(key, wrapping, blobType));
+}
+
+// Imports a blob as an exportable key. `by` unwraps it; for a public key the result is the key that `by` agrees on with
+// it.
+Result<> ImportKey(HCRYPTPROV provider, const Bytes& blob, HCRYPTKEY by, UniqueCryptKey& key) noexcept {
+    return Try(CryptImportKey(provider, blob.data(), static_cast<DWORD>(blob.size()), by, CRYPT_EXPORTABLE, key.put()));
+}
+
+Result<> WriteKeyParameter(HCRYPTKEY key, DWORD parameter, const void* value) noexcept {
+    return Try(CryptSetKeyParam(key, parameter, static_cast<const BYTE*>(value), 0));
+}
+
+Result<> WriteProviderParameter(HCRYPTPROV provider, DWORD parameter, const void* value) noexcept {
+    return Try(CryptSetProvParam(provider, parameter, static_cast<const BYTE*>(value), 0));
+}
+
+// The object identifier of a key's parameter set, always terminated: CryptSetKeyParam reads it without a length.
+Result<Bytes> ReadParameterSet(HCRYPTKEY key, DWORD parameter) {
+    Result<Bytes> identifier = ReadBytes(KeyQuery(key, parameter));
+    if (identifier) identifier->push_back('\0');
     return identifier;
 }
 
-BOOL SetWrapping(HCRYPTKEY key) noexcept {
-    return CryptSetKeyParam(key, KP_ALGID, reinterpret_cast<const BYTE*>(&kWrappingAlgorithm), 0);
+Result<> SetWrapping(HCRYPTKEY key) noexcept {
+    return WriteKeyParameter(key, KP_ALGID, &kWrappingAlgorithm);
 }
 
 // Wine's CryptSetKeyParam fails for a null pointer without calling the provider.
@@ -30,153 +49,159 @@ bool IsWine() noexcept {
     return system && GetProcAddress(system, "wine_get_version");
 }
 
-// Completes a pregenerated key with a secret number that the provider chooses when it is given no data: under Wine a
+// Completes a pregenerated key with a secret number that the provider chooses when it receives no data: under Wine a
 // number of no bytes, elsewhere a null pointer.
-BOOL Complete(HCRYPTKEY key) noexcept {
+Result<> CompleteKey(HCRYPTKEY key) noexcept {
     const CRYPT_DATA_BLOB none{};
-    return CryptSetKeyParam(key, KP_X, IsWine() ? reinterpret_cast<const BYTE*>(&none) : nullptr, 0);
+    return WriteKeyParameter(key, KP_X, IsWine() ? &none : nullptr);
 }
 
-// A context's part in the agreement.
-struct Side {
-    HCRYPTPROV provider;
-    UniqueCryptKey ephemeral{};
-    Bytes publicBlob{};
-    UniqueCryptKey agreement{};
-};
-
-class Transfer {
+// Moves a session key from one provider context to another, wrapped under a key that two ephemeral key pairs agree on.
+class KeyTransfer {
   public:
-    Transfer(HCRYPTPROV from, HCRYPTPROV to) noexcept : from_{from}, to_{to} {}
+    KeyTransfer(HCRYPTPROV from, HCRYPTPROV to) noexcept : from_{from}, to_{to} {}
 
-    HRESULT Run(HCRYPTKEY key, UniqueCryptKey& moved) {
-        if (MakeFirst() && MakeSecond() && Agree(from_, to_) && Agree(to_, from_)) {
-            from_.ephemeral.reset();
-            to_.ephemeral.reset();
-            Move(key, moved);
-        }
-        return calls_.Result();
+    // `moved`, empty before, owns the key in the other context.
+    Result<> Run(HCRYPTKEY key, UniqueCryptKey& moved) {
+        if (!key || !from_.provider || !to_.provider || moved) return kMissing;
+        return CreateFirst()
+            .Then([&] { return CreateSecond(); })
+            .Then([&] { return Agree(from_, to_); })
+            .Then([&] { return Agree(to_, from_); })
+            .Then([&] { return Move(key, moved); });
     }
 
   private:
-    bool MakeFirst() {
-        return calls_.Did(CryptGenKey(from_.provider, kEphemeralAlgorithm, CRYPT_EXPORTABLE, from_.ephemeral.put())) &&
-               calls_.Did(ParameterSet(from_.ephemeral.get(), kKeyParameterDigestSet), digestSet_) &&
-               calls_.Did(ParameterSet(from_.ephemeral.get(), kKeyParameterAgreementSet), agreementSet_) &&
-               ExportPublic(from_);
+    // One context's part of the agreement.
+    struct Side {
+        HCRYPTPROV provider;
+        UniqueCryptKey ephemeral{};
+        Bytes publicBlob{};
+        UniqueCryptKey agreement{};
+    };
+
+    Result<> CreateFirst() {
+        const Result<> created =
+            Try(CryptGenKey(from_.provider, kEphemeralAlgorithm, CRYPT_EXPORTABLE, from_.ephemeral.put()));
+        if (!created) return created;
+        const HCRYPTKEY key = from_.ephemeral.get();
+        return ReadParameterSet(key, kKeyParameterDigestSet)
+            .Into(digestSet_)
+            .Then([&] { return ReadParameterSet(key, kKeyParameterAgreementSet).Into(agreementSet_); })
+            .Then([&] { return ExportPublic(from_); });
     }
 
-    // With the parameter sets of the first, since only keys of the same can agree.
-    bool MakeSecond() {
-        constexpr DWORD flags = CRYPT_EXPORTABLE | CRYPT_PREGEN;
-        return calls_.Did(CryptGenKey(to_.provider, kEphemeralAlgorithm, flags, to_.ephemeral.put())) &&
-               calls_.Did(CryptSetKeyParam(to_.ephemeral.get(), kKeyParameterDigestSet, digestSet_.data(), 0)) &&
-               calls_.Did(CryptSetKeyParam(to_.ephemeral.get(), kKeyParameterAgreementSet, agreementSet_.data(), 0)) &&
-               calls_.Did(Complete(to_.ephemeral.get())) && ExportPublic(to_);
+    // With the parameter sets of the first key pair: only keys with the same sets can agree.
+    Result<> CreateSecond() {
+        const Result<> created =
+            Try(CryptGenKey(to_.provider, kEphemeralAlgorithm, CRYPT_EXPORTABLE | CRYPT_PREGEN, to_.ephemeral.put()));
+        if (!created) return created;
+        const HCRYPTKEY key = to_.ephemeral.get();
+        return WriteKeyParameter(key, kKeyParameterDigestSet, digestSet_.data())
+            .Then([&] { return WriteKeyParameter(key, kKeyParameterAgreementSet, agreementSet_.data()); })
+            .Then([&] { return CompleteKey(key); })
+            .Then([&] { return ExportPublic(to_); });
     }
 
-    bool ExportPublic(Side& side) {
-        return calls_.Did(ExportKey(side.ephemeral.get(), 0, PUBLICKEYBLOB), side.publicBlob);
+    static Result<> ExportPublic(Side& side) {
+        return ExportKey(side.ephemeral.get(), 0, PUBLICKEYBLOB).Into(side.publicBlob);
     }
 
-    bool Agree(Side& own, const Side& other) {
-        return calls_.Did(ImportKey(own.provider, other.publicBlob, own.ephemeral.get(), own.agreement)) &&
-               calls_.Did(SetWrapping(own.agreement.get()));
+    static Result<> Agree(Side& own, const Side& other) {
+        return ImportKey(own.provider, other.publicBlob, own.ephemeral.get(), own.agreement).Then([&] {
+            return SetWrapping(own.agreement.get());
+        });
     }
 
-    // The key itself is told how to wrap only once it is on its way. That is late for this transfer and in time for
-    // what the key is to wrap afterwards; providers have come to know it in this order.
-    bool Move(HCRYPTKEY key, UniqueCryptKey& moved) {
+    // The wrapping algorithm of the key itself is set after its export. It doesn't affect this transfer, but what the
+    // key wraps later; providers rely on this order.
+    Result<> Move(HCRYPTKEY key, UniqueCryptKey& moved) {
+        from_.ephemeral.reset();
+        to_.ephemeral.reset();
         Bytes wrapped;
-        return calls_.Did(ExportKey(key, from_.agreement.get(), SIMPLEBLOB), wrapped) && calls_.Did(SetWrapping(key)) &&
-               calls_.Did(ImportKey(to_.provider, wrapped, to_.agreement.get(), moved));
+        return ExportKey(key, from_.agreement.get(), SIMPLEBLOB)
+            .Into(wrapped)
+            .Then([&] { return SetWrapping(key); })
+            .Then([&] { return ImportKey(to_.provider, wrapped, to_.agreement.get(), moved); });
     }
 
-    FirstFailure calls_;
     Side from_, to_;
     Bytes digestSet_, agreementSet_;  // object identifiers, terminated
 };
 
-}  // namespace
-
-HRESULT TransferKey(HCRYPTKEY key, HCRYPTPROV from, HCRYPTPROV to, UniqueCryptKey& moved) {
-    if (!key || !from || !to || moved) return E_FAIL;
-    return Transfer(from, to).Run(key, moved);
-}
-
-namespace {
-
-constexpr ALG_ID kSessionKeyAlgorithm = 0x661E;
-constexpr std::size_t kUsualIdentifier = 64;  // bytes
-
-class Reading {
+class SourceReader {
   public:
-    Reading(HCRYPTPROV source, ContainerCopy& copy) noexcept : source_(source), copy_(copy) {}
+    SourceReader(HCRYPTPROV source, ContainerCopy& copy) noexcept : source_(source), copy_(copy) {}
 
-    HRESULT Run() {
-        UniqueCryptKey sessionKey;
-        if (ReadSet(kParameterDigestSet, copy_.digestSet) && ReadSet(kParameterCipherSet, copy_.cipherSet) &&
-            calls_.Went(ReadExtensions()) &&
-            calls_.Did(CryptGenKey(source_, kSessionKeyAlgorithm, CRYPT_EXPORTABLE, sessionKey.put())) &&
-            calls_.Went(TransferKey(sessionKey.get(), source_, copy_.verification.get(), copy_.sessionKey)) &&
-            calls_.Went(ReadKey(AT_KEYEXCHANGE, sessionKey.get(), copy_.exchange)))
-            calls_.Went(ReadKey(AT_SIGNATURE, sessionKey.get(), copy_.signature));
-        return calls_.Result();
+    Result<> Run() {
+        return ReadSet(kParameterDigestSet, copy_.digestSet)
+            .Then([&] { return ReadSet(kParameterCipherSet, copy_.cipherSet); })
+            .Then([&] { return ReadExtensions(); })
+            .Then([&] { return CreateSessionKey(); })
+            .Then([&] { return ReadKey(AT_KEYEXCHANGE, copy_.exchange); })
+            .Then([&] { return ReadKey(AT_SIGNATURE, copy_.signature); });
     }
 
   private:
-    bool ReadSet(DWORD parameter, std::string& identifier) {
-        Bytes bytes;
-        if (!calls_.Did(AskWithRoom(kUsualIdentifier,
-                                    [&](BYTE* data, DWORD* length) {
-                                        return CryptGetProvParam(source_, parameter, data, length, 0);
-                                    }),
-                        bytes))
-            return false;
-        identifier.assign(bytes.begin(), bytes.end());
+    Result<> ReadSet(DWORD parameter, std::string& identifier) const {
+        constexpr std::size_t kUsualIdentifier = 64;  // bytes
+        const Result<Bytes> read = ReadBytes(kUsualIdentifier, ProviderQuery(source_, parameter));
+        if (!read) return read.Failed();
+        identifier.assign(read->begin(), read->end());
         if (!identifier.empty() && identifier.back() == '\0') identifier.pop_back();
-        return true;
+        return {};
     }
 
-    HRESULT ReadExtensions() {
+    Result<> ReadExtensions() {
         copy_.extensions.clear();
         Vestra::CSaveContainerExtensionsEnum saving(copy_.extensions);
-        const HRESULT result = EnumContainerExtensions(source_, saving);
-        return SUCCEEDED(result) && saving.Failed() ? E_FAIL : result;
+        const Result<> listed = EnumContainerExtensions(source_, saving);
+        if (listed && saving.Failed()) return kMissing;
+        return listed;
     }
 
-    // A key that the container doesn't have is left out. Only the first call can report that: the same code from a
-    // later one is a failure, since the key is there.
-    HRESULT ReadKey(DWORD keySpec, HCRYPTKEY sessionKey, CopiedKey& copied) const {
-        if (!copied.blob.empty() || !copied.certificate.empty()) return E_FAIL;
-        FirstFailure calls;
+    Result<> CreateSessionKey() {
+        return Try(CryptGenKey(source_, kSessionKeyAlgorithm, CRYPT_EXPORTABLE, sessionKey_.put())).Then([&] {
+            return KeyTransfer(source_, copy_.verification.Get()).Run(sessionKey_.get(), copy_.sessionKey);
+        });
+    }
+
+    // A key that the container doesn't have is skipped. Only the first call can report that: the same code from a later
+    // call is a failure, since the key exists.
+    Result<> ReadKey(DWORD keySpec, CopiedKey& copied) const {
+        if (!copied.blob.empty() || !copied.certificate.empty()) return kMissing;
         UniqueCryptKey key;
-        if (!calls.Did(CryptGetUserKey(source_, keySpec, key.put())))
-            return calls.Result() == NTE_NO_KEY ? S_OK : calls.Result();
+        if (const Result<> opened = Try(CryptGetUserKey(source_, keySpec, key.put())); !opened)
+            return opened.Failed().Is(static_cast<DWORD>(NTE_NO_KEY)) ? Result<>() : opened;
         CopiedKey read;
-        if (calls.Did(ExportKey(key.get(), sessionKey, PRIVATEKEYBLOB), read.blob) &&
-            ReadCertificate(key.get(), read.certificate, calls))
-            copied = std::move(read);
-        return calls.Result();
+        const Result<> done = ExportKey(key.get(), sessionKey_.get(), PRIVATEKEYBLOB).Into(read.blob).Then([&] {
+            return ReadCertificate(key.get()).Into(read.certificate);
+        });
+        if (done) copied = std::move(read);
+        return done;
     }
 
-    // Any failure of the length query means that the key has no certificate. CryptSetKeyParam, which writes it into the
-    // target, takes no length: the provider reads as many bytes as the certificate's own header says.
-    static bool ReadCertificate(HCRYPTKEY key, Bytes& certificate, FirstFailure& calls) {
+    // Any failure of the length query means that the key has no certificate: the value is empty. The certificate must
+    // be complete, since CryptSetKeyParam, which writes it into the target, has no length: the provider reads as many
+    // bytes as the certificate's own header announces.
+    static Result<Bytes> ReadCertificate(HCRYPTKEY key) {
         DWORD length = 0;
-        if (!CryptGetKeyParam(key, KP_CERTIFICATE, nullptr, &length, 0) || length == 0) return true;
-        certificate.resize(length);
-        if (!calls.Did(CryptGetKeyParam(key, KP_CERTIFICATE, certificate.data(), &length, 0))) return false;
+        if (!CryptGetKeyParam(key, KP_CERTIFICATE, nullptr, &length, 0) || length == 0) return Bytes();
+        Bytes certificate(length);
+        if (const Result<> read = Try(CryptGetKeyParam(key, KP_CERTIFICATE, certificate.data(), &length, 0)); !read)
+            return read.Failed();
         certificate.resize(std::min<std::size_t>(length, certificate.size()));
-        return calls.Went(IsOneSequence(certificate.data(), certificate.size()) ? S_OK : CRYPT_E_ASN1_CORRUPT);
+        if (!IsOneSequence(certificate.data(), certificate.size()))
+            return Failure{static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT)};
+        return certificate;
     }
 
     HCRYPTPROV source_;
     ContainerCopy& copy_;
-    FirstFailure calls_;
+    UniqueCryptKey sessionKey_;  // in the source's context; the copy holds it in the verification context
 };
 
-// What kParameterAddExtension takes.
+// The record that kParameterAddExtension expects.
 struct ExtensionRequest {
     const char* identifier;
     DWORD critical;
@@ -185,86 +210,83 @@ struct ExtensionRequest {
 };
 static_assert(sizeof(ExtensionRequest) == 24);
 
-class Writing {
+class TargetWriter {
   public:
-    Writing(const ContainerCopy& copy, HCRYPTPROV target) noexcept : copy_(copy), target_(target) {}
+    TargetWriter(const ContainerCopy& copy, HCRYPTPROV target) noexcept : copy_(copy), target_(target) {}
 
-    HRESULT Run() {
-        UniqueCryptKey sessionKey;
-        if (WriteSet(kParameterDigestSet, copy_.digestSet) && WriteSet(kParameterCipherSet, copy_.cipherSet) &&
-            MoveSessionKey(sessionKey) && WriteKey(copy_.exchange, sessionKey.get()) &&
-            WriteKey(copy_.signature, sessionKey.get()))
-            WriteExtensions();
-        return calls_.Result();
+    Result<> Run() {
+        return WriteSet(kParameterDigestSet, copy_.digestSet)
+            .Then([&] { return WriteSet(kParameterCipherSet, copy_.cipherSet); })
+            .Then([&] { return MoveSessionKey(); })
+            .Then([&] { return WriteKey(copy_.exchange); })
+            .Then([&] { return WriteKey(copy_.signature); })
+            .Then([&] { return WriteExtensions(); });
     }
 
   private:
-    bool WriteSet(DWORD parameter, const std::string& identifier) {
-        return identifier.empty() ||
-               calls_.Did(CryptSetProvParam(target_, parameter, reinterpret_cast<const BYTE*>(identifier.c_str()), 0));
+    Result<> WriteSet(DWORD parameter, const std::string& identifier) const {
+        if (identifier.empty()) return {};
+        return WriteProviderParameter(target_, parameter, identifier.c_str());
     }
 
-    // A duplicate goes on the way, since that changes a key.
-    bool MoveSessionKey(UniqueCryptKey& moved) {
+    // Moves a duplicate: the transfer changes the key that it moves.
+    Result<> MoveSessionKey() {
         UniqueCryptKey duplicate;
-        return calls_.Did(CryptDuplicateKey(copy_.sessionKey.get(), nullptr, 0, duplicate.put())) &&
-               calls_.Went(TransferKey(duplicate.get(), copy_.verification.get(), target_, moved));
+        return Try(CryptDuplicateKey(copy_.sessionKey.get(), nullptr, 0, duplicate.put())).Then([&] {
+            return KeyTransfer(copy_.verification.Get(), target_).Run(duplicate.get(), sessionKey_);
+        });
     }
 
-    bool WriteKey(const CopiedKey& copied, HCRYPTKEY sessionKey) {
+    Result<> WriteKey(const CopiedKey& copied) const {
+        if (copied.blob.empty()) return {};
         UniqueCryptKey key;
-        if (copied.blob.empty()) return true;
-        if (!calls_.Did(ImportKey(target_, copied.blob, sessionKey, key))) return false;
-        return copied.certificate.empty() ||
-               calls_.Did(CryptSetKeyParam(key.get(), KP_CERTIFICATE, copied.certificate.data(), 0));
+        const Result<> imported = ImportKey(target_, copied.blob, sessionKey_.get(), key);
+        if (!imported || copied.certificate.empty()) return imported;
+        return WriteKeyParameter(key.get(), KP_CERTIFICATE, copied.certificate.data());
     }
 
-    void WriteExtensions() {
+    Result<> WriteExtensions() const {
         for (const Bytes& bytes : copy_.extensions) {
             const auto record = ReadExtensionRecord(bytes.data(), bytes.size());
-            if (!calls_.Went(record ? S_OK : E_FAIL) || !WriteExtension(*record)) return;
+            if (!record) return kMissing;
+            if (const Result<> written = WriteExtension(*record); !written) return written;
         }
+        return {};
     }
 
-    bool WriteExtension(const ExtensionRecord& record) {
+    Result<> WriteExtension(const ExtensionRecord& record) const {
         const ExtensionRequest request{record.identifier.data(), record.critical,
                                        static_cast<DWORD>(record.value.size()), record.value.data()};
-        return calls_.Did(
-            CryptSetProvParam(target_, kParameterAddExtension, reinterpret_cast<const BYTE*>(&request), 0));
+        return WriteProviderParameter(target_, kParameterAddExtension, &request);
     }
 
     const ContainerCopy& copy_;
     HCRYPTPROV target_;
-    FirstFailure calls_;
+    UniqueCryptKey sessionKey_;  // in the target's context
 };
 
 }  // namespace
 
-HRESULT ContainerCopy::Clear() noexcept {
+Result<> ContainerCopy::Clear() noexcept {
     digestSet.clear();
     cipherSet.clear();
     exchange = {};
     signature = {};
     extensions = {};
-    FirstFailure closing;
-    closing.Did(sessionKey.close());
-    closing.Did(verification.close());
-    return closing.Result();
+    const Result<> keyClosed = Try(sessionKey.close());
+    const Result<> contextClosed = verification.Close();
+    return keyClosed ? contextClosed : keyClosed;
 }
 
-Outcome ContainerCopy::OpenVerification(const wchar_t* provider, DWORD type) noexcept {
+Result<> ContainerCopy::OpenVerification(const wchar_t* provider, DWORD type) noexcept {
     sessionKey.reset();
-    verification.reset();
-    HCRYPTPROV opened = 0;
-    const Outcome outcome = Taken(CryptAcquireContextW(&opened, nullptr, provider, type, CRYPT_VERIFYCONTEXT));
-    verification.reset(outcome.done ? opened : 0);
-    return outcome;
+    return verification.Acquire(CRYPT_VERIFYCONTEXT, nullptr, provider, type);
 }
 
-HRESULT ReadSourceContainer(HCRYPTPROV source, ContainerCopy& copy) {
-    return Reading(source, copy).Run();
+Result<> ReadSourceContainer(HCRYPTPROV source, ContainerCopy& copy) {
+    return SourceReader(source, copy).Run();
 }
 
-HRESULT WriteTargetContainer(const ContainerCopy& copy, HCRYPTPROV target) {
-    return Writing(copy, target).Run();
+Result<> WriteTargetContainer(const ContainerCopy& copy, HCRYPTPROV target) {
+    return TargetWriter(copy, target).Run();
 }

@@ -3,24 +3,22 @@
 #include <cstring>
 #include <exception>
 
-#include "csp/CryptoValues.h"
-#include "csp/ExtensionRecord.h"
 #include "csp/ProviderParameters.h"
 
-Outcome ContainerExtensions::Begin() {
+Result<> ContainerExtensions::Begin() {
     flags_ = CRYPT_FIRST;
     length_ = 0;
-    const Outcome outcome = Taken(CryptGetProvParam(container_, kParameterExtensions, nullptr, &length_, CRYPT_FIRST));
-    // Never without a buffer, which would ask for the length again, and succeed for ever.
-    if (outcome.done) buffer_.assign(std::max<DWORD>(length_, 1), 0);
-    return outcome;
+    const Result<> begun = Try(CryptGetProvParam(container_, kParameterExtensions, nullptr, &length_, CRYPT_FIRST));
+    // At least one byte: a call without a buffer would return the length again, and succeed without end.
+    if (begun) buffer_.assign(std::max<DWORD>(length_, 1), 0);
+    return begun;
 }
 
-std::optional<std::span<const BYTE>> ContainerExtensions::Next() {
-    if (room_ == Room::Largest) length_ = static_cast<DWORD>(buffer_.size());
-    end_ = Taken(CryptGetProvParam(container_, kParameterExtensions, buffer_.data(), &length_, flags_));
-    if (!end_.done) return {};
-    flags_ = 0;  // CRYPT_NEXT isn't what the provider wants here
+Result<std::span<const BYTE>> ContainerExtensions::Next() {
+    if (size_ == BufferSize::Largest) length_ = static_cast<DWORD>(buffer_.size());
+    const Result<> read = Try(CryptGetProvParam(container_, kParameterExtensions, buffer_.data(), &length_, flags_));
+    if (!read) return read.Failed();
+    flags_ = 0;  // the provider does not accept CRYPT_NEXT here
     length_ = std::min(length_, static_cast<DWORD>(buffer_.size()));
     return std::span<const BYTE>(buffer_).first(length_);
 }
@@ -39,22 +37,23 @@ bool ATL2::CContainerExtensionEnum::OnExtension(const BYTE*, const char*, DWORD,
     return true;
 }
 
-HRESULT EnumContainerExtensions(HCRYPTPROV container, ATL2::CContainerExtensionEnum& extensions) {
-    ContainerExtensions records(container, ContainerExtensions::Room::Largest);
-    const Outcome begun = records.Begin();
-    if (!begun.done) return IsCode(begun.error, ERROR_NO_MORE_ITEMS) ? S_OK : ResultOf(begun);
-    while (const auto bytes = records.Next()) {
+Result<> EnumContainerExtensions(HCRYPTPROV container, ATL2::CContainerExtensionEnum& extensions) {
+    const auto end = [](Failure failure) { return failure.Is(ERROR_NO_MORE_ITEMS) ? Result<>() : failure; };
+    ContainerExtensions records(container, ContainerExtensions::BufferSize::Largest);
+    if (const Result<> begun = records.Begin(); !begun) return end(begun.Failed());
+    Result<std::span<const BYTE>> bytes = records.Next();
+    for (; bytes; bytes = records.Next()) {
         const auto record = ReadExtensionRecord(bytes->data(), bytes->size());
-        if (!record) return HRESULT_FROM_WIN32(ERROR_INVALID_DATA);
+        if (!record) return Failure{ERROR_INVALID_DATA};
         if (!extensions.OnRawRecord(bytes->data(), static_cast<DWORD>(bytes->size())) ||
             !extensions.OnExtension(record->value.data(), record->identifier.data(),
                                     static_cast<DWORD>(record->value.size()), record->critical))
-            return S_OK;
+            return {};
     }
-    return IsCode(records.End().error, ERROR_NO_MORE_ITEMS) ? S_OK : ResultOf(records.End());
+    return end(bytes.Failed());
 }
 
-// Room for one record, then for twice as many each time.
+// The vector's capacity begins with one record and is doubled each time it is used up.
 bool Vestra::CSaveContainerExtensionsEnum::OnRawRecord(const BYTE* record, DWORD length) {
     try {
         const std::size_t capacity = records_->capacity();
@@ -66,7 +65,7 @@ bool Vestra::CSaveContainerExtensionsEnum::OnRawRecord(const BYTE* record, DWORD
         }
         records_->emplace_back(record, record + length);
         return true;
-    } catch (const std::exception&) {  // no memory
+    } catch (const std::exception&) {  // out of memory
         failed_ = true;
         return false;
     }
@@ -74,7 +73,7 @@ bool Vestra::CSaveContainerExtensionsEnum::OnRawRecord(const BYTE* record, DWORD
 
 namespace {
 
-// The part of `block` that `bytes` and `size` name; empty when it isn't all there.
+// The part of `block` that begins at `bytes` and has `size` bytes; empty when it isn't completely inside.
 std::span<const BYTE> Within(std::span<const BYTE> block, const void* bytes, std::size_t size) {
     const auto begin = reinterpret_cast<ULONG_PTR>(block.data());
     const auto at = reinterpret_cast<ULONG_PTR>(bytes);
@@ -84,8 +83,8 @@ std::span<const BYTE> Within(std::span<const BYTE> block, const void* bytes, std
 
 }  // namespace
 
-BytesOutcome DecodeExtension(const ExtensionRecord& record) {
-    return AskLengthFirst([&](BYTE* data, DWORD* length) {
+Result<Bytes> DecodeExtension(const ExtensionRecord& record) {
+    return ReadBytes([&](BYTE* data, DWORD* length) {
         return CryptDecodeObject(kCertificateEncoding, record.identifier.data(), record.value.data(),
                                  static_cast<DWORD>(record.value.size()), 0, data, length);
     });

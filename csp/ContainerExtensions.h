@@ -1,51 +1,46 @@
-// The extension records of an open container, one after the other.
+// The extension records of an open container, and the certificates in them. csp/ExtensionRecord.h describes a record.
 #pragma once
 
 #include <windows.h>
 
 #include <wincrypt.h>
 
-#include <optional>
 #include <span>
 #include <vector>
 
 #include "csp/CryptoValues.h"
 #include "csp/ExtensionRecord.h"
 
+// Lists the records. Call Begin once, then Next until it fails.
 class ContainerExtensions {
   public:
-    // How much of the buffer, which has room for the largest record, the provider is told of.
-    enum class Room {
-        RecordBefore,  // as much as the record before took; a longer one ends the listing. For a report that will do
+    // The buffer has the size of the largest record. This is the size that each call passes to the provider.
+    enum class BufferSize {
+        PreviousRecord,  // the length of the previous record; a longer record ends the listing. For reports
         Largest,
     };
 
-    explicit ContainerExtensions(HCRYPTPROV container, Room room = Room::RecordBefore)
-        : container_(container), room_(room) {}
+    explicit ContainerExtensions(HCRYPTPROV container, BufferSize size = BufferSize::PreviousRecord)
+        : container_(container), size_(size) {}
 
-    // Begins the listing. Failing with ERROR_NO_MORE_ITEMS: there are none.
-    Outcome Begin();
+    // Fails with ERROR_NO_MORE_ITEMS when the container has no extensions.
+    Result<> Begin();
 
-    // The next record (csp/ExtensionRecord.h), which holds until the following call; nothing at the end.
-    std::optional<std::span<const BYTE>> Next();
-
-    // Why Next gave nothing: ERROR_NO_MORE_ITEMS after the last record.
-    const Outcome& End() const noexcept { return end_; }
+    // The next record. It is valid until the following call. Fails with ERROR_NO_MORE_ITEMS after the last one.
+    Result<std::span<const BYTE>> Next();
 
   private:
     HCRYPTPROV container_;
-    Room room_;
-    Outcome end_;
+    BufferSize size_;
     DWORD flags_ = CRYPT_FIRST;
-    DWORD length_ = 0;  // of the last record, and the room told to the provider for the next one
+    DWORD length_ = 0;  // of the previous record
     Bytes buffer_;
 };
 
-// The extensions of an open container, handed to an object one after the other.
-
 namespace ATL2 {
 
-// Takes each record (csp/ExtensionRecord.h), first as it is, then read. False ends the listing.
+// Receives the records of a container from EnumContainerExtensions: each one first as it is, then its parts. False ends
+// the enumeration.
 class CContainerExtensionEnum {
   public:
     virtual bool OnRawRecord(const BYTE* record, DWORD length);
@@ -56,21 +51,20 @@ class CContainerExtensionEnum {
 
 }  // namespace ATL2
 
-// S_OK also when there are none, and when the object ended the listing. HRESULT_FROM_WIN32(ERROR_INVALID_DATA) for a
-// record that ends too early; else the failing call's code.
-HRESULT EnumContainerExtensions(HCRYPTPROV container, ATL2::CContainerExtensionEnum& extensions);
+// Enumerates the extensions of an open container. Succeeds also when there are none, and when `extensions` ended the
+// enumeration. Fails with ERROR_INVALID_DATA for an incomplete record, otherwise with the provider's code.
+Result<> EnumContainerExtensions(HCRYPTPROV container, ATL2::CContainerExtensionEnum& extensions);
 
 namespace Vestra {
 
-// Keeps the records as they are.
+// Appends the records as they are to a vector of the caller, which must outlive the object.
 class CSaveContainerExtensionsEnum : public ATL2::CContainerExtensionEnum {
   public:
-    // `records` stays the caller's.
     explicit CSaveContainerExtensionsEnum(std::vector<Bytes>& records) : records_(&records) {}
 
     bool OnRawRecord(const BYTE* record, DWORD length) override;
 
-    // True: a record couldn't be kept, and the listing ended there.
+    // Whether a record could not be appended, which ended the enumeration.
     bool Failed() const noexcept { return failed_; }
 
   private:
@@ -80,12 +74,10 @@ class CSaveContainerExtensionsEnum : public ATL2::CContainerExtensionEnum {
 
 }  // namespace Vestra
 
-// The certificates in the value of a container's extension.
+// The value of a record, decoded by the decoder that is registered for its identifier.
+Result<Bytes> DecodeExtension(const ExtensionRecord& record);
 
-// The value decoded by the decoder that is registered for the extension's identifier.
-BytesOutcome DecodeExtension(const ExtensionRecord& record);
-
-// The blobs of a decoded sequence, whole certificates as a rule; they lie in `decoded`. The record's identifier chose
-// the decoder, and it may have made something else altogether, so nothing is taken that doesn't lie in there: such a
-// blob is empty.
+// The blobs of a decoded sequence; they point into `decoded`. Extensions of authorities hold one certificate per blob.
+// The identifier of the record selected the decoder, so `decoded` may be any other structure: a blob that isn't
+// completely inside `decoded` is returned empty.
 std::vector<std::span<const BYTE>> SequenceBlobs(std::span<const BYTE> decoded);

@@ -2,30 +2,31 @@
 
 #include <algorithm>
 
-#include "csp/CryptProvContext.h"
 #include "csp/CryptoValues.h"
 #include "csp/KeyLink.h"
 
 namespace {
 
-// The names of a provider's containers, one after the other.
+// Lists the names of a provider's containers.
 class ContainerNames {
   public:
     explicit ContainerNames(HCRYPTPROV provider) noexcept : provider_(provider) {}
 
-    // False at the end, which is the first call that fails. Names are read into a buffer of the size that the provider
-    // tells once, for its longest; it never has no room, which would ask for the size again, for ever.
-    bool Next(std::wstring& name) {
-        DWORD length = 0;
+    // The next name. Fails at the end: any failure ends the listing.
+    Result<std::wstring> Next() {
         if (buffer_.empty()) {
-            if (!CryptGetProvParam(provider_, PP_ENUMCONTAINERS, nullptr, &length, CRYPT_FIRST)) return false;
-            buffer_.resize(std::max<DWORD>(length, 1));
+            DWORD longest = 0;  // of all names, in bytes
+            const Result<> measured =
+                Try(CryptGetProvParam(provider_, PP_ENUMCONTAINERS, nullptr, &longest, CRYPT_FIRST));
+            if (!measured) return measured.Failed();
+            // At least one byte: a call without a buffer would return the length again, and succeed without end.
+            buffer_.resize(std::max<DWORD>(longest, 1));
         }
-        length = static_cast<DWORD>(buffer_.size());
-        if (!CryptGetProvParam(provider_, PP_ENUMCONTAINERS, buffer_.data(), &length, flags_)) return false;
-        flags_ = 0;  // CRYPT_NEXT isn't what the provider wants here
-        name = FromAnsi(buffer_);
-        return true;
+        auto length = static_cast<DWORD>(buffer_.size());
+        const Result<> read = Try(CryptGetProvParam(provider_, PP_ENUMCONTAINERS, buffer_.data(), &length, flags_));
+        if (!read) return read.Failed();
+        flags_ = 0;  // the provider does not accept CRYPT_NEXT here
+        return FromAnsi(buffer_);
     }
 
   private:
@@ -39,15 +40,15 @@ class Search {
     Search(DWORD keySetFlag, const CERT_CONTEXT& certificate, SearchProgress& progress) noexcept
         : keySetFlag_(keySetFlag), certificate_(certificate), progress_(progress) {}
 
-    // Leaves the found container's name in `container`.
-    SearchEnd Run(const SearchedProvider& provider, std::wstring& container) {
+    // Searches the containers of one provider. `container` is the found container's name.
+    SearchEnd SearchProvider(const SearchedProvider& provider, std::wstring& container) {
         if (!progress_.Searching(provider.name, {})) return SearchEnd::Stopped;
         CCryptProvContext context;
         if (!context.Acquire(CRYPT_VERIFYCONTEXT | keySetFlag_, nullptr, provider.name.c_str(), provider.type))
             return SearchEnd::NotFound;
         ContainerNames names(context.Get());
-        while (names.Next(container)) {
-            if (container.empty()) continue;  // what can't be read would open the default container
+        while (names.Next().Into(container)) {
+            if (container.empty()) continue;  // an empty name would open the default container
             if (!progress_.Searching(provider.name, container)) return SearchEnd::Stopped;
             if (Matches(provider, container)) return SearchEnd::Found;
         }
@@ -73,7 +74,7 @@ SearchResult SearchContainers(std::span<const SearchedProvider> providers, KeySe
     Search search(FlagOf(keySet), certificate, progress);
     for (std::size_t i = 0; i < providers.size(); ++i) {
         std::wstring container;
-        const SearchEnd end = search.Run(providers[i], container);
+        const SearchEnd end = search.SearchProvider(providers[i], container);
         if (end == SearchEnd::Found) return {end, i, std::move(container)};
         if (end == SearchEnd::Stopped) return {end};
     }

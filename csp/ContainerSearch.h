@@ -1,4 +1,4 @@
-// The search for the container whose key is a certificate's, through all containers of some providers.
+// The search for the container with a certificate's private key, through all containers of some providers.
 #pragma once
 
 #include <windows.h>
@@ -16,10 +16,10 @@ struct SearchedProvider {
     DWORD type;
 };
 
-// Told of each step before it is taken.
+// Receives each step of a search before it begins.
 class SearchProgress {
   public:
-    // `container` is empty while the provider is being opened. False ends the search.
+    // `container` is empty when the provider is about to be opened. False stops the search.
     virtual bool Searching(const std::wstring& provider, const std::wstring& container) = 0;
 
   protected:
@@ -30,11 +30,11 @@ enum class SearchEnd { Found, NotFound, Stopped };
 
 struct SearchResult {
     SearchEnd end = SearchEnd::NotFound;
-    std::size_t provider = 0;  // the found container's, by its position
-    std::wstring container{};
+    std::size_t provider = 0;  // position of the provider that has the container; only after Found
+    std::wstring container{};  // only after Found
 };
 
-// Goes through the providers in their order, and in each through its containers in the provider's order, up to the
-// first one that has the certificate's key. Providers and containers that can't be opened are passed over.
+// Opens the providers in their order, and the containers of each in the provider's order, up to the first container
+// that has the certificate's key. Providers and containers that can't be opened are skipped.
 SearchResult SearchContainers(std::span<const SearchedProvider> providers, KeySet keySet,
                               const CERT_CONTEXT& certificate, SearchProgress& progress);

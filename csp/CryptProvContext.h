@@ -1,4 +1,5 @@
-// CCryptProvContext: the owner of one provider handle.
+// CCryptProvContext, the owner of a provider handle, and what is chosen when a provider is opened: whose containers,
+// and which window owns the provider's dialogs.
 #pragma once
 
 #include <windows.h>
@@ -6,23 +7,23 @@
 #include <wincrypt.h>
 
 #include "framework/Handles.h"
+#include "framework/Result.h"
 
 // Whose containers: the current user's or the computer's.
-
 enum class KeySet { User, Computer };
 
-// As providers are told of it when a container is opened.
+// The flag with which a container of that owner is opened.
 constexpr DWORD FlagOf(KeySet keySet) noexcept {
     return keySet == KeySet::Computer ? CRYPT_MACHINE_KEYSET : 0;
 }
 
-// Where the system stores of the same owner are.
+// The location of the same owner's system stores, as CertOpenStore and CertEnumSystemStore expect it.
 constexpr DWORD StoreLocation(KeySet keySet) noexcept {
     return keySet == KeySet::Computer ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER;
 }
 
-// ClientWindow: the window that owns the dialogs which providers show, while the object lives.
-
+// Sets the window that owns the dialogs of providers, and resets it at the end of the scope. The setting is one for all
+// providers of the process, so it is made without a provider handle.
 class ClientWindow {
   public:
     explicit ClientWindow(HWND window) noexcept { Set(window); }
@@ -31,33 +32,41 @@ class ClientWindow {
     ClientWindow& operator=(const ClientWindow&) = delete;
 
   private:
-    // For all providers of the process, so no handle is given. A system that wants one refuses, which is no reason to
-    // hide an error that the caller is about to show.
+    // Systems that require a provider handle refuse the call. The failure is ignored, and the last error of an earlier
+    // call, which the caller may be about to show, is preserved.
     static void Set(HWND window) noexcept {
         const LastErrorKeeper keeper;
         CryptSetProvParam(0, PP_CLIENT_HWND, reinterpret_cast<const BYTE*>(&window), 0);
     }
 };
 
+// Owns one provider handle together with the flags that it was acquired with. An object without a handle is empty.
+// Keys and hashes of the provider must be destroyed before the handle is released.
 class CCryptProvContext {
   public:
     CCryptProvContext() = default;
-    ~CCryptProvContext() { Release(); }
     CCryptProvContext(const CCryptProvContext&) = delete;
     CCryptProvContext& operator=(const CCryptProvContext&) = delete;
 
-    // Opens a container, or a context without one (nullptr), after releasing what is held. `provider` nullptr: the
-    // default provider of the type. False on failure, with the thread's last error.
-    bool Acquire(DWORD flags, const wchar_t* container, const wchar_t* provider, DWORD type) noexcept;
+    // Releases the current handle, then opens a container, or with `container` nullptr a context without one.
+    // `provider` nullptr selects the default provider of the type. With CRYPT_DELETEKEYSET the container is deleted and
+    // the object stays empty. Fails with the code of CryptAcquireContext; the object is empty then.
+    Result<> Acquire(DWORD flags, const wchar_t* container, const wchar_t* provider, DWORD type) noexcept;
 
-    // Releases what is held, if anything, and keeps the thread's last-error value.
+    // Releases the current handle, then adds a reference to another owner's context and owns the reference.
+    Result<> AddReference(HCRYPTPROV context) noexcept;
+
+    // Releases the handle, if there is one, and preserves the thread's last-error value.
     void Release() noexcept;
 
-    HCRYPTPROV Get() const noexcept { return handle_; }
+    // The same for callers that report a release that fails. An empty object succeeds.
+    Result<> Close() noexcept;
+
+    HCRYPTPROV Get() const noexcept { return handle_.get(); }
     DWORD Flags() const noexcept { return flags_; }
-    explicit operator bool() const noexcept { return handle_ != 0; }
+    explicit operator bool() const noexcept { return static_cast<bool>(handle_); }
 
   private:
-    HCRYPTPROV handle_ = 0;
+    UniqueProviderReference handle_;
     DWORD flags_ = 0;
 };

@@ -1,6 +1,6 @@
 #include "csp/CryptoValues.h"
 
-#include <algorithm>
+#include <cwchar>
 
 std::wstring FromAnsi(std::string_view text) {
     const int length = static_cast<int>(text.size());
@@ -14,4 +14,9 @@ std::wstring FromAnsi(const Bytes& text) {
     const auto end = std::find(text.begin(), text.end(), BYTE{0});
     return FromAnsi(
         std::string_view(reinterpret_cast<const char*>(text.data()), static_cast<std::size_t>(end - text.begin())));
+}
+
+std::wstring FromWide(const Bytes& text) {
+    const auto* units = reinterpret_cast<const wchar_t*>(text.data());
+    return {units, wcsnlen(units, text.size() / sizeof(wchar_t))};
 }

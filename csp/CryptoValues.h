@@ -1,4 +1,4 @@
-// The encodings in which certificates and what they consist of are read.
+// Values that CryptoAPI returns through a buffer and a length: bytes, records of a fixed size, and texts.
 #pragma once
 
 #include <windows.h>
@@ -9,102 +9,87 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
-#include <utility>
+#include <type_traits>
 #include <vector>
 
-// Calls that tell their failure by the thread's last error, and values whose size the callee tells.
+#include "framework/Result.h"
 
 using Bytes = std::vector<BYTE>;
 
-// A call's result with its code, taken at once: `Taken(CryptDoThis(…))`. A failure counts as one even when the callee
-// left no code.
-struct Outcome {
-    bool done = false;
-    DWORD error = ERROR_SUCCESS;  // of the failed call
-};
+// The encodings of certificates and of the structures inside them.
+constexpr DWORD kCertificateEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 
-inline Outcome Taken(BOOL done) noexcept {
-    return {done != FALSE, done ? ERROR_SUCCESS : GetLastError()};
+// In the following functions `query(BYTE* data, DWORD* length)` is one call of a function that returns a value. On
+// input
+// `*length` is the size of the buffer `data`, on output the size of the value, both in bytes; without a buffer the call
+// returns the size only. The query returns FALSE on failure and sets the thread's last error, which becomes the failure
+// of the result.
+
+// The queries for a parameter of a provider or of a key, and for a key blob. `wrapping` 0: the key isn't wrapped.
+inline auto ProviderQuery(HCRYPTPROV provider, DWORD parameter) noexcept {
+    return [=](BYTE* data, DWORD* length) { return CryptGetProvParam(provider, parameter, data, length, 0); };
+}
+inline auto KeyQuery(HCRYPTKEY key, DWORD parameter) noexcept {
+    return [=](BYTE* data, DWORD* length) { return CryptGetKeyParam(key, parameter, data, length, 0); };
+}
+inline auto KeyBlobQuery(HCRYPTKEY key, HCRYPTKEY wrapping, DWORD blobType) noexcept {
+    return [=](BYTE* data, DWORD* length) { return CryptExportKey(key, wrapping, blobType, 0, data, length); };
 }
 
-// Whether a code is this one of Windows, which some callees leave as an HRESULT.
-constexpr bool IsCode(DWORD error, DWORD code) noexcept {
-    return error == code || error == static_cast<DWORD>(HRESULT_FROM_WIN32(code));
-}
-
-struct BytesOutcome : Outcome {
-    Bytes bytes;  // empty after a failure
-};
-
-// What the following functions call: `ask(BYTE* data, DWORD* length)` takes a buffer and its size and tells how much it
-// put there, or how much room it wants.
-
-// Asks for the length, then for the value.
-template <class Ask>
-BytesOutcome AskLengthFirst(Ask&& ask) {
+// Queries the length, then the value.
+template <class Query>
+Result<Bytes> ReadBytes(Query&& query) {
     DWORD length = 0;
-    const Outcome outcome = Taken(ask(nullptr, &length));
-    if (!outcome.done) return {outcome, {}};
+    if (const Result<> measured = Try(query(nullptr, &length)); !measured) return measured.Failed();
     Bytes bytes(length);
-    const Outcome filled = Taken(ask(bytes.data(), &length));
-    bytes.resize(filled.done ? std::min<std::size_t>(length, bytes.size()) : 0);
-    return {filled, std::move(bytes)};
+    if (const Result<> read = Try(query(bytes.data(), &length)); !read) return read.Failed();
+    bytes.resize(std::min<std::size_t>(length, bytes.size()));
+    return bytes;
 }
 
-// Asks with room for `room` bytes, and once more when that is said to be too little. 0: AskLengthFirst.
-template <class Ask>
-BytesOutcome AskWithRoom(std::size_t room, Ask&& ask) {
-    if (room == 0) return AskLengthFirst(ask);
-    Bytes bytes(room);
-    auto length = static_cast<DWORD>(room);
-    Outcome outcome = Taken(ask(bytes.data(), &length));
-    if (!outcome.done && IsCode(outcome.error, ERROR_MORE_DATA)) {
+// Queries the value with a buffer of `usualSize` bytes, and once more with a larger one after ERROR_MORE_DATA: one call
+// for a value of the usual size. With 0 the length is queried first.
+template <class Query>
+Result<Bytes> ReadBytes(std::size_t usualSize, Query&& query) {
+    if (usualSize == 0) return ReadBytes(query);
+    Bytes bytes(usualSize);
+    auto length = static_cast<DWORD>(usualSize);
+    Result<> read = Try(query(bytes.data(), &length));
+    if (!read && read.Failed().Is(ERROR_MORE_DATA)) {
         bytes.resize(length);
-        outcome = Taken(ask(bytes.data(), &length));
+        read = Try(query(bytes.data(), &length));
     }
-    bytes.resize(outcome.done ? std::min<std::size_t>(length, bytes.size()) : 0);
-    return {outcome, std::move(bytes)};
+    if (!read) return read.Failed();
+    bytes.resize(std::min<std::size_t>(length, bytes.size()));
+    return bytes;
 }
 
-// The result of a sequence of calls that ends with the first one that fails.
-//
-//   return calls.Did(CryptThis(…)) && calls.Did(CryptThat(…));
-
-// S_OK when done. A code that is an HRESULT already stays as it is; a failure without a code is E_FAIL.
-inline HRESULT ResultOf(const Outcome& outcome) noexcept {
-    if (outcome.done) return S_OK;
-    return outcome.error == ERROR_SUCCESS ? E_FAIL : HRESULT_FROM_WIN32(outcome.error);
+// Queries a number or a record of a fixed size. Fails with ERROR_INVALID_DATA when the value has another size.
+template <class Value, class Query>
+Result<Value> ReadValue(Query&& query) {
+    static_assert(std::is_trivially_copyable_v<Value>);
+    Value value{};
+    DWORD length = sizeof value;
+    if (const Result<> read = Try(query(reinterpret_cast<BYTE*>(&value), &length)); !read) return read.Failed();
+    if (length != sizeof value) return Failure{ERROR_INVALID_DATA};
+    return value;
 }
 
-class FirstFailure {
-  public:
-    // Takes a call's result, and the thread's last error at once when it failed. Whether it succeeded.
-    bool Did(BOOL done) noexcept { return Went(ResultOf(Taken(done))); }
-
-    // The same with what it gave.
-    bool Did(BytesOutcome outcome, Bytes& bytes) noexcept {
-        bytes = std::move(outcome.bytes);
-        return Went(ResultOf(outcome));
-    }
-
-    // The same for a part of the sequence.
-    bool Went(HRESULT result) noexcept {
-        if (SUCCEEDED(result_)) result_ = result;
-        return SUCCEEDED(result);
-    }
-
-    // S_OK until a call failed.
-    HRESULT Result() const noexcept { return result_; }
-
-  private:
-    HRESULT result_ = S_OK;
-};
-
-// Texts that a provider gives in the system's ANSI code page.
-
+// A text in the system's ANSI code page, in which providers return texts.
 std::wstring FromAnsi(std::string_view text);
 
-// Up to the terminator, if there is one.
+// The same for a text that ends at its terminator, or with the bytes.
 std::wstring FromAnsi(const Bytes& text);
 
-constexpr DWORD kCertificateEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+// A text of UTF-16 units that ends at its terminator, or with the bytes.
+std::wstring FromWide(const Bytes& text);
+
+// Query an ANSI text, or a text of UTF-16 units: the length, then the text.
+template <class Query>
+Result<std::wstring> ReadAnsiText(Query&& query) {
+    return ReadBytes(query).Then([](const Bytes& text) { return Result<std::wstring>(FromAnsi(text)); });
+}
+template <class Query>
+Result<std::wstring> ReadWideText(Query&& query) {
+    return ReadBytes(query).Then([](const Bytes& text) { return Result<std::wstring>(FromWide(text)); });
+}

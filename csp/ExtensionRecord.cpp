@@ -34,9 +34,9 @@ std::optional<ExtensionRecord> ReadExtensionRecord(const std::uint8_t* bytes, st
     if (size > rest) return {};
     const std::uint8_t* value = bytes + kHead;
     const std::uint8_t* identifier = value + size;
-    const std::size_t room = rest - size;
-    if (room == 0) return {};
-    const void* end = std::memchr(identifier, 0, room);
+    const std::size_t left = rest - size;
+    if (left == 0) return {};
+    const void* end = std::memchr(identifier, 0, left);
     if (!end) return {};
     return ExtensionRecord{Number(bytes),
                            {value, size},

@@ -1,89 +1,74 @@
 #include "csp/KeyLink.h"
 
-#include "csp/CryptoValues.h"
-
 namespace {
 
 std::wstring Text(const wchar_t* text) {
     return text ? std::wstring(text) : std::wstring();
 }
 
-// A name that the provider tells of itself or of its container.
-NameOutcome ReadName(HCRYPTPROV provider, DWORD parameter) {
-    const BytesOutcome name = AskLengthFirst(
-        [&](BYTE* data, DWORD* length) { return CryptGetProvParam(provider, parameter, data, length, 0); });
-    if (!name.done) return {name, {}};
-    std::wstring text = FromAnsi(name.bytes);
-    if (text.empty()) return {{false, ERROR_INVALID_DATA}, {}};  // it would lead to another container than this
-    return {name, std::move(text)};
+// The name of a provider or of its container.
+Result<std::wstring> ReadName(HCRYPTPROV provider, DWORD parameter) {
+    Result<std::wstring> name = ReadAnsiText(ProviderQuery(provider, parameter));
+    if (name && name->empty()) return Failure{ERROR_INVALID_DATA};  // in a link it would mean another container
+    return name;
+}
+
+// Exports the container's public key, with `usualSize` as in ReadBytes, and compares it with the certificate's.
+Result<bool> Match(HCRYPTPROV container, DWORD keySpec, const CERT_CONTEXT& certificate, std::size_t usualSize) {
+    Result<Bytes> exported = ReadBytes(usualSize, [&](BYTE* data, DWORD* length) {
+        return CryptExportPublicKeyInfo(container, keySpec, kCertificateEncoding,
+                                        reinterpret_cast<CERT_PUBLIC_KEY_INFO*>(data), length);
+    });
+    if (!exported) return exported.Failed();
+    if (exported->size() < sizeof(CERT_PUBLIC_KEY_INFO)) return Failure{ERROR_INVALID_DATA};
+    auto* key = reinterpret_cast<CERT_PUBLIC_KEY_INFO*>(exported->data());
+    return CertComparePublicKeyInfo(kCertificateEncoding, key, &certificate.pCertInfo->SubjectPublicKeyInfo) != FALSE;
 }
 
 }  // namespace
 
-std::optional<KeyLink> ReadKeyLink(const CERT_CONTEXT& certificate, std::size_t room) {
-    const auto property = AskWithRoom(room, [&](BYTE* data, DWORD* length) {
+std::optional<KeyLink> ReadKeyLink(const CERT_CONTEXT& certificate, std::size_t usualSize) {
+    const Result<Bytes> property = ReadBytes(usualSize, [&](BYTE* data, DWORD* length) {
         return CertGetCertificateContextProperty(&certificate, CERT_KEY_PROV_INFO_PROP_ID, data, length);
     });
-    if (!property.done || property.bytes.size() < sizeof(CRYPT_KEY_PROV_INFO)) return {};
-    const auto* link = reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(property.bytes.data());
+    if (!property || property->size() < sizeof(CRYPT_KEY_PROV_INFO)) return {};
+    const auto* link = reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(property->data());
     return KeyLink{Text(link->pwszContainerName), Text(link->pwszProvName), link->dwProvType,
                    link->dwFlags & CRYPT_MACHINE_KEYSET ? KeySet::Computer : KeySet::User, link->dwKeySpec};
 }
 
-Outcome WriteKeyLink(const CERT_CONTEXT& certificate, const KeyLink& link) {
-    CRYPT_KEY_PROV_INFO record{};  // the system copies what it points to
+Result<> WriteKeyLink(const CERT_CONTEXT& certificate, const KeyLink& link) {
+    CRYPT_KEY_PROV_INFO record{};  // the system copies the texts
     record.pwszContainerName = const_cast<wchar_t*>(link.container.c_str());
     record.pwszProvName = const_cast<wchar_t*>(link.provider.c_str());
     record.dwProvType = link.providerType;
     record.dwFlags = FlagOf(link.keySet);
     record.dwKeySpec = link.keySpec;
-    return Taken(CertSetCertificateContextProperty(&certificate, CERT_KEY_PROV_INFO_PROP_ID, 0, &record));
+    return Try(CertSetCertificateContextProperty(&certificate, CERT_KEY_PROV_INFO_PROP_ID, 0, &record));
 }
 
-NameOutcome UniqueContainerName(HCRYPTPROV container) {
+Result<std::wstring> UniqueContainerName(HCRYPTPROV container) {
     return ReadName(container, PP_UNIQUE_CONTAINER);
 }
 
-KeyLinkOutcome MakeKeyLink(HCRYPTPROV container, HCRYPTKEY key, const std::wstring& uniqueName, KeySet keySet) {
-    NameOutcome provider = ReadName(container, PP_NAME);
-    if (!provider.done) return {provider, {}};
-    DWORD type = 0, length = sizeof type;
-    Outcome outcome = Taken(CryptGetProvParam(container, PP_PROVTYPE, reinterpret_cast<BYTE*>(&type), &length, 0));
-    if (!outcome.done) return {outcome, {}};
-    ALG_ID algorithm = 0;
-    length = sizeof algorithm;
-    outcome = Taken(CryptGetKeyParam(key, KP_ALGID, reinterpret_cast<BYTE*>(&algorithm), &length, 0));
-    if (!outcome.done) return {outcome, {}};
-    const DWORD keySpec = GET_ALG_CLASS(algorithm) == ALG_CLASS_SIGNATURE ? AT_SIGNATURE : AT_KEYEXCHANGE;
-    return {outcome, {uniqueName, std::move(provider.name), type, keySet, keySpec}};
+Result<KeyLink> MakeKeyLink(HCRYPTPROV container, HCRYPTKEY key, const std::wstring& uniqueName, KeySet keySet) {
+    Result<std::wstring> provider = ReadName(container, PP_NAME);
+    if (!provider) return provider.Failed();
+    const Result<DWORD> type = ReadValue<DWORD>(ProviderQuery(container, PP_PROVTYPE));
+    if (!type) return type.Failed();
+    const Result<ALG_ID> algorithm = ReadValue<ALG_ID>(KeyQuery(key, KP_ALGID));
+    if (!algorithm) return algorithm.Failed();
+    const DWORD keySpec = GET_ALG_CLASS(*algorithm) == ALG_CLASS_SIGNATURE ? AT_SIGNATURE : AT_KEYEXCHANGE;
+    return KeyLink{uniqueName, *std::move(provider), *type, keySet, keySpec};
 }
 
-namespace {
-
-// Reads the container's public key with room for `room` bytes at first (AskWithRoom) and compares it.
-MatchOutcome Match(HCRYPTPROV container, DWORD keySpec, const CERT_CONTEXT& certificate, std::size_t room) {
-    const auto exported = AskWithRoom(room, [&](BYTE* data, DWORD* length) {
-        return CryptExportPublicKeyInfo(container, keySpec, kCertificateEncoding,
-                                        reinterpret_cast<CERT_PUBLIC_KEY_INFO*>(data), length);
-    });
-    if (!exported.done) return {exported, false};
-    if (exported.bytes.size() < sizeof(CERT_PUBLIC_KEY_INFO)) return {{false, ERROR_INVALID_DATA}, false};
-    auto* key = reinterpret_cast<CERT_PUBLIC_KEY_INFO*>(const_cast<BYTE*>(exported.bytes.data()));
-    return {exported,
-            CertComparePublicKeyInfo(kCertificateEncoding, key, &certificate.pCertInfo->SubjectPublicKeyInfo) != FALSE};
-}
-
-}  // namespace
-
-MatchOutcome MatchKey(HCRYPTPROV container, DWORD keySpec, const CERT_CONTEXT& certificate) {
+Result<bool> MatchKey(HCRYPTPROV container, DWORD keySpec, const CERT_CONTEXT& certificate) {
     constexpr std::size_t kUsualSize = 512;  // of a public key with the structure around it, in bytes
     return Match(container, keySpec, certificate, kUsualSize);
 }
 
 DWORD FindMatchingKey(HCRYPTPROV container, const CERT_CONTEXT& certificate) {
-    for (const DWORD keySpec : {AT_SIGNATURE, AT_KEYEXCHANGE}) {
-        const MatchOutcome outcome = Match(container, keySpec, certificate, 0);
-        if (outcome.done && outcome.match) return keySpec;
-    }
+    for (const DWORD keySpec : {AT_SIGNATURE, AT_KEYEXCHANGE})
+        if (Match(container, keySpec, certificate, 0).ValueOr(false)) return keySpec;
     return 0;
 }

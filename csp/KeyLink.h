@@ -1,4 +1,5 @@
-// The link from a certificate in a store to the container of its private key.
+// The link from a certificate to the container of its private key, and the comparison of a container's keys with a
+// certificate.
 #pragma once
 
 #include <windows.h>
@@ -19,35 +20,24 @@ struct KeyLink {
     DWORD keySpec = 0;  // AT_KEYEXCHANGE or AT_SIGNATURE
 };
 
-// Nothing when the certificate has no link. It is read with room for `room` bytes at first, and anew when that is too
-// little; 0: its length is asked for first.
-std::optional<KeyLink> ReadKeyLink(const CERT_CONTEXT& certificate, std::size_t room = 0);
+// The certificate's link. A certificate without a readable link is not an error: the value is empty. `usualSize` is the
+// size of the first buffer in bytes, as in ReadBytes.
+std::optional<KeyLink> ReadKeyLink(const CERT_CONTEXT& certificate, std::size_t usualSize = 0);
 
-// Gives the certificate the link, in place of the one it has.
-Outcome WriteKeyLink(const CERT_CONTEXT& certificate, const KeyLink& link);
+// Sets the certificate's link, in place of the one it has.
+Result<> WriteKeyLink(const CERT_CONTEXT& certificate, const KeyLink& link);
 
-// The name by which an open container is found on its carrier, whatever name it was opened with.
-struct NameOutcome : Outcome {
-    std::wstring name;  // never empty when done
-};
-NameOutcome UniqueContainerName(HCRYPTPROV container);
+// The name by which an open container is found on its carrier, whatever name it was opened with. Never empty: fails
+// with ERROR_INVALID_DATA when the provider returns an empty name.
+Result<std::wstring> UniqueContainerName(HCRYPTPROV container);
 
-// The link to a key of an open container. `uniqueName` is the container's, `keySet` whose it is.
-struct KeyLinkOutcome : Outcome {
-    KeyLink link;
-};
-KeyLinkOutcome MakeKeyLink(HCRYPTPROV container, HCRYPTKEY key, const std::wstring& uniqueName, KeySet keySet);
+// The link to a key of an open container. `uniqueName` is the container's name in the link, `keySet` its owner.
+Result<KeyLink> MakeKeyLink(HCRYPTPROV container, HCRYPTKEY key, const std::wstring& uniqueName, KeySet keySet);
 
-// Whether a key of a container is a certificate's.
+// Whether the open container's key `keySpec` (AT_KEYEXCHANGE or AT_SIGNATURE) is the certificate's. Fails when the
+// container's public key can't be read. A key of the usual size takes one call.
+Result<bool> MatchKey(HCRYPTPROV container, DWORD keySpec, const CERT_CONTEXT& certificate);
 
-struct MatchOutcome : Outcome {  // of telling the container's public key
-    bool match = false;
-};
-
-// Compares the public key of the open container's key `keySpec` (AT_KEYEXCHANGE or AT_SIGNATURE) with the
-// certificate's. A key of the usual size takes one call.
-MatchOutcome MatchKey(HCRYPTPROV container, DWORD keySpec, const CERT_CONTEXT& certificate);
-
-// Which of the open container's keys is the certificate's: AT_SIGNATURE, which is tried first, or AT_KEYEXCHANGE. 0:
-// neither, or none that can be read. Their sizes are asked for first.
+// Which of the open container's keys is the certificate's: AT_SIGNATURE, which is compared first, or AT_KEYEXCHANGE. 0
+// when neither is, or neither can be read.
 DWORD FindMatchingKey(HCRYPTPROV container, const CERT_CONTEXT& certificate);

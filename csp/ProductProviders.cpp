@@ -2,62 +2,35 @@
 
 #include <wincrypt.h>
 
-#include <algorithm>
 #include <cwchar>
 
 #include "csp/CryptProvContext.h"
+#include "csp/CryptoValues.h"
 #include "csp/ProviderParameters.h"
-#include "framework/Handles.h"
+#include "framework/Module.h"
+#include "framework/Registry.h"
 
 namespace {
 
 constexpr wchar_t kMakerName[] = L"Kelvane";
 constexpr wchar_t kProviderKeys[] = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\";
-constexpr DWORD kLongestPath = 32768;  // characters with the terminator
 
-// Calls `read(buffer, &bytes)` twice, for the text's size and for the text. False when either call fails.
-template <class Read>
-bool ReadText(Read read, std::wstring& text) {
-    DWORD size = 0;  // in bytes, with the terminator
-    if (!read(nullptr, &size)) return false;
-    std::wstring buffer(size / sizeof(wchar_t) + 1, L'\0');
-    if (!read(buffer.data(), &size)) return false;
-    buffer.resize(std::min(buffer.size(), buffer.find(L'\0')));
-    text = std::move(buffer);
-    return true;
-}
-
-// With the last backslash; empty when this module's path can't be had.
+// This module's directory with the final backslash; empty when the module's path is unknown.
 std::wstring OwnDirectory() {
-    HMODULE module = nullptr;
-    if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                            reinterpret_cast<LPCWSTR>(&OwnDirectory), &module)) {
-        return {};
-    }
-    std::wstring path(kLongestPath, L'\0');
-    DWORD length = GetModuleFileNameW(module, path.data(), kLongestPath);
-    if (length == 0 || length == kLongestPath) return {};
-    length = GetLongPathNameW(path.c_str(), path.data(), kLongestPath);
-    if (length == 0 || length >= kLongestPath) return {};
-    path.resize(length);
-    return path.substr(0, path.rfind(L'\\') + 1);  // none: nothing is left
+    const std::wstring path = Module::LongFileName();
+    return path.substr(0, path.rfind(L'\\') + 1);  // without a backslash rfind returns npos, and 0 characters remain
 }
 
-// The path that a provider's library is registered with, as it stands there; empty when it is missing or malformed.
+// The path that a provider's library is registered with, without expansion of variables; empty when it is missing or
+// malformed. It must be terminated, and hold at most 520 bytes.
 std::wstring ImagePath(const std::wstring& provider) {
-    UniqueRegistryKey key;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, (kProviderKeys + provider).c_str(), 0, KEY_QUERY_VALUE, key.put()) != 0) {
-        return {};
-    }
-    wchar_t path[MAX_PATH] = L"";
-    DWORD type = 0, size = sizeof path;
-    static_assert(sizeof path == 520);
-    if (RegQueryValueExW(key.get(), L"Image Path", nullptr, &type, reinterpret_cast<BYTE*>(path), &size) != 0) {
-        return {};
-    }
-    const size_t length = size / sizeof(wchar_t);
-    const bool text = (type == REG_SZ || type == REG_EXPAND_SZ) && size % sizeof(wchar_t) == 0;
-    return text && length > 0 && path[length - 1] == L'\0' ? std::wstring(path) : std::wstring();
+    constexpr DWORD kMostBytes = 520;
+    const auto value = ReadRegistryValue(HKEY_LOCAL_MACHINE, kProviderKeys + provider, L"Image Path", kMostBytes);
+    if (!value || (value->type != REG_SZ && value->type != REG_EXPAND_SZ)) return {};
+    const std::vector<BYTE>& bytes = value->bytes;
+    const bool whole = bytes.size() % sizeof(wchar_t) == 0;
+    const bool terminated = bytes.size() >= 2 && bytes[bytes.size() - 2] == 0 && bytes.back() == 0;
+    return whole && terminated ? FromWide(bytes) : std::wstring();
 }
 
 bool BeginsWith(const std::wstring& path, const std::wstring& directory) {
@@ -69,13 +42,13 @@ bool BeginsWith(const std::wstring& path, const std::wstring& directory) {
 }  // namespace
 
 bool InstalledProvider(DWORD index, std::wstring& name, DWORD& type) {
-    DWORD found = 0;
-    const auto read = [&](wchar_t* buffer, DWORD* size) {
-        return CryptEnumProvidersW(index, nullptr, 0, &found, buffer, size);
-    };
-    if (!ReadText(read, name)) return false;
-    type = found;
-    return true;
+    DWORD foundType = 0;
+    const Result<> found =
+        ReadWideText([&](BYTE* data, DWORD* length) {
+            return CryptEnumProvidersW(index, nullptr, 0, &foundType, reinterpret_cast<wchar_t*>(data), length);
+        }).Into(name);
+    if (found) type = foundType;
+    return static_cast<bool>(found);
 }
 
 bool EnumProductProviders(ProductProviders& state, std::wstring& name, DWORD& type) {
@@ -97,13 +70,11 @@ bool EnumProductProviders(ProductProviders& state, std::wstring& name, DWORD& ty
 }
 
 std::wstring DefaultProviderName(DWORD type) {
-    std::wstring name;
-    ReadText(
-        [type](wchar_t* buffer, DWORD* size) {
-            return CryptGetDefaultProviderW(type, nullptr, CRYPT_MACHINE_DEFAULT, buffer, size);
-        },
-        name);
-    return name;
+    return ReadWideText([=](BYTE* data, DWORD* length) {
+               return CryptGetDefaultProviderW(type, nullptr, CRYPT_MACHINE_DEFAULT, reinterpret_cast<wchar_t*>(data),
+                                               length);
+           })
+        .ValueOr({});
 }
 
 std::wstring ProtectionClassName(DWORD protectionClass) {
@@ -123,7 +94,7 @@ std::wstring CoreVersionText(const std::wstring& providerName) {
     std::swprintf(number, std::size(number), L"%u.%u.%04u ", unsigned{HIBYTE(LOWORD(*version))},
                   unsigned{LOBYTE(LOWORD(*version))}, unsigned{build->build});
     std::wstring text = number;
-    text += ProtectionClassName(ReadParameter<DWORD>(context.Get(), kParameterProtectionClass).value_or(0));
+    text += ProtectionClassName(ReadParameter<DWORD>(context.Get(), kParameterProtectionClass).ValueOr(0));
     if (build->debug == 1) text += L" Debug";
     return text;
 }

@@ -1,15 +1,15 @@
-// Values of provider parameters, of a known size.
+// The product's provider types and private parameters, with the records that the parameters consist of.
 #pragma once
 
 #include <windows.h>
 
 #include <wincrypt.h>
 
-#include <optional>
 #include <string>
-#include <type_traits>
 
-// How a context without a container is opened to ask for the provider's settings, or to change them; the second flag is
+#include "csp/CryptoValues.h"
+
+// The flags of a context without a container in which the provider's settings are read or written. The second flag is
 // the product's own.
 constexpr DWORD kContextForSettings = CRYPT_VERIFYCONTEXT | 0x4000;
 
@@ -18,19 +18,19 @@ constexpr DWORD kProviderType75 = 75;
 constexpr DWORD kProviderType71 = 71;
 constexpr DWORD kParameterDigestSet = 92;         // object identifier of a parameter set, ANSI text
 constexpr DWORD kParameterCipherSet = 93;         // the same
-constexpr DWORD kParameterChangePassword = 108;   // set only; a request to the provider
-constexpr DWORD kParameterChooseContainer = 110;  // the provider asks the user; ANSI text
-constexpr DWORD kParameterKeysLoading = 109;      // 32 bits; asking loads the keys
-constexpr DWORD kParameterQualifiedName = 111;    // ANSI text, the container's
-constexpr DWORD kParameterCache = 115;            // CacheRecord; set: 32 bits, the size
+constexpr DWORD kParameterChangePassword = 108;   // write only; the provider shows its password dialogs
+constexpr DWORD kParameterKeysLoading = 109;      // 32 bits; reading it loads the keys
+constexpr DWORD kParameterChooseContainer = 110;  // ANSI text; the provider shows its container dialog
+constexpr DWORD kParameterQualifiedName = 111;    // ANSI text, the container's name
+constexpr DWORD kParameterCache = 115;            // CacheRecord; written as 32 bits, the size
 constexpr DWORD kParameterProtectionClass = 129;  // 32 bits
-constexpr DWORD kParameterAddExtension = 132;     // set only; a request with the extension's parts
+constexpr DWORD kParameterAddExtension = 132;     // write only; a record with the extension's parts
 constexpr DWORD kParameterExtensions = 133;       // one record after the other (csp/ExtensionRecord.h)
 constexpr DWORD kParameterBuild = 138;            // BuildRecord
-constexpr DWORD kParameterDiffieHellman = 143;    // DiffieHellmanRecord; set: 32 bits, the control
+constexpr DWORD kParameterDiffieHellman = 143;    // DiffieHellmanRecord; written as 32 bits, the control
 constexpr DWORD kParameterIntegrity = 146;        // 32 bits, IntegrityBits
 
-// Of keys: object identifiers of their parameter sets, ANSI texts.
+// Parameters of keys: the object identifiers of their parameter sets, ANSI texts.
 constexpr DWORD kKeyParameterDigestSet = 103;
 constexpr DWORD kKeyParameterAgreementSet = 106;
 
@@ -41,15 +41,15 @@ constexpr DWORD kClassKc1 = 1;  // the lowest protection class
 // The cache of the keys storage service.
 struct CacheRecord {
     DWORD size;       // in keys; 0: off
-    DWORD maximum;    // 0: the provider offers none
-    DWORD available;  // 0: it can't be used now
+    DWORD maximum;    // 0: the provider has no cache
+    DWORD available;  // 0: the cache can't be used now
 };
 static_assert(sizeof(CacheRecord) == 12);
 
-// Whether the provider watches over Diffie-Hellman operations.
+// Whether the provider controls Diffie-Hellman operations.
 struct DiffieHellmanRecord {
     DWORD control;
-    DWORD mayChange;  // 0: not by this user, or not at all
+    DWORD mayChange;  // 0: the current user may not change the control
 };
 static_assert(sizeof(DiffieHellmanRecord) == 8);
 enum DiffieHellmanControl : DWORD { kDiffieHellmanOff = 1, kDiffieHellmanOn = 2 };
@@ -62,19 +62,12 @@ struct BuildRecord {
 };
 static_assert(sizeof(BuildRecord) == 20);
 
-// The parameter's value when the provider gives exactly as many bytes; nothing otherwise, with the thread's last error.
+// A parameter that is a number or a record of a fixed size. Fails with the provider's code, or with ERROR_INVALID_DATA
+// when the value has another size.
 template <class Value>
-std::optional<Value> ReadParameter(HCRYPTPROV provider, DWORD parameter) noexcept {
-    static_assert(std::is_trivially_copyable_v<Value>);
-    Value value{};
-    DWORD length = sizeof value;
-    if (!CryptGetProvParam(provider, parameter, reinterpret_cast<BYTE*>(&value), &length, 0)) return {};
-    if (length != sizeof value) {
-        SetLastError(ERROR_INVALID_DATA);
-        return {};
-    }
-    return value;
+Result<Value> ReadParameter(HCRYPTPROV provider, DWORD parameter) noexcept {
+    return ReadValue<Value>(ProviderQuery(provider, parameter));
 }
 
-// "KC1" to "KA1"; empty for a class that has no name.
+// The name of a protection class, "KC1" to "KA1"; empty for a class without a name.
 std::wstring ProtectionClassName(DWORD protectionClass);

@@ -14,25 +14,30 @@ std::wstring Expanded(const std::wstring& text) {
 
 }  // namespace
 
+Result<RegistryValue> ReadRegistryValue(HKEY root, const std::wstring& key, const wchar_t* value, DWORD mostBytes) {
+    UniqueRegistryKey opened;
+    if (const LSTATUS error = RegOpenKeyExW(root, key.c_str(), 0, KEY_QUERY_VALUE, opened.put()))
+        return Failure{static_cast<DWORD>(error)};
+    RegistryValue read{};
+    DWORD bytes = 0;
+    if (const LSTATUS error = RegQueryValueExW(opened.get(), value, nullptr, nullptr, nullptr, &bytes))
+        return Failure{static_cast<DWORD>(error)};
+    if (bytes > mostBytes) return Failure{ERROR_MORE_DATA};
+    read.bytes.resize(bytes);
+    if (const LSTATUS error = RegQueryValueExW(opened.get(), value, nullptr, &read.type, read.bytes.data(), &bytes))
+        return Failure{static_cast<DWORD>(error)};
+    if (bytes > read.bytes.size()) return Failure{ERROR_MORE_DATA};  // an empty value that has grown since
+    read.bytes.resize(bytes);
+    return read;
+}
+
 std::optional<std::wstring> ReadRegistryText(HKEY root, const std::wstring& key, const wchar_t* value,
                                              bool expandable) {
     constexpr DWORD kMostBytes = 32768 * sizeof(wchar_t);
-    UniqueRegistryKey opened;
-    if (RegOpenKeyExW(root, key.c_str(), 0, KEY_QUERY_VALUE, opened.put()) != ERROR_SUCCESS) return {};
-
-    DWORD type = 0, bytes = 0;
-    if (RegQueryValueExW(opened.get(), value, nullptr, &type, nullptr, &bytes) != ERROR_SUCCESS) return {};
-    if (!(type == REG_SZ || (expandable && type == REG_EXPAND_SZ))) return {};
-    if (bytes % sizeof(wchar_t) != 0 || bytes > kMostBytes) return {};
-
-    std::wstring text(bytes / sizeof(wchar_t), L'\0');
-    const DWORD room = bytes, expected = type;
-    if (RegQueryValueExW(opened.get(), value, nullptr, &type, reinterpret_cast<BYTE*>(text.data()), &bytes) !=
-            ERROR_SUCCESS ||
-        type != expected || bytes > room) {
-        return {};
-    }
-    text.resize(bytes / sizeof(wchar_t));
+    const Result<RegistryValue> read = ReadRegistryValue(root, key, value, kMostBytes);
+    if (!read || !(read->type == REG_SZ || (expandable && read->type == REG_EXPAND_SZ))) return {};
+    if (read->bytes.size() % sizeof(wchar_t) != 0) return {};
+    std::wstring text(reinterpret_cast<const wchar_t*>(read->bytes.data()), read->bytes.size() / sizeof(wchar_t));
     if (const size_t end = text.find(L'\0'); end != std::wstring::npos) text.resize(end);
-    return type == REG_EXPAND_SZ ? Expanded(text) : text;
+    return read->type == REG_EXPAND_SZ ? Expanded(text) : text;
 }

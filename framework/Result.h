@@ -35,6 +35,9 @@ inline Failure LastFailure() noexcept {
 }
 
 template <class T = void>
+class Result;
+
+template <class T>
 class [[nodiscard]] Result {
   public:
     // NOLINTBEGIN(google-explicit-constructor): functions return a value or a failure.
@@ -63,6 +66,9 @@ class [[nodiscard]] Result {
         return std::forward<Next>(next)(*std::move(value_));
     }
 
+    // Moves the value into `target` after success. For a sequence of calls whose values go to different places.
+    Result<void> Into(T& target) &&;
+
   private:
     std::optional<T> value_;
     Failure failure_{};
@@ -86,6 +92,13 @@ class [[nodiscard]] Result<void> {
   private:
     std::optional<Failure> failure_;
 };
+
+template <class T>
+Result<void> Result<T>::Into(T& target) && {
+    if (!value_) return failure_;
+    target = *std::move(value_);
+    return {};
+}
 
 // The result of a call that reports failure by FALSE and the thread's last error: `Try(CryptGenKey(…))`.
 inline Result<> Try(BOOL succeeded) noexcept {

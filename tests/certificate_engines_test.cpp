@@ -81,10 +81,10 @@ TEST(ContainerSearch, InOrderUpToTheFirstMatch) {
     for (const wchar_t* name : {L"vt-a", L"vt-b"})
         RunTool(L"create " + Text(name) + L" --exportable --keys xs --certs none");
     ContainerCopy copy;
-    copy.OpenVerification(kProvider75, 75);
-    ASSERT_EQ(ReadSourceContainer(open(L"vt-b"), copy), S_OK);
-    ASSERT_EQ(WriteTargetContainer(copy, open(L"vt-c", kCopyTargetFlags | CRYPT_SILENT)), S_OK);
-    copy.Clear();
+    ASSERT_TRUE(copy.OpenVerification(kProvider75, 75));
+    ASSERT_EQ(ErrorOf(ReadSourceContainer(open(L"vt-b"), copy)), S_OK);
+    ASSERT_EQ(ErrorOf(WriteTargetContainer(copy, open(L"vt-c", kCopyTargetFlags | CRYPT_SILENT))), S_OK);
+    ASSERT_TRUE(copy.Clear());
     for (const wchar_t* key : {L"x", L"s"}) {
         RunTool(L"certificate vt-c --key " + Text(key) + L" --out \"" + path + L"\"");
         const UniqueCertificate certificate = std::move(OpenCertificateFile(path)->only);

@@ -173,8 +173,8 @@ TEST_F(CertificateWizards, GoFromTheFileToTheStoreWithALink) {
         ASSERT_TRUE(found);
         const KeyLink link = ReadKeyLink(*found.get()).value_or(KeyLink{});
         CCryptProvContext opened;
-        opened.Acquire(machine ? CRYPT_MACHINE_KEYSET : 0, link.container.c_str(), link.provider.c_str(),
-                       link.providerType);
+        (void)opened.Acquire(machine ? CRYPT_MACHINE_KEYSET : 0, link.container.c_str(), link.provider.c_str(),
+                             link.providerType);
         EXPECT_EQ(FindMatchingKey(opened.Get(), *found.get()), spec);
         EXPECT_EQ(link.keySpec, spec);
         EXPECT_EQ(link.keySet == KeySet::Computer, machine);
@@ -215,7 +215,7 @@ TEST_F(CertificateWizards, AskBeforeTheyReplaceAndRefuseOtherKeys) {
     EXPECT_EQ(shown, Boxes());
     EXPECT_EQ(Install(steps, IDNO), IDCANCEL);
     EXPECT_EQ(shown, (Boxes{question, Told(MB_ICONINFORMATION, IDS_INSTALL_CANCELLED)}));
-    WriteKeyLink(*FindTestCertificate(SystemStore(L"My").get()).get(), {L"before", kProvider75, 75});
+    EXPECT_TRUE(WriteKeyLink(*FindTestCertificate(SystemStore(L"My").get()).get(), {L"before", kProvider75, 75}));
     EXPECT_EQ(Install(steps), ID_WIZFINISH);
     EXPECT_EQ(shown, Boxes{question});
     const auto link = ReadKeyLink(*FindTestCertificate(SystemStore(L"My").get()).get());
@@ -393,7 +393,7 @@ TEST_F(CertificateWizards, InstallTheChainByItsKind) {
           {L"1.2.643.2.2.37.3.3", L"0401FF", "0|0|0|1|0|0|", false}}) {
         Make(L"--keys xs"), RunTool(L"set vt-w extension=" + identifier + L":0:" + value);
         CCryptProvContext opened;
-        opened.Acquire(0, L"vt-w", kProvider75, 75);
+        (void)opened.Acquire(0, L"vt-w", kProvider75, 75);
         UniqueCryptKey exchange;
         CryptGetUserKey(opened.Get(), AT_KEYEXCHANGE, exchange.put());
         const TestBytes encoded = KeyParameter(exchange.get(), KP_CERTIFICATE);

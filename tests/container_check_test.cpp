@@ -9,10 +9,10 @@
 #include <optional>
 
 #include "csp/CertificateText.h"
-#include "csp/CheckTexts.h"
 #include "csp/ContainerCheck.h"
 #include "csp/CryptProvContext.h"
 #include "csp/ProviderParameters.h"
+#include "resources/resource.h"
 #include "tests/support/Certificates.h"
 #include "tests/support/CryptCalls.h"
 #include "tests/support/FaultInjection.h"
@@ -53,7 +53,8 @@ const std::wstring kDays[] = {Day(2020), Day(2021), Day(2089), Day(2090)};
 struct Rows final : CheckReport {
     void Row(UINT label, UINT value) override { lines.emplace_back(label, value); }
     void Row(UINT label, std::wstring_view value) override {
-        const bool differs = (label >= kTextValidFrom && label <= kTextSerialNumber) || label >= kTextKeyValidFrom;
+        const bool differs = (label >= IDS_CERTIFICATE_VALID_FROM && label <= IDS_CERTIFICATE_SERIAL_NUMBER) ||
+                             label >= IDS_CERTIFICATE_KEY_FROM;
         const bool known = value.empty() || std::ranges::count(kDays, value) > 0;
         lines.emplace_back(label, differs && !known ? L"*" : value);
     }
@@ -83,65 +84,72 @@ struct TestContainer {
 Lines Check(const TestContainer& container, KeySet keySet = KeySet::User) {
     Rows rows;
     const bool good = CheckContainer(container.context.Get(), keySet, rows);
-    EXPECT_EQ(rows.lines.front().label == kTextCheckSucceeded, good);
+    EXPECT_EQ(rows.lines.front().label == IDS_CHECK_SUCCEEDED, good);
     return rows.lines;
 }
 
-const Lines kSucceeded = {{kTextCheckSucceeded, kTextNoErrors}}, kFailed = {{kTextCheckFailed, kTextNone}},
-            kIntact = {{kTextIntegrity, kTextSucceed}}, kNoExchangeKey = {{kTextExchangeKey, kTextNotAvailable}},
-            kNoSignatureKey = {{kTextSignatureKey, kTextNotAvailable}}, kLoaded = {{kTextKeysLoading, kTextSucceed}},
-            kNoCertificate = {{kTextCertificateInContainer, kTextNotAvailable}},
-            kNotInstalled = {{kTextCertificateInStore, kTextNotInstalled}},
-            kExpired = {{kTextUsagePeriod, kTextExpired}};
+const Lines kSucceeded = {{IDS_CHECK_SUCCEEDED, IDS_CHECK_NO_ERRORS}}, kFailed = {{IDS_CHECK_FAILED, 0}},
+            kIntact = {{IDS_CHECK_INTEGRITY, IDS_CHECK_SUCCEED}},
+            kNoExchangeKey = {{IDS_CHECK_EXCHANGE_KEY, IDS_CHECK_NOT_AVAILABLE}},
+            kNoSignatureKey = {{IDS_CHECK_SIGNATURE_KEY, IDS_CHECK_NOT_AVAILABLE}},
+            kLoaded = {{IDS_CHECK_KEYS_LOADING, IDS_CHECK_SUCCEED}},
+            kNoCertificate = {{IDS_CHECK_CERTIFICATE_IN_CONTAINER, IDS_CHECK_NOT_AVAILABLE}},
+            kNotInstalled = {{IDS_CHECK_CERTIFICATE_IN_STORE, IDS_CHECK_NOT_INSTALLED}},
+            kExpired = {{IDS_CHECK_USAGE_PERIOD, IDS_CHECK_EXPIRED}};
 
 Lines Usage(WORD from, WORD to) {
-    return {{kTextKeyValidFrom, Day(from)}, {kTextKeyValidTo, Day(to)}};
+    return {{IDS_CERTIFICATE_KEY_FROM, Day(from)}, {IDS_CERTIFICATE_KEY_TO, Day(to)}};
 }
 
 // The verdict and the rows on the container itself, with those on its integrity.
 Lines Head(const Lines& verdict, const TestContainer& container, const Lines& integrity = kIntact) {
     const std::wstring unique = L"REGISTRY\\" + container.name, full = L"\\\\.\\" + unique;
-    const Lines names = {{kTextName, container.name}, {kTextUniqueName, unique}, {kTextQualifiedName, full}};
-    return verdict + Lines{{kTextContainer, kTextNone}} + names + integrity;
+    const Lines names = {
+        {IDS_CHECK_NAME, container.name}, {IDS_CHECK_UNIQUE_NAME, unique}, {IDS_CHECK_QUALIFIED_NAME, full}};
+    return verdict + Lines{{IDS_CONTAINER, 0}} + names + integrity;
 }
 
 Lines Key(UINT label, UINT exportable, const wchar_t* algorithm = L"GOST R 34.10-2001") {
-    const bool exchange = label == kTextExchangeKey;
-    Lines lines = {{label, kTextAvailable}};
-    for (const UINT step : {kTextPublicKeyExport, kTextPublicKeyImport, kTextSigning, kTextVerifying, kTextAgreement})
-        if (exchange || step != kTextAgreement) lines.emplace_back(step, kTextSucceed);
+    const bool exchange = label == IDS_CHECK_EXCHANGE_KEY;
+    Lines lines = {{label, IDS_CHECK_AVAILABLE}};
+    for (const UINT step : {IDS_CHECK_PUBLIC_KEY_EXPORT, IDS_CHECK_PUBLIC_KEY_IMPORT, IDS_CHECK_SIGNING,
+                            IDS_CHECK_VERIFYING, IDS_CHECK_AGREEMENT})
+        if (exchange || step != IDS_CHECK_AGREEMENT) lines.emplace_back(step, IDS_CHECK_SUCCEED);
     const wchar_t* agreementSet = exchange ? L"1.2.643.2.2.36.0" : L"1.2.643.2.2.35.1";
-    return lines + Lines{{kTextKeyExport, exportable}, {kTextAlgorithm, algorithm}} +
+    return lines + Lines{{IDS_CHECK_KEY_EXPORT, exportable}, {IDS_CHECK_ALGORITHM, algorithm}} +
            Lines{{kTwoSpaces, agreementSet}, {kTwoSpaces, L"1.2.643.2.2.30.1"}};
 }
 
 Lines Details(const wchar_t* subject, const wchar_t* issuer, const Lines& usage = {}, std::wstring_view from = L"*",
               std::wstring_view to = L"*") {
-    const Lines names = {{kTextCertificateName, subject}, {kTextSubject, subject}, {kTextIssuer, issuer}};
-    return names + Lines{{kTextValidFrom, from}, {kTextValidTo, to}} + usage + Lines{{kTextSerialNumber, L"*"}};
+    const Lines names = {
+        {IDS_CERTIFICATE_NAME, subject}, {IDS_CERTIFICATE_SUBJECT, subject}, {IDS_CERTIFICATE_ISSUER, issuer}};
+    return names + Lines{{IDS_CERTIFICATE_VALID_FROM, from}, {IDS_CERTIFICATE_VALID_TO, to}} + usage +
+           Lines{{IDS_CERTIFICATE_SERIAL_NUMBER, L"*"}};
 }
 
 Lines Certificate(UINT match, const Lines& details, const Lines& stores = kNotInstalled) {
-    return Lines{{kTextCertificateInContainer, match}} + stores + details;
+    return Lines{{IDS_CHECK_CERTIFICATE_IN_CONTAINER, match}} + stores + details;
 }
 
 TEST(ContainerCheck, OfBothKeysWithACertificateChain) {
     const TestContainer container(L"--keys xs --exportable --chain 2 --subject CN=Owner");
-    const Lines own = Certificate(kTextMatchesKey, Details(L"Owner", L"Owner CA 1"));
-    const Lines root = {{kTextExtensions, kTextNone}, {kTextNoncritical, L"1.2.643.2.2.37.3.2"}},
-                middle = {{kTextNoncritical, L"1.2.643.2.2.37.3.1"}};
-    EXPECT_EQ(Check(container), Head(kSucceeded, container) + Key(kTextExchangeKey, kTextAllowed) + own +
-                                    Key(kTextSignatureKey, kTextAllowed) + own + kLoaded + root +
+    const Lines own = Certificate(IDS_CHECK_MATCHES_KEY, Details(L"Owner", L"Owner CA 1"));
+    const Lines root = {{IDS_CHECK_EXTENSIONS, 0}, {IDS_CHECK_NONCRITICAL, L"1.2.643.2.2.37.3.2"}},
+                middle = {{IDS_CHECK_NONCRITICAL, L"1.2.643.2.2.37.3.1"}};
+    EXPECT_EQ(Check(container), Head(kSucceeded, container) + Key(IDS_CHECK_EXCHANGE_KEY, IDS_CHECK_ALLOWED) + own +
+                                    Key(IDS_CHECK_SIGNATURE_KEY, IDS_CHECK_ALLOWED) + own + kLoaded + root +
                                     Details(L"Owner Root CA", L"Owner Root CA") + middle +
                                     Details(L"Owner CA 1", L"Owner Root CA"));
 }
 
 TEST(ContainerCheck, OfWhatAContainerMayLackOrHaveWrong) {
-    const Lines exchange = Key(kTextExchangeKey, kTextDisallowed), signature = Key(kTextSignatureKey, kTextDisallowed),
-                matching = Certificate(kTextMatchesKey, Details(L"A", L"A")),
-                other = Certificate(kTextOtherKey, Details(L"A", L"A"));
+    const Lines exchange = Key(IDS_CHECK_EXCHANGE_KEY, IDS_CHECK_DISALLOWED),
+                signature = Key(IDS_CHECK_SIGNATURE_KEY, IDS_CHECK_DISALLOWED),
+                matching = Certificate(IDS_CHECK_MATCHES_KEY, Details(L"A", L"A")),
+                other = Certificate(IDS_CHECK_OTHER_KEY, Details(L"A", L"A"));
     const auto dated = [](const Lines& usage, std::wstring_view from, std::wstring_view to) {
-        return Certificate(kTextMatchesKey, Details(L"A", L"A", usage, from, to));
+        return Certificate(IDS_CHECK_MATCHES_KEY, Details(L"A", L"A", usage, from, to));
     };
     struct Case {
         const wchar_t *options, *change;
@@ -151,7 +159,11 @@ TEST(ContainerCheck, OfWhatAContainerMayLackOrHaveWrong) {
         {L"--keys none", L"", kSucceeded, kNoExchangeKey + kNoSignatureKey},
         {L"--keys s --certs none", L"", kSucceeded, kNoExchangeKey + signature + kNoCertificate},
         {L"", L"certificate-x=other", kFailed, exchange + other + kNoSignatureKey},
-        {L"", L"damage=1", kFailed, exchange + matching + kNoSignatureKey, {{kTextIntegrity, kTextCorrupted}}},
+        {L"",
+         L"damage=1",
+         kFailed,
+         exchange + matching + kNoSignatureKey,
+         {{IDS_CHECK_INTEGRITY, IDS_CHECK_CORRUPTED}}},
         {L"--usage 2020-01-01 2021-01-01", L"", kFailed,
          exchange + dated(Usage(2020, 2021), L"*", L"*") + kExpired + kNoSignatureKey},
         {L"--not-before 2020-01-01 --not-after 2090-01-01 --usage 2021-01-01 2089-01-01", L"", kSucceeded,
@@ -171,26 +183,27 @@ TEST(ContainerCheck, ShowsTheNumberOfAnUnknownAlgorithm) {
     const ImportPatch unknown(
         nullptr, "CryptFindOIDInfo", +[](DWORD, void*, DWORD) WINAPI -> PCCRYPT_OID_INFO { return nullptr; });
     EXPECT_EQ(Check(container), Head(kSucceeded, container) + kNoExchangeKey +
-                                    Key(kTextSignatureKey, kTextDisallowed, L"0x2E23") + kNoCertificate + kLoaded);
+                                    Key(IDS_CHECK_SIGNATURE_KEY, IDS_CHECK_DISALLOWED, L"0x2E23") + kNoCertificate +
+                                    kLoaded);
 }
 
 // A key's check ends with a failed export or import. A certificate that isn't all there is none.
 TEST(ContainerCheck, OfAKeyWhoseCallsFail) {
     const TestContainer container(L"--subject CN=A");
-    const Line exported{kTextPublicKeyExport, kTextSucceed};
+    const Line exported{IDS_CHECK_PUBLIC_KEY_EXPORT, IDS_CHECK_SUCCEED};
     const std::pair<std::string_view, Lines> cases[] = {
-        {"CryptExportKey", {{kTextPublicKeyExport, 0, ERROR_CRC}}},
-        {"CryptImportKey", {exported, {kTextPublicKeyImport, 0, ERROR_CRC}}},
+        {"CryptExportKey", {{IDS_CHECK_PUBLIC_KEY_EXPORT, 0, ERROR_CRC}}},
+        {"CryptImportKey", {exported, {IDS_CHECK_PUBLIC_KEY_IMPORT, 0, ERROR_CRC}}},
     };
     for (const auto& [name, rows] : cases) {
         const CryptCalls calls(
             [&](const CryptCalls::Call& call) { return call.name == name ? CryptCalls::Fail(ERROR_CRC) : call(); });
-        const Lines key = Lines{{kTextExchangeKey, kTextAvailable}} + rows;
+        const Lines key = Lines{{IDS_CHECK_EXCHANGE_KEY, IDS_CHECK_AVAILABLE}} + rows;
         EXPECT_EQ(Check(container), Head(kFailed, container) + key + kNoSignatureKey + kLoaded);
     }
     for (const wchar_t* how : {L"cut", L"overlong"}) {
         const CryptCalls calls = SpoiledCertificates(how);
-        EXPECT_EQ(Check(container), Head(kSucceeded, container) + Key(kTextExchangeKey, kTextDisallowed) +
+        EXPECT_EQ(Check(container), Head(kSucceeded, container) + Key(IDS_CHECK_EXCHANGE_KEY, IDS_CHECK_DISALLOWED) +
                                         kNoCertificate + kNoSignatureKey + kLoaded);
     }
 }
@@ -218,11 +231,12 @@ TEST(ContainerCheck, TellsTheIntegrityByItsBits) {
         DWORD error, bits;
         Lines verdict, rows;
     };
-    const Line corrupted{kTextIntegrity, kTextCorrupted}, unknown{kTextIntegrity, kTextUnknownCorruption};
+    const Line corrupted{IDS_CHECK_INTEGRITY, IDS_CHECK_CORRUPTED},
+        unknown{IDS_CHECK_INTEGRITY, IDS_CHECK_UNKNOWN_CORRUPTION};
     const Case cases[] = {
         {0, 0, kSucceeded, kIntact},         {0, 1, kFailed, {corrupted}},
         {0, 0x40000000, kFailed, {unknown}}, {0, 0x40000001, kFailed, {corrupted, unknown}},
-        {0, 0x80000002, kFailed, {}},        {ERROR_CRC, 0, kFailed, {{kTextIntegrity, 0, ERROR_CRC}}},
+        {0, 0x80000002, kFailed, {}},        {ERROR_CRC, 0, kFailed, {{IDS_CHECK_INTEGRITY, 0, ERROR_CRC}}},
     };
     for (const Case& c : cases) {
         const CryptCalls integrity = Fake(kParameterIntegrity, [&](BYTE* data, DWORD* length, DWORD) {
@@ -239,8 +253,8 @@ std::string Record(char critical, const std::string& value, const std::string& i
 TEST(ContainerCheck, ListsTheExtensions) {
     const TestContainer container(L"--keys none");
     const std::string chain = "1.2.643.2.2.37.3.1", empty("\x30\0", 2), one("\x30\x02\x30\0", 4);  // sequences
-    const Line header{kTextExtensions, kTextNone}, plain{kTextNoncritical, L"1.2.643.2.2.37.3.1"},
-        critical{kTextCritical, L"1.2.643.2.2.37.3.1"};
+    const Line header{IDS_CHECK_EXTENSIONS, 0}, plain{IDS_CHECK_NONCRITICAL, L"1.2.643.2.2.37.3.1"},
+        critical{IDS_CHECK_CRITICAL, L"1.2.643.2.2.37.3.1"};
     struct Case {
         DWORD error;
         std::vector<std::string> records;
@@ -248,14 +262,14 @@ TEST(ContainerCheck, ListsTheExtensions) {
     };
     const Case cases[] = {
         {ERROR_NO_MORE_ITEMS, {}, kSucceeded, {}},
-        {ERROR_CRC, {}, kFailed, {{kTextExtensions, 0, ERROR_CRC}}},
+        {ERROR_CRC, {}, kFailed, {{IDS_CHECK_EXTENSIONS, 0, ERROR_CRC}}},
         {0, {Record(0, one, chain), Record(2, empty, chain)}, kSucceeded, {header, plain, critical}},
         {0, {Record(0, empty, chain), Record(2, one, chain)}, kSucceeded, {header, plain}},  // longer: the end
         {0, {Record(0, one, chain), Record(0, "", chain), Record(0, empty, chain)}, kSucceeded, {header, plain}},
         {0, {Record(0, "\x30\x05", chain), Record(1, empty, chain)}, kSucceeded, {header, critical}},    // malformed
         {0, {Record(0, empty, "1.2.3.4"), Record(0, empty, chain).substr(0, 9)}, kSucceeded, {header}},  // the same
         {0, {""}, kSucceeded, {header}},
-        {0, {Record(1, "\x3\x2\x5\xA0", "2.5.29.15")}, kSucceeded, {header, {kTextCritical, L"2.5.29.15"}}},
+        {0, {Record(1, "\x3\x2\x5\xA0", "2.5.29.15")}, kSucceeded, {header, {IDS_CHECK_CRITICAL, L"2.5.29.15"}}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(&c - cases);
@@ -296,15 +310,15 @@ TEST(ContainerCheck, NamesTheStoresThatHoldTheCertificate) {
     CRYPT_KEY_PROV_INFO link{longName.data(), provider.data(), 75, 0, 0, nullptr, AT_SIGNATURE};
     const TestStore first(L"VestraCheckA", encoded, size, &link), second(L"VestraCheckB", encoded, size, nullptr);
     const auto expected = [&](const Lines& stores) {
-        return Head(kSucceeded, container) + kNoExchangeKey + Key(kTextSignatureKey, kTextDisallowed) +
-               Certificate(kTextMatchesKey, Details(L"A", L"A"), stores) + kLoaded;
+        return Head(kSucceeded, container) + kNoExchangeKey + Key(IDS_CHECK_SIGNATURE_KEY, IDS_CHECK_DISALLOWED) +
+               Certificate(IDS_CHECK_MATCHES_KEY, Details(L"A", L"A"), stores) + kLoaded;
     };
-    const Lines found = {{kTextCertificateInStore, L"VestraCheckA"},
+    const Lines found = {{IDS_CHECK_CERTIFICATE_IN_STORE, L"VestraCheckA"},
                          {kTwoSpaces, L"  A"},
                          {kTwoSpaces, L"\t    " + longName + L"; " + provider + L"; 75"},
                          {kTwoSpaces, L"VestraCheckB"},
                          {kTwoSpaces, L"  A"},
-                         {kTwoSpaces, kTextNoKeyLink}};
+                         {kTwoSpaces, IDS_CHECK_NO_KEY_LINK}};
     static DWORD flags;
     flags = ~DWORD{0};
     static const ImportPatch* opening;
@@ -340,12 +354,12 @@ TEST(ContainerCheck, SurvivesEveryFailingCall) {
         if (good != (rows->lines.front() == kSucceeded.front())) return "verdict and result differ";
         if (fault.point == Fault::kNone) return good && rows->lines == clean ? "" : "not what it was without a fault";
         const bool harmless = std::ranges::count(kHarmless, fault.function) && !fault.onwards;
-        if (rows->Has({kTextKeysLoading, 0, fault.error}) && !fault.onwards) loading = fault.point;
+        if (rows->Has({IDS_CHECK_KEYS_LOADING, 0, fault.error}) && !fault.onwards) loading = fault.point;
         if (harmless || fault.point > loading) return "";  // any failure may end the listing of the extensions
         if (good) return "a failure reads as success";
         const auto told = std::ranges::find_if(rows->lines, [](const Line& line) { return line.error != 0; });
         if (told != rows->lines.end() && (told->error == fault.error || fault.onwards)) return "";
-        return rows->Has({kTextCertificateInContainer, kTextOtherKey}) ? "" : "no row tells the failure";
+        return rows->Has({IDS_CHECK_CERTIFICATE_IN_CONTAINER, IDS_CHECK_OTHER_KEY}) ? "" : "no row tells the failure";
     });
 }
 

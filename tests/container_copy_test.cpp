@@ -62,15 +62,16 @@ const LoadedProvider held;  // from one use to the next
 
 HRESULT Read(ContainerCopy& copy, const Place& from) {
     CCryptProvContext source;
-    if (!source.Acquire(from.flags, kSource.name.c_str(), from.provider, from.type)) return ErrorOf(FALSE);
-    const Outcome opened = copy.OpenVerification(from.provider, from.type);
-    return opened.done ? ReadSourceContainer(source.Get(), copy) : ResultOf(opened);
+    return ErrorOf(source.Acquire(from.flags, kSource.name.c_str(), from.provider, from.type)
+                       .Then([&] { return copy.OpenVerification(from.provider, from.type); })
+                       .Then([&] { return ReadSourceContainer(source.Get(), copy); }));
 }
 
 HRESULT Write(const ContainerCopy& copy, const Place& to) {
     CCryptProvContext target;
-    const bool made = target.Acquire(to.flags | kCopyTargetFlags, kTarget.name.c_str(), to.provider, to.type);
-    return made ? WriteTargetContainer(copy, target.Get()) : ErrorOf(FALSE);
+    return ErrorOf(target.Acquire(to.flags | kCopyTargetFlags, kTarget.name.c_str(), to.provider, to.type).Then([&] {
+        return WriteTargetContainer(copy, target.Get());
+    }));
 }
 
 HRESULT Copy() {
@@ -177,7 +178,7 @@ TEST(ContainerCopy, HasAllThatTheSourceHas) {
         EXPECT_TRUE(source.Unchanged());
         EXPECT_TRUE(IsCopied(c.from, c.to));
         traffic.failing = true;
-        EXPECT_EQ(copy.Clear(), HRESULT_FROM_WIN32(ERROR_CRC));  // the key's, which comes first
+        EXPECT_EQ(ErrorOf(copy.Clear()), HRESULT_FROM_WIN32(ERROR_CRC));  // the key's, which comes first
         c.to.store.Remove(kTarget);
     }
 }

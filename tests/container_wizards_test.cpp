@@ -32,7 +32,7 @@ Box Told(const wchar_t* name, HRESULT code, UINT id = IDS_CONTAINER_ACCESS_FAILE
 
 bool Exists(const wchar_t* name, DWORD type = 75, DWORD flags = 0) {
     CCryptProvContext context;
-    return context.Acquire(CRYPT_SILENT | flags, name, nullptr, type);
+    return !!context.Acquire(CRYPT_SILENT | flags, name, nullptr, type);
 }
 
 class ContainerWizard : public WizardTest {

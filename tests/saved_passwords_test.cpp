@@ -113,7 +113,7 @@ TEST_F(SavedPasswordsDialog, MakesTheProviderForgetItsOwn) {
         const ModalScript script(std::move(steps));
         CCryptProvContext context;
         DWORD loaded = 0, size = sizeof loaded;
-        return ErrorOf(context.Acquire(flags, name.c_str(), nullptr, 75) &&
+        return ErrorOf(!!context.Acquire(flags, name.c_str(), nullptr, 75) &&
                        CryptGetProvParam(context.Get(), 109, reinterpret_cast<BYTE*>(&loaded), &size, 0));
     };
     const auto save = [](HWND dialog) {

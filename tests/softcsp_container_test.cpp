@@ -277,13 +277,13 @@ void UseContainer(const wchar_t* name) {
                 CryptSignHashW(hash.get(), spec, nullptr, 0, buffer, &(size = sizeof buffer));
         }
         ContainerCopy copy;
-        if (copy.OpenVerification(nullptr, 75).done && SUCCEEDED(ReadSourceContainer(context.Get(), copy))) {
+        if (copy.OpenVerification(nullptr, 75) && ReadSourceContainer(context.Get(), copy)) {
             TestContainer target(L"copy of damaged");
-            if (target.Made()) WriteTargetContainer(copy, target.Get());
+            if (target.Made()) static_cast<void>(WriteTargetContainer(copy, target.Get()));
         }
     }
     context.Release();
-    context.Acquire(CRYPT_DELETEKEYSET | CRYPT_SILENT, name, nullptr, 75);
+    static_cast<void>(context.Acquire(CRYPT_DELETEKEYSET | CRYPT_SILENT, name, nullptr, 75));
 }
 
 // VESTRA_FUZZ_SECONDS searches longer and with other damage at each run.

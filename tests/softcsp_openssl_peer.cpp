@@ -57,8 +57,10 @@ bool Generate(HCRYPTPROV provider, const std::string& curve, UniqueCryptKey& key
 
 bool Sign(const std::string& curve, wchar_t** files) {
     CCryptProvContext provider;
-    provider.Acquire(CRYPT_DELETEKEYSET | CRYPT_SILENT, kContainer, nullptr, kType);
-    if (!Done(provider.Acquire(CRYPT_NEWKEYSET | CRYPT_SILENT, kContainer, nullptr, kType), "container")) return false;
+    static_cast<void>(provider.Acquire(CRYPT_DELETEKEYSET | CRYPT_SILENT, kContainer, nullptr, kType));
+    if (!Done(static_cast<bool>(provider.Acquire(CRYPT_NEWKEYSET | CRYPT_SILENT, kContainer, nullptr, kType)),
+              "container"))
+        return false;
     UniqueCryptKey key;
     if (!Done(Generate(provider.Get(), curve, key), "key")) return false;
     BYTE name[64];

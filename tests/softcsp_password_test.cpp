@@ -30,7 +30,7 @@ class SoftcspPassword : public testing::Test {
     // What loading the keys gives when the dialogs are filled in so.
     static HRESULT Load(std::vector<ModalScript::Step> steps, DWORD flags = 0, const char* given = nullptr) {
         CCryptProvContext context;
-        if (!context.Acquire(flags, kName, nullptr, 75)) return ErrorOf(FALSE);
+        if (const auto opened = context.Acquire(flags, kName, nullptr, 75); !opened) return ErrorOf(opened);
         if (given != nullptr) {
             const auto* data = reinterpret_cast<const BYTE*>(given);
             EXPECT_EQ(ErrorOf(CryptSetProvParam(context.Get(), PP_KEYEXCHANGE_PIN, data, 0)), 0);

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <cwchar>
 
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/Strings.h"
@@ -49,7 +48,7 @@ void ShowCertificate(HWND owner, const CERT_CONTEXT& certificate, HCERTSTORE cha
     request.pCertContext = &certificate;
     request.cStores = chain ? 1 : 0;
     request.rghStores = chain ? &chain : nullptr;
-    BOOL changed = FALSE;  // nothing can be
+    BOOL changed = FALSE;  // always FALSE: editing is disabled
     show(&request, &changed);
 }
 
@@ -60,11 +59,6 @@ BOOL WINAPI HasProductKey(PCCERT_CONTEXT certificate, BOOL*, void*) noexcept {
     return std::strcmp(algorithm, "1.2.643.2.2.19") == 0 || std::strcmp(algorithm, "1.2.643.2.2.20") == 0;
 }
 
-UniqueCertificateStore OpenMyStore(DWORD location) {
-    return UniqueCertificateStore(
-        CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, location | CERT_STORE_OPEN_EXISTING_FLAG, L"My"));
-}
-
 }  // namespace
 
 UniqueCertificate ChooseCertificate(HWND owner, bool machineToo) {
@@ -72,9 +66,9 @@ UniqueCertificate ChooseCertificate(HWND owner, bool machineToo) {
     const auto show = library.Function<SelectCertificate>("CryptUIDlgSelectCertificateW");
     if (!show) return {};
 
-    const UniqueCertificateStore user = OpenMyStore(CERT_SYSTEM_STORE_CURRENT_USER);
+    const UniqueCertificateStore user = OpenPersonalStore(KeySet::User).ValueOr({});
     const UniqueCertificateStore machine =
-        machineToo ? OpenMyStore(CERT_SYSTEM_STORE_LOCAL_MACHINE) : UniqueCertificateStore();
+        machineToo ? OpenPersonalStore(KeySet::Computer).ValueOr({}) : UniqueCertificateStore();
     HCERTSTORE stores[2];
     DWORD count = 0;
     for (const UniqueCertificateStore* store : {&user, &machine}) {
@@ -97,22 +91,21 @@ namespace {
 
 constexpr wchar_t kPersonal[] = L"MY";
 
-// What the dialog may be told: to list writable stores only, in the form that it has always had here.
+// List writable stores only.
 constexpr DWORD kSelectFlags = 9;
 
 constexpr int kLongestLabel = 260;  // characters with the terminator
 
-// The name in the user's language that the store was opened with; empty when it has none.
+// The store's name in the user's language, which is set only for stores opened with a certain flag; otherwise empty.
 std::wstring LocalizedName(HCERTSTORE store) {
-    const BytesOutcome name = AskLengthFirst([&](BYTE* data, DWORD* length) {
-        return CertGetStoreProperty(store, CERT_STORE_LOCALIZED_NAME_PROP_ID, data, length);
-    });
-    if (!name.done) return {};
-    const auto* text = reinterpret_cast<const wchar_t*>(name.bytes.data());
-    return {text, wcsnlen(text, name.bytes.size() / sizeof(wchar_t))};
+    return ReadWideText([&](BYTE* data, DWORD* length) {
+               return CertGetStoreProperty(store, CERT_STORE_LOCALIZED_NAME_PROP_ID, data, length);
+           })
+        .ValueOr({});
 }
 
-// Not every system gives stores the property; the name by which the system calls the store is known to all.
+// Not every system sets the store's localized name. The system's translation of the store's system name is the second
+// choice, the system name itself the third.
 std::wstring NameOf(HCERTSTORE store, const std::wstring& systemName) {
     std::wstring name = LocalizedName(store);
     if (!name.empty() || systemName.empty()) return name;
@@ -127,9 +120,9 @@ NamedStore Named(UniqueCertificateStore store, const std::wstring& systemName) {
     return {std::move(store), std::move(name)};
 }
 
-// What is selected in the dialog's tree: the chosen store by the name that the user knows. The store's own property
-// with this name is there only where the store was opened with a flag that the dialog may not have given.
-BOOL WINAPI NoteLabel(HCERTSTORE, HWND dialog, void* data) noexcept {
+// Copies the label of the item that is selected in the dialog's tree: the chosen store's name in the user's language.
+// The store has no localized name unless the dialog opened it with the flag for that.
+BOOL WINAPI CopySelectedLabel(HCERTSTORE, HWND dialog, void* data) noexcept {
     const HWND tree = FindWindowExW(dialog, nullptr, WC_TREEVIEWW, nullptr);
     wchar_t label[kLongestLabel] = L"";
     TVITEMW item{};
@@ -163,7 +156,7 @@ NamedStore ChooseStore(HWND owner, KeySet keySet) {
     request.hwndParent = owner;
     request.dwFlags = kSelectFlags;
     request.pSources = &sources;
-    request.pSelectedCallback = &NoteLabel;
+    request.pSelectedCallback = &CopySelectedLabel;
     request.pvCallbackData = label;
     UniqueCertificateStore store(show(&request));
     return Named(std::move(store), label);
@@ -200,8 +193,8 @@ class Question final : public ReplaceQuestion {
 
 bool AddCertificate(HCERTSTORE store, const CERT_CONTEXT& certificate, UINT questionIcon) {
     Question question(questionIcon);
-    const Outcome added = AddToStore(store, certificate, question);
-    // Who cancelled knows, be it our question or the system's own.
-    if (!added.done && !IsCode(added.error, ERROR_CANCELLED)) ErrorMessageBox(added.error);
-    return added.done;
+    const Result<> added = AddToStore(store, certificate, question);
+    // A user who cancelled, in this question or in one of the system, needs no message.
+    if (!added && !added.Failed().Is(ERROR_CANCELLED)) ErrorMessageBox(added.Failed().code);
+    return static_cast<bool>(added);
 }

@@ -1,4 +1,5 @@
-// The place of a certificate in a store, with what the user is asked and told of it.
+// The system's dialogs for certificates, stores and certificate files, and the installation of a certificate into a
+// store.
 #pragma once
 
 #include <windows.h>
@@ -13,7 +14,7 @@
 #include "framework/FileDialog.h"
 #include "framework/Handles.h"
 
-// The requests of the system's certificate dialogs that the compiler's headers lack, as they are documented.
+// The structures of the system's certificate dialogs that the compiler's headers lack, as documented by Microsoft.
 
 struct SelectCertificateRequest {
     DWORD dwSize;
@@ -38,7 +39,7 @@ static_assert(sizeof(SelectCertificateRequest) == 128);
 // CryptUIDlgSelectCertificateW of cryptui.dll.
 using SelectCertificate = PCCERT_CONTEXT(WINAPI*)(const SelectCertificateRequest*);
 
-// What its View button calls, when there is one: TRUE when it has shown the certificate.
+// The callback of the dialog's View button. TRUE when it has shown the certificate.
 using DisplayCertificate = BOOL(WINAPI*)(PCCERT_CONTEXT, HWND dialog, void* data);
 
 struct SystemStoreEnumeration {
@@ -53,7 +54,7 @@ struct SelectStoreSources {
     const SystemStoreEnumeration* rgEnumerations;
 };
 
-// Told of the store that was chosen; TRUE lets the dialog close.
+// Called with the chosen store. TRUE closes the dialog.
 using SelectedStore = BOOL(WINAPI*)(HCERTSTORE, HWND dialog, void* data);
 
 struct SelectStoreRequest {
@@ -71,26 +72,22 @@ static_assert(sizeof(SelectStoreRequest) == 64);
 // CryptUIDlgSelectStoreW of cryptui.dll.
 using SelectStore = HCERTSTORE(WINAPI*)(const SelectStoreRequest*);
 
-// The system's dialogs over certificates that a wizard has at hand.
-
-// Lets the user choose from a store. Nothing when the user cancels, or when the dialog can't be had.
+// Lets the user choose a certificate from a store. Empty when the user cancels, or when the dialog isn't available.
 UniqueCertificate BrowseCertificates(HWND owner, HCERTSTORE store);
 
-// Shows a certificate, to look at only. `chain` may be none; authorities above the certificate are looked for there
-// too.
+// Shows a certificate, without the means to change or install it. The certificates of its authorities are searched for
+// in `chain`, too, unless it is nullptr.
 void ShowCertificate(HWND owner, const CERT_CONTEXT& certificate, HCERTSTORE chain = nullptr);
 
-// The system's dialog in which the user chooses a certificate, for certificates with the product's keys.
-
-// Lets the user choose from the "My" store of the current user, and of the local machine too when `machineToo`. Stores
-// that can't be opened are left out. Nothing when the user cancels, or when the dialog can't be had.
+// Lets the user choose a certificate with a key of the product from the "My" store of the current user, and from that
+// of the local machine if `machineToo`. Stores that can't be opened are skipped. Empty when the user cancels, or when
+// the dialog isn't available.
 UniqueCertificate ChooseCertificate(HWND owner, bool machineToo);
 
-// The certificate stores that a certificate can be installed into, and their names.
-
+// A store that a certificate can be installed into.
 struct NamedStore {
-    UniqueCertificateStore store;  // none: it can't be opened or named, or the user chose none
-    std::wstring name;             // as people know it; empty without a store
+    UniqueCertificateStore store;  // empty: it can't be opened or has no name, or the user chose none
+    std::wstring name;             // in the user's language; empty without a store
 };
 
 // The personal store of the user or the computer.
@@ -99,13 +96,12 @@ NamedStore PersonalStore(KeySet keySet);
 // Lets the user choose one of the stores of the user or the computer.
 NamedStore ChooseStore(HWND owner, KeySet keySet);
 
-// COpenCertFileDialog: the system's dialog in which the user chooses a certificate file.
-
+// The system's dialog in which the user chooses a certificate file.
 class COpenCertFileDialog : public CFileDialog {
   public:
     COpenCertFileDialog();
 };
 
-// Adds the certificate with its link to the private key. `questionIcon` (MB_ICON…) goes with the question whether one
-// that is there already is to be replaced. False when it wasn't added; the user has been told.
+// Adds the certificate with its link to the private key, after a question if the store already holds it. `questionIcon`
+// (MB_ICON…) is the icon of the question. False when the certificate wasn't added; a message has been shown.
 bool AddCertificate(HCERTSTORE store, const CERT_CONTEXT& certificate, UINT questionIcon);

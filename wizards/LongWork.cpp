@@ -29,23 +29,23 @@ bool IsKey(const MSG& message) {
     return message.message >= WM_KEYFIRST && message.message <= WM_KEYLAST;
 }
 
-// Of the sheet's frame only the Close button is let through; moving and sizing would hold up the work.
+// Of the sheet's frame only the Close button is processed: moving and sizing would suspend the work.
 bool IsForClosing(const MSG& message, HWND sheet, HWND cancel) {
     const bool frame = message.message >= WM_NCMOUSEMOVE && message.message <= WM_NCXBUTTONDBLCLK;
     return frame ? message.hwnd == sheet && message.wParam == HTCLOSE : message.hwnd == cancel;
 }
 
-// Takes the input that waits for the sheet. Presses of its Cancel and Close buttons reach it, and so its page as
-// PSN_QUERYCANCEL, before this returns; any other input is dropped, since it was meant for what the sheet showed
-// before. True when the user pressed Esc, or the thread is to end.
-bool TakeCancelInput(HWND sheet) noexcept {
+// Removes the sheet's input from the queue. Input for the Cancel and Close buttons is dispatched, so the page receives
+// PSN_QUERYCANCEL before this returns. Other input is discarded: the user made it for an earlier state of the sheet.
+// True when the user pressed Esc, or when WM_QUIT has been posted.
+bool ProcessCancelInput(HWND sheet) noexcept {
     const HWND cancel = GetDlgItem(sheet, IDCANCEL);
     bool pressed = false;
     for (const MessageRange& range : kInput) {
         MSG message;
         while (PeekMessageW(&message, sheet, range.first, range.last, PM_REMOVE)) {
             if (message.message == WM_QUIT) {
-                PostQuitMessage(static_cast<int>(message.wParam));  // the sheet's own loop must see it
+                PostQuitMessage(static_cast<int>(message.wParam));  // for the message loop of the sheet
                 return true;
             }
             if (IsKey(message)) {
@@ -71,14 +71,14 @@ LongWork::LongWork(HWND sheet, PageActivity& activity) noexcept
 }
 
 LongWork::~LongWork() {
-    TakeCancelInput(sheet_);
+    ProcessCancelInput(sheet_);
     for (const Button& button : buttons_) EnableWindow(button.window, button.enabled);
     activity_ = before_;
 }
 
 bool LongWork::GoOn() noexcept {
     RedrawWindow(sheet_, nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
-    // After the painting, since some systems bring it to the screen only when a thread asks for input.
-    if (TakeCancelInput(sheet_)) cancelled_ = true;
+    // After painting: some systems update the screen only when a thread reads its input.
+    if (ProcessCancelInput(sheet_)) cancelled_ = true;
     return !cancelled_;
 }

@@ -1,5 +1,4 @@
-// LongWork: a wizard's page works on the thread of its sheet for as long as the object lives. The user sees the work
-// going on and can only cancel it.
+// LongWork: long work of a wizard page on the thread of its sheet, during which the user can only cancel.
 #pragma once
 
 #include <windows.h>
@@ -8,23 +7,24 @@
 
 class LongWork;
 
-// What a page is doing.
+// The state of a page.
 struct PageActivity {
-    bool busy = false;         // it carries out an action of the user and accepts no other
-    LongWork* work = nullptr;  // while there is one
+    bool busy = false;         // the page handles an action of the user and refuses others
+    LongWork* work = nullptr;  // the current long work, if there is one
 };
 
+// The object's lifetime is that of the work. Call GoOn between two steps.
 class LongWork {
   public:
-    // The sheet's Back, Next and Finish are disabled for the time. `activity` is the page's.
+    // Disables the sheet's Back, Next and Finish buttons. `activity` belongs to the page and must outlive the object.
     LongWork(HWND sheet, PageActivity& activity) noexcept;
-    // Input that came too late for the last step is dropped too: it was not meant for what the sheet shows then.
+    // Restores the buttons and the page's activity. Input that arrived during the last step is discarded.
     ~LongWork();
     LongWork(const LongWork&) = delete;
     LongWork& operator=(const LongWork&) = delete;
 
-    // To be called between two steps: paints the sheet, and carries out or drops the input that has arrived. False when
-    // the user has cancelled, or the thread is to end.
+    // Paints the sheet, and processes or discards the input that has arrived. False when the user has cancelled, or
+    // when WM_QUIT has been posted.
     bool GoOn() noexcept;
 
     void Cancel() noexcept { cancelled_ = true; }

@@ -39,7 +39,7 @@ std::span<const Route> CWizPageSelectCertificate::Routes() const {
     return table;
 }
 
-// The label and the edit for the key's use stay hidden: no wizard fills them.
+// The label and the edit control for the key usage stay hidden: no wizard fills them.
 bool CWizPageSelectCertificate::OnInitDialog() {
     CWizardPageBase::OnInitDialog();
     ::ShowWindow(GetDlgItem(IDC_CERTIFICATE_INSTALL), options_.install ? SW_SHOW : SW_HIDE);

@@ -1,4 +1,4 @@
-// CWizPageSelectCertificate: the page that shows a certificate, and lets the user choose it when there are several.
+// CWizPageSelectCertificate, the wizard page that shows a certificate and lets the user choose among several.
 #pragma once
 
 #include <windows.h>
@@ -6,21 +6,21 @@
 #include "framework/Handles.h"
 #include "wizards/WizardBase.h"
 
-// What is shown, and what can be.
+// The certificate that the page shows, and the store that it was chosen from.
 struct CertificateChoice {
     UniqueCertificateStore store;
-    UniqueCertificate certificate;  // none: none is chosen yet
-    bool several = false;           // the user may choose another
+    UniqueCertificate certificate;  // empty: none is chosen yet
+    bool several = false;           // the user may choose another one
 };
 
 class CWizPageSelectCertificate : public CWizardPageBase {
   public:
     struct Options {
         UINT caption, title, subtitle;  // string ids
-        bool install;                   // shows the Install button, whose handler is the derived page's
+        bool install;                   // show the Install button; the derived page handles it
     };
 
-    // `choice` is the wizard's and must outlive the page.
+    // `choice` belongs to the wizard and must outlive the page.
     CWizPageSelectCertificate(const Options& options, CertificateChoice& choice);
 
   protected:
@@ -28,11 +28,11 @@ class CWizPageSelectCertificate : public CWizardPageBase {
     bool OnInitDialog() override;
     bool OnSetActive() override;
 
-    // By whether a certificate is chosen.
+    // Called when a certificate has been chosen or shown.
     virtual void UpdateWizardButtons() = 0;
     virtual void OnInstall() {}
 
-    // Shows the chosen certificate; there is one.
+    // Shows the properties of the chosen certificate; called only if there is one.
     virtual void ShowProperties();
 
   private:

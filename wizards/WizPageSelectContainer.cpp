@@ -21,24 +21,26 @@ namespace {
 
 constexpr int kLongestName = 260;  // characters
 
-// Who may write this may use the computer's containers.
-constexpr wchar_t kGlobalSection[] = L"\\global";
+// Users who may write this section of the configuration may use the computer's containers.
+constexpr wchar_t kComputerSection[] = L"\\global";
 
-// Lets the provider ask the user for one of its containers. Nothing when the user cancels, or the provider can't ask.
-std::optional<std::wstring> AskForContainer(HCRYPTPROV provider) {
-    char name[513] = "";
+// Shows the provider's dialog in which the user chooses one of its containers. Empty when the user cancels, or when the
+// provider has no such dialog.
+std::optional<std::wstring> ChooseContainer(HCRYPTPROV provider) {
+    char name[513] = "";  // one call with a buffer: a query for the length would show the dialog, too
     DWORD size = sizeof name;
     if (!CryptGetProvParam(provider, kParameterChooseContainer, reinterpret_cast<BYTE*>(name), &size, 0)) return {};
     return FromAnsi(std::string_view(name, strnlen(name, sizeof name)));
 }
 
-// The field beside the button grows to the button's right edge.
+// Hides a button, and extends the field beside it to the button's right edge.
 void HideButton(HWND button, HWND field) noexcept {
-    RECT gone, place;
-    GetWindowRect(button, &gone);
+    RECT hidden, place;
+    GetWindowRect(button, &hidden);
     GetWindowRect(field, &place);
-    SendMessageW(field, CB_GETDROPPEDCONTROLRECT, 0, reinterpret_cast<LPARAM>(&place));  // a combo box, with its list
-    SetWindowPos(field, nullptr, 0, 0, gone.right - place.left, place.bottom - place.top,
+    SendMessageW(field, CB_GETDROPPEDCONTROLRECT, 0,
+                 reinterpret_cast<LPARAM>(&place));  // includes the list of a combo box
+    SetWindowPos(field, nullptr, 0, 0, hidden.right - place.left, place.bottom - place.top,
                  SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
     ShowWindow(button, SW_HIDE);
 }
@@ -80,13 +82,13 @@ bool CWizPageSelectContainer::OnInitDialog() {
     }
     if (!options_.browse) HideButton(browse_.m_hWnd, name_.m_hWnd);
     if (!options_.byCertificate) HideButton(byCertificate_.m_hWnd, providers_.m_hWnd);
-    mayUseComputer_ = MayWrite(kGlobalSection);
-    EnableOwner(true);
+    mayUseComputer_ = MayWrite(kComputerSection);
+    EnableKeySet(true);
     UpdateData(false);
     return true;
 }
 
-// The default provider of the product's main type is selected, or else the first.
+// Selects the default provider of type 75, otherwise the first one.
 bool CWizPageSelectContainer::FillProviders() {
     const std::wstring preferred = DefaultProviderName(kProviderType75);
     ProductProviders state{.ownDirectoryOnly = options_.ownProviders};
@@ -109,12 +111,12 @@ bool CWizPageSelectContainer::OnSetActive() {
 }
 
 void CWizPageSelectContainer::UpdateWizardButtons() {
-    if (activity_.work) return;  // none is offered, whatever name is being looked into
+    if (activity_.work) return;  // a search, which shows names in the control, has disabled the buttons
     CPropertySheet& sheet = *GetParentSheet();
     const int page = sheet.GetPageIndex(*this);
     const bool last = page == sheet.GetPageCount() - 1;
     const bool named = GetWindowTextLengthW(name_.m_hWnd) > 0;
-    sheet.SetWizardButtons(named ? PSWIZB_NEXT : 0);  // the sheet comes back from Finish by way of Next only
+    sheet.SetWizardButtons(named ? PSWIZB_NEXT : 0);  // the sheet replaces Finish only after Next has been set
     DWORD buttons = page > 0 ? PSWIZB_BACK : 0;
     if (last) {
         buttons |= named ? PSWIZB_FINISH : PSWIZB_DISABLEDFINISH;
@@ -124,39 +126,35 @@ void CWizPageSelectContainer::UpdateWizardButtons() {
     SetWizardButtons(buttons);
 }
 
-bool CWizPageSelectContainer::TakeName() {
+bool CWizPageSelectContainer::ReadSelection() {
     if (!UpdateData(true) || containerName_.empty()) return false;
-    state_.keySet = keySet_ > 0 ? KeySet::Computer : KeySet::User;
+    state_.keySet = SelectedKeySet();
     return true;
 }
 
 LRESULT CWizPageSelectContainer::OnWizardNext() {
-    return TakeName() ? 0 : -1;
+    return ReadSelection() ? 0 : -1;
 }
 
 bool CWizPageSelectContainer::OnWizardFinish() {
-    return TakeName();
+    return ReadSelection();
 }
 
-DWORD CWizPageSelectContainer::KeySetFlag() const noexcept {
-    return keySet_ > 0 ? CRYPT_MACHINE_KEYSET : 0;
-}
-
-bool CWizPageSelectContainer::AcquireSelectedProvider(CCryptProvContext& context, DWORD flags,
-                                                      const wchar_t* container) {
+Result<> CWizPageSelectContainer::AcquireSelectedProvider(CCryptProvContext& context, DWORD flags,
+                                                          const wchar_t* container) {
     const CWaitCursor wait;
-    return context.Acquire(flags | KeySetFlag(), container, ProviderName().c_str(), ProviderType());
+    return context.Acquire(flags | FlagOf(SelectedKeySet()), container, ProviderName().c_str(), ProviderType());
 }
 
 bool CWizPageSelectContainer::AcquireSelectedContainer(CCryptProvContext& context, DWORD flags) {
-    if (AcquireSelectedProvider(context, flags, containerName_.c_str())) return true;
-    ShowAccessFailure(GetLastError());
-    return false;
+    const Result<> acquired = AcquireSelectedProvider(context, flags, containerName_.c_str());
+    if (!acquired) ShowAccessFailure(acquired.Failed());
+    return static_cast<bool>(acquired);
 }
 
-void CWizPageSelectContainer::ShowAccessFailure(DWORD error) const {
+void CWizPageSelectContainer::ShowAccessFailure(Failure failure) const {
     MessageBoxFormat(IDS_CONTAINER_ACCESS_FAILED, MB_ICONERROR, containerName_,
-                     Insert::AsItIs(ErrorMessageText(error)));
+                     Insert::AsItIs(ErrorMessageText(failure.code)));
 }
 
 std::wstring CWizPageSelectContainer::ProviderName() const {
@@ -179,7 +177,7 @@ std::vector<SearchedProvider> CWizPageSelectContainer::Providers() const {
 void CWizPageSelectContainer::ShowContainer(std::wstring name, int provider) {
     containerName_ = std::move(name);
     provider_ = provider;
-    ShowFound();
+    ShowSelection();
 }
 
 void CWizPageSelectContainer::ShowCandidate() {
@@ -192,11 +190,11 @@ void CWizPageSelectContainer::ClearName() {
     UpdateWizardButtons();
 }
 
-void CWizPageSelectContainer::EnableChoice(bool enable) {
+void CWizPageSelectContainer::EnableSelection(bool enable) {
     for (CWnd* control : std::initializer_list<CWnd*>{&name_, &browse_, &providers_}) control->EnableWindow(enable);
 }
 
-void CWizPageSelectContainer::EnableOwner(bool enable) {
+void CWizPageSelectContainer::EnableKeySet(bool enable) {
     user_.EnableWindow(enable);
     computer_.EnableWindow(enable && mayUseComputer_);
 }
@@ -216,14 +214,14 @@ void CWizPageSelectContainer::OnBrowse() {
         MessageBoxId(IDS_CSP_ACCESS_FAILED, MB_ICONEXCLAMATION);
         return;
     }
-    std::optional<std::wstring> chosen = AskForContainer(context.Get());
+    std::optional<std::wstring> chosen = ChooseContainer(context.Get());
     if (!chosen) return;
     containerName_ = std::move(*chosen);
-    ShowFound();
+    ShowSelection();
 }
 
 void CWizPageSelectContainer::OnByCertificate() {
-    const UniqueCertificate certificate = ChooseCertificate(m_hWnd, MayWrite(kGlobalSection));
+    const UniqueCertificate certificate = ChooseCertificate(m_hWnd, MayWrite(kComputerSection));
     if (!certificate) return;
     std::optional<KeyLink> link = ReadKeyLink(*certificate.get());
     if (!link) return;
@@ -231,10 +229,10 @@ void CWizPageSelectContainer::OnByCertificate() {
     if (providers_.SelectString(link->provider) < 0) providers_.SetCurSel(0);
     provider_ = providers_.GetCurSel();
     keySet_ = link->keySet == KeySet::Computer ? 1 : 0;
-    ShowFound();
+    ShowSelection();
 }
 
-void CWizPageSelectContainer::ShowFound() {
+void CWizPageSelectContainer::ShowSelection() {
     UpdateData(false);
     UpdateWizardButtons();
 }

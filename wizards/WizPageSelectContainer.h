@@ -1,5 +1,4 @@
-// CWizPageSelectContainer: the page on which every wizard lets the user name a container: typed, picked in the
-// provider's own dialog, or found through a certificate that links to it.
+// CWizPageSelectContainer, the wizard page on which the user selects a container.
 #pragma once
 
 #include <windows.h>
@@ -9,19 +8,23 @@
 #include "csp/ContainerSearch.h"
 #include "csp/CryptProvContext.h"
 #include "framework/Controls.h"
+#include "framework/Result.h"
 #include "wizards/WizardBase.h"
 
+// The user types the container's name, chooses it in the provider's own dialog (Browse), or chooses a certificate that
+// has a link to it (By certificate). The selection consists of the name, the provider and the key set. Each wizard
+// derives its page and does its work in OnWizardNext or OnWizardFinish.
 class CWizPageSelectContainer : public CWizardPageBase {
   public:
     struct Options {
         UINT caption;  // string ids
         UINT subtitle;
-        bool byCertificate = true;
+        bool byCertificate = true;  // whether the page shows these buttons
         bool browse = true;
-        bool ownProviders = true;  // only those whose library lies in the panel's own directory
+        bool ownProviders = true;  // list only providers whose library is in the panel's own directory
     };
 
-    // `state` is the wizard's and must outlive the page.
+    // `state` belongs to the wizard and must outlive the page.
     CWizPageSelectContainer(const Options& options, WizardState& state);
 
   protected:
@@ -30,44 +33,44 @@ class CWizPageSelectContainer : public CWizardPageBase {
     bool OnInitDialog() override;
     bool OnSetActive() override;
 
-    // Derived pages call these first, and act only when they let the user go on.
+    // Read the selection. Derived pages call these first, and continue only if they return 0 or true.
     LRESULT OnWizardNext() override;
     bool OnWizardFinish() override;
 
-    // Opens the container that the page names, with these flags. On failure the user has been told.
+    // Opens the selected container with these flags, or shows why it can't be opened and returns false.
     bool AcquireSelectedContainer(CCryptProvContext& context, DWORD flags);
 
-    // Tells the user that the container can't be opened.
-    void ShowAccessFailure(DWORD error) const;
+    // Shows that the selected container can't be opened.
+    void ShowAccessFailure(Failure failure) const;
 
     // The selected provider.
     std::wstring ProviderName() const;
     DWORD ProviderType() const;
 
-    // The providers of the list, in its order.
+    // All providers, in the order of the list.
     std::vector<SearchedProvider> Providers() const;
-    int SelectedProvider() const noexcept { return provider_; }  // its position when the controls were last taken
+    int SelectedProvider() const noexcept { return provider_; }  // position in the list
 
     KeySet SelectedKeySet() const noexcept { return keySet_ > 0 ? KeySet::Computer : KeySet::User; }
 
-    // Shows this container in place of what the page names; the provider by its position.
+    // Selects and shows this container; `provider` is the position of its provider in the list.
     void ShowContainer(std::wstring name, int provider);
 
-    // The container that is being looked into takes the place of the named one, on the page when it is shown.
-    void TakeCandidate(const std::wstring& name) { containerName_ = name; }
+    // During a search: sets the name of the container that is being examined, and shows it.
+    void SetCandidate(const std::wstring& name) { containerName_ = name; }
     void ShowCandidate();
 
-    // Empties the name and takes the other controls as they are.
+    // Empties the name, and reads the other controls.
     void ClearName();
 
-    // Whether the user may name a container and choose its provider; whether he may choose whose it is.
-    void EnableChoice(bool enable);
-    void EnableOwner(bool enable);
+    // Enable or disable the controls for the name and the provider, and those for the key set.
+    void EnableSelection(bool enable);
+    void EnableKeySet(bool enable);
 
     // Selects the provider of exactly this name; the first one when there is none.
     void SelectProvider(const std::wstring& name);
 
-    // Offers Next or Finish when there is a name, Back when there is a page to go back to.
+    // Enables Next, or Finish on the last page, when there is a name; Back except on the first page.
     void UpdateWizardButtons();
 
     const std::wstring& ContainerName() const noexcept { return containerName_; }
@@ -77,10 +80,10 @@ class CWizPageSelectContainer : public CWizardPageBase {
 
   private:
     bool FillProviders();  // false when there is none
-    bool TakeName();       // false when there is no name, or none that can be taken
-    DWORD KeySetFlag() const noexcept;
-    bool AcquireSelectedProvider(CCryptProvContext& context, DWORD flags, const wchar_t* container);
-    void ShowFound();
+    bool
+    ReadSelection();  // reads the controls, and keeps the key set in the wizard's state; false without a valid name
+    void ShowSelection();
+    Result<> AcquireSelectedProvider(CCryptProvContext& context, DWORD flags, const wchar_t* container);
 
     Options options_;
     WizardState& state_;

@@ -25,7 +25,7 @@ UniqueFont SetTitleFont(HWND title) noexcept {
 
 namespace {
 
-constexpr UINT kNextButton = 0x3024;  // ID_WIZFINISH is the other
+constexpr UINT kNextButton = 0x3024;  // ID_WIZFINISH is that of Finish
 
 std::wstring Load(UINT id) {
     return id ? LoadStringLang(id) : std::wstring();
@@ -35,7 +35,7 @@ bool IsPushButton(HWND control) noexcept {
     return (SendMessageW(control, WM_GETDLGCODE, 0, 0) & (DLGC_DEFPUSHBUTTON | DLGC_UNDEFPUSHBUTTON)) != 0;
 }
 
-// The answer to an action of the user that is refused; nothing for a message that isn't one.
+// The result of a message that begins an action of the user, if the action is refused; empty for other messages.
 MessageResult Refusal(const Message& message, HWND sheet) noexcept {
     if (message.id == WM_COMMAND && message.lParam && HIWORD(message.wParam) == BN_CLICKED) return 0;
     if (message.id != WM_NOTIFY) return {};
@@ -66,7 +66,7 @@ CWizardPageBase::CWizardPageBase(UINT dialog, UINT caption) : CWizardPageBase(di
     HideHeader();
 }
 
-UINT CWizardPageBase::LeadingButton() const noexcept {
+UINT CWizardPageBase::ForwardButton() const noexcept {
     return buttons_ & (PSWIZB_FINISH | PSWIZB_DISABLEDFINISH) ? UINT{ID_WIZFINISH} : kNextButton;
 }
 
@@ -74,13 +74,13 @@ void CWizardPageBase::SetWizardButtons(DWORD buttons) noexcept {
     buttons_ = buttons;
     CPropertySheet& sheet = *GetParentSheet();
     sheet.SetWizardButtons(buttons);
-    sheet.PostMessage(DM_SETDEFID, LeadingButton());
+    sheet.PostMessage(DM_SETDEFID, ForwardButton());
 }
 
 HWND CWizardPageBase::OnQueryInitialFocus() {
     const HWND first = CPropertyPageLang::OnQueryInitialFocus();
     if (!IsPushButton(first) || !(buttons_ & (PSWIZB_NEXT | PSWIZB_FINISH))) return first;
-    return ::GetDlgItem(GetParent(), static_cast<int>(LeadingButton()));
+    return ::GetDlgItem(GetParent(), static_cast<int>(ForwardButton()));
 }
 
 MessageResult CWizardPageBase::HandleMessage(const Message& message) {

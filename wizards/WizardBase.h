@@ -1,5 +1,4 @@
-// CPropertySheetWizardBase: a wizard of the Wizard97 style. A wizard derives from it, holds its state and its pages as
-// members in that order, and adds the pages.
+// The base classes of the wizards and of their pages.
 #pragma once
 
 #include <windows.h>
@@ -10,53 +9,52 @@
 #include "framework/PropertySheet.h"
 #include "wizards/LongWork.h"
 
-// What the pages of any wizard share. A wizard that carries more derives its own plain struct from it.
-
+// The state that the pages of a wizard share. A wizard with more state derives its own plain struct.
 struct WizardState {
-    KeySet keySet = KeySet::User;  // as chosen last, on whichever page
+    KeySet keySet = KeySet::User;  // last chosen on any page
 };
 
-// The font of the title on a wizard's last page.
-
-// Sets it in the title, a static of the page: twelve points at the resolution of its display. The caller owns the font,
-// which must outlive the static.
+// Sets the font of a page's title, a static control: bold, twelve points at the resolution of its display. The caller
+// owns the font, which must outlive the control.
 UniqueFont SetTitleFont(HWND title) noexcept;
 
-// CWizardPageBase: a page of a wizard, with its texts. It carries out one action of the user at a time.
-
+// A page of a wizard. It handles one action of the user at a time.
 class CWizardPageBase : public CPropertyPageLang {
   public:
-    // Ids of the template and of strings: the wizard's caption, the header's title and subtitle; 0: none.
+    // `dialog` is the id of the template. The others are string ids: the wizard's caption, and the title and subtitle
+    // in the header; 0: none.
     CWizardPageBase(UINT dialog, UINT caption, UINT title, UINT subtitle);
 
   protected:
-    // A page without a header, beside the wizard's watermark.
+    // A page with the wizard's watermark instead of a header.
     CWizardPageBase(UINT dialog, UINT caption);
 
-    // The sheet's buttons that are offered (PSWIZB_…). The one that leads on becomes the default button even while it
-    // is disabled: the sheet would take another, and Enter would cancel the wizard or go back.
+    // Sets the sheet's enabled buttons (PSWIZB_…). Next or Finish becomes the default button even while it is disabled:
+    // otherwise the sheet would choose Cancel or Back, and Enter would press it.
     void SetWizardButtons(DWORD buttons) noexcept;
 
-    // On a page without input this is the button that leads on, if it is offered. A button of the page that had the
-    // focus would be the default button instead.
+    // On a page whose first control is a button: Next or Finish, if it is enabled. A button of the page with the focus
+    // would be the default button instead.
     HWND OnQueryInitialFocus() override;
 
-    // Refuses what the user starts while the page is busy: a provider's window that doesn't disable the wizard would
-    // let him leave the page or start again in the middle of something. Cancelling ends a long work first.
+    // Refuses actions of the user while the page is busy: a provider's window that doesn't disable the wizard would let
+    // the user leave the page, or begin a second action during the first. During a long work, Cancel only cancels it.
     MessageResult HandleMessage(const Message& message) override;
 
     PageActivity activity_;
 
   private:
-    UINT LeadingButton() const noexcept;
+    UINT ForwardButton() const noexcept;  // id of Next or Finish
 
-    DWORD buttons_ = 0;  // offered
+    DWORD buttons_ = 0;  // the enabled ones, PSWIZB_…
 };
 
+// A wizard in the Wizard97 style. A derived class has its state and its pages as members, in that order, and adds the
+// pages in its constructor.
 class CPropertySheetWizardBase : public CPropertySheet {
   public:
-    // `parent` may be none. `watermark` is the id of the picture beside pages without a header; 0: none. A picture that
-    // can't be loaded is left out.
+    // `parent` may be nullptr. `watermark` is the id of the bitmap beside pages without a header; 0: none. A bitmap
+    // that can't be loaded isn't shown.
     CPropertySheetWizardBase(HWND parent, UINT caption, UINT watermark = 0);
 
   private:

@@ -13,16 +13,16 @@
 
 namespace {
 
-UINT TextOf(ContainerNotice notice) {
-    switch (notice) {
-        case ContainerNotice::NoKeys: return IDS_NO_KEYS;
-        case ContainerNotice::NoSignatureCertificate: return IDS_NO_SIGNATURE_CERTIFICATE;
-        case ContainerNotice::NoExchangeCertificate: return IDS_NO_EXCHANGE_CERTIFICATE;
-        case ContainerNotice::OtherSignatureKey: return IDS_OTHER_SIGNATURE_KEY;
-        case ContainerNotice::OtherExchangeKey: return IDS_OTHER_EXCHANGE_KEY;
-        case ContainerNotice::NoParameters: return IDS_NO_PARAMETERS;
-        case ContainerNotice::NoLink: return IDS_LINK_FAILED;
-        case ContainerNotice::NoCertificates: return IDS_NO_CERTIFICATES;
+UINT MessageOf(ContainerProblem problem) {
+    switch (problem) {
+        case ContainerProblem::NoKeys: return IDS_NO_KEYS;
+        case ContainerProblem::NoSignatureCertificate: return IDS_NO_SIGNATURE_CERTIFICATE;
+        case ContainerProblem::NoExchangeCertificate: return IDS_NO_EXCHANGE_CERTIFICATE;
+        case ContainerProblem::OtherSignatureKey: return IDS_OTHER_SIGNATURE_KEY;
+        case ContainerProblem::OtherExchangeKey: return IDS_OTHER_EXCHANGE_KEY;
+        case ContainerProblem::NoParameters: return IDS_NO_PARAMETERS;
+        case ContainerProblem::NoLink: return IDS_LINK_FAILED;
+        case ContainerProblem::NoCertificates: return IDS_NO_CERTIFICATES;
     }
     return 0;
 }
@@ -42,25 +42,24 @@ LRESULT CWizPageCertificateOnContainerSelectContainer::OnWizardNext() {
 
 bool CWizPageCertificateOnContainerSelectContainer::ReadCertificates() {
     const CWaitCursor wait;
-    KeyCertificates read;
-    const bool found = ReadKeyCertificates(state_.container.Get(), state_.keySet, read, *this);
+    KeyCertificates read = ReadKeyCertificates(state_.container.Get(), state_.keySet, *this);
     state_.keys = {std::move(read.store), std::move(read.selected), read.both};
-    if (!found) return false;
-    if (ReadExtensionCertificates(state_.container.Get(), state_.chain).done) return true;
-    Tell(ContainerNotice::NoParameters);
+    if (!state_.keys.certificate) return false;
+    if (ReadExtensionCertificates(state_.container.Get(), state_.chain)) return true;
+    Report(ContainerProblem::NoParameters);
     return false;
 }
 
-void CWizPageCertificateOnContainerSelectContainer::Tell(ContainerNotice notice) {
-    MessageBoxFormat(TextOf(notice), MB_ICONEXCLAMATION, ContainerName());
+void CWizPageCertificateOnContainerSelectContainer::Report(ContainerProblem problem) {
+    MessageBoxFormat(MessageOf(problem), MB_ICONEXCLAMATION, ContainerName());
 }
 
 namespace {
 
-// What the thread's verifications were told to use while the certificate was shown is taken back.
+// Sets the provider that verifications on this thread use.
 using SetThreadDefaultCryptProv = BOOL(WINAPI*)(HCRYPTPROV provider);
 
-Outcome InstallChain(HWND window, HCRYPTPROV container, KeySet keySet) {
+Result<> InstallChain(HWND window, HCRYPTPROV container, KeySet keySet) {
     const ClientWindow client(window);
     const CWaitCursor wait;
     return InstallExtensionCertificates(container, keySet);
@@ -86,20 +85,20 @@ void CWizPageCertificateOnContainerSelectCertificate::ShowProperties() {
     const auto setDefault = reinterpret_cast<SetThreadDefaultCryptProv>(
         reinterpret_cast<void*>(library ? GetProcAddress(library.get(), "SetThreadDefaultCryptProv") : nullptr));
     ShowCertificate(m_hWnd, *state_.keys.certificate.get(), state_.chain.get());
-    if (setDefault) setDefault(0);
+    if (setDefault) setDefault(0);  // showing the certificate may have set a provider
 }
 
 void CWizPageCertificateOnContainerSelectCertificate::OnInstall() {
     if (!state_.keys.certificate) return;
-    const UniqueCertificateStore store(OpenPersonalStore(state_.keySet));
+    const Result<UniqueCertificateStore> store = OpenPersonalStore(state_.keySet);
     if (!store) {
-        ErrorMessageBox(GetLastError());
+        ErrorMessageBox(store.Failed().code);
         return;
     }
-    if (!AddCertificate(store.get(), *state_.keys.certificate.get(), MB_ICONQUESTION)) return;
-    const Outcome chain = InstallChain(m_hWnd, state_.container.Get(), state_.keySet);
-    if (!chain.done) {
-        ErrorMessageBox(chain.error);
+    if (!AddCertificate(store->get(), *state_.keys.certificate.get(), MB_ICONQUESTION)) return;
+    const Result<> installed = InstallChain(m_hWnd, state_.container.Get(), state_.keySet);
+    if (!installed) {
+        ErrorMessageBox(installed.Failed().code);
         return;
     }
     MessageBoxId(state_.keySet == KeySet::Computer ? IDS_INSTALLED_FOR_COMPUTER : IDS_INSTALLED_FOR_USER,

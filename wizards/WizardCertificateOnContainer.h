@@ -1,4 +1,4 @@
-// The wizard for the certificates in a container: choose it, see and install them.
+// The wizard for the certificates in a container. Its pages: select the container; view and install its certificates.
 #pragma once
 
 #include "csp/ContainerCertificates.h"
@@ -8,17 +8,14 @@
 #include "wizards/WizPageSelectContainer.h"
 #include "wizards/WizardBase.h"
 
-// What the pages of the wizard for the certificates in a container share.
-
 struct CertificateOnContainerState : WizardState {
     CCryptProvContext container;   // opened by the first page
-    CertificateChoice keys;        // the certificates of the container's keys, linked with them
-    UniqueCertificateStore chain;  // those in the container's extensions
+    CertificateChoice keys;        // the certificates of the container's keys, each with a link to its key
+    UniqueCertificateStore chain;  // the certificates in the container's extensions
 };
 
-// The container whose certificates are to be seen. They are read when the user goes on.
-
-class CWizPageCertificateOnContainerSelectContainer : public CWizPageSelectContainer, private ContainerNotices {
+// Selects the container. Next opens it and reads its certificates.
+class CWizPageCertificateOnContainerSelectContainer : public CWizPageSelectContainer, private ContainerProblems {
   public:
     explicit CWizPageCertificateOnContainerSelectContainer(CertificateOnContainerState& state);
 
@@ -26,15 +23,14 @@ class CWizPageCertificateOnContainerSelectContainer : public CWizPageSelectConta
     LRESULT OnWizardNext() override;
 
   private:
-    void Tell(ContainerNotice notice) override;
+    void Report(ContainerProblem problem) override;
 
     bool ReadCertificates();
 
     CertificateOnContainerState& state_;
 };
 
-// A certificate of the container, to look at and to install.
-
+// Shows a certificate of the container and installs it.
 class CWizPageCertificateOnContainerSelectCertificate : public CWizPageSelectCertificate {
   public:
     explicit CWizPageCertificateOnContainerSelectCertificate(CertificateOnContainerState& state);

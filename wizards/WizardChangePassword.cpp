@@ -2,28 +2,27 @@
 
 #include "applet/services/MessageBoxes.h"
 #include "csp/CryptProvContext.h"
-#include "csp/CryptoValues.h"
 #include "csp/ProviderParameters.h"
 #include "framework/Wnd.h"
 #include "resources/resource.h"
 
 namespace {
 
-// What kParameterChangePassword takes.
+// The record that kParameterChangePassword expects.
 struct PasswordRequest {
     BYTE kind;
     const void* value;
 };
 static_assert(sizeof(PasswordRequest) == 16);
 
-constexpr BYTE kByDialog = 4;  // the provider asks for both passwords; nothing is given
+constexpr BYTE kByDialog = 4;  // the provider asks for both passwords; the record has no value
 
-Outcome ChangePassword(HCRYPTPROV container) noexcept {
+Result<> ChangePassword(HCRYPTPROV container) noexcept {
     PasswordRequest request;
-    ZeroMemory(&request, sizeof request);  // the bytes between the two as well
+    ZeroMemory(&request, sizeof request);  // including the padding
     request.kind = kByDialog;
     const CWaitCursor wait;
-    return Taken(CryptSetProvParam(container, kParameterChangePassword, reinterpret_cast<const BYTE*>(&request), 0));
+    return Try(CryptSetProvParam(container, kParameterChangePassword, reinterpret_cast<const BYTE*>(&request), 0));
 }
 
 }  // namespace
@@ -37,9 +36,9 @@ bool CWizPageChangePasswordSelectContainer::OnWizardFinish() {
     if (!CWizPageSelectContainer::OnWizardFinish()) return false;
     const ClientWindow client(m_hWnd);
     if (!AcquireSelectedContainer(state_.container, 0)) return false;
-    const Outcome changed = ChangePassword(state_.container.Get());
-    if (!changed.done) ErrorMessageBox(changed.error);
-    return changed.done;
+    const Result<> changed = ChangePassword(state_.container.Get());
+    if (!changed) ErrorMessageBox(changed.Failed().code);
+    return static_cast<bool>(changed);
 }
 
 CWizardChangePassword::CWizardChangePassword(HWND parent)

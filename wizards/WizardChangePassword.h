@@ -6,9 +6,10 @@
 #include "wizards/WizardBase.h"
 
 struct ChangePasswordState : WizardState {
-    CCryptProvContext container;  // open from one try to the next
+    CCryptProvContext container;  // stays open after a failed change
 };
 
+// Selects the container. Finish opens it and changes its password.
 class CWizPageChangePasswordSelectContainer : public CWizPageSelectContainer {
   public:
     explicit CWizPageChangePasswordSelectContainer(ChangePasswordState& state);

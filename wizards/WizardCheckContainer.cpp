@@ -5,7 +5,6 @@
 
 #include "applet/services/ErrorText.h"
 #include "applet/services/Strings.h"
-#include "csp/CheckTexts.h"
 #include "csp/CryptProvContext.h"
 #include "framework/Clipboard.h"
 #include "framework/DataExchange.h"
@@ -17,66 +16,25 @@
 #include "resources/resource.h"
 #include "wizards/WizardBase.h"
 
-// The check names its texts by their numbers alone; this compares them with the string table's ids.
+namespace {
 
-static_assert(kTextName == IDS_CHECK_NAME);
-static_assert(kTextUniqueName == IDS_CHECK_UNIQUE_NAME);
-static_assert(kTextCheckSucceeded == IDS_CHECK_SUCCEEDED);
-static_assert(kTextCheckFailed == IDS_CHECK_FAILED);
-static_assert(kTextOtherKey == IDS_CHECK_OTHER_KEY);
-static_assert(kTextMatchesKey == IDS_CHECK_MATCHES_KEY);
-static_assert(kTextKeyExport == IDS_CHECK_KEY_EXPORT);
-static_assert(kTextAllowed == IDS_CHECK_ALLOWED);
-static_assert(kTextDisallowed == IDS_CHECK_DISALLOWED);
-static_assert(kTextCritical == IDS_CHECK_CRITICAL);
-static_assert(kTextNoncritical == IDS_CHECK_NONCRITICAL);
-static_assert(kTextExtensions == IDS_CHECK_EXTENSIONS);
-static_assert(kTextNoErrors == IDS_CHECK_NO_ERRORS);
-static_assert(kTextAlgorithm == IDS_CHECK_ALGORITHM);
-static_assert(kTextQualifiedName == IDS_CHECK_QUALIFIED_NAME);
-static_assert(kTextKeysLoading == IDS_CHECK_KEYS_LOADING);
-static_assert(kTextSucceed == IDS_CHECK_SUCCEED);
-static_assert(kTextPublicKeyExport == IDS_CHECK_PUBLIC_KEY_EXPORT);
-static_assert(kTextPublicKeyImport == IDS_CHECK_PUBLIC_KEY_IMPORT);
-static_assert(kTextSigning == IDS_CHECK_SIGNING);
-static_assert(kTextVerifying == IDS_CHECK_VERIFYING);
-static_assert(kTextAgreement == IDS_CHECK_AGREEMENT);
-static_assert(kTextExpired == IDS_CHECK_EXPIRED);
-static_assert(kTextUsagePeriod == IDS_CHECK_USAGE_PERIOD);
-static_assert(kTextCertificateInContainer == IDS_CHECK_CERTIFICATE_IN_CONTAINER);
-static_assert(kTextExchangeKey == IDS_CHECK_EXCHANGE_KEY);
-static_assert(kTextSignatureKey == IDS_CHECK_SIGNATURE_KEY);
-static_assert(kTextAvailable == IDS_CHECK_AVAILABLE);
-static_assert(kTextNotAvailable == IDS_CHECK_NOT_AVAILABLE);
-static_assert(kTextIntegrity == IDS_CHECK_INTEGRITY);
-static_assert(kTextCorrupted == IDS_CHECK_CORRUPTED);
-static_assert(kTextUnknownCorruption == IDS_CHECK_UNKNOWN_CORRUPTION);
-static_assert(kTextCertificateInStore == IDS_CHECK_CERTIFICATE_IN_STORE);
-static_assert(kTextNoKeyLink == IDS_CHECK_NO_KEY_LINK);
-static_assert(kTextNotInstalled == IDS_CHECK_NOT_INSTALLED);
-static_assert(kTextCertificateName == IDS_CERTIFICATE_NAME);
-static_assert(kTextSubject == IDS_CERTIFICATE_SUBJECT);
-static_assert(kTextIssuer == IDS_CERTIFICATE_ISSUER);
-static_assert(kTextValidFrom == IDS_CERTIFICATE_VALID_FROM);
-static_assert(kTextValidTo == IDS_CERTIFICATE_VALID_TO);
-static_assert(kTextSerialNumber == IDS_CERTIFICATE_SERIAL_NUMBER);
-static_assert(kTextContainer == IDS_CONTAINER);
-static_assert(kTextKeyValidFrom == IDS_CERTIFICATE_KEY_FROM);
-static_assert(kTextKeyValidTo == IDS_CERTIFICATE_KEY_TO);
+constexpr UINT kNoText = 0;
+
+}  // namespace
 
 CheckMark MarkOf(UINT label, UINT value, bool error) noexcept {
-    if (label == kTextCheckSucceeded) return CheckMark::Succeeded;
-    if (label == kTextCheckFailed) return CheckMark::Failed;
-    // Stores that can't be listed are no fault of the container.
-    if (error) return label == kTextCertificateInStore ? CheckMark::Note : CheckMark::Failed;
+    if (label == IDS_CHECK_SUCCEEDED) return CheckMark::Succeeded;
+    if (label == IDS_CHECK_FAILED) return CheckMark::Failed;
+    // Stores that can't be listed are no error of the container.
+    if (error) return label == IDS_CHECK_CERTIFICATE_IN_STORE ? CheckMark::Note : CheckMark::Failed;
     switch (value) {
-        case kTextCorrupted:
-        case kTextUnknownCorruption:
-        case kTextOtherKey:
-        case kTextExpired: return CheckMark::Failed;
-        case kTextNotAvailable:
-        case kTextNotInstalled:
-        case kTextNoKeyLink: return CheckMark::Note;
+        case IDS_CHECK_CORRUPTED:
+        case IDS_CHECK_UNKNOWN_CORRUPTION:
+        case IDS_CHECK_OTHER_KEY:
+        case IDS_CHECK_EXPIRED: return CheckMark::Failed;
+        case IDS_CHECK_NOT_AVAILABLE:
+        case IDS_CHECK_NOT_INSTALLED:
+        case IDS_CHECK_NO_KEY_LINK: return CheckMark::Note;
         default: return CheckMark::None;
     }
 }
@@ -123,7 +81,7 @@ UniqueFont CreateBold(HWND list) noexcept {
     return UniqueFont(CreateFontIndirectW(&font));
 }
 
-// What a column needs to show the text in that font, beside a mark.
+// The width that a column needs for the text in that font and a mark.
 int VerdictWidth(HWND list, HFONT font, const std::wstring& text) noexcept {
     SIZE extent{};
     if (const HDC dc = GetDC(list)) {
@@ -157,7 +115,7 @@ bool CWizPageCheckContainerFinish::OnInitDialog() {
     CWizardPageBase::OnInitDialog();
     RECT area{};
     GetClientRect(list_.m_hWnd, &area);
-    // Until the first check tells what its rows need.
+    // The first check sets the widths for its rows.
     for (const int column : {0, 1}) list_.InsertColumn(column, {}, area.right / 2);
     list_.SetExtendedStyle(LVS_EX_FULLROWSELECT | LVS_EX_LABELTIP);
     list_.SetStateImages(CreateMarks());
@@ -169,18 +127,18 @@ bool CWizPageCheckContainerFinish::OnInitDialog() {
 bool CWizPageCheckContainerFinish::OnSetActive() {
     SetWizardButtons(PSWIZB_BACK | PSWIZB_FINISH);
     ShowCompleted(false);
-    Clear();  // of another container
+    Clear();  // remove the report on the container selected before
     due_ = true;
     return CWizardPageBase::OnSetActive();
 }
 
-// The check runs here, after the page has been painted, since it may take its time.
+// The check may be slow, so it runs after the page has been painted.
 void CWizPageCheckContainerFinish::OnShown() {
-    // Once for each time the page appears, even if the user went back and on again before the first check began.
+    // Run once, even if the user went back and forward before the first check began.
     if (std::exchange(due_, false)) RunCheck();
 }
 
-// The page's title says that the check is completed, and the report is to be copied whole.
+// The page's title says that the check is completed. Only a complete report can be copied.
 void CWizPageCheckContainerFinish::ShowCompleted(bool completed) {
     ::ShowWindow(GetDlgItem(IDC_REPORT_TITLE), completed ? SW_SHOW : SW_HIDE);
     ::EnableWindow(GetDlgItem(IDC_REPORT_COPY), completed);
@@ -199,18 +157,18 @@ void CWizPageCheckContainerFinish::RunCheck() {
         const LongWork work(GetParent(), activity_);
         CheckContainer(state_.container.Get(), state_.keySet, *this);
     } catch (const CheckCancelled&) {
-        GetParentSheet()->PressButton(PSBTN_CANCEL);  // a report without its end has no use
+        GetParentSheet()->PressButton(PSBTN_CANCEL);  // an incomplete report is not shown
         return;
     } catch (...) {
-        Verdict(kTextCheckFailed, kTextNone);  // out of memory
+        Verdict(IDS_CHECK_FAILED, kNoText);  // out of memory
     }
     SizeColumns();
     list_.EnsureVisible(0);
-    list_.Invalidate();  // the verdict has been painted as an ordinary row
+    list_.Invalidate();  // paint the verdict in bold
     ShowCompleted(true);
 }
 
-// To their contents; the verdict in bold is wider than the list knows.
+// Sets the widths for the contents. The list measures the verdict in the ordinary font, but it is painted in bold.
 void CWizPageCheckContainerFinish::SizeColumns() {
     for (const int column : {0, 1}) {
         list_.SetColumnWidth(column, LVSCW_AUTOSIZE);
@@ -230,10 +188,11 @@ void CWizPageCheckContainerFinish::Row(UINT label, std::wstring_view value) {
 }
 
 void CWizPageCheckContainerFinish::Failure(UINT label, DWORD error) {
-    Insert(Place::End, MarkOf(label, kTextNone, true), TextOf(label), ErrorMessageText(error));
+    Insert(Place::End, MarkOf(label, kNoText, true), TextOf(label), ErrorMessageText(error));
 }
 
-// The value begins with white space of the report's own, which the user sees as such.
+// White space at the beginning of the value is indentation by the check. Only the text after it comes from outside and
+// is made visible.
 void CWizPageCheckContainerFinish::Continuation(std::wstring_view value) {
     const std::size_t text = std::min(value.find_first_not_of(L" \t"), value.size());
     Insert(Place::End, CheckMark::None, kNoLabel,
@@ -241,7 +200,7 @@ void CWizPageCheckContainerFinish::Continuation(std::wstring_view value) {
 }
 
 void CWizPageCheckContainerFinish::Continuation(UINT value) {
-    Insert(Place::End, MarkOf(kTextNone, value), kNoLabel, TextOf(value));
+    Insert(Place::End, MarkOf(kNoText, value), kNoLabel, TextOf(value));
 }
 
 void CWizPageCheckContainerFinish::Verdict(UINT label, UINT value) {
@@ -256,7 +215,7 @@ void CWizPageCheckContainerFinish::Insert(Place place, CheckMark mark, std::wstr
     list_.SetStateImage(item, static_cast<UINT>(mark));
     rows_.insert(position, {std::move(label), std::move(value)});
     list_.EnsureVisible(item);
-    // The verdict ends the check, which can't be cancelled any more.
+    // The verdict ends the check: it can't be cancelled any more.
     if (place == Place::End && activity_.work && !activity_.work->GoOn()) throw CheckCancelled();
 }
 

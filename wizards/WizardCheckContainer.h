@@ -1,4 +1,4 @@
-// The wizard that checks a container: choose it, see the report.
+// The wizard that checks a container. Its pages: select the container; view the report.
 #pragma once
 
 #include <windows.h>
@@ -16,36 +16,30 @@
 #include "wizards/WizPageSelectContainer.h"
 #include "wizards/WizardBase.h"
 
-// The marks beside the rows of a container's check: failures and what is merely missing are found at a glance.
-
-// The marks differ in shape, not only in colour. The numbers are those of the list view's state images.
+// The mark beside a row of the report. The marks differ in shape, not only in colour. The numbers are those of the list
+// view's state images.
 enum class CheckMark : UINT { None, Succeeded, Failed, Note };
 
-// The mark of a row, by the ids of its label and value (CheckTexts.h). `error`: the value is an error's text.
+// The mark of a row, by the string ids of its label and value. `error`: the value is the text of an error code.
 CheckMark MarkOf(UINT label, UINT value, bool error = false) noexcept;
 
-// The marks' pictures as state images, in the size of small icons. The caller owns the list; nullptr on failure.
+// The marks as state images, in the size of small icons. The caller owns the list; nullptr on failure.
 HIMAGELIST CreateMarks() noexcept;
-
-// A report of labels and values as plain text.
 
 struct ReportRow {
     std::wstring label;
     std::wstring value;  // may be empty
 };
 
-// A line a row: the label, filled up to 30 characters and never cut, a space, a tab, the value; each line ends with
-// carriage return and line feed.
+// The report as plain text, one line for each row: the label, padded to 30 characters and never truncated, a space, a
+// tab, the value, carriage return and line feed.
 std::wstring ReportText(std::span<const ReportRow> rows);
-
-// What the pages of the check wizard share.
 
 struct CheckContainerState : WizardState {
     CCryptProvContext container;  // opened by the first page
 };
 
-// The report of a container's check. The check runs each time the page appears, and its rows appear as they are found.
-
+// Shows the report. The check runs each time the page is shown, and its rows appear as they are found.
 class CWizPageCheckContainerFinish : public CWizardPageBase, private CheckReport {
   public:
     explicit CWizPageCheckContainerFinish(CheckContainerState& state);
@@ -76,12 +70,13 @@ class CWizPageCheckContainerFinish : public CWizardPageBase, private CheckReport
     LRESULT OnDraw(const Message& message);  // the list's NM_CUSTOMDRAW
 
     CheckContainerState& state_;
-    bool due_ = false;  // the page has appeared, and its check hasn't begun
+    bool due_ = false;  // the page has been activated, and its check hasn't begun
     UniqueFont titleFont_, verdictFont_;
     CListCtrl list_;
     std::vector<ReportRow> rows_;  // what the list shows
 };
 
+// Selects the container. Next opens it.
 class CWizPageCheckContainerSelectContainer : public CWizPageSelectContainer {
   public:
     explicit CWizPageCheckContainerSelectContainer(CheckContainerState& state);

@@ -8,8 +8,10 @@
 
 namespace {
 
-void ShowCopyFailure(UINT text, const std::wstring& container, HRESULT result) {
-    MessageBoxFormat(text, MB_ICONEXCLAMATION, container, Insert::AsItIs(ErrorMessageText(static_cast<DWORD>(result))));
+// The message shows Win32 codes in the form of an HRESULT.
+void ShowCopyFailure(UINT text, const std::wstring& container, Failure failure) {
+    MessageBoxFormat(text, MB_ICONEXCLAMATION, container,
+                     Insert::AsItIs(ErrorMessageText(static_cast<DWORD>(failure.AsHresult()))));
 }
 
 }  // namespace
@@ -20,20 +22,20 @@ CWizPageCopyContainerSelectSrcContainer::CWizPageCopyContainerSelectSrcContainer
 LRESULT CWizPageCopyContainerSelectSrcContainer::OnWizardNext() {
     if (const LRESULT stay = CWizPageSelectContainer::OnWizardNext()) return stay;
     ContainerCopy& copy = state_.copy;
-    copy.Clear();
+    static_cast<void>(copy.Clear());  // of an earlier source; a handle that can't be closed is no reason to stop
     const ClientWindow client(m_hWnd);
     CCryptProvContext source;
     if (!OpenSource(source)) return -1;
-    HRESULT result = S_OK;
+    Result<> read;
     {
         const CWaitCursor wait;
-        result = ReadSourceContainer(source.Get(), copy);
+        read = ReadSourceContainer(source.Get(), copy);
         source.Release();
     }
-    if (FAILED(result)) {
-        copy.Clear();
-        ShowCopyFailure(result == NTE_BAD_KEY_STATE ? IDS_COPY_NOT_EXPORTABLE : IDS_COPY_FAILED, ContainerName(),
-                        result);
+    if (!read) {
+        static_cast<void>(copy.Clear());  // the failure of the reading is shown
+        const bool mayNotExport = read.Failed().Is(static_cast<DWORD>(NTE_BAD_KEY_STATE));
+        ShowCopyFailure(mayNotExport ? IDS_COPY_NOT_EXPORTABLE : IDS_COPY_FAILED, ContainerName(), read.Failed());
         return -1;
     }
     copy.keySet = state_.keySet;
@@ -42,12 +44,12 @@ LRESULT CWizPageCopyContainerSelectSrcContainer::OnWizardNext() {
     return 0;
 }
 
-// With the context of the copy, on the same provider.
+// Opens the container, and the verification context of the copy on the same provider.
 bool CWizPageCopyContainerSelectSrcContainer::OpenSource(CCryptProvContext& source) {
     if (!AcquireSelectedContainer(source, 0)) return false;
-    const Outcome opened = state_.copy.OpenVerification(ProviderName().c_str(), ProviderType());
-    if (!opened.done) ShowAccessFailure(opened.error);
-    return opened.done;
+    const Result<> opened = state_.copy.OpenVerification(ProviderName().c_str(), ProviderType());
+    if (!opened) ShowAccessFailure(opened.Failed());
+    return static_cast<bool>(opened);
 }
 
 CWizPageCopyContainerSelectDestContainer::CWizPageCopyContainerSelectDestContainer(CopyContainerState& state)
@@ -64,22 +66,22 @@ bool CWizPageCopyContainerSelectDestContainer::OnSetActive() {
     return CWizPageSelectContainer::OnSetActive();
 }
 
-// What was made of the new container stays when the rest fails, and so does what was read: the user may name another.
+// After a failure the incomplete container remains, and what was read is kept, so that the user may name another copy.
 bool CWizPageCopyContainerSelectDestContainer::OnWizardFinish() {
     if (!CWizPageSelectContainer::OnWizardFinish()) return false;
     const ClientWindow client(m_hWnd);
     CCryptProvContext target;
     if (!AcquireSelectedContainer(target, kCopyTargetFlags)) return false;
-    HRESULT result = S_OK;
+    Result<> written;
     {
         const CWaitCursor wait;
-        result = WriteTargetContainer(state_.copy, target.Get());
+        written = WriteTargetContainer(state_.copy, target.Get());
     }
-    if (FAILED(result)) {
-        ShowCopyFailure(IDS_COPY_FAILED, ContainerName(), result);
+    if (!written) {
+        ShowCopyFailure(IDS_COPY_FAILED, ContainerName(), written.Failed());
         return false;
     }
-    state_.copy.Clear();
+    static_cast<void>(state_.copy.Clear());  // the copy is complete, whatever closing a handle returns
     return true;
 }
 

@@ -1,4 +1,4 @@
-// The wizard that copies a container: choose it, which reads it; name the copy, which writes it.
+// The wizard that copies a container. Its pages: select and read the source; name and write the copy.
 #pragma once
 
 #include "csp/ContainerCopy.h"
@@ -6,9 +6,10 @@
 #include "wizards/WizardBase.h"
 
 struct CopyContainerState : WizardState {
-    ContainerCopy copy;  // filled by the first page
+    ContainerCopy copy;  // read by the first page, written by the second
 };
 
+// Selects the source. Next opens the container and reads it.
 class CWizPageCopyContainerSelectSrcContainer : public CWizPageSelectContainer {
   public:
     explicit CWizPageCopyContainerSelectSrcContainer(CopyContainerState& state);
@@ -22,6 +23,7 @@ class CWizPageCopyContainerSelectSrcContainer : public CWizPageSelectContainer {
     CopyContainerState& state_;
 };
 
+// Names the copy. Finish creates the container and writes it.
 class CWizPageCopyContainerSelectDestContainer : public CWizPageSelectContainer {
   public:
     explicit CWizPageCopyContainerSelectDestContainer(CopyContainerState& state);

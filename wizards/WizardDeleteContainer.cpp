@@ -11,8 +11,8 @@ bool CWizPageDeleteContainerSelectContainer::OnWizardFinish() {
     if (!CWizPageSelectContainer::OnWizardFinish()) return false;
     const ClientWindow client(m_hWnd);
     const std::wstring question = FormatStringId(IDS_DELETE_QUESTION, ContainerName());
-    if (question.empty()) return false;  // its text can't be had, and nothing is deleted without asking
-    // Who answers No is done with the wizard, not only with this container.
+    if (question.empty()) return false;  // nothing is deleted without a confirmation, and its text can't be loaded
+    // The answer No finishes the wizard, too.
     if (MessageBoxText(question, MB_YESNO | MB_ICONEXCLAMATION, IDS_DELETE_QUESTION) != IDYES) return true;
     return AcquireSelectedContainer(state_.container, CRYPT_DELETEKEYSET);
 }

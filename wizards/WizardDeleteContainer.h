@@ -1,4 +1,4 @@
-// The wizard that deletes a container, with all that is in it.
+// The wizard that deletes a container with its keys and certificates.
 #pragma once
 
 #include "csp/CryptProvContext.h"
@@ -6,9 +6,10 @@
 #include "wizards/WizardBase.h"
 
 struct DeleteContainerState : WizardState {
-    CCryptProvContext container;  // for the deletion only, which leaves it empty
+    CCryptProvContext container;  // always empty: the deletion returns no handle
 };
 
+// Selects the container. Finish deletes it after a confirmation.
 class CWizPageDeleteContainerSelectContainer : public CWizPageSelectContainer {
   public:
     explicit CWizPageDeleteContainerSelectContainer(DeleteContainerState& state);

@@ -61,7 +61,7 @@ bool CWizPageInstallCertificateSelectFile::OnSetActive() {
     return shown;
 }
 
-// Also while the path is typed: a user who types it would otherwise have no way on.
+// Called also while the user types the path.
 void CWizPageInstallCertificateSelectFile::UpdateWizardButtons() {
     SetWizardButtons(GetWindowTextLengthW(GetDlgItem(IDC_FILE_NAME)) > 0 ? PSWIZB_NEXT : 0);
 }
@@ -75,7 +75,7 @@ void CWizPageInstallCertificateSelectFile::OnBrowse() {
     UpdateWizardButtons();
 }
 
-// A file that is open already keeps the certificate that was chosen from it.
+// A file that is open already isn't opened again, so that the certificate chosen from it stays.
 LRESULT CWizPageInstallCertificateSelectFile::OnWizardNext() {
     if (!UpdateData(true)) return -1;
     if (!path_.empty() && (path_ == state_.filePath || OpenFile())) return 0;
@@ -87,7 +87,7 @@ bool CWizPageInstallCertificateSelectFile::OpenFile() {
     const CWaitCursor wait;
     state_.filePath.clear();
     state_.file.store = {};
-    std::optional<CertificateFile> opened = OpenCertificateFile(path_);
+    Result<CertificateFile> opened = OpenCertificateFile(path_);
     if (!opened) return false;  // the certificate that was chosen before stays until another file is open
     state_.file.several = !opened->only;
     state_.file.certificate = std::move(opened->only);
@@ -110,9 +110,9 @@ void CWizPageInstallCertificateSelectCertificate::UpdateWizardButtons() {
 
 namespace {
 
-constexpr ULONGLONG kBetweenTexts = 50;  // milliseconds; texts that change faster can't be read
+constexpr ULONGLONG kBetweenTexts = 50;  // milliseconds; texts that change faster are unreadable
 
-// To be seen while the search goes on.
+// Shows the static for the progress during the scope.
 class ProgressLine {
   public:
     explicit ProgressLine(HWND text) noexcept : text_(text) { ShowWindow(text_, SW_SHOW); }
@@ -162,7 +162,7 @@ LRESULT CWizPageInstallCertificateSelectContainer::OnWizardNext() {
 }
 
 LRESULT CWizPageInstallCertificateSelectContainer::OnWizardBack() {
-    ChooseByHand();
+    SelectManually();
     ClearName();
     return 0;
 }
@@ -174,36 +174,36 @@ void CWizPageInstallCertificateSelectContainer::OnAutomatically() {
     } else if (automatically) {
         SearchAndShow();
     } else {
-        ChooseByHand();
+        SelectManually();
         ClearName();
     }
 }
 
-void CWizPageInstallCertificateSelectContainer::ChooseByHand() {
+void CWizPageInstallCertificateSelectContainer::SelectManually() {
     CheckDlgButton(m_hWnd, IDC_SELECT_AUTOMATICALLY, BST_UNCHECKED);
-    EnableChoice(true);
+    EnableSelection(true);
 }
 
-// A search that the user stops leaves the page as it was before.
+// After a search that the user stops, the page shows the same selection as before.
 void CWizPageInstallCertificateSelectContainer::SearchAndShow() {
     const ClientWindow client(m_hWnd);
     const std::wstring named = ContainerName();
-    EnableChoice(false);
-    EnableOwner(false);
+    EnableSelection(false);
+    EnableKeySet(false);
     SearchResult result;
     try {
         result = Search();
     } catch (...) {
-        EnableOwner(true);
-        ChooseByHand();  // out of memory; the page stays usable
+        EnableKeySet(true);
+        SelectManually();  // out of memory: the page remains usable
         throw;
     }
-    EnableOwner(true);
+    EnableKeySet(true);
     if (result.end == SearchEnd::Found) {
         ShowContainer(std::move(result.container), static_cast<int>(result.provider));
         return;
     }
-    ChooseByHand();
+    SelectManually();
     if (result.end == SearchEnd::Stopped) {
         ShowContainer(named, SelectedProvider());
         return;
@@ -221,7 +221,7 @@ SearchResult CWizPageInstallCertificateSelectContainer::Search() {
 }
 
 bool CWizPageInstallCertificateSelectContainer::Searching(const std::wstring& provider, const std::wstring& container) {
-    if (!container.empty()) TakeCandidate(container);
+    if (!container.empty()) SetCandidate(container);
     const ULONGLONG now = GetTickCount64();
     if (now - shownAt_ >= kBetweenTexts) {
         shownAt_ = now;
@@ -259,7 +259,7 @@ bool CWizPageInstallCertificateSelectStore::OnSetActive() {
 
 void CWizPageInstallCertificateSelectStore::OnBrowse() {
     if (!UpdateData(true)) return;
-    state_.target = {};  // closed before another is opened
+    state_.target = {};  // close the store before another one is opened
     Show(ChooseStore(m_hWnd, state_.keySet));
 }
 
@@ -336,20 +336,30 @@ bool CWizPageInstallCertificateFinish::OnWizardFinish() {
     return Link() && AddCertificate(state_.target.store.get(), *state_.file.certificate.get(), MB_ICONINFORMATION);
 }
 
+namespace {
+
+// The message for a step of the linking that failed.
+UINT MessageOf(LinkStep step) noexcept {
+    switch (step) {
+        case LinkStep::OpenKey: return IDS_NO_KEYS;
+        case LinkStep::ReadContainer:
+        case LinkStep::ReadKey: return IDS_NO_PARAMETERS;
+        case LinkStep::Write: return IDS_LINK_FAILED;
+    }
+    return 0;
+}
+
+}  // namespace
+
 bool CWizPageInstallCertificateFinish::Link() {
-    LinkOutcome linked;
-    {
+    const LinkAttempt attempt = [&] {
         const CWaitCursor wait;
-        linked = LinkCertificate(*state_.file.certificate.get(),
-                                 {state_.container.Get(), state_.keySpec, state_.keySet, state_.writeToContainer});
-    }
-    const std::wstring& container = linked.container.empty() ? state_.containerName : linked.container;
-    switch (linked.failure) {
-        case LinkFailure::None: return true;
-        case LinkFailure::NoKey: MessageBoxFormat(IDS_NO_KEYS, MB_ICONEXCLAMATION, container); break;
-        case LinkFailure::Parameters: MessageBoxFormat(IDS_NO_PARAMETERS, MB_ICONEXCLAMATION, container); break;
-        case LinkFailure::Property: MessageBoxFormat(IDS_LINK_FAILED, MB_ICONEXCLAMATION, container); break;
-    }
+        return LinkCertificate(*state_.file.certificate.get(),
+                               {state_.container.Get(), state_.keySpec, state_.keySet, state_.writeToContainer});
+    }();
+    if (attempt.result) return true;
+    const std::wstring& container = attempt.container.empty() ? state_.containerName : attempt.container;
+    MessageBoxFormat(MessageOf(attempt.step), MB_ICONEXCLAMATION, container);
     return false;
 }
 

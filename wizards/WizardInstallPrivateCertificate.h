@@ -1,5 +1,5 @@
-// The wizard that installs a certificate from a file and links it with its private key: choose the file, the
-// certificate, the container, the store; see what will be done, and do it.
+// The wizard that installs a certificate from a file and links it with its private key. Its pages: select the file, the
+// certificate, the container and the store; view the summary and install.
 #pragma once
 
 #include <windows.h>
@@ -15,20 +15,17 @@
 #include "wizards/WizPageSelectContainer.h"
 #include "wizards/WizardBase.h"
 
-// What the pages of the wizard that installs a certificate from a file share.
-
 struct InstallCertificateState : WizardState {
-    std::wstring filePath;   // that `file` was opened on; empty: it wasn't
-    CertificateChoice file;  // its store; the certificate to install
+    std::wstring filePath;   // of the open file; empty when none is open
+    CertificateChoice file;  // the file as a store, and the certificate to install
     CCryptProvContext container;
-    std::wstring containerName;  // as the user knows it
-    DWORD keySpec = 0;           // the key that is the certificate's; 0: none
+    std::wstring containerName;  // as selected by the user
+    DWORD keySpec = 0;           // the certificate's key: AT_KEYEXCHANGE, AT_SIGNATURE, or 0 for none
     NamedStore target;
     bool writeToContainer = false;
 };
 
-// The installation wizard's welcome: what it is for. The wizard has the page but doesn't show it.
-
+// Describes the wizard. The wizard has this page but doesn't show it.
 class CWizPageInstallCertificateWelcome : public CWizardPageBase {
   public:
     CWizPageInstallCertificateWelcome();
@@ -41,8 +38,7 @@ class CWizPageInstallCertificateWelcome : public CWizardPageBase {
     UniqueFont titleFont_;
 };
 
-// The file that the certificate comes from.
-
+// Selects the file. Next opens it.
 class CWizPageInstallCertificateSelectFile : public CWizardPageBase {
   public:
     explicit CWizPageInstallCertificateSelectFile(InstallCertificateState& state);
@@ -62,8 +58,7 @@ class CWizPageInstallCertificateSelectFile : public CWizardPageBase {
     std::wstring path_;
 };
 
-// The certificate to install.
-
+// Selects the certificate to install, if the file holds several.
 class CWizPageInstallCertificateSelectCertificate : public CWizPageSelectCertificate {
   public:
     explicit CWizPageInstallCertificateSelectCertificate(InstallCertificateState& state);
@@ -76,8 +71,8 @@ class CWizPageInstallCertificateSelectCertificate : public CWizPageSelectCertifi
     InstallCertificateState& state_;
 };
 
-// The container with the certificate's private key: named by the user, or found by the page.
-
+// Selects the container with the certificate's private key, manually or by a search through all containers. Next opens
+// the container and checks that one of its keys is the certificate's.
 class CWizPageInstallCertificateSelectContainer : public CWizPageSelectContainer, private SearchProgress {
   public:
     explicit CWizPageInstallCertificateSelectContainer(InstallCertificateState& state);
@@ -94,14 +89,13 @@ class CWizPageInstallCertificateSelectContainer : public CWizPageSelectContainer
     void OnAutomatically();
     SearchResult Search();
     void SearchAndShow();
-    void ChooseByHand();
+    void SelectManually();
 
     InstallCertificateState& state_;
-    ULONGLONG shownAt_ = 0;  // when the progress was shown last, in milliseconds of the system's time
+    ULONGLONG shownAt_ = 0;  // when the progress was last shown: GetTickCount64, milliseconds
 };
 
-// The store that the certificate is installed into.
-
+// Selects the store that the certificate is installed into.
 class CWizPageInstallCertificateSelectStore : public CWizardPageBase {
   public:
     explicit CWizPageInstallCertificateSelectStore(InstallCertificateState& state);
@@ -122,8 +116,7 @@ class CWizPageInstallCertificateSelectStore : public CWizardPageBase {
     int writeToContainer_ = BST_UNCHECKED;
 };
 
-// What is going to be done, and the installation itself.
-
+// Shows a summary of the installation. Finish links and installs the certificate.
 class CWizPageInstallCertificateFinish : public CWizardPageBase {
   public:
     explicit CWizPageInstallCertificateFinish(InstallCertificateState& state);
@@ -151,7 +144,7 @@ class CWizardInstallPrivateCertificate : public CPropertySheetWizardBase {
 
   private:
     InstallCertificateState state_;
-    CWizPageInstallCertificateWelcome welcome_;  // not one of the pages: the wizard opens with the file
+    CWizPageInstallCertificateWelcome welcome_;  // not added to the pages: the wizard begins with the file
     CWizPageInstallCertificateSelectFile selectFile_{state_};
     CWizPageInstallCertificateSelectCertificate selectCertificate_{state_};
     CWizPageInstallCertificateSelectContainer selectContainer_{state_};

@@ -22,6 +22,9 @@ using TestBytes = std::vector<BYTE>;
 inline HRESULT ErrorOf(BOOL done) {
     return done ? 0 : static_cast<HRESULT>(GetLastError());
 }
+inline HRESULT ErrorOf(const Result<>& result) {
+    return result ? S_OK : result.Failed().AsHresult();
+}
 
 // A container that is there while the object lives, made without a question. `type` 71 or 75.
 class TestContainer {
@@ -29,7 +32,7 @@ class TestContainer {
     explicit TestContainer(std::wstring name, DWORD type = 75, DWORD flags = 0)
         : name_(std::move(name)), type_(type), flags_(flags) {
         Delete();
-        made_ = context_.Acquire(CRYPT_NEWKEYSET | CRYPT_SILENT | flags_, name_.c_str(), nullptr, type_);
+        made_ = !!context_.Acquire(CRYPT_NEWKEYSET | CRYPT_SILENT | flags_, name_.c_str(), nullptr, type_);
     }
     ~TestContainer() {
         context_.Release();
@@ -42,12 +45,12 @@ class TestContainer {
     HCRYPTPROV Get() const { return context_.Get(); }
     const wchar_t* Name() const { return name_.c_str(); }
     // Opens it anew, as another program would.
-    bool Open(DWORD flags = CRYPT_SILENT) { return context_.Acquire(flags | flags_, name_.c_str(), nullptr, type_); }
+    bool Open(DWORD flags = CRYPT_SILENT) { return !!context_.Acquire(flags | flags_, name_.c_str(), nullptr, type_); }
 
   private:
     void Delete() {
         CCryptProvContext deleted;
-        deleted.Acquire(CRYPT_DELETEKEYSET | CRYPT_SILENT | flags_, name_.c_str(), nullptr, type_);
+        (void)deleted.Acquire(CRYPT_DELETEKEYSET | CRYPT_SILENT | flags_, name_.c_str(), nullptr, type_);
     }
 
     std::wstring name_;
