@@ -19,10 +19,14 @@ Result<RegistryValue> ReadRegistryValue(HKEY root, const std::wstring& key, cons
     if (const LSTATUS error = RegOpenKeyExW(root, key.c_str(), 0, KEY_QUERY_VALUE, opened.put()))
         return Failure{static_cast<DWORD>(error)};
     RegistryValue read{};
-    DWORD bytes = 0;
-    if (const LSTATUS error = RegQueryValueExW(opened.get(), value, nullptr, nullptr, nullptr, &bytes))
-        return Failure{static_cast<DWORD>(error)};
-    if (bytes > mostBytes) return Failure{ERROR_MORE_DATA};
+    // A small value is read by one call, without a query for its size.
+    constexpr DWORD kSmallValue = 1024;
+    DWORD bytes = mostBytes;
+    if (mostBytes > kSmallValue) {
+        if (const LSTATUS error = RegQueryValueExW(opened.get(), value, nullptr, nullptr, nullptr, &bytes))
+            return Failure{static_cast<DWORD>(error)};
+        if (bytes > mostBytes) return Failure{ERROR_MORE_DATA};
+    }
     read.bytes.resize(bytes);
     if (const LSTATUS error = RegQueryValueExW(opened.get(), value, nullptr, &read.type, read.bytes.data(), &bytes))
         return Failure{static_cast<DWORD>(error)};
