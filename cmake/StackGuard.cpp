@@ -1,6 +1,6 @@
 // The run-time part of the stack protector. The compiler's own library obtains the guard value from a cryptographic
-// provider while the module is being loaded, which loads several system libraries during a phase in which no library may
-// be loaded, and takes milliseconds. This one computes the guard from the clock, the process and thread ids and the
+// provider while the module is being loaded, which loads several system libraries during a phase in which no library
+// may be loaded, and takes milliseconds. This one computes the guard from the clock, the process and thread ids and the
 // addresses of the stack and the module, like the platform's own compilers.
 #include <windows.h>
 
@@ -29,7 +29,8 @@ __attribute__((constructor, optimize("no-stack-protector"))) static void MakeGua
         guard = (guard ^ part) * 0x9E3779B97F4A7C15u;
         guard ^= guard >> 29;
     }
-    __stack_chk_guard = guard & ~uintptr_t{0xFF};  // the low byte is 0, so that an overrunning text ends before the guard
+    __stack_chk_guard =
+        guard & ~uintptr_t{0xFF};  // the low byte is 0, so that an overrunning text ends before the guard
 }
 
 }  // extern "C"

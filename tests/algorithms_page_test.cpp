@@ -60,12 +60,10 @@ TEST_F(AlgorithmsPage, ChoicesGoBackToTheProvider) {
             EXPECT_EQ(Ui::Items(page, box++).at(0), list + std::wstring(L", set 1 (default)")) << "under this label";
         }
     });
-    for (const auto& [spoken, title, type] : {std::tuple{kEnglish, L"Algorithms", 0}, {kRussian, L"Алгоритмы", 1}}) {
-        language.Set(spoken);
-        Run({[&, text = title, wanted = type](HWND sheet) {
+    for (const int type : {0, 1}) {
+        Run({[&](HWND sheet) {
                  const HWND page = Ui::Page(sheet);
-                 EXPECT_EQ(Ui::Text(page), text);
-                 for (const int shown : {1 - wanted, wanted}) {
+                 for (const int shown : {1 - type, type}) {
                      Ui::Select(page, kType, shown);
                      EXPECT_FALSE(Ui::ApplyEnabled(sheet));
                      for (const bool modified : {true, false, true}) {  // from the first to the last item, and back
@@ -77,11 +75,11 @@ TEST_F(AlgorithmsPage, ChoicesGoBackToTheProvider) {
                  Ui::Press(sheet, PSBTN_APPLYNOW);
              },
              [](HWND sheet) { EXPECT_FALSE(Ui::ApplyEnabled(sheet)); }});
-        Look([&, saved = type](HWND page) {
+        Look([&](HWND page) {
             for (const int shown : {1, 0, 1}) {
                 Ui::Select(page, kType, shown);
                 for (UINT box = kHash; box <= kDiffieHellman; ++box)
-                    EXPECT_EQ(Ui::Selected(page, box), shown <= saved ? Last(page, box) : 0) << box;
+                    EXPECT_EQ(Ui::Selected(page, box), shown <= type ? Last(page, box) : 0) << box;
             }
         });
     }
@@ -89,15 +87,19 @@ TEST_F(AlgorithmsPage, ChoicesGoBackToTheProvider) {
 
 TEST_F(AlgorithmsPage, WithoutAContextOrRightsNothingCanBeChosen) {
     const struct {
+        const char* name;
         std::wstring hidden;
         bool anyName, mayWrite;
         std::vector<DWORD> acquired;  // at the start and for each type
         bool lists, enabled;          // of the last type
-    } cases[] = {{L"", true, true, {75, 75, 71}, true, true},   {L"", false, true, {75, 75, 71}, false, false},
-                 {L"", true, false, {75, 75, 71}, true, false}, {L"1", true, true, {75, 75}, true, true},
-                 {L"5", true, true, {0, 0}, false, false},      {L"15", true, true, {DWORD(CB_ERR)}, false, false}};
+    } cases[] = {{"both types", L"", true, true, {75, 75, 71}, true, true},
+                 {"no second context", L"", false, true, {75, 75, 71}, false, false},
+                 {"no rights", L"", true, false, {75, 75, 71}, true, false},
+                 {"no type 71", L"1", true, true, {75, 75}, true, true},
+                 {"no type 75", L"5", true, true, {0, 0}, false, false},
+                 {"no types", L"15", true, true, {DWORD(CB_ERR)}, false, false}};
     for (const auto& c : cases) {
-        SCOPED_TRACE(&c - cases);
+        SCOPED_TRACE(c.name);
         hidden = c.hidden;
         anyName = c.anyName;
         acquired.clear();
@@ -108,8 +110,10 @@ TEST_F(AlgorithmsPage, WithoutAContextOrRightsNothingCanBeChosen) {
             const int types = Last(page, kType) + 1;
             EXPECT_EQ(types, 2 - static_cast<int>(c.hidden.size()));
             for (int type = 0; type < types; ++type) Ui::Select(page, kType, type);
-            for (UINT box = kHash; box <= kDiffieHellman; ++box)
-                EXPECT_TRUE(Ui::Enabled(page, box) == c.enabled && (Last(page, box) >= 0) == c.lists) << box;
+            for (UINT box = kHash; box <= kDiffieHellman; ++box) {
+                EXPECT_EQ(Ui::Enabled(page, box), c.enabled) << box;
+                EXPECT_EQ(Last(page, box) >= 0, c.lists) << box;
+            }
             EXPECT_EQ(IsWindowEnabled(GetWindow(GetDlgItem(page, kHash), GW_HWNDPREV)) != FALSE, c.enabled) << "label";
             Ui::Press(sheet, PSBTN_OK);  // nothing to save
         }});
@@ -120,16 +124,6 @@ TEST_F(AlgorithmsPage, WithoutAContextOrRightsNothingCanBeChosen) {
 
 // What fails leaves a box disabled, or the provider as it was. Nothing is told.
 TEST_F(AlgorithmsPage, FailuresAreSurvived) {
-    size_t items = 0;
-    Look([&](HWND page) {
-        for (UINT box = kHash; box <= kDiffieHellman; ++box) items += static_cast<size_t>(Last(page, box) + 1);
-    });
-    const auto start = [&] { Look([](HWND) {}); };
-    // The installer's library, the provider's name, two keys with a name each, the context; the items twice, an end for
-    // each list, each box's value; the section and its rights.
-    const size_t started = 1 + 2 + 2 * 3 + 1 + (2 * items + 4 + 4 * 2) + 2;
-    EXPECT_EQ(Faults("Algorithms page, start", start, [&](const Fault&) { return Told(); }), started);
-
     int before = 0;
     const auto save = [&] {
         Run({[&](HWND sheet) {
@@ -139,13 +133,13 @@ TEST_F(AlgorithmsPage, FailuresAreSurvived) {
             Ui::Press(sheet, PSBTN_OK);
         }});
     };
-    const size_t saved = Faults("Algorithms page, change and save", save, [&](const Fault& fault) {
-        const std::string told = Told();
+    Faults("Algorithms page, change and save", save, [&](const Fault& fault) {
+        const bool told = !boxes.empty();
         const int old = before;
         Look([&](HWND page) { before = Ui::Selected(page, kDiffieHellman); });
-        return before != old || *fault.function ? told : "isn't saved";
+        if (told) return "reports a failure";
+        return before != old || *fault.function ? "" : "isn't saved";
     });
-    EXPECT_EQ(saved, started + 2 + 1 + 2);  // the rights, the value, the rights again
 }
 
 }  // namespace

@@ -158,40 +158,27 @@ TEST(Module, ShowsTheInstallationItBelongsTo) {
     EXPECT_TRUE(script.Finished());
 }
 
-// Somewhere alone, without any of the product's libraries beside it.
-TEST(Module, WithoutTheSupportLibraryDefaultsShow) {
+// In a directory of its own, with nothing or something else under the support library's name.
+TEST(Module, OpensWithoutItsSupportLibrary) {
     const TemporaryDirectory directory;
-    Panel panel(directory.Take(L"vestra.cpl"));
-    EXPECT_EQ(GetModuleHandleW((directory.Path() + L"kvsuprt.dll").c_str()), nullptr);
-    NEWCPLINFOW texts{};
-    EXPECT_EQ(panel.Send(CPL_NEWINQUIRE, &texts), 0);
-    EXPECT_STREQ(texts.szName, L"");
-    ModalScript script({[](HWND sheet) {
-        const HWND page = Ui::Page(sheet);
-        EXPECT_EQ(Ui::PageCount(sheet), 8);
-        EXPECT_EQ(Ui::Selected(page, IDC_GENERAL_USER_LANGUAGE), 0);
-        EXPECT_EQ(Ui::Selected(page, IDC_GENERAL_MACHINE_LANGUAGE), 1);
-        EXPECT_FALSE(Ui::Enabled(page, IDC_GENERAL_USER_LANGUAGE));
-        EXPECT_FALSE(Ui::Enabled(page, IDC_GENERAL_MACHINE_LANGUAGE));
-        EXPECT_FALSE(Ui::ApplyEnabled(sheet));
-    }});
-    EXPECT_EQ(panel.Send(CPL_DBLCLK), 0);
-    EXPECT_TRUE(script.Finished());
-    EXPECT_TRUE(script.Boxes().empty());
-}
-
-// Something else lies there under the support library's name.
-TEST(Module, AForeignSupportLibraryDoesNoHarm) {
-    const TemporaryDirectory directory;
-    const std::wstring path = directory.Take(L"vestra.cpl");
-    const std::wstring library = directory.Path() + L"kvsuprt.dll";
-    for (const bool broken : {false, true}) {
-        CopyFileW((ProgramDirectory() + L"kvcsp.dll").c_str(), library.c_str(), FALSE);
-        if (broken) std::ofstream(std::filesystem::path(library)) << "MZ";
+    const std::wstring path = directory.Take(L"vestra.cpl"), library = directory.Path() + L"kvsuprt.dll";
+    for (const std::string found : {"nothing", "another library", "no library"}) {
+        SCOPED_TRACE(found);
+        if (found != "nothing") CopyFileW((ProgramDirectory() + L"kvcsp.dll").c_str(), library.c_str(), FALSE);
+        if (found == "no library") std::ofstream(std::filesystem::path(library)) << "MZ";
         Panel panel(path);
-        ModalScript script({[&](HWND sheet) { EXPECT_EQ(Ui::PageCount(sheet), 8) << broken; }});
+        NEWCPLINFOW texts{};
+        EXPECT_EQ(panel.Send(CPL_NEWINQUIRE, &texts), 0);
+        EXPECT_STREQ(texts.szName, L"");
+        ModalScript script({[](HWND sheet) {
+            EXPECT_EQ(Ui::PageCount(sheet), 8);
+            EXPECT_FALSE(Ui::Enabled(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE));
+            EXPECT_FALSE(Ui::Enabled(Ui::Page(sheet), IDC_GENERAL_MACHINE_LANGUAGE));
+            EXPECT_FALSE(Ui::ApplyEnabled(sheet));
+        }});
         EXPECT_EQ(panel.Send(CPL_DBLCLK), 0);
         EXPECT_TRUE(script.Finished());
+        EXPECT_TRUE(script.Boxes().empty());
         // The library stays loaded by design; the next case needs another file there.
         while (const HMODULE loaded = GetModuleHandleW(library.c_str())) FreeLibrary(loaded);
     }

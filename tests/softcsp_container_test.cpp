@@ -19,7 +19,8 @@ using namespace softcsp;
 
 HRESULT Acquire(const wchar_t* name, DWORD flags, DWORD type = 75) {
     CCryptProvContext context;
-    return ErrorOf(context.Acquire(flags | CRYPT_SILENT, name, nullptr, type));
+    const auto opened = context.Acquire(flags | CRYPT_SILENT, name, nullptr, type);
+    return opened ? 0 : static_cast<HRESULT>(opened.Failed().code);
 }
 
 std::string TextParameter(HCRYPTPROV provider, DWORD parameter) {
