@@ -83,6 +83,7 @@ walk() {
   panel click 1062; panel type 1045 "$person"; shot certificates-1-container
   panel next; shot certificates-2-certificate; panel cancel
   walk_install
+  walk_search
   panel click 1064; shot saved-passwords; panel cancel
   panel page 3
   panel click 57635; shot input-timeout; panel cancel
@@ -114,6 +115,21 @@ walk_install() {
   panel type 1041 "$("$wine" cmd.exe /c 'echo %USERPROFILE%' </dev/null | tr -d '\r')\\Desktop\\Иванов (DER).cer"
   panel next; shot install-2-certificate; panel next; panel click 1140; shot install-3-container
   panel next; shot install-4-store; panel next; shot install-5-summary; panel cancel
+}
+
+# A search for a certificate that no container belongs to, through so many containers that it lasts long enough.
+walk_search() {
+  local number place
+  for number in $(seq 300); do tool create "Search $number" --keys s >/dev/null; done
+  panel click 1063
+  panel type 1041 "$(windows_path tests/data/one.cer)"; panel next; panel next
+  place=$(panel place | tr -d '\r')
+  panel click 1140 &
+  for _ in $(seq 200); do [[ $(panel text 1160 2>/dev/null) == *'Search '* ]] && break; done
+  import -window root -silent xwd:- | convert xwd:- -crop "$place" +repage "build/shots/${lang%:*}-install-3-search.png"
+  wait $! || true
+  panel away
+  for number in $(seq 300); do tool remove "Search $number"; done
 }
 
 # What a user sees who isn't an administrator.
