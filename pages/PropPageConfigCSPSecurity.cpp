@@ -80,7 +80,7 @@ void CPropPageConfigCSPSecurity::DoDataExchange(CDataExchange* exchange) {
 
 bool CPropPageConfigCSPSecurity::OnInitDialog() {
     {
-        const Raised raised(ownChange_);
+        const OwnChange change(*this);
         CPropPageConfigBase::OnInitDialog();
         SetUpControls();
     }
@@ -184,12 +184,12 @@ void CPropPageConfigCSPSecurity::PlaceModeTabStop() {
 }
 
 void CPropPageConfigCSPSecurity::ShowValues() {
-    const Raised raised(ownChange_);
+    const OwnChange change(*this);
     UpdateData(false);
 }
 
 void CPropPageConfigCSPSecurity::OnControlChanged() {
-    if (ownChange_) return;
+    if (ChangesItself()) return;
     const bool noSize = !UpdateData(true) || settings_.cacheSize.shown == 0;
     if (noSize) settings_.cacheSize.shown = 1;
     // Only the keys storage service has a cache.

@@ -46,5 +46,4 @@ class CPropPageConfigCSPSecurity : public CPropPageConfigBase, private RestartQu
     int provider_ = -1;                                  // position in `providers_`
     CComboBox providerBox_, default75Box_, default71Box_;
     CSpinButtonCtrl cacheSpin_;
-    bool ownChange_ = false;  // the page itself is changing its controls
 };

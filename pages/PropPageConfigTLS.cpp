@@ -73,7 +73,7 @@ void CPropPageConfigTLS::DoDataExchange(CDataExchange* exchange) {
 
 bool CPropPageConfigTLS::OnInitDialog() {
     {
-        const Raised raised(ownChange_);
+        const OwnChange change(*this);
         CPropPageConfigBase::OnInitDialog();
         settings_.Read();
         DisableControls();
@@ -110,8 +110,8 @@ void CPropPageConfigTLS::SetUpSpins() {
 // An invalid number, or an empty text while the user types another number, is reported and replaced by the last valid
 // number at once.
 void CPropPageConfigTLS::OnControlChanged() {
-    if (ownChange_) return;
-    const Raised raised(ownChange_);
+    if (ChangesItself()) return;
+    const OwnChange change(*this);
     const bool valid = UpdateData(true);
     if (!m_hWnd) return;  // the sheet ended while the message was open
     UpdateData(false);

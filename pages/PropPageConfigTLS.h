@@ -25,5 +25,4 @@ class CPropPageConfigTLS : public CPropPageConfigBase {
 
     TlsSettings settings_;
     std::array<CSpinButtonCtrl, std::size(kTlsLimits)> spins_;
-    bool ownChange_ = false;  // the page itself is changing the controls
 };

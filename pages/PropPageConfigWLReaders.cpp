@@ -146,13 +146,6 @@ void CPropPageConfigWLReaders::EnableControls() {
     EnableControl(IDC_WINLOGON_DISABLE, settings_.mayWrite);
 }
 
-// With its label. A control that is disabled while it has the focus would leave the keyboard without effect.
-void CPropPageConfigWLReaders::EnableControl(UINT id, bool enable) noexcept {
-    const HWND control = GetDlgItem(id);
-    if (!enable && control == GetFocus()) ::SendMessageW(m_hWnd, WM_NEXTDLGCTL, 0, FALSE);
-    EnableWithLabel(control, enable);
-}
-
 bool CPropPageConfigWLReaders::IsPageModified() {
     return initialised_ && settings_.Changed();
 }

@@ -41,7 +41,6 @@ class CPropPageConfigWLReaders : public CPropPageConfigBase {
     void DisableDefaultReader() noexcept;
     void DisableIdentifiers() noexcept;
     void ExplainDisabledControls();
-    void EnableControl(UINT id, bool enable) noexcept;
 
     WinlogonSettings settings_;
     std::vector<Provider> providers_;  // in the order of their list
