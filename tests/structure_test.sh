@@ -16,7 +16,8 @@ declare -A may=(
   [softcsp]=''
   [tools/panel]=''
   [bench]='csp framework resources softcsp tools/panel'
-  [tests]='applet pages wizards settings csp applet/services framework resources softcsp tools/panel'
+  [cmake]=''
+  [tests]='applet pages wizards settings csp applet/services framework resources softcsp tools/panel cmake'
 )
 
 # The units of framework/ and applet/services/ that settings/ and csp/ may include: none has a window, a message box or
