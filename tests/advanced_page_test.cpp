@@ -209,7 +209,7 @@ TEST_F(AdvancedPage, SurvivesEveryFailure) {
         return before && before != handles ? "leaves kernel handles" : "";
     };
     const auto open = [&] { Look(look); };
-    Faults("file versions", open, inspect);
+    Faults("file versions", open, inspect, {"CreateFileW"});  // no system directory is known, which makes paths equal
 }
 
 }  // namespace

@@ -11,6 +11,17 @@ namespace {
 
 enum class Seed { None, Leak, SecondRelease, HashAfterProvider, IgnoredFailure, LateCode };
 
+// Asks for the parameters of the system's own provider, one after the other.
+void AskFor(std::initializer_list<DWORD> parameters) {
+    HCRYPTPROV provider = 0;
+    CryptAcquireContextW(&provider, nullptr, nullptr, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT);
+    for (const DWORD parameter : parameters) {
+        DWORD value = 0, size = sizeof value;
+        CryptGetProvParam(provider, parameter, reinterpret_cast<BYTE*>(&value), &size, 0);
+    }
+    CryptReleaseContext(provider, 0);
+}
+
 // Hashes a byte with the system's own provider and closes what it opened; 0 or the code of the call that failed.
 DWORD HashAByte(Seed seed) {
     HCRYPTPROV provider = 0;
@@ -56,6 +67,23 @@ TEST(FaultInjection, SeesEachKindOfFault) {
         EXPECT_NE(testing::PrintToString(figure.problems).find(c.complaint), std::string::npos) << c.complaint;
     }
     EXPECT_EQ(FaultInjection::UnknownFunctions(), std::vector<std::string>());
+}
+
+TEST(FaultInjection, SeesWhatIsAskedAgain) {
+    const auto repeated = [](const std::function<void()>& scenario) {
+        return FaultInjection().Run("asked", scenario, [](const Fault&) { return ""; }).repeated;
+    };
+    EXPECT_EQ(repeated([] { AskFor({PP_PROVTYPE, PP_VERSION}); }), std::vector<std::string>());
+    EXPECT_EQ(repeated([] {
+                  AskFor({PP_PROVTYPE, PP_VERSION, PP_PROVTYPE});
+              }),
+              std::vector<std::string>{"CryptGetProvParam(CryptAcquireContextW(0, 0, 1, F0000000), 10, given, 0)"});
+    const auto userActs = [] {
+        AskFor({PP_PROVTYPE});
+        FaultInjection::ForgetQuestions();
+        AskFor({PP_PROVTYPE});
+    };
+    EXPECT_EQ(repeated(userActs), std::vector<std::string>());
 }
 
 }  // namespace

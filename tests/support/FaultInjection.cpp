@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -27,7 +28,8 @@ constexpr DWORD kRubbish = 0xBAD;  // in the last error after what succeeds
 struct Holding {
     int references = 0;
     const char* opener = "";
-    Word provider = 0;  // of keys and hashes
+    std::string question;  // by which it was opened
+    Word provider = 0;     // of keys and hashes
 };
 
 struct State {
@@ -38,6 +40,10 @@ struct State {
     std::vector<std::size_t> calls;  // those that can fail, each by its function's position
     Fault fault;
     std::map<std::pair<Owned, Word>, Holding> open;
+    std::set<std::string> asked;  // since the last change
+    std::set<std::string> begun;  // listings
+    std::vector<std::string> repeated;
+    std::size_t opened = 0;
     std::string problems;
 
     void Complain(const std::string& text) { problems += (problems.empty() ? "" : "; ") + text; }
@@ -59,7 +65,46 @@ bool HasFailed(Fails fails, Word result) {
     return fails == Fails::WithCode && static_cast<DWORD>(result) != ERROR_SUCCESS;
 }
 
-void NoteOpened(const SystemFunction& function, const Arguments& arguments, Word result) {
+// As readable text, in which a handle is what opened it: its value may come again for another.
+std::string ArgumentText(char kind, Word argument) {
+    if (kind == '?') return argument ? "given" : "none";
+    if (kind == 'a' && argument) return reinterpret_cast<const char*>(argument);
+    if (kind == 'w' && argument > 0xFFFF)
+        return testing::internal::String::ShowWideCString(reinterpret_cast<const wchar_t*>(argument));
+    if (kind == 'h')
+        for (const auto& [key, holding] : state->open)
+            if (key.second == argument) return holding.question;
+    char number[20];
+    std::snprintf(number, sizeof number, "%llX", static_cast<unsigned long long>(argument));
+    return number;
+}
+
+// The call with its arguments as far as they are the question; empty when it is none.
+std::string QuestionText(const SystemFunction& function, const Arguments& arguments) {
+    if (!function.question || !*function.question) return {};
+    std::string text = function.name, separator = "(", listing;
+    for (std::size_t i = 0; function.question[i]; ++i) {
+        const char kind = function.question[i];
+        if (kind == '.') continue;
+        const std::string argument = ArgumentText(kind, arguments.at(i));
+        if (kind == 'h' || kind == '=') listing += argument + ' ';
+        if (kind == '+' && (arguments.at(i) & CRYPT_FIRST) != 0)
+            state->begun.insert(listing);
+        else if (kind == '+' && state->begun.contains(listing))
+            return {};
+        text += std::exchange(separator, ", ") + argument;
+    }
+    return text + ")";
+}
+
+void NoteAsked(const SystemFunction& function, const std::string& question) {
+    if (function.question && !*function.question)
+        FaultInjection::ForgetQuestions();
+    else if (!question.empty() && !state->asked.insert(question).second)
+        state->repeated.push_back(question);
+}
+
+void NoteOpened(const SystemFunction& function, const Arguments& arguments, const std::string& question, Word result) {
     Word handle = 0;
     if (function.opens == kResult) handle = result;
     if (function.opens >= 0) handle = *reinterpret_cast<Word*>(arguments[static_cast<std::size_t>(function.opens)]);
@@ -68,6 +113,7 @@ void NoteOpened(const SystemFunction& function, const Arguments& arguments, Word
     Holding& holding = state->open[{function.kind, handle}];
     ++holding.references;
     holding.opener = function.name;
+    holding.question = question.empty() ? std::string(function.name) + " " + std::to_string(++state->opened) : question;
     const bool ofProvider = function.kind == Owned::Key || function.kind == Owned::Hash;
     if (ofProvider) holding.provider = arguments[0];
 }
@@ -113,13 +159,15 @@ Word Handle(std::size_t index, const Arguments& arguments) {
     const DWORD thread = std::exchange(state->thread, 0);  // what is called from here is none of the scenario's
     if (function.closes >= 0 && arguments[static_cast<std::size_t>(function.closes)])
         NoteClosed(function, arguments[static_cast<std::size_t>(function.closes)]);
+    const std::string question = QuestionText(function, arguments);
+    NoteAsked(function, question);
     Word result = 0;
     if (MustFail(index)) {
         result = Fail(function, arguments);
     } else {
         result = CallOriginal(index, arguments);
         if (!HasFailed(function.fails, result)) {
-            NoteOpened(function, arguments, result);
+            NoteOpened(function, arguments, question, result);
             SetLastError(kRubbish);
         }
     }
@@ -181,6 +229,9 @@ std::string FaultInjection::RunOnce(const std::function<void()>& scenario, const
     state->calls.clear();
     state->fault = fault;
     state->open.clear();
+    FaultInjection::ForgetQuestions();
+    state->repeated.clear();
+    state->opened = 0;
     state->problems.clear();
     state->thread = GetCurrentThreadId();
     scenario();
@@ -199,6 +250,7 @@ FaultInjection::Figure FaultInjection::Run(const char* name, const std::function
         return problem.empty();
     };
     const bool clean = run({});
+    figure.repeated = state->repeated;
     const std::vector<std::size_t> calls = state->calls;
     figure.points = calls.size();
     for (std::size_t point = 0; clean && point < figure.points; ++point) {
@@ -219,11 +271,19 @@ FaultInjection::Figure FaultInjection::Run(const char* name, const std::function
 }
 
 std::size_t FaultInjection::Survive(const char* name, const std::function<void()>& scenario, const Inspect& inspect,
-                                    std::size_t distance) {
+                                    std::size_t distance, const std::set<std::string_view>& again) {
     const Figure figure = Run(name, scenario, inspect, distance);
     EXPECT_GT(figure.points, 0u) << name;
     for (const std::string& problem : figure.problems) ADD_FAILURE() << name << ": " << problem;
+    for (const std::string_view question : figure.repeated)
+        EXPECT_TRUE(again.contains(question.substr(0, question.find('(')))) << name << ": asks again for " << question;
     return figure.points;
+}
+
+void FaultInjection::ForgetQuestions() {
+    if (!state) return;
+    state->asked.clear();
+    state->begun.clear();
 }
 
 std::vector<std::string> FaultInjection::UnknownFunctions() {

@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "tests/support/FaultInjection.h"
+
 namespace {
 
 constexpr int kBoxText = 0xFFFF;  // the id of a message box's text
@@ -86,12 +88,15 @@ void CALLBACK ModalScript::TimerProc(HWND, UINT, UINT_PTR, DWORD) {
 void ModalScript::RunNext() {
     const HWND window = Ui::Current();
     if (!window) return;
+    FaultInjection::ForgetQuestions();
     answered_.clear();  // a destroyed box's handle may come again
     running_ = true;
     if (next_ < steps_.size()) {
         steps_[next_++](window);
-    } else {
+    } else if (Ui::Page(window)) {
         Ui::Press(window, PSBTN_CANCEL);
+    } else {
+        PostMessageW(window, WM_COMMAND, IDCANCEL, 0);
     }
     running_ = false;
 }
@@ -143,15 +148,18 @@ void Notify(HWND dialog, UINT id, UINT code) {
 }  // namespace
 
 void Select(HWND dialog, UINT comboId, int item) {
+    FaultInjection::ForgetQuestions();
     SendDlgItemMessageW(dialog, static_cast<int>(comboId), CB_SETCURSEL, static_cast<WPARAM>(item), 0);
     Notify(dialog, comboId, CBN_SELCHANGE);
 }
 
 void Type(HWND dialog, UINT editId, const wchar_t* text) {
+    FaultInjection::ForgetQuestions();
     SetDlgItemTextW(dialog, static_cast<int>(editId), text);
 }
 
 void Click(HWND dialog, UINT id) {
+    FaultInjection::ForgetQuestions();
     SendDlgItemMessageW(dialog, static_cast<int>(id), BM_CLICK, 0, 0);
 }
 

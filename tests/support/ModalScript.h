@@ -20,7 +20,7 @@ class ModalScript {
     using Step = std::function<void(HWND window)>;
 
     // `steps` run one after another, each in a message loop's turn of its own, with the property sheet or dialog that
-    // is on the screen (a sheet that was built anew is the new one). After the last step a sheet that is still open is
+    // is on the screen (a sheet that was built anew is the new one). After the last step a window that is still open is
     // cancelled. `answers` go to the message boxes in order; boxes beyond them are answered with their default button.
     explicit ModalScript(std::vector<Step> steps = {}, std::deque<int> answers = {});
     ~ModalScript();
