@@ -2,13 +2,12 @@
 
 #include <wincrypt.h>
 
-#include <cwchar>
-
 #include "csp/CryptProvContext.h"
 #include "csp/CryptoValues.h"
 #include "csp/ProviderParameters.h"
 #include "framework/Module.h"
 #include "framework/Registry.h"
+#include "framework/Text.h"
 
 namespace {
 
@@ -90,10 +89,8 @@ std::wstring CoreVersionText(const std::wstring& providerName) {
     const auto build = ReadParameter<BuildRecord>(context.Get(), kParameterBuild);
     if (!version || !build) return {};
 
-    wchar_t number[40];
-    std::swprintf(number, std::size(number), L"%u.%u.%04u ", unsigned{HIBYTE(LOWORD(*version))},
-                  unsigned{LOBYTE(LOWORD(*version))}, unsigned{build->build});
-    std::wstring text = number;
+    std::wstring text = FillPlaces(L"%u.%u.%04u ", {unsigned{HIBYTE(LOWORD(*version))},
+                                                    unsigned{LOBYTE(LOWORD(*version))}, unsigned{build->build}});
     text += ProtectionClassName(ReadParameter<DWORD>(context.Get(), kParameterProtectionClass).ValueOr(0));
     if (build->debug == 1) text += L" Debug";
     return text;

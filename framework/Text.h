@@ -6,6 +6,9 @@
 #include <string_view>
 #include <variant>
 
+// `number` in decimal. The panel formats its numbers here and by FillPlaces: the C library's functions would add 50 KB.
+std::wstring NumberText(long long number);
+
 // `format` with every "%1" and "%2" replaced by the inserts. Placeholders inside an insert are not replaced. "%%" gives
 // "%". Any other character after "%" is kept, as is a "%" at the end.
 std::wstring FillInserts(const std::wstring& format, const std::wstring& insert1, const std::wstring& insert2 = {});
