@@ -1,5 +1,7 @@
 #include "framework/Text.h"
 
+#include <windows.h>
+
 #include <algorithm>
 
 namespace {
@@ -108,6 +110,12 @@ std::wstring FillPlaces(const std::wstring& format, std::initializer_list<Format
         at += place.length;
     }
     return text;
+}
+
+bool BeginsWith(std::wstring_view text, std::wstring_view beginning) noexcept {
+    const std::wstring_view start = text.substr(0, beginning.size());
+    return CompareStringOrdinal(start.data(), static_cast<int>(start.size()), beginning.data(),
+                                static_cast<int>(beginning.size()), TRUE) == CSTR_EQUAL;
 }
 
 std::wstring VisibleText(std::wstring_view text) {

@@ -19,6 +19,9 @@ std::wstring FillInserts(const std::wstring& format, const std::wstring& insert1
 using FormatArgument = std::variant<std::wstring, unsigned>;
 std::wstring FillPlaces(const std::wstring& format, std::initializer_list<FormatArgument> arguments);
 
+// Whether `text` begins with `beginning`, ignoring case, in any alphabet.
+bool BeginsWith(std::wstring_view text, std::wstring_view beginning) noexcept;
+
 // `text` with each control and format character replaced by its number: "‹U+202E›". These include line breaks, tabs and
 // the invisible characters that reverse the text direction. For texts from outside the program, which could otherwise
 // change how the surrounding text is shown.
