@@ -68,7 +68,7 @@ struct Steps final : SearchProgress {
     std::size_t stopAt;
 };
 
-const SearchedProvider kProviders[] = {{kProvider71, 71}, {L"Nobody", 75}, {kProvider75, 75}};
+const Provider kProviders[] = {{kProvider71, 71}, {L"Nobody", 75}, {kProvider75, 75}};
 
 TEST(ContainerSearch, InOrderUpToTheFirstMatch) {
     const TemporaryDirectory directory;

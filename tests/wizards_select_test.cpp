@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "applet/services/ErrorText.h"
-#include "csp/ProductProviders.h"
+#include "csp/Providers.h"
 #include "tests/support/Certificates.h"
 #include "tests/support/Provider.h"
 #include "tests/support/Wizards.h"
