@@ -2,31 +2,50 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string>
 
 #include "softcsp/encoding/Der.h"
 
 namespace softcsp {
 namespace {
 
-// Precedes the parameters of a public key blob.
-struct BlobHead {
-    BLOBHEADER header;
-    char magic[4];
-    std::uint32_t parameters;  // bytes
-};
-static_assert(sizeof(BlobHead) == 16);
+constexpr struct {
+    int type;
+    char magic[5];
+} kMagics[] = {{PUBLICKEYBLOB, "SPK1"}, {SIMPLEBLOB, "SSK1"}, {PRIVATEKEYBLOB, "SVK1"}};
+constexpr std::size_t kMagicSize = 4;
 
-constexpr char kMagic[4] = {'S', 'P', 'K', '1'};
+// What each blob begins with: the system's header, then the magic bytes of its type.
+void WriteHead(ByteWriter& to, int type, ALG_ID algorithm) {
+    to.Raw(BytesOf(BLOBHEADER{static_cast<BYTE>(type), CUR_BLOB_VERSION, 0, algorithm}));
+    for (const auto& [known, magic] : kMagics)
+        if (known == type) to.Raw({reinterpret_cast<const std::uint8_t*>(magic), kMagicSize});
+}
+
+// The type is 0 for an unknown one.
+BLOBHEADER ReadHead(ByteReader& from) {
+    std::array<std::uint8_t, sizeof(BLOBHEADER)> bytes{};
+    from.Fill(std::span(bytes));
+    const auto header = std::bit_cast<BLOBHEADER>(bytes);
+    const ByteView found = from.Raw(kMagicSize);
+    for (const auto& [type, magic] : kMagics)
+        if (from.Good() && header.bType == type && header.bVersion == CUR_BLOB_VERSION && header.reserved == 0 &&
+            std::memcmp(found.data(), magic, kMagicSize) == 0)
+            return header;
+    return {};
+}
 
 bool IsKeyAlgorithm(ALG_ID algorithm) {
     return algorithm == kAlgSignature || algorithm == kAlgExchange || algorithm == kAlgEphemeralExchange;
 }
 
-// The text of the next identifier; empty if there is none.
-std::string ReadIdentifier(der::Reader& reader) {
-    const auto content = reader.Read(der::kObjectIdentifier);
-    return content ? der::DottedText(*content).value_or(std::string()) : std::string();
+// The set whose identifier is the reader's next element; null if it is none of these kinds.
+const ParameterSet* ReadSet(der::Reader& reader, std::initializer_list<ParameterKind> kinds) {
+    const auto element = reader.ReadWhole();
+    for (const ParameterSet& set : ParameterSets())
+        if (element && std::ranges::count(kinds, set.kind) != 0 &&
+            std::ranges::equal(*element, der::ObjectIdentifier(set.identifier)))
+            return &set;
+    return nullptr;
 }
 
 // The key stays zero.
@@ -36,9 +55,9 @@ std::optional<PublicKeyData> DecodeParameters(ByteView parameters) {
     if (!content || !whole.AtEnd()) return std::nullopt;
     der::Reader reader(*content);
     PublicKeyData data;
-    data.curve = FindCurve(ReadIdentifier(reader));
-    data.digest = FindParameterSet(ParameterKind::Digest, ReadIdentifier(reader));
-    const bool cipherSound = reader.AtEnd() || !ReadIdentifier(reader).empty();
+    data.curve = ReadSet(reader, {ParameterKind::Signature, ParameterKind::Exchange});
+    data.digest = ReadSet(reader, {ParameterKind::Digest});
+    const bool cipherSound = reader.AtEnd() || reader.Read(der::kObjectIdentifier);
     if (data.curve == nullptr || data.digest == nullptr || !cipherSound || !reader.AtEnd()) return std::nullopt;
     return data;
 }
@@ -69,49 +88,25 @@ std::optional<PublicKeyData> DecodePublicKey(ByteView parameters, ByteView key) 
 }
 
 Bytes WriteBlob(const PublicKeyBlob& blob) {
-    const Bytes parameters = EncodeKeyParameters(blob.key);
-    BlobHead head{{PUBLICKEYBLOB, CUR_BLOB_VERSION, 0, blob.algorithm}, {}, static_cast<DWORD>(parameters.size())};
-    std::ranges::copy(kMagic, head.magic);
-    Bytes bytes(sizeof head + parameters.size() + blob.key.key.size());
-    std::memcpy(bytes.data(), &head, sizeof head);
-    std::ranges::copy(blob.key.key, std::ranges::copy(parameters, bytes.begin() + sizeof head).out);
-    return bytes;
+    ByteWriter to;
+    WriteHead(to, PUBLICKEYBLOB, blob.algorithm);
+    to.Counted(EncodeKeyParameters(blob.key));
+    to.Raw(blob.key.key);
+    return to.Take();
 }
 
 std::optional<PublicKeyBlob> ReadPublicKeyBlob(ByteView bytes) {
-    BlobHead head;
-    if (bytes.size() < sizeof head) return std::nullopt;
-    std::memcpy(&head, bytes.data(), sizeof head);
-    const ByteView rest = bytes.subspan(sizeof head);
-    if (head.header.bType != PUBLICKEYBLOB || head.header.bVersion != CUR_BLOB_VERSION || head.header.reserved != 0 ||
-        !IsKeyAlgorithm(head.header.aiKeyAlg) || !std::ranges::equal(head.magic, kMagic) ||
-        head.parameters > rest.size())
-        return std::nullopt;
-    auto data = DecodeParameters(rest.first(head.parameters));
-    if (!data || !ReadKey(rest.subspan(head.parameters), data->key)) return std::nullopt;
-    return PublicKeyBlob{head.header.aiKeyAlg, *data};
+    ByteReader from(bytes);
+    const BLOBHEADER header = ReadHead(from);
+    auto data = DecodeParameters(from.Counted());
+    if (header.bType != PUBLICKEYBLOB || !IsKeyAlgorithm(header.aiKeyAlg) || !data) return std::nullopt;
+    from.Fill(std::span(data->key));
+    return from.Ended() ? std::optional(PublicKeyBlob{header.aiKeyAlg, *data}) : std::nullopt;
 }
-
-namespace {
-
-constexpr char kSimpleMagic[] = "SSK1";
-constexpr char kPrivateMagic[] = "SVK1";
-constexpr std::size_t kMagicSize = 4;
-
-ByteView Magic(bool withParameters) {
-    return {reinterpret_cast<const std::uint8_t*>(withParameters ? kPrivateMagic : kSimpleMagic), kMagicSize};
-}
-
-}  // namespace
 
 Bytes WriteBlob(const WrappedBlob& blob) {
-    const BLOBHEADER header{.bType = static_cast<BYTE>(blob.parameters ? PRIVATEKEYBLOB : SIMPLEBLOB),
-                            .bVersion = CUR_BLOB_VERSION,
-                            .reserved = 0,
-                            .aiKeyAlg = blob.algorithm};
     ByteWriter to;
-    to.Raw({reinterpret_cast<const std::uint8_t*>(&header), sizeof header});
-    to.Raw(Magic(blob.parameters.has_value()));
+    WriteHead(to, blob.parameters ? PRIVATEKEYBLOB : SIMPLEBLOB, blob.algorithm);
     to.Number(blob.wrapping == Wrapping::Diversified ? 1 : 0);
     to.Raw(blob.material);
     to.Raw(blob.wrapped.key);
@@ -122,29 +117,19 @@ Bytes WriteBlob(const WrappedBlob& blob) {
 
 std::optional<WrappedBlob> ReadWrappedBlob(ByteView bytes) {
     ByteReader from(bytes);
-    const ByteView head = from.Raw(sizeof(BLOBHEADER));
-    const ByteView magic = from.Raw(kMagicSize);
-    if (!from.Good()) return std::nullopt;
-    BLOBHEADER header;
-    std::memcpy(&header, head.data(), sizeof header);
-    const bool withParameters = header.bType == PRIVATEKEYBLOB;
-    const bool known = withParameters || header.bType == SIMPLEBLOB;
-    if (!known || header.bVersion != CUR_BLOB_VERSION ||
-        std::memcmp(magic.data(), Magic(withParameters).data(), kMagicSize) != 0)
-        return std::nullopt;
+    const BLOBHEADER header = ReadHead(from);
+    if (header.bType != PRIVATEKEYBLOB && header.bType != SIMPLEBLOB) return std::nullopt;
     WrappedBlob blob;
     blob.algorithm = header.aiKeyAlg;
     const std::uint32_t wrapping = from.Number();
-    if (wrapping > 1) return std::nullopt;
     blob.wrapping = wrapping == 1 ? Wrapping::Diversified : Wrapping::Plain;
     from.Fill(std::span(blob.material));
     from.Fill(std::span(blob.wrapped.key));
     from.Fill(std::span(blob.wrapped.mac));
-    if (withParameters) {
-        blob.parameters = DecodeParameters(from.Counted());
-        if (!blob.parameters) return std::nullopt;
-    }
-    return from.Ended() ? std::optional(blob) : std::nullopt;
+    if (header.bType == PRIVATEKEYBLOB) blob.parameters = DecodeParameters(from.Counted());
+    const bool complete =
+        from.Ended() && wrapping <= 1 && blob.parameters.has_value() == (header.bType == PRIVATEKEYBLOB);
+    return complete ? std::optional(blob) : std::nullopt;
 }
 
 }  // namespace softcsp

@@ -64,7 +64,7 @@ struct WrappedBlob {
     Wrapping wrapping = Wrapping::Plain;
     KeyingMaterial material{};
     WrappedKey wrapped{};
-    std::optional<PublicKeyData> parameters;  // PRIVATEKEYBLOB only; `key` is not part of the blob
+    std::optional<PublicKeyData> parameters{};  // PRIVATEKEYBLOB only; `key` is not part of the blob
 };
 
 // The type is PRIVATEKEYBLOB if there are parameters, else SIMPLEBLOB.
