@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# imports_test.sh OBJDUMP FILE…: every function that the files import exists in Windows 7. tests/windows7_functions.txt
-# lists them, each looked up in Microsoft's documentation, or with the reason why an undocumented one is used.
+# imports_test.sh OBJDUMP FILE…: every function that the files import is listed in tests/windows7_functions.txt, and so
+# exists in Windows 7.
 set -euo pipefail
 list=$(dirname "$0")/windows7_functions.txt
 objdump=$1
