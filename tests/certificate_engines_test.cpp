@@ -113,6 +113,7 @@ TEST(ContainerSearch, InOrderUpToTheFirstMatch) {
     SearchResult result;
     const auto search = [&] {
         Steps steps;
+        result = {};
         result = SearchContainers(kProviders, KeySet::User, *certificate.get(), steps);
     };
     FaultInjection().Survive("search", search, [&](const Fault&) {

@@ -429,24 +429,27 @@ TEST_F(TorturedCertificateWizards, SurviveEveryFailingCall) {
     Make(L"--chain 2");
     const Steps fromFile = {Leave(TypeFile(File())), Leave(none), Leave(Type(L"vt-w")),
                             Leave(Click(IDC_STORE_WRITE_TO_CONTAINER)), Leave(none, PSBTN_FINISH)};
-    const auto fromFileVerdict = [&](const Fault&) -> std::string {
+    const auto fromFileVerdict = [&](const Fault& fault) -> std::string {
         left = nullptr;
         const UniqueCertificate found = FindTestCertificate(SystemStore(L"My").get());
         const auto link = found ? ReadKeyLink(*found.get()) : std::nullopt;
         if (RemoveTestCertificates() != (finished ? "0|0|0|1|0|0|" : "0|0|0|0|0|0|")) return "other certificates";
         if (finished && (!link || link->container != L"REGISTRY\\vt-w")) return "without the link";
-        return finished == shown.empty() ? "" : std::to_string(shown.size()) + " messages";
+        const bool told = finished == shown.empty() || (fault.memory && shown.empty());
+        return told ? "" : std::to_string(shown.size()) + " messages";
     };
     Survive<CWizardInstallPrivateCertificate>("installation from a file", fromFile, fromFileVerdict);
     const auto install = [&](HWND sheet) { shown.clear(), Ui::Click(Ui::Page(sheet), IDC_CERTIFICATE_INSTALL); };
     const Steps inContainer = {Leave(Type(L"vt-w")), Leave(install, PSBTN_FINISH)};
-    const auto inContainerVerdict = [&](const Fault&) -> std::string {
+    const auto inContainerVerdict = [&](const Fault& fault) -> std::string {
         left = nullptr;
         const bool done = std::ranges::count(shown, Told(MB_ICONINFORMATION, IDS_INSTALLED_FOR_USER)) > 0;
         const std::string removed = RemoveTestCertificates();
         if (done && removed != "0|0|0|1|1|1|") return "done, but there are " + removed;
         if (removed.find_first_not_of("01|") != removed.npos) return "certificates twice: " + removed;
-        return shown.empty() || (finished && shown.size() > 1) ? std::to_string(shown.size()) + " messages" : "";
+        return (shown.empty() && !fault.memory) || (finished && shown.size() > 1)
+                   ? std::to_string(shown.size()) + " messages"
+                   : "";
     };
     Survive<CWizardCertificateOnContainer>("installation from a container", inContainer, inContainerVerdict);
 }

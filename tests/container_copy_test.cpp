@@ -249,7 +249,7 @@ TEST(ContainerCopy, SurvivesEveryFailingCall) {
         absent |= !done && (length || call.name == "CryptGetUserKey");
         return done;
     });
-    const auto copy = [&] { absent = false, result = Copy(); };
+    const auto copy = [&] { absent = false, result = E_OUTOFMEMORY, result = Copy(); };
     const auto verdict = [&](const Fault& fault) -> std::string {
         if (!source.Unchanged()) return "the source is changed";
         if (result == S_OK && fault.point != Fault::kNone && !absent) return "a failure reads as success";

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "csp/CryptoValues.h"
 #include "tests/support/FaultInjection.h"
 
 namespace {
@@ -84,6 +85,28 @@ TEST(FaultInjection, SeesWhatIsAskedAgain) {
         AskFor({PP_PROVTYPE});
     };
     EXPECT_EQ(repeated(userActs), std::vector<std::string>());
+}
+
+TEST(FaultInjection, SeesASuccessWithoutMemory) {
+    for (const bool honest : {true, false}) {
+        SCOPED_TRACE(honest);
+        std::wstring text;
+        const auto scenario = [&] {
+            text.clear();
+            try {
+                text = FromAnsi("longer than a text object holds by itself");
+            } catch (const std::bad_alloc&) {
+                if (honest) throw;
+                text = L"made up";
+            }
+        };
+        const auto figure = FaultInjection().Run("text", scenario, [&](const Fault& fault) -> std::string {
+            return fault.memory && !text.empty() ? "reads as success" : "";
+        });
+        std::string problems;
+        for (const std::string& problem : figure.problems) problems += problem.substr(0, problem.rfind(" < "));
+        EXPECT_EQ(problems.substr(0, problems.find("B5")), honest ? "" : "no memory: reads as success, in _Z8FromAnsi");
+    }
 }
 
 }  // namespace

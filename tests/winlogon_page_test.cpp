@@ -357,6 +357,8 @@ TEST_F(WinlogonPage, SurvivesTheFailureOfEachCall) {
     std::wstring provider, reader;
     const auto scenario = [&] {
         StoreKdc(0);
+        modified = checked = false;
+        provider.clear(), reader.clear(), boxes.clear();
         Run({Apply([](HWND page) {
                  if (Ui::Enabled(page, IDC_WINLOGON_DISABLE)) Ui::Click(page, IDC_WINLOGON_DISABLE);
                  Ui::Select(page, IDC_WINLOGON_READER, 1);

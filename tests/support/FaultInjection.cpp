@@ -2,6 +2,8 @@
 
 #include <wincrypt.h>
 
+#include <gtest/gtest-spi.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -13,6 +15,7 @@
 
 #include "tests/support/ImportPatch.h"
 #include "tests/support/LibraryFunction.h"
+#include "tests/support/MemoryFaults.h"
 
 namespace {
 
@@ -121,6 +124,7 @@ void NoteOpened(const SystemFunction& function, const Arguments& arguments, cons
 void NoteClosed(const SystemFunction& function, Word handle) {
     const auto found = state->open.find({function.kind, handle});
     if (found == state->open.end()) {
+        if (function.kind == Owned::File) return;  // the C library closes handles of its own
         state->Complain(std::string(function.name) + " closes what isn't open");
         return;
     }
@@ -150,6 +154,7 @@ bool MustFail(std::size_t index) {
     if (SystemFunctions()[index].fails == Fails::Never) return false;
     const std::size_t call = state->calls.size();
     state->calls.push_back(index);
+    if (state->fault.memory) return false;
     return call == state->fault.point || (state->fault.onwards && call > state->fault.point);
 }
 
@@ -201,6 +206,7 @@ void IncludeLookUp(std::size_t index) {
 
 std::string Named(const Fault& fault) {
     if (fault.point == Fault::kNone) return "no fault: ";
+    if (fault.memory) return "no memory: ";
     return "point " + std::to_string(fault.point) + (fault.onwards ? " onwards" : "") + ", " + fault.function + ": ";
 }
 
@@ -225,6 +231,25 @@ FaultInjection::~FaultInjection() {
     delete std::exchange(state, nullptr);
 }
 
+void FaultInjection::RunWithoutMemory(const char* name, const std::function<void()>& scenario, const Inspect& inspect,
+                                      Figure& figure) {
+    MemoryFaults::Begin();
+    if (const std::string problem = RunOnce(scenario, inspect, {}); !problem.empty())
+        figure.problems.push_back(problem);
+    const MemoryFaults::Allocations all = MemoryFaults::End();
+    std::size_t survived = 0;
+    for (const MemoryFaults::Place& place : all.places) {
+        Fault fault{.point = 0, .memory = true, .function = "operator new", .error = DWORD(E_OUTOFMEMORY)};
+        MemoryFaults::Begin(place);
+        std::string problem = RunOnce(scenario, inspect, fault);
+        if (!MemoryFaults::HasFailed()) problem += " not reached again";
+        MemoryFaults::End();
+        survived += problem.empty();
+        if (!problem.empty()) figure.problems.push_back(problem + ", in " + MemoryFaults::Described(place));
+    }
+    std::printf("%s: %zu allocations at %zu places, %zu survived\n", name, all.count, all.places.size(), survived);
+}
+
 std::string FaultInjection::RunOnce(const std::function<void()>& scenario, const Inspect& inspect, Fault fault) {
     state->calls.clear();
     state->fault = fault;
@@ -234,7 +259,17 @@ std::string FaultInjection::RunOnce(const std::function<void()>& scenario, const
     state->opened = 0;
     state->problems.clear();
     state->thread = GetCurrentThreadId();
-    scenario();
+    // Without memory the scenario's steps may not find what they expect, and the caller has to expect the exception.
+    testing::TestPartResultArray unexpected;
+    std::optional<testing::ScopedFakeTestPartResultReporter> reporter;
+    if (fault.memory) reporter.emplace(testing::ScopedFakeTestPartResultReporter::INTERCEPT_ALL_THREADS, &unexpected);
+    try {
+        scenario();
+    } catch (const std::bad_alloc&) {
+        if (!fault.memory) throw;
+    }
+    MemoryFaults::Stop();
+    reporter.reset();
     state->thread = 0;
     for (const auto& [key, holding] : state->open) state->Complain("leaks the " + Described(key.first, holding));
     if (const std::string text = inspect(state->fault); !text.empty()) state->Complain(text);
@@ -262,11 +297,12 @@ FaultInjection::Figure FaultInjection::Run(const char* name, const std::function
         ++figure.tried;
         figure.survived += alone && onwards;
     }
-    run({});
-    if (state->calls != calls) figure.problems.emplace_back("the last run made other calls than the first");
     std::printf("%s: %zu points, ", name, figure.points);
     if (distance > 1) std::printf("%zu tried, ", figure.tried);
     std::printf("%zu survived\n", figure.survived);
+    if (clean) RunWithoutMemory(name, scenario, inspect, figure);
+    run({});
+    if (state->calls != calls) figure.problems.emplace_back("the last run made other calls than the first");
     return figure;
 }
 

@@ -25,6 +25,7 @@ struct Fault {
     static constexpr std::size_t kNone = ~std::size_t{0};
     std::size_t point = kNone;  // the first one; they count from 0
     bool onwards = false;       // all after it too
+    bool memory = false;        // an allocation instead of a call
     const char* function = "";  // which one that was,
     DWORD error = 0;            // and the code that it failed with
 };
@@ -73,6 +74,9 @@ class FaultInjection {
   private:
     // One run; what was wrong with it in words.
     static std::string RunOnce(const std::function<void()>& scenario, const Inspect& inspect, Fault fault);
+    // The same scenario with each place of the panel's code that allocates memory failing once.
+    static void RunWithoutMemory(const char* name, const std::function<void()>& scenario, const Inspect& inspect,
+                                 Figure& figure);
 };
 
 // The distance for a wizard whose engine has a loop of its own for all its points.

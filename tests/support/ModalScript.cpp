@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <utility>
 
 #include "tests/support/FaultInjection.h"
+#include "tests/support/MemoryFaults.h"
 
 namespace {
 
@@ -54,7 +56,7 @@ ModalScript::ModalScript(std::vector<Step> steps, std::deque<int> answers)
 }
 
 bool ModalScript::Finished() const noexcept {
-    return next_ >= steps_.size() && !crashed;
+    return (next_ >= steps_.size() || MemoryFaults::HasFailed()) && !crashed;
 }
 
 ModalScript::~ModalScript() {
@@ -87,11 +89,14 @@ void CALLBACK ModalScript::TimerProc(HWND, UINT, UINT_PTR, DWORD) {
 
 void ModalScript::RunNext() {
     const HWND window = Ui::Current();
+    const bool isEnd = next_ >= steps_.size();
+    if (!window || isEnd) WaitForWindow(isEnd);
     if (!window) return;
     FaultInjection::ForgetQuestions();
     answered_.clear();  // a destroyed box's handle may come again
     running_ = true;
-    if (next_ < steps_.size()) {
+    if (!isEnd) {
+        waited_ = 0;
         steps_[next_++](window);
     } else if (Ui::Page(window)) {
         Ui::Press(window, PSBTN_CANCEL);
@@ -99,6 +104,14 @@ void ModalScript::RunNext() {
         PostMessageW(window, WM_COMMAND, IDCANCEL, 0);
     }
     running_ = false;
+}
+
+void ModalScript::WaitForWindow(bool isEnd) {
+    constexpr int kPatience = 6'000;  // turns of the timer, which only idle message loops take: at least a minute
+    if (++waited_ < kPatience) return;
+    std::fprintf(stderr, "after step %zu of %zu: no window %s\n", next_, steps_.size(), isEnd ? "closes" : "opens");
+    std::fflush(nullptr);
+    TerminateProcess(GetCurrentProcess(), EXIT_FAILURE);
 }
 
 namespace Ui {

@@ -21,11 +21,12 @@ enum class Owned {
     Service,
     Value,
     View,
-    Image
+    Image,
+    File
 };
-constexpr const char* kOwnedNames[] = {"",      "provider",     "key",    "hash",       "certificate",
-                                       "store", "registry key", "module", "GDI object", "service",
-                                       "value", "view",         "image"};
+constexpr const char* kOwnedNames[] = {"",      "provider",     "key",    "hash",           "certificate",
+                                       "store", "registry key", "module", "GDI object",     "service",
+                                       "value", "view",         "image",  "file or mapping"};
 
 // Libraries whose functions are looked up instead of imported: the product's own, and the system's for versions and
 // images.

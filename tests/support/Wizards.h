@@ -120,6 +120,7 @@ struct TorturedWizards : UnderFaults<Fixture> {
                  std::size_t distance = 1) {
         run = [&] {
             ShownBoxes::shown.clear();
+            finished = false;
             const ModalScript script(steps);
             finished = Wizard(nullptr).DoModal() == ID_WIZFINISH;
         };
