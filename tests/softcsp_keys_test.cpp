@@ -62,8 +62,9 @@ UniqueCryptKey Transfer(HCRYPTPROV from, HCRYPTPROV to, HCRYPTKEY session) {
     TestBytes damaged = blob;
     damaged.back() ^= 4;
     HCRYPTKEY none = 0;
-    EXPECT_EQ(ErrorOf(CryptImportKey(to, damaged.data(), static_cast<DWORD>(damaged.size()), receiving.get(), 0, &none)),
-              NTE_BAD_DATA);
+    EXPECT_EQ(
+        ErrorOf(CryptImportKey(to, damaged.data(), static_cast<DWORD>(damaged.size()), receiving.get(), 0, &none)),
+        NTE_BAD_DATA);
     return Import(to, blob, receiving.get());
 }
 
@@ -143,8 +144,10 @@ TEST(SoftcspKeys, AreGeneratedWithoutAContainerForTheTimeOfTheContext) {
 // The number of places in this process's memory that hold the bytes whose complements are given.
 int PlacesInMemory(const TestBytes& complements) {
     // Registers may still hold copies, which the system's calls save in memory of their own.
-    asm volatile("pxor %%xmm0, %%xmm0\n pxor %%xmm1, %%xmm1\n pxor %%xmm2, %%xmm2\n pxor %%xmm3, %%xmm3\n"
-                 "pxor %%xmm4, %%xmm4\n pxor %%xmm5, %%xmm5" ::: "xmm0", "xmm1", "xmm2", "xmm3", "xmm4", "xmm5");
+    asm volatile(
+        "pxor %%xmm0, %%xmm0\n pxor %%xmm1, %%xmm1\n pxor %%xmm2, %%xmm2\n pxor %%xmm3, %%xmm3\n"
+        "pxor %%xmm4, %%xmm4\n pxor %%xmm5, %%xmm5" ::
+            : "xmm0", "xmm1", "xmm2", "xmm3", "xmm4", "xmm5");
     int places = 0;
     MEMORY_BASIC_INFORMATION region{};
     for (const BYTE* at = nullptr; VirtualQuery(at, &region, sizeof region) == sizeof region; at += region.RegionSize) {
@@ -260,38 +263,6 @@ TEST(SoftcspKeys, FailWithTheCodesThatAreDocumented) {
     for (const auto& row : rows) EXPECT_EQ(row.done ? 0 : static_cast<HRESULT>(row.error), row.expected) << row.call;
     EXPECT_EQ(one, sizeof word) << "the size needed";
     EXPECT_EQ(hashed, 32u) << "the size needed";
-}
-
-// The system finds the provider by the identifiers in a certificate, and the key by the certificate's link.
-TEST(SoftcspKeys, ServeTheSystemsCertificates) {
-    const LoadedProvider held;
-    const TestContainer container(L"Сертификаты системы");
-    ASSERT_TRUE(container.Made());
-    const UniqueCryptKey key = Generate(container.Get(), AT_SIGNATURE);
-    BYTE name[64];
-    CERT_NAME_BLOB subject{sizeof name, name};
-    CertStrToNameW(X509_ASN_ENCODING, L"CN=Self", CERT_X500_NAME_STR, nullptr, name, &subject.cbData, nullptr);
-    wchar_t containerName[] = L"Сертификаты системы";
-    CRYPT_KEY_PROV_INFO link{containerName, const_cast<wchar_t*>(kProvider75), 75, 0, 0, nullptr, AT_SIGNATURE};
-    char identifier[] = "1.2.643.2.2.3";
-    CRYPT_ALGORITHM_IDENTIFIER algorithm{identifier, {}};
-    const UniqueCertificate certificate(
-        CertCreateSelfSignCertificate(container.Get(), &subject, 0, &link, &algorithm, nullptr, nullptr, nullptr));
-    ASSERT_TRUE(certificate) << std::hex << GetLastError();
-    const CERT_CONTEXT& made = *certificate.get();
-    CERT_PUBLIC_KEY_INFO& publicKey = made.pCertInfo->SubjectPublicKeyInfo;
-    EXPECT_STREQ(publicKey.Algorithm.pszObjId, "1.2.643.2.2.19");
-    EXPECT_EQ(ErrorOf(CryptVerifyCertificateSignature(0, kCertificateEncoding, made.pbCertEncoded, made.cbCertEncoded,
-                                                      &publicKey)),
-              0);
-    HCRYPTPROV found = 0;
-    DWORD spec = 0;
-    BOOL release = FALSE;
-    EXPECT_EQ(ErrorOf(CryptAcquireCertificatePrivateKey(&made, CRYPT_ACQUIRE_COMPARE_KEY_FLAG, nullptr, &found, &spec,
-                                                        &release)),
-              0);
-    EXPECT_EQ(spec, DWORD{AT_SIGNATURE});
-    if (release) CryptReleaseContext(found, 0);
 }
 
 }  // namespace

@@ -180,8 +180,8 @@ TEST_F(SoftcspProtection, GivesNobodyElseRightsToFilesAndFolders) {
     const TestContainer users(kPlace.name), computers(kPlace.name, 75, CRYPT_MACHINE_KEYSET);
     ASSERT_TRUE(users.Made());
     ASSERT_TRUE(computers.Made());
-    for (const std::wstring& path : {FileOf(Owner::User), FileOf(Owner::Computer), FolderOf(Owner::User),
-                                     FolderOf(Owner::Computer)}) {
+    for (const std::wstring& path :
+         {FileOf(Owner::User), FileOf(Owner::Computer), FolderOf(Owner::User), FolderOf(Owner::Computer)}) {
         const std::string list = AccessList(path);
         EXPECT_NE(list, "") << testing::PrintToString(path);
         EXPECT_EQ(list.find(";WD)"), list.npos) << "everyone: " << list << " of " << testing::PrintToString(path);

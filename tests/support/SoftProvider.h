@@ -66,10 +66,12 @@ class ChangedSetting {
     const softcsp::Setting& setting_;
 };
 
-// A container that the provider's tool creates with certificates and removes again. `options` as of "softcsp create".
+// A container that the provider's tool creates with certificates and removes again. `options` as of "softcsp create";
+// `scope` "--machine " for the computer's.
 class ToolContainer {
   public:
-    explicit ToolContainer(const std::wstring& name, const std::wstring& options = L"") : name_(L'"' + name + L'"') {
+    explicit ToolContainer(const std::wstring& name, const std::wstring& options = L"", const std::wstring& scope = L"")
+        : name_(scope + L'"' + name + L'"') {
         Remove();
         EXPECT_EQ(RunTool(L"create " + name_ + L' ' + options), 0u);
     }
@@ -79,8 +81,9 @@ class ToolContainer {
 
     // As "softcsp set" changes it.
     void Change(const std::wstring& change) const { EXPECT_EQ(RunTool(L"set " + name_ + L' ' + change), 0u); }
-    void Remove() const { RunTool(L"remove " + name_); }
 
   private:
+    void Remove() const { RunTool(L"remove " + name_); }
+
     std::wstring name_;
 };
