@@ -3,8 +3,6 @@
 
 #include <cstdio>
 
-#include "softcsp/encoding/Der.h"
-
 namespace softcsp {
 namespace {
 
@@ -48,16 +46,6 @@ ByteView MemoryAt(const BYTE* data) {
 
 }  // namespace
 
-bool IsCertificate(ByteView der) {
-    der::Reader whole(der);
-    const auto content = whole.Read(der::kSequence);
-    if (!content || !whole.AtEnd()) return false;
-    der::Reader parts(*content);
-    for (const std::uint8_t tag : {der::kSequence, der::kSequence, der::kBitString})
-        if (!parts.Read(tag)) return false;
-    return parts.AtEnd();
-}
-
 // Only the heads of the elements are read before their lengths have been found to agree.
 Bytes ReadCertificateAt(const BYTE* data) {
     const auto certificate = der::Reader(MemoryAt(data)).ReadWhole();
@@ -79,26 +67,6 @@ std::optional<UsagePeriod> DecodeUsagePeriod(ByteView der) {
     if (!ReadTime(reader, kFrom, period.from) || !ReadTime(reader, kTo, period.to) || !reader.AtEnd())
         return std::nullopt;
     return period;
-}
-
-Bytes EncodeCertificateSequence(const std::vector<Bytes>& certificates) {
-    Bytes all;
-    for (const Bytes& certificate : certificates) all.insert(all.end(), certificate.begin(), certificate.end());
-    return der::Element(der::kSequence, {all});
-}
-
-std::optional<std::vector<ByteView>> DecodeCertificateSequence(ByteView der) {
-    der::Reader whole(der);
-    const auto content = whole.Read(der::kSequence);
-    if (!content || !whole.AtEnd()) return std::nullopt;
-    std::vector<ByteView> certificates;
-    for (der::Reader reader(*content); !reader.AtEnd();) {
-        if (reader.NextTag() != der::kSequence) return std::nullopt;
-        const auto certificate = reader.ReadWhole();
-        if (!certificate) return std::nullopt;
-        certificates.push_back(*certificate);
-    }
-    return certificates;
 }
 
 }  // namespace softcsp

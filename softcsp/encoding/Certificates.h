@@ -3,12 +3,14 @@
 #pragma once
 
 #include <windows.h>
+#include <wincrypt.h>
 
 #include <optional>
 #include <string>
 
 #include "softcsp/common/Bytes.h"
 #include "softcsp/crypto/KeyPair.h"
+#include "softcsp/encoding/Der.h"
 #include "softcsp/encoding/KeyEncoding.h"
 
 namespace softcsp {
@@ -42,13 +44,7 @@ Bytes EncodeUsagePeriod(const UsagePeriod& period);
 // Empty if it is malformed or has neither time.
 std::optional<UsagePeriod> DecodeUsagePeriod(ByteView der);
 
-// Exactly one whole certificate: a sequence of its content, an algorithm and a signature.
-bool IsCertificate(ByteView der);
-// The same at an address that was passed without a size; empty if it is not a certificate.
+// The certificate at an address that was passed without a size; empty if there is no whole one.
 Bytes ReadCertificateAt(const BYTE* data);
-
-// The value of a container extension: a sequence of whole certificates.
-Bytes EncodeCertificateSequence(const std::vector<Bytes>& certificates);
-std::optional<std::vector<ByteView>> DecodeCertificateSequence(ByteView der);
 
 }  // namespace softcsp

@@ -94,3 +94,37 @@ std::optional<ByteView> Reader::ReadWhole() {
 }
 
 }  // namespace softcsp::der
+
+namespace softcsp {
+
+bool IsCertificate(ByteView der) {
+    der::Reader whole(der);
+    const auto content = whole.Read(der::kSequence);
+    if (!content || !whole.AtEnd()) return false;
+    der::Reader parts(*content);
+    for (const std::uint8_t tag : {der::kSequence, der::kSequence, der::kBitString})
+        if (!parts.Read(tag)) return false;
+    return parts.AtEnd();
+}
+
+Bytes EncodeCertificateSequence(const std::vector<Bytes>& certificates) {
+    Bytes all;
+    for (const Bytes& certificate : certificates) all.insert(all.end(), certificate.begin(), certificate.end());
+    return der::Element(der::kSequence, {all});
+}
+
+std::optional<std::vector<ByteView>> DecodeCertificateSequence(ByteView der) {
+    der::Reader whole(der);
+    const auto content = whole.Read(der::kSequence);
+    if (!content || !whole.AtEnd()) return std::nullopt;
+    std::vector<ByteView> certificates;
+    for (der::Reader reader(*content); !reader.AtEnd();) {
+        if (reader.NextTag() != der::kSequence) return std::nullopt;
+        const auto certificate = reader.ReadWhole();
+        if (!certificate) return std::nullopt;
+        certificates.push_back(*certificate);
+    }
+    return certificates;
+}
+
+}  // namespace softcsp

@@ -1,10 +1,12 @@
 // The parts of ASN.1's distinguished encoding (DER) that keys, parameters, extensions and certificates use.
+// Independent of <windows.h>, so that it can be fuzzed natively.
 #pragma once
 
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "softcsp/common/Bytes.h"
 
@@ -39,3 +41,14 @@ class Reader {
 };
 
 }  // namespace softcsp::der
+
+namespace softcsp {
+
+// Exactly one whole certificate: a sequence of its content, an algorithm and a signature.
+bool IsCertificate(ByteView der);
+
+// The value of a container extension: a sequence of whole certificates.
+Bytes EncodeCertificateSequence(const std::vector<Bytes>& certificates);
+std::optional<std::vector<ByteView>> DecodeCertificateSequence(ByteView der);
+
+}  // namespace softcsp

@@ -8,33 +8,41 @@
 namespace softcsp {
 namespace {
 
+// The system's BLOBHEADER and its constants.
+struct BlobHeader {
+    std::uint8_t type, version;
+    std::uint16_t reserved;
+    std::uint32_t algorithm;
+};
+constexpr std::uint8_t kSimpleBlob = 1, kPublicKeyBlob = 6, kPrivateKeyBlob = 7, kBlobVersion = 2;
+
 constexpr struct {
-    int type;
+    std::uint8_t type;
     char magic[5];
-} kMagics[] = {{PUBLICKEYBLOB, "SPK1"}, {SIMPLEBLOB, "SSK1"}, {PRIVATEKEYBLOB, "SVK1"}};
+} kMagics[] = {{kPublicKeyBlob, "SPK1"}, {kSimpleBlob, "SSK1"}, {kPrivateKeyBlob, "SVK1"}};
 constexpr std::size_t kMagicSize = 4;
 
 // What each blob begins with: the system's header, then the magic bytes of its type.
-void WriteHead(ByteWriter& to, int type, ALG_ID algorithm) {
-    to.Raw(BytesOf(BLOBHEADER{static_cast<BYTE>(type), CUR_BLOB_VERSION, 0, algorithm}));
+void WriteHead(ByteWriter& to, std::uint8_t type, std::uint32_t algorithm) {
+    to.Raw(BytesOf(BlobHeader{type, kBlobVersion, 0, algorithm}));
     for (const auto& [known, magic] : kMagics)
         if (known == type) to.Raw({reinterpret_cast<const std::uint8_t*>(magic), kMagicSize});
 }
 
 // The type is 0 for an unknown one.
-BLOBHEADER ReadHead(ByteReader& from) {
-    std::array<std::uint8_t, sizeof(BLOBHEADER)> bytes{};
+BlobHeader ReadHead(ByteReader& from) {
+    std::array<std::uint8_t, sizeof(BlobHeader)> bytes{};
     from.Fill(std::span(bytes));
-    const auto header = std::bit_cast<BLOBHEADER>(bytes);
+    const auto header = std::bit_cast<BlobHeader>(bytes);
     const ByteView found = from.Raw(kMagicSize);
     for (const auto& [type, magic] : kMagics)
-        if (from.Good() && header.bType == type && header.bVersion == CUR_BLOB_VERSION && header.reserved == 0 &&
+        if (from.Good() && header.type == type && header.version == kBlobVersion && header.reserved == 0 &&
             std::memcmp(found.data(), magic, kMagicSize) == 0)
             return header;
     return {};
 }
 
-bool IsKeyAlgorithm(ALG_ID algorithm) {
+bool IsKeyAlgorithm(std::uint32_t algorithm) {
     return algorithm == kAlgSignature || algorithm == kAlgExchange || algorithm == kAlgEphemeralExchange;
 }
 
@@ -89,7 +97,7 @@ std::optional<PublicKeyData> DecodePublicKey(ByteView parameters, ByteView key) 
 
 Bytes WriteBlob(const PublicKeyBlob& blob) {
     ByteWriter to;
-    WriteHead(to, PUBLICKEYBLOB, blob.algorithm);
+    WriteHead(to, kPublicKeyBlob, blob.algorithm);
     to.Counted(EncodeKeyParameters(blob.key));
     to.Raw(blob.key.key);
     return to.Take();
@@ -97,16 +105,16 @@ Bytes WriteBlob(const PublicKeyBlob& blob) {
 
 std::optional<PublicKeyBlob> ReadPublicKeyBlob(ByteView bytes) {
     ByteReader from(bytes);
-    const BLOBHEADER header = ReadHead(from);
+    const BlobHeader header = ReadHead(from);
     auto data = DecodeParameters(from.Counted());
-    if (header.bType != PUBLICKEYBLOB || !IsKeyAlgorithm(header.aiKeyAlg) || !data) return std::nullopt;
+    if (header.type != kPublicKeyBlob || !IsKeyAlgorithm(header.algorithm) || !data) return std::nullopt;
     from.Fill(std::span(data->key));
-    return from.Ended() ? std::optional(PublicKeyBlob{header.aiKeyAlg, *data}) : std::nullopt;
+    return from.Ended() ? std::optional(PublicKeyBlob{header.algorithm, *data}) : std::nullopt;
 }
 
 Bytes WriteBlob(const WrappedBlob& blob) {
     ByteWriter to;
-    WriteHead(to, blob.parameters ? PRIVATEKEYBLOB : SIMPLEBLOB, blob.algorithm);
+    WriteHead(to, blob.parameters ? kPrivateKeyBlob : kSimpleBlob, blob.algorithm);
     to.Number(blob.wrapping == Wrapping::Diversified ? 1 : 0);
     to.Raw(blob.material);
     to.Raw(blob.wrapped.key);
@@ -117,18 +125,19 @@ Bytes WriteBlob(const WrappedBlob& blob) {
 
 std::optional<WrappedBlob> ReadWrappedBlob(ByteView bytes) {
     ByteReader from(bytes);
-    const BLOBHEADER header = ReadHead(from);
-    if (header.bType != PRIVATEKEYBLOB && header.bType != SIMPLEBLOB) return std::nullopt;
+    const BlobHeader header = ReadHead(from);
+    if (header.type != kPrivateKeyBlob && header.type != kSimpleBlob) return std::nullopt;
     WrappedBlob blob;
-    blob.algorithm = header.aiKeyAlg;
+    blob.algorithm = header.algorithm;
     const std::uint32_t wrapping = from.Number();
+    if (wrapping > 1) from.Fail();
     blob.wrapping = wrapping == 1 ? Wrapping::Diversified : Wrapping::Plain;
     from.Fill(std::span(blob.material));
     from.Fill(std::span(blob.wrapped.key));
     from.Fill(std::span(blob.wrapped.mac));
-    if (header.bType == PRIVATEKEYBLOB) blob.parameters = DecodeParameters(from.Counted());
+    if (header.type == kPrivateKeyBlob) blob.parameters = DecodeParameters(from.Counted());
     const bool complete =
-        from.Ended() && wrapping <= 1 && blob.parameters.has_value() == (header.bType == PRIVATEKEYBLOB);
+        from.Ended() && wrapping <= 1 && blob.parameters.has_value() == (header.type == kPrivateKeyBlob);
     return complete ? std::optional(blob) : std::nullopt;
 }
 

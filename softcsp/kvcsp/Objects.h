@@ -72,7 +72,11 @@ class Hash {
     void Add(ByteView data) { digest_.Add(data); }
     SymmetricKey Value() {
         finished_ = true;
-        return given_ ? *given_ : SymmetricKey(digest_.Value());
+        if (given_) return *given_;
+        DigestValue value = digest_.Value();
+        SymmetricKey key(value);
+        Wipe(value.data(), value.size());
+        return key;
     }
     void SetValue(const SymmetricKey& value) {
         finished_ = true;

@@ -1,4 +1,6 @@
-// Feeds the reader of DER elements with any bytes: every element must be inside of them.
+// Feeds the reader of DER elements with any bytes: every element must be inside of them, and must be written as it was
+// read.
+#include <algorithm>
 #include <cstdlib>
 
 #include "softcsp/encoding/Der.h"
@@ -21,6 +23,7 @@ void ReadAll(ByteView bytes, int depth) {
         if (whole.has_value() != content.has_value()) std::abort();
         if (!content) return;
         if (!IsInside(*whole, bytes) || !IsInside(*content, *whole)) std::abort();
+        if (!std::ranges::equal(softcsp::der::Element(tag, {*content}), *whole)) std::abort();
         if (depth < 20) ReadAll(*content, depth + 1);
     }
 }
