@@ -201,6 +201,7 @@ TEST(SoftcspContainer, FailsOnACarrierThatIsFullOrEjected) {
         EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\second"), NTE_BAD_KEYSET);
         const TestContainer other(L"\\\\.\\REGISTRY\\first");
         EXPECT_EQ(ListedNames(first.Get(), "first"), (Texts{"first", "TESTDISK\\first"})) << "each opens its own";
+        EXPECT_EQ(Set(first.Get(), kParamDigestSet, "1.2.643.2.2.30.1"), 0) << "replaces itself";
         EXPECT_EQ(UpdateCarrier({.name = L"TESTDISK", .present = false, .room = 300}), 0u);
         EXPECT_EQ(Set(first.Get(), kParamDigestSet, "1.2.643.2.2.30.1"), SCARD_W_REMOVED_CARD);
         EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\first"), SCARD_W_REMOVED_CARD);
