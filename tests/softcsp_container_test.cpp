@@ -188,19 +188,21 @@ TEST(SoftcspContainer, IsNotWrittenWhenItCouldNotBeReadAgain) {
 TEST(SoftcspContainer, FailsOnACarrierThatIsFullOrEjected) {
     const LoadedProvider held;
     RemoveCarrier(L"TESTDISK");
+    Store().RemoveSection(L"\\local\\KeyDevices\\passwords\\REGISTRY");
     ASSERT_EQ(AddCarrier({.name = L"TESTDISK", .room = 300}), 0u);
     Acquire(L"\\\\.\\TESTDISK\\second", CRYPT_DELETEKEYSET);  // of a run that failed
     {
         const TestContainer first(L"\\\\.\\TESTDISK\\first");
         EXPECT_TRUE(first.Made());
         EXPECT_EQ(Acquire(L"first"), 0) << "found without its carrier's name";
-        std::vector<StoreValue> saved;
-        EXPECT_EQ(Store().List(L"\\local\\KeyDevices\\passwords\\TESTDISK", saved), 0u) << "known carriers";
-        EXPECT_EQ(Store().List(L"\\local\\KeyDevices\\passwords\\REGISTRY", saved), DWORD{ERROR_FILE_NOT_FOUND});
         EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\second", CRYPT_NEWKEYSET), ERROR_DISK_FULL);
         EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\second"), NTE_BAD_KEYSET);
         const TestContainer other(L"\\\\.\\REGISTRY\\first");
+        std::vector<StoreValue> saved;
+        EXPECT_EQ(Store().List(L"\\local\\KeyDevices\\passwords\\TESTDISK", saved), 0u) << "known carriers";
+        EXPECT_EQ(Store().List(L"\\local\\KeyDevices\\passwords\\REGISTRY", saved), DWORD{ERROR_FILE_NOT_FOUND});
         EXPECT_EQ(ListedNames(first.Get(), "first"), (Texts{"first", "TESTDISK\\first"})) << "each opens its own";
+        EXPECT_EQ(Set(first.Get(), kParamDigestSet, "1.2.643.2.2.30.1"), 0) << "replaces itself";
         EXPECT_EQ(UpdateCarrier({.name = L"TESTDISK", .present = false, .room = 300}), 0u);
         EXPECT_EQ(Set(first.Get(), kParamDigestSet, "1.2.643.2.2.30.1"), SCARD_W_REMOVED_CARD);
         EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\first"), SCARD_W_REMOVED_CARD);

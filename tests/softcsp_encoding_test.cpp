@@ -142,7 +142,7 @@ TEST(SoftcspDecoders, AnswerTheSystemByItsRules) {
     EXPECT_EQ(Decode(KVCRYPT_USAGE_PERIOD, period, buffer, 1), DWORD{ERROR_MORE_DATA});
     EXPECT_EQ(Decode(kMany, sequence, buffer, 1), DWORD{ERROR_MORE_DATA});
     Bytes notDigits = period, cut = period;
-    notDigits[8] = 'x';
+    notDigits[4] = 'x';  // of the year
     cut.pop_back();
     const struct {
         const char *what, *type;

@@ -58,6 +58,9 @@ UniqueCryptKey Transfer(HCRYPTPROV from, HCRYPTPROV to, HCRYPTKEY session) {
     EXPECT_EQ(Encrypted(sending.get(), kProbe), Encrypted(receiving.get(), kProbe));
     for (const HCRYPTKEY key : {sending.get(), receiving.get(), session})
         EXPECT_EQ(ErrorOf(CryptSetKeyParam(key, KP_ALGID, reinterpret_cast<const BYTE*>(&kWrap), 0)), 0);
+    const UniqueCryptKey fixed = Generate(from, kCipher);
+    EXPECT_EQ(ErrorOf(CryptExportKey(fixed.get(), sending.get(), SIMPLEBLOB, 0, nullptr, &size)), NTE_BAD_KEY_STATE)
+        << "not exportable";
     const TestBytes blob = ExportedKey(session, SIMPLEBLOB, sending.get());
     TestBytes damaged = blob;
     damaged.back() ^= 4;

@@ -3,6 +3,7 @@
 
 #include <thread>
 
+#include "softcsp/common/Store.h"
 #include "softcsp/dialogs/resource.h"
 #include "tests/support/ModalScript.h"
 #include "tests/support/Store.h"
@@ -103,6 +104,9 @@ TEST_F(SoftcspPassword, IsSavedOnRequestAndForgottenWhenItChanges) {
     EXPECT_EQ(change(L"wrong", IDOK), kWrong);
     EXPECT_EQ(Load({}, CRYPT_SILENT), 0) << "the old one";
     EXPECT_EQ(change(L"1234", IDOK), 0);
+    StoreValue saved;
+    const std::wstring section = L"\\local\\KeyDevices\\passwords\\75/REGISTRY/" + std::wstring(kName);
+    EXPECT_EQ(Store().Find((section + L"\\passwd").c_str(), saved), DWORD{ERROR_FILE_NOT_FOUND});
     EXPECT_EQ(Load({}, CRYPT_SILENT), NTE_SILENT_CONTEXT) << "the saved one is forgotten";
     EXPECT_EQ(Load({Type(L"новый")}), 0);
 }

@@ -82,11 +82,14 @@ DWORD StartCallRecord(const std::wstring& program) {
     return done ? ERROR_SUCCESS : GetLastError();
 }
 
+// The program may be running and writing.
 DWORD ReadCallRecord(const std::wstring& program, CallCounts& counts) {
-    Bytes bytes;
-    if (const DWORD result = ReadFileWhole(RecordFile(program), bytes)) return MissingIsNotFound(result);
-    if (bytes.size() != sizeof counts) return ERROR_INVALID_DATA;
-    std::memcpy(&counts, bytes.data(), sizeof counts);
+    const FileHandle file = OpenRecord(program, GENERIC_READ, OPEN_EXISTING);
+    CallCounts read{};
+    DWORD size = 0;
+    if (!file || !ReadFile(file.Get(), &read, sizeof read, &size, nullptr)) return MissingIsNotFound(GetLastError());
+    if (size != sizeof read) return ERROR_INVALID_DATA;
+    counts = read;
     return ERROR_SUCCESS;
 }
 
