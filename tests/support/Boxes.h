@@ -31,7 +31,7 @@ class ShownBoxes {
         caption = box->lpszCaption;
         help = box->dwContextHelpId;
         if (const auto act = std::exchange(meanwhile, nullptr)) act();
-        if (!(box->dwStyle & MB_YESNO)) return IDOK;
+        if ((box->dwStyle & MB_TYPEMASK) == MB_OK) return IDOK;
         const int answer = answers.empty() ? IDYES : answers.front();
         if (!answers.empty()) answers.pop_front();
         return answer;
