@@ -9,6 +9,9 @@ namespace {
 
 const std::wstring kUser = L"\\local\\KeyDevices", kSystem = L"\\global\\KeyDevices";
 
+// The user's "default", "infinite", "own" and number; the system's "infinite", "own" and number.
+const std::vector<UINT> kChoices = {1093, 1094, 1095, 1083, 1097, 1098, 1084};
+
 // Here the store itself would let everything be written.
 std::wstring denied;
 DWORD CheckAccess(const wchar_t* path, DWORD* rights) {
@@ -41,23 +44,6 @@ struct TimeoutDialog : SettingsTest {
         }
         return text;
     }
-    // The choice of each level and its number: of "default", "infinite" and "own", of "infinite" and "set".
-    static std::wstring Choices(HWND dialog) {
-        const auto choice = [&](std::initializer_list<std::pair<UINT, const wchar_t*>> radios, UINT edit) {
-            std::wstring chosen;
-            for (const auto& [id, name] : radios)
-                if (const std::wstring shown = Shown(dialog, id); shown.starts_with(L"on"))
-                    chosen += name + shown.substr(2);
-            return chosen + L" " + Shown(dialog, edit);
-        };
-        return choice({{IDC_TIMEOUT_USER_DEFAULT, L"default"},
-                       {IDC_TIMEOUT_USER_INFINITE, L"infinite"},
-                       {IDC_TIMEOUT_USER_SET, L"own"}},
-                      IDC_TIMEOUT_USER_VALUE) +
-               L"; " +
-               choice({{IDC_TIMEOUT_SYSTEM_INFINITE, L"infinite"}, {IDC_TIMEOUT_SYSTEM_SET, L"set"}},
-                      IDC_TIMEOUT_SYSTEM_VALUE);
-    }
     static void Click(HWND dialog, std::initializer_list<UINT> buttons) {
         for (const UINT button : buttons) Ui::Click(dialog, button);
     }
@@ -72,15 +58,17 @@ TEST_F(TimeoutDialog, ShowsWhatIsStoredAndWritesAllFiveAlike) {
         const wchar_t* shown;
         const char* written;
         std::wstring denied = {};
-    } cases[] = {{"nothing stored", {}, {}, L"default 600 disabled; set 600", "no ; 600 "},
-                 {"numbers", 30, 20, L"own 30; set 20", "30 ; 20 "},
-                 {"zero and a large one", 0, 70000, L"own 1; set 65535", "1 ; 65535 "},
-                 {"negative", -2, -7, L"own 1; set 1", "1 ; 1 "},
-                 {"infinite", -1, -1, L"infinite 600 disabled; infinite 600 disabled", "-1 ; -1 "},
-                 {"the system's only", {}, 77, L"default 77 disabled; set 77", "no ; 77 "},
-                 {"the largest", 65535, 0x7FFFFFFF, L"own 65535; set 65535", "65535 ; 65535 "},
-                 {"the user's denied", 8, 9, L"own disabled 8 disabled; set 9", "-1 2 70000 8 no ; 9 ", kUser},
-                 {"the system's denied", 8, 9, L"own 8; set disabled 9 disabled", "8 ; -1 2 70000 9 no ", kSystem}};
+    } cases[] = {{"nothing", {}, {}, L"on, off, off, 600 disabled, off, on, 600", "no ; 600 "},
+                 {"numbers", 30, 20, L"off, off, on, 30, off, on, 20", "30 ; 20 "},
+                 {"out of range", 0, 70000, L"off, off, on, 1, off, on, 65535", "1 ; 65535 "},
+                 {"negative", -2, -7, L"off, off, on, 1, off, on, 1", "1 ; 1 "},
+                 {"infinite", -1, -1, L"off, on, off, 600 disabled, on, off, 600 disabled", "-1 ; -1 "},
+                 {"the system's only", {}, 77, L"on, off, off, 77 disabled, off, on, 77", "no ; 77 "},
+                 {"the largest", 65535, 0x7FFFFFFF, L"off, off, on, 65535, off, on, 65535", "65535 ; 65535 "},
+                 {"the user's denied", 8, 9, L"off disabled, off disabled, on disabled, 8 disabled, off, on, 9",
+                  "-1 2 70000 8 no ; 9 ", kUser},
+                 {"the system's denied", 8, 9, L"off, off, on, 8, off disabled, on disabled, 9 disabled",
+                  "8 ; -1 2 70000 9 no ", kSystem}};
     const LibraryFunction check("support_registry_check_access", &CheckAccess);
     ForgetSupportFunctions();
     for (const auto& c : cases) {
@@ -88,11 +76,10 @@ TEST_F(TimeoutDialog, ShowsWhatIsStoredAndWritesAllFiveAlike) {
         Set(c.user, c.system);
         denied = c.denied;
         RunDialog<CDialogSetTimeout>([&](HWND dialog) {
-            EXPECT_EQ(Choices(dialog), c.shown);
-            for (const UINT id : {IDC_TIMEOUT_USER_GROUP, IDC_TIMEOUT_USER_DEFAULT, IDC_TIMEOUT_USER_INFINITE,
-                                  IDC_TIMEOUT_USER_SECONDS})
+            EXPECT_EQ(Shown(dialog, kChoices), c.shown);
+            for (const UINT id : {IDC_TIMEOUT_USER_GROUP, IDC_TIMEOUT_USER_SECONDS})
                 EXPECT_EQ(Ui::Enabled(dialog, id), c.denied != kUser) << id;
-            for (const UINT id : {IDC_TIMEOUT_SYSTEM_GROUP, IDC_TIMEOUT_SYSTEM_INFINITE, IDC_TIMEOUT_SYSTEM_SECONDS})
+            for (const UINT id : {IDC_TIMEOUT_SYSTEM_GROUP, IDC_TIMEOUT_SYSTEM_SECONDS})
                 EXPECT_EQ(Ui::Enabled(dialog, id), c.denied != kSystem) << id;
             for (const UINT edit : {IDC_TIMEOUT_USER_VALUE, IDC_TIMEOUT_SYSTEM_VALUE})
                 EXPECT_EQ(Ui::Enabled(dialog, edit + 2), Ui::Enabled(dialog, edit)) << "the arrows of " << edit;
@@ -104,24 +91,23 @@ TEST_F(TimeoutDialog, ShowsWhatIsStoredAndWritesAllFiveAlike) {
 }
 
 TEST_F(TimeoutDialog, EnablesTheNumberThatIsChosen) {
-    const std::pair<UINT, const wchar_t*> clicks[] = {
-        {IDC_TIMEOUT_USER_DEFAULT, L"default 8 disabled; set 9"},
-        {IDC_TIMEOUT_SYSTEM_INFINITE, L"default 8 disabled; infinite 9 disabled"},
-        {IDC_TIMEOUT_USER_SET, L"own 8; infinite 9 disabled"},
-        {IDC_TIMEOUT_SYSTEM_SET, L"own 8; set 9"},
-        {IDC_TIMEOUT_USER_INFINITE, L"infinite 8 disabled; set 9"}};
     Set(8, 9);
-    for (const int button : {IDOK, IDCANCEL}) {
-        RunDialog<CDialogSetTimeout>([&](HWND dialog) {
-            if (button == IDCANCEL) return Click(dialog, {IDC_TIMEOUT_USER_DEFAULT, IDCANCEL});
-            for (const auto& [radio, shown] : clicks) {
-                Ui::Click(dialog, radio);
-                EXPECT_EQ(Choices(dialog), shown);
-            }
-            Ui::Click(dialog, IDOK);
-        });
-        EXPECT_EQ(Get(), "-1 ; 9 ");
-    }
+    RunDialog<CDialogSetTimeout>([](HWND dialog) {
+        for (const auto& [radio, shown] :
+             {std::pair{IDC_TIMEOUT_USER_DEFAULT, L"on, off, off, 8 disabled, off, on, 9"},
+              {IDC_TIMEOUT_SYSTEM_INFINITE, L"on, off, off, 8 disabled, on, off, 9 disabled"},
+              {IDC_TIMEOUT_USER_SET, L"off, off, on, 8, on, off, 9 disabled"},
+              {IDC_TIMEOUT_SYSTEM_SET, L"off, off, on, 8, off, on, 9"},
+              {IDC_TIMEOUT_USER_INFINITE, L"off, on, off, 8 disabled, off, on, 9"}}) {
+            Ui::Click(dialog, radio);
+            EXPECT_EQ(Shown(dialog, kChoices), shown);
+        }
+        Click(dialog, {IDC_TIMEOUT_SYSTEM_INFINITE, IDOK});
+    });
+    RunDialog<CDialogSetTimeout>([](HWND dialog) {
+        Click(dialog, {IDC_TIMEOUT_USER_DEFAULT, IDC_TIMEOUT_SYSTEM_SET, IDCANCEL});
+    });
+    EXPECT_EQ(Get(), "-1 ; -1 ");
 }
 
 TEST_F(TimeoutDialog, ADisabledNumberIsTheLastValidOne) {
