@@ -157,17 +157,20 @@ class SecurityPage : public SettingsPageTest<CPropPageConfigCSPSecurity> {
         Texts all;
         for (const Registered& text : kRegistered) all.push_back(text.Get());
         all.push_back(L"cache " + std::to_wstring(ReadSetting(kCacheSetting)));
-        all.push_back(L"control " + std::to_wstring(ReadSetting(kDhControlSetting)));
+        all.push_back(L"DH " + std::to_wstring(ReadSetting(kDhControlSetting)));
         all.push_back(L"shortcuts " + std::to_wstring(shortcuts.Get().value_or(-1)));
         return all;
     }
-    // What is enabled | what is checked | the cache size and the largest one that the arrows reach.
+    // What is enabled | what is checked | the cache size/the largest one that the arrows reach. DH: the control of
+    // Diffie-Hellman operations.
     static std::string State(HWND page) {
-        constexpr std::pair<UINT, const char*> controls[] = {
-            {IDC_SECURITY_CSP, "provider "},          {IDC_SECURITY_MODE_SERVICE, "service "},
-            {IDC_SECURITY_MODE_MEMORY, "memory "},    {IDC_SECURITY_CACHING, "caching "},
-            {IDC_SECURITY_CACHE_SIZE, "size "},       {IDC_SECURITY_CACHE_SIZE_SPIN, "arrows "},
-            {IDC_SECURITY_DIFFIE_HELLMAN, "control "}};
+        constexpr std::pair<UINT, const char*> controls[] = {{IDC_SECURITY_CSP, "CSP "},
+                                                             {IDC_SECURITY_MODE_SERVICE, "service "},
+                                                             {IDC_SECURITY_MODE_MEMORY, "memory "},
+                                                             {IDC_SECURITY_CACHING, "caching "},
+                                                             {IDC_SECURITY_CACHE_SIZE, "size "},
+                                                             {IDC_SECURITY_CACHE_SIZE_SPIN, "arrows "},
+                                                             {IDC_SECURITY_DIFFIE_HELLMAN, "DH "}};
         std::string enabled, checked;
         for (const auto& [id, name] : controls) {
             if (Ui::Enabled(page, id)) enabled += name;
@@ -176,7 +179,7 @@ class SecurityPage : public SettingsPageTest<CPropPageConfigCSPSecurity> {
         int most = 0;
         SendDlgItemMessageW(page, IDC_SECURITY_CACHE_SIZE_SPIN, UDM_GETRANGE32, 0, reinterpret_cast<LPARAM>(&most));
         const UINT size = GetDlgItemInt(page, IDC_SECURITY_CACHE_SIZE, nullptr, FALSE);
-        return enabled + "| " + checked + "| " + std::to_string(size) + " of " + std::to_string(most);
+        return enabled + "| " + checked + "| " + std::to_string(size) + "/" + std::to_string(most);
     }
     // Selects an item as the default of both types, and clicks what may be clicked of the buttons.
     static void Change(HWND sheet, int item, std::initializer_list<UINT> buttons) {
@@ -193,10 +196,9 @@ class SecurityPage : public SettingsPageTest<CPropPageConfigCSPSecurity> {
         return index < listed && list->Original<decltype(List)>()(index, none, flags, type, name, size);
     }
     // What is stored after ChangeAll, and after the way back.
-    const Texts kChanged{L"",     L"",      L"",        L"",          kService,      kMemory,
-                         kMemory, kService, L"cache 0", L"control 1", L"shortcuts 1"};
-    const Texts kBack{kProvider71, kProvider71, kProvider75, kProvider75,  kService,      kService,
-                      kService,    kService,    L"cache 24", L"control 2", L"shortcuts 0"};
+    const Texts kChanged{L"", L"", L"", L"", kService, kMemory, kMemory, kService, L"cache 0", L"DH 1", L"shortcuts 1"};
+    const Texts kBack{kProvider71, kProvider71, kProvider75, kProvider75, kService,      kService,
+                      kService,    kService,    L"cache 24", L"DH 2",     L"shortcuts 0"};
     static inline DWORD listed;  // providers that are installed; the product's come first
     static inline const ImportPatch* list;
     StoredNumber shortcuts{L"\\config\\Parameters\\DisableShortcuts", {}};
@@ -204,55 +206,30 @@ class SecurityPage : public SettingsPageTest<CPropPageConfigCSPSecurity> {
 };
 
 TEST_F(SecurityPage, ShowsWhatIsStoredAndWhatMayBeChanged) {
-    constexpr wchar_t kNoService[] = L"The keys storage service is not installed.",
-                      kProviders[] = L"\\config\\Provider";
     const UniqueService manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CREATE_SERVICE));
+    const DWORD none = kNoSuchParameter;
     const struct {
         const char *name, *state;
         std::vector<std::pair<softcsp::Setting, DWORD>> settings = {};
         const wchar_t* module = kService;
-        bool serviceInstalled = false, modified = false, hasControl = true;
-        const wchar_t* denied = L"\\config\\none";
-        std::map<UINT, const wchar_t*> reasons = {};  // why controls are disabled
+        bool serviceInstalled = false, modified = false;
     } cases[] = {
-        {.name = "as installed",
-         .state = "provider memory caching control | service control | 8 of 64",
-         .reasons = {{IDC_SECURITY_MODE_SERVICE, kNoService}, {IDC_SECURITY_CACHE_SIZE, L""}}},
-        {.name = "with the service",
-         .state = "provider service memory caching control | service control | 8 of 64",
-         .serviceInstalled = true},
-        {"keys in memory", "provider memory control | memory control | 8 of 64", {}, kMemory},
-        {"no mode", "provider control | control | 8 of 64", {}, L"", true},
-        {"no mode, so that the cache is to go",
-         "provider control | control | 16 of 64",
-         {{kCacheSetting, 16}},
-         L"KVCSPI.DLL",
-         true,
-         true},
-        {"a higher class", "provider service caching control | service control | 8 of 64", {{kClassSetting, 2}}},
-        {"a larger cache than is used",
-         "provider memory caching size arrows control | service caching control | 16 of 2457",
+        {"as installed", "CSP memory caching DH | service DH | 8/64"},
+        {"with the service", "CSP service memory caching DH | service DH | 8/64", {}, kService, true},
+        {"keys in memory", "CSP memory DH | memory DH | 8/64", {}, kMemory},
+        {"no mode", "CSP DH | DH | 8/64", {}, L"", true},
+        {"no mode: the cache goes", "CSP DH | DH | 16/64", {{kCacheSetting, 16}}, L"KVCSPI.DLL", true, true},
+        {"a higher class", "CSP service caching DH | service DH | 8/64", {{kClassSetting, 2}}},
+        {"a large cache",
+         "CSP memory caching size arrows DH | service caching DH | 16/2457",
          {{kCacheSetting, 16}, {kCacheMaximumSetting, 5000}}},
-        {"no cache", "provider memory control | service control | 1 of 0", {{kCacheMaximumSetting, 0}}},
+        {"no cache", "CSP memory DH | service DH | 1/0", {{kCacheMaximumSetting, 0}}},
         {"a cache that can't be changed",
-         "provider memory control | service caching control | 16 of 64",
+         "CSP memory DH | service caching DH | 16/64",
          {{kCacheSetting, 16}, {kCacheAvailableSetting, 0}}},
-        {"no cache parameter",
-         "provider memory control | service control | 1 of 0",
-         {{kCacheAvailableSetting, kNoSuchParameter}}},
-        {"no control, for good",
-         "provider memory caching | service | 8 of 64",
-         {{kDhControlSetting, 1}, {kDhMayChangeSetting, 0}}},
-        {.name = "no control parameter",
-         .state = "provider memory caching | service control | 8 of 64",
-         .settings = {{kDhControlSetting, 1}, {kDhMayChangeSetting, kNoSuchParameter}},
-         .hasControl = false},
-        {.name = "without rights",
-         .state = "caching control | service control | 8 of 64",
-         .denied = kProviders,
-         .reasons = {{IDC_SECURITY_CSP, kOnlyAdministrators},
-                     {IDC_SECURITY_MODE_SERVICE, kOnlyAdministrators},
-                     {IDC_SECURITY_MODE_MEMORY, kOnlyAdministrators}}},
+        {"no cache parameter", "CSP memory DH | service DH | 1/0", {{kCacheAvailableSetting, none}}},
+        {"DH off for good", "CSP memory caching | service | 8/64", {{kDhControlSetting, 1}, {kDhMayChangeSetting, 0}}},
+        {"no DH", "CSP memory caching | service DH | 8/64", {{kDhControlSetting, 1}, {kDhMayChangeSetting, none}}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -264,15 +241,26 @@ TEST_F(SecurityPage, ShowsWhatIsStoredAndWhatMayBeChanged) {
         if (c.serviceInstalled)
             service.reset(CreateServiceW(manager.get(), L"kvcsp1", L"", DELETE, SERVICE_WIN32_OWN_PROCESS, 3, 0,
                                          L"C:\\none.exe", nullptr, nullptr, nullptr, nullptr, nullptr));
-        const Denied denied(c.denied);
         Look([&](HWND page) {
             EXPECT_EQ(State(page), c.state);
             EXPECT_EQ(Ui::ApplyEnabled(GetParent(page)), c.modified);
-            EXPECT_EQ(Ui::Visible(page, IDC_SECURITY_DIFFIE_HELLMAN), c.hasControl);
-            for (const auto& [id, reason] : c.reasons) EXPECT_EQ(Ui::TipBehind(page, id), reason) << id;
+            EXPECT_EQ(Ui::Visible(page, IDC_SECURITY_DIFFIE_HELLMAN), ReadSetting(kDhMayChangeSetting) != none);
         });
         if (service) DeleteService(service.get());
     }
+}
+
+TEST_F(SecurityPage, SaysWhyControlsAreDisabled) {
+    Look([](HWND page) {
+        EXPECT_EQ(Ui::TipBehind(page, IDC_SECURITY_MODE_SERVICE), L"The keys storage service is not installed.");
+        EXPECT_EQ(Ui::TipBehind(page, IDC_SECURITY_CACHE_SIZE), L"");
+    });
+    const Denied denied(L"\\config\\Provider");
+    Look([](HWND page) {
+        EXPECT_EQ(State(page), "caching DH | service DH | 8/64");
+        for (const UINT id : {IDC_SECURITY_CSP, IDC_SECURITY_MODE_SERVICE, IDC_SECURITY_MODE_MEMORY})
+            EXPECT_EQ(Ui::TipBehind(page, id), kOnlyAdministrators) << id;
+    });
 }
 
 // The question is asked once; the restart's result is the save's. What the registry refuses stays changed, unreported.
@@ -309,7 +297,7 @@ TEST_F(SecurityPage, WritesAllAndShowsItAgain) {
     WriteSetting(kClassSetting, 2);  // allows the way back
     Run({[](HWND sheet) {
              const HWND page = Ui::Page(sheet);
-             EXPECT_EQ(State(page), "provider service control | memory | 8 of 64");
+             EXPECT_EQ(State(page), "CSP service DH | memory | 8/64");
              EXPECT_FALSE(Ui::Visible(page, IDC_SECURITY_TYPE71)) << "the older type, without a default";
              EXPECT_EQ(Ui::Text(page, IDC_SECURITY_TYPE75_LABEL), L"GOST R 34.10-2001 signature and key agreement:");
              EXPECT_EQ(Ui::Items(page, IDC_SECURITY_TYPE75), (Texts{L"<Absent>", kProvider75}));
@@ -321,9 +309,7 @@ TEST_F(SecurityPage, WritesAllAndShowsItAgain) {
          &Apply, [](HWND sheet) { Ui::Type(Ui::Page(sheet), IDC_SECURITY_CACHE_SIZE, L"24"); }, &Apply},
         {IDNO});
     EXPECT_EQ(AllStored(), kBack);
-    Look([](HWND page) {
-        EXPECT_EQ(State(page), "provider service caching size arrows control | service caching control | 24 of 64");
-    });
+    Look([](HWND page) { EXPECT_EQ(State(page), "CSP service caching size arrows DH | service caching DH | 24/64"); });
 }
 
 TEST_F(SecurityPage, CorrectsTheCacheSizeWithoutAWord) {
@@ -417,14 +403,14 @@ TEST_F(SecurityPage, ConfiguresTheProviderThatIsSelected) {
     kRegistered[Module71].Set(kMemory);
     Look([](HWND page) {
         Ui::Select(page, IDC_SECURITY_CSP, 1);
-        EXPECT_EQ(State(page), "provider memory control | memory control | 8 of 64");
+        EXPECT_EQ(State(page), "CSP memory DH | memory DH | 8/64");
         for (const UINT button : {IDC_SECURITY_DIFFIE_HELLMAN, IDC_SECURITY_MODE_MEMORY}) Ui::Click(page, button);
         EXPECT_EQ(Shown(page, IDC_SECURITY_DIFFIE_HELLMAN), L"off") << "the mode's click reads values, not the marks";
         EXPECT_TRUE(Ui::ApplyEnabled(GetParent(page)));
     });
     listed = 0;
     Look([](HWND page) {
-        EXPECT_EQ(State(page), "provider | control | 1 of 0");
+        EXPECT_EQ(State(page), "CSP | DH | 1/0");
         for (const UINT id : {IDC_SECURITY_TYPE75, IDC_SECURITY_TYPE71}) EXPECT_FALSE(Ui::Enabled(page, id)) << id;
         for (const UINT id : {IDC_SECURITY_TYPE71, IDC_SECURITY_DIFFIE_HELLMAN}) EXPECT_FALSE(Ui::Visible(page, id));
     });
@@ -471,7 +457,7 @@ TEST_F(SecurityPage, SurvivesEveryFailingCall) {
     Faults("security page, start, change, save", save, [&](const Fault& fault) -> std::string {
         const bool all = AllStored() == kChanged, reported = std::ranges::count(boxes, kSaveFailed) != 0;
         Reset();
-        const bool memory = state.find("| memory | 8 of 64") != state.npos;
+        const bool memory = state.find("| memory | 8/64") != state.npos;
         if (fault.point < start || !memory) return fault.point == Fault::kNone ? state : "";
         if (modified == all) return all ? "is saved and stays modified" : "a failure reads as success";
         const std::string_view function = fault.function;
