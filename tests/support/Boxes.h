@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/FaultInjection.h"
 #include "tests/support/ImportPatch.h"
 
 // A message's icon and buttons, and its text.
@@ -27,6 +28,7 @@ class ShownBoxes {
 
   private:
     static int WINAPI Show(const MSGBOXPARAMSW* box) {
+        FaultInjection::ForgetQuestions();
         shown.emplace_back(box->dwStyle, box->lpszText);
         caption = box->lpszCaption;
         help = box->dwContextHelpId;
