@@ -378,6 +378,8 @@ TEST_F(WinlogonPage, SurvivesTheFailureOfEachCall) {
     std::wstring provider, reader;
     const auto scenario = [&] {
         StoreKdc(0);
+        modified = checked = false;
+        provider.clear(), reader.clear(), boxes.clear();
         Run({[&](HWND sheet) {
                  if (Ui::Enabled(Ui::Page(sheet), IDC_WINLOGON_DISABLE))
                      Ui::Click(Ui::Page(sheet), IDC_WINLOGON_DISABLE);
