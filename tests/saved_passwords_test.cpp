@@ -1,7 +1,6 @@
 // The dialog that deletes saved passwords, against the configuration store and the software provider.
 #include "pages/DialogDeletePasswords.h"
 
-#include "pages/PropPageConfigCSPServices.h"
 #include "softcsp/dialogs/resource.h"
 #include "tests/support/Provider.h"
 #include "tests/support/SettingsPage.h"
@@ -11,7 +10,7 @@ namespace {
 const std::wstring kUser = L"\\local\\KeyDevices\\passwords", kComputer = L"\\global\\KeyDevices\\passwords";
 
 // Every test begins and ends without the sections.
-struct SavedPasswordsDialog : SettingsPageTest<CPropPageConfigCSPServices> {
+struct SavedPasswordsDialog : SettingsTest {
     SavedPasswordsDialog() { Clear(); }
     ~SavedPasswordsDialog() override { Clear(); }
     static void Clear() {
@@ -23,36 +22,57 @@ struct SavedPasswordsDialog : SettingsPageTest<CPropPageConfigCSPServices> {
         for (const wchar_t entry : entries) support_registry_put_section((section + L"\\" + entry).c_str());
         if (entries.find(L'p') < entries.size()) support_registry_put_long((section + L"\\p\\passwd").c_str(), 1);
     }
-    // What there is of both sections.
+    static void PutAll() {
+        for (const std::wstring& section : {kUser, kComputer}) Put(section, L"aбpz");
+    }
+    static bool Exists(const std::wstring& path) {
+        DWORD rights = kRightRemove;
+        return support_registry_check_access(path.c_str(), &rights) == 0;
+    }
+    // The entries that there are of the user's section, then of the computer's; "none" without the section.
     static std::wstring Left() {
         std::wstring left;
-        for (const wchar_t* entry : {L"", L"\\a", L"\\б", L"\\p", L"\\z"}) {
-            for (const std::wstring& section : {kUser, kComputer}) {
-                DWORD rights = kRightRemove;
-                const bool exists = support_registry_check_access((section + entry).c_str(), &rights) == 0;
-                left += exists ? L'y' : L'n';
-            }
+        for (const std::wstring& section : {kUser, kComputer}) {
+            left += section == kUser ? L"" : L", ";
+            if (!Exists(section)) left += L"none";
+            for (const wchar_t entry : std::wstring(L"aбpz"))
+                if (Exists(section + L"\\" + entry)) left += entry;
         }
         return left;
     }
-    Texts Show(const std::vector<UINT>& clicked) {
-        return ClickThrough<CDialogDeletePasswords>(clicked, {1130, 1131, 1132, 1133});
+    // What the boxes show at first and after each click: the user's and the computer's passwords, then their media.
+    Texts Click(std::vector<UINT> clicked, UINT button = IDCANCEL) {
+        Texts shown;
+        RunDialog<CDialogDeletePasswords>([&](HWND dialog) {
+            const std::vector<UINT> all = {IDC_PASSWORDS_USER, IDC_PASSWORDS_COMPUTER, IDC_PASSWORDS_USER_MEDIA,
+                                           IDC_PASSWORDS_COMPUTER_MEDIA};
+            shown.push_back(Shown(dialog, all));
+            for (const UINT box : clicked) {
+                Ui::Click(dialog, box);
+                shown.push_back(Shown(dialog, all));
+            }
+            Ui::Click(dialog, button);
+        });
+        return shown;
     }
 };
 
 TEST_F(SavedPasswordsDialog, OffersWhatThereIsAndCouplesTheBoxes) {
-    EXPECT_EQ(Show({IDCANCEL}), Texts{L"(-)(-)(-)(-)"});  // no sections
+    EXPECT_EQ(Click({}), Texts{L"off disabled, off disabled, off disabled, off disabled"}) << "no sections";
     Put(kUser, L"p");
     Put(kComputer, L"");
-    EXPECT_EQ(Show({1130, IDCANCEL}), (Texts{L"--(-)(-)", L"x-(-)(-)"}));
+    EXPECT_EQ(Click({IDC_PASSWORDS_USER}),
+              (Texts{L"off, off, off disabled, off disabled", L"on, off, off disabled, off disabled"}));
     Put(kComputer, L"ap");
-    RunTool(L"store deny " + kComputer);
-    EXPECT_EQ(Show({IDCANCEL}), Texts{L"-(-)(-)(-)"});
-    RunTool(L"store allow " + kComputer);
+    {
+        const Denied denied(kComputer);
+        EXPECT_EQ(Click({}), Texts{L"off, off disabled, off disabled, off disabled"});
+    }
     Put(kUser, L"z");
-    EXPECT_EQ(Show({1130, 1130, 1131, 1132, 1131, 1130, IDCANCEL}),
-              (Texts{L"----", L"x-(x)-", L"--x-", L"-xx(x)", L"-x-(x)", L"---x", L"x-(x)x"}));
-    EXPECT_EQ(Left(), L"yynynnyyyn");
+    EXPECT_EQ(Click({IDC_PASSWORDS_USER, IDC_PASSWORDS_USER, IDC_PASSWORDS_COMPUTER, IDC_PASSWORDS_USER_MEDIA}),
+              (Texts{L"off, off, off, off", L"on, off, on disabled, off", L"off, off, on, off",
+                     L"off, on, on, on disabled", L"off, on, off, on disabled"}));
+    EXPECT_EQ(Left(), L"pz, ap") << "cancelled";
 }
 
 // Which code it is that ends a search is the library's own affair, but not that of a function which it lacks.
@@ -69,39 +89,46 @@ TEST_F(SavedPasswordsDialog, KnowsTheEndOfASearchByTheSectionsOwn) {
         });
     ForgetSupportFunctions();
     for (const auto& [code, left] :
-         {std::pair{DWORD{ERROR_FILE_NOT_FOUND}, L"yynynyyyny"}, {kFunctionMissing, L"yyyyyyyyyy"}}) {
+         {std::pair{DWORD{ERROR_FILE_NOT_FOUND}, L"p, aбpz"}, {kFunctionMissing, L"aбpz, aбpz"}}) {
         end = code;
-        for (const std::wstring& section : {kUser, kComputer}) Put(section, L"aбpz");
-        Show({1132, IDOK});
+        PutAll();
+        Click({IDC_PASSWORDS_USER_MEDIA}, IDOK);
         EXPECT_EQ(Left(), left) << code;
     }
     ForgetSupportFunctions();
 }
 
 TEST_F(SavedPasswordsDialog, DeletesWhatIsChecked) {
-    const std::vector<UINT> clicked[] = {{IDOK}, {1130, IDOK}, {1131, IDOK}, {1132, IDOK}, {1133, 1130, IDOK}};
-    const wchar_t* left[] = {L"yyyyyyyyyy", L"nynynynyny", L"ynynynynyn", L"yynynyyyny", L"nynnnnnynn"};
-    for (std::size_t i = 0; i < std::size(clicked); ++i) {
-        for (const std::wstring& section : {kUser, kComputer}) Put(section, L"aбpz");
-        Show(clicked[i]);
-        EXPECT_EQ(Left(), left[i]);
+    const struct {
+        std::vector<UINT> checked;
+        const wchar_t* left;
+    } cases[] = {{{}, L"aбpz, aбpz"},
+                 {{IDC_PASSWORDS_USER}, L"none, aбpz"},
+                 {{IDC_PASSWORDS_COMPUTER}, L"aбpz, none"},
+                 {{IDC_PASSWORDS_USER_MEDIA}, L"p, aбpz"},
+                 {{IDC_PASSWORDS_COMPUTER_MEDIA, IDC_PASSWORDS_USER}, L"none, p"}};
+    for (const auto& c : cases) {
+        PutAll();
+        Click(c.checked, IDOK);
+        EXPECT_EQ(Left(), c.left);
     }
+    Clear();
     Put(kUser, L"aбpz");
     const Denied denied(kUser + L"\\б");
-    Show({1132, IDOK});
-    EXPECT_EQ(Left(), L"yynnynyynn");
+    Click({IDC_PASSWORDS_USER_MEDIA}, IDOK);
+    EXPECT_EQ(Left(), L"бp, none") << "one that can't be deleted is no reason to keep the others";
 }
 
 // A password is lost only to those who asked for it.
 TEST_F(SavedPasswordsDialog, SurvivesEveryFailure) {
     const auto inspect = [&](const Fault& fault) -> std::string {
         const std::wstring left = Left();
-        for (const std::wstring& section : {kUser, kComputer}) Put(section, L"apz");
-        if (fault.point == Fault::kNone) return left == L"nynnnnnynn" ? "" : "deletes less";
-        return left[7] == L'y' ? "" : "deletes a password";
+        PutAll();
+        if (fault.point == Fault::kNone) return left == L"none, p" ? "" : "deletes less";
+        return left.ends_with(L"p") || left.ends_with(L"pz") ? "" : "deletes a password";
     };
-    inspect({});
-    const auto change = [&] { Show({1130, 1133, IDOK}); };
+    PutAll();
+    const auto change = [&] { Click({IDC_PASSWORDS_USER, IDC_PASSWORDS_COMPUTER_MEDIA}, IDOK); };
     Faults("saved passwords", change, inspect);
 }
 
@@ -124,7 +151,7 @@ TEST_F(SavedPasswordsDialog, MakesTheProviderForgetItsOwn) {
     EXPECT_EQ(load(CRYPT_SILENT), 0);
     RunDialog<CDialogDeletePasswords>([](HWND dialog) {
         EXPECT_EQ(LOWORD(SendMessageW(dialog, DM_GETDEFID, 0, 0)), IDCANCEL);
-        for (const UINT button : {1130, IDOK}) Ui::Click(dialog, button);
+        for (const UINT button : {UINT{IDC_PASSWORDS_USER}, UINT{IDOK}}) Ui::Click(dialog, button);
     });
     EXPECT_EQ(load(CRYPT_SILENT), NTE_SILENT_CONTEXT);
     RunTool(L"remove \"" + name + L"\"");

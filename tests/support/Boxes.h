@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/FaultInjection.h"
 #include "tests/support/ImportPatch.h"
 
 // A message's icon and buttons, and its text.
@@ -27,11 +28,12 @@ class ShownBoxes {
 
   private:
     static int WINAPI Show(const MSGBOXPARAMSW* box) {
+        FaultInjection::ForgetQuestions();
         shown.emplace_back(box->dwStyle, box->lpszText);
         caption = box->lpszCaption;
         help = box->dwContextHelpId;
         if (const auto act = std::exchange(meanwhile, nullptr)) act();
-        if (!(box->dwStyle & MB_YESNO)) return IDOK;
+        if ((box->dwStyle & MB_TYPEMASK) == MB_OK) return IDOK;
         const int answer = answers.empty() ? IDYES : answers.front();
         if (!answers.empty()) answers.pop_front();
         return answer;

@@ -193,6 +193,7 @@ bool ApplyEnabled(HWND sheet) {
 }
 
 void Press(HWND sheet, int button) {
+    FaultInjection::ForgetQuestions();
     PostMessageW(sheet, PSM_PRESSBUTTON, static_cast<WPARAM>(button), 0);
 }
 

@@ -7,13 +7,18 @@
 #include <winternl.h>
 
 #include "framework/PropertySheet.h"
+#include "tests/support/Boxes.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/ModalScript.h"
 #include "tests/support/Services.h"
 
+using Stored = std::optional<long>;
+using Texts = std::vector<std::wstring>;
+
 constexpr wchar_t kSaveFailed[] = L"Error saving parameters.";
 constexpr wchar_t kRestartQuestion[] =
     L"Reboot is required to change Vestra CSP operation mode. Do you want to reboot now?";
+constexpr wchar_t kOnlyAdministrators[] = L"Only an administrator can change these settings.";
 
 // In the place of the computer's restart, which is never taken for real.
 struct Restart {
@@ -41,56 +46,46 @@ struct Restart {
         exit{nullptr, "ExitWindowsEx", &Exit};
 };
 
+// What a control shows: "on" or "off" for a box or radio button, otherwise its text; then "disabled" if it is.
+inline std::wstring Shown(HWND dialog, UINT id) {
+    const HWND control = GetDlgItem(dialog, static_cast<int>(id));
+    const bool button = (SendMessageW(control, WM_GETDLGCODE, 0, 0) & (DLGC_BUTTON | DLGC_RADIOBUTTON)) != 0;
+    const bool on = button && SendMessageW(control, BM_GETCHECK, 0, 0) == BST_CHECKED;
+    const std::wstring shown = button ? (on ? L"on" : L"off") : Ui::Text(control);
+    return IsWindowEnabled(control) ? shown : shown + L" disabled";
+}
+inline std::wstring Shown(HWND dialog, const std::vector<UINT>& controls) {
+    std::wstring all;
+    for (const UINT id : controls) all += (all.empty() ? L"" : L", ") + Shown(dialog, id);
+    return all;
+}
+
 // English windows, unless the test says otherwise.
-template <class Page>
-class SettingsPageTest : public testing::Test {
+class SettingsTest : public testing::Test {
   protected:
-    // Opens the page and runs the steps in it; the sheet is cancelled if it is still open then.
-    void Run(std::vector<ModalScript::Step> steps, std::deque<int> answers = {}) {
-        Page page;
+    // Opens a page and runs the steps in it; the sheet is cancelled if it is still open then.
+    void RunPage(CPropertyPage& page, std::vector<ModalScript::Step> steps, std::deque<int> answers = {}) {
         CPropertySheet sheet;
         sheet.AddPage(page);
-        RunModal(sheet, ModalScript(std::move(steps), std::move(answers)));
+        RunModal([&] { return sheet.DoModal(); }, std::move(steps), std::move(answers));
     }
-    INT_PTR RunModal(auto&& window, const ModalScript& script) {
-        const INT_PTR result = window.DoModal();
-        EXPECT_TRUE(script.Finished());
-        boxes.clear();
-        for (const ShownBox& box : script.Boxes()) boxes.push_back(box.text);
-        return result;
-    }
-    // Runs a dialog of the page's; the step ends it.
+    // Runs a dialog of a page's; the step ends it.
     template <class Dialog>
     INT_PTR RunDialog(ModalScript::Step step) {
-        return RunModal(Dialog(), ModalScript({std::move(step)}));
+        return RunModal([] { return Dialog().DoModal(); }, {std::move(step)});
     }
-    // Clicks these buttons, the last of which ends the dialog; what the controls showed before each click.
-    template <class Dialog>
-    std::vector<std::wstring> ClickThrough(const std::vector<UINT>& buttons, const std::vector<UINT>& controls) {
-        std::vector<std::wstring> shown;
-        const INT_PTR result = RunDialog<Dialog>([&](HWND dialog) {
-            for (const UINT button : buttons) shown.push_back(Shown(dialog, controls)), Ui::Click(dialog, button);
-        });
-        EXPECT_EQ(result, static_cast<INT_PTR>(buttons.back()));
-        return shown;
+    INT_PTR RunModal(const std::function<INT_PTR()>& open, std::vector<ModalScript::Step> steps,
+                     std::deque<int> answers = {}) {
+        ShownBoxes::shown.clear();
+        ShownBoxes::answers = std::move(answers);
+        const ModalScript script(std::move(steps));
+        const INT_PTR result = open();
+        EXPECT_TRUE(script.Finished()) << "a step was not reached, or a window procedure crashed";
+        boxes.clear();
+        for (const Box& box : ShownBoxes::shown) boxes.push_back(box.second);
+        return result;
     }
-    // The controls one after the other: "x" for a box or radio button that is chosen, "-" for one that isn't, and texts
-    // with a space before them; in brackets what is disabled.
-    static std::wstring Shown(HWND dialog, const std::vector<UINT>& controls) {
-        std::wstring all;
-        for (const UINT id : controls) {
-            const HWND control = ::GetDlgItem(dialog, static_cast<int>(id));
-            const bool button = (SendMessageW(control, WM_GETDLGCODE, 0, 0) & (DLGC_BUTTON | DLGC_RADIOBUTTON)) != 0;
-            const bool chosen = button && SendMessageW(control, BM_GETCHECK, 0, 0) == BST_CHECKED;
-            const std::wstring text = button ? (chosen ? L"x" : L"-") : L" " + Ui::Text(control);
-            all += IsWindowEnabled(control) ? text : L"(" + text + L")";
-        }
-        return all;
-    }
-    void Look(const std::function<void(HWND page)>& look) {
-        Run({[&](HWND sheet) { look(Ui::Page(sheet)); }});
-    }
-    // The number of calls of the system, the provider and the store in the scenario that can fail. Each of them failed.
+    // Lets each call of the system, the provider and the store in the scenario fail; the number of the calls.
     static size_t Faults(const char* name, const std::function<void()>& scenario,
                          const FaultInjection::Inspect& inspect, const std::set<std::string_view>& again = {}) {
         ForgetSupportFunctions();
@@ -100,15 +95,20 @@ class SettingsPageTest : public testing::Test {
         return points;
     }
 
-    // The boxes of the last run: "?" the question for a restart, "!" the failure to save, "x" any other.
-    std::string Told() const {
-        std::string told;
-        for (const std::wstring& box : boxes) told += box == kRestartQuestion ? '?' : box == kSaveFailed ? '!' : 'x';
-        return told;
-    }
-
-    using Texts = std::vector<std::wstring>;
     SpokenLanguage language{kEnglish};
     const Restart noRestart;
-    Texts boxes;  // of the last run
+    const ShownBoxes noBoxes;
+    Texts boxes;  // the texts of the last run's
+};
+
+template <class PageClass>
+class SettingsPageTest : public SettingsTest {
+  protected:
+    void Run(std::vector<ModalScript::Step> steps, std::deque<int> answers = {}) {
+        PageClass page;
+        RunPage(page, std::move(steps), std::move(answers));
+    }
+    void Look(const std::function<void(HWND page)>& look) {
+        Run({[&](HWND sheet) { look(Ui::Page(sheet)); }});
+    }
 };

@@ -40,6 +40,14 @@ std::optional<long> StoredNumber::Get() const {
     return get(path_.c_str(), &value) == 0 ? std::optional<long>(value) : std::nullopt;
 }
 
+ProviderSetting::ProviderSetting(const softcsp::Setting& setting, DWORD value) : setting_(setting) {
+    EXPECT_EQ(softcsp::WriteSetting(setting, value), DWORD{ERROR_SUCCESS});
+}
+
+ProviderSetting::~ProviderSetting() {
+    EXPECT_EQ(softcsp::ClearSetting(setting_), DWORD{ERROR_SUCCESS});
+}
+
 Denied::Denied(std::wstring path) : path_(std::move(path)) {
     const DWORD denied = 1;
     EXPECT_EQ(

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "softcsp/common/Settings.h"
+
 // Gives a number a value, or removes it (nothing), while the object lives.
 class StoredNumber {
   public:
@@ -18,6 +20,18 @@ class StoredNumber {
   private:
     std::wstring path_;
     std::optional<long> before_;
+};
+
+// Sets what the software provider reports about itself while the object lives; afterwards it is the default again.
+class ProviderSetting {
+  public:
+    ProviderSetting(const softcsp::Setting& setting, DWORD value);
+    ~ProviderSetting();
+    ProviderSetting(const ProviderSetting&) = delete;
+    ProviderSetting& operator=(const ProviderSetting&) = delete;
+
+  private:
+    const softcsp::Setting& setting_;
 };
 
 // Takes write and remove access to a path away while the object lives.
