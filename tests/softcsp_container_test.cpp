@@ -120,7 +120,7 @@ TEST(SoftcspContainer, ReportsDamageThatAnotherProgramDid) {
                  {L"damage=2", NTE_KEYSET_ENTRY_BAD, 0}};
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.change));
-        container.Change(c.change);
+        container.Set(c.change);
         CCryptProvContext context;
         EXPECT_EQ(ErrorOf(context.Acquire(CRYPT_SILENT, L"seen by others", nullptr, 75)), c.opened);
         if (context.Get() != 0) {
@@ -167,7 +167,7 @@ TEST(SoftcspContainer, NoticesThatItWasReplaced) {
     ASSERT_TRUE(container.Open());
     EXPECT_EQ(Set(container.Get(), PP_SIGNATURE_PIN, "1234"), 0);
     EXPECT_EQ(NumberParameter(container.Get(), kParamLoadKeys), 2u) << "the key is sealed by the new master key";
-    other.Change(L"damage=1");
+    other.Set(L"damage=1");
     EXPECT_EQ(Acquire(L"replaced", CRYPT_DELETEKEYSET), 0) << "in a damaged container no password may be right";
 }
 
