@@ -120,7 +120,7 @@ TEST(SoftcspContainer, ReportsDamageThatAnotherProgramDid) {
                  {L"damage=2", NTE_KEYSET_ENTRY_BAD, 0}};
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.change));
-        container.Change(c.change);
+        container.Set(c.change);
         CCryptProvContext context;
         EXPECT_EQ(ErrorOf(context.Acquire(CRYPT_SILENT, L"seen by others", nullptr, 75)), c.opened);
         if (context.Get() != 0) {
@@ -134,17 +134,22 @@ TEST(SoftcspContainer, KeepsEveryChangeOfProgramsThatWriteAtOnce) {
     RunTool(L"remove contended");
     std::atomic<int> created = 0, changed = 0;
     std::vector<std::thread> programs;
+    const auto change = [](Container& container) {
+        container.extensions.emplace_back("1.2.3", 0, Bytes());
+        return DWORD{ERROR_SUCCESS};
+    };
     for (int program = 0; program < 4; ++program)
         programs.emplace_back([&] {
+            Container container;
             created += RunTool(L"create contended --keys none") == 0;
-            for (int i = 0; i < 4; ++i) changed += RunTool(L"set contended extension=1.2.3:0:00") == 0;
+            for (int i = 0; i < 25; ++i) changed += kStore.Modify(InRegistry(L"contended"), container, change) == 0;
         });
     for (std::thread& program : programs) program.join();
     EXPECT_EQ(created, 1);
-    EXPECT_EQ(changed, 16);
+    EXPECT_EQ(changed, 100);
     Container container;
     EXPECT_EQ(kStore.Load(InRegistry(L"contended"), container), 0u);
-    EXPECT_EQ(container.extensions.size(), 16u);
+    EXPECT_EQ(container.extensions.size(), 100u);
     EXPECT_EQ(kStore.Remove(InRegistry(L"contended")), 0u);
 }
 
@@ -162,7 +167,7 @@ TEST(SoftcspContainer, NoticesThatItWasReplaced) {
     ASSERT_TRUE(container.Open());
     EXPECT_EQ(Set(container.Get(), PP_SIGNATURE_PIN, "1234"), 0);
     EXPECT_EQ(NumberParameter(container.Get(), kParamLoadKeys), 2u) << "the key is sealed by the new master key";
-    other.Change(L"damage=1");
+    other.Set(L"damage=1");
     EXPECT_EQ(Acquire(L"replaced", CRYPT_DELETEKEYSET), 0) << "in a damaged container no password may be right";
 }
 

@@ -27,7 +27,7 @@ TEST(SoftcspTool, CreatesAndChangesContainersAsAsked) {
                                   L"--keys xs --certs s --exportable --password 12 --chain 3"
                                   L" --subject \"CN=Пётр, O=Завод\" --usage 2020-01-01 2021-02-28"
                                   L" --not-before 2019-05-06 --not-after 2031-12-31",
-                                  L"--machine ");
+                                  L" --machine");
     EXPECT_EQ(RunTool(L"create \"" + kName + L'"'), 1u) << "exists already";
     ExpectShown(L"show --machine \"" + kName + L'"',
                 {"password yes\n", " certificate no\nsignature key yes\n", " exportable yes\n",
@@ -35,7 +35,7 @@ TEST(SoftcspTool, CreatesAndChangesContainersAsAsked) {
                  "valid to 2031-12-31 00:00:00 UTC\n", "usage 2020-01-01 00:00:00 UTC to 2021-02-28 00:00:00 UTC\n",
                  "1.2.643.2.2.37.3.2, ", "certificates: 1\n", "1.2.643.2.2.37.3.1, ", "certificates: 2\n"});
     for (const wchar_t* change : {L"certificate-x=other", L"exportable=1", L"extension=1.2.3:7:30aF"})
-        plain.Change(change);
+        plain.Set(change);
     ExpectShown(L"show \"" + kName + L'"',
                 {"password no\nformat 2\nintegrity intact\nexchange key yes\n", " exportable yes\n", "matches no\n",
                  "signature key no\n", "extension 1.2.3, critical, 2 bytes\n"});

@@ -1,4 +1,4 @@
-// What the tests of the software provider share: its parameters and settings, and containers that its tool creates.
+// What the tests of the software provider share: its parameters and settings.
 #pragma once
 
 #include "tests/support/Provider.h"
@@ -64,26 +64,4 @@ class ChangedSetting {
 
   private:
     const softcsp::Setting& setting_;
-};
-
-// A container that the provider's tool creates with certificates and removes again. `options` as of "softcsp create";
-// `scope` "--machine " for the computer's.
-class ToolContainer {
-  public:
-    explicit ToolContainer(const std::wstring& name, const std::wstring& options = L"", const std::wstring& scope = L"")
-        : name_(scope + L'"' + name + L'"') {
-        Remove();
-        EXPECT_EQ(RunTool(L"create " + name_ + L' ' + options), 0u);
-    }
-    ~ToolContainer() { Remove(); }
-    ToolContainer(const ToolContainer&) = delete;
-    ToolContainer& operator=(const ToolContainer&) = delete;
-
-    // As "softcsp set" changes it.
-    void Change(const std::wstring& change) const { EXPECT_EQ(RunTool(L"set " + name_ + L' ' + change), 0u); }
-
-  private:
-    void Remove() const { RunTool(L"remove " + name_); }
-
-    std::wstring name_;
 };
