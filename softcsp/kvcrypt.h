@@ -13,9 +13,7 @@
 #define KV_API /* the library itself is compiled with __declspec(dllexport) */
 #endif
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 // --- Public keys, 1.2.643.2.2.19 -----------------------------------------------------------------------------------
 // The caller releases the results with CryptMemFree. Sizes are in bytes.
@@ -59,7 +57,4 @@ KV_API BOOL WINAPI KvDecodeCertificates(DWORD encoding, LPCSTR type, const BYTE*
 // Sets the provider for the thread's next verifications; 0 resets it. Always TRUE: this library verifies nothing, so
 // that it needs no handle.
 KV_API BOOL WINAPI SetThreadDefaultCryptProv(HCRYPTPROV provider);
-
-#ifdef __cplusplus
 }
-#endif

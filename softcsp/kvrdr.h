@@ -10,9 +10,7 @@
 #define KV_API /* the library itself is compiled with __declspec(dllexport) */
 #endif
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 // The owner of a window. The windows are modal.
 typedef struct RDR_WND_REQUEST {
@@ -27,7 +25,4 @@ KV_API DWORD rdr_media_wnd_configure(const RDR_WND_REQUEST* request);
 
 // Sets `context` of a registration whose size the caller has set. supsys_unregister_all releases it.
 KV_API DWORD rdr_register_start(SUPSYS_REGISTRATION* registration);
-
-#ifdef __cplusplus
 }
-#endif

@@ -7,13 +7,8 @@
 #define KV_API /* the library itself is compiled with __declspec(dllexport) */
 #endif
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 // Shows the sources of random numbers; modal. `parent` null = the thread's active window.
 KV_API DWORD rndm_wnd_configure(HWND parent);
-
-#ifdef __cplusplus
 }
-#endif

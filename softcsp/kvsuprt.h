@@ -15,9 +15,7 @@
 
 #include <windows.h>
 
-#ifdef __cplusplus
 extern "C" {
-#endif
 
 // Rights of support_registry_check_access.
 #define SUPPORT_RIGHT_READ 1
@@ -101,7 +99,4 @@ DWORD supsys_context_free(HANDLE reader);
 DWORD support_wnd_language_get(void);
 DWORD support_wnd_language_update(void);  // reads the setting again; 0
 DWORD support_wnd_language_done(void);    // clears the cache; 0
-
-#ifdef __cplusplus
 }
-#endif

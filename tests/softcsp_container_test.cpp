@@ -175,19 +175,19 @@ TEST(SoftcspContainer, IsNotWrittenWhenItCouldNotBeReadAgain) {
     const ContainerPlace place = InRegistry(L"refuses");
     auto created = CreateContainer(place.name, {});
     kStore.Remove(place);
-    ASSERT_EQ(kStore.Create(place, created->container), 0u);
+    ASSERT_EQ(kStore.Create(place, created.container), 0u);
     EXPECT_EQ(kStore.SaveBytes(place, Bytes((64 << 20) + 1)), DWORD{ERROR_DISK_FULL}) << "longer than can be read";
-    created->container.extensions.resize(kMostExtensions + 1);
-    EXPECT_EQ(kStore.Save(place, created->container), DWORD{ERROR_DISK_FULL}) << "too many extensions";
-    EXPECT_EQ(kStore.Load(place, created->container), 0u);
-    Container renamed = created->container;
+    created.container.extensions.resize(kMostExtensions + 1);
+    EXPECT_EQ(kStore.Save(place, created.container), DWORD{ERROR_DISK_FULL}) << "too many extensions";
+    EXPECT_EQ(kStore.Load(place, created.container), 0u);
+    Container renamed = created.container;
     renamed.name = L"another";
     EXPECT_EQ(kStore.SaveBytes(place, WriteContainer(renamed)), 0u);
     EXPECT_EQ(Acquire(place.name), NTE_BAD_KEYSET) << "the file of another container";
     EXPECT_EQ(kStore.Remove(place, [](ByteView) { return DWORD{ERROR_BUSY}; }), DWORD{ERROR_BUSY});
     EXPECT_EQ(kStore.Remove(place), 0u) << "still there";
-    created->container.extensions = {{std::string("1\0", 2), 0, {}}};
-    EXPECT_FALSE(ReadContainer(WriteContainer(created->container))) << "an identifier with a zero";
+    created.container.extensions = {{std::string("1\0", 2), 0, {}}};
+    EXPECT_FALSE(ReadContainer(WriteContainer(created.container))) << "an identifier with a zero";
 }
 
 TEST(SoftcspContainer, FailsOnACarrierThatIsFullOrEjected) {
@@ -295,9 +295,9 @@ Word WINAPI Doomed(Word a, Word b, Word c, Word d, Word e, Word f, Word g) {
 
 Container WithPassword(const wchar_t* password) {
     auto created = CreateContainer(kKilled.name, Password(password));
-    created->container.extensions.push_back({"1.2.3", 0, Bytes(20'000, 7)});
-    Authenticate(created->container, created->master);
-    return std::move(created->container);
+    created.container.extensions.push_back({"1.2.3", 0, Bytes(20'000, 7)});
+    Authenticate(created.container, created.master);
+    return std::move(created.container);
 }
 
 bool IsOpenedBy(const Container& container, const wchar_t* password) {

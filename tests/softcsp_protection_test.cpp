@@ -205,11 +205,11 @@ DWORD WINAPI ForeignOwner(HANDLE, SE_OBJECT_TYPE, SECURITY_INFORMATION, PSID* ow
 TEST_F(SoftcspProtection, RefusesFoldersOfOtherAccounts) {
     const auto created = CreateContainer(kPlace.name, {});
     kStore.Remove(kPlace);
-    ASSERT_EQ(kStore.Create(kPlace, created->container), 0u);
+    ASSERT_EQ(kStore.Create(kPlace, created.container), 0u);
     const ImportPatch foreign(nullptr, "GetSecurityInfo", ForeignOwner);
     Container container;
     EXPECT_EQ(kStore.Load(kPlace, container), DWORD{ERROR_INVALID_OWNER});
-    EXPECT_EQ(kStore.Save(kPlace, created->container), DWORD{ERROR_INVALID_OWNER});
+    EXPECT_EQ(kStore.Save(kPlace, created.container), DWORD{ERROR_INVALID_OWNER});
 }
 
 TEST_F(SoftcspProtection, BindsKeysWithoutPasswordToTheUserAndSavedOnesToTheirContainer) {
@@ -266,23 +266,23 @@ TEST_F(SoftcspProtection, IsNotBlockedByTheMutexesOfOthers) {
 
 TEST_F(SoftcspProtection, DerivesThePasswordKeyInManyRoundsButNotInAnyNumber) {
     auto created = CreateContainer(kPlace.name, Password(L"1234"));
-    const std::uint32_t rounds = created->container.lock.rounds;
+    const std::uint32_t rounds = created.container.lock.rounds;
     EXPECT_GE(rounds, 20'000u);
     EXPECT_TRUE(AcceptsRounds(rounds));
     EXPECT_FALSE(AcceptsRounds(rounds * 20));
     EXPECT_FALSE(AcceptsRounds(0));
-    created->container.lock.rounds = 0xFFFFFFFF;
-    ASSERT_EQ(kStore.Create(kPlace, created->container), 0u);
+    created.container.lock.rounds = 0xFFFFFFFF;
+    ASSERT_EQ(kStore.Create(kPlace, created.container), 0u);
     EXPECT_EQ(Acquire(kPlace.name), NTE_KEYSET_ENTRY_BAD);
     ASSERT_EQ(kStore.Remove(kPlace), 0u);
     const ChangedSetting few(kPasswordRoundsSetting, 9);
-    EXPECT_EQ(CreateContainer(kPlace.name, Password(L"1234"))->container.lock.rounds, 9u) << "on demand";
+    EXPECT_EQ(CreateContainer(kPlace.name, Password(L"1234")).container.lock.rounds, 9u) << "on demand";
 }
 
 TEST_F(SoftcspProtection, RemembersThatAPasswordIsWrong) {
     {
         const ChangedSetting many(kPasswordRoundsSetting, 100'000);
-        ASSERT_EQ(kStore.Create(kPlace, CreateContainer(kPlace.name, Password(L"1234"))->container), 0u);
+        ASSERT_EQ(kStore.Create(kPlace, CreateContainer(kPlace.name, Password(L"1234")).container), 0u);
     }
     Open();
     UniqueCryptKey key;

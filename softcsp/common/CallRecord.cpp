@@ -1,7 +1,5 @@
 #include "softcsp/common/CallRecord.h"
 
-#include <cstring>
-
 #include "softcsp/common/Carriers.h"
 
 namespace softcsp {
@@ -82,15 +80,13 @@ DWORD StartCallRecord(const std::wstring& program) {
     return done ? ERROR_SUCCESS : GetLastError();
 }
 
-// The program may be running and writing.
 DWORD ReadCallRecord(const std::wstring& program, CallCounts& counts) {
+    // With all sharing: programs that are counted keep the file mapped for writing.
     const FileHandle file = OpenRecord(program, GENERIC_READ, OPEN_EXISTING);
-    CallCounts read{};
+    if (!file) return MissingIsNotFound(GetLastError());
     DWORD size = 0;
-    if (!file || !ReadFile(file.Get(), &read, sizeof read, &size, nullptr)) return MissingIsNotFound(GetLastError());
-    if (size != sizeof read) return ERROR_INVALID_DATA;
-    counts = read;
-    return ERROR_SUCCESS;
+    if (!ReadFile(file.Get(), &counts, sizeof counts, &size, nullptr)) return GetLastError();
+    return size == sizeof counts ? ERROR_SUCCESS : ERROR_INVALID_DATA;
 }
 
 DWORD StopCallRecord(const std::wstring& program) {

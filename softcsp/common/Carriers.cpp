@@ -1,5 +1,7 @@
 #include "softcsp/common/Carriers.h"
 
+#include <shlobj.h>
+
 #include <algorithm>
 #include <string_view>
 
@@ -13,11 +15,9 @@ constexpr wchar_t kPresent[] = L"Present";  // REG_DWORD, 0 = ejected
 constexpr wchar_t kRoom[] = L"Room";        // REG_DWORD, bytes
 constexpr std::size_t kLongestName = 32;
 
-// Found at the first use, because the question is slow.
-struct {
-    Mutex mutex;
-    std::wstring path[2];
-} knownFolders;
+// Found at the first use, because the question is slow: of the computer, of the user.
+Mutex foldersLock;
+std::wstring folders[2];
 
 std::wstring KeyOf(const std::wstring& name) {
     return std::wstring(kCarriersKey) + L'\\' + name;
@@ -83,10 +83,15 @@ DWORD RemoveCarrier(const std::wstring& name) {
 }
 
 std::wstring ApplicationData(Owner owner) {
-    const Mutex::Held held(knownFolders.mutex);
-    std::wstring& path = knownFolders.path[owner == Owner::User];
-    if (path.empty()) path = KnownFolder(owner == Owner::User);
-    return path.empty() ? path : path + L"Kelvane\\SoftCSP\\";
+    const Mutex::Held held(foldersLock);
+    std::wstring& folder = folders[owner == Owner::User];
+    if (!folder.empty()) return folder;
+    const SystemFunction<decltype(SHGetFolderPathW)> find(L"shell32.dll", "SHGetFolderPathW");
+    const int which = owner == Owner::User ? CSIDL_LOCAL_APPDATA : CSIDL_COMMON_APPDATA;
+    wchar_t path[MAX_PATH];
+    if (find.Get() != nullptr && find.Get()(nullptr, which, nullptr, SHGFP_TYPE_CURRENT, path) == S_OK)
+        folder = path + std::wstring(L"\\Kelvane\\SoftCSP\\");
+    return folder;
 }
 
 std::wstring ContainerFolder(const Carrier& carrier, Owner owner, DWORD providerType) {

@@ -48,22 +48,7 @@ DWORD RemoveCarrier(const std::wstring& name);
 // The target of `context` in a SUPSYS_REGISTRATION (kvsuprt.h). rdr_register_start of kvrdr.dll creates it and
 // supsys_unregister_all of kvsuprt.dll removes it, so it is allocated on the process heap, which both share.
 struct ReaderRegistration {
-    static constexpr DWORD kMark = 0x47455252;
-
-    DWORD mark = 0;           // kMark until it is removed
-    BOOL registered = FALSE;  // whether a search finds readers
-
-    // Null if memory is short.
-    static ReaderRegistration* Create() {
-        auto* created =
-            static_cast<ReaderRegistration*>(HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, sizeof(ReaderRegistration)));
-        if (created != nullptr) created->mark = kMark;
-        return created;
-    }
-    static void Remove(ReaderRegistration* removed) {
-        SecureZeroMemory(removed, sizeof *removed);  // so that copies of the pointer are recognised as invalid
-        HeapFree(GetProcessHeap(), 0, removed);
-    }
+    BOOL registered;  // whether a search finds readers
 };
 
 }  // namespace softcsp

@@ -3,7 +3,6 @@
 #include <windows.h>
 #include <aclapi.h>
 #include <sddl.h>
-#include <shlobj.h>
 
 #include <memory>
 
@@ -82,14 +81,6 @@ NewObjectSecurity::NewObjectSecurity(Rights rights) {
     if (rights == Rights::OwnerAndAdministrators) list += L"(A;OICI;GA;;;SY)(A;OICI;GA;;;BA)";
     ConvertStringSecurityDescriptorToSecurityDescriptorW(list.c_str(), SDDL_REVISION_1,
                                                          &attributes_.lpSecurityDescriptor, nullptr);
-}
-
-std::wstring KnownFolder(bool ofTheUser) {
-    const SystemFunction<decltype(SHGetFolderPathW)> find(L"shell32.dll", "SHGetFolderPathW");
-    const int folder = ofTheUser ? CSIDL_LOCAL_APPDATA : CSIDL_COMMON_APPDATA;
-    wchar_t path[MAX_PATH];
-    if (find.Get() == nullptr || find.Get()(nullptr, folder, nullptr, SHGFP_TYPE_CURRENT, path) != S_OK) return {};
-    return std::wstring(path) + L'\\';
 }
 
 void CreateFolders(const std::wstring& file, const std::wstring& open, Rights rights) {

@@ -29,10 +29,6 @@ class NewObjectSecurity {
     SECURITY_ATTRIBUTES attributes_{sizeof(SECURITY_ATTRIBUTES), nullptr, FALSE};
 };
 
-// The system's folder for application data of the user or of all users, with the last backslash. Empty if the system
-// does not know it.
-std::wstring KnownFolder(bool ofTheUser);
-
 // Creates the missing folders above a file. Those beneath `open`, also existing ones, get the rights; `open` and its
 // parents inherit theirs.
 void CreateFolders(const std::wstring& file, const std::wstring& open, Rights rights);

@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <string>
 #include <string_view>
 
 #include "softcsp/common/Bytes.h"
@@ -44,23 +43,17 @@ class Password {
   public:
     static constexpr std::size_t kLongest = 64;  // characters
 
-    Password() { text_.reserve(kLongest); }
-    explicit Password(std::wstring_view text) : Password() { text_ = text.substr(0, kLongest); }
-    ~Password() { Wipe(text_.data(), text_.capacity() * sizeof(wchar_t)); }
-    Password(const Password& other) : Password(other.Text()) {}
-    Password& operator=(const Password& other) {
-        if (this != &other) {
-            Wipe(text_.data(), text_.capacity() * sizeof(wchar_t));
-            text_ = other.text_;
-        }
-        return *this;
+    Password() = default;
+    explicit Password(std::wstring_view text) : length_(std::min(text.size(), kLongest)) {
+        std::memcpy(text_.Room().data(), text.data(), length_ * sizeof(wchar_t));
     }
 
-    std::wstring_view Text() const { return text_; }
-    bool Empty() const { return text_.empty(); }
+    std::wstring_view Text() const { return {reinterpret_cast<const wchar_t*>(text_.Bytes().data()), length_}; }
+    bool Empty() const { return length_ == 0; }
 
   private:
-    std::wstring text_;  // never exceeds the reserved capacity, so that it is never moved and left behind
+    alignas(wchar_t) Secret<kLongest * sizeof(wchar_t)> text_;
+    std::size_t length_ = 0;
 };
 
 }  // namespace softcsp

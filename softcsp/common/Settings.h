@@ -1,9 +1,11 @@
 // What the provider reports about itself, changed by "softcsp set NAME=VALUE" so that a test reaches every branch of a
-// program that asks. Settings are REG_DWORD values of the provider's Settings key and
-// are read at each use.
+// program that asks. Settings are REG_DWORD values of the provider's Settings key and are read at each use.
 #pragma once
 
 #include <windows.h>
+
+#include "softcsp/common/Names.h"
+#include "softcsp/common/Registry.h"
 
 namespace softcsp {
 
@@ -40,8 +42,19 @@ constexpr const Setting* kSettings[] = {&kClassSetting,          &kVersionSettin
                                         &kCacheAvailableSetting, &kDhControlSetting,      &kDhMayChangeSetting,
                                         &kNewPasswordSetting,    &kPasswordRoundsSetting, &kExampleSetsSetting};
 
-DWORD ReadSetting(const Setting& setting);
-DWORD WriteSetting(const Setting& setting, DWORD value);  // Win32 code
-DWORD ClearSetting(const Setting& setting);               // Win32 code; a missing value is success
+inline DWORD ReadSetting(const Setting& setting) {
+    return ReadNumber(HKEY_LOCAL_MACHINE, kSettingsKey, setting.name, setting.missing);
+}
+
+// Win32 codes.
+inline DWORD WriteSetting(const Setting& setting, DWORD value) {
+    return WriteNumber(HKEY_LOCAL_MACHINE, kSettingsKey, setting.name, value);
+}
+
+// A missing value is not an error.
+inline DWORD ClearSetting(const Setting& setting) {
+    const DWORD result = RemoveValue(HKEY_LOCAL_MACHINE, kSettingsKey, setting.name);
+    return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
+}
 
 }  // namespace softcsp

@@ -128,21 +128,19 @@ bool ReadHead(ByteReader& from, std::uint32_t& format, DigestValue& digest) {
 }
 
 // The code is keyed by a key of its own, derived from the master key, which wraps other keys.
-std::optional<DigestValue> CodeOf(const Container& container, const SymmetricKey& master) {
-    const auto key = AuthenticationCode(master, TextBytes(kCodeLabel));
-    return key ? AuthenticationCode(SymmetricKey(*key), WriteBody(container)) : std::nullopt;
+DigestValue CodeOf(const Container& container, const SymmetricKey& master) {
+    const SymmetricKey key(AuthenticationCode(master, TextBytes(kCodeLabel)));
+    return AuthenticationCode(key, WriteBody(container));
 }
 
 }  // namespace
 
-std::optional<NewContainer> CreateContainer(const std::wstring& name, const Password& password, Protection protection) {
-    const auto master = CreateMasterKey();
-    const auto lock = master ? LockMasterKey(*master, password, protection) : std::nullopt;
-    if (!lock) return std::nullopt;
-    NewContainer created{{}, *master};
+NewContainer CreateContainer(const std::wstring& name, const Password& password, Protection protection) {
+    NewContainer created{{}, CreateMasterKey()};
     created.container.name = name;
-    created.container.lock = *lock;
-    return Authenticate(created.container, *master) ? std::optional(std::move(created)) : std::nullopt;
+    created.container.lock = LockMasterKey(created.master, password, protection);
+    Authenticate(created.container, created.master);
+    return created;
 }
 
 Bytes WriteContainer(const Container& container) {
@@ -150,11 +148,9 @@ Bytes WriteContainer(const Container& container) {
     if (container.format != kFirstFormat) authenticated.Raw(container.lock.code);
     authenticated.Raw(WriteBody(container));
     const Bytes rest = authenticated.Take();
-    const auto digest = DigestOf(rest);
-    if (!digest) return {};
     to.Raw(kMagic);
     to.Number(container.format);
-    to.Raw(*digest);
+    to.Raw(DigestOf(rest));
     to.Raw(rest);
     return to.Take();
 }
@@ -181,8 +177,7 @@ bool IsIntact(ByteView bytes) {
     DigestValue stored;
     std::uint32_t format = 0;
     if (!ReadHead(from, format, stored)) return false;
-    const auto found = DigestOf(bytes.subspan(sizeof kMagic + sizeof format + stored.size()));
-    return found && *found == stored;
+    return DigestOf(bytes.subspan(sizeof kMagic + sizeof format + stored.size())) == stored;
 }
 
 bool Authenticate(Container& container, const SymmetricKey& master) {
@@ -190,14 +185,12 @@ bool Authenticate(Container& container, const SymmetricKey& master) {
         auto& key = container.Key(signatureKey);
         if (!key || key->privateKey.attributes) continue;
         const auto secret = Unseal(master, key->privateKey);
-        const auto sealed = secret ? SealPrivateKey(master, *secret, key->exportable) : std::nullopt;
-        if (!sealed) return false;
-        key->privateKey = *sealed;
+        if (!secret) return false;
+        key->privateKey = SealPrivateKey(master, *secret, key->exportable);
     }
     container.format = kFormat;
-    const auto code = CodeOf(container, master);
-    if (code) container.lock.code = *code;
-    return code.has_value();
+    container.lock.code = CodeOf(container, master);
+    return true;
 }
 
 bool AuthenticateWithoutPassword(Container& container) {
@@ -208,27 +201,21 @@ bool AuthenticateWithoutPassword(Container& container) {
 }
 
 bool IsAuthentic(const Container& container, const SymmetricKey& master) {
-    if (container.format != kFirstFormat) {
-        const auto code = CodeOf(container, master);
-        return code && EqualInConstantTime(*code, container.lock.code);
-    }
+    if (container.format != kFirstFormat) return EqualInConstantTime(CodeOf(container, master), container.lock.code);
     // A container of format 2 that somebody rewrote as format 1 fails here: its keys are wrapped with attributes.
     for (const bool signatureKey : {false, true})
         if (const auto& key = container.Key(signatureKey); key && !Unseal(master, key->privateKey)) return false;
     return true;
 }
 
-bool StoreKeyPair(Container& container, bool signatureKey, const SymmetricKey& master, const KeyPair& pair,
+void StoreKeyPair(Container& container, bool signatureKey, const SymmetricKey& master, const KeyPair& pair,
                   const ParameterSet& digest, bool exportable) {
-    const auto sealed = SealPrivateKey(master, pair.Private(), exportable);
-    if (!sealed) return false;
     container.Key(signatureKey) = ContainerKey{.curve = &pair.Set(),
                                                .digest = &digest,
                                                .exportable = exportable,
                                                .publicKey = pair.Public(),
-                                               .privateKey = *sealed,
+                                               .privateKey = SealPrivateKey(master, pair.Private(), exportable),
                                                .certificate = {}};
-    return true;
 }
 
 }  // namespace softcsp

@@ -52,32 +52,31 @@ struct Container {
 constexpr std::size_t kLongestContainerName = 260;  // characters
 constexpr std::size_t kMostExtensions = 100'000;    // far more than fit on a medium
 
-// A new container without keys. Empty if libgcrypt cannot be used.
+// A new container without keys. Everything that seals or authenticates throws std::runtime_error if libgcrypt fails.
 struct NewContainer {
     Container container;
     SymmetricKey master;
 };
-std::optional<NewContainer> CreateContainer(const std::wstring& name, const Password& password,
-                                            Protection protection = Protection::None);
+NewContainer CreateContainer(const std::wstring& name, const Password& password,
+                             Protection protection = Protection::None);
 
-// The bytes of the file; empty if libgcrypt cannot be used.
+// The bytes of the file.
 Bytes WriteContainer(const Container& container);
 // Empty if the bytes are not a container.
 std::optional<Container> ReadContainer(ByteView bytes);
 // True if the digest is right.
 bool IsIntact(ByteView bytes);
 
-// Computes the authentication code after a change and brings the container to format 2. False if libgcrypt cannot be
-// used or a key of format 1 cannot be unsealed.
+// Computes the authentication code after a change and brings the container to format 2. False if a key of format 1
+// cannot be unsealed.
 bool Authenticate(Container& container, const SymmetricKey& master);
 // The same with the master key of a container without a password; false for others.
 bool AuthenticateWithoutPassword(Container& container);
 // True if nobody without the master key has changed the container. In format 1 only the private keys are protected.
 bool IsAuthentic(const Container& container, const SymmetricKey& master);
 
-// Puts the key pair into its slot, without a certificate; the caller authenticates the container. False if the private
-// key cannot be sealed.
-bool StoreKeyPair(Container& container, bool signatureKey, const SymmetricKey& master, const KeyPair& pair,
+// Puts the key pair into its slot, without a certificate; the caller authenticates the container.
+void StoreKeyPair(Container& container, bool signatureKey, const SymmetricKey& master, const KeyPair& pair,
                   const ParameterSet& digest, bool exportable);
 
 }  // namespace softcsp

@@ -17,31 +17,23 @@ constexpr DWORD Code(HRESULT result) {
     return static_cast<DWORD>(result);
 }
 
-struct NameParts {
-    std::wstring_view carrier;  // empty: none is named
-    std::wstring_view name;
-};
-
-// False for a text that is not a name.
-bool Split(std::wstring_view text, NameParts& parts) {
+// False for a text that is not a name. No carrier is named by an empty text.
+bool Split(std::wstring_view text, std::wstring_view& carrier, std::wstring_view& name) {
     const bool qualified = text.starts_with(kQualified);
     if (qualified) text.remove_prefix(kQualified.size());
     const std::size_t backslash = text.find(L'\\');
-    const bool named = backslash != std::wstring_view::npos;
-    parts.carrier = named ? text.substr(0, backslash) : std::wstring_view();
-    parts.name = named ? text.substr(backslash + 1) : text;
-    return !parts.name.empty() && parts.name.size() <= kLongestContainerName &&
-           parts.name.find(L'\\') == std::wstring_view::npos && named != parts.carrier.empty() && (named || !qualified);
+    const bool named = backslash != text.npos;
+    carrier = named ? text.substr(0, backslash) : std::wstring_view();
+    name = named ? text.substr(backslash + 1) : text;
+    return !name.empty() && name.size() <= kLongestContainerName && name.find(L'\\') == name.npos &&
+           named != carrier.empty() && (named || !qualified);
 }
 
-DWORD FindPlace(std::wstring_view text, ContainerPlace& place, bool& carrierNamed) {
-    NameParts parts;
-    if (!Split(text, parts)) return Code(NTE_BAD_KEYSET_PARAM);
-    carrierNamed = !parts.carrier.empty();
-    if (carrierNamed)
-        if (const DWORD result = FindCarrier(parts.carrier, place.carrier)) return result;
-    place.name = parts.name;
-    return ERROR_SUCCESS;
+DWORD FindPlace(std::wstring_view text, ContainerPlace& place) {
+    std::wstring_view carrier, name;
+    if (!Split(text, carrier, name)) return Code(NTE_BAD_KEYSET_PARAM);
+    place.name = name;
+    return carrier.empty() ? ERROR_SUCCESS : FindCarrier(carrier, place.carrier);
 }
 
 // The carrier may have been ejected since it was looked up.
@@ -77,19 +69,18 @@ DWORD FindCarrier(std::wstring_view name, Carrier& carrier) {
     return Code(NTE_KEYSET_NOT_DEF);
 }
 
-DWORD ContainerStore::PlaceForNew(std::wstring_view text, ContainerPlace& place, bool& carrierNamed) const {
+DWORD ContainerStore::PlaceForNew(std::wstring_view text, ContainerPlace& place) const {
     const auto forbidden = [](wchar_t c) { return c == L'?' || c < L' ' || (c >= 0x7F && c < 0xA0); };
     if (std::ranges::any_of(text, forbidden)) return Code(NTE_BAD_KEYSET_PARAM);
-    return FindPlace(text, place, carrierNamed);
+    return FindPlace(text, place);
 }
 
 DWORD ContainerStore::Find(std::wstring_view text, ContainerPlace& place) const {
     ContainerPlace found;
-    bool named = false;
-    const DWORD result = FindPlace(text, found, named);
+    const DWORD result = FindPlace(text, found);
     if (result == Code(NTE_KEYSET_NOT_DEF)) return Code(NTE_BAD_KEYSET);
     if (result != ERROR_SUCCESS) return result;
-    const std::vector<Carrier> carriers = named ? std::vector{found.carrier} : Carriers();
+    const std::vector<Carrier> carriers = found.carrier.name.empty() ? Carriers() : std::vector{found.carrier};
     for (const Carrier& carrier : carriers) {
         if (!carrier.present) continue;
         found.carrier = carrier;
@@ -233,8 +224,7 @@ bool ContainerStore::HasRoom(const Carrier& carrier, const std::wstring& file, s
 
 DWORD ContainerStore::Write(const ContainerPlace& place, const Container& container, bool replace) const {
     if (container.extensions.size() > kMostExtensions) return ERROR_DISK_FULL;
-    const Bytes bytes = WriteContainer(container);
-    return bytes.empty() ? Code(NTE_FAIL) : WriteBytes(place, bytes, replace);
+    return WriteBytes(place, WriteContainer(container), replace);
 }
 
 DWORD ContainerStore::WriteBytes(const ContainerPlace& place, ByteView bytes, bool replace) const {

@@ -50,10 +50,10 @@ class ContainerStore {
     // NTE_BAD_KEYSET_PARAM: the text is none of the three forms. NTE_BAD_KEYSET: there is no such container.
     // SCARD_W_REMOVED_CARD: the carrier is named and ejected.
     DWORD Find(std::wstring_view text, ContainerPlace& place) const;
-    // The place of a new container of that name. `place.carrier` is unchanged unless the text names one.
+    // The place of a new container of that name. `place.carrier` has no name unless the text names one.
     // NTE_BAD_KEYSET_PARAM also for names with '?' or control characters, which not every program can open again;
     // SCARD_W_REMOVED_CARD; NTE_KEYSET_NOT_DEF: there is no such carrier.
-    DWORD PlaceForNew(std::wstring_view text, ContainerPlace& place, bool& carrierNamed) const;
+    DWORD PlaceForNew(std::wstring_view text, ContainerPlace& place) const;
 
     // NTE_BAD_KEYSET: gone. NTE_KEYSET_ENTRY_BAD: the file is not a container. SCARD_W_REMOVED_CARD.
     DWORD Load(const ContainerPlace& place, Container& container) const;

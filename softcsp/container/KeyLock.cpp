@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <stdexcept>
 
 #include "softcsp/common/Handles.h"
 #include "softcsp/common/Settings.h"
@@ -51,7 +52,7 @@ std::uint32_t RoundsOfNewPassword() {
     return wanted != 0 ? wanted : CalibratedRounds();
 }
 
-std::optional<SymmetricKey> DeriveOpeningKey(const PasswordLock& lock, const Password& password) {
+SymmetricKey DeriveOpeningKey(const PasswordLock& lock, const Password& password) {
     Secret<kLongestUtf8> utf8;
     const std::wstring_view text = password.Text();
     // For no text the function fails and returns 0, too.
@@ -61,44 +62,41 @@ std::optional<SymmetricKey> DeriveOpeningKey(const PasswordLock& lock, const Pas
 }
 
 // A random opening key, and the same as the system protects it. The salt binds it to its container.
-std::optional<SymmetricKey> ProtectOpeningKey(PasswordLock& lock, Protection protection) {
-    const auto key = CreateMasterKey();
-    const bool done = key && ProtectKey(*key, lock.salt, protection == Protection::Computer, lock.protectedKey);
-    return done ? key : std::nullopt;
+SymmetricKey ProtectOpeningKey(PasswordLock& lock, Protection protection) {
+    const SymmetricKey key = CreateMasterKey();
+    if (!ProtectKey(key, lock.salt, protection == Protection::Computer, lock.protectedKey))
+        throw std::runtime_error("the system doesn't protect the key");
+    return key;
 }
 
 // The key and, if there are any, its attributes, as they are wrapped together.
 constexpr std::size_t kKeySize = 32, kAttributesSize = 8;
 using Wrapped = Secret<kKeySize + kAttributesSize>;
 
-std::optional<SealedKey> Seal(const SymmetricKey& by, const Secret<kKeySize>& key,
-                              std::optional<std::array<std::uint8_t, kAttributesSize>> attributes) {
-    SealedKey sealed;
-    Wrapped clear, wrapped;
+SealedKey Seal(const SymmetricKey& by, const Secret<kKeySize>& key,
+               std::optional<std::array<std::uint8_t, kAttributesSize>> attributes) {
+    SealedKey sealed{.attributes = attributes};
+    Wrapped clear;
     std::ranges::copy(key.Bytes(), clear.Room().begin());
     if (attributes) std::ranges::copy(*attributes, clear.Room().begin() + kKeySize);
-    const std::size_t size = attributes ? kKeySize + kAttributesSize : kKeySize;
-    if (!FillRandom(sealed.material) ||
-        !WrapBytes(Wrapping::Diversified, by, sealed.material, ByteView(clear.Bytes()).first(size),
-                   std::span<std::uint8_t>(wrapped.Room()).first(size), sealed.wrapped.mac))
-        return std::nullopt;
-    std::copy_n(wrapped.Bytes().begin(), kKeySize, sealed.wrapped.key.begin());
-    if (attributes)
-        std::copy_n(wrapped.Bytes().begin() + kKeySize, kAttributesSize, sealed.attributes.emplace().begin());
+    Bytes wrapped(attributes ? kKeySize + kAttributesSize : kKeySize);
+    FillRandom(sealed.material);
+    WrapBytes(Wrapping::Diversified, by, sealed.material, ByteView(clear.Bytes()).first(wrapped.size()), wrapped,
+              sealed.wrapped.mac);
+    std::copy_n(wrapped.begin(), kKeySize, sealed.wrapped.key.begin());
+    if (attributes) std::copy_n(wrapped.begin() + kKeySize, kAttributesSize, sealed.attributes->begin());
     return sealed;
 }
 
-bool Open(const SymmetricKey& by, const SealedKey& sealed, Wrapped& clear) {
+// The key, followed by its attributes in `clear`.
+std::optional<PrivateKey> Open(const SymmetricKey& by, const SealedKey& sealed, Wrapped& clear) {
     Bytes wrapped(sealed.wrapped.key.begin(), sealed.wrapped.key.end());
     if (sealed.attributes) wrapped.insert(wrapped.end(), sealed.attributes->begin(), sealed.attributes->end());
-    return UnwrapBytes(Wrapping::Diversified, by, sealed.material, wrapped, sealed.wrapped.mac,
-                       std::span<std::uint8_t>(clear.Room()).first(wrapped.size()));
-}
-
-PrivateKey KeyOf(const Wrapped& clear) {
     PrivateKey key;
+    const bool opened = UnwrapBytes(Wrapping::Diversified, by, sealed.material, wrapped, sealed.wrapped.mac,
+                                    std::span<std::uint8_t>(clear.Room()).first(wrapped.size()));
     std::copy_n(clear.Bytes().begin(), kKeySize, key.Room().begin());
-    return key;
+    return opened ? std::optional(key) : std::nullopt;
 }
 
 // The system only reads through it.
@@ -116,9 +114,9 @@ bool ProtectKey(const SymmetricKey& key, ByteView entropy, bool forTheComputer, 
     if (!protect.Get()(&in, nullptr, &bound, nullptr, nullptr, flags, &out)) return false;
     protectedKey.assign(out.pbData, out.pbData + out.cbData);
     LocalFree(out.pbData);
-    const auto digest = DigestOf(protectedKey);
-    if (digest) protectedKey.insert(protectedKey.end(), digest->begin(), digest->end());
-    return digest.has_value();
+    const DigestValue digest = DigestOf(protectedKey);
+    protectedKey.insert(protectedKey.end(), digest.begin(), digest.end());
+    return true;
 }
 
 std::optional<SymmetricKey> UnprotectKey(ByteView protectedKey, ByteView entropy) {
@@ -127,8 +125,7 @@ std::optional<SymmetricKey> UnprotectKey(ByteView protectedKey, ByteView entropy
     constexpr std::size_t kDigestSize = std::tuple_size_v<DigestValue>;
     if (protectedKey.size() < kDigestSize) return std::nullopt;
     const ByteView bytes = protectedKey.first(protectedKey.size() - kDigestSize);
-    const auto digest = DigestOf(bytes);
-    if (!digest || !EqualInConstantTime(*digest, protectedKey.last(kDigestSize))) return std::nullopt;
+    if (!EqualInConstantTime(DigestOf(bytes), protectedKey.last(kDigestSize))) return std::nullopt;
     DATA_BLOB in = Blob(bytes), bound = Blob(entropy), out{};
     if (unprotect.Get() == nullptr ||
         !unprotect.Get()(&in, nullptr, &bound, nullptr, nullptr, CRYPTPROTECT_UI_FORBIDDEN, &out))
@@ -146,21 +143,20 @@ bool AcceptsRounds(std::uint32_t rounds) {
     return rounds / kMostTimesRounds <= CalibratedRounds();
 }
 
-std::optional<SymmetricKey> CreateMasterKey() {
+SymmetricKey CreateMasterKey() {
     SymmetricKey key;
-    return FillRandom(key.Room(), Randomness::LastingKey) ? std::optional(key) : std::nullopt;
+    FillRandom(key.Room(), Randomness::LastingKey);
+    return key;
 }
 
-std::optional<PasswordLock> LockMasterKey(const SymmetricKey& master, const Password& password, Protection protection) {
+PasswordLock LockMasterKey(const SymmetricKey& master, const Password& password, Protection protection) {
     PasswordLock lock;
     lock.hasPassword = !password.Empty();
-    if (!FillRandom(lock.salt)) return std::nullopt;
+    FillRandom(lock.salt);
     if (lock.hasPassword) lock.rounds = RoundsOfNewPassword();
     const bool protectedBySystem = !lock.hasPassword && protection != Protection::None;
-    const auto key = protectedBySystem ? ProtectOpeningKey(lock, protection) : DeriveOpeningKey(lock, password);
-    const auto sealed = key ? Seal(*key, master, {}) : std::nullopt;
-    if (!sealed) return std::nullopt;
-    lock.master = *sealed;
+    lock.master =
+        Seal(protectedBySystem ? ProtectOpeningKey(lock, protection) : DeriveOpeningKey(lock, password), master, {});
     return lock;
 }
 
@@ -172,20 +168,20 @@ std::optional<SymmetricKey> OpenLock(const PasswordLock& lock, const SymmetricKe
     return Unseal(openingKey, lock.master);
 }
 
-std::optional<SealedKey> SealPrivateKey(const SymmetricKey& master, const PrivateKey& key, bool exportable) {
+SealedKey SealPrivateKey(const SymmetricKey& master, const PrivateKey& key, bool exportable) {
     return Seal(master, key, std::array<std::uint8_t, kAttributesSize>{exportable});
 }
 
 std::optional<PrivateKey> Unseal(const SymmetricKey& master, const SealedKey& sealed) {
     Wrapped clear;
-    return Open(master, sealed, clear) ? std::optional(KeyOf(clear)) : std::nullopt;
+    return Open(master, sealed, clear);
 }
 
 std::optional<PrivateKey> UnsealPrivateKey(const SymmetricKey& master, const SealedKey& sealed, bool exportable) {
     Wrapped clear;
-    if (!Open(master, sealed, clear)) return std::nullopt;
-    if (sealed.attributes && (clear.Bytes()[kKeySize] & 1) != (exportable ? 1 : 0)) return std::nullopt;
-    return KeyOf(clear);
+    const auto key = Open(master, sealed, clear);
+    const bool agrees = !sealed.attributes || (clear.Bytes()[kKeySize] & 1) == (exportable ? 1 : 0);
+    return agrees ? key : std::nullopt;
 }
 
 }  // namespace softcsp

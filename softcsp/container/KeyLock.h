@@ -33,24 +33,24 @@ struct PasswordLock {
 enum class Protection { None, User, Computer };
 
 // The system's data protection: only the same user or the same computer can unprotect the key, with the same entropy.
-// Both fail if the system cannot.
+// Both fail if the system does.
 bool ProtectKey(const SymmetricKey& key, ByteView entropy, bool forTheComputer, Bytes& protectedKey);
 std::optional<SymmetricKey> UnprotectKey(ByteView protectedKey, ByteView entropy);
 
 // Whether this machine accepts a container that asks for so many rounds: at most ten times as many as take 200 ms.
 bool AcceptsRounds(std::uint32_t rounds);
 
-// A new master key. Empty, as everything below, if libgcrypt cannot be used.
-std::optional<SymmetricKey> CreateMasterKey();
-// `protection` is used without a password only.
-std::optional<PasswordLock> LockMasterKey(const SymmetricKey& master, const Password& password, Protection protection);
+SymmetricKey CreateMasterKey();
+// `protection` is used without a password only. Throws std::runtime_error if the system does not protect the key.
+PasswordLock LockMasterKey(const SymmetricKey& master, const Password& password, Protection protection);
 
-// The key that opens the lock if the password is right. It is what is stored if the user saves the password.
+// The key that opens the lock if the password is right. It is what is stored if the user saves the password. Empty if
+// it is protected and the system does not unprotect it.
 std::optional<SymmetricKey> OpeningKey(const PasswordLock& lock, const Password& password);
 // The master key; empty if the opening key is wrong.
 std::optional<SymmetricKey> OpenLock(const PasswordLock& lock, const SymmetricKey& openingKey);
 
-std::optional<SealedKey> SealPrivateKey(const SymmetricKey& master, const PrivateKey& key, bool exportable);
+SealedKey SealPrivateKey(const SymmetricKey& master, const PrivateKey& key, bool exportable);
 // Empty if the key or its attributes were changed.
 std::optional<PrivateKey> Unseal(const SymmetricKey& master, const SealedKey& sealed);
 // Also empty if a key of format 2 has another attribute than `exportable`.

@@ -20,14 +20,14 @@ using InitialValue = std::array<std::uint8_t, 8>;
 // A stream that is encrypted or decrypted piece by piece.
 class Cipher {
   public:
-    // Empty if the set is not of kind Cipher or libgcrypt cannot be used.
+    // Empty if the set is not of kind Cipher.
     static std::optional<Cipher> Create(const ParameterSet& set, const SymmetricKey& key, const InitialValue& start);
     // Continues where this one is now. Takes as long as the encryption of what this one has processed.
-    std::optional<Cipher> Copy() const;
+    Cipher Copy() const;
 
     // In place. Every call but the last must pass whole blocks of 8 bytes.
-    bool Encrypt(std::span<std::uint8_t> data) { return Run(data, true); }
-    bool Decrypt(std::span<std::uint8_t> data) { return Run(data, false); }
+    void Encrypt(std::span<std::uint8_t> data) { Run(data, true); }
+    void Decrypt(std::span<std::uint8_t> data) { Run(data, false); }
 
   private:
     struct Close {
@@ -36,7 +36,7 @@ class Cipher {
     using Handle = std::unique_ptr<gcry_cipher_handle, Close>;
 
     Cipher() = default;
-    bool Run(std::span<std::uint8_t> data, bool encrypt);
+    void Run(std::span<std::uint8_t> data, bool encrypt);
 
     const ParameterSet* set_ = nullptr;
     SymmetricKey key_;
@@ -61,14 +61,13 @@ struct WrappedKey {
     bool operator==(const WrappedKey&) const = default;
 };
 
-std::optional<WrappedKey> WrapKey(Wrapping wrapping, const SymmetricKey& by, const KeyingMaterial& material,
-                                  const SymmetricKey& key);
+WrappedKey WrapKey(Wrapping wrapping, const SymmetricKey& by, const KeyingMaterial& material, const SymmetricKey& key);
 // Empty unless everything is what the key was wrapped with.
 std::optional<SymmetricKey> UnwrapKey(Wrapping wrapping, const SymmetricKey& by, const KeyingMaterial& material,
                                       const WrappedKey& wrapped);
 
 // The same for any number of whole blocks; both spans have the same size.
-bool WrapBytes(Wrapping wrapping, const SymmetricKey& by, const KeyingMaterial& material, ByteView bytes,
+void WrapBytes(Wrapping wrapping, const SymmetricKey& by, const KeyingMaterial& material, ByteView bytes,
                std::span<std::uint8_t> wrapped, Mac& mac);
 bool UnwrapBytes(Wrapping wrapping, const SymmetricKey& by, const KeyingMaterial& material, ByteView wrapped,
                  const Mac& mac, std::span<std::uint8_t> bytes);

@@ -11,11 +11,11 @@ void Digest::Close::operator()(gcry_md_handle* handle) const {
 }
 
 std::optional<Digest> Digest::Create(const ParameterSet& set) {
-    if (set.kind != ParameterKind::Digest || !CryptoReady()) return std::nullopt;
+    if (set.kind != ParameterKind::Digest) return std::nullopt;
+    PrepareCrypto();
     const int algorithm = set.example ? GCRY_MD_GOSTR3411_94 : GCRY_MD_GOSTR3411_CP;
     gcry_md_hd_t handle = nullptr;
-    // In secure memory, because keys are hashed too.
-    if (gcry_md_open(&handle, algorithm, GCRY_MD_FLAG_SECURE) != 0) return std::nullopt;
+    CheckCrypto(gcry_md_open(&handle, algorithm, GCRY_MD_FLAG_SECURE));  // secure, because keys are hashed too
     return Digest(handle);
 }
 
@@ -38,34 +38,32 @@ DigestValue Digest::Value() {
     return value;
 }
 
-std::optional<DigestValue> DigestOf(ByteView data) {
+DigestValue DigestOf(ByteView data) {
     auto digest = Digest::Create(DefaultParameterSet(ParameterKind::Digest));
-    if (!digest) return std::nullopt;
     digest->Add(data);
     return digest->Value();
 }
 
-std::optional<DigestValue> AuthenticationCode(const SymmetricKey& key, ByteView data) {
+DigestValue AuthenticationCode(const SymmetricKey& key, ByteView data) {
+    PrepareCrypto();
     gcry_mac_hd_t handle = nullptr;
-    if (!CryptoReady() || gcry_mac_open(&handle, GCRY_MAC_HMAC_GOSTR3411_CP, GCRY_MAC_FLAG_SECURE, nullptr) != 0)
-        return std::nullopt;
+    CheckCrypto(gcry_mac_open(&handle, GCRY_MAC_HMAC_GOSTR3411_CP, GCRY_MAC_FLAG_SECURE, nullptr));
     const MacHandle owner(handle);
     DigestValue code;
     std::size_t size = code.size();
-    if (gcry_mac_setkey(handle, key.Bytes().data(), key.Bytes().size()) != 0 ||
-        gcry_mac_write(handle, data.data(), data.size()) != 0 || gcry_mac_read(handle, code.data(), &size) != 0)
-        return std::nullopt;
+    CheckCrypto(gcry_mac_setkey(handle, key.Bytes().data(), key.Bytes().size()));
+    CheckCrypto(gcry_mac_write(handle, data.data(), data.size()));
+    CheckCrypto(gcry_mac_read(handle, code.data(), &size));
     return code;
 }
 
-std::optional<SymmetricKey> DerivePasswordKey(ByteView password, const Salt& salt, std::uint32_t rounds) {
+SymmetricKey DerivePasswordKey(ByteView password, const Salt& salt, std::uint32_t rounds) {
+    PrepareCrypto();
     SymmetricKey key;
     const std::uint8_t none = 0;  // libgcrypt refuses a null address even for no bytes
-    const auto room = key.Room();
-    if (!CryptoReady() ||
-        gcry_kdf_derive(password.empty() ? &none : password.data(), password.size(), GCRY_KDF_PBKDF2,
-                        GCRY_MD_GOSTR3411_CP, salt.data(), salt.size(), rounds, room.size(), room.data()) != 0)
-        return std::nullopt;
+    CheckCrypto(gcry_kdf_derive(password.empty() ? &none : password.data(), password.size(), GCRY_KDF_PBKDF2,
+                                GCRY_MD_GOSTR3411_CP, salt.data(), salt.size(), rounds, key.Room().size(),
+                                key.Room().data()));
     return key;
 }
 

@@ -20,7 +20,7 @@ using Salt = std::array<std::uint8_t, 16>;
 
 class Digest {
   public:
-    // Empty if the set is not one of kind Digest or memory is short.
+    // Empty if the set is not one of kind Digest.
     static std::optional<Digest> Create(const ParameterSet& set);
     // Includes everything that was added so far.
     std::optional<Digest> Copy() const;
@@ -39,11 +39,11 @@ class Digest {
     bool ended_ = false;  // Value() was called
 };
 
-// With the default parameter set; empty if libgcrypt cannot be used.
-std::optional<DigestValue> DigestOf(ByteView data);
-std::optional<DigestValue> AuthenticationCode(const SymmetricKey& key, ByteView data);
+// With the default parameter set.
+DigestValue DigestOf(ByteView data);
+DigestValue AuthenticationCode(const SymmetricKey& key, ByteView data);
 
-// PBKDF2 (RFC 2898) of the password's bytes, of which there may be none. Empty if libgcrypt cannot be used.
-std::optional<SymmetricKey> DerivePasswordKey(ByteView password, const Salt& salt, std::uint32_t rounds);
+// PBKDF2 (RFC 2898) of the password's bytes, of which there may be none.
+SymmetricKey DerivePasswordKey(ByteView password, const Salt& salt, std::uint32_t rounds);
 
 }  // namespace softcsp

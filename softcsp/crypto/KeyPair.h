@@ -25,7 +25,7 @@ using Signature = std::array<std::uint8_t, 64>;
 
 class KeyPair {
   public:
-    // Both need the set of a curve; empty if it is not one, or if libgcrypt cannot be used.
+    // Both need the set of a curve; empty if it is not one.
     static std::optional<KeyPair> Generate(const ParameterSet& set, Randomness randomness = Randomness::LastingKey);
     // Also empty if the number is not between zero and the order of the curve's base point.
     static std::optional<KeyPair> FromPrivate(const ParameterSet& set, const PrivateKey& key);
@@ -35,7 +35,7 @@ class KeyPair {
     const PublicKey& Public() const { return public_; }
 
     // Different at each call, because a random number is part of it.
-    std::optional<Signature> Sign(const DigestValue& digest) const;
+    Signature Sign(const DigestValue& digest) const;
 
   private:
     KeyPair(const ParameterSet& set, const PrivateKey& privateKey, const PublicKey& publicKey)

@@ -4,6 +4,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <stdexcept>
 
 #include "softcsp/crypto/Random.h"
 
@@ -48,15 +49,19 @@ BOOL CALLBACK Initialise(INIT_ONCE*, void*, void**) {
 
 }  // namespace
 
-bool CryptoReady() {
-    return InitOnceExecuteOnce(&library.once, Initialise, nullptr, nullptr) && library.ready;
+void PrepareCrypto() {
+    InitOnceExecuteOnce(&library.once, Initialise, nullptr, nullptr);
+    if (!library.ready) throw std::runtime_error("libgcrypt can't be used");
 }
 
-bool FillRandom(std::span<std::uint8_t> bytes, Randomness randomness) {
-    if (!CryptoReady()) return false;
+void CheckCrypto(gcry_error_t code) {
+    if (code != 0) throw std::runtime_error(gcry_strerror(code));
+}
+
+void FillRandom(std::span<std::uint8_t> bytes, Randomness randomness) {
+    PrepareCrypto();
     gcry_randomize(bytes.data(), bytes.size(),
                    randomness == Randomness::LastingKey ? GCRY_VERY_STRONG_RANDOM : GCRY_STRONG_RANDOM);
-    return true;
 }
 
 }  // namespace softcsp

@@ -7,9 +7,12 @@
 
 namespace softcsp {
 
-// Initialises libgcrypt at the first call, from any thread; every class of this folder calls it first. False, at every
-// call, if libgcrypt cannot be used. Afterwards the module stays loaded until the process ends.
-bool CryptoReady();
+// Initialises libgcrypt at the first call, from any thread; every class of this folder calls it first. Afterwards the
+// module stays loaded until the process ends. Throws std::runtime_error, as everything in this folder, if libgcrypt
+// cannot be used.
+void PrepareCrypto();
+// Throws std::runtime_error unless the code, of a function of libgcrypt, is 0.
+void CheckCrypto(gcry_error_t code);
 
 template <auto free>
 struct Release {

@@ -23,7 +23,7 @@ struct ParameterSet {
     ParameterKind kind;
     const wchar_t* name;
     const wchar_t* russianName;
-    bool example;  // for published examples only: never offered to users
+    bool example = false;  // for published examples only: never offered to users
 };
 
 std::span<const ParameterSet> ParameterSets();

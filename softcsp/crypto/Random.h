@@ -11,7 +11,6 @@ enum class Randomness {
     LastingKey,  // keys that are stored: fresh entropy is gathered for them
 };
 
-// False if libgcrypt cannot be used; the bytes are then unchanged.
-bool FillRandom(std::span<std::uint8_t> bytes, Randomness randomness = Randomness::Strong);
+void FillRandom(std::span<std::uint8_t> bytes, Randomness randomness = Randomness::Strong);
 
 }  // namespace softcsp

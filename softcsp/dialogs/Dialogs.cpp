@@ -82,11 +82,11 @@ DWORD Choose(HWND owner, UINT templateId, const std::wstring& container,
 
 }  // namespace
 
-DWORD AskPassword(HWND owner, const PasswordQuestion& question, PasswordAnswer& answer) {
-    Dialog dialog(IDD_ASK_PASSWORD, question.refused ? L"retry_time" : L"passwd_time");
-    PrepareFields(dialog, question.container);
+DWORD AskPassword(HWND owner, const std::wstring& container, bool refused, PasswordAnswer& answer) {
+    Dialog dialog(IDD_ASK_PASSWORD, refused ? L"retry_time" : L"passwd_time");
+    PrepareFields(dialog, container);
     dialog.onInit = [&, init = dialog.onInit] {
-        dialog.Show(IDC_REFUSED, question.refused);
+        dialog.Show(IDC_REFUSED, refused);
         return init();
     };
     dialog.onOk = [&] {

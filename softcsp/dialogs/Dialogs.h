@@ -2,7 +2,7 @@
 // that this code is linked into (dialogs.rc).
 //
 // Each returns 0, ERROR_CANCELLED, or why it could not be shown. When the time limit of its setting in the store has
-// elapsed, a dialog closes as if by Cancel. Outputs are set on success only.
+// elapsed, a dialog closes as if by Cancel. Outputs are set on success only. Containers are fully qualified names.
 #pragma once
 
 #include <windows.h>
@@ -15,18 +15,13 @@
 
 namespace softcsp {
 
-struct PasswordQuestion {
-    std::wstring container;  // its fully qualified name
-    bool refused = false;    // shows that the previous password was wrong
-};
-
 struct PasswordAnswer {
     Password password;
     bool save = false;
 };
 
-// Time limit: "passwd_time", after a wrong password "retry_time".
-DWORD AskPassword(HWND owner, const PasswordQuestion& question, PasswordAnswer& answer);
+// `refused` shows that the previous password was wrong. Time limit: "passwd_time", after a wrong password "retry_time".
+DWORD AskPassword(HWND owner, const std::wstring& container, bool refused, PasswordAnswer& answer);
 
 // A password for a new container, typed twice; empty for none. Time limit: "passwd_time".
 DWORD AskNewPassword(HWND owner, const std::wstring& container, Password& password);

@@ -36,11 +36,11 @@ Bytes Encode(LPCSTR type, const void* structure) {
     return {encoded, encoded + size};
 }
 
-// Lowest byte first and never negative. Empty without random bytes.
+// Lowest byte first and never negative.
 Bytes SerialNumber(Bytes wanted) {
     if (wanted.empty()) {
         wanted.resize(kSerialLength);
-        if (!FillRandom(wanted)) return {};
+        FillRandom(wanted);
         wanted.back() = static_cast<std::uint8_t>((wanted.back() & 0x7F) | 0x40);  // so that all have the same length
     } else if ((wanted.back() & 0x80) != 0) {
         wanted.push_back(0);
@@ -54,7 +54,7 @@ Bytes EncodeContent(const CertificateRequest& request) {
     const Bytes issuer = request.issuer.empty() ? subject : EncodeName(request.issuer);
     const Bytes serial = SerialNumber(request.serial);
     const Bytes usage = request.usage ? EncodeUsagePeriod(*request.usage) : Bytes();
-    if (subject.empty() || issuer.empty() || serial.empty()) return {};
+    if (subject.empty() || issuer.empty()) return {};
     const Bytes parameters = EncodeKeyParameters(request.key), key = EncodePublicKey(request.key);
 
     std::vector<CERT_EXTENSION> extensions;
@@ -94,12 +94,11 @@ Bytes IssueCertificate(const CertificateRequest& request, const KeyPair& signer)
     auto digest = Digest::Create(*request.key.digest);
     if (content.empty() || !digest) return {};
     digest->Add(content);
-    const auto signature = signer.Sign(digest->Value());
-    if (!signature) return {};
+    const Signature signature = signer.Sign(digest->Value());
     CERT_SIGNED_CONTENT_INFO certificate{};
     certificate.ToBeSigned = Blob(content);
     certificate.SignatureAlgorithm.pszObjId = Text(kSignatureIdentifier);
-    certificate.Signature = Bits(*signature);
+    certificate.Signature = Bits(signature);
     return Encode(X509_CERT, &certificate);
 }
 

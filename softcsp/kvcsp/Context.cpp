@@ -119,9 +119,8 @@ Carrier Context::PickCarrier(const std::wstring& container) {
 
 void Context::CreateContainer(const ContainerStore& store, const std::wstring& name) {
     ContainerPlace place, existing;
-    bool carrierNamed = false;
-    Check(store.PlaceForNew(name, place, carrierNamed));
-    if (!carrierNamed) place.carrier = PickCarrier(place.name);
+    Check(store.PlaceForNew(name, place));
+    if (place.carrier.name.empty()) place.carrier = PickCarrier(place.name);
     Require(store.Find(place.QualifiedName(), existing) != ERROR_SUCCESS, NTE_EXISTS);
     Password password;
     const Prompt prompt = UserPrompt();
@@ -149,13 +148,6 @@ Prompt Context::UserPrompt() {
     }
     if (!IsWindow(prompt.window)) prompt.window = nullptr;
     return prompt;
-}
-
-const ParameterSet& Context::SetInUse(ParameterKind kind) const {
-    if (const auto found = sets_.find(kind); found != sets_.end()) return *found->second;
-    if (container_ && kind == ParameterKind::Digest) return *container_->Record().digest;
-    if (container_ && kind == ParameterKind::Cipher) return *container_->Record().cipher;
-    return MachineSet(ChoiceOf(kind), type_);
 }
 
 std::shared_ptr<Key> Context::UserKey(bool signatureKey) {
@@ -212,6 +204,6 @@ extern "C" BOOL WINAPI CPSetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE
 extern "C" BOOL WINAPI CPGenRandom(HCRYPTPROV provider, DWORD size, BYTE* data) {
     return AnswerIn("CPGenRandom", provider, [=](Context&) {
         Require(data != nullptr, ERROR_INVALID_PARAMETER);
-        Require(FillRandom({data, size}), NTE_FAIL);
+        FillRandom({data, size});
     });
 }

@@ -14,7 +14,6 @@
 #include "softcsp/common/ExportGuard.h"
 #include "softcsp/kvcsp/Objects.h"
 #include "softcsp/kvcsp/OpenContainer.h"
-#include "softcsp/kvcsp/ParameterSets.h"
 #include "softcsp/kvcsp/ProviderInterface.h"
 
 namespace softcsp {
@@ -68,7 +67,7 @@ class Context {
     DWORD LoadKeys();
     std::vector<Bytes> List(DWORD parameter);
     void Step(DWORD parameter, DWORD flags, BYTE* data, DWORD* size);
-    void ChangeSet(const ParameterChoice& parameter, const BYTE* data);
+    void ChangeSet(ParameterKind kind, const BYTE* data);
     void ChangeSetting(DWORD parameter, const BYTE* data);
     void AddExtension(const ExtensionRequest& request);
 

@@ -90,6 +90,70 @@ Password AnsiPassword(const BYTE* data) {
     return password;
 }
 
+// The parameter sets that programs can choose.
+struct ParameterChoice {
+    DWORD value;  // number of the parameter that holds the set in use
+    DWORD list;   // number of the parameter that lists all sets
+    ParameterKind kind;
+    const wchar_t* storeName;
+};
+constexpr ParameterChoice kParameters[] = {
+    {kParamDigestSet, kParamDigestSets, ParameterKind::Digest, L"Digest"},
+    {kParamCipherSet, kParamCipherSets, ParameterKind::Cipher, L"Cipher"},
+    {kParamSignatureSet, kParamSignatureSets, ParameterKind::Signature, L"Signature"},
+    {kParamExchangeSet, kParamExchangeSets, ParameterKind::Exchange, L"Exchange"},
+};
+
+constexpr std::uint32_t kNameFollows = 0x10000;  // plus the offset of the name
+
+std::wstring StorePathOf(ParameterKind kind, DWORD providerType) {
+    const auto* choice = std::ranges::find(kParameters, kind, &ParameterChoice::kind);
+    return L"\\config\\oid\\" + std::to_wstring(providerType) + L'\\' + choice->storeName;
+}
+
+// Null for every other number.
+const ParameterChoice* FindChoice(DWORD number) {
+    for (const ParameterChoice& parameter : kParameters)
+        if (number == parameter.value || number == parameter.list) return &parameter;
+    return nullptr;
+}
+
+// In the form of kParamDigestSets.
+Bytes EntryOf(const ParameterSet& set) {
+    Bytes identifier = TextBytes(set.identifier);
+    if (identifier.size() % sizeof(wchar_t) != 0) identifier.push_back(0);  // so that the name is aligned
+    Bytes name = Utf16Bytes(Language::Get() == kRussian ? set.russianName : set.name);
+    name.resize(name.size() + sizeof(wchar_t));
+    ByteWriter entry;
+    entry.Number(static_cast<std::uint32_t>(kNameFollows + sizeof kNameFollows + identifier.size()));
+    entry.Raw(identifier);
+    entry.Raw(name);
+    return entry.Take();
+}
+
+std::vector<Bytes> EntriesOf(ParameterKind kind) {
+    std::vector<Bytes> entries;
+    for (const ParameterSet& set : ParameterSets())
+        if (set.kind == kind && !set.example) entries.push_back(EntryOf(set));
+    return entries;
+}
+
+// The set of an entry, whose length is not passed when parameters are set. Only the identifier is compared: the name
+// may be in another language now.
+const ParameterSet* SetOfEntry(ParameterKind kind, const BYTE* entry) {
+    const ParameterSet* set = FindParameterSet(kind, reinterpret_cast<const char*>(entry) + sizeof kNameFollows);
+    return set != nullptr && !set->example ? set : nullptr;
+}
+
+// The machine's choice for a provider type, in "\config\oid"; the default if there is none.
+const ParameterSet& MachineSet(ParameterKind kind, DWORD providerType) {
+    std::wstring identifier;
+    Store().ReadText(StorePathOf(kind, providerType), identifier);
+    for (const ParameterSet& set : ParameterSets())
+        if (set.kind == kind && identifier == Wide(set.identifier) && MayUse(set)) return set;
+    return DefaultParameterSet(kind);
+}
+
 bool IsList(DWORD parameter) {
     const ParameterChoice* sets = FindChoice(parameter);
     return parameter == PP_ENUMALGS || parameter == PP_ENUMALGS_EX || parameter == PP_ENUMCONTAINERS ||
@@ -104,6 +168,13 @@ bool IsHidden(DWORD parameter) {
 
 }  // namespace
 
+const ParameterSet& Context::SetInUse(ParameterKind kind) const {
+    if (const auto found = sets_.find(kind); found != sets_.end()) return *found->second;
+    if (container_ && kind == ParameterKind::Digest) return *container_->Record().digest;
+    if (container_ && kind == ParameterKind::Cipher) return *container_->Record().cipher;
+    return MachineSet(kind, type_);
+}
+
 void Context::GetParameter(DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
     Require(size != nullptr, ERROR_INVALID_PARAMETER);
     if (IsList(parameter)) return Step(parameter, flags, data, size);
@@ -115,7 +186,8 @@ void Context::GetParameter(DWORD parameter, BYTE* data, DWORD* size, DWORD flags
 
 Bytes Context::Value(DWORD parameter, DWORD flags) {
     if (const ParameterChoice* sets = FindChoice(parameter))
-        return ForParametersOnly() ? EntryOf(MachineSet(*sets, type_)) : TextBytes(SetInUse(sets->kind).identifier);
+        return ForParametersOnly() ? EntryOf(MachineSet(sets->kind, type_))
+                                   : TextBytes(SetInUse(sets->kind).identifier);
     const DWORD reportedType = ReadSetting(kTypeSetting);
     switch (parameter) {
         case PP_VERSION: return BytesOf(ReadSetting(kVersionSetting));
@@ -236,7 +308,7 @@ void Context::SetParameter(DWORD parameter, BYTE* data, DWORD flags) {
     Require(data != nullptr, ERROR_INVALID_PARAMETER);
     Require(!IsHidden(parameter), NTE_BAD_TYPE);
     if (const ParameterChoice* sets = FindChoice(parameter); sets != nullptr && sets->value == parameter)
-        return ChangeSet(*sets, data);
+        return ChangeSet(sets->kind, data);
     switch (parameter) {
         case kParamCache:
         case kParamDhControl: return ChangeSetting(parameter, data);
@@ -253,17 +325,17 @@ void Context::SetParameter(DWORD parameter, BYTE* data, DWORD flags) {
     }
 }
 
-void Context::ChangeSet(const ParameterChoice& parameter, const BYTE* data) {
-    const auto* set = ForParametersOnly() ? SetOfEntry(parameter.kind, data)
-                                          : FindParameterSet(parameter.kind, reinterpret_cast<const char*>(data));
+void Context::ChangeSet(ParameterKind kind, const BYTE* data) {
+    const auto* set =
+        ForParametersOnly() ? SetOfEntry(kind, data) : FindParameterSet(kind, reinterpret_cast<const char*>(data));
     Require(set != nullptr && MayUse(*set), NTE_BAD_DATA);
-    if (ForParametersOnly()) return Check(WriteMachineSet(parameter, type_, *set));
-    if (!container_ || parameter.kind == ParameterKind::Signature || parameter.kind == ParameterKind::Exchange) {
-        sets_[parameter.kind] = set;
+    if (ForParametersOnly()) return Check(Store().WriteText(StorePathOf(kind, type_).c_str(), Wide(set->identifier)));
+    if (!container_ || kind == ParameterKind::Signature || kind == ParameterKind::Exchange) {
+        sets_[kind] = set;
         return;
     }
     container_->Modify(UserPrompt(), [&](Container& container) {
-        (parameter.kind == ParameterKind::Digest ? container.digest : container.cipher) = set;
+        (kind == ParameterKind::Digest ? container.digest : container.cipher) = set;
     });
 }
 

@@ -23,14 +23,13 @@ Objects Find(Context& context, HCRYPTKEY key, HCRYPTHASH hash, DWORD flags) {
     return found;
 }
 
-// Continues the key's stream, or begins it at the key's initial value. The last piece ends it.
-void Run(Key& key, bool last, BYTE* data, DWORD size, bool (Cipher::*step)(std::span<std::uint8_t>)) {
+// Continues the key's stream, or begins it at the key's initial value. The last piece and a failure end it.
+void Run(Key& key, bool last, BYTE* data, DWORD size, void (Cipher::*step)(std::span<std::uint8_t>)) {
     Require(last || size % kBlock == 0, NTE_BAD_LEN);
-    if (!key.stream) key.stream = Cipher::Create(*key.cipher, *key.secret, key.start.value_or(InitialValue{}));
-    Require(key.stream.has_value(), NTE_FAIL);
-    const bool done = ((*key.stream).*step)({data, size});
-    if (last || !done) key.stream.reset();
-    Require(done, NTE_FAIL);
+    auto stream = std::exchange(key.stream, std::nullopt);
+    if (!stream) stream = Cipher::Create(*key.cipher, *key.secret, key.start.value_or(InitialValue{}));
+    ((*stream).*step)({data, size});
+    if (!last) key.stream = std::move(stream);
 }
 
 }  // namespace

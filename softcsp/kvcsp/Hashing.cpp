@@ -115,8 +115,8 @@ extern "C" BOOL WINAPI CPSignHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD sp
         context.UserKey(spec == AT_SIGNATURE);
         // The key is unlocked after the check of the size, so that no dialog is shown in vain.
         GiveSized(kSignatureSize, data, size, [&] {
-            const auto signature = context.UserPair(spec == AT_SIGNATURE).Sign(found->Value().Bytes());
-            std::ranges::copy(Reversed(Required(signature, NTE_FAIL)), data);
+            const Signature signature = context.UserPair(spec == AT_SIGNATURE).Sign(found->Value().Bytes());
+            std::ranges::copy(Reversed(signature), data);
         });
     });
 }

@@ -29,9 +29,9 @@ Bytes ExportWrapped(Context& context, const Key& key, KeyKind kind, const Key* b
     const SymmetricKey secret = kind == KeyKind::Session ? *key.secret : context.UserPair(key.signatureKey).Private();
     WrappedBlob blob{.algorithm = key.algorithm, .wrapping = by->wrapping};
     if (kind == KeyKind::User) blob.parameters = key.publicKey;
-    Require(FillRandom(blob.material), NTE_FAIL);
+    FillRandom(blob.material);
     const auto wrapping = Required(WrappingKey(*by, blob.material), NTE_FAIL);
-    blob.wrapped = Required(WrapKey(blob.wrapping, wrapping, blob.material, secret), NTE_FAIL);
+    blob.wrapped = WrapKey(blob.wrapping, wrapping, blob.material, secret);
     return WriteBlob(blob);
 }
 

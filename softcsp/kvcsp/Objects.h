@@ -12,6 +12,7 @@
 #include "softcsp/common/CallRecord.h"
 #include "softcsp/common/ExportGuard.h"
 #include "softcsp/common/Handles.h"
+#include "softcsp/common/Settings.h"
 #include "softcsp/crypto/Cipher.h"
 #include "softcsp/crypto/KeyPair.h"
 #include "softcsp/encoding/KeyEncoding.h"
@@ -111,6 +112,11 @@ struct KeyData {
     Wrapping wrapping = Wrapping::Plain;  // Session, Agreement: how other keys are wrapped by it
 };
 
+// The sets of published examples are for tests only.
+inline bool MayUse(const ParameterSet& set) {
+    return !set.example || ReadSetting(kExampleSetsSetting) != 0;
+}
+
 struct Key : KeyData {
     std::optional<Cipher> stream;  // begun and not ended yet
 
@@ -122,7 +128,7 @@ struct Key : KeyData {
     // An exact copy with the state of the stream.
     std::shared_ptr<Key> Copy() const {
         auto copy = std::make_shared<Key>(Key{*this, {}});
-        if (stream) copy->stream = Required(stream->Copy(), NTE_NO_MEMORY);
+        if (stream) copy->stream = stream->Copy();
         return copy;
     }
 };

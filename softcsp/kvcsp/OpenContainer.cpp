@@ -4,7 +4,7 @@
 
 #include "softcsp/container/SavedPasswords.h"
 #include "softcsp/dialogs/Dialogs.h"
-#include "softcsp/kvcsp/ParameterSets.h"
+#include "softcsp/kvcsp/Objects.h"
 
 namespace softcsp {
 namespace {
@@ -23,7 +23,7 @@ OpenContainer OpenContainer::Open(const ContainerStore& store, const ContainerPl
 
 OpenContainer OpenContainer::Create(const ContainerStore& store, const ContainerPlace& place,
                                     const Password& password) {
-    auto created = Required(CreateContainer(place.name, password, store.ProtectionOf(place)), NTE_FAIL);
+    auto created = CreateContainer(place.name, password, store.ProtectionOf(place));
     Check(store.Create(place, created.container));
     OpenContainer opened(store, place);
     opened.container_ = std::move(created.container);
@@ -76,10 +76,9 @@ bool OpenContainer::TryWithoutAsking() {
 }
 
 void OpenContainer::AskForPassword(const Prompt& prompt) {
-    PasswordQuestion question{.container = place_.QualifiedName()};
     for (int tries = 0; tries < kMostTries; ++tries) {
         PasswordAnswer answer;
-        prompt.Show([&](HWND owner) { return AskPassword(owner, question, answer); });
+        prompt.Show([&](HWND owner) { return AskPassword(owner, place_.QualifiedName(), tries > 0, answer); });
         Refresh();
         if (master_) return;  // another thread has unlocked the container meanwhile
         const auto openingKey = OpeningKey(container_.lock, answer.password);
@@ -88,7 +87,6 @@ void OpenContainer::AskForPassword(const Prompt& prompt) {
             if (answer.save) SavedPasswords(store_).Save(place_, *openingKey);
             return;
         }
-        question.refused = true;
     }
     Fail(SCARD_W_WRONG_CHV);
 }
@@ -134,7 +132,7 @@ void OpenContainer::AddKeyPair(bool signatureKey, const Prompt& prompt, const Ke
                                bool exportable) {
     Modify(prompt, [&](Container& container) {
         Require(!container.Key(signatureKey), NTE_EXISTS);
-        Require(StoreKeyPair(container, signatureKey, *master_, pair, digest, exportable), NTE_FAIL);
+        StoreKeyPair(container, signatureKey, *master_, pair, digest, exportable);
     });
     pairs_[signatureKey] = pair;
 }
@@ -149,7 +147,7 @@ void OpenContainer::ChangePassword(const Prompt& prompt) {
     const auto oldKey = OpeningKey(container_.lock, change.old);
     const auto master = oldKey ? OpenLock(container_.lock, *oldKey) : std::nullopt;
     Require(master.has_value(), SCARD_W_WRONG_CHV);
-    const auto lock = Required(LockMasterKey(*master, change.next, store_.ProtectionOf(place_)), NTE_FAIL);
+    const PasswordLock lock = LockMasterKey(*master, change.next, store_.ProtectionOf(place_));
     master_ = master;
     CheckAuthentic();
     Modify(prompt, [&](Container& container) { container.lock = lock; });

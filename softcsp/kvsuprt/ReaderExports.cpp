@@ -43,7 +43,7 @@ using Reader = Handle<0x52444552, Carrier>;
 ReaderRegistration& ContextOf(const SUPSYS_REGISTRATION* registration) {
     Require(registration != nullptr && registration->size == sizeof *registration, ERROR_INVALID_PARAMETER);
     auto* context = static_cast<ReaderRegistration*>(registration->context);
-    Require(context != nullptr && context->mark == ReaderRegistration::kMark, ERROR_INVALID_HANDLE);
+    Require(context != nullptr, ERROR_INVALID_HANDLE);
     return *context;
 }
 
@@ -65,7 +65,7 @@ DWORD supsys_unregister_all(SUPSYS_REGISTRATION* registration, DWORD final) {
         context.registered = FALSE;
         if (final == 0) return;
         registration->context = nullptr;
-        ReaderRegistration::Remove(&context);
+        HeapFree(GetProcessHeap(), 0, &context);
     });
 }
 

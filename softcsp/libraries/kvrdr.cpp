@@ -134,14 +134,14 @@ DWORD rdr_wnd_configure(const RDR_WND_REQUEST* request) {
 
 DWORD rdr_media_wnd_configure(const RDR_WND_REQUEST* request) {
     return softcsp::ShowWindows(request, [](HWND parent) {
-        return softcsp::ShowFacts(parent, IDD_CARRIER_TYPES, {{IDS_COLUMN_CARRIER_TYPE, 35}, {IDS_COLUMN_PLACE, 65}},
-                                  {{IDS_TYPE_REGISTRY, IDS_PLACE_REGISTRY}, {IDS_TYPE_DIRECTORY, IDS_PLACE_DIRECTORY}});
+        return softcsp::ShowFacts(parent, IDD_CARRIER_TYPES, {{IDS_COLUMN_KIND, 35}, {IDS_COLUMN_PLACE, 65}},
+                                  {{IDS_KIND_REGISTRY, IDS_PLACE_REGISTRY}, {IDS_KIND_REMOVABLE, IDS_PLACE_DIRECTORY}});
     });
 }
 
 DWORD rdr_register_start(SUPSYS_REGISTRATION* registration) {
     if (registration == nullptr || registration->size != sizeof *registration) return ERROR_INVALID_PARAMETER;
-    softcsp::ReaderRegistration* const created = softcsp::ReaderRegistration::Create();
+    void* const created = HeapAlloc(GetProcessHeap(), HEAP_ZERO_MEMORY, sizeof(softcsp::ReaderRegistration));
     if (created == nullptr) return ERROR_NOT_ENOUGH_MEMORY;
     registration->context = created;
     return ERROR_SUCCESS;

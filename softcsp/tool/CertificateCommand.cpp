@@ -3,7 +3,6 @@
 #include "softcsp/encoding/Der.h"
 #include "softcsp/tool/Certificates.h"
 #include "softcsp/tool/Command.h"
-#include "softcsp/tool/Containers.h"
 
 namespace softcsp {
 namespace {

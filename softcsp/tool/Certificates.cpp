@@ -9,12 +9,6 @@ namespace softcsp {
 namespace {
 
 constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
-constexpr char kUsagePeriod[] = "2.5.29.16";
-
-ByteView View(const CRYPT_DATA_BLOB& blob) {
-    return {blob.pbData, blob.cbData};
-}
-
 }  // namespace
 
 Certificate OpenCertificate(ByteView der) {
@@ -55,27 +49,6 @@ std::wstring SubjectOf(const Container& container, const ContainerKey& key) {
     return certificate ? NameText(certificate->pCertInfo->Subject) : SubjectOf(container.name);
 }
 
-bool Matches(const CERT_CONTEXT& certificate, const ContainerKey& key) {
-    const CERT_PUBLIC_KEY_INFO& info = certificate.pCertInfo->SubjectPublicKeyInfo;
-    const auto found = DecodePublicKey(View(info.Algorithm.Parameters), {info.PublicKey.pbData, info.PublicKey.cbData});
-    return found && found->curve == key.curve && found->digest == key.digest && found->key == key.publicKey;
-}
-
-std::optional<UsagePeriod> UsageOf(const CERT_CONTEXT& certificate) {
-    const CERT_INFO& info = *certificate.pCertInfo;
-    const CERT_EXTENSION* found = CertFindExtension(kUsagePeriod, info.cExtension, info.rgExtension);
-    return found != nullptr ? DecodeUsagePeriod(View(found->Value)) : std::nullopt;
-}
-
-std::wstring TimeText(const FILETIME& time) {
-    SYSTEMTIME parts{};
-    FileTimeToSystemTime(&time, &parts);
-    wchar_t text[32];
-    swprintf(text, std::size(text), L"%04d-%02d-%02d %02d:%02d:%02d UTC", parts.wYear, parts.wMonth, parts.wDay,
-             parts.wHour, parts.wMinute, parts.wSecond);
-    return text;
-}
-
 FILETIME ParseDay(const std::wstring& text) {
     SYSTEMTIME parts{};
     FILETIME time{};
@@ -111,18 +84,13 @@ CertificateRequest ReadRequest(const Options& options, const std::wstring& subje
     return request;
 }
 
-KeyPair MakeKeyPair(const ParameterSet& curve) {
-    auto pair = KeyPair::Generate(curve);
-    if (!pair) throw CommandFailure{L"can't make a key", Code(NTE_FAIL)};
-    return *pair;
-}
-
 std::vector<Authority> MakeAuthorities(const std::wstring& commonName, std::size_t count,
                                        const CertificateRequest& request) {
     std::vector<Authority> authorities;
     while (authorities.size() < count) {
         const std::wstring rank = authorities.empty() ? L" Root CA" : L" CA " + std::to_wstring(authorities.size());
-        Authority made{SubjectOf(commonName + rank), MakeKeyPair(DefaultParameterSet(ParameterKind::Signature)), {}};
+        Authority made{
+            SubjectOf(commonName + rank), *KeyPair::Generate(DefaultParameterSet(ParameterKind::Signature)), {}};
         CertificateRequest own;
         own.subject = made.subject;
         own.notBefore = request.notBefore;

@@ -34,14 +34,7 @@ std::wstring CommonNameOf(const std::wstring& subject);
 // The subject of the key's certificate, or else one with the container's name.
 std::wstring SubjectOf(const Container& container, const ContainerKey& key);
 
-// Whether the certificate is for the key.
-bool Matches(const CERT_CONTEXT& certificate, const ContainerKey& key);
-
-// The private key usage period; empty if there is none.
-std::optional<UsagePeriod> UsageOf(const CERT_CONTEXT& certificate);
-
-// Writes "2026-01-31 00:00:00 UTC", parses "2026-01-31".
-std::wstring TimeText(const FILETIME& time);
+// Parses "2026-01-31".
 FILETIME ParseDay(const std::wstring& text);
 
 constexpr Option kNotBefore{L"--not-before", 1};
@@ -50,8 +43,6 @@ constexpr Option kSubject{L"--subject", 1};
 
 // What the three options above demand, without the key. Without options: from yesterday, for a year.
 CertificateRequest ReadRequest(const Options& options, const std::wstring& subject);
-
-KeyPair MakeKeyPair(const ParameterSet& curve);
 
 struct Authority {
     std::wstring subject;

@@ -1,47 +1,41 @@
 #include "softcsp/tool/Command.h"
 
+#include <winscard.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cwchar>
+
+#include "softcsp/common/Names.h"
 
 namespace softcsp {
 
 Options::Options(Arguments arguments, std::span<const Option> known, Count names) {
     bool onlyNames = false;
     while (!arguments.empty()) {
-        std::size_t taken = 1;
-        if (!onlyNames && arguments[0] == L"--") {
+        const std::wstring argument(arguments[0]);
+        std::size_t values = 0;
+        if (onlyNames || !argument.starts_with(L"--")) {
+            names_.push_back(argument);
+        } else if (argument == L"--") {
             onlyNames = true;
-        } else if (!onlyNames && arguments[0].starts_with(L"--")) {
-            taken = Read(arguments, known);
         } else {
-            names_.emplace_back(arguments[0]);
+            const auto option = std::ranges::find(known, argument, &Option::name);
+            if (option == known.end()) throw WrongUsage{L"unknown option " + argument};
+            values = option->values;
+            if (arguments.size() <= values) throw WrongUsage{argument + L" lacks a value"};
+            const bool added = given_.emplace(option->name, arguments.subspan(1, values)).second;
+            if (!added) throw WrongUsage{argument + L" is given twice"};
         }
-        arguments = arguments.subspan(taken);
+        arguments = arguments.subspan(1 + values);
     }
     if (names_.size() < names.least) throw WrongUsage{L"a name or value is missing"};
     if (names_.size() > names.most) throw WrongUsage{L"one too many: " + names_[names.most]};
 }
 
-// The first option with its values. Returns the number of arguments read.
-std::size_t Options::Read(Arguments arguments, std::span<const Option> known) {
-    const std::wstring_view name = arguments[0];
-    const auto option = std::find_if(known.begin(), known.end(), [&](const Option& one) { return one.name == name; });
-    if (option == known.end()) throw WrongUsage{L"unknown option " + std::wstring(name)};
-    if (Has(name)) throw WrongUsage{std::wstring(name) + L" is given twice"};
-    if (arguments.size() <= option->values) throw WrongUsage{std::wstring(name) + L" lacks a value"};
-    given_.push_back({name, arguments.subspan(1, option->values)});
-    return 1 + option->values;
-}
-
-const Options::Given* Options::Find(std::wstring_view option) const {
-    const auto given = std::find_if(given_.begin(), given_.end(), [&](const Given& one) { return one.name == option; });
-    return given != given_.end() ? &*given : nullptr;
-}
-
 std::optional<std::wstring> Options::Value(std::wstring_view option, std::size_t index) const {
-    const Given* given = Find(option);
-    return given != nullptr ? std::optional(std::wstring(given->values[index])) : std::nullopt;
+    const auto given = given_.find(option);
+    return given != given_.end() ? std::optional(std::wstring(given->second[index])) : std::nullopt;
 }
 
 std::optional<unsigned long> ParseNumber(std::wstring_view text) {
@@ -88,6 +82,58 @@ void Print(Stream stream, std::wstring_view text) {
 
 void Check(DWORD code, const std::wstring& what) {
     if (code != ERROR_SUCCESS) throw CommandFailure{what, code};
+}
+
+namespace {
+
+// The first one without a name.
+const ProviderName& ProviderOf(const Options& options) {
+    const std::wstring name = options.Value(kProvider.name).value_or(kProviders[0].name);
+    for (const ProviderName& known : kProviders)
+        if (name == known.name) return known;
+    throw WrongUsage{L"no such provider: " + name};
+}
+
+}  // namespace
+
+ContainerStore StoreOf(const Options& options) {
+    return {options.Has(kMachine.name) ? Owner::Computer : Owner::User, ProviderOf(options).type};
+}
+
+ContainerPlace FindContainer(const ContainerStore& store, const std::wstring& name) {
+    ContainerPlace place;
+    Check(store.Find(name, place), L"can't find " + name);
+    return place;
+}
+
+Container LoadContainer(const ContainerStore& store, const std::wstring& name, ContainerPlace& place) {
+    place = FindContainer(store, name);
+    Container container;
+    Check(store.Load(place, container), L"can't read " + name);
+    return container;
+}
+
+const ContainerKey& KeyOf(const Container& container, bool signatureKey) {
+    const auto& key = container.Key(signatureKey);
+    if (!key) throw CommandFailure{container.name + L" has no " + KeyName(signatureKey) + L" key", Code(NTE_NO_KEY)};
+    return *key;
+}
+
+SymmetricKey UnlockContainer(const Container& container, const Options& options) {
+    const auto opening = OpeningKey(container.lock, container.lock.hasPassword ? PasswordOf(options) : Password());
+    const auto master = opening ? OpenLock(container.lock, *opening) : std::nullopt;
+    if (!master) throw CommandFailure{L"wrong password for " + container.name, Code(SCARD_W_WRONG_CHV)};
+    return *master;
+}
+
+Password PasswordOf(const Options& options) {
+    const std::wstring text = options.Value(kPassword.name).value_or(L"");
+    if (text.size() > Password::kLongest) throw WrongUsage{L"the password is too long"};
+    return Password(text);
+}
+
+const wchar_t* KeyName(bool signatureKey) {
+    return signatureKey ? L"signature" : L"exchange";
 }
 
 }  // namespace softcsp

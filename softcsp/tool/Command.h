@@ -1,8 +1,10 @@
-// What the tool's commands share: their arguments, their output and their failures; and the commands.
+// What the tool's commands share: their arguments, their output, their failures and the containers that they are for;
+// and the commands.
 #pragma once
 
 #include <windows.h>
 
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -11,6 +13,7 @@
 #include <vector>
 
 #include "softcsp/common/ExportGuard.h"
+#include "softcsp/container/ContainerStore.h"
 
 namespace softcsp {
 
@@ -51,20 +54,13 @@ class Options {
     Options(Arguments arguments, std::span<const Option> known, Count names);
 
     const std::vector<std::wstring>& Names() const { return names_; }
-    bool Has(std::wstring_view option) const { return Find(option) != nullptr; }
+    bool Has(std::wstring_view option) const { return given_.contains(option); }
     // The value of the option with this index; empty if the option is not given.
     std::optional<std::wstring> Value(std::wstring_view option, std::size_t index = 0) const;
 
   private:
-    struct Given {
-        std::wstring_view name;
-        Arguments values;
-    };
-    const Given* Find(std::wstring_view option) const;
-    std::size_t Read(Arguments arguments, std::span<const Option> known);
-
     std::vector<std::wstring> names_;
-    std::vector<Given> given_;
+    std::map<std::wstring_view, Arguments> given_;  // the values of each option
 };
 
 // A decimal or 0x number of 32 bits.
@@ -75,7 +71,34 @@ std::string Narrow(std::wstring_view ascii);
 // "WHAT=VALUE". Throws WrongUsage.
 std::pair<std::wstring, std::wstring> SplitAtEquals(const std::wstring& text);
 
-// The commands. They throw CommandFailure and WrongUsage.
+// --- Containers ----------------------------------------------------------------------------------------------------
+
+constexpr Option kMachine{L"--machine"};
+constexpr Option kProvider{L"--provider", 1};
+constexpr Option kPassword{L"--password", 1};
+constexpr Option kScope[] = {kMachine, kProvider};
+constexpr Option kScopeAndPassword[] = {kMachine, kProvider, kPassword};
+
+// The user's containers of the 2001 provider, unless the options select others. Throws WrongUsage.
+ContainerStore StoreOf(const Options& options);
+
+// All throw CommandFailure with the container's name as given.
+ContainerPlace FindContainer(const ContainerStore& store, const std::wstring& name);
+Container LoadContainer(const ContainerStore& store, const std::wstring& name, ContainerPlace& place);
+const ContainerKey& KeyOf(const Container& container, bool signatureKey);
+
+// The master key, with the password of --password if the container has one.
+SymmetricKey UnlockContainer(const Container& container, const Options& options);
+
+// The value of --password, or an empty password. Throws WrongUsage.
+Password PasswordOf(const Options& options);
+
+// "exchange" or "signature".
+const wchar_t* KeyName(bool signatureKey);
+
+// --- Commands ------------------------------------------------------------------------------------------------------
+
+// They throw CommandFailure and WrongUsage.
 void RunInit(Arguments arguments);         // options
 void RunCreate(Arguments arguments);       // NAME, options
 void RunList(Arguments arguments);         // options
@@ -83,8 +106,9 @@ void RunShow(Arguments arguments);         // NAME, options
 void RunRemove(Arguments arguments);       // NAME, options
 void RunCertificate(Arguments arguments);  // NAME…, options
 void RunSet(Arguments arguments);          // NAME WHAT=VALUE, options; or SETTING=VALUE
-void RunCarrier(Arguments arguments);      // add | eject | insert | remove NAME, or list
-void RunCalls(Arguments arguments);        // PROGRAM, options
-void RunStore(Arguments arguments);        // get | put | del | deny | allow PATH
+void RunSetting(const std::wstring& argument);
+void RunCarrier(Arguments arguments);  // add | eject | insert | remove NAME, or list
+void RunCalls(Arguments arguments);    // PROGRAM, options
+void RunStore(Arguments arguments);    // get | put | del | deny | allow PATH
 
 }  // namespace softcsp

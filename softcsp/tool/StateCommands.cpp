@@ -7,7 +7,6 @@
 #include "softcsp/common/Store.h"
 #include "softcsp/common/Text.h"
 #include "softcsp/tool/Command.h"
-#include "softcsp/tool/Containers.h"
 
 namespace softcsp {
 namespace {

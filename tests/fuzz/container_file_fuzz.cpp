@@ -6,20 +6,20 @@
 // The parser is linked without libgcrypt: digests are zero, and no key is sealed.
 namespace softcsp {
 
-std::optional<DigestValue> DigestOf(ByteView) {
+DigestValue DigestOf(ByteView) {
     return DigestValue{};
 }
-std::optional<DigestValue> AuthenticationCode(const SymmetricKey&, ByteView) {
+DigestValue AuthenticationCode(const SymmetricKey&, ByteView) {
     return DigestValue{};
 }
 bool EqualInConstantTime(ByteView, ByteView) {
     return true;
 }
-std::optional<SymmetricKey> CreateMasterKey() {
+SymmetricKey CreateMasterKey() {
     return SymmetricKey();
 }
-std::optional<PasswordLock> LockMasterKey(const SymmetricKey&, const Password&, Protection) {
-    return std::nullopt;
+PasswordLock LockMasterKey(const SymmetricKey&, const Password&, Protection) {
+    return {};
 }
 std::optional<SymmetricKey> OpeningKey(const PasswordLock&, const Password&) {
     return SymmetricKey();
@@ -27,7 +27,7 @@ std::optional<SymmetricKey> OpeningKey(const PasswordLock&, const Password&) {
 std::optional<SymmetricKey> OpenLock(const PasswordLock&, const SymmetricKey&) {
     return SymmetricKey();
 }
-std::optional<SealedKey> SealPrivateKey(const SymmetricKey&, const PrivateKey&, bool exportable) {
+SealedKey SealPrivateKey(const SymmetricKey&, const PrivateKey&, bool exportable) {
     SealedKey sealed;
     sealed.attributes.emplace()[0] = exportable;
     return sealed;
