@@ -88,11 +88,8 @@ class ByteReader {
         return std::bit_cast<std::uint32_t>(bytes);
     }
     ByteView Counted() { return Raw(Number()); }
-    Bytes CountedBytes() {
-        const ByteView read = Counted();
-        return {read.begin(), read.end()};
-    }
-    std::string Text() {
+    template <class Copy>
+    Copy CountedAs() {
         const ByteView read = Counted();
         return {read.begin(), read.end()};
     }

@@ -28,9 +28,9 @@ CallCounts* MapRecord() {
     const FileHandle file =
         OpenRecord(program.substr(program.rfind(L'\\') + 1), GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING);
     if (!file) return nullptr;
-    const FileHandle mapping(CreateFileMappingW(file.Get(), nullptr, PAGE_READWRITE, 0, sizeof(CallCounts), nullptr));
+    const FileHandle mapping(CreateFileMappingW(file.get(), nullptr, PAGE_READWRITE, 0, sizeof(CallCounts), nullptr));
     if (!mapping) return nullptr;
-    return static_cast<CallCounts*>(MapViewOfFile(mapping.Get(), FILE_MAP_WRITE, 0, 0, sizeof(CallCounts)));
+    return static_cast<CallCounts*>(MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, sizeof(CallCounts)));
 }
 
 // Mapped at the first call, not when the library is loaded, and unmapped with the library.
@@ -76,7 +76,7 @@ DWORD StartCallRecord(const std::wstring& program) {
     const CallCounts zero{};
     const FileHandle file = OpenRecord(program, GENERIC_WRITE, OPEN_ALWAYS);
     DWORD written = 0;
-    const bool done = file && WriteFile(file.Get(), &zero, sizeof zero, &written, nullptr);
+    const bool done = file && WriteFile(file.get(), &zero, sizeof zero, &written, nullptr);
     return done ? ERROR_SUCCESS : GetLastError();
 }
 
@@ -85,7 +85,7 @@ DWORD ReadCallRecord(const std::wstring& program, CallCounts& counts) {
     const FileHandle file = OpenRecord(program, GENERIC_READ, OPEN_EXISTING);
     if (!file) return MissingIsNotFound(GetLastError());
     DWORD size = 0;
-    if (!ReadFile(file.Get(), &counts, sizeof counts, &size, nullptr)) return GetLastError();
+    if (!ReadFile(file.get(), &counts, sizeof counts, &size, nullptr)) return GetLastError();
     return size == sizeof counts ? ERROR_SUCCESS : ERROR_INVALID_DATA;
 }
 

@@ -30,9 +30,8 @@ std::vector<Carrier> Carriers();
 // missing. Empty if the system does not know the folder.
 std::wstring ApplicationData(Owner owner);
 
-// The folder of a carrier's containers of one owner and provider type, with the last backslash. It may be missing. The
-// user's containers on "REGISTRY" are in the user's local application data, all others in that of all users. Empty if
-// the system does not know the folder.
+// The folder of a carrier's containers of one owner and provider type, likewise. The user's containers on "REGISTRY"
+// are in the user's local application data, all others in that of all users.
 std::wstring ContainerFolder(const Carrier& carrier, Owner owner, DWORD providerType);
 // Whose application data contain that folder, and who may use the files in it.
 Owner FolderOwner(const Carrier& carrier, Owner owner);

@@ -32,7 +32,7 @@ Bytes CurrentUser() {
     const FileHandle token(opened);
     alignas(TOKEN_USER) BYTE buffer[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
     DWORD size = 0;
-    if (!GetTokenInformation(token.Get(), TokenUser, buffer, sizeof buffer, &size)) return {};
+    if (!GetTokenInformation(token.get(), TokenUser, buffer, sizeof buffer, &size)) return {};
     const auto* sid = static_cast<const BYTE*>(reinterpret_cast<TOKEN_USER*>(buffer)->User.Sid);
     return {sid, sid + GetLengthSid(const_cast<BYTE*>(sid))};
 }
@@ -59,14 +59,14 @@ DWORD CheckFolderOwner(const std::wstring& folder) {
     const FileHandle opened(CreateFileW(folder.c_str(), READ_CONTROL,
                                         FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
                                         FILE_FLAG_BACKUP_SEMANTICS, nullptr));
-    return opened ? CheckOwner(opened.Get()) : GetLastError();
+    return opened ? CheckOwner(opened.get()) : GetLastError();
 }
 
 DWORD WriteAll(const FileHandle& file, ByteView bytes) {
     DWORD count = 0;
-    if (!WriteFile(file.Get(), bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr)) return GetLastError();
+    if (!WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr)) return GetLastError();
     if (count != bytes.size()) return ERROR_DISK_FULL;
-    return FlushFileBuffers(file.Get()) ? ERROR_SUCCESS : GetLastError();
+    return FlushFileBuffers(file.get()) ? ERROR_SUCCESS : GetLastError();
 }
 
 }  // namespace
@@ -100,11 +100,11 @@ DWORD ReadFileWhole(const std::wstring& path, Bytes& bytes) {
                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) return GetLastError();
     LARGE_INTEGER size;
-    if (!GetFileSizeEx(file.Get(), &size)) return GetLastError();
+    if (!GetFileSizeEx(file.get(), &size)) return GetLastError();
     if (size.QuadPart > LONGLONG{kLargestFile}) return ERROR_FILE_TOO_LARGE;
     Bytes read(static_cast<std::size_t>(size.QuadPart));
     DWORD count = 0;
-    if (!ReadFile(file.Get(), read.data(), static_cast<DWORD>(read.size()), &count, nullptr)) return GetLastError();
+    if (!ReadFile(file.get(), read.data(), static_cast<DWORD>(read.size()), &count, nullptr)) return GetLastError();
     if (count != read.size()) return ERROR_READ_FAULT;
     bytes = std::move(read);
     return ERROR_SUCCESS;
@@ -141,7 +141,7 @@ void RemoveUnfinished(const std::wstring& path) {
     if (!search) return;
     const std::wstring folder = path.substr(0, path.rfind(L'\\') + 1);
     do DeleteFileW((folder + found.cFileName).c_str());
-    while (FindNextFileW(search.Get(), &found));
+    while (FindNextFileW(search.get(), &found));
 }
 
 FolderLock::FolderLock(const std::wstring& folder, Rights rights) {
@@ -158,7 +158,7 @@ FolderLock::FolderLock(const std::wstring& folder, Rights rights) {
         Sleep(kLockPause);  // the system offers nothing to wait for here
     }
     result_ = CheckFolderOwner(folder);
-    if (result_ == ERROR_SUCCESS) result_ = CheckOwner(file_.Get());
+    if (result_ == ERROR_SUCCESS) result_ = CheckOwner(file_.get());
     if (result_ != ERROR_SUCCESS) file_ = FileHandle();
 }
 

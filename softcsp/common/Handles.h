@@ -3,29 +3,21 @@
 
 #include <windows.h>
 
+#include <memory>
 #include <mutex>
-#include <utility>
 
 namespace softcsp {
 
 template <BOOL(WINAPI* close)(HANDLE)>
-class SystemHandle {
-  public:
-    explicit SystemHandle(HANDLE handle = INVALID_HANDLE_VALUE) : handle_(handle) {}
-    ~SystemHandle() {
-        if (*this) close(handle_);
-    }
-    SystemHandle(SystemHandle&& other) noexcept : handle_(std::exchange(other.handle_, INVALID_HANDLE_VALUE)) {}
-    SystemHandle& operator=(SystemHandle&& other) noexcept {
-        std::swap(handle_, other.handle_);
-        return *this;
-    }
+struct Closer {
+    void operator()(HANDLE handle) const { close(handle); }
+};
 
-    explicit operator bool() const { return handle_ != nullptr && handle_ != INVALID_HANDLE_VALUE; }
-    HANDLE Get() const { return handle_; }
-
-  private:
-    HANDLE handle_;
+// Null for both values by which functions of the system report a failure.
+template <BOOL(WINAPI* close)(HANDLE)>
+struct SystemHandle : std::unique_ptr<void, Closer<close>> {
+    explicit SystemHandle(HANDLE handle = nullptr)
+        : std::unique_ptr<void, Closer<close>>(handle != INVALID_HANDLE_VALUE ? handle : nullptr) {}
 };
 
 using FileHandle = SystemHandle<CloseHandle>;

@@ -14,17 +14,19 @@ namespace {
 constexpr std::size_t kLongestComponent = 255;  // characters; the registry's limit for the name of a key
 constexpr std::size_t kLongestPath = 4096;      // characters
 
+std::atomic<DWORD> cachedLanguage = 0;  // one per library and process; 0 = not read yet
+
 // A path as its place in the registry.
 struct Place {
     std::wstring path;
     HKEY root = nullptr;
-    std::wstring section;    // key of the path, read as a section
-    std::wstring parent;     // key of the section that contains the path, read as a parameter
-    std::wstring name;       // of the parameter
-    bool parameter = false;  // has a component after the scope, so can be a parameter
+    std::wstring section;  // key of the path, read as a section
+    std::wstring parent;   // key of the section that contains the path, read as a parameter
+    std::wstring name;     // of the parameter
 };
 
-DWORD Locate(const wchar_t* text, Place& place) {
+// A parameter has a component after the scope.
+DWORD Locate(const wchar_t* text, Place& place, bool parameter = false) {
     if (text == nullptr || *text != L'\\') return ERROR_BAD_PATHNAME;
     place.path.assign(text, wcsnlen(text, kLongestPath + 1));
     if (place.path.size() > kLongestPath) return ERROR_BAD_PATHNAME;
@@ -40,13 +42,7 @@ DWORD Locate(const wchar_t* text, Place& place) {
     place.section = kStoreKey + place.path;
     place.parent = kStoreKey + place.path.substr(0, last - 1);
     place.name = place.path.substr(last);
-    place.parameter = components > 1;
-    return ERROR_SUCCESS;
-}
-
-DWORD LocateParameter(const wchar_t* text, Place& place) {
-    const DWORD result = Locate(text, place);
-    return result == ERROR_SUCCESS && !place.parameter ? ERROR_BAD_PATHNAME : result;
+    return components > 1 || !parameter ? ERROR_SUCCESS : ERROR_BAD_PATHNAME;
 }
 
 // In any letter case.
@@ -88,8 +84,8 @@ bool Store::MayRemove(const std::wstring& path) const {
 
 DWORD Store::Find(const wchar_t* path, StoreValue& value) const {
     Place place;
-    if (const DWORD result = LocateParameter(path, place)) return result;
-    StoreValue found{.name = place.name, .section = false, .data = {}};
+    if (const DWORD result = Locate(path, place, true)) return result;
+    StoreValue found{place.name, {}};
     const DWORD result = ReadValue(place.root, place.parent, place.name, found.data);
     if (result == ERROR_SUCCESS) value = std::move(found);
     return result;
@@ -113,9 +109,9 @@ DWORD Store::List(const wchar_t* path, std::vector<StoreValue>& entries) const {
     if (const DWORD result = Locate(path, place)) return result;
     if (const DWORD result = ListKey(place.root, place.section, names)) return result;
     std::vector<StoreValue> list;
-    for (std::wstring& name : names.keys) list.push_back({.name = std::move(name), .section = true, .data = {}});
+    for (std::wstring& name : names.keys) list.push_back({std::move(name), {}});
     for (std::wstring& name : names.values) {
-        StoreValue value{.name = std::move(name), .section = false, .data = {}};
+        StoreValue value{std::move(name), {}};
         if (ReadValue(place.root, place.section, value.name, value.data) == ERROR_SUCCESS)
             list.push_back(std::move(value));
     }
@@ -125,14 +121,14 @@ DWORD Store::List(const wchar_t* path, std::vector<StoreValue>& entries) const {
 
 DWORD Store::WriteNumber(const wchar_t* path, DWORD number) const {
     Place place;
-    if (const DWORD result = LocateParameter(path, place)) return result;
+    if (const DWORD result = Locate(path, place, true)) return result;
     return MayWrite(place.path) ? softcsp::WriteNumber(place.root, place.parent, place.name, number)
                                 : ERROR_ACCESS_DENIED;
 }
 
 DWORD Store::WriteText(const wchar_t* path, const std::wstring& text) const {
     Place place;
-    if (const DWORD result = LocateParameter(path, place)) return result;
+    if (const DWORD result = Locate(path, place, true)) return result;
     return MayWrite(place.path) ? softcsp::WriteText(place.root, place.parent, place.name, text) : ERROR_ACCESS_DENIED;
 }
 
@@ -144,7 +140,7 @@ DWORD Store::CreateSection(const wchar_t* path, SECURITY_ATTRIBUTES* security) c
 
 DWORD Store::RemoveParameter(const wchar_t* path) const {
     Place place;
-    if (const DWORD result = LocateParameter(path, place)) return result;
+    if (const DWORD result = Locate(path, place, true)) return result;
     return MayRemove(place.path) ? RemoveValue(place.root, place.parent, place.name) : ERROR_ACCESS_DENIED;
 }
 
@@ -170,12 +166,6 @@ DWORD Store::Granted(const wchar_t* path, DWORD& rights) const {
     rights = granted;
     return ERROR_SUCCESS;
 }
-
-namespace {
-
-std::atomic<DWORD> cachedLanguage = 0;  // one per library and process; 0 = not read yet
-
-}  // namespace
 
 DWORD Language::Get() {
     const DWORD cached = cachedLanguage;

@@ -2,8 +2,7 @@
 // HKEY_LOCAL_MACHINE. Numbers and flags are REG_DWORD, texts REG_SZ. Results are Win32 codes, 0 = success; a failed
 // call leaves its outputs unchanged.
 //
-// A path is "\scope\section\…\name". It is ERROR_BAD_PATHNAME if it is null, does not begin with a backslash, has an
-// empty component (as a trailing backslash gives), one of more than 255 characters, or more than 4096 characters.
+// Paths are those of kvsuprt.h; a null or malformed one is ERROR_BAD_PATHNAME.
 #pragma once
 
 #include <windows.h>
@@ -22,9 +21,8 @@ DWORD Allow(const wchar_t* path);  // ERROR_FILE_NOT_FOUND unless exactly this p
 
 // One entry of a section.
 struct StoreValue {
-    std::wstring name;     // the last component only
-    bool section = false;  // a subsection; it has no data
-    RegistryData data;
+    std::wstring name;  // the last component only
+    RegistryData data;  // of type REG_NONE for a subsection
 };
 
 // Rights as bits of a mask.

@@ -33,12 +33,9 @@ std::wstring Wide(std::string_view ascii) {
 }
 
 std::wstring HexText(ByteView bytes) {
-    constexpr wchar_t digits[] = L"0123456789ABCDEF";
     std::wstring text;
-    for (const std::uint8_t byte : bytes) {
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
+    for (const std::uint8_t byte : bytes)
+        for (const int digit : {byte >> 4, byte & 15}) text += L"0123456789ABCDEF"[digit];
     return text;
 }
 

@@ -30,7 +30,7 @@ const ParameterSet* Known(ByteReader& from, const ParameterSet* set) {
 }
 
 const ParameterSet* ReadSet(ByteReader& from, ParameterKind kind) {
-    return Known(from, FindParameterSet(kind, from.Text()));
+    return Known(from, FindParameterSet(kind, from.CountedAs<std::string>()));
 }
 
 void WriteKey(ByteWriter& to, const std::optional<ContainerKey>& key, std::uint32_t format) {
@@ -48,13 +48,13 @@ void WriteKey(ByteWriter& to, const std::optional<ContainerKey>& key, std::uint3
 std::optional<ContainerKey> ReadKey(ByteReader& from, std::uint32_t format) {
     if (from.Number() == 0) return std::nullopt;
     ContainerKey key;
-    key.curve = Known(from, FindCurve(from.Text()));
+    key.curve = Known(from, FindCurve(from.CountedAs<std::string>()));
     key.digest = ReadSet(from, ParameterKind::Digest);
     key.exportable = from.Number() != 0;
     from.Fill(std::span(key.publicKey));
     key.privateKey = ReadSealed(from);
     if (format != kFirstFormat) from.Fill(std::span(key.privateKey.attributes.emplace()));
-    key.certificate = from.CountedBytes();
+    key.certificate = from.CountedAs<Bytes>();
     return key;
 }
 
@@ -82,7 +82,7 @@ void ReadLock(ByteReader& from, PasswordLock& lock, std::uint32_t format) {
     from.Fill(std::span(lock.salt));
     lock.rounds = from.Number();
     if (lock.rounds == 0) from.Fail();
-    if (format != kFirstFormat) lock.protectedKey = from.CountedBytes();
+    if (format != kFirstFormat) lock.protectedKey = from.CountedAs<Bytes>();
     if (lock.hasPassword && !lock.protectedKey.empty()) from.Fail();
     lock.master = ReadSealed(from);
 }
@@ -92,10 +92,10 @@ void ReadExtensions(ByteReader& from, std::vector<ContainerExtension>& extension
     if (count > kMostExtensions) from.Fail();
     for (std::uint32_t i = 0; i < count && from.Good(); ++i) {
         ContainerExtension extension;
-        extension.identifier = from.Text();
+        extension.identifier = from.CountedAs<std::string>();
         if (extension.identifier.find('\0') != std::string::npos) from.Fail();
         extension.critical = from.Number();
-        extension.value = from.CountedBytes();
+        extension.value = from.CountedAs<Bytes>();
         extensions.push_back(std::move(extension));
     }
 }

@@ -42,7 +42,6 @@ DWORD CheckPresence(const Carrier& carrier) {
     return FindCarrier(carrier.name, now) == ERROR_SUCCESS ? ERROR_SUCCESS : Code(SCARD_W_REMOVED_CARD);
 }
 
-// Nothing for a folder that is not known.
 template <class Visitor>
 void EachFile(const std::wstring& folder, Visitor&& visit) {
     if (folder.empty()) return;
@@ -50,7 +49,7 @@ void EachFile(const std::wstring& folder, Visitor&& visit) {
     const FindHandle search(FindFirstFileW((folder + L'*' + kExtension).c_str(), &found));
     if (!search) return;
     do visit(found);
-    while (FindNextFileW(search.Get(), &found));
+    while (FindNextFileW(search.get(), &found));
 }
 
 DWORD MissingIsBadKeyset(DWORD error) {

@@ -11,7 +11,6 @@
 
 #include "softcsp/common/Handles.h"
 #include "softcsp/common/Settings.h"
-#include "softcsp/crypto/Random.h"
 
 namespace softcsp {
 namespace {

@@ -23,8 +23,7 @@ struct PasswordLock {
     bool hasPassword = false;
     Salt salt{};
     std::uint32_t rounds = 1;
-    Bytes
-        protectedKey;  // the opening key, protected by the system; empty: it is derived from the password, or from none
+    Bytes protectedKey;  // the opening key, protected by the system; if empty, it is derived from the password
     SealedKey master;
     DigestValue code{};  // authenticates the rest of the container by the master key, since format 2
 };

@@ -81,7 +81,7 @@ struct Wrapper {
 
 }  // namespace
 
-void Cipher::Close::operator()(gcry_cipher_handle* handle) const {
+void CloseCipher::operator()(gcry_cipher_handle* handle) const {
     gcry_cipher_close(handle);
 }
 
@@ -91,7 +91,7 @@ std::optional<Cipher> Cipher::Create(const ParameterSet& set, const SymmetricKey
     cipher.set_ = &set;
     cipher.key_ = key;
     cipher.register_ = start;
-    cipher.handle_.reset(OpenCipher(GCRY_CIPHER_MODE_CFB, set, key, GCRY_CIPHER_GOST28147_MESH).release());
+    cipher.handle_ = OpenCipher(GCRY_CIPHER_MODE_CFB, set, key, GCRY_CIPHER_GOST28147_MESH);
     CheckCrypto(gcry_cipher_setiv(cipher.handle_.get(), start.data(), start.size()));
     return cipher;
 }

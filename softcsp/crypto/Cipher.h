@@ -17,6 +17,11 @@ namespace softcsp {
 
 using InitialValue = std::array<std::uint8_t, 8>;
 
+struct CloseCipher {
+    void operator()(gcry_cipher_handle* handle) const;
+};
+using CipherHandle = std::unique_ptr<gcry_cipher_handle, CloseCipher>;
+
 // A stream that is encrypted or decrypted piece by piece.
 class Cipher {
   public:
@@ -30,11 +35,6 @@ class Cipher {
     void Decrypt(std::span<std::uint8_t> data) { Run(data, false); }
 
   private:
-    struct Close {
-        void operator()(gcry_cipher_handle* handle) const;
-    };
-    using Handle = std::unique_ptr<gcry_cipher_handle, Close>;
-
     Cipher() = default;
     void Run(std::span<std::uint8_t> data, bool encrypt);
 
@@ -42,7 +42,7 @@ class Cipher {
     SymmetricKey key_;
     InitialValue register_{};  // the last block of encrypted data
     std::size_t count_ = 0;    // bytes processed
-    Handle handle_;
+    CipherHandle handle_;
 };
 
 // A number other than zero, lowest byte first; random for each message and not secret.

@@ -67,4 +67,10 @@ SymmetricKey DerivePasswordKey(ByteView password, const Salt& salt, std::uint32_
     return key;
 }
 
+void FillRandom(std::span<std::uint8_t> bytes, Randomness randomness) {
+    PrepareCrypto();
+    gcry_randomize(bytes.data(), bytes.size(),
+                   randomness == Randomness::LastingKey ? GCRY_VERY_STRONG_RANDOM : GCRY_STRONG_RANDOM);
+}
+
 }  // namespace softcsp

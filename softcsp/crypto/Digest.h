@@ -1,5 +1,5 @@
-// The hash function GOST R 34.11-94 (RFC 5831) over data in pieces, its keyed form (HMAC, RFC 4357, 3), and the key
-// that is derived from a password.
+// The hash function GOST R 34.11-94 (RFC 5831) over data in pieces, its keyed form (HMAC, RFC 4357, 3), the key that is
+// derived from a password, and random bytes.
 #pragma once
 
 #include <array>
@@ -45,5 +45,11 @@ DigestValue AuthenticationCode(const SymmetricKey& key, ByteView data);
 
 // PBKDF2 (RFC 2898) of the password's bytes, of which there may be none.
 SymmetricKey DerivePasswordKey(ByteView password, const Salt& salt, std::uint32_t rounds);
+
+enum class Randomness {
+    Strong,      // session keys, ephemeral key pairs, initial values, keying material
+    LastingKey,  // keys that are stored: fresh entropy is gathered for them
+};
+void FillRandom(std::span<std::uint8_t> bytes, Randomness randomness = Randomness::Strong);
 
 }  // namespace softcsp

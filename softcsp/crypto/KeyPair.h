@@ -16,7 +16,6 @@
 #include "softcsp/crypto/Cipher.h"
 #include "softcsp/crypto/Digest.h"
 #include "softcsp/crypto/ParameterSet.h"
-#include "softcsp/crypto/Random.h"
 
 namespace softcsp {
 

@@ -6,8 +6,6 @@
 #include <cstdio>
 #include <stdexcept>
 
-#include "softcsp/crypto/Random.h"
-
 namespace softcsp {
 
 namespace {
@@ -56,12 +54,6 @@ void PrepareCrypto() {
 
 void CheckCrypto(gcry_error_t code) {
     if (code != 0) throw std::runtime_error(gcry_strerror(code));
-}
-
-void FillRandom(std::span<std::uint8_t> bytes, Randomness randomness) {
-    PrepareCrypto();
-    gcry_randomize(bytes.data(), bytes.size(),
-                   randomness == Randomness::LastingKey ? GCRY_VERY_STRONG_RANDOM : GCRY_STRONG_RANDOM);
 }
 
 }  // namespace softcsp

@@ -26,7 +26,6 @@ using Expression = std::unique_ptr<gcry_sexp, Release<gcry_sexp_release>>;
 using Number = std::unique_ptr<gcry_mpi, Release<gcry_mpi_release>>;
 using Point = std::unique_ptr<gcry_mpi_point, Release<gcry_mpi_point_release>>;
 using Curve = std::unique_ptr<gcry_context, Release<gcry_ctx_release>>;
-using CipherHandle = std::unique_ptr<gcry_cipher_handle, Release<gcry_cipher_close>>;
 using MacHandle = std::unique_ptr<gcry_mac_handle, Release<gcry_mac_close>>;
 
 }  // namespace softcsp

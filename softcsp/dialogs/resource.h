@@ -8,7 +8,6 @@
 #define IDD_CHANGE_PASSWORD 103
 #define IDD_CHOOSE_CONTAINER 104
 #define IDD_CHOOSE_CARRIER 105
-
 #define IDC_CONTAINER 1001
 #define IDC_PASSWORD 1003 /* the present password */
 #define IDC_NEW_PASSWORD 1004
@@ -17,7 +16,6 @@
 #define IDC_SAVE 1007
 #define IDC_LIST 1008
 #define IDC_NONE 1009 /* shown if the list is empty */
-
 #define IDS_PASSWORDS_DIFFER 101
 #define IDS_COLUMN_CONTAINER 102
 #define IDS_COLUMN_CARRIER 103
@@ -29,13 +27,11 @@
 #define IDD_READERS 201
 #define IDD_NEW_CARRIER 202
 #define IDD_CARRIER_TYPES 203
-
 #define IDC_ADD 1201
 #define IDC_REMOVE 1202
 #define IDC_INSERT 1203
 #define IDC_EJECT 1204
 #define IDC_NAME 1205
-
 #define IDS_COLUMN_STATE 201
 #define IDS_PRESENT 202
 #define IDS_ABSENT 203
@@ -49,7 +45,6 @@
 
 /* The window of the random number library, libraries/windows.rc */
 #define IDD_RANDOM 301
-
 #define IDS_COLUMN_GENERATOR 301
 #define IDS_COLUMN_SOURCE 302
 #define IDS_GENERATOR 303

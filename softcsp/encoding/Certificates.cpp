@@ -3,7 +3,6 @@
 #include <memory>
 
 #include "softcsp/crypto/Digest.h"
-#include "softcsp/crypto/Random.h"
 
 namespace softcsp {
 namespace {

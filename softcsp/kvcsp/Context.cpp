@@ -8,7 +8,6 @@
 #include "softcsp/common/Names.h"
 #include "softcsp/common/Store.h"
 #include "softcsp/common/Settings.h"
-#include "softcsp/crypto/Random.h"
 #include "softcsp/dialogs/Dialogs.h"
 
 namespace softcsp {
@@ -18,9 +17,6 @@ constexpr DWORD kFlagsKnown = CRYPT_VERIFYCONTEXT | CRYPT_NEWKEYSET | CRYPT_DELE
                               CRYPT_SILENT | CRYPT_DEFAULT_CONTAINER_OPTIONAL | kParametersOnly | kTakesForeignKeys;
 constexpr DWORD kTableWithType = 3;  // the first version of the system's table with type and name
 constexpr std::string_view kQualified = "\\\\.\\";
-
-// At namespace scope, so that it is created when the library is loaded, before any thread can use it.
-ContextTable openContexts;
 
 bool IsVerify(DWORD flags) {
     return (flags & CRYPT_VERIFYCONTEXT) == CRYPT_VERIFYCONTEXT;
@@ -67,10 +63,6 @@ std::wstring ContainerName(const char* container) {
 }
 
 }  // namespace
-
-ContextTable& OpenContexts() {
-    return openContexts;
-}
 
 std::shared_ptr<Context> Context::Open(const char* container, DWORD flags, const ProviderTable& table) {
     const bool hasType = table.version >= kTableWithType;
@@ -180,13 +172,13 @@ extern "C" BOOL WINAPI CPAcquireContext(HCRYPTPROV* provider, LPSTR container, D
     return Answer("CPAcquireContext", [=] {
         Require(provider != nullptr && table != nullptr, ERROR_INVALID_PARAMETER);
         auto context = Context::Open(container, flags, *table);
-        *provider = context ? OpenContexts().Add(std::move(context)) : 0;
+        *provider = context ? openContexts.Add(std::move(context)) : 0;
     });
 }
 
 extern "C" BOOL WINAPI CPReleaseContext(HCRYPTPROV provider, DWORD flags) {
     return Answer("CPReleaseContext", [=] {
-        OpenContexts().Remove(provider);
+        openContexts.Remove(provider);
         Require(flags == 0, NTE_BAD_FLAGS);  // it is released nevertheless
     });
 }

@@ -83,8 +83,8 @@ class Context {
     std::map<DWORD, Listing> listings_;                  // by the parameter that lists
 };
 
-using ContextTable = HandleTable<Context, HandleKind::Context, NTE_BAD_UID>;
-ContextTable& OpenContexts();
+// Created when the library is loaded, before any thread can use it.
+inline HandleTable<Context, HandleKind::Context, NTE_BAD_UID> openContexts;
 
 // Runs the body of an export of the provider.
 template <class Body>
@@ -97,7 +97,7 @@ BOOL Answer(ProviderEntry entry, Body&& body) noexcept {
 template <class Body>
 BOOL AnswerIn(ProviderEntry entry, HCRYPTPROV provider, Body&& body) noexcept {
     return Answer(entry, [&] {
-        const auto context = OpenContexts().Find(provider);
+        const auto context = openContexts.Find(provider);
         const Mutex::Held held(context->Lock());
         body(*context);
     });

@@ -1,13 +1,9 @@
 // The parameters of a context.
-#include <windows.h>
-#include <wincrypt.h>
-
 #include <algorithm>
 #include <cstring>
 #include <optional>
 #include <set>
 
-#include "softcsp/common/Bytes.h"
 #include "softcsp/common/Settings.h"
 #include "softcsp/common/Store.h"
 #include "softcsp/common/Text.h"

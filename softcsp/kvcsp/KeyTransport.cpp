@@ -1,5 +1,4 @@
 // Exports: keys are exported and imported.
-#include "softcsp/crypto/Random.h"
 #include "softcsp/kvcsp/Context.h"
 
 using namespace softcsp;

@@ -70,8 +70,6 @@ std::shared_ptr<Key> Generate(Context& context, ALG_ID algorithm, DWORD flags) {
     }
 }
 
-// --- Parameters ----------------------------------------------------------------------------------------------------
-
 bool IsSymmetric(const Key& key) {
     return key.kind == KeyKind::Session || key.kind == KeyKind::Agreement;
 }

@@ -2,7 +2,6 @@
 #include "softcsp/common/Files.h"
 #include "softcsp/encoding/Der.h"
 #include "softcsp/tool/Certificates.h"
-#include "softcsp/tool/Command.h"
 
 namespace softcsp {
 namespace {

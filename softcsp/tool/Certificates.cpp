@@ -9,6 +9,14 @@ namespace softcsp {
 namespace {
 
 constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+constexpr ULONGLONG kDay = 24ULL * 60 * 60 * 10'000'000;  // in units of FILETIME
+
+FILETIME DaysAfter(const FILETIME& time, int days) {
+    ULARGE_INTEGER units{{time.dwLowDateTime, time.dwHighDateTime}};
+    units.QuadPart += static_cast<ULONGLONG>(days) * kDay;
+    return {units.LowPart, units.HighPart};
+}
+
 }  // namespace
 
 Certificate OpenCertificate(ByteView der) {
@@ -58,18 +66,6 @@ FILETIME ParseDay(const std::wstring& text) {
         throw WrongUsage{L"no day such as 2026-01-31: " + text};
     return time;
 }
-
-namespace {
-
-constexpr ULONGLONG kDay = 24ULL * 60 * 60 * 10'000'000;  // in units of FILETIME
-
-FILETIME DaysAfter(const FILETIME& time, int days) {
-    ULARGE_INTEGER units{{time.dwLowDateTime, time.dwHighDateTime}};
-    units.QuadPart += static_cast<ULONGLONG>(days) * kDay;
-    return {units.LowPart, units.HighPart};
-}
-
-}  // namespace
 
 CertificateRequest ReadRequest(const Options& options, const std::wstring& subject) {
     const auto from = options.Value(kNotBefore.name), to = options.Value(kNotAfter.name);

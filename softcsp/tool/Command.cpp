@@ -9,6 +9,17 @@
 #include "softcsp/common/Names.h"
 
 namespace softcsp {
+namespace {
+
+// The provider that the options name; the first one without a name.
+const ProviderName& ProviderOf(const Options& options) {
+    const std::wstring name = options.Value(kProvider.name).value_or(kProviders[0].name);
+    for (const ProviderName& known : kProviders)
+        if (name == known.name) return known;
+    throw WrongUsage{L"no such provider: " + name};
+}
+
+}  // namespace
 
 Options::Options(Arguments arguments, std::span<const Option> known, Count names) {
     bool onlyNames = false;
@@ -83,18 +94,6 @@ void Print(Stream stream, std::wstring_view text) {
 void Check(DWORD code, const std::wstring& what) {
     if (code != ERROR_SUCCESS) throw CommandFailure{what, code};
 }
-
-namespace {
-
-// The first one without a name.
-const ProviderName& ProviderOf(const Options& options) {
-    const std::wstring name = options.Value(kProvider.name).value_or(kProviders[0].name);
-    for (const ProviderName& known : kProviders)
-        if (name == known.name) return known;
-    throw WrongUsage{L"no such provider: " + name};
-}
-
-}  // namespace
 
 ContainerStore StoreOf(const Options& options) {
     return {options.Has(kMachine.name) ? Owner::Computer : Owner::User, ProviderOf(options).type};

@@ -71,8 +71,6 @@ std::string Narrow(std::wstring_view ascii);
 // "WHAT=VALUE". Throws WrongUsage.
 std::pair<std::wstring, std::wstring> SplitAtEquals(const std::wstring& text);
 
-// --- Containers ----------------------------------------------------------------------------------------------------
-
 constexpr Option kMachine{L"--machine"};
 constexpr Option kProvider{L"--provider", 1};
 constexpr Option kPassword{L"--password", 1};
@@ -96,9 +94,7 @@ Password PasswordOf(const Options& options);
 // "exchange" or "signature".
 const wchar_t* KeyName(bool signatureKey);
 
-// --- Commands ------------------------------------------------------------------------------------------------------
-
-// They throw CommandFailure and WrongUsage.
+// The commands. They throw CommandFailure and WrongUsage.
 void RunInit(Arguments arguments);         // options
 void RunCreate(Arguments arguments);       // NAME, options
 void RunList(Arguments arguments);         // options

@@ -10,8 +10,6 @@
 namespace softcsp {
 namespace {
 
-// --- create --------------------------------------------------------------------------------------------------------
-
 constexpr wchar_t kKeys[] = L"--keys", kCerts[] = L"--certs", kExportable[] = L"--exportable", kUsage[] = L"--usage",
                   kChain[] = L"--chain", kCarrier[] = L"--carrier";
 constexpr Option kOptions[] = {kMachine, kProvider,  {kKeys, 1}, {kCerts, 1}, {kExportable}, kPassword,
@@ -22,15 +20,12 @@ constexpr char kIntermediates[] = "1.2.643.2.2.37.3.1";
 constexpr char kRoots[] = "1.2.643.2.2.37.3.2";
 constexpr unsigned long kLongestChain = 9;
 
-// For exchange and signature.
-struct Slots {
-    bool has[2];
-};
+using Slots = std::array<bool, 2>;  // exchange, signature
 
 Slots ParseSlots(const wchar_t* option, const std::wstring& text) {
     const bool known = text == L"xs" || text == L"x" || text == L"s" || text == L"none";
     if (!known) throw WrongUsage{std::wstring(option) + L" takes xs, x, s or none"};
-    return {{text.starts_with(L'x'), text.ends_with(L's')}};
+    return {text.starts_with(L'x'), text.ends_with(L's')};
 }
 
 std::optional<UsagePeriod> UsageOf(const Options& options) {
@@ -50,11 +45,10 @@ std::size_t ChainOf(const Options& options) {
 void AddChain(Container& container, const std::vector<Authority>& authorities) {
     std::vector<Bytes> certificates;
     for (const Authority& authority : authorities) certificates.push_back(authority.certificate);
-    if (certificates.empty()) return;
-    container.extensions.push_back({kRoots, 0, EncodeCertificateSequence({certificates[0]})});
-    certificates.erase(certificates.begin());
-    if (!certificates.empty())
-        container.extensions.push_back({kIntermediates, 0, EncodeCertificateSequence(certificates)});
+    const auto intermediates = certificates.begin() + (certificates.empty() ? 0 : 1);
+    for (const auto& [identifier, some] : {std::pair(kRoots, std::vector(certificates.begin(), intermediates)),
+                                           {kIntermediates, std::vector(intermediates, certificates.end())}})
+        if (!some.empty()) container.extensions.push_back({identifier, 0, EncodeCertificateSequence(some)});
 }
 
 Container Build(const Options& options, const std::wstring& name, Protection protection) {
@@ -62,19 +56,18 @@ Container Build(const Options& options, const std::wstring& name, Protection pro
     const Slots keys = ParseSlots(kKeys, keyText);
     const Slots certificates = ParseSlots(kCerts, options.Value(kCerts).value_or(keyText));
     for (const bool signatureKey : {false, true})
-        if (certificates.has[signatureKey] && !keys.has[signatureKey])
-            throw WrongUsage{L"a certificate without its key"};
+        if (certificates[signatureKey] && !keys[signatureKey]) throw WrongUsage{L"a certificate without its key"};
     CertificateRequest request = ReadRequest(options, SubjectOf(name));
     request.usage = UsageOf(options);
     const auto authorities = MakeAuthorities(CommonNameOf(request.subject), ChainOf(options), request);
     auto created = CreateContainer(name, PasswordOf(options), protection);
     auto& [container, master] = created;
     for (const bool signatureKey : {false, true}) {
-        if (!keys.has[signatureKey]) continue;
+        if (!keys[signatureKey]) continue;
         const KeyPair pair =
             *KeyPair::Generate(DefaultParameterSet(signatureKey ? ParameterKind::Signature : ParameterKind::Exchange));
         StoreKeyPair(container, signatureKey, master, pair, *container.digest, options.Has(kExportable));
-        if (certificates.has[signatureKey])
+        if (certificates[signatureKey])
             container.Key(signatureKey)->certificate = Issue(request, pair, *container.digest, authorities);
     }
     AddChain(container, authorities);
@@ -82,8 +75,8 @@ Container Build(const Options& options, const std::wstring& name, Protection pro
     return std::move(container);
 }
 
-// --- set: gives a container a fault that programs can detect, or removes it ----------------------------------------
-// The container is authenticated afterwards, so that the fault is found in its contents and not as a change by others.
+// "set" gives a container a fault that programs can detect, or removes it. The container is authenticated
+// afterwards, so that the fault is found in its contents and not as a change by others.
 
 constexpr std::size_t kDigestAt = 8;  // in the file; a wrong digest leaves the contents readable
 
@@ -95,7 +88,8 @@ unsigned long Number(const std::wstring& value, unsigned long most) {
 
 // A certificate with the same names for another key.
 Bytes OtherCertificate(const Container& container, const ContainerKey& key) {
-    return Issue(ReadRequest(Options({}, {}, {0, 0}), SubjectOf(container, key)), *KeyPair::Generate(*key.curve), *key.digest);
+    return Issue(ReadRequest(Options({}, {}, {0, 0}), SubjectOf(container, key)), *KeyPair::Generate(*key.curve),
+                 *key.digest);
 }
 
 void ChangeCertificate(Container& container, bool signatureKey, const std::wstring& value) {
@@ -163,8 +157,6 @@ void ChangeDamage(const ContainerStore& store, const std::wstring& name, unsigne
     }
     Check(store.SaveBytes(place, bytes), L"can't write " + name);
 }
-
-// --- show ----------------------------------------------------------------------------------------------------------
 
 constexpr std::size_t kColumn = 18;  // of the values
 

@@ -14,7 +14,6 @@
 
 #include "softcsp/common/Names.h"
 #include "softcsp/common/Registry.h"
-#include "softcsp/common/Settings.h"
 #include "softcsp/common/Store.h"
 #include "softcsp/common/Text.h"
 #include "softcsp/encoding/KeyEncoding.h"
@@ -23,8 +22,6 @@
 
 namespace softcsp {
 namespace {
-
-// --- Registry keys written as lists of values ----------------------------------------------------------------------
 
 struct KeyValue {
     const wchar_t* name;  // "" = the key's default value
@@ -49,8 +46,6 @@ void RemoveWholeKey(HKEY root, const std::wstring& path) {
     const DWORD result = RemoveKey(root, path);
     if (result != ERROR_FILE_NOT_FOUND) Check(result, L"can't remove " + path);
 }
-
-// --- Providers and libraries ---------------------------------------------------------------------------------------
 
 constexpr wchar_t kDefaults[] = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\";
 constexpr wchar_t kDefaults32[] = L"SOFTWARE\\Wow6432Node\\Microsoft\\Cryptography\\Defaults\\";
@@ -89,8 +84,6 @@ void WriteProviders(const std::wstring& directory) {
         WriteKey(ProviderKey(kDefaults, provider),
                  {{L"Image Path", directory + L"kvcsp.dll"}, {L"Signature", std::vector<BYTE>(4)}});  // not checked
 }
-
-// --- Cryptography --------------------------------------------------------------------------------------------------
 
 struct Algorithm {
     const char* identifier;
@@ -176,8 +169,6 @@ void RemoveCryptography() {
                   L"can't unregister the function for ", identifier, ERROR_FILE_NOT_FOUND);
 }
 
-// --- Installation --------------------------------------------------------------------------------------------------
-
 constexpr wchar_t kProductCode[] = L"{6F3A1D74-0C58-4E9B-A2D7-58B1C46E930F}";
 constexpr wchar_t kComponent[] = L"{8D2B4E61-93A7-4C05-B1E8-2F6A0C93D417}";  // the panel searches for it
 constexpr wchar_t kMachineData[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData\\S-1-5-18\\";
@@ -221,8 +212,6 @@ void WriteInstallation(const std::wstring& panel) {
                                                         {L"URLUpdateInfo", L"https://example.org/vestra/updates"}});
     WriteKey(kProductKey, {{L"ProductName", L"Vestra CSP"}, {L"Version", kVersion}, {L"Assignment", DWORD{1}}});
 }
-
-// --- Store ---------------------------------------------------------------------------------------------------------
 
 constexpr wchar_t kLanguage[] = L"\\config\\Language";
 constexpr DWORD kLongestPath = 32768;  // characters with the terminator

@@ -75,9 +75,7 @@ constexpr Command kCommands[] = {
      L"      restore them\n"},
 };
 
-constexpr wchar_t kHead[] =
-    L"softcsp - the tool of the software provider for development and tests\n"
-    L"\n";
+constexpr wchar_t kHead[] = L"softcsp - the tool of the software provider for development and tests\n\n";
 constexpr wchar_t kTerms[] =
     L"\n"
     L"SCOPE is --machine for the computer's containers instead of the user's, --provider NAME for another\n"
@@ -85,9 +83,8 @@ constexpr wchar_t kTerms[] =
     L"midnight UTC. PATH is \\scope\\section\\...\\name, such as \\config\\Parameters\\DisableWL; scopes: config,\n"
     L"global, local.\n"
     L"\n"
-    L"The provider is for 64-bit programs. It encrypts no messages (envelopes), exports no PFX files and has no part "
-    L"in\n"
-    L"TLS connections of the system (Schannel).\n"
+    L"The provider is for 64-bit programs. It encrypts no messages (envelopes), exports no PFX files and has no\n"
+    L"part in TLS connections of the system (Schannel).\n"
     L"\n"
     L"Settings:\n";
 constexpr std::size_t kSettingColumn = 18;
