@@ -184,10 +184,10 @@ Bytes Context::Value(DWORD parameter, DWORD flags) {
     if (const ParameterChoice* sets = FindChoice(parameter))
         return ForParametersOnly() ? EntryOf(MachineSet(sets->kind, type_))
                                    : TextBytes(SetInUse(sets->kind).identifier);
-    const DWORD reportedType = ReadSetting(kTypeSetting);
+    DWORD number = 0;
     switch (parameter) {
         case PP_VERSION: return BytesOf(ReadSetting(kVersionSetting));
-        case PP_PROVTYPE: return BytesOf(reportedType != 0 ? reportedType : type_);
+        case PP_PROVTYPE: number = ReadSetting(kTypeSetting); return BytesOf(number != 0 ? number : type_);
         case PP_IMPTYPE: return BytesOf(DWORD{CRYPT_IMPL_SOFTWARE});
         case PP_NAME: return TextBytes(name_);
         case PP_KEYSET_TYPE: return BytesOf(flags_ & CRYPT_MACHINE_KEYSET);
