@@ -58,7 +58,7 @@ bool IsSigned(ByteView certificate, const KeyPair& signer) {
     const ByteView content = parts.ReadWhole().value();
     parts.ReadWhole();
     const ByteView bits = parts.Read(der::kBitString).value();
-    return Verify(signer.Set(), signer.Public(), DigestOf(content).value(), As<Signature>(bits.subspan(1)));
+    return Verify(signer.Set(), signer.Public(), DigestOf(content), As<Signature>(bits.subspan(1)));
 }
 
 std::wstring NameOf(PCCERT_CONTEXT certificate, DWORD flags) {
