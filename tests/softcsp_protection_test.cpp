@@ -224,8 +224,8 @@ TEST_F(SoftcspProtection, BindsKeysWithoutPasswordToTheUserAndSavedOnesToTheirCo
     EXPECT_FALSE(OpeningKey(unbound, {})) << "opened with another container's key";
     const SymmetricKey key = *OpeningKey(lock, {});
     const auto sealed = SealPrivateKey(key, key, false);
-    EXPECT_TRUE(UnsealPrivateKey(key, *sealed, false));
-    EXPECT_FALSE(UnsealPrivateKey(key, *sealed, true)) << "as exportable";
+    EXPECT_TRUE(UnsealPrivateKey(key, sealed, false));
+    EXPECT_FALSE(UnsealPrivateKey(key, sealed, true)) << "as exportable";
     const SavedPasswords saved(kComputers);
     ASSERT_EQ(saved.Save(kPlace, key), 0u);
     const std::wstring section = L"\\global\\KeyDevices\\passwords\\75/REGISTRY/";
