@@ -41,7 +41,7 @@ bool IsOfClass(HWND window, const wchar_t* name) {
     return lstrcmpiW(found, name) == 0;
 }
 
-// As it is spoken: without the ampersand of the access key and the colon at the end.
+// The text as a screen reader speaks it: without the ampersand of the access key and the colon at the end.
 std::wstring SpokenText(HWND window) {
     std::wstring text = WindowText(window);
     std::erase(text, L'&');

@@ -70,7 +70,7 @@ void CDialogSetTimeout::SetUpSpins() {
     setUp(systemSpin_, IDC_TIMEOUT_SYSTEM_VALUE);
 }
 
-// Without a timeout of the user's own his edit shows the system's.
+// If no timeout is stored for the user, the user's edit shows the system's.
 void CDialogSetTimeout::ReadTimeouts() {
     if (const auto stored = ReadTimeout(TimeoutLevel::System)) {
         systemChoice_ = stored->infinite ? SystemChoice::Infinite : SystemChoice::Timeout;

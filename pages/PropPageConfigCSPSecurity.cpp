@@ -80,7 +80,7 @@ void CPropPageConfigCSPSecurity::DoDataExchange(CDataExchange* exchange) {
 
 bool CPropPageConfigCSPSecurity::OnInitDialog() {
     {
-        const OwnChange change(*this);
+        const FlagScope change = OwnChange();
         CPropPageConfigBase::OnInitDialog();
         SetUpControls();
     }
@@ -93,7 +93,7 @@ bool CPropPageConfigCSPSecurity::OnInitDialog() {
 bool CPropPageConfigCSPSecurity::OnSetActive() {
     CPropPageConfigBase::OnSetActive();
     PlaceModeTabStop();
-    SetModified(IsPageModified());
+    SetModified(IsModified());
     return true;
 }
 
@@ -184,7 +184,7 @@ void CPropPageConfigCSPSecurity::PlaceModeTabStop() {
 }
 
 void CPropPageConfigCSPSecurity::ShowValues() {
-    const OwnChange change(*this);
+    const FlagScope change = OwnChange();
     UpdateData(false);
 }
 
@@ -228,7 +228,7 @@ void CPropPageConfigCSPSecurity::OnCacheSizeLeft() {
 }
 
 bool CPropPageConfigCSPSecurity::IsPageModified() {
-    return initialised_ && FindChanges(settings_).Any();
+    return FindChanges(settings_).Any();
 }
 
 SaveResult CPropPageConfigCSPSecurity::SavePage() {

@@ -73,7 +73,7 @@ void CPropPageConfigTLS::DoDataExchange(CDataExchange* exchange) {
 
 bool CPropPageConfigTLS::OnInitDialog() {
     {
-        const OwnChange change(*this);
+        const FlagScope change = OwnChange();
         CPropPageConfigBase::OnInitDialog();
         settings_.Read();
         DisableControls();
@@ -111,7 +111,7 @@ void CPropPageConfigTLS::SetUpSpins() {
 // number at once.
 void CPropPageConfigTLS::OnControlChanged() {
     if (ChangesItself()) return;
-    const OwnChange change(*this);
+    const FlagScope change = OwnChange();
     const bool valid = UpdateData(true);
     if (!m_hWnd) return;  // the sheet ended while the message was open
     UpdateData(false);
@@ -120,7 +120,7 @@ void CPropPageConfigTLS::OnControlChanged() {
 }
 
 bool CPropPageConfigTLS::IsPageModified() {
-    return settings_.DiffersFromStore() && initialised_;
+    return settings_.DiffersFromStore();
 }
 
 SaveResult CPropPageConfigTLS::SavePage() {

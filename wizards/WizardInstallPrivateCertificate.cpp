@@ -113,12 +113,10 @@ namespace {
 constexpr ULONGLONG kBetweenTexts = 50;  // milliseconds; texts that change faster are unreadable
 
 // Shows the static for the progress during the scope.
-class ProgressLine {
+class ProgressLine : NonCopyable {
   public:
     explicit ProgressLine(HWND text) noexcept : text_(text) { ShowWindow(text_, SW_SHOW); }
     ~ProgressLine() { ShowWindow(text_, SW_HIDE); }
-    ProgressLine(const ProgressLine&) = delete;
-    ProgressLine& operator=(const ProgressLine&) = delete;
 
   private:
     HWND text_;
