@@ -114,8 +114,6 @@ class CWnd : NonCopyable {
 
     HWND m_hWnd = nullptr;
 
-    HWND GetSafeHwnd() const noexcept { return m_hWnd; }
-
     // The object attached to a window by this module; nullptr when there is none.
     static CWnd* FromHandlePermanent(HWND window) noexcept;
 

@@ -13,7 +13,7 @@ void CComboParam::Attach(HCRYPTPROV provider) {
     ResetContent();
     provider_ = provider;
     const bool usable = provider_ != 0 && parameter_.Read(provider_);
-    EnableWindow(usable);
+    EnableWithLabel(m_hWnd, usable);
     if (!provider_) return;
     const auto& entries = parameter_.entries;
     for (size_t i = 0; i < entries.size(); ++i) {
@@ -116,7 +116,7 @@ void CPropPageConfigCSPOID::ShowParameters() {
 bool CPropPageConfigCSPOID::IsPageModified() {
     support_registry_put_section(kSection);  // the rights to a missing section cannot be asked for
     if (!MayWrite(kSection)) {
-        for (CComboParam& parameter : parameters_) parameter.EnableWindow(false);
+        for (const UINT box : kParameterBoxes) EnableControl(box, false);
         ExplainDisabled(
             {IDC_ALGORITHMS_HASH, IDC_ALGORITHMS_ENCRYPTION, IDC_ALGORITHMS_SIGNATURE, IDC_ALGORITHMS_DIFFIE_HELLMAN},
             IDS_WHY_RIGHTS);

@@ -88,13 +88,13 @@ void CPropPageConfigTLS::DisableControls() {
     const bool mayWrite = settings_.mayWrite, ocsp = IsOcspInstalled();
     for (const SwitchControl& control : kSwitches) {
         if (mayWrite && (ocsp || !control.needsOcsp)) continue;
-        ::EnableWindow(GetDlgItem(control.box), FALSE);
+        EnableControl(control.box, false);
         ExplainDisabled({control.box}, mayWrite ? IDS_WHY_MODULE : IDS_WHY_RIGHTS);
     }
     if (mayWrite) return;
     for (const LimitControl& limit : kLimits) {
-        EnableWithLabel(GetDlgItem(limit.edit), false);
-        ::EnableWindow(GetDlgItem(limit.spin), FALSE);  // an enabled one would still change the number
+        EnableControl(limit.edit, false);
+        EnableControl(limit.spin, false);  // an enabled one would still change the number
         ExplainDisabled({limit.edit}, IDS_WHY_RIGHTS);
     }
 }
