@@ -47,7 +47,7 @@ class KeyCertificateReader {
         const bool signature = keySpec == AT_SIGNATURE;
         const Result<KeyLink> link = MakeKeyLink(container_, key, uniqueName_, keySet_);
         if (!link) return Skip(ContainerProblem::NoParameters);
-        UniqueCertificate certificate = ReadCertificate(key);
+        UniqueCertificate certificate = ReadKeyCertificate(key);
         if (!certificate)
             return Skip(signature ? ContainerProblem::NoSignatureCertificate : ContainerProblem::NoExchangeCertificate);
         if (!MatchKey(container_, keySpec, *certificate.get()).ValueOr(false))
@@ -61,13 +61,6 @@ class KeyCertificateReader {
     UniqueCertificate Skip(ContainerProblem problem) {
         problems_.Report(problem);
         return {};
-    }
-
-    static UniqueCertificate ReadCertificate(HCRYPTKEY key) {
-        const Result<Bytes> encoded = ReadBytes(KeyQuery(key, KP_CERTIFICATE));
-        if (!encoded) return {};
-        return UniqueCertificate(
-            CertCreateCertificateContext(kCertificateEncoding, encoded->data(), static_cast<DWORD>(encoded->size())));
     }
 
     HCRYPTPROV container_;

@@ -227,15 +227,8 @@ class KeyCheck {
         if (const Result<std::wstring> set = ReadAnsiText(KeyQuery(key_.get(), parameter))) report_.Continuation(*set);
     }
 
-    UniqueCertificate ReadCertificate() const {
-        const Result<Bytes> encoded = ReadBytes(KeyQuery(key_.get(), KP_CERTIFICATE));
-        if (!encoded) return {};
-        return UniqueCertificate(
-            CertCreateCertificateContext(kCertificateEncoding, encoded->data(), static_cast<DWORD>(encoded->size())));
-    }
-
     void CheckCertificate() {
-        const UniqueCertificate certificate = ReadCertificate();
+        const UniqueCertificate certificate = ReadKeyCertificate(key_.get());
         if (!certificate) {
             report_.Row(IDS_CHECK_CERTIFICATE_IN_CONTAINER, IDS_CHECK_NOT_AVAILABLE);
             return;
@@ -286,8 +279,7 @@ void ReportExtension(std::span<const BYTE> bytes, CheckReport& report) {
     if (!decoded) return;
     report.Row(record->critical > 0 ? IDS_CHECK_CRITICAL : IDS_CHECK_NONCRITICAL, FromAnsi(record->identifier));
     for (const auto encoded : SequenceBlobs(*decoded)) {
-        const UniqueCertificate certificate(
-            CertCreateCertificateContext(kCertificateEncoding, encoded.data(), static_cast<DWORD>(encoded.size())));
+        const UniqueCertificate certificate = DecodeCertificate(encoded);
         if (certificate) ReportFields(*certificate.get(), ReadUsagePeriod(*certificate.get()->pCertInfo), report);
     }
 }

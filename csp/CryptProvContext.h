@@ -24,12 +24,10 @@ constexpr DWORD StoreLocation(KeySet keySet) noexcept {
 
 // Sets the window that owns the dialogs of providers, and resets it at the end of the scope. The setting is one for all
 // providers of the process, so it is made without a provider handle.
-class ClientWindow {
+class ClientWindow : NonCopyable {
   public:
     explicit ClientWindow(HWND window) noexcept { Set(window); }
     ~ClientWindow() { Set(nullptr); }
-    ClientWindow(const ClientWindow&) = delete;
-    ClientWindow& operator=(const ClientWindow&) = delete;
 
   private:
     // Systems that require a provider handle refuse the call. The failure is ignored, and the last error of an earlier
@@ -42,11 +40,9 @@ class ClientWindow {
 
 // Owns one provider handle together with the flags that it was acquired with. An object without a handle is empty.
 // Keys and hashes of the provider must be destroyed before the handle is released.
-class CCryptProvContext {
+class CCryptProvContext : NonCopyable {
   public:
     CCryptProvContext() = default;
-    CCryptProvContext(const CCryptProvContext&) = delete;
-    CCryptProvContext& operator=(const CCryptProvContext&) = delete;
 
     // Releases the current handle, then opens a container, or with `container` nullptr a context without one.
     // `provider` nullptr selects the default provider of the type. With CRYPT_DELETEKEYSET the container is deleted and

@@ -62,6 +62,16 @@ Result<KeyLink> MakeKeyLink(HCRYPTPROV container, HCRYPTKEY key, const std::wstr
     return KeyLink{uniqueName, *std::move(provider), *type, keySet, keySpec};
 }
 
+UniqueCertificate DecodeCertificate(std::span<const BYTE> encoded) noexcept {
+    return UniqueCertificate(
+        CertCreateCertificateContext(kCertificateEncoding, encoded.data(), static_cast<DWORD>(encoded.size())));
+}
+
+UniqueCertificate ReadKeyCertificate(HCRYPTKEY key) {
+    const Result<Bytes> encoded = ReadBytes(KeyQuery(key, KP_CERTIFICATE));
+    return encoded ? DecodeCertificate(*encoded) : UniqueCertificate();
+}
+
 Result<bool> MatchKey(HCRYPTPROV container, DWORD keySpec, const CERT_CONTEXT& certificate) {
     constexpr std::size_t kUsualSize = 512;  // of a public key with the structure around it, in bytes
     return Match(container, keySpec, certificate, kUsualSize);

@@ -7,6 +7,7 @@
 #include <wincrypt.h>
 
 #include <optional>
+#include <span>
 #include <string>
 
 #include "csp/CryptProvContext.h"
@@ -33,6 +34,12 @@ Result<std::wstring> UniqueContainerName(HCRYPTPROV container);
 
 // The link to a key of an open container. `uniqueName` is the container's name in the link, `keySet` its owner.
 Result<KeyLink> MakeKeyLink(HCRYPTPROV container, HCRYPTKEY key, const std::wstring& uniqueName, KeySet keySet);
+
+// A certificate from its encoded form; empty when that can't be decoded.
+UniqueCertificate DecodeCertificate(std::span<const BYTE> encoded) noexcept;
+
+// The certificate stored with a key; empty when there is none, or it can't be read or decoded.
+UniqueCertificate ReadKeyCertificate(HCRYPTKEY key);
 
 // Whether the open container's key `keySpec` (AT_KEYEXCHANGE or AT_SIGNATURE) is the certificate's. Fails when the
 // container's public key can't be read. A key of the usual size takes one call.

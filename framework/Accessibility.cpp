@@ -14,7 +14,7 @@
 #include <utility>
 #include <vector>
 
-#include "framework/Wnd.h"
+#include "framework/Controls.h"
 
 namespace {
 
@@ -35,13 +35,7 @@ Annotations OpenAnnotations() noexcept {
 
 constexpr DWORD kClient = static_cast<DWORD>(OBJID_CLIENT);
 
-bool IsOfClass(HWND window, const wchar_t* name) {
-    wchar_t found[32] = L"";
-    GetClassNameW(window, found, static_cast<int>(std::size(found)));
-    return lstrcmpiW(found, name) == 0;
-}
-
-// As it is spoken: without the ampersand of the access key and the colon at the end.
+// The text as a screen reader speaks it: without the ampersand of the access key and the colon at the end.
 std::wstring SpokenText(HWND window) {
     std::wstring text = WindowText(window);
     std::erase(text, L'&');

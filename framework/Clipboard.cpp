@@ -6,7 +6,7 @@
 
 namespace {
 
-class OpenedClipboard {
+class OpenedClipboard : NonCopyable {
   public:
     // Tries several times, because another program may have the clipboard open for a moment.
     explicit OpenedClipboard(HWND owner) noexcept {
@@ -20,8 +20,6 @@ class OpenedClipboard {
     ~OpenedClipboard() {
         if (open_) CloseClipboard();
     }
-    OpenedClipboard(const OpenedClipboard&) = delete;
-    OpenedClipboard& operator=(const OpenedClipboard&) = delete;
 
     explicit operator bool() const noexcept { return open_; }
 

@@ -10,13 +10,19 @@
 
 #include "framework/Wnd.h"
 
+// Whether a window is of a class, such as WC_STATICW.
+inline bool IsOfClass(HWND window, const wchar_t* name) noexcept {
+    wchar_t found[32] = L"";
+    if (window) GetClassNameW(window, found, static_cast<int>(std::size(found)));
+    return lstrcmpiW(found, name) == 0;
+}
+
 // The static text that labels a control: the window directly before it in the tab order, as for access keys. nullptr
-// when that window is not a static text.
+// when that window is not a static text, and for buttons: a text before them is a heading.
 inline HWND LabelOf(HWND control) noexcept {
-    const HWND before = control ? GetWindow(control, GW_HWNDPREV) : nullptr;
-    wchar_t kind[8] = L"";
-    if (before) GetClassNameW(before, kind, static_cast<int>(std::size(kind)));
-    return lstrcmpiW(kind, L"Static") == 0 ? before : nullptr;
+    if (!control || IsOfClass(control, WC_BUTTONW)) return nullptr;
+    const HWND before = GetWindow(control, GW_HWNDPREV);
+    return IsOfClass(before, WC_STATICW) ? before : nullptr;
 }
 
 // Also enables or disables the control's label, because a black label next to a gray control looks usable.
@@ -28,12 +34,6 @@ inline void EnableWithLabel(HWND control, bool enable) noexcept {
 // A combo box. Items are counted from 0.
 class CComboBox : public CWnd {
   public:
-    // Also enables or disables the label. Returns whether the combo box was disabled before.
-    bool EnableWindow(bool enable = true) noexcept {
-        const bool disabled = !::IsWindowEnabled(m_hWnd);
-        EnableWithLabel(m_hWnd, enable);
-        return disabled;
-    }
     int AddString(const std::wstring& text) noexcept {  // the item's position; negative on failure
         return static_cast<int>(SendMessage(CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text.c_str())));
     }
@@ -41,13 +41,6 @@ class CComboBox : public CWnd {
     int SelectString(const std::wstring& text) noexcept {
         return static_cast<int>(
             SendMessage(CB_SELECTSTRING, static_cast<WPARAM>(-1), reinterpret_cast<LPARAM>(text.c_str())));
-    }
-    std::wstring GetLBText(int item) const {  // empty when there is no such item
-        const LRESULT length = SendMessage(CB_GETLBTEXTLEN, static_cast<WPARAM>(item));
-        if (length <= 0) return {};
-        std::wstring text(static_cast<size_t>(length), L'\0');
-        SendMessage(CB_GETLBTEXT, static_cast<WPARAM>(item), reinterpret_cast<LPARAM>(text.data()));
-        return text;
     }
     void ResetContent() noexcept { SendMessage(CB_RESETCONTENT); }
     int GetCount() const noexcept { return static_cast<int>(SendMessage(CB_GETCOUNT)); }

@@ -116,17 +116,11 @@ void DDX_Text(CDataExchange* exchange, UINT id, UINT& value) {
 }
 
 void DDX_Check(CDataExchange* exchange, UINT id, bool& value) {
-    int state = value ? BST_CHECKED : BST_UNCHECKED;
-    DDX_Check(exchange, id, state);
-    value = state == BST_CHECKED;
-}
-
-void DDX_Check(CDataExchange* exchange, UINT id, int& value) {
     const HWND button = exchange->PrepareCtrl(id);
     if (exchange->m_bSaveAndValidate) {
-        value = static_cast<int>(SendMessageW(button, BM_GETCHECK, 0, 0));
+        value = SendMessageW(button, BM_GETCHECK, 0, 0) == BST_CHECKED;
     } else {
-        SendMessageW(button, BM_SETCHECK, static_cast<WPARAM>(value), 0);
+        SendMessageW(button, BM_SETCHECK, value ? BST_CHECKED : BST_UNCHECKED, 0);
     }
 }
 

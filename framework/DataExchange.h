@@ -53,7 +53,6 @@ void DDX_Text(CDataExchange* exchange, UINT id, std::wstring& value);
 void DDX_Text(CDataExchange* exchange, UINT id, int& value);
 void DDX_Text(CDataExchange* exchange, UINT id, UINT& value);
 void DDX_Check(CDataExchange* exchange, UINT id, bool& value);
-void DDX_Check(CDataExchange* exchange, UINT id, int& value);    // BST_… state
 void DDX_Radio(CDataExchange* exchange, UINT id, int& value);    // position in the group that `id` begins; -1: none
 void DDX_CBIndex(CDataExchange* exchange, UINT id, int& value);  // -1: nothing selected
 

@@ -9,13 +9,22 @@
 #include <type_traits>
 #include <utility>
 
+// The base of classes whose objects are neither copied nor moved.
+class NonCopyable {
+  public:
+    NonCopyable(const NonCopyable&) = delete;
+    NonCopyable& operator=(const NonCopyable&) = delete;
+
+  protected:
+    NonCopyable() = default;
+    ~NonCopyable() = default;
+};
+
 // Restores the thread's last-error value at the end of a scope, so that a clean-up does not hide why it was needed.
-class LastErrorKeeper {
+class LastErrorKeeper : NonCopyable {
   public:
     LastErrorKeeper() noexcept : error_(GetLastError()) {}
     ~LastErrorKeeper() { SetLastError(error_); }
-    LastErrorKeeper(const LastErrorKeeper&) = delete;
-    LastErrorKeeper& operator=(const LastErrorKeeper&) = delete;
 
   private:
     DWORD error_;

@@ -36,12 +36,10 @@ constexpr WORD kLibraryManifestId = 2;
 UniqueActivationContext CreateModuleContext(HMODULE module, WORD manifestId) noexcept;
 
 // Activates a context for the calling thread, until the scope ends. INVALID_HANDLE_VALUE (none) changes nothing.
-class ActivationScope {
+class ActivationScope : NonCopyable {
   public:
     explicit ActivationScope(HANDLE context) noexcept;
     ~ActivationScope();
-    ActivationScope(const ActivationScope&) = delete;
-    ActivationScope& operator=(const ActivationScope&) = delete;
 
   private:
     ULONG_PTR cookie_ = 0;

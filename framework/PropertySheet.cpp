@@ -8,7 +8,7 @@
 namespace {
 
 // Disables a sheet's owner while the sheet runs. Some hosts pass the desktop window, which must not be disabled.
-class OwnerLock {
+class OwnerLock : NonCopyable {
   public:
     explicit OwnerLock(HWND owner) noexcept {
         if (!owner || owner == GetDesktopWindow() || !IsWindowEnabled(owner)) return;
@@ -18,8 +18,6 @@ class OwnerLock {
     ~OwnerLock() {
         if (owner_) EnableWindow(owner_, TRUE);
     }
-    OwnerLock(const OwnerLock&) = delete;
-    OwnerLock& operator=(const OwnerLock&) = delete;
 
   private:
     HWND owner_ = nullptr;

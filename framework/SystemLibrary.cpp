@@ -4,7 +4,7 @@
 
 namespace {
 
-// Whether LoadLibraryExW knows the LOAD_LIBRARY_SEARCH_… flags. Windows 7 and Server 2008 R2 without their update
+// Whether LoadLibraryExW supports the LOAD_LIBRARY_SEARCH_… flags. Windows 7 and Server 2008 R2 without their update
 // refuse them with ERROR_INVALID_PARAMETER; the update brings this function, too.
 bool KnowsSearchFlags() noexcept {
     const HMODULE kernel = GetModuleHandleW(L"kernel32.dll");
@@ -17,14 +17,14 @@ HMODULE LoadFrom(std::wstring directory, const wchar_t* fileName) {
     return LoadLibraryExW((directory + fileName).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
 }
 
-// Empty when it can't be had.
+// Empty on failure.
 std::wstring SystemDirectory() {
     wchar_t directory[MAX_PATH];
     const UINT length = GetSystemDirectoryW(directory, MAX_PATH);
     return length < MAX_PATH ? std::wstring(directory, length) : std::wstring();
 }
 
-// With the last backslash; empty when it can't be had.
+// With the last backslash; empty on failure.
 std::wstring ProgramsDirectory() {
     wchar_t path[MAX_PATH];
     const DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
@@ -33,7 +33,7 @@ std::wstring ProgramsDirectory() {
     return program.substr(0, program.rfind(L'\\') + 1);
 }
 
-// Calls `load`; no memory means no module.
+// Calls `load`. Fails when memory is exhausted.
 template <class Load>
 HMODULE WithoutExceptions(Load load) noexcept {
     try {

@@ -1,30 +1,118 @@
-// CWnd: the object that handles a window's messages.
+// CWnd, the object that handles a window's messages, and the message tables that list its handlers.
 #pragma once
 
 #include <windows.h>
 
+#include <optional>
 #include <span>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "framework/Handles.h"
-#include "framework/Route.h"
 
 class CDataExchange;
+class CWnd;
+
+// Message tables. A window class lists its handlers in one constant table. Each row connects a message, or a
+// notification of some controls, to a member function, which is a template argument.
+//
+//   std::span<const Route> CMyPage::Routes() const {
+//       static constexpr Route table[] = {
+//           on<&CMyPage::OnBrowse>(IDC_BROWSE, BN_CLICKED),
+//           onMessage<&CMyPage::OnSetCursor>(WM_SETCURSOR),
+//       };
+//       return table;
+//   }
+
+struct Message {
+    UINT id;
+    WPARAM wParam;
+    LPARAM lParam;
+};
+
+// A control's id, or all ids from `first` to `last`.
+struct IdRange {
+    UINT first;
+    UINT last;
+    // NOLINTNEXTLINE(google-explicit-constructor): a single id is the usual row.
+    constexpr IdRange(UINT id) : first(id), last(id) {}
+    constexpr IdRange(UINT from, UINT to) : first(from), last(to) {}
+};
+
+// A handler's result. Without a value, the message gets its default processing.
+using MessageResult = std::optional<LRESULT>;
+
+struct Route {
+    UINT message;
+    UINT code;  // notification code of WM_COMMAND and WM_NOTIFY, else 0
+    IdRange ids;
+    MessageResult (*handler)(CWnd&, const Message&);
+
+    bool Takes(const Message& message) const noexcept;
+};
+
+namespace RouteDetail {
+
+template <class Member>
+struct MemberOf;
+template <class Class, class Result, class... Arguments>
+struct MemberOf<Result (Class::*)(Arguments...)> {
+    using Owner = Class;
+};
+
+// Handlers are `void()`, `void(const Message&)`, `LRESULT(const Message&)` or `MessageResult(const Message&)`.
+template <auto Handler>
+MessageResult Call(CWnd& window, const Message& message) {
+    using Owner = typename MemberOf<decltype(Handler)>::Owner;
+    auto& owner = static_cast<Owner&>(window);
+    if constexpr (std::is_invocable_v<decltype(Handler), Owner&>) {
+        (owner.*Handler)();
+        return 0;
+    } else if constexpr (std::is_void_v<std::invoke_result_t<decltype(Handler), Owner&, const Message&>>) {
+        (owner.*Handler)(message);
+        return 0;
+    } else {
+        return (owner.*Handler)(message);
+    }
+}
+
+}  // namespace RouteDetail
+
+// A control's command notification (BN_CLICKED, CBN_SELCHANGE, EN_CHANGE, …).
+template <auto Handler>
+constexpr Route on(IdRange ids, UINT code) {
+    return {WM_COMMAND, code, ids, &RouteDetail::Call<Handler>};
+}
+
+// A common control's notification (LVN_…, NM_…).
+template <auto Handler>
+constexpr Route onNotify(IdRange ids, UINT code) {
+    return {WM_NOTIFY, code, ids, &RouteDetail::Call<Handler>};
+}
+
+// Any other message.
+template <auto Handler>
+constexpr Route onMessage(UINT message) {
+    return {message, 0, IdRange(0), &RouteDetail::Call<Handler>};
+}
+
+// A message that a control sends to its parent (WM_CTLCOLORSTATIC, …), passed on to the control's object.
+constexpr UINT kReflected = 0xBC00;
+template <auto Handler>
+constexpr Route onReflected(UINT message) {
+    return onMessage<Handler>(kReflected + message);
+}
 
 // The whole text of any window of this process.
 std::wstring WindowText(HWND window);
 
-class CWnd {
+class CWnd : NonCopyable {
   public:
     CWnd() = default;
     virtual ~CWnd();
-    CWnd(const CWnd&) = delete;
-    CWnd& operator=(const CWnd&) = delete;
 
     HWND m_hWnd = nullptr;
-
-    HWND GetSafeHwnd() const noexcept { return m_hWnd; }
 
     // The object attached to a window by this module; nullptr when there is none.
     static CWnd* FromHandlePermanent(HWND window) noexcept;
@@ -105,27 +193,23 @@ class CWnd {
 void CenterOverOwner(HWND window) noexcept;
 
 // Shows the wait cursor while the object exists and no window sets another cursor.
-class CWaitCursor {
+class CWaitCursor : NonCopyable {
   public:
     CWaitCursor() noexcept : before_(SetCursor(LoadCursorW(nullptr, IDC_WAIT))) {}
     ~CWaitCursor() {
         const LastErrorKeeper keeper;
         SetCursor(before_);
     }
-    CWaitCursor(const CWaitCursor&) = delete;
-    CWaitCursor& operator=(const CWaitCursor&) = delete;
 
   private:
     HCURSOR before_;  // shared
 };
 
 // Sets a flag until the end of the scope, which restores its previous value.
-class FlagScope {
+class FlagScope : NonCopyable {
   public:
     explicit FlagScope(bool& flag) noexcept : flag_(flag), before_(std::exchange(flag, true)) {}
     ~FlagScope() { flag_ = before_; }
-    FlagScope(const FlagScope&) = delete;
-    FlagScope& operator=(const FlagScope&) = delete;
 
   private:
     bool& flag_;

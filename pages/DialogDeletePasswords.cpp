@@ -39,8 +39,8 @@ bool CDialogDeletePasswords::OnInitDialog() {
         const Scope& scope = kScopes[i];
         const bool mayDelete = scope.saved.MayDelete();
         choices_[i].mayDeleteMediaRecords = mayDelete && scope.saved.HasMediaRecords();
-        ::EnableWindow(GetDlgItem(scope.passwordsBox), mayDelete);
-        ::EnableWindow(GetDlgItem(scope.mediaBox), choices_[i].mayDeleteMediaRecords);
+        EnableControl(scope.passwordsBox, mayDelete);
+        EnableControl(scope.mediaBox, choices_[i].mayDeleteMediaRecords);
     }
     ShowChoices();
     return true;
@@ -57,7 +57,7 @@ void CDialogDeletePasswords::ShowChoices() {
         Choice& choice = choices_[i];
         if (!choice.mayDeleteMediaRecords) continue;
         if (choice.passwords) choice.mediaRecords = true;
-        ::EnableWindow(GetDlgItem(kScopes[i].mediaBox), !choice.passwords);
+        EnableControl(kScopes[i].mediaBox, !choice.passwords);
     }
     UpdateData(false);
 }

@@ -14,10 +14,6 @@ constexpr UINT kUserControls[] = {IDC_TIMEOUT_USER_GROUP,  IDC_TIMEOUT_USER_DEFA
 constexpr UINT kSystemControls[] = {IDC_TIMEOUT_SYSTEM_GROUP, IDC_TIMEOUT_SYSTEM_INFINITE, IDC_TIMEOUT_SYSTEM_SET,
                                     IDC_TIMEOUT_SYSTEM_VALUE, IDC_TIMEOUT_SYSTEM_SPIN,     IDC_TIMEOUT_SYSTEM_SECONDS};
 
-void Enable(HWND dialog, std::span<const UINT> controls, bool enable) {
-    for (const UINT control : controls) ::EnableWindow(GetDlgItem(dialog, static_cast<int>(control)), enable);
-}
-
 }  // namespace
 
 CDialogSetTimeout::CDialogSetTimeout()
@@ -51,8 +47,8 @@ bool CDialogSetTimeout::OnInitDialog() {
     CreateTimeoutSection(TimeoutLevel::System);
     mayWriteUser_ = MayWriteTimeout(TimeoutLevel::User);
     mayWriteSystem_ = MayWriteTimeout(TimeoutLevel::System);
-    Enable(m_hWnd, kUserControls, mayWriteUser_);
-    Enable(m_hWnd, kSystemControls, mayWriteSystem_);
+    for (const UINT control : kUserControls) EnableControl(control, mayWriteUser_);
+    for (const UINT control : kSystemControls) EnableControl(control, mayWriteSystem_);
     ReadTimeouts();
     UpdateData(false);
     EnableEdits();
@@ -70,7 +66,7 @@ void CDialogSetTimeout::SetUpSpins() {
     setUp(systemSpin_, IDC_TIMEOUT_SYSTEM_VALUE);
 }
 
-// Without a timeout of the user's own his edit shows the system's.
+// If no timeout is stored for the user, the user's edit shows the system's.
 void CDialogSetTimeout::ReadTimeouts() {
     if (const auto stored = ReadTimeout(TimeoutLevel::System)) {
         systemChoice_ = stored->infinite ? SystemChoice::Infinite : SystemChoice::Timeout;
@@ -102,7 +98,7 @@ void CDialogSetTimeout::EnableEdit(bool enable, UINT edit, CSpinButtonCtrl& spin
         if (isNumber && typed >= kLeastTimeout && typed <= kMostTimeout) seconds = typed;
         SetDlgItemInt(m_hWnd, static_cast<int>(edit), static_cast<UINT>(seconds), FALSE);
     }
-    ::EnableWindow(GetDlgItem(edit), enable);
+    EnableControl(edit, enable);
     spin.EnableWindow(enable);
 }
 

@@ -23,7 +23,7 @@ DomainDirectory& DomainControllerGroup::Directory() {
 }
 
 bool DomainControllerGroup::ShowControllers() {
-    if (FAILED(Directory().ListControllers(controllers_))) return false;
+    if (!Directory().ListControllers().Into(controllers_)) return false;
     for (const DomainController& controller : controllers_) names_.AddString(controller.name);
     names_.SetCurSel(0);
     OnControllerSelected();
@@ -40,14 +40,14 @@ void DomainControllerGroup::Export(HWND owner) {
     CFileDialog dialog(CFileDialog::Kind::Save, LoadStringLang(IDS_ALL_FILES_FILTER));
     while (dialog.DoModal(owner) == IDOK) {
         const std::wstring& path = dialog.GetPathName();
-        DWORD error = WriteExport(path, text, false);
-        if (error == ERROR_FILE_EXISTS) {
+        Result<> written = WriteExport(path, text, false);
+        if (!written && written.Failed().Is(ERROR_FILE_EXISTS)) {
             const int answer = MessageBoxFormat(IDS_OVERWRITE_QUESTION, MB_YESNOCANCEL | MB_ICONQUESTION, path);
             if (answer == IDNO) continue;
             if (answer != IDYES) return;
-            error = WriteExport(path, text, true);
+            written = WriteExport(path, text, true);
         }
-        if (error != ERROR_SUCCESS) ErrorMessageBox(error);
+        if (!written) ErrorMessageBox(written.Failed().code);
         return;
     }
 }
@@ -58,13 +58,12 @@ bool DomainControllerGroup::TemplatesNeedRepair() {
 }
 
 bool DomainControllerGroup::RepairTemplates() {
-    HRESULT result;
-    {
+    const Result<> repaired = [&] {
         const CWaitCursor wait;
-        result = Directory().RepairTemplates();
-    }
-    if (FAILED(result)) {
-        ErrorMessageBox(static_cast<DWORD>(result));
+        return Directory().RepairTemplates();
+    }();
+    if (!repaired) {
+        ErrorMessageBox(repaired.Failed().code);
         return false;
     }
     MessageBoxId(IDS_TEMPLATES_UPDATED, MB_ICONINFORMATION);

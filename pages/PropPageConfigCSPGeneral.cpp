@@ -140,8 +140,8 @@ void CPropPageConfigCSPGeneral::ShowLanguages() {
     languages_.Read();
     AddChoices(userLanguages_, kUserLanguages);
     AddChoices(machineLanguages_, kMachineLanguages);
-    machineLanguages_.EnableWindow(languages_.mayWriteMachine);
-    userLanguages_.EnableWindow(languages_.mayWriteUser);
+    EnableControl(IDC_GENERAL_MACHINE_LANGUAGE, languages_.mayWriteMachine);
+    EnableControl(IDC_GENERAL_USER_LANGUAGE, languages_.mayWriteUser);
     if (!languages_.mayWriteMachine) ExplainDisabled({IDC_GENERAL_MACHINE_LANGUAGE}, IDS_WHY_RIGHTS);
     if (!languages_.mayWriteUser) ExplainDisabled({IDC_GENERAL_USER_LANGUAGE}, IDS_WHY_RIGHTS);
 }

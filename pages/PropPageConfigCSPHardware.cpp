@@ -11,7 +11,8 @@ using ReaderLibrary = LibraryReference<&LoadReaderLibrary, &ReleaseReaderLibrary
 using RandomLibrary = LibraryReference<&LoadRandomLibrary, &ReleaseRandomLibrary>;
 
 // The result is ignored: the windows report their own errors, and an older library that lacks one opens nothing.
-void ConfigureReaders(DWORD (*configure)(const ReaderWindowRequest*) noexcept, HWND parent) {
+template <class Function>
+void ConfigureReaders(Function configure, HWND parent) {
     const ReaderLibrary library;
     if (!library) {
         MessageBoxId(IDS_READER_LIBRARY_MISSING, MB_ICONERROR);
@@ -36,11 +37,11 @@ std::span<const Route> CPropPageConfigCSPHardware::Routes() const {
 }
 
 void CPropPageConfigCSPHardware::OnReaders() {
-    ConfigureReaders(&rdr_wnd_configure, m_hWnd);
+    ConfigureReaders(rdr_wnd_configure, m_hWnd);
 }
 
 void CPropPageConfigCSPHardware::OnCarriers() {
-    ConfigureReaders(&rdr_media_wnd_configure, m_hWnd);
+    ConfigureReaders(rdr_media_wnd_configure, m_hWnd);
 }
 
 void CPropPageConfigCSPHardware::OnRandom() {

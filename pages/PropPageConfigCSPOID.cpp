@@ -9,6 +9,43 @@
 #include "resources/resource.h"
 #include "settings/InstalledProduct.h"
 
+void CComboParam::Attach(HCRYPTPROV provider) {
+    ResetContent();
+    provider_ = provider;
+    const bool usable = provider_ != 0 && parameter_.Read(provider_);
+    EnableWithLabel(m_hWnd, usable);
+    if (!provider_) return;
+    const auto& entries = parameter_.entries;
+    for (size_t i = 0; i < entries.size(); ++i) {
+        SetItemData(AddString(entries[i].name), static_cast<LPARAM>(i));
+    }
+    if (usable) SelectLastEqual(entries[static_cast<size_t>(parameter_.choice.stored)].value);
+}
+
+// Of equal values the last one in the list is selected. A sorted list has another order than the entries.
+void CComboParam::SelectLastEqual(const std::vector<BYTE>& value) noexcept {
+    for (int item = 0; item < GetCount(); ++item) {
+        const LPARAM position = GetItemData(item);
+        if (parameter_.entries[static_cast<size_t>(position)].value != value) continue;
+        SetCurSel(item);
+        parameter_.choice.Reset(static_cast<int>(position));
+    }
+}
+
+void CComboParam::ReadSelection() noexcept {
+    const int item = GetCurSel();
+    parameter_.choice.shown = item < 0 ? -1 : static_cast<int>(GetItemData(item));
+}
+
+bool CComboParam::IsModified() noexcept {
+    ReadSelection();
+    return provider_ != 0 && parameter_.Changed();
+}
+
+void CComboParam::Save() noexcept {
+    if (IsModified()) static_cast<void>(parameter_.Write(provider_));
+}
+
 namespace {
 
 constexpr wchar_t kSection[] = L"\\config\\oid";  // where the provider keeps the choices
@@ -79,7 +116,7 @@ void CPropPageConfigCSPOID::ShowParameters() {
 bool CPropPageConfigCSPOID::IsPageModified() {
     support_registry_put_section(kSection);  // the rights to a missing section cannot be asked for
     if (!MayWrite(kSection)) {
-        for (CComboParam& parameter : parameters_) parameter.EnableWindow(false);
+        for (const UINT box : kParameterBoxes) EnableControl(box, false);
         ExplainDisabled(
             {IDC_ALGORITHMS_HASH, IDC_ALGORITHMS_ENCRYPTION, IDC_ALGORITHMS_SIGNATURE, IDC_ALGORITHMS_DIFFIE_HELLMAN},
             IDS_WHY_RIGHTS);

@@ -7,7 +7,32 @@
 
 #include "applet/services/PropPageConfigBase.h"
 #include "csp/CryptProvContext.h"
-#include "pages/ComboParam.h"
+#include "framework/Controls.h"
+#include "settings/AlgorithmSettings.h"
+
+// A combo box of the values that a provider offers for one of its parameters.
+class CComboParam : public CComboBox {
+  public:
+    // The provider parameter that lists the values, and the one that is the current value.
+    CComboParam(DWORD listParameter, DWORD valueParameter) : parameter_{listParameter, valueParameter, {}, {}} {}
+
+    // Shows the values of a provider (0: none), whose handle is not owned and must outlive the attachment. Without a
+    // provider, or when it offers no values that have a name, the box is disabled and saves nothing.
+    void Attach(HCRYPTPROV provider);
+
+    // Whether another value is selected than the provider had.
+    bool IsModified() noexcept;
+
+    // Writes the selected value to the provider if it is another one. A refusal is ignored.
+    void Save() noexcept;
+
+  private:
+    void SelectLastEqual(const std::vector<BYTE>& value) noexcept;
+    void ReadSelection() noexcept;
+
+    HCRYPTPROV provider_ = 0;
+    AlgorithmParameter parameter_;  // an item's data is its position in the entries
+};
 
 class CPropPageConfigCSPOID : public CPropPageConfigBase {
   public:

@@ -15,9 +15,6 @@ namespace {
 // Fewer than the largest cache has digits: such a size is reached with the arrows.
 constexpr int kMostSizeCharacters = 3;
 
-constexpr UINT kCacheSizeControls[] = {IDC_SECURITY_CACHE_SIZE_LABEL, IDC_SECURITY_CACHE_SIZE,
-                                       IDC_SECURITY_CACHE_SIZE_SPIN};
-
 std::vector<std::wstring> NamesOfType(const std::vector<Provider>& installed, DWORD type) {
     std::vector<std::wstring> names;
     for (const Provider& provider : installed) {
@@ -80,7 +77,7 @@ void CPropPageConfigCSPSecurity::DoDataExchange(CDataExchange* exchange) {
 
 bool CPropPageConfigCSPSecurity::OnInitDialog() {
     {
-        const OwnChange change(*this);
+        const FlagScope change = OwnChange();
         CPropPageConfigBase::OnInitDialog();
         SetUpControls();
     }
@@ -93,7 +90,7 @@ bool CPropPageConfigCSPSecurity::OnInitDialog() {
 bool CPropPageConfigCSPSecurity::OnSetActive() {
     CPropPageConfigBase::OnSetActive();
     PlaceModeTabStop();
-    SetModified(IsPageModified());
+    SetModified(IsModified());
     return true;
 }
 
@@ -102,7 +99,7 @@ void CPropPageConfigCSPSecurity::SetUpControls() {
     ShowProviders();
     settings_.ReadSavesMedia();
     if (!MayWriteSavesMedia()) {
-        ::EnableWindow(GetDlgItem(IDC_SECURITY_SAVE_MEDIA), FALSE);
+        EnableControl(IDC_SECURITY_SAVE_MEDIA, false);
         ExplainDisabled({IDC_SECURITY_SAVE_MEDIA}, IDS_WHY_RIGHTS);
     }
     ShowDefaults();
@@ -137,8 +134,9 @@ void CPropPageConfigCSPSecurity::ShowDefaultsOfType(DWORD type, UINT label, CCom
     box.AddString(LoadStringLang(IDS_PROVIDER_ABSENT));
     for (const std::wstring& name : names) box.AddString(name);
     const bool mayWrite = MayWriteDefaultProvider(type);
-    if (names.empty() || !mayWrite) box.EnableWindow(false);
-    if (!mayWrite) ExplainDisabled({static_cast<UINT>(GetDlgCtrlID(box.m_hWnd))}, IDS_WHY_RIGHTS);
+    const auto id = static_cast<UINT>(GetDlgCtrlID(box.m_hWnd));
+    EnableControl(id, mayWrite && !names.empty());
+    if (!mayWrite) ExplainDisabled({id}, IDS_WHY_RIGHTS);
 }
 
 void CPropPageConfigCSPSecurity::OpenProvider() {
@@ -158,9 +156,10 @@ void CPropPageConfigCSPSecurity::EnableControls() {
                                               {IDC_SECURITY_MODE_SERVICE, enabled.serviceMode},
                                               {IDC_SECURITY_MODE_MEMORY, enabled.memoryMode},
                                               {IDC_SECURITY_CACHING, enabled.caching},
+                                              {IDC_SECURITY_CACHE_SIZE, enabled.cacheSize},
+                                              {IDC_SECURITY_CACHE_SIZE_SPIN, enabled.cacheSize},
                                               {IDC_SECURITY_DIFFIE_HELLMAN, enabled.diffieHellman}};
-    for (const auto& [id, enable] : controls) EnableWithLabel(GetDlgItem(id), enable);
-    for (const UINT id : kCacheSizeControls) ::EnableWindow(GetDlgItem(id), enabled.cacheSize);
+    for (const auto& [id, enable] : controls) EnableControl(id, enable);
     const UINT reason = rights.mayWriteProvider ? 0 : IDS_WHY_RIGHTS;
     const bool noService = rights.protectionClass == kClassKc1 && !rights.keyServiceInstalled;
     ExplainDisabled({IDC_SECURITY_CSP, IDC_SECURITY_CSP_LABEL, IDC_SECURITY_MODE_MEMORY}, reason);
@@ -184,7 +183,7 @@ void CPropPageConfigCSPSecurity::PlaceModeTabStop() {
 }
 
 void CPropPageConfigCSPSecurity::ShowValues() {
-    const OwnChange change(*this);
+    const FlagScope change = OwnChange();
     UpdateData(false);
 }
 
@@ -228,7 +227,7 @@ void CPropPageConfigCSPSecurity::OnCacheSizeLeft() {
 }
 
 bool CPropPageConfigCSPSecurity::IsPageModified() {
-    return initialised_ && FindChanges(settings_).Any();
+    return FindChanges(settings_).Any();
 }
 
 SaveResult CPropPageConfigCSPSecurity::SavePage() {

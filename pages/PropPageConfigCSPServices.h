@@ -11,7 +11,7 @@ class CPropPageConfigCSPServices : public CPropPageConfigBase {
     std::span<const Route> Routes() const override;
 
   private:
-    // Runs a wizard over the page; what comes of it is the wizard's affair.
+    // Runs a wizard over the page. Its result is ignored.
     template <class Wizard>
     void Run();
 

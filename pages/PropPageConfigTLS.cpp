@@ -73,7 +73,7 @@ void CPropPageConfigTLS::DoDataExchange(CDataExchange* exchange) {
 
 bool CPropPageConfigTLS::OnInitDialog() {
     {
-        const OwnChange change(*this);
+        const FlagScope change = OwnChange();
         CPropPageConfigBase::OnInitDialog();
         settings_.Read();
         DisableControls();
@@ -88,13 +88,13 @@ void CPropPageConfigTLS::DisableControls() {
     const bool mayWrite = settings_.mayWrite, ocsp = IsOcspInstalled();
     for (const SwitchControl& control : kSwitches) {
         if (mayWrite && (ocsp || !control.needsOcsp)) continue;
-        ::EnableWindow(GetDlgItem(control.box), FALSE);
+        EnableControl(control.box, false);
         ExplainDisabled({control.box}, mayWrite ? IDS_WHY_MODULE : IDS_WHY_RIGHTS);
     }
     if (mayWrite) return;
     for (const LimitControl& limit : kLimits) {
-        EnableWithLabel(GetDlgItem(limit.edit), false);
-        ::EnableWindow(GetDlgItem(limit.spin), FALSE);  // an enabled one would still change the number
+        EnableControl(limit.edit, false);
+        EnableControl(limit.spin, false);  // an enabled one would still change the number
         ExplainDisabled({limit.edit}, IDS_WHY_RIGHTS);
     }
 }
@@ -111,7 +111,7 @@ void CPropPageConfigTLS::SetUpSpins() {
 // number at once.
 void CPropPageConfigTLS::OnControlChanged() {
     if (ChangesItself()) return;
-    const OwnChange change(*this);
+    const FlagScope change = OwnChange();
     const bool valid = UpdateData(true);
     if (!m_hWnd) return;  // the sheet ended while the message was open
     UpdateData(false);
@@ -120,7 +120,7 @@ void CPropPageConfigTLS::OnControlChanged() {
 }
 
 bool CPropPageConfigTLS::IsPageModified() {
-    return settings_.DiffersFromStore() && initialised_;
+    return settings_.DiffersFromStore();
 }
 
 SaveResult CPropPageConfigTLS::SavePage() {

@@ -147,7 +147,7 @@ void CPropPageConfigWLReaders::EnableControls() {
 }
 
 bool CPropPageConfigWLReaders::IsPageModified() {
-    return initialised_ && settings_.Changed();
+    return settings_.Changed();
 }
 
 SaveResult CPropPageConfigWLReaders::SavePage() {

@@ -19,20 +19,16 @@ std::string Utf8(const std::wstring& text) {
     return bytes;
 }
 
-// ERROR_FILE_EXISTS, or what keeps the text from being written; then no file is left behind.
-DWORD WriteNew(const std::wstring& path, const std::string& text) {
+// Fails with ERROR_FILE_EXISTS when the file exists. After another failure no file is left behind.
+Result<> WriteNew(const std::wstring& path, const std::string& text) {
     UniqueFile file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file) return GetLastError();
+    if (!file) return LastFailure();
     DWORD written = 0;
-    DWORD error = ERROR_SUCCESS;
-    if (!WriteFile(file.get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr)) {
-        error = GetLastError();
-    } else if (written != text.size()) {
-        error = ERROR_DISK_FULL;
-    }
+    Result<> result = Try(WriteFile(file.get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr));
+    if (result && written != text.size()) result = Failure{ERROR_DISK_FULL};
     file.reset();
-    if (error != ERROR_SUCCESS) DeleteFileW(path.c_str());
-    return error;
+    if (!result) DeleteFileW(path.c_str());
+    return result;
 }
 
 }  // namespace
@@ -49,19 +45,19 @@ std::string ExportText(std::span<const DomainController> controllers) {
     return text;
 }
 
-DWORD WriteExport(const std::wstring& path, const std::string& text, bool overwrite) {
+Result<> WriteExport(const std::wstring& path, const std::string& text, bool overwrite) {
     if (!overwrite) return WriteNew(path, text);
     const std::wstring directory = path.substr(0, path.find_last_of(L"\\/") + 1);
     std::wstring beside;
-    DWORD error = ERROR_FILE_EXISTS;
-    for (int number = 0; error == ERROR_FILE_EXISTS && number < 100; ++number) {
+    Result<> written = Failure{ERROR_FILE_EXISTS};
+    for (int number = 0; !written && written.Failed().Is(ERROR_FILE_EXISTS) && number < 100; ++number) {
         beside = directory + L"~export" + NumberText(number) + L".tmp";
-        error = WriteNew(beside, text);
+        written = WriteNew(beside, text);
     }
-    if (error != ERROR_SUCCESS || MoveFileExW(beside.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING)) return error;
-    error = GetLastError();
-    DeleteFileW(beside.c_str());
-    return error;
+    if (!written) return written;
+    const Result<> moved = Try(MoveFileExW(beside.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING));
+    if (!moved) DeleteFileW(beside.c_str());
+    return moved;
 }
 
 namespace {
@@ -69,7 +65,7 @@ namespace {
 constexpr wchar_t kPrefix[] = L"LDAP://";
 constexpr wchar_t kTemplateClass[] = L"pKICertificateTemplate";
 // Relative to the forest's configuration, in the order in which they are read and repaired.
-constexpr const wchar_t* kTemplates[] = {
+constexpr const wchar_t* kTemplates[2] = {
     L"CN=DomainController, CN=Certificate Templates, CN=Public Key Services, CN=Services",
     L"CN=EnrollmentAgent, CN=Certificate Templates, CN=Public Key Services, CN=Services"};
 
@@ -93,19 +89,34 @@ class CallText {
     UniqueAutomationText text_;
 };
 
-HRESULT ReadAttribute(IADs* object, const wchar_t* name, AutomationValue& value) {
-    const CallText attribute(name);
-    return attribute ? object->Get(attribute.Get(), value.Put()) : E_OUTOFMEMORY;
+Result<> TryCom(HRESULT result) noexcept {
+    if (SUCCEEDED(result)) return {};
+    return Failure{static_cast<DWORD>(result)};
 }
 
-HRESULT ReadText(IADs* object, const wchar_t* name, std::wstring& text) {
+constexpr Failure kOutOfMemory{static_cast<DWORD>(E_OUTOFMEMORY)};
+
+// Queries an object for another interface.
+template <class Interface>
+Result<UniqueInterface<Interface>> Query(IUnknown* object, REFIID iid) noexcept {
+    UniqueInterface<Interface> found;
+    if (const Result<> queried = TryCom(object->QueryInterface(iid, reinterpret_cast<void**>(found.put()))); !queried)
+        return queried.Failed();
+    return found;
+}
+
+Result<> ReadAttribute(IADs* object, const wchar_t* name, AutomationValue& value) {
+    const CallText attribute(name);
+    if (!attribute) return kOutOfMemory;
+    return TryCom(object->Get(attribute.Get(), value.Put()));
+}
+
+Result<std::wstring> ReadText(IADs* object, const wchar_t* name) {
     AutomationValue value;
-    const HRESULT result = ReadAttribute(object, name, value);
-    if (FAILED(result)) return result;
-    const VARIANT& read = value.Get();
-    if (V_VT(&read) != VT_BSTR || !V_BSTR(&read)) return E_ADS_CANT_CONVERT_DATATYPE;
-    text = V_BSTR(&read);
-    return S_OK;
+    if (const Result<> read = ReadAttribute(object, name, value); !read) return read.Failed();
+    const VARIANT& text = value.Get();
+    if (V_VT(&text) != VT_BSTR || !V_BSTR(&text)) return Failure{static_cast<DWORD>(E_ADS_CANT_CONVERT_DATATYPE)};
+    return std::wstring(V_BSTR(&text));
 }
 
 // The directory returns octets as an array of bytes.
@@ -127,7 +138,7 @@ bool CopyGuid(const VARIANT& octets, UUID& guid) {
 bool ReadIdentifier(IADs* object, std::wstring& identifier) {
     AutomationValue value;
     UUID guid{};
-    if (FAILED(ReadAttribute(object, L"objectGUID", value)) || !CopyGuid(value.Get(), guid)) return false;
+    if (!ReadAttribute(object, L"objectGUID", value) || !CopyGuid(value.Get(), guid)) return false;
     UniqueHandle<RPC_WSTR, &FreeGuidText> text;
     if (UuidToStringW(&guid, text.put()) != RPC_S_OK) return false;
     identifier = reinterpret_cast<const wchar_t*>(text.get());
@@ -136,121 +147,124 @@ bool ReadIdentifier(IADs* object, std::wstring& identifier) {
 
 bool ReadController(const VARIANT& child, DomainController& controller) {
     if (V_VT(&child) != VT_DISPATCH || !V_DISPATCH(&child)) return false;
-    UniqueInterface<IADs> object;
+    const auto object = Query<IADs>(V_DISPATCH(&child), IID_IADs);
+    if (!object) return false;
+    IADs* const entry = object->get();
     UniqueAutomationText kind;
-    return SUCCEEDED(Query(V_DISPATCH(&child), IID_IADs, object)) && SUCCEEDED(object.get()->get_Class(kind.put())) &&
-           kind && std::wcscmp(kind.get(), L"computer") == 0 &&
-           SUCCEEDED(ReadText(object.get(), L"dNSHostName", controller.name)) &&
-           ReadIdentifier(object.get(), controller.identifier);
+    return SUCCEEDED(entry->get_Class(kind.put())) && kind && std::wcscmp(kind.get(), L"computer") == 0 &&
+           ReadText(entry, L"dNSHostName").Into(controller.name) && ReadIdentifier(entry, controller.identifier);
 }
 
-HRESULT OpenChildren(IADsContainer* container, UniqueInterface<IEnumVARIANT>& children) {
+Result<UniqueInterface<IEnumVARIANT>> OpenChildren(IADsContainer* container) {
     UniqueInterface<IUnknown> enumerator;
-    const HRESULT result = container->get__NewEnum(enumerator.put());
-    return FAILED(result) ? result : Query(enumerator.get(), IID_IEnumVARIANT, children);
+    if (const Result<> opened = TryCom(container->get__NewEnum(enumerator.put())); !opened) return opened.Failed();
+    return Query<IEnumVARIANT>(enumerator.get(), IID_IEnumVARIANT);
 }
 
 // Whether an attribute has another value than required. A missing one has the required value.
-HRESULT Compare(IADs* object, const wchar_t* name, LONG wanted, bool& differs) {
+Result<bool> Differs(IADs* object, const wchar_t* name, LONG wanted) {
     AutomationValue value, right(wanted);
-    const HRESULT result = ReadAttribute(object, name, value);
-    if (result == E_ADS_PROPERTY_NOT_FOUND) return S_OK;
-    if (FAILED(result)) return result;
-    if (VarCmp(&value.Get(), &right.Get(), LOCALE_USER_DEFAULT, 0) != VARCMP_EQ) differs = true;
-    return S_OK;
+    if (const Result<> read = ReadAttribute(object, name, value); !read) {
+        if (read.Failed().code == static_cast<DWORD>(E_ADS_PROPERTY_NOT_FOUND)) return false;
+        return read.Failed();
+    }
+    return VarCmp(&value.Get(), &right.Get(), LOCALE_USER_DEFAULT, 0) != VARCMP_EQ;
 }
 
-HRESULT ClearProviders(IADs* object) {
+Result<> ClearProviders(IADs* object) {
     const CallText name(kProviders);
+    if (!name) return kOutOfMemory;
     AutomationValue nothing;
-    return name ? object->PutEx(ADS_PROPERTY_CLEAR, name.Get(), nothing.Get()) : E_OUTOFMEMORY;
+    return TryCom(object->PutEx(ADS_PROPERTY_CLEAR, name.Get(), nothing.Get()));
 }
 
-HRESULT PutKeySize(IADs* object) {
+Result<> PutKeySize(IADs* object) {
     const CallText name(kKeySize);
+    if (!name) return kOutOfMemory;
     AutomationValue size(kOwnKeySize);
-    return name ? object->Put(name.Get(), size.Get()) : E_OUTOFMEMORY;
+    return TryCom(object->Put(name.Get(), size.Get()));
 }
 
-HRESULT WriteBack(IADs* object) {
-    return object->SetInfo();
+Result<> WriteBack(IADs* object) {
+    return TryCom(object->SetInfo());
 }
 
 }  // namespace
 
-HRESULT DomainDirectory::Bind(const std::wstring& path, REFIID iid, void** object) const {
+template <class Interface>
+Result<UniqueInterface<Interface>> DomainDirectory::Bind(const std::wstring& path, REFIID iid) const {
     const auto bind = library_.Function<decltype(&ADsGetObject)>("ADsGetObject");
-    return bind ? bind(path.c_str(), iid, object) : HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND);
+    if (!bind) return Failure{static_cast<DWORD>(HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND))};
+    UniqueInterface<Interface> object;
+    if (const Result<> bound = TryCom(bind(path.c_str(), iid, reinterpret_cast<void**>(object.put()))); !bound)
+        return bound.Failed();
+    return object;
 }
 
-// Binds what lies `within` (a relative name with its comma, or nothing) the naming context that the directory's root
-// names.
-HRESULT DomainDirectory::BindContext(const wchar_t* attribute, const std::wstring& within,
-                                     UniqueInterface<IADsContainer>& container) const {
-    UniqueInterface<IADs> root;
-    HRESULT result = Bind(std::wstring(kPrefix) + L"rootDSE", IID_IADs, reinterpret_cast<void**>(root.put()));
-    if (FAILED(result)) return result;
-    std::wstring context;
-    result = ReadText(root.get(), attribute, context);
-    if (FAILED(result)) return result;
-    return Bind(kPrefix + within + context, IID_IADsContainer, reinterpret_cast<void**>(container.put()));
+// Binds the container `within` (a relative name with its comma, or empty) the naming context that an attribute of the
+// directory's root names.
+Result<UniqueInterface<IADsContainer>> DomainDirectory::BindContext(const wchar_t* attribute,
+                                                                    const std::wstring& within) const {
+    return Bind<IADs>(std::wstring(kPrefix) + L"rootDSE", IID_IADs)
+        .Then([&](const UniqueInterface<IADs>& root) { return ReadText(root.get(), attribute); })
+        .Then([&](const std::wstring& context) {
+            return Bind<IADsContainer>(kPrefix + within + context, IID_IADsContainer);
+        });
 }
 
-HRESULT DomainDirectory::ListControllers(std::vector<DomainController>& controllers) const {
-    UniqueInterface<IADsContainer> container;
-    HRESULT result = BindContext(L"DefaultNamingContext", L"OU=Domain Controllers,", container);
-    if (FAILED(result)) return result;
-    UniqueInterface<IEnumVARIANT> children;
-    result = OpenChildren(container.get(), children);
-    if (FAILED(result)) return result;
+Result<std::vector<DomainController>> DomainDirectory::ListControllers() const {
+    const auto container = BindContext(L"DefaultNamingContext", L"OU=Domain Controllers,");
+    if (!container) return container.Failed();
+    const auto children = OpenChildren(container->get());
+    if (!children) return children.Failed();
     std::vector<DomainController> found;
     for (;;) {
         AutomationValue child;
         ULONG count = 0;
-        if (children.get()->Next(1, child.Put(), &count) != S_OK || count == 0) break;
+        if (children->get()->Next(1, child.Put(), &count) != S_OK || count == 0) return found;
         if (DomainController controller; ReadController(child.Get(), controller))
             found.push_back(std::move(controller));
     }
-    controllers = std::move(found);
-    return S_OK;
 }
 
-HRESULT DomainDirectory::BindTemplates(Templates& templates) const {
-    static_assert(std::size(kTemplates) == std::tuple_size_v<Templates>);
-    UniqueInterface<IADsContainer> configuration;
-    HRESULT result = BindContext(L"configurationNamingContext", L"", configuration);
-    if (FAILED(result)) return result;
-    auto next = templates.begin();
-    for (const wchar_t* path : kTemplates) {
-        const CallText kind(kTemplateClass), name(path);
-        if (!kind || !name) return E_OUTOFMEMORY;
+Result<DomainDirectory::Templates> DomainDirectory::BindTemplates() const {
+    const auto configuration = BindContext(L"configurationNamingContext", L"");
+    if (!configuration) return configuration.Failed();
+    Templates templates;
+    for (size_t i = 0; i < templates.size(); ++i) {
+        const CallText kind(kTemplateClass), name(kTemplates[i]);
+        if (!kind || !name) return kOutOfMemory;
         UniqueInterface<IDispatch> object;
-        result = configuration.get()->GetObject(kind.Get(), name.Get(), object.put());
-        if (SUCCEEDED(result)) result = Query(object.get(), IID_IADs, *next++);
-        if (FAILED(result)) return result;
+        const Result<> bound = TryCom(configuration->get()->GetObject(kind.Get(), name.Get(), object.put())).Then([&] {
+            return Query<IADs>(object.get(), IID_IADs).Into(templates[i]);
+        });
+        if (!bound) return bound.Failed();
     }
-    return S_OK;
+    return templates;
 }
 
 bool DomainDirectory::TemplatesNeedRepair() const {
-    Templates templates;
-    if (FAILED(BindTemplates(templates))) return false;
+    const Result<Templates> templates = BindTemplates();
+    if (!templates) return false;
     bool needed = false;
-    for (const auto& one : templates) {
-        if (FAILED(Compare(one.get(), kProviders, kNoProviders, needed)) ||
-            FAILED(Compare(one.get(), kKeySize, kOwnKeySize, needed))) {
-            return false;
+    for (const auto& one : *templates) {
+        for (const auto& [attribute, wanted] : {std::pair{kProviders, kNoProviders}, {kKeySize, kOwnKeySize}}) {
+            const Result<bool> differs = Differs(one.get(), attribute, wanted);
+            if (!differs) return false;
+            needed = needed || *differs;
         }
     }
     return needed;
 }
 
 // Step by step for both templates, so that nothing is written before everything could be set.
-HRESULT DomainDirectory::RepairTemplates() const {
-    Templates templates;
-    HRESULT result = BindTemplates(templates);
+Result<> DomainDirectory::RepairTemplates() const {
+    const Result<Templates> templates = BindTemplates();
+    if (!templates) return templates.Failed();
     for (const auto step : {&ClearProviders, &PutKeySize, &WriteBack}) {
-        for (size_t i = 0; SUCCEEDED(result) && i < templates.size(); ++i) result = step(templates[i].get());
+        for (const auto& one : *templates) {
+            if (const Result<> done = step(one.get()); !done) return done;
+        }
     }
-    return result;
+    return {};
 }

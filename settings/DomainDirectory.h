@@ -1,6 +1,6 @@
 // The domain's directory: the domain's controllers, and the certificate templates for logon. Each call queries the
-// directory and waits for its answer. The calling thread must have initialised COM. An HRESULT is that of the first
-// call that failed.
+// directory and waits for its answer. The calling thread must have initialised COM. A failure has the code of the first
+// call that failed: an HRESULT, or for files a Win32 code.
 #pragma once
 
 #include <windows.h>
@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "framework/Handles.h"
+#include "framework/Result.h"
 #include "framework/SystemLibrary.h"
 
 // Owners of COM automation's interfaces, texts and values.
@@ -27,19 +28,11 @@ using UniqueInterface = UniqueHandle<Interface*, &ReleaseInterface<Interface>>;
 
 using UniqueAutomationText = UniqueHandle<BSTR, &SysFreeString>;
 
-// Queries an object for another interface; `wanted` is empty on failure.
-template <class Interface>
-HRESULT Query(IUnknown* object, REFIID iid, UniqueInterface<Interface>& wanted) noexcept {
-    return object->QueryInterface(iid, reinterpret_cast<void**>(wanted.put()));
-}
-
-class AutomationValue {
+class AutomationValue : NonCopyable {
   public:
     AutomationValue() noexcept { VariantInit(&value_); }
     explicit AutomationValue(LONG number) noexcept : AutomationValue() { Set(number); }
     ~AutomationValue() { VariantClear(&value_); }
-    AutomationValue(const AutomationValue&) = delete;
-    AutomationValue& operator=(const AutomationValue&) = delete;
 
     void Set(LONG number) noexcept {
         VariantClear(&value_);
@@ -71,31 +64,30 @@ std::wstring ShownIdentifier(const DomainController& controller);
 // feed.
 std::string ExportText(std::span<const DomainController> controllers);
 
-// Writes a file with exactly this text. Returns 0 or a Win32 code; ERROR_FILE_EXISTS when the file exists and
-// `overwrite` is false. An existing file is replaced only after the new one was completely written beside it.
-DWORD WriteExport(const std::wstring& path, const std::string& text, bool overwrite);
+// Writes a file with exactly this text. Fails with ERROR_FILE_EXISTS when the file exists and `overwrite` is false. An
+// existing file is replaced only after the new one was completely written beside it.
+Result<> WriteExport(const std::wstring& path, const std::string& text, bool overwrite);
 
 class DomainDirectory {
   public:
     // The domain's controllers, in the directory's order. Those without a name or an identifier are left out. If the
-    // enumeration fails after it began, the controllers found until then are kept. On failure `controllers` is
-    // unchanged.
-    HRESULT ListControllers(std::vector<DomainController>& controllers) const;
+    // enumeration fails after it began, the result is the controllers found until then.
+    Result<std::vector<DomainController>> ListControllers() const;
 
     // Whether the certificate templates for logon prescribe providers, or another key size than the product's. False
     // when they cannot be read.
     bool TemplatesNeedRepair() const;
 
     // Changes the templates to prescribe no providers and to allow the product's key size.
-    HRESULT RepairTemplates() const;
+    Result<> RepairTemplates() const;
 
   private:
     using Templates = std::array<UniqueInterface<IADs>, 2>;
 
-    HRESULT Bind(const std::wstring& path, REFIID iid, void** object) const;
-    HRESULT BindContext(const wchar_t* attribute, const std::wstring& within,
-                        UniqueInterface<IADsContainer>& container) const;
-    HRESULT BindTemplates(Templates& templates) const;
+    template <class Interface>
+    Result<UniqueInterface<Interface>> Bind(const std::wstring& path, REFIID iid) const;
+    Result<UniqueInterface<IADsContainer>> BindContext(const wchar_t* attribute, const std::wstring& within) const;
+    Result<Templates> BindTemplates() const;
 
-    SystemLibrary library_{L"activeds.dll"};  // kept loaded: it is asked for the text of its last error (ErrorText.h)
+    SystemLibrary library_{L"activeds.dll"};  // kept loaded: ErrorText reads its last error
 };

@@ -6,7 +6,7 @@
 
 // Language ids, kEnglish or kRussian (applet/services/Language.h).
 struct LanguageSettings {
-    static constexpr int kSystemDefault = 0;  // of the user's language: none of his own
+    static constexpr int kSystemDefault = 0;  // of the user's language: none is stored
 
     // `stored` is kSystemDefault when nothing is stored. An invalid value is stored -1 of the user's and 0 of the
     // machine's language. A language that may not be written never counts as changed because of what is stored.

@@ -151,7 +151,7 @@ UINT AllowedCacheSize(UINT size, UINT maximum) noexcept {
     return std::min(std::max(size, 1U), maximum);
 }
 
-// The provider and the service manager are not asked when the answer cannot matter.
+// The provider and the service manager are queried only when the answer matters.
 SecurityRights ReadSecurityRights(const SecuritySettings& settings) {
     SecurityRights rights;
     rights.mayWriteProvider = MayWrite(L"\\config\\Provider");

@@ -8,8 +8,12 @@
 #include <vector>
 
 #include "csp/Providers.h"
-#include "settings/KeyReaders.h"
 #include "settings/StoredValue.h"
+
+struct KeyReader {
+    std::wstring name;        // as shown to the user
+    std::wstring storedName;  // identifies the reader in settings
+};
 
 // Whether the KDC uses the product's algorithms, as the registry has it.
 enum class KdcSetting {
@@ -30,7 +34,7 @@ struct WinlogonSettings {
     Setting<int> reader;
 
     std::vector<KeyReader> readers;  // present now, in the order of ListReaders
-    bool readersComplete = false;    // whether the listing reached its end
+    bool readersComplete = false;    // false: a reader did not identify itself, which ended the listing
 
     KdcSetting kdc = KdcSetting::Unavailable;
     bool isDomainController = false;
@@ -40,6 +44,7 @@ struct WinlogonSettings {
     // Reads everything but the reader.
     void Read();
 
+    // Lists the readers that are present and have a name to show; none if a library cannot be loaded.
     void ListReaders();
 
     // Reads the default reader of a provider. If it becomes kUnknown, returns the stored name.

@@ -51,7 +51,8 @@ class TestDialog : public CDialog {
     }
 
     std::wstring text = L"one";
-    int integer = -5, check = BST_INDETERMINATE, radio = 1, combo = 1;
+    int integer = -5, radio = 1, combo = 1;
+    bool check = true;
     UINT number = 5;
     std::function<void()> onExchange, onClick;
     std::vector<WORD> clicked;
@@ -171,7 +172,7 @@ TEST(DataExchangeTest, MembersAndControlsTakeEachOthersValues) {
     dialog.Run({[&](HWND window) {
         const auto checked = [&](int id) { return IsDlgButtonChecked(window, id); };
         EXPECT_EQ(Ui::Text(window, kText) + Ui::Text(window, kInteger) + Ui::Text(window, kUnsigned), L"one-55");
-        EXPECT_EQ(checked(kCheck), unsigned{BST_INDETERMINATE});
+        EXPECT_EQ(checked(kCheck), unsigned{BST_CHECKED});
         EXPECT_TRUE(!checked(kRadio) && checked(kRadio2));
         EXPECT_EQ(Ui::Selected(window, kCombo), 1);
 
@@ -188,10 +189,10 @@ TEST(DataExchangeTest, MembersAndControlsTakeEachOthersValues) {
 
         Ui::Type(window, kText, L" 2 ");
         Ui::Type(window, kUnsigned, L"7");
-        CheckDlgButton(window, kCheck, BST_CHECKED);
+        CheckDlgButton(window, kCheck, BST_UNCHECKED);
         EXPECT_TRUE(dialog.UpdateData());
         EXPECT_EQ(std::tuple(dialog.text, dialog.number, dialog.check, dialog.radio, dialog.combo),
-                  std::tuple(L" 2 ", 7u, BST_CHECKED, -1, -1));
+                  std::tuple(L" 2 ", 7u, false, -1, -1));
         CheckRadioButton(window, kRadio, kRadio2, kRadio2);
         Ui::Select(window, kCombo, 0);
         EXPECT_TRUE(dialog.UpdateData());

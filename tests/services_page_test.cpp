@@ -10,7 +10,7 @@
 #include "applet/services/StaticLink.h"
 #include "framework/DataExchange.h"
 #include "framework/PropertySheet.h"
-#include "pages/ComboParam.h"
+#include "pages/PropPageConfigCSPOID.h"
 #include "tests/support/ImportPatch.h"
 #include "tests/support/ModalScript.h"
 #include "tests/support/Services.h"

@@ -290,10 +290,12 @@ TEST_F(WinlogonPage, AFileIsWholeOrAsItWas) {
     const std::wstring existing = files.Path() + L"old.txt", fresh = files.Path() + L"new.txt";
     const auto fail =
         +[](HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) { return SetLastError(ERROR_DISK_FULL), FALSE; };
-    WriteExport(existing, "old", false);
+    ASSERT_TRUE(WriteExport(existing, "old", false));
     for (const std::wstring& path : {existing, fresh}) {
         const ImportPatch write(nullptr, "WriteFile", fail);
-        EXPECT_EQ(WriteExport(path, "new", path == existing), DWORD{ERROR_DISK_FULL});
+        const Result<> written = WriteExport(path, "new", path == existing);
+        ASSERT_FALSE(written);
+        EXPECT_EQ(written.Failed().code, DWORD{ERROR_DISK_FULL});
         const std::filesystem::directory_iterator left(files.Path());
         EXPECT_EQ(std::distance(begin(left), end(left)), 1) << "nothing is left behind";
         EXPECT_EQ(Read(existing), "old");
@@ -306,7 +308,7 @@ TEST_F(WinlogonPage, ShowsAndExportsTheControllers) {
                        nowhere = files.Path() + L"none\\file.txt", folder = files.Path() + L".";
     constexpr UINT kQuestion = MB_YESNOCANCEL | MB_ICONQUESTION;
     const Box question = {kQuestion, L"The file " + existing + L" exists, to overwrite?"};
-    WriteExport(existing, "", false);
+    ASSERT_TRUE(WriteExport(existing, "", false));
     const LibraryFunction save("GetSaveFileNameW", &System::Choose);
     TestDirectory directory;
     System::kind = System::Controller;

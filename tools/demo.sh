@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Puts containers to look at, and certificate files that belong to them, into a prefix: build/prefix, or VESTRA_PREFIX.
-# What is there already stays as it is; what somebody removed comes back. run.sh calls it.
+# Creates demo containers, and certificate files that belong to them, in a prefix: build/prefix, or VESTRA_PREFIX.
+# Containers that exist stay as they are; missing ones are created again. run.sh calls it.
 set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/prefix.sh"
 [ -n "${VESTRA_PREFIX:-}" ] || prepare
@@ -10,14 +10,14 @@ password=12345678
 tool() { "$wine" "$repository/build/bin/softcsp.exe" "$@" </dev/null; }
 day() { date -u -d "$1" +%F; }
 
-# Removable carriers stay known when they are pulled out; plugged in, their containers can be looked for.
+# A removable carrier remains registered when it is pulled out, but its containers can be found only while it is plugged in.
 tool carrier insert FLASH 2>/dev/null || tool carrier add FLASH
 
 declare -A there
 there[user]=$(tool list)
 there[computer]=$(tool list --machine)
 made=0
-# container OWNER NAME OPTIONS…: true when it wasn't there and is now
+# container OWNER NAME OPTIONS…: true when the container was missing and has been created
 container() {
   local owner=$1 name=$2 scope=()
   shift 2
@@ -41,8 +41,8 @@ container user 'On a removable carrier (съемный носитель)' --carr
 if container user "$wrong"; then tool set "$wrong" certificate-x=other; fi
 if container user "$damaged"; then tool set "$damaged" damage=1; fi
 
-# What the dialog for saved passwords deletes: one, which opens nothing and is asked for all the same, and the record
-# of a removable carrier, which is a section with nothing in it.
+# For the dialog that deletes saved passwords: a password, which no container uses, and the record of a removable
+# carrier, which is an empty section.
 saved='\local\KeyDevices\passwords'
 tool store get "$saved\75/REGISTRY/$locked\passwd" >/dev/null 2>&1 ||
   tool store put "$saved\75/REGISTRY/$locked\passwd" 0 --text
@@ -55,7 +55,7 @@ desktop=$WINEPREFIX/drive_c/$(printf '%s' "${profile#?:\\}" | tr '\\' /)/Desktop
 if [ -L "$desktop" ]; then rm "$desktop"; fi
 mkdir -p "$desktop"
 
-# file NAME OPTIONS…: written again when the keys are others
+# file NAME OPTIONS…: written again when the container has other keys
 file() {
   local name=$1
   shift
@@ -68,8 +68,8 @@ file 'Several certificates (PKCS 7).p7b' "$person" "$fixed" "$locked" --password
 file 'Several certificates (serialized store).sst' "$person" "$fixed" "$locked" --password $password
 
 if [ $made -gt 0 ]; then
-  echo "demo: $made containers made; there are now"
+  echo "demo: $made containers created; all containers:"
   tool list | sed 's/\t/: /; s/^/  of the user      /'
   tool list --machine | sed 's/\t/: /; s/^/  of the computer  /'
 fi
-echo "demo: the password of «${locked}» is $password; certificate files of the containers lie on the desktop"
+echo "demo: the password of «${locked}» is $password; the certificate files are on the desktop"

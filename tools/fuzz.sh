@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Lets the fuzzers search: fuzz.sh [SECONDS] [NAME…], 60 seconds and all of tests/fuzz by default. What they find new
-# stays in build/fuzz; an input that breaks a parser lies there as NAME-crash-…, and the exit code isn't 0.
+# Runs the fuzzers: fuzz.sh [SECONDS] [NAME…], by default 60 seconds each and all of tests/fuzz. New inputs are kept in
+# build/fuzz. An input that makes a parser fail is written there as NAME-crash-…, and the exit code is not 0.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -17,8 +17,8 @@ for name in "${names[@]}"; do
   if ! build/windows/fuzz/"${name}_fuzz" -max_total_time="$seconds" -print_final_stats=1 \
       -artifact_prefix="build/fuzz/$name-" "build/fuzz/$name" "tests/fuzz/corpus/$name" >"$log" 2>&1; then
     tail -n 40 "$log" >&2
-    echo "fuzz: $name is broken" >&2
+    echo "fuzz: $name failed" >&2
     exit 1
   fi
-  echo "fuzz: $name took $(sed -n 's/^stat::number_of_executed_units: *//p' "$log") inputs"
+  echo "fuzz: $name ran $(sed -n 's/^stat::number_of_executed_units: *//p' "$log") inputs"
 done

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the installer package, build/vestra-VERSION-x64.msi. A commit always gives the same bytes, but for signatures.
+# Builds the installer package, build/vestra-VERSION-x64.msi. The same commit gives the same bytes, except for signatures.
 #   --sign CERTIFICATE KEY    sign module, console program and package. CERTIFICATE is a PEM file: the signer's
 #                             certificate, then its issuers up to the root
 #   --timestamp URL           have the signatures time-stamped by this RFC 3161 server
@@ -42,7 +42,7 @@ if [ -f docs/guide.md ] && [ -f docs/guide.ru.md ]; then
   guides=yes
   cp docs/guide.md docs/guide.ru.md "$stage"
   mapfile -t pictures < <(grep -oh '(pictures/[^)]*)' docs/guide.md docs/guide.ru.md | tr -d '()' | sort -u)
-  [ ${#pictures[@]} -gt 0 ] || { echo "package: the guides show no pictures" >&2; exit 1; }
+  [ ${#pictures[@]} -gt 0 ] || { echo "package: the guides contain no pictures" >&2; exit 1; }
   mkdir "$stage/pictures"
   (cd docs && cp "${pictures[@]}" "../$stage/pictures")
   {
@@ -65,7 +65,7 @@ sign "$stage/vestra.cpl"
 [ $console = no ] || sign "$stage/vestractl.exe"
 find "$stage" -type f -exec touch -d "@$time" {} +
 
-# guid: an identifier made of what is read, of the version for free use (8).
+# guid: an identifier derived from the standard input, of version 8 (custom contents).
 guid() {
   local sum
   sum=$(sha256sum | tr a-f A-F)
@@ -106,7 +106,7 @@ package=$stage/vestra.msi
 ) >"$stage/wixl.log" 2>&1 && [ ! -s "$stage/wixl.log" ] ||
   { cat "$stage/wixl.log" >&2; echo "package: wixl failed" >&2; exit 1; }
 
-# The package code must change with the contents and with nothing else; wixl invents one, and writes the time of day.
+# The package code must depend on the contents only. wixl chooses a random one, and writes the current time.
 package_code=$({ cat "$stage"/*.{cpl,txt,wxs}; [ $console = no ] || cat "$stage"/*.exe; [ $guides = no ] || cat "$stage"/*.md "$stage"/pictures/*
   printf '%s\n' "$version" "${queries[@]}"; } | guid)
 written=$(date -d "@$time" '+%Y/%m/%d %H:%M:%S')

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Pictures of the control panel's pages in both languages, from Wine's control.exe on a display of its own, as
-# build/shots/LANGUAGE-N-NAME.png. Each shows the window in front and nothing else.
+# Takes pictures of the control panel's pages in both languages, from Wine's control.exe on a display of its own, as
+# build/shots/LANGUAGE-N-NAME.png. Each picture shows only the front window.
 #   shots.sh [--page N] [--lang 1033|1049]     only this page (from 0), only this language
 #   shots.sh --all                             the pages, every wizard's pages, and the dialogs
 #   --dpi 144                                  at another resolution than 96
@@ -42,7 +42,7 @@ done
 export VESTRA_PREFIX=$PWD/build/prefix-shots
 wine_environment
 
-# Xvfb chooses a free display number and tells it.
+# Xvfb chooses a free display number and writes it to the file.
 numbers=$(mktemp)
 Xvfb -displayfd 3 -screen 0 1600x1200x24 3>"$numbers" >/dev/null 2>&1 &
 xvfb=$!
@@ -52,7 +52,7 @@ for _ in $(seq 200); do [ -s "$numbers" ] && break; sleep 0.05; done
 DISPLAY=:$(cat "$numbers")
 export DISPLAY
 
-# Wine draws into the X server's window a moment after the program has painted: wait until the picture stands still.
+# Wine draws into the X server's window a moment after the program has painted: wait until the picture no longer changes.
 picture() {
   local before='' now='' place
   place=$(panel place | tr -d '\r')

@@ -48,7 +48,7 @@ bool CWizPageSelectCertificate::OnInitDialog() {
 
 bool CWizPageSelectCertificate::OnSetActive() {
     ShowChosen();
-    ::EnableWindow(GetDlgItem(IDC_CERTIFICATE_BROWSE), choice_.several);
+    EnableControl(IDC_CERTIFICATE_BROWSE, choice_.several);
     ::ShowWindow(GetDlgItem(IDC_CERTIFICATE_NOTE), choice_.several ? SW_SHOW : SW_HIDE);
     return CWizardPageBase::OnSetActive();
 }
@@ -57,8 +57,8 @@ void CWizPageSelectCertificate::ShowChosen() {
     const CERT_CONTEXT* certificate = choice_.certificate.get();
     for (const Field& field : kFields)
         ::SetWindowTextW(GetDlgItem(field.edit), certificate ? VisibleText(field.text(*certificate)).c_str() : L"");
-    ::EnableWindow(GetDlgItem(IDC_CERTIFICATE_PROPERTIES), certificate != nullptr);
-    ::EnableWindow(GetDlgItem(IDC_CERTIFICATE_INSTALL), certificate != nullptr);
+    EnableControl(IDC_CERTIFICATE_PROPERTIES, certificate != nullptr);
+    EnableControl(IDC_CERTIFICATE_INSTALL, certificate != nullptr);
     UpdateWizardButtons();
 }
 

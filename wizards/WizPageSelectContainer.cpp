@@ -120,18 +120,11 @@ void CWizPageSelectContainer::UpdateWizardButtons() {
     SetWizardButtons(buttons);
 }
 
-bool CWizPageSelectContainer::ReadSelection() {
+bool CWizPageSelectContainer::Proceed() {
     if (!UpdateData(true) || containerName_.empty()) return false;
-    state_.keySet = SelectedKeySet();
-    return true;
-}
-
-LRESULT CWizPageSelectContainer::OnWizardNext() {
-    return ReadSelection() ? 0 : -1;
-}
-
-bool CWizPageSelectContainer::OnWizardFinish() {
-    return ReadSelection();
+    state_.keySet = keySet_;
+    const ClientWindow client(m_hWnd);
+    return OnContainerSelected();
 }
 
 Result<> CWizPageSelectContainer::AcquireSelectedProvider(CCryptProvContext& context, DWORD flags,

@@ -13,7 +13,7 @@
 
 // The user types the container's name, chooses it in the provider's own dialog (Browse), or chooses a certificate that
 // has a link to it (By certificate). The selection consists of the name, the provider and the key set. Each wizard
-// derives its page and does its work in OnWizardNext or OnWizardFinish.
+// derives its page.
 class CWizPageSelectContainer : public CWizardPageBase {
   public:
     struct Options {
@@ -33,9 +33,12 @@ class CWizPageSelectContainer : public CWizardPageBase {
     bool OnInitDialog() override;
     bool OnSetActive() override;
 
-    // Read the selection. Derived pages call these first, and continue only if they return 0 or true.
-    LRESULT OnWizardNext() override;
-    bool OnWizardFinish() override;
+    // The work of Next, or of Finish on the last page. Called with a valid selection, while the page owns the dialogs
+    // of providers. False: the page stays, and the user has seen a message.
+    virtual bool OnContainerSelected() { return true; }
+
+    LRESULT OnWizardNext() override { return Proceed() ? 0 : -1; }
+    bool OnWizardFinish() override { return Proceed(); }
 
     // Opens the selected container with these flags, or shows why it can't be opened and returns false.
     bool AcquireSelectedContainer(CCryptProvContext& context, DWORD flags);
@@ -74,8 +77,8 @@ class CWizPageSelectContainer : public CWizardPageBase {
 
   private:
     bool FillProviders();  // false when there is none
-    // Reads the controls, and keeps the key set in the wizard's state. False without a valid name.
-    bool ReadSelection();
+    // Reads the controls, keeps the key set in the wizard's state, and calls OnContainerSelected. False without a name.
+    bool Proceed();
     Result<> AcquireSelectedProvider(CCryptProvContext& context, DWORD flags, const wchar_t* container);
 
     Options options_;

@@ -3,11 +3,12 @@
 
 #include <windows.h>
 
+#include <array>
+
 #include "applet/services/LanguageAware.h"
 #include "csp/CryptProvContext.h"
 #include "framework/Handles.h"
 #include "framework/PropertySheet.h"
-#include "wizards/LongWork.h"
 
 // The state that the pages of a wizard share. A wizard with more state derives its own plain struct.
 struct WizardState {
@@ -17,6 +18,42 @@ struct WizardState {
 // Sets the font of a page's title, a static control: bold, twelve points at the resolution of its display. The caller
 // owns the font, which must outlive the control.
 UniqueFont SetTitleFont(HWND title) noexcept;
+
+class LongWork;
+
+// The state of a page.
+struct PageActivity {
+    bool busy = false;         // the page handles an action of the user and refuses others
+    LongWork* work = nullptr;  // the current long work, if there is one
+};
+
+// Long work of a wizard page on the thread of its sheet, during which the user can only cancel. The object's lifetime
+// is that of the work. Call GoOn between two steps.
+class LongWork : NonCopyable {
+  public:
+    // Disables the sheet's Back, Next and Finish buttons. `activity` belongs to the page and must outlive the object.
+    LongWork(HWND sheet, PageActivity& activity) noexcept;
+    // Restores the buttons and the page's activity. Input that arrived during the last step is discarded.
+    ~LongWork();
+
+    // Paints the sheet, and processes or discards the input that has arrived. False when the user has cancelled, or
+    // when WM_QUIT has been posted.
+    bool GoOn() noexcept;
+
+    void Cancel() noexcept { cancelled_ = true; }
+
+  private:
+    struct Button {
+        HWND window;
+        bool enabled;
+    };
+
+    HWND sheet_;
+    PageActivity& activity_;
+    PageActivity before_;
+    std::array<Button, 3> buttons_;
+    bool cancelled_ = false;
+};
 
 // A page of a wizard. It handles one action of the user at a time.
 class CWizardPageBase : public CPropertyPageLang {

@@ -34,10 +34,8 @@ CWizPageCertificateOnContainerSelectContainer::CWizPageCertificateOnContainerSel
     : CWizPageSelectContainer({.caption = IDS_WIZARD_CERTIFICATES, .subtitle = IDS_SELECT_TO_VIEW}, state),
       state_(state) {}
 
-LRESULT CWizPageCertificateOnContainerSelectContainer::OnWizardNext() {
-    if (const LRESULT stay = CWizPageSelectContainer::OnWizardNext()) return stay;
-    const ClientWindow client(m_hWnd);
-    return AcquireSelectedContainer(state_.container, 0) && ReadCertificates() ? 0 : -1;
+bool CWizPageCertificateOnContainerSelectContainer::OnContainerSelected() {
+    return AcquireSelectedContainer(state_.container, 0) && ReadCertificates();
 }
 
 bool CWizPageCertificateOnContainerSelectContainer::ReadCertificates() {

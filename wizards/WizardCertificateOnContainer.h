@@ -20,7 +20,7 @@ class CWizPageCertificateOnContainerSelectContainer : public CWizPageSelectConta
     explicit CWizPageCertificateOnContainerSelectContainer(CertificateOnContainerState& state);
 
   protected:
-    LRESULT OnWizardNext() override;
+    bool OnContainerSelected() override;
 
   private:
     void Report(ContainerProblem problem) override;

@@ -32,9 +32,7 @@ CWizPageChangePasswordSelectContainer::CWizPageChangePasswordSelectContainer(Cha
                               state),
       state_(state) {}
 
-bool CWizPageChangePasswordSelectContainer::OnWizardFinish() {
-    if (!CWizPageSelectContainer::OnWizardFinish()) return false;
-    const ClientWindow client(m_hWnd);
+bool CWizPageChangePasswordSelectContainer::OnContainerSelected() {
     if (!AcquireSelectedContainer(state_.container, 0)) return false;
     const Result<> changed = ChangePassword(state_.container.Get());
     if (!changed) ErrorMessageBox(changed.Failed().code);

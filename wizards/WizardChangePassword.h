@@ -15,7 +15,7 @@ class CWizPageChangePasswordSelectContainer : public CWizPageSelectContainer {
     explicit CWizPageChangePasswordSelectContainer(ChangePasswordState& state);
 
   protected:
-    bool OnWizardFinish() override;
+    bool OnContainerSelected() override;
 
   private:
     ChangePasswordState& state_;

@@ -16,6 +16,13 @@
 #include "resources/resource.h"
 #include "wizards/WizardBase.h"
 
+CWizPageCheckContainerSelectContainer::CWizPageCheckContainerSelectContainer(CheckContainerState& state)
+    : CWizPageSelectContainer({.caption = IDS_WIZARD_CHECK, .subtitle = IDS_SELECT_TO_CHECK}, state), state_(state) {}
+
+bool CWizPageCheckContainerSelectContainer::OnContainerSelected() {
+    return AcquireSelectedContainer(state_.container, 0);
+}
+
 namespace {
 
 constexpr UINT kNoText = 0;
@@ -141,7 +148,7 @@ void CWizPageCheckContainerFinish::OnShown() {
 // The page's title says that the check is completed. Only a complete report can be copied.
 void CWizPageCheckContainerFinish::ShowCompleted(bool completed) {
     ::ShowWindow(GetDlgItem(IDC_REPORT_TITLE), completed ? SW_SHOW : SW_HIDE);
-    ::EnableWindow(GetDlgItem(IDC_REPORT_COPY), completed);
+    EnableControl(IDC_REPORT_COPY, completed);
 }
 
 void CWizPageCheckContainerFinish::Clear() {
@@ -235,15 +242,6 @@ LRESULT CWizPageCheckContainerFinish::OnDraw(const Message& message) {
 
 void CWizPageCheckContainerFinish::OnCopy() {
     CopyToClipboard(m_hWnd, ReportText(rows_));
-}
-
-CWizPageCheckContainerSelectContainer::CWizPageCheckContainerSelectContainer(CheckContainerState& state)
-    : CWizPageSelectContainer({.caption = IDS_WIZARD_CHECK, .subtitle = IDS_SELECT_TO_CHECK}, state), state_(state) {}
-
-LRESULT CWizPageCheckContainerSelectContainer::OnWizardNext() {
-    if (const LRESULT stay = CWizPageSelectContainer::OnWizardNext()) return stay;
-    const ClientWindow client(m_hWnd);
-    return AcquireSelectedContainer(state_.container, 0) ? 0 : -1;
 }
 
 CWizardCheckContainer::CWizardCheckContainer(HWND parent)

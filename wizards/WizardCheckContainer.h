@@ -39,6 +39,18 @@ struct CheckContainerState : WizardState {
     CCryptProvContext container;  // opened by the first page
 };
 
+// Selects the container. Next opens it.
+class CWizPageCheckContainerSelectContainer : public CWizPageSelectContainer {
+  public:
+    explicit CWizPageCheckContainerSelectContainer(CheckContainerState& state);
+
+  protected:
+    bool OnContainerSelected() override;
+
+  private:
+    CheckContainerState& state_;
+};
+
 // Shows the report. The check runs each time the page is shown, and its rows appear as they are found.
 class CWizPageCheckContainerFinish : public CWizardPageBase, private CheckReport {
   public:
@@ -74,18 +86,6 @@ class CWizPageCheckContainerFinish : public CWizardPageBase, private CheckReport
     UniqueFont titleFont_, verdictFont_;
     CListCtrl list_;
     std::vector<ReportRow> rows_;  // what the list shows
-};
-
-// Selects the container. Next opens it.
-class CWizPageCheckContainerSelectContainer : public CWizPageSelectContainer {
-  public:
-    explicit CWizPageCheckContainerSelectContainer(CheckContainerState& state);
-
-  protected:
-    LRESULT OnWizardNext() override;
-
-  private:
-    CheckContainerState& state_;
 };
 
 class CWizardCheckContainer : public CPropertySheetWizardBase {

@@ -19,13 +19,11 @@ void ShowCopyFailure(UINT text, const std::wstring& container, Failure failure) 
 CWizPageCopyContainerSelectSrcContainer::CWizPageCopyContainerSelectSrcContainer(CopyContainerState& state)
     : CWizPageSelectContainer({.caption = IDS_WIZARD_COPY, .subtitle = IDS_SELECT_TO_COPY}, state), state_(state) {}
 
-LRESULT CWizPageCopyContainerSelectSrcContainer::OnWizardNext() {
-    if (const LRESULT stay = CWizPageSelectContainer::OnWizardNext()) return stay;
+bool CWizPageCopyContainerSelectSrcContainer::OnContainerSelected() {
     ContainerCopy& copy = state_.copy;
     static_cast<void>(copy.Clear());  // of an earlier source; a handle that can't be closed is no reason to stop
-    const ClientWindow client(m_hWnd);
     CCryptProvContext source;
-    if (!OpenSource(source)) return -1;
+    if (!OpenSource(source)) return false;
     Result<> read;
     {
         const CWaitCursor wait;
@@ -36,10 +34,10 @@ LRESULT CWizPageCopyContainerSelectSrcContainer::OnWizardNext() {
         static_cast<void>(copy.Clear());  // the failure of the reading is shown
         const bool mayNotExport = read.Failed().Is(static_cast<DWORD>(NTE_BAD_KEY_STATE));
         ShowCopyFailure(mayNotExport ? IDS_COPY_NOT_EXPORTABLE : IDS_COPY_FAILED, ContainerName(), read.Failed());
-        return -1;
+        return false;
     }
     state_.source = SelectedProvider();
-    return 0;
+    return true;
 }
 
 // Opens the container, and the verification context of the copy on the same provider.
@@ -66,9 +64,7 @@ bool CWizPageCopyContainerSelectDestContainer::OnSetActive() {
 }
 
 // After a failure the incomplete container remains, and what was read is kept, so that the user may name another copy.
-bool CWizPageCopyContainerSelectDestContainer::OnWizardFinish() {
-    if (!CWizPageSelectContainer::OnWizardFinish()) return false;
-    const ClientWindow client(m_hWnd);
+bool CWizPageCopyContainerSelectDestContainer::OnContainerSelected() {
     CCryptProvContext target;
     if (!AcquireSelectedContainer(target, kCopyTargetFlags)) return false;
     Result<> written;

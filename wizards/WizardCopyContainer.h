@@ -16,7 +16,7 @@ class CWizPageCopyContainerSelectSrcContainer : public CWizPageSelectContainer {
     explicit CWizPageCopyContainerSelectSrcContainer(CopyContainerState& state);
 
   protected:
-    LRESULT OnWizardNext() override;
+    bool OnContainerSelected() override;
 
   private:
     bool OpenSource(CCryptProvContext& source);
@@ -31,7 +31,7 @@ class CWizPageCopyContainerSelectDestContainer : public CWizPageSelectContainer 
 
   protected:
     bool OnSetActive() override;
-    bool OnWizardFinish() override;
+    bool OnContainerSelected() override;
 
   private:
     CopyContainerState& state_;

@@ -7,9 +7,7 @@
 CWizPageDeleteContainerSelectContainer::CWizPageDeleteContainerSelectContainer(DeleteContainerState& state)
     : CWizPageSelectContainer({.caption = IDS_WIZARD_DELETE, .subtitle = IDS_SELECT_TO_DELETE}, state), state_(state) {}
 
-bool CWizPageDeleteContainerSelectContainer::OnWizardFinish() {
-    if (!CWizPageSelectContainer::OnWizardFinish()) return false;
-    const ClientWindow client(m_hWnd);
+bool CWizPageDeleteContainerSelectContainer::OnContainerSelected() {
     const std::wstring question = FormatStringId(IDS_DELETE_QUESTION, ContainerName());
     if (question.empty()) return false;  // nothing is deleted without a confirmation, and its text can't be loaded
     // The answer No finishes the wizard, too.

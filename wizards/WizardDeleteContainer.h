@@ -15,7 +15,7 @@ class CWizPageDeleteContainerSelectContainer : public CWizPageSelectContainer {
     explicit CWizPageDeleteContainerSelectContainer(DeleteContainerState& state);
 
   protected:
-    bool OnWizardFinish() override;
+    bool OnContainerSelected() override;
 
   private:
     DeleteContainerState& state_;

@@ -113,12 +113,10 @@ namespace {
 constexpr ULONGLONG kBetweenTexts = 50;  // milliseconds; texts that change faster are unreadable
 
 // Shows the static for the progress during the scope.
-class ProgressLine {
+class ProgressLine : NonCopyable {
   public:
     explicit ProgressLine(HWND text) noexcept : text_(text) { ShowWindow(text_, SW_SHOW); }
     ~ProgressLine() { ShowWindow(text_, SW_HIDE); }
-    ProgressLine(const ProgressLine&) = delete;
-    ProgressLine& operator=(const ProgressLine&) = delete;
 
   private:
     HWND text_;
@@ -148,17 +146,15 @@ bool CWizPageInstallCertificateSelectContainer::OnInitDialog() {
     return true;
 }
 
-LRESULT CWizPageInstallCertificateSelectContainer::OnWizardNext() {
-    if (const LRESULT stay = CWizPageSelectContainer::OnWizardNext()) return stay;
-    const ClientWindow client(m_hWnd);
-    if (!AcquireSelectedContainer(state_.container, 0)) return -1;
+bool CWizPageInstallCertificateSelectContainer::OnContainerSelected() {
+    if (!AcquireSelectedContainer(state_.container, 0)) return false;
     state_.keySpec = FindMatchingKey(state_.container.Get(), *state_.file.certificate.get());
     if (state_.keySpec == 0) {
         MessageBoxId(IDS_KEY_OF_OTHER_CERTIFICATE, MB_ICONEXCLAMATION);
-        return -1;
+        return false;
     }
     state_.containerName = ContainerName();
-    return 0;
+    return true;
 }
 
 LRESULT CWizPageInstallCertificateSelectContainer::OnWizardBack() {

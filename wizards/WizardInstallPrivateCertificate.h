@@ -80,7 +80,7 @@ class CWizPageInstallCertificateSelectContainer : public CWizPageSelectContainer
   protected:
     std::span<const Route> Routes() const override;
     bool OnInitDialog() override;
-    LRESULT OnWizardNext() override;
+    bool OnContainerSelected() override;
     LRESULT OnWizardBack() override;
 
   private:

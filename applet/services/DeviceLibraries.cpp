@@ -8,17 +8,8 @@ DWORD LoadReaderLibrary() noexcept {
 void ReleaseReaderLibrary() noexcept {
     Caches().readers.Release();
 }
-
-DWORD rdr_wnd_configure(const ReaderWindowRequest* request) noexcept {
-    return Caches().readers.Call<decltype(rdr_wnd_configure)>(__func__, request);
-}
-
-DWORD rdr_media_wnd_configure(const ReaderWindowRequest* request) noexcept {
-    return Caches().readers.Call<decltype(rdr_media_wnd_configure)>(__func__, request);
-}
-
-DWORD rdr_register_start(ReaderRegistration* registration) noexcept {
-    return Caches().readers.Call<decltype(rdr_register_start)>(__func__, registration);
+FARPROC FindReaderFunction(const char* name) noexcept {
+    return Caches().readers.Find(name);
 }
 
 DWORD LoadRandomLibrary() noexcept {
@@ -27,7 +18,6 @@ DWORD LoadRandomLibrary() noexcept {
 void ReleaseRandomLibrary() noexcept {
     Caches().random.Release();
 }
-
-DWORD rndm_wnd_configure(HWND parent) noexcept {
-    return Caches().random.Call<decltype(rndm_wnd_configure)>(__func__, parent);
+FARPROC FindRandomFunction(const char* name) noexcept {
+    return Caches().random.Find(name);
 }

@@ -1,6 +1,6 @@
 // Bindings of the product's reader library, kvrdr.dll, and random number library, kvrndm.dll: windows that configure
-// key readers, kinds of key carriers and random number generators. Each wrapper has the name of the library's function
-// and returns its result, 0 for success, or kFunctionMissing.
+// key readers, kinds of key carriers and random number generators. Each function has the name of the library's and
+// returns its result, 0 for success, or kFunctionMissing.
 #pragma once
 
 #include <windows.h>
@@ -17,16 +17,22 @@ static_assert(sizeof(ReaderWindowRequest) == 16);
 
 DWORD LoadReaderLibrary() noexcept;
 void ReleaseReaderLibrary() noexcept;
+FARPROC FindReaderFunction(const char* name) noexcept;
+
+template <FunctionName Name, class Signature>
+using ReaderFunction = ProductFunction<&FindReaderFunction, Name, Signature>;
 
 // Both are modal and report their failures to the user.
-DWORD rdr_wnd_configure(const ReaderWindowRequest* request) noexcept;
-DWORD rdr_media_wnd_configure(const ReaderWindowRequest* request) noexcept;
+inline constexpr ReaderFunction<"rdr_wnd_configure", DWORD(const ReaderWindowRequest* request)> rdr_wnd_configure;
+inline constexpr ReaderFunction<"rdr_media_wnd_configure", DWORD(const ReaderWindowRequest* request)>
+    rdr_media_wnd_configure;
 
 // Begins a registration of readers, which supsys_unregister_all ends.
-DWORD rdr_register_start(ReaderRegistration* registration) noexcept;
+inline constexpr ReaderFunction<"rdr_register_start", DWORD(ReaderRegistration* registration)> rdr_register_start;
 
 DWORD LoadRandomLibrary() noexcept;
 void ReleaseRandomLibrary() noexcept;
+FARPROC FindRandomFunction(const char* name) noexcept;
 
 // Modal, owned by `parent`; reports its failures to the user.
-DWORD rndm_wnd_configure(HWND parent) noexcept;
+inline constexpr ProductFunction<&FindRandomFunction, "rndm_wnd_configure", DWORD(HWND parent)> rndm_wnd_configure;

@@ -24,7 +24,7 @@ constexpr DWORD Facility(DWORD code) {
     return (code >> 16) & 0x1FFF;
 }
 
-// Libraries of the product lie side by side under this module's manifest, or under the signature library's.
+// Libraries of the product are loaded with the activation context of this module, or of the signature library.
 HMODULE LoadedProductModule(const wchar_t* name) {
     {
         const ActivationScope own(Module::ActivationContext());
@@ -50,7 +50,7 @@ HMODULE MessageModule(DWORD code) {
     return module;
 }
 
-// One source's text for a code, in the language or, failing that, in the one the system chooses.
+// The text that one source has for a code: in the language, otherwise in the language that the system chooses.
 bool Describe(DWORD source, HMODULE module, DWORD code, LANGID language, std::wstring& text) {
     for (const DWORD tried : {DWORD{language}, DWORD{0}}) {
         wchar_t buffer[kLongestText + 1];
@@ -108,7 +108,7 @@ bool FindText(DWORD code, LANGID language, std::wstring& text) {
            DescribeFrom(GetModuleHandleW(L"wininet.dll"), code, language, text) || DirectoryErrorName(code, text);
 }
 
-// What the directory services themselves noted of the thread's last failure; empty when they noted nothing.
+// The directory services' own description of the thread's last failure; empty when they have none.
 std::wstring DirectoryDetail(bool found) {
     using GetLastDirectoryError = HRESULT(WINAPI*)(DWORD*, LPWSTR, DWORD, LPWSTR, DWORD);
     const HMODULE module = GetModuleHandleW(L"activeds.dll");

@@ -1,4 +1,4 @@
-// Texts of error codes. Each family of codes keeps its messages in another place; only what is loaded already is asked.
+// Texts of error codes. The texts of each family of codes are in another module; only loaded modules are searched.
 #pragma once
 
 #include <windows.h>
@@ -6,8 +6,8 @@
 #include <string>
 
 // The text of a code in a language, without a line break at its end. Never empty: "Unknown error code (0x%08X)" when
-// nobody knows the code.
+// no module has a text for it.
 std::wstring ErrorText(DWORD code, LANGID language);
 
-// What the user is shown of a failure: the code in hexadecimal and decimal, then its text in the user's language.
+// The text for the user after a failure: the code in hexadecimal and decimal, then its text in the user's language.
 std::wstring ErrorMessageText(DWORD code);

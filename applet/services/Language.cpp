@@ -4,7 +4,7 @@
 
 LANGID UserLanguage() noexcept {
     const DWORD language = support_wnd_language_get();
-    // A missing library's result would pass for a language that no template exists in.
+    // The result for a missing library is not the id of a language.
     if (language != kFunctionMissing) return LOWORD(language);
     return PRIMARYLANGID(GetUserDefaultUILanguage()) == LANG_RUSSIAN ? kRussian : kEnglish;
 }

@@ -6,9 +6,9 @@
 constexpr LANGID kEnglish = 1033;
 constexpr LANGID kRussian = 1049;
 
-// The language of the windows and texts that are made from now on. Without the support library, which knows it, the
-// system's: Russian, or else English.
+// The language for new windows and texts. Without the support library, which has the setting: Russian when that is the
+// system's language, otherwise English.
 LANGID UserLanguage() noexcept;
 
-// The same, after the library has read its setting anew. Asked before a template is chosen.
+// The same, after the library has read the setting again. To be called before a template is chosen.
 LANGID UpdatedUserLanguage() noexcept;

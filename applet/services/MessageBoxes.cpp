@@ -7,17 +7,17 @@
 
 namespace {
 
-BOOL CALLBACK TakeUsableWindow(HWND window, LPARAM found) noexcept {
+BOOL CALLBACK FindUsableWindow(HWND window, LPARAM found) noexcept {
     if (!IsWindowVisible(window) || !IsWindowEnabled(window)) return TRUE;
     *reinterpret_cast<HWND*>(found) = window;
     return FALSE;
 }
 
-// A box without an owner would let the user go on in the window that it is about.
+// Without an owner, the user could go on using the window that the box is about.
 HWND OwnerWindow() noexcept {
     if (const HWND active = GetActiveWindow()) return active;
     HWND window = nullptr;
-    EnumThreadWindows(GetCurrentThreadId(), &TakeUsableWindow, reinterpret_cast<LPARAM>(&window));
+    EnumThreadWindows(GetCurrentThreadId(), &FindUsableWindow, reinterpret_cast<LPARAM>(&window));
     return window;
 }
 

@@ -12,5 +12,5 @@ int MessageBoxFormat(UINT id, UINT type, const Insert& insert1, const Insert& in
 int ErrorMessageBox(DWORD code);
 
 // Any text; `helpId` 0: no help context. The box's owner is the thread's active window, or else the frontmost window
-// that the thread shows. A question without a text, whose string can't be had, counts as answered with No.
+// that the thread shows. A question whose string can't be loaded has no text, and counts as answered with No.
 int MessageBoxText(const std::wstring& text, UINT type, UINT helpId = 0);

@@ -22,12 +22,10 @@ bool IsFullPath(const std::wstring& path) {
 }
 
 // Disables the message boxes that the system shows for this thread when a load fails.
-class QuietErrors {
+class QuietErrors : NonCopyable {
   public:
     QuietErrors() noexcept { SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &previous_); }
     ~QuietErrors() { SetThreadErrorMode(previous_, nullptr); }
-    QuietErrors(const QuietErrors&) = delete;
-    QuietErrors& operator=(const QuietErrors&) = delete;
 
   private:
     DWORD previous_ = 0;

@@ -3,19 +3,22 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <string>
+
+#include "framework/Handles.h"
 
 // Results of a binding, beside the library functions' own.
 constexpr DWORD kLibraryNotLoaded = 4098;  // the library can't be loaded
 constexpr DWORD kFunctionMissing = 4100;   // the library, or the function in it, is missing
 
-// Whether two paths are the same but for letter case, of any alphabet.
+// Whether two paths are the same, ignoring case, in any alphabet.
 bool SamePath(const std::wstring& one, const std::wstring& other) noexcept;
 
-// Where `fileName` is to be loaded from, in order: the path registered for it, when the path registered for this module
-// is the running one; this module's own directory. Empty when this module's own path can't be had, or its directory and
-// the name together are longer than 259 characters. Only full paths are taken from the registry, of any length: a
-// relative one would be searched for in the current directory and the PATH.
+// The path to load `fileName` from: the one registered for it, if this module runs from the path registered for itself;
+// otherwise this module's own directory. Empty when this module's own path is unknown, or its directory and the name
+// together are longer than 259 characters. A registered path may have any length but must be a full path: a relative one
+// would be searched for in the current directory and the PATH.
 std::wstring ResolveProductLibrary(const std::wstring& fileName);
 
 // Loads a library of the product from its resolved path; by its bare name, from the system's safe directories, only
@@ -23,16 +26,14 @@ std::wstring ResolveProductLibrary(const std::wstring& fileName);
 // this module's activation context is active meanwhile. The caller owns a reference to the module.
 HMODULE LoadProductLibrary(const wchar_t* fileName) noexcept;
 
-// Loads a library by its bare name from the system's safe directories, wherever the product's installer put it; from
-// its resolved path when it lies in none of them. Otherwise as LoadProductLibrary.
+// Loads a library by its bare name from the system's safe directories; if it is in none of them, from its resolved path.
+// Otherwise as LoadProductLibrary.
 HMODULE LoadLibraryByName(const wchar_t* fileName) noexcept;
 
 // The binding of one library: its module and the number of references to it. Used by one thread.
-class ProductLibrary {
+class ProductLibrary : NonCopyable {
   public:
     explicit constexpr ProductLibrary(const wchar_t* fileName) noexcept : fileName_(fileName) {}
-    ProductLibrary(const ProductLibrary&) = delete;
-    ProductLibrary& operator=(const ProductLibrary&) = delete;
 
     // Adds a reference; the first one loads the library. Returns 0 or kLibraryNotLoaded.
     DWORD Load() noexcept;
@@ -41,34 +42,45 @@ class ProductLibrary {
     // may outlive the last reference.
     void Release() noexcept;
 
-    // Calls the exported function `name`, loading the library with a reference of its own if no module is held. Returns
-    // the function's result, or kFunctionMissing. A wrapper of the same name passes __func__ and its own declared type,
-    // so that each import is declared once: `Call<decltype(rndm_wnd_configure)>(__func__, parent)`.
-    template <class Signature, class... Arguments>
-    DWORD Call(const char* name, Arguments... arguments) noexcept {
-        const FARPROC entry = Find(name);
-        if (!entry) return kFunctionMissing;
-        return reinterpret_cast<Signature*>(reinterpret_cast<void*>(entry))(arguments...);
-    }
-
-  private:
+    // The exported function `name`; nullptr when it or the library is missing. Loads the library with a reference of
+    // its own if no module is held.
     FARPROC Find(const char* name) noexcept;
 
+  private:
     const wchar_t* fileName_;
     HMODULE module_ = nullptr;
     DWORD references_ = 0;
 };
 
-// A reference on a library of the product while the object lives, taken by the library's own pair of functions.
+// The name of an exported function.
+template <size_t Size>
+struct FunctionName {
+    // NOLINTNEXTLINE(google-explicit-constructor): a literal is the usual template argument.
+    consteval FunctionName(const char (&name)[Size]) { std::copy_n(name, Size, text); }
+    char text[Size]{};
+};
+
+// An imported function, declared once and called like the function. Returns its result, or kFunctionMissing. `Find`
+// looks it up in its library.
+template <FARPROC (*Find)(const char*) noexcept, FunctionName Name, class Signature>
+struct ProductFunction;
+template <FARPROC (*Find)(const char*) noexcept, FunctionName Name, class... Parameters>
+struct ProductFunction<Find, Name, DWORD(Parameters...)> {
+    DWORD operator()(Parameters... arguments) const noexcept {
+        const FARPROC entry = Find(Name.text);
+        if (!entry) return kFunctionMissing;
+        return reinterpret_cast<DWORD (*)(Parameters...)>(reinterpret_cast<void*>(entry))(arguments...);
+    }
+};
+
+// A reference to a library of the product, which its own pair of functions adds and removes, while the object exists.
 template <DWORD (*Load)() noexcept, void (*Release)() noexcept>
-class LibraryReference {
+class LibraryReference : NonCopyable {
   public:
     LibraryReference() noexcept : loaded_(Load() == 0) {}
     ~LibraryReference() {
         if (loaded_) Release();
     }
-    LibraryReference(const LibraryReference&) = delete;
-    LibraryReference& operator=(const LibraryReference&) = delete;
     explicit operator bool() const noexcept { return loaded_; }
 
   private:

@@ -26,7 +26,7 @@ bool CPropPageConfigBase::OnApply() {
         MessageBoxId(IDS_SAVE_FAILED, MB_ICONERROR);
         return false;
     }
-    const bool modified = IsPageModified();
+    const bool modified = IsModified();
     SetModified(modified);
     // After all pages have applied, the sheet marks every page as unmodified, so the mark is posted to follow that.
     if (modified) ::PostMessageW(::GetParent(m_hWnd), PSM_CHANGED, reinterpret_cast<WPARAM>(m_hWnd), 0);
@@ -35,7 +35,7 @@ bool CPropPageConfigBase::OnApply() {
 }
 
 void CPropPageConfigBase::OnControlChanged() {
-    SetModified(IsPageModified());
+    SetModified(IsModified());
 }
 
 void CPropPageConfigBase::ExplainDisabled(std::initializer_list<UINT> controls, UINT reason) {

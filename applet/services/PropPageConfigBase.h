@@ -2,7 +2,6 @@
 #pragma once
 
 #include <initializer_list>
-#include <utility>
 
 #include "applet/services/LanguageAware.h"
 #include "framework/Controls.h"
@@ -22,26 +21,18 @@ class CPropPageConfigBase : public CPropertyPageLang {
     using CPropertyPageLang::CPropertyPageLang;
 
   protected:
-    // While an object of this class exists, the page itself changes its controls, and their notifications are not the
-    // user's: ChangesItself is true. Scopes may be nested.
-    class OwnChange {
-      public:
-        explicit OwnChange(CPropPageConfigBase& page) noexcept
-            : page_(page), before_(std::exchange(page.changesItself_, true)) {}
-        ~OwnChange() { page_.changesItself_ = before_; }
-        OwnChange(const OwnChange&) = delete;
-        OwnChange& operator=(const OwnChange&) = delete;
-
-      private:
-        CPropPageConfigBase& page_;
-        bool before_;
-    };
+    // While the object exists, the page itself changes its controls, and their notifications are not the user's:
+    // ChangesItself is true.
+    [[nodiscard]] FlagScope OwnChange() noexcept { return FlagScope(changesItself_); }
     bool ChangesItself() const noexcept { return changesItself_; }
 
     bool OnInitDialog() override;
     bool OnApply() override;
 
-    // Whether the controls differ from the stored values.
+    // Whether the controls differ from the stored values. False before OnInitDialog.
+    bool IsModified() { return initialised_ && IsPageModified(); }
+
+    // Decides IsModified after OnInitDialog.
     virtual bool IsPageModified() { return false; }
 
     // Writes the changed values. Called after UpdateData(true) has succeeded.
@@ -57,9 +48,8 @@ class CPropPageConfigBase : public CPropertyPageLang {
     // Reason 0 removes the tip.
     void ExplainDisabled(std::initializer_list<UINT> controls, UINT reason);
 
-    bool initialised_ = false;  // true from OnInitDialog on
-
   private:
     CToolTipCtrl reasons_;
+    bool initialised_ = false;  // true from OnInitDialog on
     bool changesItself_ = false;
 };

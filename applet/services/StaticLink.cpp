@@ -27,7 +27,7 @@ UniqueFont UnderlinedFont(HFONT font) {
     return UniqueFont(CreateFontIndirectW(&description));
 }
 
-// The shell would take any other text for the name of a program or document and look for it in many places.
+// The shell would search for any other text as the name of a program or a document.
 bool MayOpen(const std::wstring& target) {
     for (const wchar_t* scheme : {L"http://", L"https://", L"mailto:"}) {
         if (BeginsWith(target, scheme)) return true;
@@ -55,7 +55,7 @@ std::span<const Route> CStaticLink::Routes() const {
     return table;
 }
 
-// Enter would press the dialog's default button.
+// Without this, Enter would press the dialog's default button.
 LRESULT CStaticLink::OnGetDialogCode(const Message& message) {
     const auto* pending = reinterpret_cast<const MSG*>(message.lParam);
     return DLGC_STATIC | (pending && IsPress(pending->message, pending->wParam) ? DLGC_WANTMESSAGE : 0);
@@ -89,7 +89,7 @@ LRESULT CStaticLink::OnPaint(const Message& message) {
     return result;
 }
 
-// The hollow brush erases nothing: what lies below is the parent's to draw.
+// The control has no background of its own, so the parent draws this area again.
 void CStaticLink::Redraw() noexcept {
     RECT place;
     GetWindowRect(m_hWnd, &place);
@@ -110,7 +110,7 @@ void CStaticLink::FitToText() noexcept {
     DrawTextW(context, text.c_str(), -1, &need, DT_CALCRECT | DT_WORDBREAK | (prefix ? 0 : DT_NOPREFIX));
     SelectObject(context, before);
     ReleaseDC(m_hWnd, context);
-    Redraw();  // what the control gives up
+    Redraw();  // the area that the control leaves
     SetWindowPos(m_hWnd, nullptr, 0, 0, std::min(need.right, most_.cx), std::min(need.bottom, most_.cy),
                  SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE | SWP_NOCOPYBITS);
 }
@@ -125,7 +125,7 @@ MessageResult CStaticLink::OnColor(const Message& message) {
     const HDC context = reinterpret_cast<HDC>(message.wParam);
     if (!font_) {
         font_ = UnderlinedFont(reinterpret_cast<HFONT>(SendMessage(WM_GETFONT)));
-        // Some systems' statics choose their own font after this message.
+        // On some systems the static selects its own font after this message.
         if (font_) SendMessage(WM_SETFONT, reinterpret_cast<WPARAM>(font_.get()), FALSE);
     }
     if (font_) SelectObject(context, font_.get());

@@ -29,18 +29,18 @@ class CStaticLink : public CStatic {
     // Clicks go to `handler` instead. Not owned; it must outlive the link.
     void SetLinkHandler(ILinkHandler* handler) noexcept { handler_ = handler; }
 
-    // Makes the control as large as its text, but not larger than it was at the first call, so that only the text takes
-    // clicks. To be called again after the text changed.
+    // Makes the control as large as its text, but not larger than it was at the first call, so that only the text can be
+    // clicked. To be called again after the text changed.
     void FitToText() noexcept;
 
-    // Makes assistive technology call the control a link.
+    // Sets the control's role for assistive technology.
     void AnnounceAsLink() noexcept;
 
   protected:
     std::span<const Route> Routes() const override;
 
   private:
-    LRESULT OnHitTest(const Message&) { return HTCLIENT; }  // a static would let the mouse through to its parent
+    LRESULT OnHitTest(const Message&) { return HTCLIENT; }  // a static passes the mouse on to its parent
     LRESULT OnGetDialogCode(const Message& message);
     MessageResult OnKeyDown(const Message& message);
     MessageResult OnFocusChange(const Message& message);
@@ -59,5 +59,5 @@ class CStaticLink : public CStatic {
     std::wstring target_;
     COLORREF color_ = kUnvisited;
     UniqueFont font_;  // the control's, underlined
-    SIZE most_{};      // in pixels, as the template has it
+    SIZE most_{};      // in the template, in pixels
 };

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "applet/services/Strings.h"
-#include "csp/CheckReport.h"
+#include "csp/ContainerCheck.h"
 
 using ReportTexts = std::vector<std::wstring>;  // rows; a label and a value are separated by "|"
 
