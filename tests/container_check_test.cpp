@@ -354,7 +354,9 @@ TEST(ContainerCheck, SurvivesEveryFailingCall) {
     };
     injection.Survive("check", scenario, [&](const Fault& fault) -> std::string {
         if (clean.empty()) clean = rows->lines;
-        if (fault.memory) return good ? "a failure reads as success" : "";
+        // Stores that can't be listed are left out of the report.
+        const bool listing = std::string_view(fault.function).find("AddStoreName") != std::string_view::npos;
+        if (fault.memory) return good && !listing ? "a failure reads as success" : "";
         if (good != (rows->lines.front() == kSucceeded.front())) return "verdict and result differ";
         if (fault.point == Fault::kNone) return good && rows->lines == clean ? "" : "not what it was without a fault";
         const bool harmless = std::ranges::count(kHarmless, fault.function) && !fault.onwards;
