@@ -65,18 +65,17 @@ std::vector<Provider> ListInstalledProviders() {
     }
 }
 
-std::vector<Provider> ListProductProviders() {
-    std::vector<Provider> providers = ListInstalledProviders();
-    std::erase_if(providers, [](const Provider& provider) {
+std::vector<Provider> ListProductProviders(std::vector<Provider> installed) {
+    std::erase_if(installed, [](const Provider& provider) {
         return provider.type != kProviderType75 && provider.name.find(kMakerName) == std::wstring::npos;
     });
-    return providers;
+    return installed;
 }
 
-std::vector<Provider> ListOwnProviders() {
+std::vector<Provider> ListOwnProviders(std::vector<Provider> installed) {
     const std::wstring directory = OwnDirectory();
     if (directory.empty()) return {};
-    std::vector<Provider> providers = ListProductProviders();
+    std::vector<Provider> providers = ListProductProviders(std::move(installed));
     std::erase_if(providers,
                   [&](const Provider& provider) { return !BeginsWith(ImagePath(provider.name), directory); });
     return providers;

@@ -19,11 +19,12 @@ struct Provider {
 // All installed providers, in the system's order.
 std::vector<Provider> ListInstalledProviders();
 
-// The product's providers, in the same order: those of type 75, and those with the product maker's name in their own.
-std::vector<Provider> ListProductProviders();
+// The product's providers of a list of installed ones, in the same order: those of type 75, and those with the product
+// maker's name in their own.
+std::vector<Provider> ListProductProviders(std::vector<Provider> installed = ListInstalledProviders());
 
 // Those of them whose library is in this module's own directory or below it. None when that directory is unknown.
-std::vector<Provider> ListOwnProviders();
+std::vector<Provider> ListOwnProviders(std::vector<Provider> installed = ListInstalledProviders());
 
 // The machine's default provider of a type; empty when there is none.
 std::wstring DefaultProviderName(DWORD type);

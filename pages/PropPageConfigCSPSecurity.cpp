@@ -96,26 +96,26 @@ bool CPropPageConfigCSPSecurity::OnSetActive() {
 
 void CPropPageConfigCSPSecurity::SetUpControls() {
     cacheSpin_.SetBuddy(GetDlgItem(IDC_SECURITY_CACHE_SIZE));
-    ShowProviders();
+    const std::vector<Provider> installed = ListInstalledProviders();
+    ShowProviders(installed);
     settings_.ReadSavesMedia();
     if (!MayWriteSavesMedia()) {
         EnableControl(IDC_SECURITY_SAVE_MEDIA, false);
         ExplainDisabled({IDC_SECURITY_SAVE_MEDIA}, IDS_WHY_RIGHTS);
     }
-    ShowDefaults();
+    ShowDefaults(installed);
     ShowValues();
 }
 
-void CPropPageConfigCSPSecurity::ShowProviders() {
-    providers_ = ListOwnProviders();
+void CPropPageConfigCSPSecurity::ShowProviders(const std::vector<Provider>& installed) {
+    providers_ = ListOwnProviders(installed);
     for (const Provider& provider : providers_) providerBox_.AddString(provider.name);
     if (providers_.empty()) return;
     provider_ = 0;
     OpenProvider();
 }
 
-void CPropPageConfigCSPSecurity::ShowDefaults() {
-    const std::vector<Provider> installed = ListInstalledProviders();
+void CPropPageConfigCSPSecurity::ShowDefaults(const std::vector<Provider>& installed) {
     defaults75_ = NamesOfType(installed, kProviderType75);
     defaults71_ = NamesOfType(installed, kProviderType71);
     settings_.ReadDefaults(installed);

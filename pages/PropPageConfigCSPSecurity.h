@@ -31,8 +31,8 @@ class CPropPageConfigCSPSecurity : public CPropPageConfigBase, private RestartQu
     void OnCacheSizeLeft();
 
     void SetUpControls();
-    void ShowProviders();
-    void ShowDefaults();
+    void ShowProviders(const std::vector<Provider>& installed);
+    void ShowDefaults(const std::vector<Provider>& installed);
     void ShowDefaultsOfType(DWORD type, UINT label, CComboBox& box, const std::vector<std::wstring>& names);
     void OpenProvider();
     void ShowCacheRange();

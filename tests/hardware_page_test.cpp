@@ -77,6 +77,7 @@ TEST_F(HardwarePage, LoadsEachLibraryOnceOrTellsThatItIsMissing) {
         Texts missing;
         for (size_t i = 0; i < std::size(parents); ++i)
             if (parents[i] != page) missing.emplace_back(kOpeners[i].missing);
+        if (fault.memory && boxes.empty()) return "";
         return boxes == missing && (missing.empty() || fault.point != Fault::kNone) ? "" : "is not told";
     };
     EXPECT_EQ(Faults("hardware page", open, complain), 4u);  // each library is looked for, and loaded

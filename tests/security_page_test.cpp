@@ -433,6 +433,8 @@ TEST_F(SecurityPage, WritesBothViewsInOrderAndStopsAtTheFirstFailure) {
         const auto inspect = [&](const Fault& fault) -> std::string {
             const bool first = kRegistered[c.native].Get() == c.text, second = kRegistered[c.other].Get() == c.text;
             Reset();
+            // Without memory, nothing but the first view may have been written.
+            if (fault.memory) return second ? "written without memory" : "";
             if (first != (fault.point > 1) || second != (fault.point > 3)) return "a view is wrong";  // opened, written
             return (result ? 0 : result.Failed().code) == fault.error ? "" : "fails with another code";
         };
@@ -448,8 +450,7 @@ TEST_F(SecurityPage, SurvivesEveryFailingCall) {
     bool modified = false;
     const auto note = [&](HWND sheet) { state = State(Ui::Page(sheet)), modified = Ui::ApplyEnabled(sheet); };
     Run({note});  // the libraries are loaded
-    // The product's providers and all are listed one after the other, and each value of a key is read by itself.
-    const std::set<std::string_view> again = {"CryptEnumProvidersW", "RegOpenKeyExW"};
+    const std::set<std::string_view> again = {"RegOpenKeyExW"};  // each value of a key is read by itself
     const auto open = [&] { Run({note}); };
     const auto unchanged = [&](const Fault&) { return !modified && boxes.empty() ? "" : "changed: " + state; };
     const size_t start = Faults("security page, start", open, unchanged, again);

@@ -206,7 +206,7 @@ void IncludeLookUp(std::size_t index) {
 
 std::string Named(const Fault& fault) {
     if (fault.point == Fault::kNone) return "no fault: ";
-    if (fault.memory) return "no memory: ";
+    if (fault.memory) return std::string("no memory in ") + fault.function + ": ";
     return "point " + std::to_string(fault.point) + (fault.onwards ? " onwards" : "") + ", " + fault.function + ": ";
 }
 
@@ -239,13 +239,14 @@ void FaultInjection::RunWithoutMemory(const char* name, const std::function<void
     const MemoryFaults::Allocations all = MemoryFaults::End();
     std::size_t survived = 0;
     for (const MemoryFaults::Place& place : all.places) {
-        Fault fault{.point = 0, .memory = true, .function = "operator new", .error = DWORD(E_OUTOFMEMORY)};
+        const std::string where = MemoryFaults::Described(place);
+        const Fault fault{.point = 0, .memory = true, .function = where.c_str(), .error = DWORD(E_OUTOFMEMORY)};
         MemoryFaults::Begin(place);
         std::string problem = RunOnce(scenario, inspect, fault);
-        if (!MemoryFaults::HasFailed()) problem += " not reached again";
+        if (!MemoryFaults::HasFailed()) problem += where + " isn't reached again";
         MemoryFaults::End();
         survived += problem.empty();
-        if (!problem.empty()) figure.problems.push_back(problem + ", in " + MemoryFaults::Described(place));
+        if (!problem.empty()) figure.problems.push_back(problem);
     }
     std::printf("%s: %zu allocations at %zu places, %zu survived\n", name, all.count, all.places.size(), survived);
 }

@@ -26,7 +26,7 @@ struct Fault {
     std::size_t point = kNone;  // the first one; they count from 0
     bool onwards = false;       // all after it too
     bool memory = false;        // an allocation instead of a call
-    const char* function = "";  // which one that was,
+    const char* function = "";  // which one that was, or the functions around the allocation, innermost first,
     DWORD error = 0;            // and the code that it failed with
 };
 
