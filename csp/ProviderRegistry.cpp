@@ -10,6 +10,9 @@ constexpr wchar_t kTypeKeys[] = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\P
 constexpr wchar_t kProviderKeys[] = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\";
 constexpr wchar_t kProviderKeys32[] = L"SOFTWARE\\Wow6432Node\\Microsoft\\Cryptography\\Defaults\\Provider\\";
 
+constexpr wchar_t kTypeKeys32[] =
+    L"SOFTWARE\\Wow6432Node\\Microsoft\\Cryptography\\Defaults\\Provider Types\\Type %03u";
+
 std::wstring TypeKey(DWORD type) {
     return FillPlaces(kTypeKeys, {static_cast<unsigned>(type)});
 }
@@ -57,4 +60,12 @@ bool HasProviderValue(const std::wstring& provider, const wchar_t* value) {
 Result<> WriteProviderText(const std::wstring& provider, const wchar_t* value, const std::wstring& text) {
     if (const Result<> written = WriteText(kProviderKeys + provider, KEY_WRITE, value, text); !written) return written;
     return WriteText(kProviderKeys32 + provider, KEY_WRITE, value, text);
+}
+
+std::array<RegistryPlace, 2> DefaultProviderPlaces(DWORD type) {
+    return {{{TypeKey(type), L"Name"}, {FillPlaces(kTypeKeys32, {static_cast<unsigned>(type)}), L"Name"}}};
+}
+
+std::array<RegistryPlace, 2> ProviderTextPlaces(const std::wstring& provider, const wchar_t* value) {
+    return {{{kProviderKeys + provider, value}, {kProviderKeys32 + provider, value}}};
 }

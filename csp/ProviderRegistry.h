@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <array>
 #include <optional>
 #include <string>
 
@@ -32,3 +33,10 @@ bool HasProviderValue(const std::wstring& provider, const wchar_t* value);
 
 // Fails with a Win32 code.
 Result<> WriteProviderText(const std::wstring& provider, const wchar_t* value, const std::wstring& text);
+
+// The places of a value in the views of 64-bit and of 32-bit programs, below HKEY_LOCAL_MACHINE.
+struct RegistryPlace {
+    std::wstring key, value;
+};
+std::array<RegistryPlace, 2> DefaultProviderPlaces(DWORD type);
+std::array<RegistryPlace, 2> ProviderTextPlaces(const std::wstring& provider, const wchar_t* value);

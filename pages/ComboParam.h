@@ -12,8 +12,7 @@
 
 class CComboParam : public CComboBox {
   public:
-    // The provider parameter that lists the values, and the one that is the current value.
-    CComboParam(DWORD listParameter, DWORD valueParameter) : parameter_{listParameter, valueParameter, {}, {}} {}
+    CComboParam(const AlgorithmKind& kind) : parameter_{kind.list, kind.value, {}, {}} {}  // NOLINT: in a table
 
     // Shows the values of a provider (0: none), whose handle is not owned and must outlive the attachment. Without a
     // provider, or when it offers no values that have a name, the box is disabled and saves nothing.

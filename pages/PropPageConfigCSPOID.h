@@ -29,8 +29,7 @@ class CPropPageConfigCSPOID : public CPropPageConfigBase {
     std::vector<DWORD> types_;  // provider types, in the order of their list
     int type_ = -1;             // position in `types_`
     CComboBox typeBox_;
-    // Hash, encryption, signature, Diffie-Hellman: the provider parameters that list the values, and those that are the
-    // current ones.
-    std::array<CComboParam, 4> parameters_{{{103, 92}, {104, 93}, {105, 94}, {106, 95}}};
+    std::array<CComboParam, 4> parameters_{
+        {kAlgorithmKinds[0], kAlgorithmKinds[1], kAlgorithmKinds[2], kAlgorithmKinds[3]}};
     CCryptProvContext context_;  // empty when it could not be opened
 };

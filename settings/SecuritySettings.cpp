@@ -45,6 +45,10 @@ std::wstring ReadDefault(DWORD type, const std::vector<Provider>& installed) {
     return found ? name : std::wstring();
 }
 
+Result<> WriteNumber(HCRYPTPROV provider, DWORD parameter, DWORD value) noexcept {
+    return Try(CryptSetProvParam(provider, parameter, reinterpret_cast<const BYTE*>(&value), 0));
+}
+
 template <class T>
 void Keep(Setting<T>& setting) {
     setting.stored = setting.shown;
@@ -134,6 +138,18 @@ Result<> WriteProviderMode(const std::wstring& provider, ProviderMode mode) {
     const wchar_t* const moduleName = ModuleOfMode(mode);
     if (!moduleName || provider.empty()) return Failure{static_cast<DWORD>(E_UNEXPECTED)};
     return WriteProviderText(provider, kModuleName, moduleName);
+}
+
+std::array<RegistryPlace, 2> ProviderModePlaces(const std::wstring& provider) {
+    return ProviderTextPlaces(provider, kModuleName);
+}
+
+Result<> WriteCacheSize(HCRYPTPROV provider, DWORD size) noexcept {
+    return WriteNumber(provider, kParameterCache, size);
+}
+
+Result<> WriteDiffieHellmanControl(HCRYPTPROV provider, DiffieHellmanControl control) noexcept {
+    return WriteNumber(provider, kParameterDiffieHellman, control);
 }
 
 std::optional<UINT> ParseCacheSize(std::wstring_view text) noexcept {
@@ -228,9 +244,9 @@ class SystemWrites final : public SecurityWrites {
         : settings_(settings), question_(question) {}
 
     bool HasProvider() const override { return static_cast<bool>(settings_.context); }
-    bool WriteCache(DWORD size) override { return WriteParameter(kParameterCache, size); }
+    bool WriteCache(DWORD size) override { return !!WriteCacheSize(settings_.context.Get(), size); }
     bool WriteDiffieHellman(DiffieHellmanControl control) override {
-        return WriteParameter(kParameterDiffieHellman, control);
+        return !!WriteDiffieHellmanControl(settings_.context.Get(), control);
     }
     bool WriteDefault(DWORD providerType, const std::wstring& name) override {
         return static_cast<bool>(WriteDefaultProvider(providerType, name));
@@ -242,10 +258,6 @@ class SystemWrites final : public SecurityWrites {
     }
 
   private:
-    bool WriteParameter(DWORD parameter, DWORD value) const noexcept {
-        return CryptSetProvParam(settings_.context.Get(), parameter, reinterpret_cast<const BYTE*>(&value), 0) != FALSE;
-    }
-
     const SecuritySettings& settings_;
     RestartQuestion& question_;
 };

@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -63,6 +64,13 @@ inline constexpr StoredValue<SecuritySettings> kSecurityValues[] = {
 // Registers the library that a provider uses in a mode. Fails with a Win32 code, or with E_UNEXPECTED for
 // ProviderMode::Unknown or an empty provider name.
 Result<> WriteProviderMode(const std::wstring& provider, ProviderMode mode);
+
+// Where the registry has a provider's mode.
+std::array<RegistryPlace, 2> ProviderModePlaces(const std::wstring& provider);
+
+// Write values of the open provider; `size` 0: no cache. Fail with the provider's code.
+Result<> WriteCacheSize(HCRYPTPROV provider, DWORD size) noexcept;
+Result<> WriteDiffieHellmanControl(HCRYPTPROV provider, DiffieHellmanControl control) noexcept;
 
 // The cache size in a text; nothing when the text is not an unsigned decimal number.
 std::optional<UINT> ParseCacheSize(std::wstring_view text) noexcept;

@@ -1,0 +1,117 @@
+#include "settings/SettingsDocument.h"
+
+#include <algorithm>
+
+#include "settings/InstalledProduct.h"
+#include "settings/SettingRows.h"
+
+namespace {
+
+const SettingEntry* FindEntry(const SettingEntries& entries, std::wstring_view name) {
+    const auto found =
+        std::find_if(entries.begin(), entries.end(), [&](const SettingEntry& entry) { return entry.name == name; });
+    return found == entries.end() ? nullptr : &*found;
+}
+
+// What was saved of one setting.
+struct SavedSetting {
+    const SettingRow* row;
+    SavedPlaces places;
+};
+
+// All places are tried. Returns the first failure.
+Result<> PutBack(const SavedSetting& saved) {
+    Result<> result;
+    for (auto place = saved.places.rbegin(); place != saved.places.rend(); ++place) {
+        const Result<> putBack = (*place)->PutBack();
+        if (result) result = putBack;
+    }
+    if (!saved.row->afterPutBack) return result;
+    const Result<> after = saved.row->afterPutBack();
+    return result ? after : result;
+}
+
+}  // namespace
+
+MachineSettings::MachineSettings(const std::wstring& panel) {
+    AddLanguageRows(rows_);
+    AddTimeoutRows(rows_);
+    AddAlgorithmRows(rows_, InstalledProduct(panel).ProviderName());
+    AddSecurityRows(rows_);
+    AddWinlogonRows(rows_);
+    AddTlsRows(rows_);
+}
+
+SettingEntries MachineSettings::Entries() const {
+    SettingEntries entries;
+    for (const SettingRow& row : rows_) entries.push_back({row.name, row.stored});
+    return entries;
+}
+
+std::vector<SettingDifference> MachineSettings::Compare(const SettingEntries& document) const {
+    std::vector<SettingDifference> differences;
+    for (const SettingRow& row : rows_) {
+        const SettingEntry* entry = FindEntry(document, row.name);
+        if (entry && entry->value != row.stored) {
+            differences.push_back({row.name, row.stored, entry->value, row.needsRestart});
+        }
+    }
+    const SettingEntries here = Entries();
+    for (const SettingEntry& entry : document) {
+        if (!FindEntry(here, entry.name)) differences.push_back({entry.name, {}, entry.value, false});
+    }
+    return differences;
+}
+
+std::vector<SettingProblem> MachineSettings::Check(const SettingEntries& document) const {
+    std::vector<SettingProblem> problems;
+    const SettingEntries here = Entries();
+    const SettingRow::Find find = [&](std::wstring_view name) -> const SettingValue* {
+        const SettingEntry* entry = FindEntry(document, name);
+        if (!entry) entry = FindEntry(here, name);
+        return entry ? &entry->value : nullptr;
+    };
+    for (const SettingDifference& difference : Compare(document)) {
+        const auto row = std::find_if(rows_.begin(), rows_.end(),
+                                      [&](const SettingRow& one) { return one.name == difference.name; });
+        if (row == rows_.end()) {
+            problems.push_back({difference.name, SettingObstacle::Unknown});
+            continue;
+        }
+        for (SettingProblem& problem : row->check(difference.there, find)) problems.push_back(std::move(problem));
+    }
+    return problems;
+}
+
+ApplyReport MachineSettings::Apply(const SettingEntries& document) {
+    ApplyReport report;
+    std::vector<SavedSetting> saved;
+    for (SettingRow& row : rows_) {
+        const SettingEntry* entry = FindEntry(document, row.name);
+        if (!entry || entry->value == row.stored) continue;
+        Result<SavedPlaces> places = row.save();
+        Result<> written = places ? Result<>() : Result<>(places.Failed());
+        if (places) {
+            saved.push_back({&row, *std::move(places)});
+            written = row.write(entry->value);
+        }
+        if (!written) {
+            report.failed.push_back({row.name, written.Failed()});
+            break;
+        }
+        report.written.push_back({row.name, row.stored, entry->value, row.needsRestart});
+    }
+    if (report.Succeeded()) {
+        for (SettingRow& row : rows_) {
+            if (const SettingEntry* entry = FindEntry(document, row.name)) row.stored = entry->value;
+        }
+        return report;
+    }
+    report.written.clear();
+    for (auto setting = saved.rbegin(); setting != saved.rend(); ++setting) {
+        if (const Result<> putBack = PutBack(*setting); !putBack) {
+            report.notPutBack.push_back({setting->row->name, putBack.Failed()});
+        }
+    }
+    return report;
+}
