@@ -52,7 +52,7 @@ bool MayWriteOrCreate(std::wstring section) {
         UniqueSupportSearch search;
         if (support_registry_search_open(section.c_str(), search.put()) == 0) return MayWrite(section.c_str());
         const size_t end = section.rfind(L'\\');
-        if (end == 0 || end == std::wstring::npos) return false;
+        if (end == 0 || end == std::wstring::npos) return true;  // only the write can show it
         section.resize(end);
     }
 }

@@ -88,7 +88,8 @@ struct CheckedSetting {
     CheckedSetting& RequireOneOf(const SettingValue& value, const std::vector<std::wstring>& allowed);
 };
 
-// Whether the user may write a section, or create it where it is missing.
+// Whether the user may write a section, or create it where it is missing: nothing is created to find out. True when not
+// even the scope exists.
 bool MayWriteOrCreate(std::wstring section);
 
 // What saves the places that a row writes.

@@ -10,8 +10,7 @@
 
 namespace {
 
-constexpr wchar_t kKdcKey[] = L"SYSTEM\\CurrentControlSet\\Services\\kdc\\Parameters",
-                  kKdcValue[] = L"NotChangeDefaultVerifyProvider", kProvider[] = L"Kelvane GOST R 34.10-2001 KC1 CSP";
+constexpr wchar_t kProvider[] = L"Kelvane GOST R 34.10-2001 KC1 CSP";
 constexpr DWORD kMissing = 0x7ffffffe, kNoKey = 0x7fffffff;  // of the KDC's value: none, not even the key
 
 // What the page is told by the system, and what it asks it for.
