@@ -2,14 +2,9 @@
 
 #include "applet/services/SupportLibrary.h"
 
-LANGID UserLanguage() noexcept {
+LANGID LanguageSetting() noexcept {
     const DWORD language = support_wnd_language_get();
     // A missing library's result would pass for a language that no template exists in.
     if (language != kFunctionMissing) return LOWORD(language);
     return PRIMARYLANGID(GetUserDefaultUILanguage()) == LANG_RUSSIAN ? kRussian : kEnglish;
-}
-
-LANGID UpdatedUserLanguage() noexcept {
-    support_wnd_language_update();
-    return UserLanguage();
 }

@@ -1,0 +1,85 @@
+// Ids of the texts of vestractl.exe alone. It has the panel's strings (resources/resource.h), too.
+#pragma once
+
+#include "resources/resource.h"
+
+// The program
+#define IDS_PROGRAM_FAILED 4000
+#define IDS_FAILURE_LINE 4001
+#define IDS_PROGRESS 4002
+#define IDS_CANCELLED 4003
+#define IDS_PIN_FAILED 4004
+#define IDS_YES_OR_NO 4005
+#define IDS_YES_LETTERS 4006
+#define IDS_YES 4007
+#define IDS_NO 4008
+
+// Wrong usage
+#define IDS_USAGE_SEE_HELP 4010
+#define IDS_USAGE_NO_COMMAND 4011
+#define IDS_USAGE_COMMAND 4012
+#define IDS_USAGE_OPTION 4013
+#define IDS_USAGE_UNKNOWN_OPTION 4014
+#define IDS_USAGE_EXTRA 4015
+#define IDS_USAGE_MISSING 4016
+#define IDS_USAGE_NUMBER 4017
+#define IDS_USAGE_LANGUAGE 4018
+#define IDS_USAGE_NAMES_OR_ALL 4019
+#define IDS_USAGE_NAMES_AND_ALL 4020
+
+// The frame of the help
+#define IDS_HELP_USAGE 4030
+#define IDS_HELP_COMMAND 4031
+#define IDS_HELP_OPTIONS_PLACE 4032
+#define IDS_HELP_PROGRAM 4033
+#define IDS_HELP_COMMANDS 4034
+#define IDS_HELP_ARGUMENTS 4035
+#define IDS_HELP_OPTIONS 4036
+#define IDS_HELP_COMMON_OPTIONS 4037
+#define IDS_HELP_EXIT_CODES 4038
+#define IDS_HELP_EXAMPLE 4039
+
+// Values in the help, and what they and the options mean
+#define IDS_VALUE_LANGUAGE 4050
+#define IDS_VALUE_NAMES 4051
+#define IDS_VALUE_PROVIDER 4052
+#define IDS_OPTION_HELP 4070
+#define IDS_OPTION_VERSION 4071
+#define IDS_OPTION_LANGUAGE 4072
+#define IDS_OPTION_JSON 4073
+#define IDS_OPTION_SILENT 4074
+#define IDS_OPTION_PIN 4075
+#define IDS_OPTION_USER 4076
+#define IDS_OPTION_COMPUTER 4077
+#define IDS_OPTION_PROVIDER 4078
+#define IDS_OPTION_ALL 4079
+#define IDS_ARGUMENT_NAMES 4080
+
+// Commands
+#define IDS_SUMMARY_LIST 4100
+#define IDS_EXAMPLE_LIST 4101
+
+// Rows
+#define IDS_ROW_UNIQUE_NAME 4150
+#define IDS_ROW_CARRIER 4151
+#define IDS_ROW_PROVIDER 4152
+#define IDS_ROW_OWNER 4153
+#define IDS_ROW_KEY 4154
+#define IDS_ROW_SUBJECT 4155
+#define IDS_ROW_VALID_TO 4156
+#define IDS_ROW_LINKED 4157
+#define IDS_OWNER_USER 4170
+#define IDS_OWNER_COMPUTER 4171
+#define IDS_KEY_EXCHANGE 4172
+#define IDS_KEY_SIGNATURE 4173
+
+// Failures; "%1" is what they are about
+#define IDS_NO_PROVIDER 4200
+#define IDS_LISTING_FAILED 4201
+#define IDS_OPEN_FAILED 4202
+#define IDS_STORES_FAILED 4203
+
+// Results
+#define IDS_LIST_SUMMARY 4250
+
+// Expiry, reconciliation, settings, diagnosis, versions: 4500 to 4999
