@@ -6,3 +6,8 @@
 #include "console/Command.h"
 
 std::unique_ptr<Command> MakeList();
+std::unique_ptr<Command> MakeSettingsShow();
+std::unique_ptr<Command> MakeSettingsExport();
+std::unique_ptr<Command> MakeSettingsCompare();
+std::unique_ptr<Command> MakeSettingsApply();
+std::unique_ptr<Command> MakeVersions();

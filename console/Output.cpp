@@ -106,15 +106,17 @@ void Output::Message(std::wstring_view text) {
     error_.Flush();
 }
 
-void Output::Fail(UINT what, const std::wstring& object, Failure why) {
+void Output::Fail(UINT what, const std::wstring& object, Failure why, const std::wstring& detail) {
     Value failure;
-    failure.Add(L"message", FormatStringId(what, object)).Add(L"object", object).Add(L"error", FailureValue(why));
+    failure.Add(L"message", FormatStringId(what, object, detail))
+        .Add(L"object", object)
+        .Add(L"error", FailureValue(why));
     if (json_) failures_.Append(std::move(failure));
-    FailItem(what, object, why);
+    FailItem(what, object, why, detail);
 }
 
-void Output::FailItem(UINT what, const std::wstring& object, Failure why) {
-    Message(FormatStringId(IDS_FAILURE_LINE, Insert::AsItIs(FormatStringId(what, object)),
+void Output::FailItem(UINT what, const std::wstring& object, Failure why, const std::wstring& detail) {
+    Message(FormatStringId(IDS_FAILURE_LINE, Insert::AsItIs(FormatStringId(what, object, detail)),
                            Insert::AsItIs(FailureText(why))));
 }
 

@@ -61,11 +61,11 @@ class Output {
     void Message(std::wstring_view text);
 
     // A failure: one line on standard error, and with JSON a member of the document. `what` is a string id with "%1"
-    // for `object`, a name from outside the program.
-    void Fail(UINT what, const std::wstring& object, Failure why);
+    // for `object`, a name from outside the program, and "%2" for `detail`.
+    void Fail(UINT what, const std::wstring& object, Failure why, const std::wstring& detail = {});
 
     // The same for a failure that is part of an item already: the line only.
-    void FailItem(UINT what, const std::wstring& object, Failure why);
+    void FailItem(UINT what, const std::wstring& object, Failure why, const std::wstring& detail = {});
 
     // "n of m: name" on standard error when that is a console. It is removed before the next line.
     bool ShowsProgress() const noexcept { return error_.IsConsole(); }

@@ -14,6 +14,11 @@ constexpr size_t kCodeSize = 39;  // characters of a product code with its termi
 
 }  // namespace
 
+std::wstring PanelBeside() {
+    const std::wstring self = Module::LongFileName();
+    return self.empty() ? self : self.substr(0, self.rfind(L'\\') + 1) + L"vestra.cpl";
+}
+
 InstalledProduct::InstalledProduct(const std::wstring& panel) : code_(FindCode(panel)) {}
 
 std::wstring InstalledProduct::FindCode(const std::wstring& panel) const {

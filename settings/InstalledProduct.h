@@ -7,6 +7,10 @@
 #include "framework/Module.h"
 #include "framework/SystemLibrary.h"
 
+// The panel's file in the directory of this module, for programs beside the panel; empty when the module's path is
+// unknown.
+std::wstring PanelBeside();
+
 class InstalledProduct {
   public:
     // Finds the installer product whose copy of the panel's component is the file `panel`.

@@ -48,6 +48,10 @@ SettingEntries MachineSettings::Entries() const {
     return entries;
 }
 
+bool MachineSettings::Has(const std::wstring& name) const {
+    return std::any_of(rows_.begin(), rows_.end(), [&](const SettingRow& row) { return row.name == name; });
+}
+
 std::vector<SettingDifference> MachineSettings::Compare(const SettingEntries& document) const {
     std::vector<SettingDifference> differences;
     for (const SettingRow& row : rows_) {

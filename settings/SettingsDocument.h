@@ -38,6 +38,7 @@ class MachineSettings {
     explicit MachineSettings(std::vector<SettingRow> rows) : rows_(std::move(rows)) {}
 
     SettingEntries Entries() const;
+    bool Has(const std::wstring& name) const;
 
     // What differs, in the machine's order, then the entries that this machine doesn't have, in the document's.
     // Settings that the document doesn't have are left out.
