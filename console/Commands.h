@@ -6,6 +6,8 @@
 #include "console/Command.h"
 
 std::unique_ptr<Command> MakeList();
+std::unique_ptr<Command> MakeExpiring();
+std::unique_ptr<Command> MakeReconcile();
 std::unique_ptr<Command> MakeSettingsShow();
 std::unique_ptr<Command> MakeSettingsExport();
 std::unique_ptr<Command> MakeSettingsCompare();
