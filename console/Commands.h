@@ -6,6 +6,12 @@
 #include "console/Command.h"
 
 std::unique_ptr<Command> MakeList();
+std::unique_ptr<Command> MakeCheck();
+std::unique_ptr<Command> MakeCopy();
+std::unique_ptr<Command> MakeDelete();
+std::unique_ptr<Command> MakePassword();
+std::unique_ptr<Command> MakeCertificates();
+std::unique_ptr<Command> MakeInstall();
 std::unique_ptr<Command> MakeExpiring();
 std::unique_ptr<Command> MakeReconcile();
 std::unique_ptr<Command> MakeSettingsShow();

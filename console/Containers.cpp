@@ -54,7 +54,7 @@ class Visitor {
     void VisitNamed(const ContainerSelection& selection, const std::vector<SearchedProvider>& providers) {
         std::size_t done = 0;
         for (const std::wstring& name : selection.names) {
-            if (session_.Cancelled()) return;
+            if (session_.Cancelled() || ended_) return;
             if (selection.names.size() > 1) ShowProgress(done++, selection.names.size(), name);
             Find(name, selection.KeySets(), providers);
         }
@@ -67,7 +67,7 @@ class Visitor {
             ShowProgress(done++, all, place.name);
             CCryptProvContext context;
             const Result<> opened = session_.Open(context, place);
-            visit_({std::move(place), opened, context});
+            Visit({std::move(place), opened, context});
         });
     }
 
@@ -76,6 +76,8 @@ class Visitor {
   private:
     enum class Report { Failures, Nothing };
     using PlaceVisitor = std::function<void(ContainerPlace place)>;
+
+    void Visit(const FoundContainer& container) { ended_ = !visit_(container); }
 
     void ShowProgress(std::size_t done, std::size_t all, const std::wstring& name) {
         session_.GetOutput().Progress(done + 1, std::max(all, done + 1), name);
@@ -91,12 +93,12 @@ class Visitor {
                 const ContainerPlace place{provider.name, provider.type, keySet, name};
                 const Result<> opened = Open(context, place);
                 if (opened || !opened.Failed().Is(static_cast<DWORD>(NTE_BAD_KEYSET))) {
-                    visit_({place, opened, context});
+                    Visit({place, opened, context});
                     return;
                 }
                 if (!first) first = opened;
             }
-        visit_({{providers.front().name, providers.front().type, keySets.front(), name}, *first, context});
+        Visit({{providers.front().name, providers.front().type, keySets.front(), name}, *first, context});
     }
 
     // An empty name would open the default container.
@@ -110,7 +112,7 @@ class Visitor {
         for (const KeySet keySet : keySets)
             for (const SearchedProvider& provider : providers) {
                 const Result<> listed = ListProvider({provider.name, provider.type, keySet, {}}, visit);
-                if (session_.Cancelled()) return;
+                if (session_.Cancelled() || ended_) return;
                 if (listed || report == Report::Nothing) continue;
                 session_.GetOutput().Fail(IDS_LISTING_FAILED, provider.name, listed.Failed());
                 code_ = ExitCode::Failed;
@@ -121,7 +123,7 @@ class Visitor {
         CCryptProvContext context;
         if (const Result<> opened = session_.Open(context, place, CRYPT_VERIFYCONTEXT); !opened) return opened;
         ContainerNames names(context.Get());
-        while (!session_.Cancelled()) {
+        while (!session_.Cancelled() && !ended_) {
             const Result<> listed = names.Next().Into(place.name);
             if (!listed) return listed.Failed().Is(ERROR_NO_MORE_ITEMS) ? Result<>() : listed;
             if (!place.name.empty()) visit(place);
@@ -137,6 +139,7 @@ class Visitor {
 
     Session& session_;
     const ContainerVisitor& visit_;
+    bool ended_ = false;  // by the visitor
     ExitCode code_ = ExitCode::Done;
 };
 

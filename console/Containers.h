@@ -42,8 +42,8 @@ struct FoundContainer {
     CCryptProvContext& context;
 };
 
-// Receives each container in turn.
-using ContainerVisitor = std::function<void(const FoundContainer& container)>;
+// Receives each container in turn. False ends the visit.
+using ContainerVisitor = std::function<bool(const FoundContainer& container)>;
 
 // Opens the containers of the selection one after the other. A name is looked for in all selected providers; the first
 // one that has it is visited. Containers that can't be opened are visited, too. What fails before, such as the listing

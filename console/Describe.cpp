@@ -17,8 +17,6 @@ Value PlaceValue(const ContainerPlace& place) {
     return value;
 }
 
-namespace {
-
 std::wstring Thumbprint(const CERT_CONTEXT& certificate) {
     const Result<Bytes> hash = ReadBytes([&](BYTE* data, DWORD* length) {
         return CertGetCertificateContextProperty(&certificate, CERT_SHA1_HASH_PROP_ID, data, length);
@@ -32,8 +30,6 @@ std::wstring Thumbprint(const CERT_CONTEXT& certificate) {
         }
     return text;
 }
-
-}  // namespace
 
 Value CertificateValue(const CERT_CONTEXT& certificate) {
     const CERT_INFO& info = *certificate.pCertInfo;
@@ -61,7 +57,22 @@ std::wstring KeyText(DWORD keySpec) {
 
 void ShowRow(Output& output, UINT label, const std::wstring& value) {
     constexpr std::size_t kColumn = 26;  // characters before the value
-    std::wstring line = L"  " + LoadStringLang(label);
+    const std::wstring text = LoadStringLang(label);
+    std::wstring line = text.starts_with(L"  ") ? text : L"  " + text;  // the panel's labels are indented
     line.append(kColumn - std::min(kColumn - 1, line.size()), L' ');
     output.Line(line + VisibleText(value));
+}
+
+void ShowCertificateRows(const CERT_CONTEXT& certificate, Output& output) {
+    const CERT_INFO& info = *certificate.pCertInfo;
+    ShowRow(output, IDS_CERTIFICATE_SUBJECT, CertificateName(certificate, NameForm::X500));
+    ShowRow(output, IDS_CERTIFICATE_ISSUER, CertificateName(certificate, NameForm::X500, NameOf::Issuer));
+    ShowRow(output, IDS_CERTIFICATE_VALID_FROM, TimeText(info.NotBefore));
+    ShowRow(output, IDS_CERTIFICATE_VALID_TO, TimeText(info.NotAfter));
+    if (const auto usage = ReadUsagePeriod(info)) {
+        if (usage->notBefore) ShowRow(output, IDS_CERTIFICATE_KEY_FROM, TimeText(*usage->notBefore));
+        if (usage->notAfter) ShowRow(output, IDS_CERTIFICATE_KEY_TO, TimeText(*usage->notAfter));
+    }
+    ShowRow(output, IDS_CERTIFICATE_SERIAL_NUMBER, SerialNumberText(info.SerialNumber));
+    ShowRow(output, IDS_ROW_THUMBPRINT, Thumbprint(certificate));
 }

@@ -17,6 +17,9 @@ Value PlaceValue(const ContainerPlace& place);
 // "keyValidTo" for a certificate with a private key usage period.
 Value CertificateValue(const CERT_CONTEXT& certificate);
 
+// The SHA-1 hash of a certificate, in hexadecimal digits.
+std::wstring Thumbprint(const CERT_CONTEXT& certificate);
+
 // "exchange" or "signature".
 const wchar_t* KeyName(DWORD keySpec) noexcept;
 
@@ -25,3 +28,6 @@ std::wstring KeyText(DWORD keySpec);
 
 // A row of a list: the label indented, the value in its column. The value comes from outside the program.
 void ShowRow(Output& output, UINT label, const std::wstring& value);
+
+// The same fields of a certificate as rows.
+void ShowCertificateRows(const CERT_CONTEXT& certificate, Output& output);

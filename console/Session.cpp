@@ -102,7 +102,7 @@ Result<> Session::Open(CCryptProvContext& context, const ContainerPlace& place, 
     const Result<> opened =
         context.Acquire(flags | SilentFlag() | FlagOf(place.keySet), place.name.empty() ? nullptr : place.name.c_str(),
                         place.provider.c_str(), place.providerType);
-    if (!opened || place.name.empty()) return opened;
+    if (!opened || place.name.empty() || !context) return opened;  // a deletion returns no handle
     const Result<> given = GivePin(context.Get());
     if (!given) context.Release();
     return given;

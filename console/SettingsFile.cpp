@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "applet/services/Strings.h"
+#include "console/Files.h"
 #include "console/Json.h"
 #include "framework/Handles.h"
 #include "resources/console.h"
-#include "settings/DomainDirectory.h"
 
 namespace {
 
@@ -39,7 +39,8 @@ Value SettingsValue(const SettingEntries& entries) {
 Result<> WriteSettingsFile(const std::wstring& path, const SettingEntries& entries, bool overwrite) {
     Value document;
     document.Add(kFormat, kFormatNumber).Add(kSettings, SettingsValue(entries));
-    return TryCode(WriteExport(path, JsonText(document, JsonLayout::Indented) + "\r\n", overwrite));
+    const std::string text = JsonText(document, JsonLayout::Indented) + "\r\n";
+    return WriteWholeFile(path, std::as_bytes(std::span(text)), overwrite ? Existing::Replace : Existing::Keep);
 }
 
 std::wstring BackupPath(const std::wstring& path) {

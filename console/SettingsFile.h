@@ -15,7 +15,7 @@ Value ValueOf(const SettingValue& value);
 // An object with the settings by their names.
 Value SettingsValue(const SettingEntries& entries);
 
-// Fails with a Win32 code; ERROR_FILE_EXISTS when the file exists and `overwrite` is false.
+// Fails with a Win32 code; ERROR_ALREADY_EXISTS when the file exists and `overwrite` is false.
 Result<> WriteSettingsFile(const std::wstring& path, const SettingEntries& entries, bool overwrite);
 
 // A path beside `path` for the settings as they were before, with the time in it; no such file exists.

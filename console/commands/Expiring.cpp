@@ -36,15 +36,18 @@ class Expiring final : public Command {
     ExitCode Run(Session& session) override {
         Output& output = session.GetOutput();
         EndingPeriods periods(Now(), days_);
-        ExitCode code = VisitContainers(selection_, session, [&](const FoundContainer& found) {
+        bool unreadable = false;
+        const ExitCode code = VisitContainers(selection_, session, [&](const FoundContainer& found) {
             if (!found.opened) {
                 output.Fail(IDS_OPEN_FAILED, found.place.name, found.opened.Failed());
-                return;
+                unreadable = true;
+                return true;
             }
             for (const DWORD keySpec : {AT_KEYEXCHANGE, AT_SIGNATURE}) {
                 const UniqueCertificate certificate = ReadKeyCertificate(found.context.Get(), keySpec);
                 if (certificate) periods.AddFromContainer(*certificate.get(), found.place);
             }
+            return true;
         });
         for (const KeySet keySet : selection_.KeySets()) AddStore(keySet, periods);
         const auto ending = periods.SoonestFirst();
@@ -52,7 +55,7 @@ class Expiring final : public Command {
         for (const EndingPeriod* period : ending) Show(*period, output);
         output.Member(L"days", days_);
         output.Line(FormatStringId(IDS_EXPIRING_SUMMARY, std::to_wstring(days_), std::to_wstring(ending.size())));
-        return std::max(code, ending.empty() ? ExitCode::Done : ExitCode::Found);
+        return std::max(code, ending.empty() && !unreadable ? ExitCode::Done : ExitCode::Found);
     }
 
   private:

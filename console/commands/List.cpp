@@ -23,6 +23,7 @@ class List final : public Command {
                             ++count_;
                             const Result<> shown = Show(container, output);
                             if (!shown) ReportUnreadable(container.place, shown.Failed(), output);
+                            return true;
                         }));
         Value summary;
         summary.Add(L"containers", count_).Add(L"unreadable", unreadable_);

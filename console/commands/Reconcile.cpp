@@ -24,7 +24,7 @@ class Reconcile final : public Command {
   public:
     void Declare(Parameters& parameters) override {
         parameters.Flag("--repair", IDS_OPTION_REPAIR, repair_);
-        parameters.Flag("--yes", IDS_OPTION_YES_TO_REPAIRS, yes_);
+        parameters.Flag("--yes", IDS_OPTION_YES, yes_);
         selection_.DeclareOwners(parameters);
     }
 
@@ -60,6 +60,7 @@ class Reconcile final : public Command {
                 output.Fail(IDS_OPEN_FAILED, found.place.name, held.Failed());
                 unreadable_ = true;
             }
+            return true;
         });
         if (const Result<> read = ReadStoredCertificates(selection_.KeySets(), certificates_); !read) {
             output.Fail(IDS_STORES_FAILED, {}, read.Failed());

@@ -44,14 +44,14 @@ class SettingsExport final : public Command {
   public:
     void Declare(Parameters& parameters) override {
         parameters.Argument(IDS_VALUE_FILE, IDS_ARGUMENT_SETTINGS_TARGET, file_);
-        parameters.Flag("--overwrite", IDS_OPTION_OVERWRITE_FILE, overwrite_);
+        parameters.Flag("--overwrite", IDS_OPTION_OVERWRITE, overwrite_);
     }
 
     ExitCode Run(Session& session) override {
         Output& output = session.GetOutput();
         const SettingEntries entries = ReadMachine().Entries();
         if (const Result<> written = WriteSettingsFile(file_, entries, overwrite_); !written) {
-            output.Fail(IDS_FILE_WRITE_FAILED, file_, written.Failed());
+            output.Fail(IDS_SAVE_FILE_FAILED, file_, written.Failed());
             return ExitCode::Failed;
         }
         output.Member(L"file", file_);
