@@ -18,6 +18,7 @@ constexpr CommandEntry kCommands[] = {
     {"settings", "export", IDS_COMMAND_SETTINGS_EXPORT, IDS_EXAMPLE_SETTINGS_EXPORT, &MakeSettingsExport},
     {"settings", "compare", IDS_COMMAND_SETTINGS_COMPARE, IDS_EXAMPLE_SETTINGS_COMPARE, &MakeSettingsCompare},
     {"settings", "apply", IDS_COMMAND_SETTINGS_APPLY, IDS_EXAMPLE_SETTINGS_APPLY, &MakeSettingsApply},
+    {"doctor", nullptr, IDS_COMMAND_DOCTOR, IDS_EXAMPLE_DOCTOR, &MakeDoctor},
     {"versions", nullptr, IDS_COMMAND_VERSIONS, IDS_EXAMPLE_VERSIONS, &MakeVersions},
 };
 

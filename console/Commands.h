@@ -18,4 +18,5 @@ std::unique_ptr<Command> MakeSettingsShow();
 std::unique_ptr<Command> MakeSettingsExport();
 std::unique_ptr<Command> MakeSettingsCompare();
 std::unique_ptr<Command> MakeSettingsApply();
+std::unique_ptr<Command> MakeDoctor();
 std::unique_ptr<Command> MakeVersions();

@@ -76,13 +76,9 @@ class KeyCertificateReader {
     std::wstring uniqueName_;
 };
 
-// The identifiers of the extensions that hold certificates of authorities.
-constexpr std::string_view kIntermediate = "1.2.643.2.2.37.3.1";
-constexpr std::string_view kRoots[] = {"1.2.643.2.2.37.3.2", "1.2.643.2.2.37.3.3"};
-
 Authority AuthorityOf(std::string_view identifier) {
-    if (identifier == kIntermediate) return Authority::Intermediate;
-    for (const std::string_view root : kRoots)
+    if (identifier == kIntermediateExtension) return Authority::Intermediate;
+    for (const std::string_view root : kRootExtensions)
         if (identifier == root) return Authority::Root;
     return Authority::None;
 }

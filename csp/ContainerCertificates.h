@@ -12,6 +12,10 @@
 #include "framework/Handles.h"
 #include "framework/Result.h"
 
+// The identifiers of the extensions that hold certificates of authorities.
+inline constexpr char kIntermediateExtension[] = "1.2.643.2.2.37.3.1";
+inline constexpr const char* kRootExtensions[] = {"1.2.643.2.2.37.3.2", "1.2.643.2.2.37.3.3"};
+
 // What can be wrong with the certificates of a container's keys.
 enum class ContainerProblem {
     NoKeys,

@@ -21,9 +21,15 @@ std::wstring OwnDirectory() {
     return path.substr(0, path.rfind(L'\\') + 1);  // without a backslash rfind returns npos, and 0 characters remain
 }
 
-// The path that a provider's library is registered with, without expansion of variables; empty when it is missing or
-// malformed. It must be terminated, and hold at most 520 bytes.
-std::wstring ImagePath(const std::wstring& provider) {
+bool BeginsWith(const std::wstring& path, const std::wstring& directory) {
+    const int length = static_cast<int>(directory.size());
+    return path.size() >= directory.size() &&
+           CompareStringOrdinal(path.c_str(), length, directory.c_str(), length, TRUE) == CSTR_EQUAL;
+}
+
+}  // namespace
+
+std::wstring ProviderImagePath(const std::wstring& provider) {
     constexpr DWORD kMostBytes = 520;
     const auto value = ReadRegistryValue(HKEY_LOCAL_MACHINE, kProviderKeys + provider, L"Image Path", kMostBytes);
     if (!value || (value->type != REG_SZ && value->type != REG_EXPAND_SZ)) return {};
@@ -32,14 +38,6 @@ std::wstring ImagePath(const std::wstring& provider) {
     const bool terminated = bytes.size() >= 2 && bytes[bytes.size() - 2] == 0 && bytes.back() == 0;
     return whole && terminated ? FromWide(bytes) : std::wstring();
 }
-
-bool BeginsWith(const std::wstring& path, const std::wstring& directory) {
-    const int length = static_cast<int>(directory.size());
-    return path.size() >= directory.size() &&
-           CompareStringOrdinal(path.c_str(), length, directory.c_str(), length, TRUE) == CSTR_EQUAL;
-}
-
-}  // namespace
 
 bool InstalledProvider(DWORD index, std::wstring& name, DWORD& type) {
     DWORD foundType = 0;
@@ -61,7 +59,7 @@ bool EnumProductProviders(ProductProviders& state, std::wstring& name, DWORD& ty
     while (InstalledProvider(state.index, found, foundType)) {
         ++state.index;
         if (foundType != kProviderType75 && found.find(kMakerName) == std::wstring::npos) continue;
-        if (state.ownDirectoryOnly && !BeginsWith(ImagePath(found), *state.ownDirectory)) continue;
+        if (state.ownDirectoryOnly && !BeginsWith(ProviderImagePath(found), *state.ownDirectory)) continue;
         name = std::move(found);
         type = foundType;
         return true;

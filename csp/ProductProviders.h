@@ -24,6 +24,10 @@ struct ProductProviders {
 // `name` and `type` are unchanged then.
 bool EnumProductProviders(ProductProviders& state, std::wstring& name, DWORD& type);
 
+// The path that a provider's library is registered with, without expansion of variables; empty when it is missing or
+// malformed: it must be terminated, and hold at most 520 bytes.
+std::wstring ProviderImagePath(const std::wstring& provider);
+
 // The machine's default provider of a type; empty when there is none.
 std::wstring DefaultProviderName(DWORD type);
 

@@ -32,11 +32,6 @@ const wchar_t* ModuleOfMode(ProviderMode mode) noexcept {
     return mode == ProviderMode::Service ? kServiceModule : nullptr;
 }
 
-bool IsKeyServiceInstalled() noexcept {
-    const UniqueService manager(OpenSCManagerW(nullptr, nullptr, kManagerAccess));
-    return manager && UniqueService(OpenServiceW(manager.get(), kKeyService, SERVICE_QUERY_STATUS));
-}
-
 std::wstring ReadDefault(DWORD type, const std::vector<Provider>& installed) {
     std::wstring name = DefaultProviderName(type);
     const bool found = std::any_of(installed.begin(), installed.end(), [&](const Provider& provider) {
@@ -138,6 +133,11 @@ Result<> WriteProviderMode(const std::wstring& provider, ProviderMode mode) {
     const wchar_t* const moduleName = ModuleOfMode(mode);
     if (!moduleName || provider.empty()) return Failure{static_cast<DWORD>(E_UNEXPECTED)};
     return WriteProviderText(provider, kModuleName, moduleName);
+}
+
+bool IsKeyServiceInstalled() noexcept {
+    const UniqueService manager(OpenSCManagerW(nullptr, nullptr, kManagerAccess));
+    return manager && UniqueService(OpenServiceW(manager.get(), kKeyService, SERVICE_QUERY_STATUS));
 }
 
 std::array<RegistryPlace, 2> ProviderModePlaces(const std::wstring& provider) {

@@ -78,6 +78,9 @@ std::optional<UINT> ParseCacheSize(std::wstring_view text) noexcept;
 // The nearest allowed cache size, from 1 to `maximum`.
 UINT AllowedCacheSize(UINT size, UINT maximum) noexcept;
 
+// Whether the keys storage service is installed.
+bool IsKeyServiceInstalled() noexcept;
+
 // The rights and system properties that decide whether the mode can be changed.
 struct SecurityRights {
     bool mayWriteProvider = false;
