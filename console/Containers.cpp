@@ -1,6 +1,7 @@
 #include "console/Containers.h"
 
 #include <algorithm>
+#include <deque>
 
 #include "applet/services/Strings.h"
 #include "csp/ContainerNames.h"
@@ -52,6 +53,12 @@ class Visitor {
     Visitor(Session& session, const ContainerVisitor& visit) : session_(session), visit_(visit) {}
 
     void VisitNamed(const ContainerSelection& selection, const std::vector<SearchedProvider>& providers) {
+        // A context of each provider keeps its library loaded. Otherwise the system loads it for each container, and
+        // unloading it changes the error code of a container that can't be opened.
+        std::deque<CCryptProvContext> loaded;
+        for (const SearchedProvider& provider : providers)
+            static_cast<void>(session_.Open(loaded.emplace_back(), {provider.name, provider.type, KeySet::User, {}},
+                                            CRYPT_VERIFYCONTEXT));
         std::size_t done = 0;
         for (const std::wstring& name : selection.names) {
             if (session_.Cancelled() || ended_) return;

@@ -18,6 +18,14 @@ Failure ReplaceByOption::Refusal(Failure added) const noexcept {
     return noTerminal_ && added.Is(ERROR_CANCELLED) ? Failure{static_cast<DWORD>(CRYPT_E_EXISTS)} : added;
 }
 
+Result<UniqueCertificateStore> OpenStoreToWrite(const std::wstring& name, KeySet keySet) {
+    const bool personal = CompareStringOrdinal(name.c_str(), -1, kPersonalStore, -1, TRUE) == CSTR_EQUAL;
+    const DWORD flags = StoreLocation(keySet) | (personal ? 0 : CERT_STORE_OPEN_EXISTING_FLAG);
+    UniqueCertificateStore store(CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, flags, name.c_str()));
+    if (!store) return LastFailure();
+    return store;
+}
+
 ExitCode AddCertificate(HCERTSTORE store, const CERT_CONTEXT& certificate, bool replace, Session& session) {
     ReplaceByOption question(replace, session);
     const Result<> added = AddToStore(store, certificate, question);

@@ -6,6 +6,7 @@
 #include <wincrypt.h>
 
 #include <span>
+#include <string>
 
 #include "console/Session.h"
 #include "csp/CertificateInstallation.h"
@@ -27,6 +28,12 @@ class ReplaceByOption final : public ReplaceQuestion {
     Session& session_;
     bool noTerminal_ = false;
 };
+
+constexpr wchar_t kPersonalStore[] = L"My";
+
+// Opens a system store of an owner. The personal store "My" is created when it doesn't exist yet; any other name must
+// be that of a store.
+Result<UniqueCertificateStore> OpenStoreToWrite(const std::wstring& name, KeySet keySet);
 
 // Adds a certificate with its link to a store, and reports what failed.
 ExitCode AddCertificate(HCERTSTORE store, const CERT_CONTEXT& certificate, bool replace, Session& session);

@@ -173,16 +173,16 @@ class Certificates final : public Command {
         if (!keys.selected) return ExitCode::Failed;  // the problem has been reported
         Output& output = session.GetOutput();
         const CERT_CONTEXT& certificate = *keys.selected.get();
-        const Result<UniqueCertificateStore> store = OpenPersonalStore(container.place.keySet);
+        const Result<UniqueCertificateStore> store = OpenStoreToWrite(kPersonalStore, container.place.keySet);
         if (!store) {
-            output.Fail(IDS_STORE_OPEN_FAILED, L"My", store.Failed());
+            output.Fail(IDS_STORE_OPEN_FAILED, kPersonalStore, store.Failed());
             return ExitCode::Failed;
         }
         const ExitCode added = AddCertificate(store->get(), certificate, replace_, session);
         if (added != ExitCode::Done) return added;
         output.BeginItems(L"installed");
-        output.Line(FormatStringId(IDS_INSTALLED, CertificateName(certificate, NameForm::X500), L"My"));
-        output.Item(CertificateValue(certificate).Add(L"store", L"My"));
+        output.Line(FormatStringId(IDS_INSTALLED, CertificateName(certificate, NameForm::X500), kPersonalStore));
+        output.Item(CertificateValue(certificate).Add(L"store", kPersonalStore));
         return InstallAuthorities(container, output);
     }
 

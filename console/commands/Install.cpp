@@ -86,12 +86,10 @@ class Install final : public Command {
     ExitCode InstallOne(const CERT_CONTEXT& certificate, DWORD keySpec, const FoundContainer& container,
                         Session& session) const {
         Output& output = session.GetOutput();
-        const std::wstring storeName = store_.value_or(L"My");
-        const UniqueCertificateStore store(
-            CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0,
-                          StoreLocation(container.place.keySet) | CERT_STORE_OPEN_EXISTING_FLAG, storeName.c_str()));
+        const std::wstring storeName = store_.value_or(kPersonalStore);
+        const Result<UniqueCertificateStore> store = OpenStoreToWrite(storeName, container.place.keySet);
         if (!store) {
-            output.Fail(IDS_STORE_OPEN_FAILED, storeName, LastFailure());
+            output.Fail(IDS_STORE_OPEN_FAILED, storeName, store.Failed());
             return ExitCode::Failed;
         }
         const LinkAttempt attempt =
@@ -100,7 +98,8 @@ class Install final : public Command {
             output.Fail(MessageOf(attempt.step), container.place.name, attempt.result.Failed());
             return ExitCode::Failed;
         }
-        if (const ExitCode added = AddCertificate(store.get(), certificate, replace_, session); added != ExitCode::Done)
+        if (const ExitCode added = AddCertificate(store->get(), certificate, replace_, session);
+            added != ExitCode::Done)
             return added;
         output.Line(FormatStringId(IDS_INSTALLED, CertificateName(certificate, NameForm::X500), storeName));
         output.Line(FormatStringId(IDS_LINKED, attempt.container, KeyText(keySpec)));
