@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
 """Runs the built vestractl.exe from outside: settings, reconciliation, expiry, diagnosis, versions."""
+import datetime
 import json
 import os
-import re
 import shutil
 import sys
 import unittest
 
 import console_test
-from console_test import (ENDED, FIXED, PERSON, ROOT, SIGNATURE, WRONG, Console, run, tool, windows_path)
+from console_test import ENDED, ROOT, WRONG, Console, run, tool, windows_path
 
 WORK = ROOT / 'build' / 'console-state-test'
 PROVIDER = 'Kelvane GOST R 34.10-2001 KC1 CSP'
@@ -113,6 +113,7 @@ class Settings(Console):
         self.assertIn('put back', error)
         self.assertEqual(self.document('settings', 'show')['settings'], before)
         self.assertEqual(store('\\config\\Parameters\\tls_server_max_sessions'), '7')
+        tool('store', 'del', '\\config\\Parameters\\tls_server_max_sessions')
         self.assertIsNone(store('\\config\\Parameters\\DisableShortcuts'))
         self.assertIsNone(store('\\local\\KeyDevices\\passwd_time'))
 
@@ -174,8 +175,9 @@ class Reconciliation(Console):
             self.vestractl('copy', 'twice ' + number, 'twice again ' + number, '--silent')
         found, document = self.kinds()
         expected = [('noContainer', 'gone'), ('otherKeyLinked', 'moved'), ('severalContainers', 'twice')]
-        self.assertEqual(found, sorted([('otherKeyHeld', WRONG)] + [(kind, f'{name} {number}')
-                                                                   for kind, name in expected for number in '12']))
+        made = [(kind, f'{name} {number}') for kind, name in expected for number in '12']
+        self.assertEqual(found, sorted([('otherKeyHeld', WRONG)] + made))
+        self.assertNotIn('failures', document)
         repairs = {one['certificate']['subject'][3:-2]: one['repair'] for one in document['findings']}
         self.assertEqual((repairs['gone'], repairs['moved'], repairs['twice']), (None, 'link', None))
         self.kinds('--repair', '--yes')
@@ -251,7 +253,6 @@ class Reports(Console):
 
 
 def run_date(days):
-    import datetime
     return (datetime.datetime.now(datetime.timezone.utc) + datetime.timedelta(days=days)).strftime('%Y-%m-%d')
 
 

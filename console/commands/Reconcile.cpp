@@ -1,5 +1,6 @@
 // vestractl reconcile
 #include <algorithm>
+#include <deque>
 
 #include "applet/services/Strings.h"
 #include "console/Commands.h"
@@ -51,6 +52,10 @@ class Reconcile final : public Command {
         Output& output = session.GetOutput();
         // A failure is reported by the visit of the containers.
         providers_ = SelectedProviders(selection_).ValueOr({});
+        for (const SearchedProvider& provider : providers_) {
+            static_cast<void>(session.Open(loaded_.emplace_back(), {provider.name, provider.type, KeySet::User, {}},
+                                           CRYPT_VERIFYCONTEXT));
+        }
         ExitCode code = VisitContainers(selection_, session, [&](const FoundContainer& found) {
             Result<HeldContainer> held = found.opened ? ReadHeldContainer(found.context.Get(), found.place)
                                                       : Result<HeldContainer>(found.opened.Failed());
@@ -154,6 +159,9 @@ class Reconcile final : public Command {
     ContainerSelection selection_;
     bool repair_ = false, yes_ = false, unreadable_ = false;
     std::vector<SearchedProvider> providers_;
+    // Contexts that keep the providers' libraries loaded while links are followed: the system would unload a library
+    // when a container can't be opened, and some systems lose the provider's error code then.
+    std::deque<CCryptProvContext> loaded_;
     std::vector<HeldContainer> containers_;
     std::vector<StoredCertificate> certificates_;
     std::size_t repaired_ = 0;
