@@ -1,11 +1,13 @@
 // How the time of vestractl's commands grows with the number of containers, side by side with bare loops over the same
-// calls of the provider, whose results nobody looks at. The containers are created and removed by the program.
-//   console_bench.exe [COUNTS…]      100, 1,000 and 10,000 without arguments
+// calls of the provider and the certificate stores, whose results nobody looks at. The containers are created and
+// removed by the program.
+//   console_bench.exe [COUNTS…] [list|check]      both commands with 100, 1,000 and 10,000 containers without arguments
 #include <windows.h>
 
 #include <psapi.h>
 #include <wincrypt.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -13,6 +15,7 @@
 
 #include "bench/Measure.h"
 #include "console/Program.h"
+#include "csp/CertificateStores.h"
 #include "csp/ContainerCheck.h"
 #include "csp/ContainerNames.h"
 #include "csp/CryptProvContext.h"
@@ -74,6 +77,15 @@ void BareList(HCRYPTPROV container) {
     }
 }
 
+// The links in the stores, which the list reads once.
+void BareLinks() {
+    for (const KeySet keySet : {KeySet::User, KeySet::Computer})
+        static_cast<void>(VisitCertificates(keySet, [](const std::wstring&, const CERT_CONTEXT& certificate) {
+            DWORD size = 0;
+            CertGetCertificateContextProperty(&certificate, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &size);
+        }));
+}
+
 void BareCheck(HCRYPTPROV container) {
     Ignored report;
     CheckContainer(container, KeySet::User, report);
@@ -102,17 +114,18 @@ double TimeOf(Run run) {
     return Now() - start;
 }
 
-void Measure(int count, const wchar_t* command, const std::vector<std::wstring>& arguments, void bare(HCRYPTPROV)) {
+template <class Bare>
+void Measure(int count, const wchar_t* command, const std::vector<std::wstring>& arguments, Bare bare) {
     std::vector<double> ratios, commands;
-    constexpr int kRounds = 3;
-    BareLoop(bare);
+    const int rounds = std::max(1, 1000 / count);  // fewer containers take less time, and are measured less exactly
+    RunCommand({L"list"}, true);
     const std::size_t before = PrivateKilobytes();
-    for (int round = 0; round < kRounds; ++round) {
-        const double loop = TimeOf([&] { BareLoop(bare); });
+    for (int round = 0; round < rounds; ++round) {
+        const double loop = TimeOf(bare);
         commands.push_back(TimeOf([&] { RunCommand(arguments, true); }));
         ratios.push_back(commands.back() / loop);
     }
-    std::printf("%6d containers, %-12ls %8.3f ms each, command / loop %.3f (wanted: at most 1.1), %+lld KB\n", count,
+    std::printf("%6d containers, %-5ls %8.3f ms each, command / loop %.3f (wanted: at most 1.1), %+lld KB\n", count,
                 command, Median(commands) / count, Median(ratios),
                 static_cast<long long>(PrivateKilobytes()) - static_cast<long long>(before));
     std::fflush(stdout);
@@ -122,13 +135,20 @@ void Measure(int count, const wchar_t* command, const std::vector<std::wstring>&
 
 int wmain(int count, wchar_t** arguments) {
     std::vector<int> counts;
-    for (int i = 1; i < count; ++i) counts.push_back(_wtoi(arguments[i]));
+    std::wstring only;
+    for (int i = 1; i < count; ++i) {
+        if (const int number = _wtoi(arguments[i])) {
+            counts.push_back(number);
+        } else {
+            only = arguments[i];
+        }
+    }
     if (counts.empty()) counts = {100, 1000, 10000};
     int created = 0;
     for (const int wanted : counts) {
         for (; created < wanted; ++created) Create(created);
-        Measure(wanted, L"list", {L"list"}, &BareList);
-        Measure(wanted, L"check --all", {L"check", L"--all"}, &BareCheck);
+        if (only != L"check") Measure(wanted, L"list", {L"list"}, [] { BareLinks(), BareLoop(&BareList); });
+        if (only != L"list") Measure(wanted, L"check", {L"check", L"--all"}, [] { BareLoop(&BareCheck); });
     }
     for (; created > 0; --created) Remove(created - 1);
     return 0;
