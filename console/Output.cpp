@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t kKept = 8192;           // bytes that are collected before they are written
 constexpr std::size_t kMostToConsole = 8000;  // characters of one call, which older systems limit
-constexpr wchar_t kLineEnd[] = L"\r\n";
+constexpr char kLineEnd[] = "\r\n";
 
 bool IsConsoleHandle(HANDLE handle) noexcept {
     DWORD mode = 0;
@@ -29,8 +29,7 @@ TextStream::TextStream(HANDLE handle) noexcept : handle_(handle), console_(IsCon
 
 void TextStream::Write(std::wstring_view text) {
     if (!console_) {
-        bytes_ += ToUtf8(text);
-        if (bytes_.size() >= kKept) Flush();
+        WriteUtf8(ToUtf8(text));
         return;
     }
     while (!text.empty() && !failed_) {
@@ -39,6 +38,15 @@ void TextStream::Write(std::wstring_view text) {
         failed_ = !WriteConsoleW(handle_, text.data(), length, &written, nullptr) || written == 0;
         text.remove_prefix(written);
     }
+}
+
+void TextStream::WriteUtf8(std::string_view bytes) {
+    if (console_) {
+        Write(FromUtf8(bytes));
+        return;
+    }
+    bytes_ += bytes;
+    if (bytes_.size() >= kKept) Flush();
 }
 
 bool TextStream::Flush() {
@@ -55,54 +63,79 @@ bool TextStream::Flush() {
 void Output::Line(std::wstring_view text) {
     if (json_) return;
     ClearProgress();
-    output_.Write(std::wstring(text) + kLineEnd);
+    output_.Write(std::wstring(text) + L"\r\n");
 }
 
-void Output::BeginMember(const std::wstring& name) {
+// Each part is written as a whole before it counts as written: memory may run out at any time, and End completes the
+// document then.
+void Output::WriteMember(const std::wstring& name, std::string_view value) {
     EndItems();
-    output_.Write(std::exchange(begun_, true) ? L"," : L"{\"format\":1,");
-    output_.Write(FromUtf8(JsonText(name)) + L":");
+    std::string member = (begun_ ? "," : "{\"format\":1,") + JsonText(name) + ":";
+    output_.WriteUtf8(member.append(value));
+    begun_ = true;
 }
 
 void Output::Member(const std::wstring& name, const Value& value) {
-    if (!json_) return;
-    BeginMember(name);
-    output_.Write(FromUtf8(JsonText(value)));
+    if (json_) WriteMember(name, JsonText(value));
 }
 
 void Output::BeginItems(const std::wstring& name) {
     if (!json_) return;
-    BeginMember(name);
-    output_.Write(L"[");
+    WriteMember(name, "[");
     inItems_ = true;
     anyItem_ = false;
 }
 
 void Output::Item(const Value& item) {
     if (!json_) return;
-    output_.Write(std::wstring(std::exchange(anyItem_, true) ? L"," : L"") + kLineEnd + FromUtf8(JsonText(item)));
+    output_.WriteUtf8((anyItem_ ? "," : "") + (kLineEnd + JsonText(item)));
+    anyItem_ = true;
 }
 
 void Output::EndItems() {
-    if (std::exchange(inItems_, false)) output_.Write(std::wstring(anyItem_ ? kLineEnd : L"") + L"]");
+    if (!inItems_) return;
+    output_.WriteUtf8(anyItem_ ? std::string(kLineEnd) + "]" : "]");
+    inItems_ = false;
 }
 
-ExitCode Output::End(ExitCode code) {
-    ClearProgress();
-    if (json_) {
+bool Output::EndFailures() noexcept {
+    try {
+        ClearProgress();
         if (!failures_.IsNull()) Member(L"failures", failures_);
-        Member(L"exitCode", static_cast<int>(code));
-        output_.Write(std::wstring(L"}") + kLineEnd);
+        return true;
+    } catch (const std::exception&) {
+        return false;
     }
-    if (!output_.Flush()) code = ExitCode::Failed;
-    error_.Flush();
+}
+
+ExitCode Output::End(ExitCode code) noexcept {
+    if (!EndFailures()) code = ExitCode::Failed;
+    try {
+        if (json_) {
+            EndItems();
+            output_.WriteUtf8(begun_ ? "," : "{\"format\":1,");
+            output_.WriteUtf8("\"exitCode\":" + std::to_string(static_cast<int>(code)) + "}" + kLineEnd);
+        }
+        if (!output_.Flush()) code = ExitCode::Failed;
+        error_.Flush();
+    } catch (const std::exception&) {
+        code = ExitCode::Failed;
+    }
     return code;
+}
+
+void Output::FailWithoutMemory() noexcept {
+    try {
+        Fail(IDS_PROGRAM_FAILED, {}, {ERROR_NOT_ENOUGH_MEMORY});
+    } catch (const std::exception&) {
+        failures_ = {};
+    }
 }
 
 void Output::Message(std::wstring_view text) {
     ClearProgress();
     output_.Flush();  // in the order of the events, when both go to one file
-    error_.Write(std::wstring(text) + kLineEnd);
+    error_.Write(std::wstring(text) + L"\r\n");
     error_.Flush();
 }
 

@@ -21,6 +21,7 @@ class TextStream {
 
     // Text is kept until there is enough of it, except for a console.
     void Write(std::wstring_view text);
+    void WriteUtf8(std::string_view bytes);
 
     // False when something could not be written, now or before.
     bool Flush();
@@ -54,8 +55,8 @@ class Output {
     void Item(const Value& item);
 
     // Ends the document with what failed and the exit code. Returns the exit code, or Failed when standard output could
-    // not be written.
-    ExitCode End(ExitCode code);
+    // not be written, or memory ran out.
+    ExitCode End(ExitCode code) noexcept;
 
     // A line on standard error.
     void Message(std::wstring_view text);
@@ -67,13 +68,17 @@ class Output {
     // The same for a failure that is part of an item already: the line only.
     void FailItem(UINT what, const std::wstring& object, Failure why, const std::wstring& detail = {});
 
+    // The failure of the program itself when memory has run out. What can't be written is left out.
+    void FailWithoutMemory() noexcept;
+
     // "n of m: name" on standard error when that is a console. It is removed before the next line.
     bool ShowsProgress() const noexcept { return error_.IsConsole(); }
     void Progress(std::size_t done, std::size_t all, const std::wstring& name);
 
   private:
-    void BeginMember(const std::wstring& name);
+    void WriteMember(const std::wstring& name, std::string_view value);
     void EndItems();
+    bool EndFailures() noexcept;
     void ClearProgress();
 
     TextStream output_, error_;

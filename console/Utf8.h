@@ -1,4 +1,5 @@
-// UTF-8, in which the program reads and writes files and pipes.
+// UTF-8, in which the program reads and writes files and pipes. Both functions throw std::bad_alloc when the system
+// can't convert.
 #pragma once
 
 #include <string>

@@ -16,7 +16,7 @@ declare -A may=(
   [console]='settings csp applet/services framework resources'
   [softcsp]=''
   [tools/panel]=''
-  [bench]='csp framework resources softcsp tools/panel'
+  [bench]='console csp framework resources softcsp tools/panel'
   [tests]='applet console pages wizards settings csp applet/services framework resources softcsp tools/panel'
 )
 

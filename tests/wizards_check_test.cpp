@@ -42,6 +42,14 @@ std::pair<CheckMark, LONG> Look(HWND page, int row) {
     return {CheckMark(ListView_GetItemState(list, row, LVIS_STATEIMAGEMASK) >> 12), font.lfWeight};
 }
 
+std::string Utf8(const std::wstring& text) {
+    std::string bytes(text.size() * 3, '\0');
+    bytes.resize(
+        static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
+                                                     bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr)));
+    return bytes;
+}
+
 int FindRow(HWND list, const wchar_t* label) {
     LVFINDINFOW request{LVFI_STRING, label, 0, {}, 0};
     return static_cast<int>(SendMessageW(list, LVM_FINDITEMW, WPARAM(-1), reinterpret_cast<LPARAM>(&request)));
@@ -155,6 +163,50 @@ TEST_F(CheckWizard, EndsWithOneWholeReportOrNone) {
         EXPECT_EQ(verifications, c.rows == 18) << "calls after the check's end";
     }
     RunTool(L"remove Once");
+}
+
+// The rows as vestractl prints them.
+std::wstring PrintedRows(HWND list) {
+    std::wstring text;
+    for (int row = 0; row < ListView_GetItemCount(list); ++row) {
+        wchar_t cells[2][300] = {};
+        for (const int column : {0, 1}) ListView_GetItemText(list, row, column, cells[column], 300);
+        std::wstring line = std::wstring(L"  ") + cells[0];
+        if (cells[1][0]) line.append(line.size() < 32 ? 32 - line.size() : 1, L' ');
+        text += line + cells[1] + L"\r\n";
+    }
+    return text;
+}
+
+TEST_F(CheckWizard, ShowsTheRowsOfVestractl) {
+    const struct {
+        const wchar_t* name;
+        const wchar_t* options;
+        const wchar_t* change;  // what the tool sets; nullptr: nothing
+    } cases[] = {
+        {L"Row chain", L"--keys xs --chain 2 --exportable", nullptr},
+        {L"Row ended", L"--not-before 2020-01-01 --usage 2020-01-01 2021-01-01", nullptr},
+        {L"Row other", L"", L"certificate-x=other"},
+        {L"Row damage", L"--keys s", L"damage=1"},
+        {L"Row extension", L"", L"extension=1.2.3:1:0500"},
+        {L"Row none", L"--keys none", nullptr},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(std::wstring(c.name)));
+        const std::wstring quoted = L" \"" + std::wstring(c.name) + L"\" ";
+        RunTool(L"remove" + quoted);
+        ASSERT_EQ(RunTool(L"create" + quoted + c.options), 0u);
+        if (c.change) {
+            ASSERT_EQ(RunTool(L"set" + quoted + c.change), 0u);
+        }
+        std::wstring shown;
+        const auto look = [&](HWND sheet) { shown = PrintedRows(GetDlgItem(Ui::Page(sheet), IDC_REPORT_ROWS)); };
+        EXPECT_EQ(Check({Type(c.name), next, look, Press(PSBTN_FINISH)}), ID_WIZFINISH);
+        std::string printed;
+        RunProgram(L"vestractl.exe", L"check --silent --lang en" + quoted, &printed);
+        EXPECT_EQ(printed.substr(printed.find('\n') + 1, Utf8(shown).size()), Utf8(shown));
+        RunTool(L"remove" + quoted);
+    }
 }
 
 TEST(ReportText, IsInColumns) {
