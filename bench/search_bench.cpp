@@ -108,7 +108,7 @@ int wmain(int count, wchar_t** arguments) {
     info.SubjectPublicKeyInfo.Algorithm.pszObjId = const_cast<char*>("1.2.643.2.2.19");
     info.SubjectPublicKeyInfo.PublicKey = {sizeof bits, bits, 0};
     const CERT_CONTEXT certificate{kCertificateEncoding, nullptr, 0, &info, nullptr};
-    const SearchedProvider provider{kProvider, kProviderType75};
+    const Provider provider{kProvider, kProviderType75};
     Containers containers;
     for (const int size : kSizes) {
         if (!containers.Grow(size)) {

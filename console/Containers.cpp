@@ -5,7 +5,7 @@
 
 #include "applet/services/Strings.h"
 #include "csp/ContainerNames.h"
-#include "csp/ProductProviders.h"
+#include "csp/Providers.h"
 #include "csp/ProviderParameters.h"
 #include "resources/console.h"
 
@@ -40,10 +40,9 @@ bool SameName(const std::wstring& one, const std::wstring& other) noexcept {
                                 static_cast<int>(other.size()), TRUE) == CSTR_EQUAL;
 }
 
-Result<std::vector<SearchedProvider>> NamedProvider(const std::wstring& wanted) {
-    SearchedProvider provider{};
-    for (DWORD index = 0; InstalledProvider(index, provider.name, provider.type); ++index)
-        if (SameName(provider.name, wanted)) return std::vector{provider};
+Result<std::vector<Provider>> NamedProvider(const std::wstring& wanted) {
+    for (Provider& provider : ListInstalledProviders())
+        if (SameName(provider.name, wanted)) return std::vector{std::move(provider)};
     return Failure{static_cast<DWORD>(NTE_KEYSET_NOT_DEF)};
 }
 
@@ -52,11 +51,11 @@ class Visitor {
   public:
     Visitor(Session& session, const ContainerVisitor& visit) : session_(session), visit_(visit) {}
 
-    void VisitNamed(const ContainerSelection& selection, const std::vector<SearchedProvider>& providers) {
+    void VisitNamed(const ContainerSelection& selection, const std::vector<Provider>& providers) {
         // A context of each provider keeps its library loaded. Otherwise the system loads it for each container, and
         // unloading it changes the error code of a container that can't be opened.
         std::deque<CCryptProvContext> loaded;
-        for (const SearchedProvider& provider : providers)
+        for (const Provider& provider : providers)
             static_cast<void>(session_.Open(loaded.emplace_back(), {provider.name, provider.type, KeySet::User, {}},
                                             CRYPT_VERIFYCONTEXT));
         std::size_t done = 0;
@@ -67,7 +66,7 @@ class Visitor {
         }
     }
 
-    void VisitAll(const std::vector<KeySet>& keySets, const std::vector<SearchedProvider>& providers) {
+    void VisitAll(const std::vector<KeySet>& keySets, const std::vector<Provider>& providers) {
         const std::size_t all = session_.GetOutput().ShowsProgress() ? Count(keySets, providers) : 0;
         std::size_t done = 0;
         List(keySets, providers, Report::Failures, [&](ContainerPlace place) {
@@ -91,12 +90,11 @@ class Visitor {
     }
 
     // The first place with a container of that name; otherwise the failure of the first provider, which is the default.
-    void Find(const std::wstring& name, const std::vector<KeySet>& keySets,
-              const std::vector<SearchedProvider>& providers) {
+    void Find(const std::wstring& name, const std::vector<KeySet>& keySets, const std::vector<Provider>& providers) {
         CCryptProvContext context;
         std::optional<Result<>> first;
         for (const KeySet keySet : keySets)
-            for (const SearchedProvider& provider : providers) {
+            for (const Provider& provider : providers) {
                 const ContainerPlace place{provider.name, provider.type, keySet, name};
                 const Result<> opened = Open(context, place);
                 if (opened || !opened.Failed().Is(static_cast<DWORD>(NTE_BAD_KEYSET))) {
@@ -114,10 +112,10 @@ class Visitor {
         return session_.Open(context, place);
     }
 
-    void List(const std::vector<KeySet>& keySets, const std::vector<SearchedProvider>& providers, Report report,
+    void List(const std::vector<KeySet>& keySets, const std::vector<Provider>& providers, Report report,
               const PlaceVisitor& visit) {
         for (const KeySet keySet : keySets)
-            for (const SearchedProvider& provider : providers) {
+            for (const Provider& provider : providers) {
                 const Result<> listed = ListProvider({provider.name, provider.type, keySet, {}}, visit);
                 if (session_.Cancelled() || ended_) return;
                 if (listed || report == Report::Nothing) continue;
@@ -138,7 +136,7 @@ class Visitor {
         return {};
     }
 
-    std::size_t Count(const std::vector<KeySet>& keySets, const std::vector<SearchedProvider>& providers) {
+    std::size_t Count(const std::vector<KeySet>& keySets, const std::vector<Provider>& providers) {
         std::size_t count = 0;
         List(keySets, providers, Report::Nothing, [&](const ContainerPlace&) { ++count; });
         return count;
@@ -152,20 +150,18 @@ class Visitor {
 
 }  // namespace
 
-Result<std::vector<SearchedProvider>> SelectedProviders(const ContainerSelection& selection) {
+Result<std::vector<Provider>> SelectedProviders(const ContainerSelection& selection) {
     if (selection.provider) return NamedProvider(*selection.provider);
-    const std::wstring preferred = DefaultProviderName(kProviderType75);
-    std::vector<SearchedProvider> providers;
-    ProductProviders state;
-    SearchedProvider provider{};
-    while (EnumProductProviders(state, provider.name, provider.type))
-        providers.insert(provider.name == preferred ? providers.begin() : providers.end(), provider);
+    std::vector<Provider> providers = ListProductProviders();
     if (providers.empty()) return Failure{static_cast<DWORD>(NTE_KEYSET_NOT_DEF)};
+    std::ranges::stable_partition(providers, [preferred = DefaultProviderName(kProviderType75)](const Provider& one) {
+        return one.name == preferred;
+    });
     return providers;
 }
 
 ExitCode VisitContainers(const ContainerSelection& selection, Session& session, const ContainerVisitor& visit) {
-    const Result<std::vector<SearchedProvider>> providers = SelectedProviders(selection);
+    const Result<std::vector<Provider>> providers = SelectedProviders(selection);
     if (!providers) {
         session.GetOutput().Fail(IDS_NO_PROVIDER, selection.provider.value_or(L""), providers.Failed());
         return ExitCode::Failed;

@@ -11,8 +11,8 @@
 
 #include "console/Command.h"
 #include "console/Session.h"
-#include "csp/ContainerSearch.h"
 #include "csp/CryptProvContext.h"
+#include "csp/Providers.h"
 
 // The user's choice on the command line.
 struct ContainerSelection {
@@ -33,7 +33,7 @@ struct ContainerSelection {
 
 // The providers of a selection: the named one, or all of the product, the default provider of type 75 first. Fails with
 // NTE_KEYSET_NOT_DEF when the named one isn't installed.
-Result<std::vector<SearchedProvider>> SelectedProviders(const ContainerSelection& selection);
+Result<std::vector<Provider>> SelectedProviders(const ContainerSelection& selection);
 
 // A container of the selection. `context` is empty when it could not be opened.
 struct FoundContainer {

@@ -15,12 +15,11 @@
 #include "csp/ContainerCertificates.h"
 #include "csp/CryptProvContext.h"
 #include "csp/CryptoValues.h"
-#include "csp/ProductProviders.h"
 #include "csp/ProviderParameters.h"
+#include "csp/Providers.h"
 #include "framework/Registry.h"
 #include "resources/console.h"
 #include "settings/LanguageSettings.h"
-#include "settings/ProviderLists.h"
 #include "settings/SecuritySettings.h"
 #include "settings/SettingRow.h"
 
@@ -192,10 +191,8 @@ void Doctor::ExamineProvider(const Provider& provider) {
 }
 
 void Doctor::ExamineProviders() {
-    ProductProviders state;
-    Provider provider;
     std::vector<DWORD> types;
-    while (EnumProductProviders(state, provider.name, provider.type)) {
+    for (const Provider& provider : ListProductProviders()) {
         types.push_back(provider.type);
         ExamineProvider(provider);
     }

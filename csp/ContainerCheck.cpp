@@ -1,6 +1,5 @@
 #include "csp/ContainerCheck.h"
 
-#include <cstdio>
 #include <iterator>
 #include <optional>
 #include <span>
@@ -14,6 +13,7 @@
 #include "csp/KeyLink.h"
 #include "csp/ProviderParameters.h"
 #include "framework/Handles.h"
+#include "framework/Text.h"
 #include "resources/resource.h"
 
 namespace {
@@ -84,7 +84,7 @@ void ReportInstalled(const CERT_CONTEXT& certificate, CheckReport& report) {
     report.Continuation(L"  " + CertificateName(certificate, NameForm::Simple));
     if (const auto link = ReadKeyLink(certificate, kUsualLink)) {
         report.Continuation(L"\t    " + link->container + L"; " + link->provider + L"; " +
-                            std::to_wstring(link->providerType));
+                            NumberText(link->providerType));
     } else {
         report.Continuation(IDS_CHECK_NO_KEY_LINK);
     }
@@ -219,9 +219,7 @@ class KeyCheck {
             report_.Row(IDS_CHECK_ALGORITHM, info->pwszName);
             return;
         }
-        wchar_t number[12];
-        std::swprintf(number, std::size(number), L"0x%X", unsigned{*algorithm});
-        report_.Row(IDS_CHECK_ALGORITHM, number);
+        report_.Row(IDS_CHECK_ALGORITHM, FillPlaces(L"0x%X", {unsigned{*algorithm}}));
     }
 
     void ReportParameterSet(DWORD parameter) {

@@ -25,16 +25,13 @@ struct CopiedKey {
 // What was read from a container. Call OpenVerification, ReadSourceContainer, then WriteTargetContainer any number of
 // times.
 struct ContainerCopy {
-    KeySet keySet = KeySet::User;    // the owner of the source
-    CCryptProvContext verification;  // of the source's provider, without a container; the session key belongs to it
-    UniqueCryptKey sessionKey;       // declared after its context, so that it is destroyed first
-    std::wstring providerName;       // the source's
-    DWORD providerType = 0;
+    CCryptProvContext verification;    // of the source's provider, without a container; the session key belongs to it
+    UniqueCryptKey sessionKey;         // declared after its context, so that it is destroyed first
     std::string digestSet, cipherSet;  // object identifiers
     CopiedKey exchange, signature;
     std::vector<Bytes> extensions;  // records (csp/ExtensionRecord.h)
 
-    // Removes what was read and closes the handles; owner and provider stay. Fails with the code of the first handle
+    // Removes what was read and closes the handles. Fails with the code of the first handle
     // that couldn't be closed; everything is removed nevertheless.
     Result<> Clear() noexcept;
 

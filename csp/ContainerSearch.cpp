@@ -11,7 +11,7 @@ class Search {
         : keySetFlag_(keySetFlag), certificate_(certificate), progress_(progress) {}
 
     // Searches the containers of one provider. `container` is the found container's name.
-    SearchEnd SearchProvider(const SearchedProvider& provider, std::wstring& container) {
+    SearchEnd SearchProvider(const Provider& provider, std::wstring& container) {
         if (!progress_.Searching(provider.name, {})) return SearchEnd::Stopped;
         CCryptProvContext context;
         if (!context.Acquire(CRYPT_VERIFYCONTEXT | keySetFlag_, nullptr, provider.name.c_str(), provider.type))
@@ -26,7 +26,7 @@ class Search {
     }
 
   private:
-    bool Matches(const SearchedProvider& provider, const std::wstring& container) const {
+    bool Matches(const Provider& provider, const std::wstring& container) const {
         CCryptProvContext context;
         return context.Acquire(keySetFlag_, container.c_str(), provider.name.c_str(), provider.type) &&
                FindMatchingKey(context.Get(), certificate_) != 0;
@@ -39,8 +39,8 @@ class Search {
 
 }  // namespace
 
-SearchResult SearchContainers(std::span<const SearchedProvider> providers, KeySet keySet,
-                              const CERT_CONTEXT& certificate, SearchProgress& progress) {
+SearchResult SearchContainers(std::span<const Provider> providers, KeySet keySet, const CERT_CONTEXT& certificate,
+                              SearchProgress& progress) {
     Search search(FlagOf(keySet), certificate, progress);
     for (std::size_t i = 0; i < providers.size(); ++i) {
         std::wstring container;

@@ -10,11 +10,7 @@
 #include <string>
 
 #include "csp/CryptProvContext.h"
-
-struct SearchedProvider {
-    std::wstring name;
-    DWORD type;
-};
+#include "csp/Providers.h"
 
 // Receives each step of a search before it begins.
 class SearchProgress {
@@ -36,5 +32,5 @@ struct SearchResult {
 
 // Opens the providers in their order, and the containers of each in the provider's order, up to the first container
 // that has the certificate's key. Providers and containers that can't be opened are skipped.
-SearchResult SearchContainers(std::span<const SearchedProvider> providers, KeySet keySet,
-                              const CERT_CONTEXT& certificate, SearchProgress& progress);
+SearchResult SearchContainers(std::span<const Provider> providers, KeySet keySet, const CERT_CONTEXT& certificate,
+                              SearchProgress& progress);

@@ -10,7 +10,7 @@
 #include "framework/Result.h"
 
 // Whose containers: the current user's or the computer's.
-enum class KeySet { User, Computer };
+enum class KeySet { User, Computer };  // in the order of the radio buttons that choose it
 
 // The flag with which a container of that owner is opened.
 constexpr DWORD FlagOf(KeySet keySet) noexcept {

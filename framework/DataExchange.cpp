@@ -38,7 +38,7 @@ template <class Number>
 void ExchangeNumber(CDataExchange* exchange, UINT id, Number& value, unsigned wrongText) {
     const HWND edit = exchange->PrepareEditCtrl(id);
     if (!exchange->m_bSaveAndValidate) {
-        ShowText(edit, std::to_wstring(value));
+        ShowText(edit, NumberText(value));
         return;
     }
     long long number = 0;
@@ -50,7 +50,7 @@ void ExchangeNumber(CDataExchange* exchange, UINT id, Number& value, unsigned wr
 
 void CheckRange(CDataExchange* exchange, long long value, long long least, long long most) {
     if (!exchange->m_bSaveAndValidate || (value >= least && value <= most)) return;
-    exchange->Fail(FrameworkText::kEnterIntegerBetween, std::to_wstring(least), std::to_wstring(most));
+    exchange->Fail(FrameworkText::kEnterIntegerBetween, NumberText(least), NumberText(most));
 }
 
 }  // namespace
@@ -168,7 +168,7 @@ void DDV_MaxChars(CDataExchange* exchange, const std::wstring& value, int most) 
     if (!exchange->m_bSaveAndValidate) {
         exchange->LimitText(most);
     } else if (value.size() > static_cast<size_t>(most)) {
-        exchange->Fail(FrameworkText::kEnterShorterText, std::to_wstring(most));
+        exchange->Fail(FrameworkText::kEnterShorterText, NumberText(most));
     }
 }
 

@@ -1,7 +1,8 @@
 #include "framework/Text.h"
 
+#include <windows.h>
+
 #include <algorithm>
-#include <cwchar>
 
 namespace {
 
@@ -28,14 +29,18 @@ Place ReadPlace(const std::wstring& format, size_t start) {
     return place;
 }
 
-std::wstring NumberText(const Place& place, unsigned number) {
-    wchar_t digits[16] = L"";
-    switch (place.kind) {
-        case L'd': std::swprintf(digits, std::size(digits), L"%d", static_cast<int>(number)); break;
-        case L'X': std::swprintf(digits, std::size(digits), L"%X", number); break;
-        default: std::swprintf(digits, std::size(digits), L"%u", number); break;
-    }
-    std::wstring text = digits;
+std::wstring Digits(unsigned long long number, unsigned base) {
+    std::wstring digits;
+    do {
+        digits.insert(digits.begin(), L"0123456789ABCDEF"[number % base]);
+        number /= base;
+    } while (number != 0);
+    return digits;
+}
+
+std::wstring PlacedNumber(const Place& place, unsigned number) {
+    std::wstring text =
+        place.kind == L'd' ? NumberText(static_cast<int>(number)) : Digits(number, place.kind == L'X' ? 16 : 10);
     if (text.size() >= place.width) return text;
     const bool afterSign = place.zeros && text.front() == L'-';
     text.insert(afterSign ? 1 : 0, place.width - text.size(), place.zeros ? L'0' : L' ');
@@ -55,6 +60,11 @@ bool IsInvisible(wchar_t character) {
 }
 
 }  // namespace
+
+std::wstring NumberText(long long number) {
+    const auto bits = static_cast<unsigned long long>(number);
+    return number < 0 ? L'-' + Digits(0 - bits, 10) : Digits(bits, 10);
+}
 
 std::wstring FillInserts(const std::wstring& format, const std::wstring& insert1, const std::wstring& insert2) {
     std::wstring text;
@@ -90,7 +100,7 @@ std::wstring FillPlaces(const std::wstring& format, std::initializer_list<Format
             text += *insert;
             ++argument;
         } else if ((place.kind == L'd' || place.kind == L'u' || place.kind == L'X') && number) {
-            text += NumberText(place, *number);
+            text += PlacedNumber(place, *number);
             ++argument;
         } else {
             text += L'%';
@@ -102,6 +112,12 @@ std::wstring FillPlaces(const std::wstring& format, std::initializer_list<Format
     return text;
 }
 
+bool BeginsWith(std::wstring_view text, std::wstring_view beginning) noexcept {
+    const std::wstring_view start = text.substr(0, beginning.size());
+    return CompareStringOrdinal(start.data(), static_cast<int>(start.size()), beginning.data(),
+                                static_cast<int>(beginning.size()), TRUE) == CSTR_EQUAL;
+}
+
 std::wstring VisibleText(std::wstring_view text) {
     std::wstring visible;
     visible.reserve(text.size());
@@ -110,9 +126,7 @@ std::wstring VisibleText(std::wstring_view text) {
             visible += character;
             continue;
         }
-        wchar_t number[16];
-        std::swprintf(number, std::size(number), L"\u2039U+%04X\u203A", unsigned{character});
-        visible += number;
+        visible += FillPlaces(L"\u2039U+%04X\u203A", {unsigned{character}});
     }
     return visible;
 }

@@ -6,6 +6,9 @@
 #include <string_view>
 #include <variant>
 
+// `number` in decimal. The panel formats its numbers here and by FillPlaces: the C library's functions would add 50 KB.
+std::wstring NumberText(long long number);
+
 // `format` with every "%1" and "%2" replaced by the inserts. Placeholders inside an insert are not replaced. "%%" gives
 // "%". Any other character after "%" is kept, as is a "%" at the end.
 std::wstring FillInserts(const std::wstring& format, const std::wstring& insert1, const std::wstring& insert2 = {});
@@ -15,6 +18,9 @@ std::wstring FillInserts(const std::wstring& format, const std::wstring& insert1
 // text, and nothing outside the arguments is read. "%%" gives "%".
 using FormatArgument = std::variant<std::wstring, unsigned>;
 std::wstring FillPlaces(const std::wstring& format, std::initializer_list<FormatArgument> arguments);
+
+// Whether `text` begins with `beginning`, ignoring case, in any alphabet.
+bool BeginsWith(std::wstring_view text, std::wstring_view beginning) noexcept;
 
 // `text` with each control and format character replaced by its number: "‹U+202E›". These include line breaks, tabs and
 // the invisible characters that reverse the text direction. For texts from outside the program, which could otherwise

@@ -6,6 +6,7 @@
 
 #include "framework/Handles.h"
 #include "framework/Module.h"
+#include "framework/Text.h"
 
 namespace {
 
@@ -14,7 +15,7 @@ constexpr UINT_PTR kSubclassId = 1;
 // The name of the window property that holds a window's object. It contains the module's address, so that objects of
 // another module in the process are not found.
 const wchar_t* ObjectProperty() {
-    static const std::wstring name = L"CWnd:" + std::to_wstring(reinterpret_cast<UINT_PTR>(Module::Instance()));
+    static const std::wstring name = L"CWnd:" + NumberText(reinterpret_cast<INT_PTR>(Module::Instance()));
     return name.c_str();
 }
 

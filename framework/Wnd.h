@@ -119,13 +119,13 @@ class CWaitCursor {
     HCURSOR before_;  // shared
 };
 
-// Sets a flag to true and restores its previous value at the end of the scope.
-class Raised {
+// Sets a flag until the end of the scope, which restores its previous value.
+class FlagScope {
   public:
-    explicit Raised(bool& flag) noexcept : flag_(flag), before_(std::exchange(flag, true)) {}
-    ~Raised() { flag_ = before_; }
-    Raised(const Raised&) = delete;
-    Raised& operator=(const Raised&) = delete;
+    explicit FlagScope(bool& flag) noexcept : flag_(flag), before_(std::exchange(flag, true)) {}
+    ~FlagScope() { flag_ = before_; }
+    FlagScope(const FlagScope&) = delete;
+    FlagScope& operator=(const FlagScope&) = delete;
 
   private:
     bool& flag_;

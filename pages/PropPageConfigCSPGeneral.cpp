@@ -6,7 +6,7 @@
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/StaticLink.h"
 #include "applet/services/Strings.h"
-#include "csp/ProductProviders.h"
+#include "csp/Providers.h"
 #include "framework/DataExchange.h"
 #include "framework/Module.h"
 #include "framework/PropertySheet.h"

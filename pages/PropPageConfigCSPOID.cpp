@@ -4,7 +4,7 @@
 
 #include "applet/services/SupportLibrary.h"
 #include "csp/ProviderParameters.h"
-#include "csp/ProviderRegistry.h"
+#include "csp/Providers.h"
 #include "framework/DataExchange.h"
 #include "resources/resource.h"
 #include "settings/InstalledProduct.h"

@@ -8,7 +8,7 @@
 #include "framework/DataExchange.h"
 #include "framework/Wnd.h"
 #include "resources/resource.h"
-#include "settings/ProviderLists.h"
+#include "csp/Providers.h"
 
 namespace {
 

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "framework/Handles.h"
+#include "framework/Text.h"
 
 namespace {
 
@@ -54,7 +55,7 @@ DWORD WriteExport(const std::wstring& path, const std::string& text, bool overwr
     std::wstring beside;
     DWORD error = ERROR_FILE_EXISTS;
     for (int number = 0; error == ERROR_FILE_EXISTS && number < 100; ++number) {
-        beside = directory + L"~export" + std::to_wstring(number) + L".tmp";
+        beside = directory + L"~export" + NumberText(number) + L".tmp";
         error = WriteNew(beside, text);
     }
     if (error != ERROR_SUCCESS || MoveFileExW(beside.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING)) return error;

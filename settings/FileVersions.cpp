@@ -6,6 +6,7 @@
 
 #include "framework/Handles.h"
 #include "framework/Registry.h"
+#include "framework/Text.h"
 #include "settings/ImageHeaders.h"
 
 namespace {
@@ -146,10 +147,10 @@ std::wstring FileVersionsReader::VersionOf(const std::wstring& path) const {
         return {};
     }
     const auto& numbers = *static_cast<const VS_FIXEDFILEINFO*>(fixed);
-    std::wstring text = std::to_wstring(HIWORD(numbers.dwFileVersionMS));
+    std::wstring text = NumberText(HIWORD(numbers.dwFileVersionMS));
     for (const WORD number :
          {LOWORD(numbers.dwFileVersionMS), HIWORD(numbers.dwFileVersionLS), LOWORD(numbers.dwFileVersionLS)}) {
-        text += L'.' + std::to_wstring(number);
+        text += L'.' + NumberText(number);
     }
     return text;
 }

@@ -3,8 +3,8 @@
 
 #include "csp/CryptProvContext.h"
 #include "csp/ProviderParameters.h"
+#include "csp/Providers.h"
 #include "settings/AlgorithmSettings.h"
-#include "settings/ProviderLists.h"
 #include "settings/SecuritySettings.h"
 #include "settings/SettingRows.h"
 

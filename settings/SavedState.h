@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "csp/ProviderRegistry.h"
+#include "csp/Providers.h"
 #include "framework/Result.h"
 
 class SavedPlace {

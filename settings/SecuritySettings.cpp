@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "applet/services/SupportLibrary.h"
-#include "csp/ProductProviders.h"
+#include "csp/Providers.h"
 #include "framework/Handles.h"
 
 namespace {

@@ -13,7 +13,7 @@
 
 #include "csp/CryptProvContext.h"
 #include "csp/ProviderParameters.h"
-#include "csp/ProviderRegistry.h"
+#include "csp/Providers.h"
 #include "settings/StoredValue.h"
 
 // Where a provider keeps its keys. The values are positions in the group of radio buttons.

@@ -12,7 +12,7 @@
 #include <variant>
 #include <vector>
 
-#include "csp/ProviderRegistry.h"
+#include "csp/Providers.h"
 #include "framework/Result.h"
 #include "settings/SavedState.h"
 #include "settings/StoredValue.h"

@@ -6,7 +6,7 @@
 
 #include "applet/services/SupportLibrary.h"
 #include "framework/Handles.h"
-#include "settings/ProviderLists.h"
+#include "csp/Providers.h"
 
 namespace {
 

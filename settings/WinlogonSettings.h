@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "csp/ProviderRegistry.h"
+#include "csp/Providers.h"
 #include "settings/KeyReaders.h"
 #include "settings/StoredValue.h"
 

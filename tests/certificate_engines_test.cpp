@@ -1,4 +1,4 @@
-// Certificate files and the search for containers, without windows.
+// Certificates in files, in containers and in stores, and the search for containers, without windows.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -6,93 +6,106 @@
 #include <algorithm>
 #include <random>
 
+#include "csp/CertificateInstallation.h"
 #include "csp/CertificateStores.h"
+#include "csp/ContainerCertificates.h"
 #include "csp/ContainerCopy.h"
 #include "csp/ContainerSearch.h"
 #include "csp/KeyLink.h"
 #include "tests/support/Certificates.h"
+#include "tests/support/CryptCalls.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/Provider.h"
 
 namespace {
 
-using Text = std::wstring;
+std::string Decoded(const std::string& base64) {
+    auto size = static_cast<DWORD>(base64.size());
+    TestBytes bytes(size);
+    CryptStringToBinaryA(base64.c_str(), 0, CRYPT_STRING_BASE64HEADER, bytes.data(), &size, nullptr, nullptr);
+    return {bytes.begin(), bytes.begin() + size};
+}
 
-int Held(const Text& path) {  // 2: several
+enum Held { None, One, Several };
+
+Held HeldBy(const std::wstring& path) {
     const auto file = OpenCertificateFile(path);
-    return !file ? 0 : file->only ? 1 : 2;
+    return !file ? None : file->only ? One : Several;
 }
 
 TEST(CertificateFile, TellsWhatItHolds) {
     const TemporaryDirectory directory;
-    const Text& here = directory.Path();
+    const std::wstring& here = directory.Path();
     const std::string one = Read(kData + L"one.cer"), several = Read(kData + L"several.p7b"),
                       lists = Read(kData + L"crl.p7b");
-    RunTool(L"create vt-file --keys xs");
-    RunTool(L"certificate vt-file vt-file --key s --format sst --out \"" + here + L"made.sst\"");
-    RunTool(L"remove vt-file");
+    ToolContainer(L"vt-file", L"--keys xs").WriteCertificate(here + L"made.sst", L"s", L"vt-file --format sst");
     const std::string store = Read(here + L"made.sst");
     std::string noise(10 << 20, '\0');
     std::generate(noise.begin(), noise.end(), std::mt19937());
-    const std::tuple<const wchar_t*, std::string, int> files[] = {
-        {L"base64.crt", one, 1},
-        {L"Имя %1.txt", Decoded(one), 1},
-        {L"single.der", Decoded(Read(kData + L"single.p7b")), 1},
-        {L"several.b64", several, 2},
-        {L"several.p7m", Decoded(several), 2},
-        {L"store", store, 2},
-        {L"empty-store", store.substr(0, 8) + std::string(12, '\0'), 0},
-        {L"lists.p7b", lists, 0},
-        {L"empty.cer", "", 0},
-        {L"half.cer", Decoded(one).substr(0, 200), 0},
-        {L"noise.cer", noise, 0},
+    const std::tuple<const wchar_t*, std::string, Held> files[] = {
+        {L"base64.crt", one, One},
+        {L"Имя %1.txt", Decoded(one), One},
+        {L"single.der", Decoded(Read(kData + L"single.p7b")), One},
+        {L"several.b64", several, Several},
+        {L"several.p7m", Decoded(several), Several},
+        {L"store", store, Several},
+        {L"empty-store", store.substr(0, 8) + std::string(12, '\0'), None},
+        {L"lists.p7b", lists, None},
+        {L"empty.cer", "", None},
+        {L"half.cer", Decoded(one).substr(0, 200), None},
+        {L"noise.cer", noise, None},
     };
     for (const auto& [name, content, expected] : files) {
         std::ofstream(std::filesystem::path(here + name), std::ios::binary) << content;
-        EXPECT_EQ(Held(here + name), expected) << testing::PrintToString(Text(name));
+        EXPECT_EQ(HeldBy(here + name), expected) << testing::PrintToString(std::wstring(name));
     }
-    const Text locked = here + L"base64.crt", longest = here + Text(260 - here.size(), L'x');
+    const std::wstring locked = here + L"base64.crt", longest = here + std::wstring(260 - here.size(), L'x');
     const UniqueKernelHandle lock(CreateFileW(locked.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-    for (const Text& path : {locked, longest, here, here + L"none", Text(L"?"), Text(L"NUL")})
-        EXPECT_EQ(Held(path), 0) << testing::PrintToString(path);
+    for (const std::wstring& path : {locked, longest, here, here + L"none", std::wstring(L"?"), std::wstring(L"NUL")})
+        EXPECT_EQ(HeldBy(path), None) << testing::PrintToString(path);
 }
 
-// Notes the steps; stops before the one of this number.
-struct Steps final : SearchProgress {
-    explicit Steps(std::size_t stop = 0) : stopAt(stop) {}
-    bool Searching(const Text& provider, const Text& container) override {
+// Records the steps; stops before the one of this number.
+struct TakenSteps final : SearchProgress {
+    explicit TakenSteps(std::size_t stop = 0) : stopAt(stop) {}
+    bool Searching(const std::wstring& provider, const std::wstring& container) override {
         taken.push_back(container.empty() ? provider : container);
         return taken.size() != stopAt;
     }
-    std::vector<Text> taken;
+    std::vector<std::wstring> taken;
     std::size_t stopAt;
 };
 
-const SearchedProvider kProviders[] = {{kProvider71, 71}, {L"Nobody", 75}, {kProvider75, 75}};
+const Provider kProviders[] = {{kProvider71, 71}, {L"Nobody", 75}, {kProvider75, 75}};
+
+UniqueCertificate OnlyIn(const std::wstring& path) {
+    return std::move(OpenCertificateFile(path)->only);
+}
 
 TEST(ContainerSearch, InOrderUpToTheFirstMatch) {
     const TemporaryDirectory directory;
-    const Text path = directory.Path() + L"key.cer";
+    const std::wstring path = directory.Path() + L"key.cer", options = L"--exportable --keys xs --certs none";
+    const ToolContainer first(L"vt-a", options), second(L"vt-b", options),
+        computers(L"vt-m", options, ComputersOf(kProvider75));
+    const TestContainer copied(L"vt-c", 75, kCopyTargetFlags & ~DWORD{CRYPT_NEWKEYSET});  // after the original
     CCryptProvContext context;
-    const auto open = [&](const wchar_t* name, DWORD flags = 0) {
-        EXPECT_TRUE(context.Acquire(flags, name, kProvider75, 75)) << std::hex << GetLastError();
+    const auto open = [&](const wchar_t* name) {
+        EXPECT_TRUE(context.Acquire(0, name, kProvider75, 75)) << std::hex << GetLastError();
         return context.Get();
     };
-    for (const wchar_t* name : {L"vt-a", L"vt-b"})
-        RunTool(L"create " + Text(name) + L" --exportable --keys xs --certs none");
     ContainerCopy copy;
     ASSERT_TRUE(copy.OpenVerification(kProvider75, 75));
     ASSERT_EQ(ErrorOf(ReadSourceContainer(open(L"vt-b"), copy)), S_OK);
-    ASSERT_EQ(ErrorOf(WriteTargetContainer(copy, open(L"vt-c", kCopyTargetFlags | CRYPT_SILENT))), S_OK);
+    ASSERT_EQ(ErrorOf(WriteTargetContainer(copy, copied.Get())), S_OK);
     ASSERT_TRUE(copy.Clear());
-    for (const wchar_t* key : {L"x", L"s"}) {
-        RunTool(L"certificate vt-c --key " + Text(key) + L" --out \"" + path + L"\"");
-        const UniqueCertificate certificate = std::move(OpenCertificateFile(path)->only);
-        const auto search = [&](Steps& steps, KeySet keySet = KeySet::User) {
-            return SearchContainers(kProviders, keySet, *certificate.get(), steps);
-        };
-        Steps all, none;
-        const SearchResult found = search(all);
+    const auto search = [&](const CERT_CONTEXT& certificate, TakenSteps steps, KeySet keySet = KeySet::User) {
+        return SearchContainers(kProviders, keySet, certificate, steps);
+    };
+    for (const auto& [key, keySpec] : {std::pair(L"x", AT_KEYEXCHANGE), {L"s", AT_SIGNATURE}}) {
+        second.WriteCertificate(path, key);
+        const UniqueCertificate certificate = OnlyIn(path);
+        TakenSteps all;
+        const SearchResult found = SearchContainers(kProviders, KeySet::User, *certificate.get(), all);
         EXPECT_EQ(found.end, SearchEnd::Found);
         EXPECT_EQ(found.provider, 2u);
         EXPECT_EQ(found.container, L"vt-b");
@@ -100,26 +113,122 @@ TEST(ContainerSearch, InOrderUpToTheFirstMatch) {
         EXPECT_EQ(all.taken.back(), L"vt-b");
         EXPECT_EQ(std::ranges::count(all.taken, L"vt-a"), 1);
         EXPECT_EQ(std::ranges::count(all.taken, L"vt-c"), 0);
-        EXPECT_EQ(search(none, KeySet::Computer).end, SearchEnd::NotFound);
-        for (std::size_t at = 1; at <= all.taken.size(); ++at) {
-            Steps stopped(at);
-            EXPECT_EQ(search(stopped).end, SearchEnd::Stopped);
-            EXPECT_EQ(stopped.taken.size(), at);
-        }
-        EXPECT_EQ(FindMatchingKey(open(L"vt-b"), *certificate.get()), *key == L'x' ? 1u : 2u);
+        EXPECT_EQ(search(*certificate.get(), TakenSteps(), KeySet::Computer).end, SearchEnd::NotFound);
+        for (std::size_t at = 1; at <= all.taken.size(); ++at)
+            EXPECT_EQ(search(*certificate.get(), TakenSteps(at)).end, SearchEnd::Stopped) << at;
+        EXPECT_EQ(FindMatchingKey(open(L"vt-b"), *certificate.get()), DWORD(keySpec));
         EXPECT_EQ(FindMatchingKey(open(L"vt-a"), *certificate.get()), 0u);
     }
-    const UniqueCertificate certificate = std::move(OpenCertificateFile(path)->only);
+    computers.WriteCertificate(path, L"x");
+    const UniqueCertificate certificate = OnlyIn(path);
+    EXPECT_EQ(search(*certificate.get(), TakenSteps(), KeySet::Computer).container, L"vt-m");
+    second.WriteCertificate(path, L"x");
+    const UniqueCertificate users = OnlyIn(path);
     SearchResult result;
-    const auto search = [&] {
-        Steps steps;
-        result = SearchContainers(kProviders, KeySet::User, *certificate.get(), steps);
+    FaultInjection().Survive(
+        "search",
+        [&] {
+            result = {};
+            result = search(*users.get(), TakenSteps());
+        },
+        [&](const Fault&) {
+            return result.end == SearchEnd::Found && result.container < L"vt-b" ? "a wrong one" : "";
+        });
+}
+
+// What the system keeps for a key's identifier is removed before each addition.
+TEST(CertificateInstallation, ReplacesACertificateOnYesOnly) {
+    struct Answer final : ReplaceQuestion {
+        bool Replace() override { return ++asked, replace; }
+        int asked = 0;
+        bool replace = false;
     };
-    FaultInjection().Survive("search", search, [&](const Fault&) {
-        return result.end == SearchEnd::Found && result.container < L"vt-b" ? "a wrong one" : "";
+    const UniqueCertificateStore store(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
+    const UniqueCertificate made = SelfSigned();
+    std::vector<std::pair<DWORD, DWORD>> removed;  // property and flags
+    std::vector<CryptCalls::Word> additions;       // CERT_STORE_ADD_…
+    const CryptCalls calls([&](const CryptCalls::Call& call) -> CryptCalls::Word {
+        // Not every system makes an identifier from the certificate's key.
+        if (call.name == "CertGetCertificateContextProperty" && call.a[1] == CERT_KEY_IDENTIFIER_PROP_ID)
+            return *call.At<DWORD*>(3) = 20, TRUE;
+        if (call.name == "CertAddCertificateContextToStore") additions.push_back(call.a[2]);
+        if (call.name != "CryptSetKeyIdentifierProperty") return call();
+        EXPECT_EQ(call.At<const CRYPT_HASH_BLOB*>(0)->cbData, 20u);
+        removed.emplace_back(call.a[1], call.a[2]);
+        return FALSE;  // as on systems that keep nothing
     });
-    context.Release();
-    for (const wchar_t* name : {L"vt-a", L"vt-b", L"vt-c"}) RunTool(Text(L"remove ") + name);
+    const struct {
+        const wchar_t* container;  // of the certificate's link
+        bool replace;
+        HRESULT result;
+        const wchar_t* stored;  // link
+        int asked;
+    } cases[] = {
+        {L"first", false, S_OK, L"first", 0},
+        {L"second", false, HRESULT_FROM_WIN32(ERROR_CANCELLED), L"first", 1},
+        {L"third", true, S_OK, L"third", 2},
+    };
+    Answer answer;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.container));
+        const UniqueCertificate certificate(
+            CertCreateCertificateContext(X509_ASN_ENCODING, made.get()->pbCertEncoded, made.get()->cbCertEncoded));
+        ASSERT_TRUE(WriteKeyLink(*certificate.get(), {c.container, kProvider75, 75}));
+        answer.replace = c.replace;
+        EXPECT_EQ(ErrorOf(AddToStore(store.get(), *certificate.get(), answer)), c.result);
+        EXPECT_EQ(answer.asked, c.asked);
+        const UniqueCertificate found = FindTestCertificate(store.get());
+        ASSERT_TRUE(found);
+        EXPECT_EQ(ReadKeyLink(*found.get()).value_or(KeyLink{}).container, c.stored);
+    }
+    const std::pair<DWORD, DWORD> deletion(0, CRYPT_KEYID_DELETE_FLAG);
+    EXPECT_EQ(removed, std::vector(3, deletion));
+    // The stored link alone does not show whether the certificate was replaced on every system.
+    constexpr CryptCalls::Word kNew = CERT_STORE_ADD_NEW, kReplace = CERT_STORE_ADD_REPLACE_EXISTING;
+    EXPECT_EQ(additions, (std::vector{kNew, kNew, kNew, kReplace}));
+}
+
+// The extension's identifier decides. What isn't certificates is no failure until it is to be installed.
+TEST(ContainerCertificates, GoIntoTheStoresOfTheirKind) {
+    const KeptStores kept;
+    const ToolContainer container(L"vt-chain", L"--keys none");
+    CCryptProvContext context;
+    ASSERT_TRUE(context.Acquire(0, L"vt-chain", kProvider75, 75));
+    const UniqueCertificate made = SelfSigned();
+    const std::string encoded(reinterpret_cast<const char*>(made.get()->pbCertEncoded), made.get()->cbCertEncoded),
+        size{static_cast<char>(encoded.size() >> 8), static_cast<char>(encoded.size())},
+        chain = "\x30\x82" + size + encoded, noChain = "\x04\x01\xFF";
+    const StoreCounts intermediate = {{"user's ca", 1}}, root = {{"user's root", 1}}, nowhere;
+    const struct {
+        const char *name, *identifier;
+        std::string value;
+        StoreCounts installed;
+        bool good = true;
+        int shown = 1;  // certificates
+    } cases[] = {
+        {"intermediate", "1.2.643.2.2.37.3.1", chain, intermediate},
+        {"root", "1.2.643.2.2.37.3.2", chain, root},
+        {"another root", "1.2.643.2.2.37.3.3", chain, root},
+        {"unknown", "1.2.643.2.2.37.3.4", chain, nowhere, true, 0},
+        {"unknown without certificates", "1.2.3", noChain, nowhere, true, 0},
+        {"root without certificates", "1.2.643.2.2.37.3.3", noChain, nowhere, false, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const CryptCalls extensions = FakedExtensions({ExtensionRecordOf(0, c.value, c.identifier)});
+        UniqueCertificateStore store;
+        EXPECT_EQ(ErrorOf(ReadExtensionCertificates(context.Get(), store)), S_OK);
+        EXPECT_EQ(CountCertificates(store.get()), c.shown);
+        for (const char* time : {"first", "second, when they are there already"}) {
+            SCOPED_TRACE(time);
+            EXPECT_EQ(InstallExtensionCertificates(context.Get(), KeySet::User).operator bool(), c.good);
+        }
+        EXPECT_EQ(RemoveTestCertificates(), c.installed);
+    }
+    const CryptCalls extensions = FakedExtensions({ExtensionRecordOf(0, chain, "1.2.643.2.2.37.3.1")}),
+                     refused = Failing("CertAddEncodedCertificateToStore", ERROR_NO_MORE_ITEMS);  // no listing's end
+    EXPECT_EQ(ErrorOf(InstallExtensionCertificates(context.Get(), KeySet::User)),
+              HRESULT_FROM_WIN32(ERROR_NO_MORE_ITEMS));
 }
 
 }  // namespace

@@ -4,12 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "applet/services/ErrorText.h"
-#include "applet/services/Strings.h"
-#include "csp/CertificateText.h"
 #include "csp/KeyLink.h"
 #include "tests/support/Certificates.h"
-#include "tests/support/CryptCalls.h"
 #include "tests/support/Provider.h"
 #include "tests/support/Wizards.h"
 #include "wizards/CertificateDialogs.h"
@@ -18,178 +14,143 @@
 
 namespace {
 
-using Text = std::wstring;
+// What the provider shows as a name that ends in a control character.
+constexpr wchar_t kSubject[] = L" --subject \"CN=VestraTest\x202E\"", kShownName[] = L"VestraTest‹U+202E›";
+constexpr wchar_t kNoCertificates[] = L"--keys xs --certs none";
 
-Box Told(UINT style, UINT id, const Text& insert = {}) {
-    return {style, FormatStringId(id, insert)};
+UniqueCertificate Stored(bool machine = false) {
+    return FindTestCertificate(SystemStore(L"My", machine).get());
 }
 
-PCCERT_CONTEXT WINAPI ChooseFirst(const SelectCertificateRequest* request) {
-    const PCCERT_CONTEXT first = CertEnumCertificatesInStore(request->rghDisplayStores[0], nullptr);
-    reinterpret_cast<DisplayCertificate>(request->pDisplayCallback)(first, request->hwndParent, nullptr);
-    return first;
-}
-
-Text viewed;  // flags and number of certificates in the additional store, each time, and the thread's provider set then
-
-BOOL WINAPI View(const CRYPTUI_VIEWCERTIFICATE_STRUCTW* request, BOOL*) {
-    viewed += std::to_wstring(request->dwFlags) + L"|" +
-              std::to_wstring(request->cStores ? CountCertificates(request->rghStores[0]) : -1) + L"|";
-    return TRUE;
-}
-
-BOOL WINAPI SetDefaultProvider(HCRYPTPROV provider) {
-    viewed += L"default " + std::to_wstring(provider) + L"|";
-    return TRUE;
-}
-
-// What is kept in the store for a key's identifier, and removed before an addition, by property and flags.
-struct KeyIdentifiers {
-    static BOOL WINAPI Remove(const CRYPT_HASH_BLOB* key, DWORD property, DWORD flags, LPCWSTR, void*, const void*) {
-        EXPECT_EQ(key->cbData, 20u);
-        removed.emplace_back(property, flags);
-        return FALSE;  // as of systems that keep nothing
-    }
-    // Not every system makes an identifier from the certificate's key.
-    static BOOL WINAPI Get(PCCERT_CONTEXT certificate, DWORD property, void* data, DWORD* length) {
-        if (property != CERT_KEY_IDENTIFIER_PROP_ID)
-            return self->get.Original<decltype(Get)>()(certificate, property, data, length);
-        *length = 20;
-        return TRUE;
-    }
-    static inline std::vector<std::pair<DWORD, DWORD>> removed;
-    static inline const KeyIdentifiers* self;
-    const ImportPatch remove{(self = this, removed.clear(), nullptr), "CryptSetKeyIdentifierProperty", &Remove},
-        get{nullptr, "CertGetCertificateContextProperty", &Get};
-};
-
-int browsed;  // where for a store
-
-HCERTSTORE WINAPI ChooseNone(const SelectStoreRequest* request) {
-    browsed = static_cast<int>(request->pSources->rgEnumerations->dwFlags);
-    return nullptr;
-}
-
-DWORD refusal;
-
-BOOL WINAPI Refuse() {  // in any call's place
-    SetLastError(refusal);
-    return FALSE;
-}
-
-BOOL WINAPI OpenFile(OPENFILENAMEW* request) {
-    EXPECT_TRUE((request->Flags & ~DWORD{OFN_EXPLORER}) == 0x00A01C09 && !*request->lpstrFile);
-    lstrcpyW(request->lpstrFile, (kData + L"several.p7b").c_str());
-    return TRUE;
-}
-
-struct CertificateWizards : WizardTest {
-    ~CertificateWizards() override { RunTool(L"remove vt-w"), RunTool(L"remove vt-w --machine"); }
-    static void Make(const Text& options = L"--certs none", const Text& scope = {}) {
-        RunTool(L"remove vt-w" + scope);
-        EXPECT_EQ(RunTool(L"create vt-w --subject CN=VestraTest " + options + scope), 0u);
-    }
-    // A file with a certificate of a key of vt-w.
-    Text File(const Text& options = L"--key x") {
-        RunTool(L"certificate vt-w --subject CN=VestraTest --out \"" + path + L"\" " + options);
+class CertificateWizards : public WizardTest {
+  protected:
+    // A file with a certificate of a key of the container.
+    std::wstring File(const ToolContainer& container, const wchar_t* key = L"x") const {
+        container.WriteCertificate(path, key, kSubject);
         return path;
     }
-    static Step TypeFile(const Text& name) {
-        return [=](HWND sheet) { Ui::Type(Ui::Page(sheet), IDC_FILE_NAME, name.c_str()); };
+    static Step TypeFile(const std::wstring& name) { return Type(name, IDC_FILE_NAME); }
+    static bool Install(const Steps& steps, const std::deque<int>& answers = {}) {
+        return Run<CWizardInstallPrivateCertificate>(steps, answers);
     }
-    // `first` answers the first question; the others are answered with yes.
-    template <class Wizard>
-    INT_PTR Go(Steps steps, int first = IDYES) {
-        shown.clear(), ShownBoxes::answers = {first};
-        Wizard wizard(nullptr);
-        return Run(wizard, std::move(steps));
-    }
-    INT_PTR Install(Steps steps, int first = IDYES) {
-        return Go<CWizardInstallPrivateCertificate>(std::move(steps), first);
-    }
-    const Step next = Press(PSBTN_NEXT), back = Press(PSBTN_BACK), finish = Press(PSBTN_FINISH),
-               search = Click(IDC_SELECT_AUTOMATICALLY), none = [](HWND) {};
-    static inline Boxes& shown = ShownBoxes::shown;  // by the last run
-    const ShownBoxes box;
+    const Step search = Click(IDC_SELECT_AUTOMATICALLY), install = Click(IDC_CERTIFICATE_INSTALL);
     const TemporaryDirectory directory;
-    const Text path = directory.Path() + L"Имя\x202E %1.cer", shownPath = directory.Path() + L"Имя‹U+202E› %1.cer";
+    const std::wstring path = directory.Path() + L"Имя\x202E %1.cer",
+                       shownPath = directory.Path() + L"Имя‹U+202E› %1.cer";
     const KeptStores kept;
-    const LibraryFunction open{"GetOpenFileNameW", &OpenFile}, choose{"CryptUIDlgSelectCertificateW", &ChooseFirst},
-        view{"CryptUIDlgViewCertificateW", &View};
+    // Flags, number of certificates in the additional store (-1: none), key that the certificate has a link to.
+    std::vector<std::tuple<DWORD, int, DWORD>> viewed;
+    const StandIn<BOOL(const CRYPTUI_VIEWCERTIFICATE_STRUCTW*, BOOL*)> view{
+        "CryptUIDlgViewCertificateW", [this](const CRYPTUI_VIEWCERTIFICATE_STRUCTW* request, BOOL*) {
+            viewed.emplace_back(request->dwFlags, request->cStores ? CountCertificates(request->rghStores[0]) : -1,
+                                ReadKeyLink(*request->pCertContext).value_or(KeyLink{}).keySpec);
+            return TRUE;
+        }};
+    // Shows the first certificate, then chooses it.
+    const StandIn<PCCERT_CONTEXT(const SelectCertificateRequest*)> choose{
+        "CryptUIDlgSelectCertificateW", [](const SelectCertificateRequest* request) {
+            const PCCERT_CONTEXT first = CertEnumCertificatesInStore(request->rghDisplayStores[0], nullptr);
+            reinterpret_cast<DisplayCertificate>(request->pDisplayCallback)(first, request->hwndParent, nullptr);
+            return first;
+        }};
 };
 
+constexpr DWORD kViewOnly = CRYPTUI_DISABLE_EDITPROPERTIES | CRYPTUI_DISABLE_ADDTOSTORE;
+
+// The rows of the summary as the earlier pages showed them.
+Texts CertificateRows(HWND page) {
+    const std::pair<const wchar_t*, UINT> fields[] = {
+        {L"  certificate name|", IDC_CERTIFICATE_NAME}, {L"  subject|", IDC_CERTIFICATE_SUBJECT},
+        {L"  issuer|", IDC_CERTIFICATE_ISSUER},         {L"  valid from|", IDC_CERTIFICATE_FROM},
+        {L"  valid to|", IDC_CERTIFICATE_TO},           {L"  serial number|", IDC_CERTIFICATE_SERIAL_NUMBER}};
+    Texts rows;
+    for (const auto& [label, edit] : fields) rows.push_back(label + Ui::Text(page, edit));
+    return rows;
+}
+
+// On every page forth and back, then to the end.
 TEST_F(CertificateWizards, GoFromTheFileToTheStoreWithALink) {
-    const LibraryFunction browse("CryptUIDlgSelectStoreW", &ChooseNone);
-    for (const auto& [spec, machine, write] : {std::tuple(1u, false, false), {2u, false, true}, {1u, true, true}}) {
-        const Text csp = spec == 2 ? kProvider71 : kProvider75, personal = CryptFindLocalizedName(L"MY"),
-                   scope = (machine ? L" --machine --provider \"" : L" --provider \"") + csp + L"\"";
-        Make(L"--keys xs --certs none", scope);
-        File((spec == 2 ? L"--key s" : L"--key x") + scope);
-        std::vector<Text> rows = {L"Get certificate|", L"  from file|" + shownPath};
-        const auto fields = [&](HWND sheet) {
+    const struct {
+        const char* name;
+        DWORD keySpec;
+        bool machine;  // and written into the container
+        const wchar_t *provider, *key, *keyName;
+    } cases[] = {
+        {"user's exchange key", AT_KEYEXCHANGE, false, kProvider75, L"x", L"encryption"},
+        {"computer's signature key", AT_SIGNATURE, true, kProvider71, L"s", L"signature"},
+    };
+    const std::wstring personal = CryptFindLocalizedName(L"MY");
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const ToolContainer container(L"vt-w", kNoCertificates, c.machine ? ComputersOf(c.provider) : L"");
+        File(container, c.key);
+        Texts rows;
+        const Step note = [&](HWND sheet) {
             const HWND page = Ui::Page(sheet);
-            const wchar_t* labels[] = {L"name", L"subject", L"issuer", L"valid from", L"valid to", L"serial number"};
-            const UINT edits[] = {IDC_CERTIFICATE_NAME, IDC_CERTIFICATE_SUBJECT, IDC_CERTIFICATE_ISSUER,
-                                  IDC_CERTIFICATE_FROM, IDC_CERTIFICATE_TO,      IDC_CERTIFICATE_SERIAL_NUMBER};
-            for (size_t i = 0; i < 6; ++i)
-                rows.push_back((i ? L"  " : L"  certificate ") + Text(labels[i]) + L"|" + Ui::Text(page, edits[i]));
             for (const UINT hidden : {IDC_CERTIFICATE_INSTALL, IDC_CERTIFICATE_NOTE, IDC_CERTIFICATE_USE})
                 EXPECT_FALSE(Ui::Visible(page, hidden)) << hidden;
-            EXPECT_EQ(rows[2], L"  certificate name|VestraTest");
-            EXPECT_EQ(rows[4], L"  issuer|CN=VestraTest");
-            EXPECT_NE(rows[7], L"  serial number|");
             EXPECT_FALSE(Ui::Enabled(page, IDC_CERTIFICATE_BROWSE));
-            rows.insert(rows.end(),
-                        {L"Make link|", L"  to private key|" + Text(spec == 2 ? L"signature" : L"encryption"),
-                         L"  from container|vt-w", L"Install certificate|", L"  to certificate store|" + personal});
-            if (write) rows.emplace_back(L"  in container|");
+            rows = CertificateRows(page);
+            EXPECT_EQ(rows[0], L"  certificate name|" + std::wstring(kShownName));
+            EXPECT_EQ(rows[2], L"  issuer|CN=" + std::wstring(kShownName));
+            EXPECT_NE(rows[5], L"  serial number|");
+            const std::wstring keyName = c.keyName;
+            rows.insert(rows.begin(), {L"Get certificate|", L"  from file|" + shownPath});
+            rows.insert(rows.end(), {L"Make link|", L"  to private key|" + keyName, L"  from container|vt-w"});
+            rows.insert(rows.end(), {L"Install certificate|", L"  to certificate store|" + personal});
+            if (c.machine) rows.emplace_back(L"  in container|");
         };
-        const auto summary = [&](HWND sheet) {
-            const HWND list = GetDlgItem(Ui::Page(sheet), IDC_INSTALL_SUMMARY);
-            std::vector<Text> listed;
-            for (int row = 0; row < ListView_GetItemCount(list); ++row) {
-                wchar_t cells[2][300] = {};
-                for (const int column : {0, 1}) ListView_GetItemText(list, row, column, cells[column], 300);
-                listed.push_back(cells[0] + Text(L"|") + cells[1]);
-            }
-            EXPECT_EQ(listed, rows);
-        };
-        const auto store = [&](HWND sheet) {
+        const Step summary = [&](HWND sheet) { EXPECT_EQ(Rows(sheet, IDC_INSTALL_SUMMARY), rows); };
+        DWORD browsed = 0;  // for a store, and where
+        const StandIn<HCERTSTORE(const SelectStoreRequest*)> browse(
+            "CryptUIDlgSelectStoreW", [&](const SelectStoreRequest* request) {
+                browsed = request->pSources->rgEnumerations->dwFlags;
+                return nullptr;
+            });
+        const Step store = [&](HWND sheet) {
             Shows(IDC_STORE_NAME, personal, false)(sheet);
-            EXPECT_EQ(IsDlgButtonChecked(Ui::Page(sheet), IDC_STORE_COMPUTER), UINT{machine});
+            EXPECT_EQ(IsDlgButtonChecked(Ui::Page(sheet), IDC_STORE_COMPUTER), UINT{c.machine});
             Ui::Click(Ui::Page(sheet), IDC_STORE_BROWSE);
-            EXPECT_EQ(browsed, machine ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER);
+            EXPECT_EQ(browsed, c.machine ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER);
         };
-        const Step computer = machine ? Step(Click(IDC_SELECT_COMPUTER)) : none,
-                   check = write ? Step(Click(IDC_STORE_WRITE_TO_CONTAINER)) : none;
-        const Step named = Shows(IDC_SELECT_NAME, L"vt-w", false), its = Shows(IDC_SELECT_PROVIDER, csp, false);
-        // There, back to the file, which keeps its certificate, and there again.
-        const Steps there = {NextIs(false), TypeFile(path), NextIs(true), next, fields, next, computer, search},
-                    again = {named, its, back, back, next, next, Shows(IDC_SELECT_NAME, L"")},
-                    on = {computer, search, next, store, back, next, check, next, summary, back, next};
-        EXPECT_EQ(Install(there + again + on + Steps{summary, finish}), ID_WIZFINISH);
-        EXPECT_EQ(shown, Boxes{});
-        const UniqueCertificate found = FindTestCertificate(SystemStore(L"My", machine).get());
-        ASSERT_TRUE(found);
-        const KeyLink link = ReadKeyLink(*found.get()).value_or(KeyLink{});
+        const Step owner = c.machine ? computer : Click(IDC_SELECT_USER),
+                   write = c.machine ? Click(IDC_STORE_WRITE_TO_CONTAINER) : Step([](HWND) {});
+        // Back on the first page, the wizard forgets the container but not the certificate.
+        const Steps found = {NextIs(false),
+                             TypeFile(path),
+                             NextIs(true),
+                             next,
+                             note,
+                             next,
+                             owner,
+                             search,
+                             Shows(IDC_SELECT_NAME, L"vt-w", false),
+                             Shows(IDC_SELECT_PROVIDER, c.provider, false)},
+                    again = {back, back, next, next, Shows(IDC_SELECT_NAME, L""), owner, search, next},
+                    end = {store, back, next, write, next, summary, back, next, summary, finish};
+        EXPECT_TRUE(Install(found + again + end));
+        EXPECT_EQ(shown, Boxes());
+        const UniqueCertificate installed = Stored(c.machine);
+        ASSERT_TRUE(installed);
+        const KeyLink link = ReadKeyLink(*installed.get()).value_or(KeyLink{});
+        EXPECT_EQ(link.keySpec, c.keySpec);
+        EXPECT_EQ(link.keySet, c.machine ? KeySet::Computer : KeySet::User);
         CCryptProvContext opened;
-        (void)opened.Acquire(machine ? CRYPT_MACHINE_KEYSET : 0, link.container.c_str(), link.provider.c_str(),
-                             link.providerType);
-        EXPECT_EQ(FindMatchingKey(opened.Get(), *found.get()), spec);
-        EXPECT_EQ(link.keySpec, spec);
-        EXPECT_EQ(link.keySet == KeySet::Computer, machine);
+        (void)opened.Acquire(FlagOf(link.keySet), link.container.c_str(), link.provider.c_str(), link.providerType);
+        EXPECT_EQ(FindMatchingKey(opened.Get(), *installed.get()), c.keySpec);
         UniqueCryptKey key;
-        const TestBytes installed(found.get()->pbCertEncoded, found.get()->pbCertEncoded + found.get()->cbCertEncoded);
-        EXPECT_TRUE(CryptGetUserKey(opened.Get(), spec, key.put()));
-        EXPECT_EQ(KeyParameter(key.get(), KP_CERTIFICATE) == installed, write);
-        EXPECT_EQ(RemoveTestCertificates(), machine ? "1|0|0|0|0|0|" : "0|0|0|1|0|0|");
-        key.reset(), opened.Release(), RunTool(L"remove vt-w" + scope);
+        EXPECT_TRUE(CryptGetUserKey(opened.Get(), c.keySpec, key.put()));
+        const BYTE* encoded = installed.get()->pbCertEncoded;
+        const TestBytes written =
+            c.machine ? TestBytes(encoded, encoded + installed.get()->cbCertEncoded) : TestBytes();
+        EXPECT_EQ(KeyParameter(key.get(), KP_CERTIFICATE), written);
+        EXPECT_EQ(RemoveTestCertificates(), (StoreCounts{{c.machine ? "computer's My" : "user's My", 1}}));
     }
 }
 
 // A window that doesn't disable the wizard, as a provider's may not, doesn't let the user start anything else.
 TEST_F(CertificateWizards, DoOneThingAtATime) {
-    Make(L"--keys xs");
+    const ToolContainer container(L"vt-w", L"--keys xs" + std::wstring(kSubject));
     HWND page = nullptr;
     const Step press = [&](HWND sheet) {
         page = Ui::Page(sheet);
@@ -201,60 +162,77 @@ TEST_F(CertificateWizards, DoOneThingAtATime) {
         };
         Ui::Click(page, IDC_CERTIFICATE_INSTALL);
     };
-    const auto stays = [&](HWND sheet) { EXPECT_EQ(Ui::Page(sheet), page); };
-    EXPECT_EQ(Go<CWizardCertificateOnContainer>({Type(L"vt-w"), next, press, stays, finish}), ID_WIZFINISH);
+    const Step stays = [&](HWND sheet) { EXPECT_EQ(Ui::Page(sheet), page); };
+    EXPECT_TRUE(Run<CWizardCertificateOnContainer>({Type(L"vt-w"), next, press, stays, finish}));
     EXPECT_EQ(shown, Boxes{Told(MB_ICONINFORMATION, IDS_INSTALLED_FOR_USER)});
 }
 
-TEST_F(CertificateWizards, AskBeforeTheyReplaceAndRefuseOtherKeys) {
-    Make();
-    const Steps steps = {TypeFile(File()), next, next, search, next, next, finish};
+TEST_F(CertificateWizards, AskBeforeTheyReplace) {
+    const ToolContainer container(L"vt-w", kNoCertificates);
+    const Steps steps = {TypeFile(File(container)), next, next, search, next, next, finish};
     const Box question = Told(MB_YESNO | MB_ICONINFORMATION, IDS_REPLACE_QUESTION);
-    const KeyIdentifiers identifiers;
-    EXPECT_EQ(Install(steps), ID_WIZFINISH);
+    EXPECT_TRUE(Install(steps));
     EXPECT_EQ(shown, Boxes());
-    EXPECT_EQ(Install(steps, IDNO), IDCANCEL);
+    EXPECT_FALSE(Install(steps, {IDNO}));
     EXPECT_EQ(shown, (Boxes{question, Told(MB_ICONINFORMATION, IDS_INSTALL_CANCELLED)}));
-    EXPECT_TRUE(WriteKeyLink(*FindTestCertificate(SystemStore(L"My").get()).get(), {L"before", kProvider75, 75}));
-    EXPECT_EQ(Install(steps), ID_WIZFINISH);
+    EXPECT_TRUE(Install(steps));
     EXPECT_EQ(shown, Boxes{question});
-    const auto link = ReadKeyLink(*FindTestCertificate(SystemStore(L"My").get()).get());
-    EXPECT_EQ(link.value_or(KeyLink{}).container, L"REGISTRY\\vt-w") << "not replaced";
-    EXPECT_EQ(RemoveTestCertificates(), "0|0|0|1|0|0|");
-    using Removed = std::vector<std::pair<DWORD, DWORD>>;
-    EXPECT_EQ(KeyIdentifiers::removed, Removed(3, {0, CRYPT_KEYID_DELETE_FLAG}));
-    Make();
-    const auto other = [](HWND sheet) { Ui::Select(Ui::Page(sheet), IDC_SELECT_PROVIDER, 1); };
+}
+
+TEST_F(CertificateWizards, RefuseTheKeyOfAnotherCertificate) {
+    {
+        const ToolContainer other(L"vt-w", kNoCertificates);
+        File(other);
+    }
+    const ToolContainer container(L"vt-w", kNoCertificates);
     const Step second = Shows(IDC_SELECT_PROVIDER, kProvider71), first = Shows(IDC_SELECT_PROVIDER, kProvider75);
-    const Step expectClient = [](HWND) { ShownBoxes::meanwhile = [] { EXPECT_TRUE(ClientIsSet()); }; };
-    Install({TypeFile(path), next, next, other, back, next, second, expectClient, search, second,
-             Shows(IDC_SELECT_NAME, L""), [](HWND sheet) { Ui::Select(Ui::Page(sheet), IDC_SELECT_PROVIDER, 0); },
-             first, Type(L"vt-w"), next, Shows(IDC_SELECT_NAME, L"vt-w")});
-    EXPECT_EQ(shown, (Boxes{{MB_ICONEXCLAMATION, L"Corresponding container not found"},
+    const Step expectClient = [&](HWND) { ShownBoxes::meanwhile = [&] { EXPECT_TRUE(ClientIsSet()); }; };
+    const Steps notFound = {TypeFile(path), next, next, SelectProvider(1), back, next, second, expectClient, search},
+                typed = {second, Shows(IDC_SELECT_NAME, L""),    SelectProvider(0), first, Type(L"vt-w"),
+                         next,   Shows(IDC_SELECT_NAME, L"vt-w")};
+    Install(notFound + typed);
+    EXPECT_EQ(shown, (Boxes{Told(MB_ICONEXCLAMATION, IDS_CONTAINER_NOT_FOUND),
                             Told(MB_ICONEXCLAMATION, IDS_KEY_OF_OTHER_CERTIFICATE)}));
 }
 
 TEST_F(CertificateWizards, TakeFilesWithCertificatesOnly) {
-    const Text fine = directory.Path() + Text(260 - directory.Path().size(), L'x');  // as long as may be
+    const StandIn<BOOL(OPENFILENAMEW*)> open("GetOpenFileNameW", [](OPENFILENAMEW* request) {
+        EXPECT_EQ(request->Flags & ~DWORD{OFN_EXPLORER}, 0x00A01C09u);
+        EXPECT_STREQ(request->lpstrFile, L"");
+        lstrcpyW(request->lpstrFile, (kData + L"several.p7b").c_str());
+        return TRUE;
+    });
+    const std::wstring fine = directory.Path() + std::wstring(260 - directory.Path().size(), L'x');  // the longest
     EXPECT_TRUE(CopyFileW((kData + L"one.cer").c_str(), fine.c_str(), FALSE));
-    for (const Text& name : {kData + L"crl.p7b", kData, Text()}) {
+    for (const std::wstring& name : {kData + L"crl.p7b", kData, std::wstring()}) {
+        SCOPED_TRACE(testing::PrintToString(name));
         Install({TypeFile(fine), next, back, TypeFile(name), next, Shows(IDC_FILE_NAME, name)});
-        EXPECT_EQ(shown, Boxes{Told(MB_OK, IDS_NO_CERTIFICATE_FILE)}) << testing::PrintToString(name);
+        EXPECT_EQ(shown, Boxes{Told(MB_OK, IDS_NO_CERTIFICATE_FILE)});
     }
-    const Step nothing = Shows(IDC_CERTIFICATE_NAME, L""), second = Shows(IDC_CERTIFICATE_NAME, L"Second");
-    viewed.clear();
-    Install({Click(IDC_FILE_BROWSE), Shows(IDC_FILE_NAME, kData + L"several.p7b"), next,
-             Shows(IDC_CERTIFICATE_PROPERTIES, L"&Properties...", false), nothing, NextIs(false),
-             Click(IDC_CERTIFICATE_BROWSE), second, NextIs(true), Click(IDC_CERTIFICATE_PROPERTIES), back, next, second,
-             back, TypeFile(kData + L"SEVERAL.p7b"), next, nothing});
-    EXPECT_EQ(viewed, L"20|-1|20|-1|");
-    EXPECT_TRUE(GetModuleHandleW(L"comdlg32.dll") && GetModuleHandleW(L"cryptui.dll"));  // their threads may go on
+    // The chosen certificate stays until another file is opened.
+    const Step nothing = Shows(IDC_CERTIFICATE_NAME, L""), second = Shows(IDC_CERTIFICATE_NAME, L"Second"),
+               disabled = Shows(IDC_CERTIFICATE_PROPERTIES, L"&Properties...", false);
+    const Steps first = {Click(IDC_FILE_BROWSE),
+                         Shows(IDC_FILE_NAME, kData + L"several.p7b"),
+                         next,
+                         disabled,
+                         nothing,
+                         NextIs(false),
+                         Click(IDC_CERTIFICATE_BROWSE),
+                         second,
+                         NextIs(true)},
+                same = {Click(IDC_CERTIFICATE_PROPERTIES), back, next, second},
+                another = {back, TypeFile(kData + L"SEVERAL.p7b"), next, nothing};
+    Install(first + same + another);
+    EXPECT_EQ(viewed, std::vector(2, std::tuple(kViewOnly, -1, DWORD{0})));
+    for (const wchar_t* library : {L"comdlg32.dll", L"cryptui.dll"})
+        EXPECT_TRUE(GetModuleHandleW(library)) << testing::PrintToString(library) << ": its threads may go on";
 }
 
 TEST_F(CertificateWizards, BrowseTheStoresAndRepeatWhatFailed) {
-    Make();
-    Text chosen;
-    const auto pick = [&](HWND dialog) {
+    const ToolContainer container(L"vt-w", kNoCertificates);
+    std::wstring chosen;
+    const Step pick = [&](HWND dialog) {
         const HWND tree = FindWindowExW(dialog, nullptr, WC_TREEVIEWW, nullptr);
         wchar_t label[100] = L"";
         TVITEMW item{TVIF_TEXT, TreeView_GetRoot(tree), 0, 0, label, 100, 0, 0, 0, 0};
@@ -263,151 +241,151 @@ TEST_F(CertificateWizards, BrowseTheStoresAndRepeatWhatFailed) {
         chosen = label;
         PostMessageW(dialog, WM_COMMAND, IDOK, 0);
     };
-    const auto cancel = [](HWND dialog) { PostMessageW(dialog, WM_COMMAND, IDCANCEL, 0); };
-    const auto picked = [&](HWND sheet) { Shows(IDC_STORE_NAME, chosen, false)(sheet); };
+    const Step cancel = [](HWND dialog) { PostMessageW(dialog, WM_COMMAND, IDCANCEL, 0); },
+               picked = [&](HWND sheet) { Shows(IDC_STORE_NAME, chosen, false)(sheet); };
     std::string_view failing;
     const CryptCalls calls([&](const CryptCalls::Call& call) {
-        const bool fails = call.name == failing;
-        if (fails) failing = {};
-        return fails ? CryptCalls::Fail(ERROR_ACCESS_DENIED) : call();
+        if (call.name != failing) return call();
+        failing = {};
+        return CryptCalls::Fail(ERROR_ACCESS_DENIED);
     });
-    Steps steps = Steps{TypeFile(File()), next, next, search, next, Post(IDC_STORE_BROWSE), cancel} +
+    Steps steps = Steps{TypeFile(File(container)), next, next, search, next, Post(IDC_STORE_BROWSE), cancel} +
                   Steps{Shows(IDC_STORE_NAME, L"", false), NextIs(false), Post(IDC_STORE_BROWSE), pick, picked} +
                   Steps{NextIs(true), Click(IDC_STORE_WRITE_TO_CONTAINER), next};
-    for (const char* name : {"CryptGetProvParam", "CryptGetUserKey", "CryptGetKeyParam", "CryptSetKeyParam"})
-        steps = steps + Steps{[&failing, name](HWND) { failing = name; }, finish};
-    EXPECT_EQ(Install(steps + Steps{finish}), ID_WIZFINISH);
-    const auto warned = [](UINT id, const Text& container) { return Told(MB_ICONEXCLAMATION, id, container); };
-    const Text unique = L"REGISTRY\\vt-w";
-    EXPECT_EQ(shown, (Boxes{warned(IDS_NO_PARAMETERS, L"vt-w"), warned(IDS_NO_KEYS, unique),
-                            warned(IDS_NO_PARAMETERS, unique), warned(IDS_LINK_FAILED, unique)}));
+    const std::wstring unique = L"REGISTRY\\vt-w";
+    const struct {
+        const char* function;
+        UINT told;
+        std::wstring container;
+    } failures[] = {{"CryptGetProvParam", IDS_NO_PARAMETERS, L"vt-w"},
+                    {"CryptGetUserKey", IDS_NO_KEYS, unique},
+                    {"CryptGetKeyParam", IDS_NO_PARAMETERS, unique},
+                    {"CryptSetKeyParam", IDS_LINK_FAILED, unique}};
+    Boxes expected;
+    for (const auto& failure : failures) {
+        steps = steps + Steps{[&](HWND) { failing = failure.function; }, finish};
+        expected.push_back(Told(MB_ICONEXCLAMATION, failure.told, failure.container));
+    }
+    EXPECT_TRUE(Install(steps + Steps{finish}));
+    EXPECT_EQ(shown, expected);
 }
 
 TEST_F(CertificateWizards, StopSearching) {
-    Make(), File();
-    for (const bool key : {true, false}) {
-        HWND sheet = nullptr;
-        int opened = 0;
-        const CryptCalls calls([&](const CryptCalls::Call& call) {
-            if (call.name == "CryptAcquireContextW" && ++opened == 1) {
-                const HWND progress = GetDlgItem(Ui::Page(sheet), IDC_SELECT_PROGRESS);
-                EXPECT_EQ(Ui::Text(progress), L"Searching in " + Text(kProvider75) + L". Press Cancel to stop.");
-                EXPECT_TRUE(IsWindowVisible(progress) && !GetUpdateRect(progress, nullptr, FALSE));
-                for (const UINT button : {kBack, kNext}) EXPECT_FALSE(Ui::Enabled(sheet, button)) << button;
-                for (const UINT control : {IDC_SELECT_NAME, IDC_SELECT_USER, IDC_SELECT_COMPUTER})
-                    EXPECT_FALSE(Ui::Enabled(Ui::Page(sheet), control)) << control;
-                PostMessageW(GetDlgItem(sheet, kNext), BM_CLICK, 0, 0);  // meant for what was there before
-                PostMessageW(key ? GetFocus() : GetDlgItem(sheet, IDCANCEL), key ? WM_KEYDOWN : BM_CLICK,
-                             key ? VK_ESCAPE : 0, 0);
-            }
-            return call();
-        });
-        Install({TypeFile(path), next, next, Type(L"typed"), [&](HWND window) { sheet = window; }, search,
-                 Shows(IDC_SELECT_NAME, L"typed"), Shows(IDC_SELECT_PROVIDER, kProvider75),
-                 Shows(IDC_SELECT_COMPUTER, L"&Computer"), NextIs(true)});
-        EXPECT_TRUE(opened == 1 && shown.empty());
-    }
+    const ToolContainer container(L"vt-w", kNoCertificates);
+    File(container);
+    HWND sheet = nullptr;
+    int opened = 0;
+    const CryptCalls calls([&](const CryptCalls::Call& call) {
+        if (call.name != "CryptAcquireContextW" || ++opened != 1) return call();
+        const HWND page = Ui::Page(sheet), progress = GetDlgItem(page, IDC_SELECT_PROGRESS);
+        EXPECT_EQ(Ui::Text(progress), L"Searching in " + std::wstring(kProvider75) + L". Press Cancel to stop.");
+        EXPECT_TRUE(IsWindowVisible(progress));
+        EXPECT_FALSE(GetUpdateRect(progress, nullptr, FALSE)) << "not painted yet";
+        for (const UINT button : {kBack, kNext}) EXPECT_FALSE(Ui::Enabled(sheet, button)) << button;
+        for (const UINT control : {IDC_SELECT_NAME, IDC_SELECT_USER, IDC_SELECT_COMPUTER})
+            EXPECT_FALSE(Ui::Enabled(page, control)) << control;
+        PostMessageW(GetDlgItem(sheet, kNext), BM_CLICK, 0, 0);  // meant for what was there before
+        PostMessageW(GetFocus(), WM_KEYDOWN, VK_ESCAPE, 0);
+        return call();
+    });
+    Install({TypeFile(path), next, next, Type(L"typed"), [&](HWND window) { sheet = window; }, search,
+             Shows(IDC_SELECT_NAME, L"typed"), Shows(IDC_SELECT_PROVIDER, kProvider75),
+             Shows(IDC_SELECT_COMPUTER, L"&Computer"), NextIs(true)});
+    EXPECT_EQ(opened, 1);
+    EXPECT_EQ(shown, Boxes());
+}
+
+// A function fails, the container's unique name is empty, or its certificates are spoiled, while the result lives.
+CryptCalls Faulty(std::string_view fault) {
+    if (fault.starts_with("Cert")) return Failing(fault, ERROR_CRC);
+    if (fault != "empty name") return SpoiledCertificates(fault);
+    return FakedParameter(PP_UNIQUE_CONTAINER,
+                          [](BYTE* data, DWORD* length, DWORD) { return Give(std::string_view("", 1), data, length); });
 }
 
 TEST_F(CertificateWizards, TellOfTheCertificatesInAContainer) {
-    using Case = std::tuple<const wchar_t*, const wchar_t*, std::vector<UINT>, int>;  // certificates in the end
-    for (const auto& [options, change, told, count] :
-         {Case(L"--keys xs", L"", {}, 2), Case(L"--keys s", L"extension=1.2.3:0:0401FF", {}, 1),
-          Case(L"--keys xs --certs s", L"", {IDS_NO_EXCHANGE_CERTIFICATE}, 1),
-          Case(L"--keys xs", L"certificate-x=other", {IDS_OTHER_EXCHANGE_KEY}, 2),
-          Case(L"--keys s", L"certificate-s=other", {IDS_OTHER_SIGNATURE_KEY}, 1),
-          Case(L"--keys s --certs none", L"", {IDS_NO_SIGNATURE_CERTIFICATE, IDS_NO_CERTIFICATES}, 0),
-          Case(L"--keys none", L"", {IDS_NO_KEYS}, 0),
-          Case(L"--keys x", nullptr, {IDS_LINK_FAILED, IDS_NO_CERTIFICATES}, 0),
-          Case(L"--keys x", L"extension=1.2.643.2.2.37.3.1:0:0401FF", {}, 1),  // not a chain, but no reason to stop
-          Case(L"--keys x", L"cut", {IDS_NO_EXCHANGE_CERTIFICATE, IDS_NO_CERTIFICATES}, 0),
-          Case(L"--keys x", L"overlong", {IDS_NO_EXCHANGE_CERTIFICATE, IDS_NO_CERTIFICATES}, 0)}) {
-        Make(options);
-        std::optional<ImportPatch> link;
-        const CryptCalls calls = SpoiledCertificates(change ? change : L"");
-        if (!change) link.emplace(nullptr, "CertSetCertificateContextProperty", &Refuse);
-        if (change && wcschr(change, L'=')) RunTool(L"set vt-w " + Text(change));
-        Go<CWizardCertificateOnContainer>(
-            {Type(L"vt-w"), next, [&, expected = count](HWND sheet) {
-                 EXPECT_EQ(!!GetDlgItem(Ui::Page(sheet), IDC_CERTIFICATE_INSTALL), expected > 0);
-                 EXPECT_EQ(Ui::Visible(Ui::Page(sheet), IDC_CERTIFICATE_NOTE), expected == 2);
-             }});
+    const struct {
+        const char* name;
+        const wchar_t *options, *change;  // of the container
+        std::vector<UINT> told;
+        DWORD key = 0;  // whose certificate is shown; 0: the wizard stays on its first page
+        bool both = false;
+        const char* fault = "";  // a function that fails, or how certificates are spoiled
+    } cases[] = {
+        {"both", L"--keys xs", L"", {}, AT_KEYEXCHANGE, true},
+        {"signature only", L"--keys s", L"", {}, AT_SIGNATURE},
+        {"none of the exchange key", L"--keys xs --certs s", L"", {IDS_NO_EXCHANGE_CERTIFICATE}, AT_SIGNATURE},
+        {"other exchange key's", L"--keys xs", L"certificate-x=other", {IDS_OTHER_EXCHANGE_KEY}, AT_KEYEXCHANGE, true},
+        {"other signature key's", L"--keys s", L"certificate-s=other", {IDS_OTHER_SIGNATURE_KEY}, AT_SIGNATURE},
+        {"none", L"--keys s --certs none", L"", {IDS_NO_SIGNATURE_CERTIFICATE, IDS_NO_CERTIFICATES}},
+        {"no keys", L"--keys none", L"", {IDS_NO_KEYS}},
+        {"no name", L"--keys x", L"", {IDS_NO_PARAMETERS}, 0, false, "empty name"},
+        {"not linked", L"", L"", {IDS_LINK_FAILED, IDS_NO_CERTIFICATES}, 0, false, "CertSetCertificateContextProperty"},
+        {"no chain", L"--keys x", L"extension=1.2.643.2.2.37.3.1:0:0401FF", {}, AT_KEYEXCHANGE},
+        {"cut", L"", L"", {IDS_NO_EXCHANGE_CERTIFICATE, IDS_NO_CERTIFICATES}, 0, false, "cut"},
+        {"overlong", L"", L"", {IDS_NO_EXCHANGE_CERTIFICATE, IDS_NO_CERTIFICATES}, 0, false, "overlong"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const ToolContainer container(L"vt-w", c.options);
+        if (*c.change) container.Set(c.change);
+        const CryptCalls calls = Faulty(c.fault);
+        viewed.clear();
+        Run<CWizardCertificateOnContainer>({Type(L"vt-w"), next, [&](HWND sheet) {
+                                                const HWND page = Ui::Page(sheet);
+                                                EXPECT_EQ(GetDlgItem(page, IDC_CERTIFICATE_INSTALL) != nullptr,
+                                                          c.key != 0);
+                                                EXPECT_EQ(Ui::Visible(page, IDC_CERTIFICATE_NOTE), c.both);
+                                                Ui::Click(page, IDC_CERTIFICATE_PROPERTIES);
+                                            }});
         Boxes expected;
-        for (const UINT id : told) expected.push_back(Told(MB_ICONEXCLAMATION, id, L"vt-w"));
-        EXPECT_EQ(shown, expected) << testing::PrintToString(Text(options) + (change ? change : L", not linked"));
+        for (const UINT id : c.told) expected.push_back(Told(MB_ICONEXCLAMATION, id, L"vt-w"));
+        EXPECT_EQ(shown, expected);
+        EXPECT_EQ(viewed.empty() ? 0 : std::get<2>(viewed.back()), c.key);
     }
 }
 
 TEST_F(CertificateWizards, InstallWhatAContainerHolds) {
-    const LibraryFunction setDefault("SetThreadDefaultCryptProv", &SetDefaultProvider);
-    const Box question = Told(MB_YESNO | MB_ICONQUESTION, IDS_REPLACE_QUESTION),
-              ended(MB_ICONERROR, ErrorMessageText(ERROR_NO_MORE_ITEMS)),
-              cancelled = Told(MB_ICONINFORMATION, IDS_INSTALL_CANCELLED),
-              error(MB_ICONERROR, ErrorMessageText(ERROR_CRC));
-    const auto refuse = [](const char* function, DWORD code) {
+    const StandIn<BOOL(HCRYPTPROV)> setDefault("SetThreadDefaultCryptProv", [&](HCRYPTPROV provider) {
+        EXPECT_EQ(provider, 0u);
+        EXPECT_EQ(viewed.size(), 1u) << "set before the certificate was shown";
+        viewed.emplace_back();
+        return TRUE;
+    });
+    const auto refused = [&](const char* function, DWORD code) {
         return [=](HWND sheet) {
-            refusal = code;
-            const ImportPatch refused(nullptr, function, &Refuse);
+            const CryptCalls calls = Failing(function, code);
             Ui::Click(Ui::Page(sheet), IDC_CERTIFICATE_INSTALL);
         };
     };
+    const Box question = Told(MB_YESNO | MB_ICONQUESTION, IDS_REPLACE_QUESTION), error = ToldCode(ERROR_CRC),
+              cancelled = Told(MB_ICONINFORMATION, IDS_INSTALL_CANCELLED);
     constexpr char kAdd[] = "CertAddCertificateContextToStore";
-    const Step install = Click(IDC_CERTIFICATE_INSTALL);
-    const Steps refusals = {refuse("CertOpenStore", ERROR_CRC), refuse(kAdd, ERROR_CRC), refuse(kAdd, ERROR_CANCELLED),
-                            refuse(kAdd, HRESULT_FROM_WIN32(ERROR_CANCELLED)),
-                            refuse("CertAddEncodedCertificateToStore", ERROR_CRC)};
-    const Step endless = refuse("CertAddEncodedCertificateToStore", ERROR_NO_MORE_ITEMS);  // no listing's end
+    const Steps refusals = {refused("CertOpenStore", ERROR_CRC), refused(kAdd, ERROR_CRC),
+                            refused(kAdd, ERROR_CANCELLED), refused(kAdd, HRESULT_FROM_WIN32(ERROR_CANCELLED)),
+                            refused("CertAddEncodedCertificateToStore", ERROR_CRC)};
+    const Steps installs = {Click(IDC_CERTIFICATE_PROPERTIES), install, install,
+                            Click(IDC_CERTIFICATE_BROWSE),     install, finish};
     for (const bool machine : {false, true}) {
-        viewed.clear(), Make(L"--keys xs --chain 3", machine ? L" --machine" : L"");
-        const Steps there = {machine ? Step(Click(IDC_SELECT_COMPUTER)) : none, Type(L"vt-w"), next},
-                    all = {Click(IDC_CERTIFICATE_PROPERTIES), install, endless, install,
-                           Click(IDC_CERTIFICATE_BROWSE),     install};
-        EXPECT_EQ(Go<CWizardCertificateOnContainer>(there + refusals + all + Steps{finish}, IDNO), ID_WIZFINISH);
+        SCOPED_TRACE(machine ? "computer's" : "user's");
+        const ToolContainer container(L"vt-w", L"--keys xs --chain 3" + std::wstring(kSubject),
+                                      machine ? ComputersOf(kProvider75) : L"");
+        viewed.clear();
+        const Steps there = {Click(machine ? IDC_SELECT_COMPUTER : IDC_SELECT_USER), Type(L"vt-w"), next};
+        EXPECT_TRUE(Run<CWizardCertificateOnContainer>(there + refusals + installs, {IDNO}));
         const Box done = Told(MB_ICONINFORMATION, machine ? IDS_INSTALLED_FOR_COMPUTER : IDS_INSTALLED_FOR_USER);
-        EXPECT_EQ(shown, (Boxes{error, error, error, question, cancelled, question, ended, question, done, done}));
-        EXPECT_EQ(viewed, L"20|3|default 0|20|-1|");
-        const UniqueCertificate found = FindTestCertificate(SystemStore(L"My", machine).get());
-        const KeyLink link = found ? ReadKeyLink(*found.get()).value_or(KeyLink{}) : KeyLink{};
-        EXPECT_EQ(link.container + L"|" + link.provider, L"REGISTRY\\vt-w|" + Text(kProvider75));
-        EXPECT_EQ(link.keySet == KeySet::Computer, machine);
-        EXPECT_EQ(RemoveTestCertificates(), machine ? "2|2|1|0|0|0|" : "0|0|0|2|2|1|");
-    }
-}
-
-// The extension's identifier decides; what isn't certificates is reported once they are to be installed.
-TEST_F(CertificateWizards, InstallTheChainByItsKind) {
-    Make();
-    const std::string file = Read(File()), size = {char(file.size() >> 8), char(file.size())};
-    Text chain;
-    for (const char byte : "\x30\x82" + size + file) {
-        wchar_t digits[3];
-        swprintf(digits, 3, L"%02X", static_cast<BYTE>(byte));
-        chain += digits;
-    }
-    using Case = std::tuple<Text, Text, const char*, bool>;
-    for (const auto& [identifier, value, installed, good] :
-         {Case(L"1.2.643.2.2.37.3.1", chain, "0|0|0|1|1|0|", true),
-          {L"1.2.643.2.2.37.3.2", chain, "0|0|0|1|0|1|", true},
-          {L"1.2.643.2.2.37.3.3", chain, "0|0|0|1|0|1|", true},
-          {L"1.2.643.2.2.37.3.4", chain, "0|0|0|1|0|0|", true},
-          {L"1.2.643.2.2.37.3.3", L"0401FF", "0|0|0|1|0|0|", false}}) {
-        Make(L"--keys xs"), RunTool(L"set vt-w extension=" + identifier + L":0:" + value);
-        CCryptProvContext opened;
-        (void)opened.Acquire(0, L"vt-w", kProvider75, 75);
-        UniqueCryptKey exchange;
-        CryptGetUserKey(opened.Get(), AT_KEYEXCHANGE, exchange.put());
-        const TestBytes encoded = KeyParameter(exchange.get(), KP_CERTIFICATE);
-        const UniqueCertificate first(
-            CertCreateCertificateContext(X509_ASN_ENCODING, encoded.data(), static_cast<DWORD>(encoded.size())));
-        ASSERT_TRUE(first);
-        exchange.reset(), opened.Release();
-        Go<CWizardCertificateOnContainer>(
-            {Type(L"vt-w"), next,
-             Shows(IDC_CERTIFICATE_SERIAL_NUMBER, SerialNumberText(first.get()->pCertInfo->SerialNumber)),
-             Click(IDC_CERTIFICATE_INSTALL)});
-        EXPECT_EQ(shown.size(), 1u);
-        EXPECT_EQ(shown.front() == Told(MB_ICONINFORMATION, IDS_INSTALLED_FOR_USER), good);
-        EXPECT_EQ(RemoveTestCertificates(), installed) << testing::PrintToString(identifier + value.substr(0, 9));
+        EXPECT_EQ(shown, (Boxes{error, error, error, question, cancelled, question, done, done}));
+        const std::tuple properties(kViewOnly, 3, DWORD{AT_KEYEXCHANGE}), reset(DWORD{0}, 0, DWORD{0}),
+            browsed(kViewOnly, -1, DWORD{AT_SIGNATURE});
+        EXPECT_EQ(viewed, (std::vector{properties, reset, browsed}));
+        const UniqueCertificate found = Stored(machine);
+        ASSERT_TRUE(found);
+        const KeyLink link = ReadKeyLink(*found.get()).value_or(KeyLink{});
+        EXPECT_EQ(link.container, L"REGISTRY\\vt-w");
+        EXPECT_EQ(link.provider, kProvider75);
+        EXPECT_EQ(link.keySet, machine ? KeySet::Computer : KeySet::User);
+        const std::string owner = machine ? "computer's " : "user's ";
+        EXPECT_EQ(RemoveTestCertificates(), (StoreCounts{{owner + "My", 2}, {owner + "ca", 2}, {owner + "root", 1}}));
     }
 }
 
@@ -422,33 +400,45 @@ struct TorturedCertificateWizards : TorturedWizards<CertificateWizards> {
             Ui::Press(sheet, stays ? PSBTN_CANCEL : button);
         };
     }
+    const ToolContainer container{L"vt-w", L"--chain 2 --subject CN=VestraTest"};
+    const Step none = [](HWND) {};
     HWND left = nullptr;
 };
 
-TEST_F(TorturedCertificateWizards, SurviveEveryFailingCall) {
-    Make(L"--chain 2");
-    const Steps fromFile = {Leave(TypeFile(File())), Leave(none), Leave(Type(L"vt-w")),
-                            Leave(Click(IDC_STORE_WRITE_TO_CONTAINER)), Leave(none, PSBTN_FINISH)};
-    const auto fromFileVerdict = [&](const Fault&) -> std::string {
-        left = nullptr;
-        const UniqueCertificate found = FindTestCertificate(SystemStore(L"My").get());
-        const auto link = found ? ReadKeyLink(*found.get()) : std::nullopt;
-        if (RemoveTestCertificates() != (finished ? "0|0|0|1|0|0|" : "0|0|0|0|0|0|")) return "other certificates";
-        if (finished && (!link || link->container != L"REGISTRY\\vt-w")) return "without the link";
-        return finished == shown.empty() ? "" : std::to_string(shown.size()) + " messages";
+TEST_F(TorturedCertificateWizards, SurviveEveryFailureFromAFile) {
+    const Steps steps = {Leave(TypeFile(File(container))), Leave(none), Leave(Type(L"vt-w")),
+                         Leave(Click(IDC_STORE_WRITE_TO_CONTAINER)), Leave(none, PSBTN_FINISH)};
+    Survive<CWizardInstallPrivateCertificate>(
+        "installation from a file", steps, [&](const Fault& fault) -> std::string {
+            left = nullptr;
+            const UniqueCertificate found = Stored();
+            const auto link = found ? ReadKeyLink(*found.get()) : std::nullopt;
+            const StoreCounts expected = finished ? StoreCounts{{"user's My", 1}} : StoreCounts();
+            if (RemoveTestCertificates() != expected) return "other certificates";
+            if (finished && (!link || link->container != L"REGISTRY\\vt-w")) return "without the link";
+            const bool told = finished == shown.empty() || (fault.memory && shown.empty());
+            return told ? "" : std::to_string(shown.size()) + " messages";
+        });
+}
+
+TEST_F(TorturedCertificateWizards, SurviveEveryFailureInAContainer) {
+    const Step again = [&](HWND sheet) {
+        shown.clear();
+        Ui::Click(Ui::Page(sheet), IDC_CERTIFICATE_INSTALL);
     };
-    Survive<CWizardInstallPrivateCertificate>("installation from a file", fromFile, fromFileVerdict);
-    const auto install = [&](HWND sheet) { shown.clear(), Ui::Click(Ui::Page(sheet), IDC_CERTIFICATE_INSTALL); };
-    const Steps inContainer = {Leave(Type(L"vt-w")), Leave(install, PSBTN_FINISH)};
-    const auto inContainerVerdict = [&](const Fault&) -> std::string {
-        left = nullptr;
-        const bool done = std::ranges::count(shown, Told(MB_ICONINFORMATION, IDS_INSTALLED_FOR_USER)) > 0;
-        const std::string removed = RemoveTestCertificates();
-        if (done && removed != "0|0|0|1|1|1|") return "done, but there are " + removed;
-        if (removed.find_first_not_of("01|") != removed.npos) return "certificates twice: " + removed;
-        return shown.empty() || (finished && shown.size() > 1) ? std::to_string(shown.size()) + " messages" : "";
-    };
-    Survive<CWizardCertificateOnContainer>("installation from a container", inContainer, inContainerVerdict);
+    const Steps steps = {Leave(Type(L"vt-w")), Leave(again, PSBTN_FINISH)};
+    const StoreCounts all = {{"user's My", 1}, {"user's ca", 1}, {"user's root", 1}};
+    const Box success = Told(MB_ICONINFORMATION, IDS_INSTALLED_FOR_USER);
+    Survive<CWizardCertificateOnContainer>(
+        "installation from a container", steps, [&](const Fault& fault) -> std::string {
+            left = nullptr;
+            const StoreCounts removed = RemoveTestCertificates();
+            if (std::ranges::count(shown, success) && removed != all) return "done, but not all is installed";
+            for (const auto& [store, count] : removed)
+                if (count != 1) return std::to_string(count) + " certificates in " + store;
+            const bool told = (!shown.empty() || fault.memory) && !(finished && shown.size() > 1);
+            return told ? "" : std::to_string(shown.size()) + " messages";
+        });
 }
 
 }  // namespace

@@ -5,11 +5,23 @@
 
 #include <gtest/gtest.h>
 
+#include "csp/CryptoValues.h"
 #include "tests/support/FaultInjection.h"
 
 namespace {
 
 enum class Seed { None, Leak, SecondRelease, HashAfterProvider, IgnoredFailure, LateCode };
+
+// Asks for the parameters of the system's own provider, one after the other.
+void AskFor(std::initializer_list<DWORD> parameters) {
+    HCRYPTPROV provider = 0;
+    CryptAcquireContextW(&provider, nullptr, nullptr, PROV_RSA_FULL, CRYPT_VERIFYCONTEXT);
+    for (const DWORD parameter : parameters) {
+        DWORD value = 0, size = sizeof value;
+        CryptGetProvParam(provider, parameter, reinterpret_cast<BYTE*>(&value), &size, 0);
+    }
+    CryptReleaseContext(provider, 0);
+}
 
 // Hashes a byte with the system's own provider and closes what it opened; 0 or the code of the call that failed.
 DWORD HashAByte(Seed seed) {
@@ -56,6 +68,45 @@ TEST(FaultInjection, SeesEachKindOfFault) {
         EXPECT_NE(testing::PrintToString(figure.problems).find(c.complaint), std::string::npos) << c.complaint;
     }
     EXPECT_EQ(FaultInjection::UnknownFunctions(), std::vector<std::string>());
+}
+
+TEST(FaultInjection, SeesWhatIsAskedAgain) {
+    const auto repeated = [](const std::function<void()>& scenario) {
+        return FaultInjection().Run("asked", scenario, [](const Fault&) { return ""; }).repeated;
+    };
+    EXPECT_EQ(repeated([] { AskFor({PP_PROVTYPE, PP_VERSION}); }), std::vector<std::string>());
+    EXPECT_EQ(repeated([] {
+                  AskFor({PP_PROVTYPE, PP_VERSION, PP_PROVTYPE});
+              }),
+              std::vector<std::string>{"CryptGetProvParam(CryptAcquireContextW(0, 0, 1, F0000000), 10, given, 0)"});
+    const auto userActs = [] {
+        AskFor({PP_PROVTYPE});
+        FaultInjection::ForgetQuestions();
+        AskFor({PP_PROVTYPE});
+    };
+    EXPECT_EQ(repeated(userActs), std::vector<std::string>());
+}
+
+TEST(FaultInjection, SeesASuccessWithoutMemory) {
+    for (const bool honest : {true, false}) {
+        SCOPED_TRACE(honest);
+        std::wstring text;
+        const auto scenario = [&] {
+            text.clear();
+            try {
+                text = FromAnsi("longer than a text object holds by itself");
+            } catch (const std::bad_alloc&) {
+                if (honest) throw;
+                text = L"made up";
+            }
+        };
+        const auto figure = FaultInjection().Run("text", scenario, [&](const Fault& fault) -> std::string {
+            return fault.memory && !text.empty() ? "reads as success" : "";
+        });
+        std::string problems;
+        for (const std::string& problem : figure.problems) problems += problem.substr(0, problem.rfind(" < "));
+        EXPECT_EQ(problems.substr(0, problems.find("B5")), honest ? "" : "no memory: reads as success, in _Z8FromAnsi");
+    }
 }
 
 }  // namespace

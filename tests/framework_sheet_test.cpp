@@ -64,6 +64,7 @@ class TestSheet : public CPropertySheet {
     int* endsWhenDeleted = nullptr;  // deletes itself at its end, and counts it
 
     // Spoils what it frees, so that a use after it shows.
+    static void* operator new(size_t size) { return ::operator new(size); }
     static void operator delete(void* sheet, size_t size) {
         auto* bytes = static_cast<volatile BYTE*>(sheet);
         for (size_t i = 0; i < size; ++i) bytes[i] = 0xDD;

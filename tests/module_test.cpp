@@ -3,7 +3,7 @@
 #include <windows.h>
 
 #include <cpl.h>
-#include <psapi.h>
+#include <prsht.h>
 
 #include <gtest/gtest.h>
 
@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <utility>
 #include <vector>
 
 #include "framework/Handles.h"
@@ -82,10 +83,17 @@ class Image {
 
 const std::wstring kPanel = ProgramDirectory() + L"vestra.cpl";
 
-TEST(Module, ExportsItsFiveFunctions) {
-    using List = std::vector<std::string>;
-    EXPECT_EQ(Image(kPanel).Exports(), (List{"CPlApplet", "WizChangePassword", "WizDeleteContainer",
-                                             "WizInstallPrivateCertificate", "WizViewCertificateInContainer"}));
+// The wizards that other programs can open, and their captions.
+constexpr std::pair<const char*, const wchar_t*> kWizards[] = {
+    {"WizChangePassword", L"Change password for private key container"},
+    {"WizDeleteContainer", L"Delete private key container"},
+    {"WizInstallPrivateCertificate", L"Private certificate installation wizard"},
+    {"WizViewCertificateInContainer", L"Certificates in private key container"}};
+
+TEST(Module, ExportsTheAppletAndTheWizards) {
+    std::vector<std::string> all = {"CPlApplet"};
+    for (const auto& [name, caption] : kWizards) all.emplace_back(name);
+    EXPECT_EQ(Image(kPanel).Exports(), all);
 }
 
 TEST(Module, ImportsSystemLibrariesOnly) {
@@ -105,34 +113,29 @@ TEST(Module, IsHardened) {
     EXPECT_NE(image.Header().DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC].Size, 0u);
 }
 
-// The side-by-side common controls, by their path; empty when the process has only the system directory's.
-std::wstring SideBySideControls() {
-    HMODULE modules[512];
-    DWORD bytes = 0;
-    K32EnumProcessModules(GetCurrentProcess(), modules, sizeof modules, &bytes);
-    for (size_t i = 0; i < bytes / sizeof *modules; ++i) {
-        wchar_t path[MAX_PATH] = L"";
-        GetModuleFileNameW(modules[i], path, MAX_PATH);
-        if (std::wstring(path).find(L"microsoft.windows.common-controls") != std::wstring::npos) return path;
-    }
-    return {};
+// The file with the code of the window's class.
+std::wstring ClassModule(HWND window) {
+    HMODULE module = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                       reinterpret_cast<const wchar_t*>(GetClassLongPtrW(window, GCLP_WNDPROC)), &module);
+    wchar_t path[MAX_PATH] = L"";
+    GetModuleFileNameW(module, path, MAX_PATH);
+    return path;
 }
 
 TEST(Module, BindsToCommonControlsSix) {
-    ASSERT_EQ(SideBySideControls(), L"");
-    const Panel panel(kPanel);
-    EXPECT_NE(SideBySideControls(), L"");
+    Panel panel(kPanel);
+    std::wstring controls;
+    ModalScript script({[&](HWND sheet) { controls = ClassModule(PropSheet_GetTabControl(sheet)); }});
+    panel.Send(CPL_DBLCLK);
+    EXPECT_PRED2([](const std::wstring& path, const wchar_t* part) { return path.find(part) != path.npos; }, controls,
+                 L"microsoft.windows.common-controls");
 }
 
 TEST(Module, OpensItsWizardsForOtherPrograms) {
     const StoredNumber language(L"\\local\\Language", 1033);
     const UniqueModule module(LoadLibraryW(kPanel.c_str()));
-    const std::pair<const char*, const wchar_t*> wizards[] = {
-        {"WizChangePassword", L"Change password for private key container"},
-        {"WizDeleteContainer", L"Delete private key container"},
-        {"WizInstallPrivateCertificate", L"Private certificate installation wizard"},
-        {"WizViewCertificateInContainer", L"Certificates in private key container"}};
-    for (const auto& [name, caption] : wizards) {
+    for (const auto& [name, caption] : kWizards) {
         const auto wizard =
             reinterpret_cast<void(APIENTRY*)(HWND)>(reinterpret_cast<void*>(GetProcAddress(module.get(), name)));
         ASSERT_NE(wizard, nullptr) << name;
@@ -185,23 +188,18 @@ TEST(Module, OpensWithoutItsSupportLibrary) {
 }
 
 TEST(Module, LoadedAndUnloadedItLeavesNothingBehind) {
-    const auto cycle = [] {
-        Panel panel(kPanel);
-        ModalScript script({[](HWND) {}});
-        panel.Send(CPL_DBLCLK);
-    };
     // Hosts have the common controls loaded; Wine's leave a GDI object behind each time they are unloaded.
     UniqueModule controls;
-    {
-        const Panel first(kPanel);
-        controls.reset(LoadLibraryW(SideBySideControls().c_str()));
-    }
-    ASSERT_TRUE(controls);
-    for (int warm = 0; warm < 3; ++warm) cycle();
-    const HandleCounts before = CountHandles();
-    for (int i = 0; i < 20; ++i) cycle();
-    EXPECT_EQ(CountHandles(), before);
+    const auto round = [&] {
+        Panel panel(kPanel);
+        ModalScript script({[&](HWND sheet) {
+            if (!controls) controls.reset(LoadLibraryW(ClassModule(PropSheet_GetTabControl(sheet)).c_str()));
+        }});
+        panel.Send(CPL_DBLCLK);
+    };
+    round();
     EXPECT_EQ(GetModuleHandleW(L"vestra.cpl"), nullptr);
+    ExpectNothingLeftBehind(round);
 }
 
 }  // namespace

@@ -8,7 +8,7 @@ export VESTRA_PREFIX=$prefix
 . tools/prefix.sh
 name='Переживёт перезапуск'
 tools/wine.sh build/bin/softcsp.exe create "$name" --keys xs --password 1234
-( wine_environment; "$server" -k; "$server" -w )
+( wine_environment; "$server" -k; timeout 60 "$server" -w )
 shown=$(tools/wine.sh build/bin/softcsp.exe show "$name")
 ( wine_environment; "$server" -k ) || true
 case $shown in

@@ -1,368 +1,301 @@
-// Containers through the system's own interfaces: their life, their parameters, and what a killed program leaves.
-#include "tests/support/Provider.h"
-
-#include <gtest/gtest.h>
+// Containers through the system's own interfaces: their names and values, carriers, damage, and programs that write at
+// the same time or are killed.
+#include "tests/support/SoftProvider.h"
 
 #include <atomic>
-#include <cstring>
 #include <random>
 #include <thread>
 
 #include "csp/ContainerCopy.h"
+#include "softcsp/common/Store.h"
 #include "softcsp/container/ContainerStore.h"
-#include "tests/support/HandleCounts.h"
 #include "tests/support/ImportPatch.h"
 
 namespace {
 
 using namespace softcsp;
 
-HRESULT Acquire(const wchar_t* name, DWORD flags, DWORD type = 75) {
-    CCryptProvContext context;
-    const auto opened = context.Acquire(flags | CRYPT_SILENT, name, nullptr, type);
-    return opened ? 0 : static_cast<HRESULT>(opened.Failed().code);
+using Texts = std::vector<std::string>;
+
+const ContainerStore kStore(Owner::User, 75);
+
+ContainerPlace InRegistry(const std::wstring& name) {
+    return {{.name = kRegistryCarrier}, name};
 }
 
-std::string TextParameter(HCRYPTPROV provider, DWORD parameter) {
-    char text[600] = "";
-    DWORD size = sizeof text;
-    return CryptGetProvParam(provider, parameter, reinterpret_cast<BYTE*>(text), &size, 0) ? text : "";
-}
-
-DWORD NumberParameter(HCRYPTPROV provider, DWORD parameter) {
-    DWORD number = MAXDWORD, size = sizeof number;
-    EXPECT_EQ(ErrorOf(CryptGetProvParam(provider, parameter, reinterpret_cast<BYTE*>(&number), &size, 0)), 0)
-        << parameter;
-    return number;
-}
-
-// Of all containers those whose names hold the text.
-std::string Names(HCRYPTPROV provider, const char* text) {
-    std::string names;
-    char name[600];
-    DWORD size = sizeof name, flags = CRYPT_FIRST;
-    for (; CryptGetProvParam(provider, PP_ENUMCONTAINERS, reinterpret_cast<BYTE*>(name), &size, flags);
-         size = sizeof name, flags = 0)
-        if (std::strstr(name, text)) names += name + std::string("|");
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_MORE_ITEMS));
+// The names in the provider's list of containers that contain the text.
+Texts ListedNames(HCRYPTPROV provider, const char* text) {
+    Texts names;
+    for (std::string name = TextParameter(provider, PP_ENUMCONTAINERS, CRYPT_FIRST); !name.empty();
+         name = TextParameter(provider, PP_ENUMCONTAINERS))
+        if (name.find(text) != name.npos) names.push_back(name);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_MORE_ITEMS});
     return names;
 }
 
-TEST(SoftcspContainer, LivesByItsThreeNames) {
+TEST(SoftcspContainer, IsOpenedByEachOfItsNames) {
     const LoadedProvider held;
-    TestContainer container(L"Иванов 100%1"), computers(L"Иванов 100%1", 75, CRYPT_MACHINE_KEYSET);
-    ASSERT_TRUE(container.Made() && computers.Made());
-    EXPECT_EQ(TextParameter(container.Get(), PP_UNIQUE_CONTAINER),
-              "REGISTRY\\" + TextParameter(container.Get(), PP_CONTAINER));
-    EXPECT_EQ(TextParameter(container.Get(), 111), "\\\\.\\" + TextParameter(container.Get(), PP_UNIQUE_CONTAINER));
+    const TestContainer container(L"Иванов 100%1"), computers(L"Иванов 100%1", 75, CRYPT_MACHINE_KEYSET);
+    ASSERT_TRUE(container.Made());
+    ASSERT_TRUE(computers.Made());
+    const std::string name = TextParameter(container.Get(), PP_CONTAINER);
+    EXPECT_EQ(TextParameter(container.Get(), PP_UNIQUE_CONTAINER), "REGISTRY\\" + name);
+    EXPECT_EQ(TextParameter(container.Get(), kParamQualifiedName), "\\\\.\\REGISTRY\\" + name);
     const struct {
-        const wchar_t* name;
+        const char* what;
+        std::wstring name;
         DWORD flags, type;
         HRESULT result;
-    } table[] = {
-        {L"Иванов 100%1", 0, 75, 0},
-        {L"ИВАНОВ 100%1", 0, 75, 0},
-        {L"REGISTRY\\Иванов 100%1", 0, 75, 0},
-        {L"\\\\.\\registry\\иванов 100%1", CRYPT_MACHINE_KEYSET, 75, 0},
-        {L"Иванов 100%1", CRYPT_NEWKEYSET, 75, NTE_EXISTS},
-        {L"Иванов 100%1", 0, 71, NTE_BAD_KEYSET},
-        {L"Иванов", 0, 75, NTE_BAD_KEYSET},
-        {L"NOWHERE\\Иванов", 0, 75, NTE_BAD_KEYSET},
-        {L"\\\\.\\NOWHERE\\Иванов", CRYPT_NEWKEYSET, 75, NTE_KEYSET_NOT_DEF},
-        {L"one\\two\\three", CRYPT_NEWKEYSET, 75, NTE_BAD_KEYSET_PARAM},
-        {L"\\name", CRYPT_NEWKEYSET, 75, NTE_BAD_KEYSET_PARAM},
-        {L"nobody", CRYPT_DELETEKEYSET, 75, NTE_BAD_KEYSET},
-        {L"Иванов", CRYPT_VERIFYCONTEXT, 75, NTE_BAD_KEYSET_PARAM},
-        {L"Иванов 100%1", 0x800, 75, NTE_BAD_FLAGS},
-        {L"what?", CRYPT_NEWKEYSET, 75, NTE_BAD_KEYSET_PARAM},
-        {L"two\nlines", CRYPT_NEWKEYSET, 75, NTE_BAD_KEYSET_PARAM},
+    } cases[] = {
+        {"as created", L"Иванов 100%1", 0, 75, 0},
+        {"in another letter case", L"ИВАНОВ 100%1", 0, 75, 0},
+        {"unique", L"REGISTRY\\Иванов 100%1", 0, 75, 0},
+        {"qualified", L"\\\\.\\registry\\иванов 100%1", CRYPT_MACHINE_KEYSET, 75, 0},
+        {"created again", L"Иванов 100%1", CRYPT_NEWKEYSET, 75, NTE_EXISTS},
+        {"of the other type", L"Иванов 100%1", 0, 71, NTE_BAD_KEYSET},
+        {"a part of the name", L"Иванов", 0, 75, NTE_BAD_KEYSET},
+        {"on an unknown carrier", L"NOWHERE\\Иванов", 0, 75, NTE_BAD_KEYSET},
+        {"new on an unknown carrier", L"\\\\.\\NOWHERE\\Иванов", CRYPT_NEWKEYSET, 75, NTE_KEYSET_NOT_DEF},
+        {"three parts", L"one\\two\\three", CRYPT_NEWKEYSET, 75, NTE_BAD_KEYSET_PARAM},
+        {"an empty carrier", L"\\name", CRYPT_NEWKEYSET, 75, NTE_BAD_KEYSET_PARAM},
+        {"removed though missing", L"nobody", CRYPT_DELETEKEYSET, 75, NTE_BAD_KEYSET},
+        {"for verification", L"Иванов", CRYPT_VERIFYCONTEXT, 75, NTE_BAD_KEYSET_PARAM},
+        {"with an unknown flag", L"Иванов 100%1", 0x800, 75, NTE_BAD_FLAGS},
+        {"question mark", L"what?", CRYPT_NEWKEYSET, 75, NTE_BAD_KEYSET_PARAM},
+        {"control character", L"two\nlines", CRYPT_NEWKEYSET, 75, NTE_BAD_KEYSET_PARAM},
+        {"too long", std::wstring(261, L'n'), CRYPT_NEWKEYSET, 75, NTE_BAD_KEYSET_PARAM},
+        {"removed", L"Иванов 100%1", CRYPT_DELETEKEYSET, 75, 0},
+        {"after the removal", L"Иванов 100%1", 0, 75, NTE_BAD_KEYSET},
+        {"the computer's after the removal", L"Иванов 100%1", CRYPT_MACHINE_KEYSET, 75, 0},
     };
-    for (const auto& row : table)
-        EXPECT_EQ(Acquire(row.name, row.flags, row.type), row.result) << row.flags << ' ' << row.type;
-    EXPECT_EQ(Acquire(std::wstring(261, L'n').c_str(), CRYPT_NEWKEYSET), NTE_BAD_KEYSET_PARAM);
-    // One owner's doesn't go with the other's.
-    EXPECT_EQ(Acquire(L"Иванов 100%1", CRYPT_DELETEKEYSET), 0);
-    EXPECT_EQ(Acquire(L"Иванов 100%1", 0), NTE_BAD_KEYSET);
-    EXPECT_EQ(Acquire(L"Иванов 100%1", CRYPT_MACHINE_KEYSET), 0);
+    for (const auto& c : cases) EXPECT_EQ(Acquire(c.name, c.flags, c.type), c.result) << c.what;
 }
 
-TEST(SoftcspContainer, KeepsWhatIsPutIntoItAndListsIt) {
+TEST(SoftcspContainer, KeepsExtensionsAndParameterSets) {
     const LoadedProvider held;
     TestContainer container(L"container values");
     ASSERT_TRUE(container.Made());
     DWORD size = 0;
-    EXPECT_EQ(ErrorOf(CryptGetProvParam(container.Get(), 133, nullptr, &size, CRYPT_FIRST)), ERROR_NO_MORE_ITEMS);
-    const struct {
-        const char* identifier;
-        DWORD critical, size;
-        const void* value;
-    } extensions[] = {{"1.2.3", 1, 4, "abcd"}, {"1.2.643.2.2.37.3.1", 0, 0, nullptr}, {"1.2.3.4.5", 0, 9, "longer on"}};
-    for (const auto& extension : extensions)
-        ASSERT_EQ(ErrorOf(CryptSetProvParam(container.Get(), 132, reinterpret_cast<const BYTE*>(&extension), 0)), 0);
-    EXPECT_EQ(ErrorOf(CryptSetProvParam(container.Get(), 93, reinterpret_cast<const BYTE*>("1.2.643.2.2.31.3"), 0)), 0);
-    EXPECT_EQ(ErrorOf(CryptSetProvParam(container.Get(), 92, reinterpret_cast<const BYTE*>("1.2.643.2.2.31.3"), 0)),
-              NTE_BAD_DATA);
-    ASSERT_TRUE(container.Open());
-    EXPECT_EQ(TextParameter(container.Get(), 93), "1.2.643.2.2.31.3");
-    EXPECT_EQ(TextParameter(container.Get(), 92), "1.2.643.2.2.30.1");
-    EXPECT_EQ(NumberParameter(container.Get(), 146), 0u);
-    EXPECT_EQ(NumberParameter(container.Get(), 109), 0u);
-    ASSERT_EQ(ErrorOf(CryptGetProvParam(container.Get(), 133, nullptr, &size, CRYPT_FIRST)), 0);
-    EXPECT_EQ(size, 8u + 9u + sizeof "1.2.3.4.5");  // the largest
-    TestBytes item(size);
-    size = 10;
-    EXPECT_EQ(ErrorOf(CryptGetProvParam(container.Get(), 133, item.data(), &size, CRYPT_FIRST)), ERROR_MORE_DATA);
-    for (const auto& extension : extensions) {  // what didn't fit comes again
-        size = static_cast<DWORD>(item.size());
-        ASSERT_EQ(ErrorOf(CryptGetProvParam(container.Get(), 133, item.data(), &size, 0)), 0);
-        EXPECT_EQ(std::memcmp(item.data(), &extension.critical, 8), 0);
-        EXPECT_STREQ(reinterpret_cast<const char*>(item.data()) + 8 + extension.size, extension.identifier);
+    EXPECT_EQ(ErrorOf(CryptGetProvParam(container.Get(), kParamExtensions, nullptr, &size, CRYPT_FIRST)),
+              ERROR_NO_MORE_ITEMS);
+    const ContainerExtension extensions[] = {
+        {"1.2.3", 1, {1, 2, 3, 4}}, {"1.2.643.2.2.37.3.1", 0, {}}, {"1.2.3.4.5", 0, Bytes(9, 7)}};
+    std::vector<TestBytes> items;  // as the provider returns them
+    for (const auto& [identifier, critical, value] : extensions) {
+        const std::string_view bytes(reinterpret_cast<const char*>(value.data()), value.size());
+        EXPECT_EQ(AddExtension(container.Get(), identifier.c_str(), bytes, critical), 0);
+        ByteWriter item;
+        item.Number(critical);
+        item.Counted(value);
+        item.Raw(TextBytes(identifier));
+        items.push_back(item.Take());
     }
-    EXPECT_EQ(ErrorOf(CryptGetProvParam(container.Get(), 133, item.data(), &size, 0)), ERROR_NO_MORE_ITEMS);
-    // The names of all containers, this one among them.
-    EXPECT_EQ(Names(container.Get(), "container values"), "container values|");
+    EXPECT_EQ(Set(container.Get(), kParamCipherSet, "1.2.643.2.2.31.3"), 0);
+    EXPECT_EQ(Set(container.Get(), kParamDigestSet, "1.2.643.2.2.31.3"), NTE_BAD_DATA) << "a cipher's";
+    ASSERT_TRUE(container.Open());
+    EXPECT_EQ(TextParameter(container.Get(), kParamCipherSet), "1.2.643.2.2.31.3");
+    EXPECT_EQ(TextParameter(container.Get(), kParamDigestSet), "1.2.643.2.2.30.1");
+    EXPECT_EQ(NumberParameter(container.Get(), kParamIntegrity), 0u);
+    EXPECT_EQ(NumberParameter(container.Get(), kParamLoadKeys), 0u);
+    EXPECT_EQ(ErrorOf(CryptGetProvParam(container.Get(), kParamExtensions, nullptr, &size, CRYPT_FIRST)), 0);
+    EXPECT_EQ(size, items[1].size()) << "the largest";
+    BYTE small[10];
+    size = sizeof small;
+    EXPECT_EQ(ErrorOf(CryptGetProvParam(container.Get(), kParamExtensions, small, &size, 0)), ERROR_MORE_DATA);
+    for (const TestBytes& item : items) EXPECT_EQ(Parameter(container.Get(), kParamExtensions), item);
+    EXPECT_EQ(Parameter(container.Get(), kParamExtensions), TestBytes());
+    EXPECT_EQ(ListedNames(container.Get(), "container values"), Texts{"container values"});
 }
 
-TEST(SoftcspContainer, OpensInAnotherProcessAndTellsDamage) {
-    TestContainer container(L"seen by others");
-    ASSERT_TRUE(container.Made());
-    std::string told;
-    EXPECT_EQ(RunTool(L"show \"seen by others\"", &told), 0u);
-    EXPECT_NE(told.find("seen by others"), std::string::npos);
-    EXPECT_EQ(RunTool(L"set \"seen by others\" damage=1"), 0u);
-    ASSERT_TRUE(container.Open());
-    EXPECT_EQ(NumberParameter(container.Get(), 146), 1u);
-    EXPECT_EQ(RunTool(L"set \"seen by others\" integrity=0x40000000"), 0u);
-    ASSERT_TRUE(container.Open());
-    EXPECT_EQ(NumberParameter(container.Get(), 146) & 0x40000000u, 0x40000000u);
-    EXPECT_EQ(RunTool(L"set \"seen by others\" damage=2"), 0u);
-    EXPECT_FALSE(container.Open());
-    EXPECT_EQ(static_cast<HRESULT>(GetLastError()), NTE_KEYSET_ENTRY_BAD);
-    EXPECT_EQ(Acquire(container.Name(), CRYPT_DELETEKEYSET), 0);  // what can't be read can be got rid of
-}
-
-// Every change of programs that run at the same time is kept, and one of them makes a container.
-TEST(SoftcspContainer, LetsSeveralProgramsWriteAtOnce) {
+TEST(SoftcspContainer, ReportsDamageThatAnotherProgramDid) {
     const LoadedProvider held;
+    const ToolContainer container(L"seen by others");
+    const struct {
+        const wchar_t* change;
+        HRESULT opened;
+        DWORD integrity;
+    } cases[] = {{L"damage=1", 0, 1},
+                 {L"damage=0", 0, 0},
+                 {L"integrity=0x40000000", 0, 0x40000000},
+                 {L"damage=2", NTE_KEYSET_ENTRY_BAD, 0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.change));
+        container.Change(c.change);
+        CCryptProvContext context;
+        EXPECT_EQ(ErrorOf(context.Acquire(CRYPT_SILENT, L"seen by others", nullptr, 75)), c.opened);
+        if (context.Get() != 0) {
+            EXPECT_EQ(NumberParameter(context.Get(), kParamIntegrity), c.integrity);
+        }
+    }
+    EXPECT_EQ(Acquire(L"seen by others", CRYPT_DELETEKEYSET), 0) << "an unreadable container";
+}
+
+TEST(SoftcspContainer, KeepsEveryChangeOfProgramsThatWriteAtOnce) {
     RunTool(L"remove contended");
-    std::atomic<int> made = 0, changed = 0;
+    std::atomic<int> created = 0, changed = 0;
     std::vector<std::thread> programs;
     for (int program = 0; program < 4; ++program)
         programs.emplace_back([&] {
-            made += RunTool(L"create contended --keys none") == 0;
+            created += RunTool(L"create contended --keys none") == 0;
             for (int i = 0; i < 4; ++i) changed += RunTool(L"set contended extension=1.2.3:0:00") == 0;
         });
     for (std::thread& program : programs) program.join();
-    EXPECT_EQ(made, 1);
+    EXPECT_EQ(created, 1);
     EXPECT_EQ(changed, 16);
-    std::string told;
-    EXPECT_EQ(RunTool(L"show contended", &told), 0u);
-    int kept = 0;
-    for (size_t at = 0; (at = told.find("1.2.3", at)) != std::string::npos; ++at) ++kept;
-    EXPECT_EQ(kept, 16);
-    RunTool(L"remove contended");
+    Container container;
+    EXPECT_EQ(kStore.Load(InRegistry(L"contended"), container), 0u);
+    EXPECT_EQ(container.extensions.size(), 16u);
+    EXPECT_EQ(kStore.Remove(InRegistry(L"contended")), 0u);
 }
 
-TEST(SoftcspContainer, NoticesWhatOthersDidToIt) {
+TEST(SoftcspContainer, NoticesThatItWasReplaced) {
     const LoadedProvider held;
+    const ChangedSetting rounds(kPasswordRoundsSetting, 9);
     TestContainer container(L"replaced");
     ASSERT_TRUE(container.Made());
-    RunTool(L"remove replaced");
-    ASSERT_EQ(RunTool(L"create replaced --keys none --password 1234"), 0u);
+    const ToolContainer other(L"replaced", L"--keys none --password 1234");
     UniqueCryptKey key;
     EXPECT_EQ(ErrorOf(CryptGenKey(container.Get(), AT_SIGNATURE, 0, key.put())), NTE_SILENT_CONTEXT);
-    CryptSetProvParam(container.Get(), PP_SIGNATURE_PIN, reinterpret_cast<const BYTE*>("1234"), 0);
+    EXPECT_EQ(Set(container.Get(), PP_SIGNATURE_PIN, "1234"), 0);
     EXPECT_EQ(ErrorOf(CryptGenKey(container.Get(), AT_SIGNATURE, 0, key.put())), 0);
     key.reset();
     ASSERT_TRUE(container.Open());
-    CryptSetProvParam(container.Get(), PP_SIGNATURE_PIN, reinterpret_cast<const BYTE*>("1234"), 0);
-    EXPECT_EQ(NumberParameter(container.Get(), 109), 2u);
-    RunTool(L"set replaced damage=1");
-    EXPECT_EQ(Acquire(L"replaced", CRYPT_DELETEKEYSET), 0);  // its password may be spoiled, too
+    EXPECT_EQ(Set(container.Get(), PP_SIGNATURE_PIN, "1234"), 0);
+    EXPECT_EQ(NumberParameter(container.Get(), kParamLoadKeys), 2u) << "the key is sealed by the new master key";
+    other.Change(L"damage=1");
+    EXPECT_EQ(Acquire(L"replaced", CRYPT_DELETEKEYSET), 0) << "in a damaged container no password may be right";
 }
 
-TEST(SoftcspContainer, RefusesWhatCouldNotBeReadAgain) {
-    const LoadedProvider held;
-    TestContainer container(L"refuses");
-    ASSERT_TRUE(container.Made());
-    const TestBytes large(65 << 20);
-    const struct {
-        const char* identifier;
-        DWORD critical, size;
-        const void* value;
-    } extension{"1.2.3", 0, static_cast<DWORD>(large.size()), large.data()};
-    EXPECT_EQ(ErrorOf(CryptSetProvParam(container.Get(), 132, reinterpret_cast<const BYTE*>(&extension), 0)),
-              ERROR_DISK_FULL);
-    EXPECT_TRUE(container.Open());
-    auto odd = CreateContainer(L"odd", {});
-    odd->container.extensions.push_back({std::string("1\0", 2), 0, {}});
-    EXPECT_FALSE(ReadContainer(WriteContainer(odd->container)));
+TEST(SoftcspContainer, IsNotWrittenWhenItCouldNotBeReadAgain) {
+    const ContainerPlace place = InRegistry(L"refuses");
+    auto created = CreateContainer(place.name, {});
+    kStore.Remove(place);
+    ASSERT_EQ(kStore.Create(place, created->container), 0u);
+    EXPECT_EQ(kStore.SaveBytes(place, Bytes((64 << 20) + 1)), DWORD{ERROR_DISK_FULL}) << "longer than can be read";
+    created->container.extensions.resize(kMostExtensions + 1);
+    EXPECT_EQ(kStore.Save(place, created->container), DWORD{ERROR_DISK_FULL}) << "too many extensions";
+    EXPECT_EQ(kStore.Load(place, created->container), 0u);
+    Container renamed = created->container;
+    renamed.name = L"another";
+    EXPECT_EQ(kStore.SaveBytes(place, WriteContainer(renamed)), 0u);
+    EXPECT_EQ(Acquire(place.name), NTE_BAD_KEYSET) << "the file of another container";
+    EXPECT_EQ(kStore.Remove(place, [](ByteView) { return DWORD{ERROR_BUSY}; }), DWORD{ERROR_BUSY});
+    EXPECT_EQ(kStore.Remove(place), 0u) << "still there";
+    created->container.extensions = {{std::string("1\0", 2), 0, {}}};
+    EXPECT_FALSE(ReadContainer(WriteContainer(created->container))) << "an identifier with a zero";
 }
 
-TEST(SoftcspContainer, TellsWhenACarrierIsFullOrGone) {
+TEST(SoftcspContainer, FailsOnACarrierThatIsFullOrEjected) {
     const LoadedProvider held;
-    RunTool(L"carrier remove TESTDISK");
-    ASSERT_EQ(RunTool(L"carrier add TESTDISK --room 300"), 0u);
+    RemoveCarrier(L"TESTDISK");
+    Store().RemoveSection(L"\\local\\KeyDevices\\passwords\\REGISTRY");
+    ASSERT_EQ(AddCarrier({.name = L"TESTDISK", .room = 300}), 0u);
     Acquire(L"\\\\.\\TESTDISK\\second", CRYPT_DELETEKEYSET);  // of a run that failed
     {
-        TestContainer first(L"\\\\.\\TESTDISK\\first");
+        const TestContainer first(L"\\\\.\\TESTDISK\\first");
         EXPECT_TRUE(first.Made());
-        EXPECT_EQ(Acquire(L"first", 0), 0);  // found without its carrier's name
+        EXPECT_EQ(Acquire(L"first"), 0) << "found without its carrier's name";
         EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\second", CRYPT_NEWKEYSET), ERROR_DISK_FULL);
-        EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\second", 0), NTE_BAD_KEYSET);
-        TestContainer other(L"\\\\.\\REGISTRY\\first");
-        EXPECT_EQ(Names(first.Get(), "first"), "first|TESTDISK\\first|");  // each opens its own
-        RunTool(L"carrier eject TESTDISK");
-        const BYTE* set = reinterpret_cast<const BYTE*>("1.2.643.2.2.30.1");
-        EXPECT_EQ(ErrorOf(CryptSetProvParam(first.Get(), 92, set, 0)), SCARD_W_REMOVED_CARD);
-        EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\first", 0), SCARD_W_REMOVED_CARD);
-        EXPECT_EQ(Acquire(L"first", 0), 0);  // the other one
-        RunTool(L"carrier insert TESTDISK");
+        EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\second"), NTE_BAD_KEYSET);
+        const TestContainer other(L"\\\\.\\REGISTRY\\first");
+        std::vector<StoreValue> saved;
+        EXPECT_EQ(Store().List(L"\\local\\KeyDevices\\passwords\\TESTDISK", saved), 0u) << "known carriers";
+        EXPECT_EQ(Store().List(L"\\local\\KeyDevices\\passwords\\REGISTRY", saved), DWORD{ERROR_FILE_NOT_FOUND});
+        EXPECT_EQ(ListedNames(first.Get(), "first"), (Texts{"first", "TESTDISK\\first"})) << "each opens its own";
+        EXPECT_EQ(Set(first.Get(), kParamDigestSet, "1.2.643.2.2.30.1"), 0) << "replaces itself";
+        EXPECT_EQ(UpdateCarrier({.name = L"TESTDISK", .present = false, .room = 300}), 0u);
+        EXPECT_EQ(Set(first.Get(), kParamDigestSet, "1.2.643.2.2.30.1"), SCARD_W_REMOVED_CARD);
+        EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\first"), SCARD_W_REMOVED_CARD);
+        EXPECT_EQ(Acquire(L"first"), 0) << "the other one";
+        EXPECT_EQ(UpdateCarrier({.name = L"TESTDISK", .room = 300}), 0u);
     }
-    EXPECT_EQ(RunTool(L"carrier remove TESTDISK"), 0u);
+    EXPECT_EQ(RemoveCarrier(L"TESTDISK"), 0u);
+    EXPECT_EQ(Store().RemoveSection(L"\\local\\KeyDevices\\passwords\\TESTDISK"), 0u);
 }
 
-TEST(SoftcspContainer, LeavesNothingBehindInThousandsOfUses) {
-    const LoadedProvider held;
-    TestContainer container(L"used often");
-    ASSERT_TRUE(container.Made());
-    UniqueCryptKey made;
-    ASSERT_TRUE(CryptGenKey(container.Get(), AT_KEYEXCHANGE, 0, made.put()));
-    made.reset();
-    const auto use = [&](int times) {
-        for (int i = 0; i < times; ++i) {
-            ASSERT_TRUE(container.Open());
-            HCRYPTKEY key = 0;
-            HCRYPTHASH hash = 0;
-            ASSERT_TRUE(CryptGetUserKey(container.Get(), AT_KEYEXCHANGE, &key));
-            ASSERT_TRUE(CryptCreateHash(container.Get(), 0x801E, 0, 0, &hash));
-            CryptDestroyHash(hash);
-            CryptDestroyKey(key);
-        }
-    };
-    const auto heap = [] {
-        SIZE_T used = 0;
-        PROCESS_HEAP_ENTRY entry{};
-        HeapLock(GetProcessHeap());
-        while (HeapWalk(GetProcessHeap(), &entry))
-            if ((entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) != 0) used += entry.cbData;
-        HeapUnlock(GetProcessHeap());
-        return used;
-    };
-    use(100);
-    const HandleCounts handles = CountHandles();
-    const SIZE_T before = heap();
-    use(3'000);
-    EXPECT_EQ(CountHandles(), handles);
-    EXPECT_LT(heap(), before + 16 * 1024);
-}
-
-// Opens a container, reads everything in it, signs, copies it and removes both.
-void UseContainer(const wchar_t* name) {
+// Opens a container, reads everything in it, copies it and removes both.
+void UseContainer(const std::wstring& name) {
     CCryptProvContext context;
-    if (context.Acquire(CRYPT_SILENT, name, nullptr, 75)) {
-        for (const DWORD parameter : {PP_CONTAINER, PP_UNIQUE_CONTAINER}) TextParameter(context.Get(), parameter);
-        BYTE buffer[4096];
-        DWORD size = sizeof buffer;
-        for (DWORD flags = CRYPT_FIRST; CryptGetProvParam(context.Get(), 133, buffer, &size, flags); flags = 0)
-            size = sizeof buffer;
-        for (const DWORD parameter : {92, 93, 146, 109})
-            CryptGetProvParam(context.Get(), parameter, buffer, &(size = sizeof buffer), 0);
-        for (const DWORD spec : {AT_KEYEXCHANGE, AT_SIGNATURE}) {
-            UniqueCryptKey key;
-            UniqueCryptHash hash;
-            if (!CryptGetUserKey(context.Get(), spec, key.put())) continue;
-            KeyParameter(key.get(), KP_CERTIFICATE);
-            ExportedKey(key.get(), PUBLICKEYBLOB);
-            if (CryptCreateHash(context.Get(), 0x801E, 0, 0, hash.put()))
-                CryptSignHashW(hash.get(), spec, nullptr, 0, buffer, &(size = sizeof buffer));
-        }
+    if (context.Acquire(CRYPT_SILENT, name.c_str(), nullptr, 75)) {
+        for (const DWORD parameter : {kParamQualifiedName, kParamCipherSet, kParamIntegrity, kParamLoadKeys})
+            Parameter(context.Get(), parameter);
         ContainerCopy copy;
         if (copy.OpenVerification(nullptr, 75) && ReadSourceContainer(context.Get(), copy)) {
-            TestContainer target(L"copy of damaged");
+            const TestContainer target(L"copy of damaged");
             if (target.Made()) static_cast<void>(WriteTargetContainer(copy, target.Get()));
         }
     }
     context.Release();
-    static_cast<void>(context.Acquire(CRYPT_DELETEKEYSET | CRYPT_SILENT, name, nullptr, 75));
+    Acquire(name, CRYPT_DELETEKEYSET);
 }
 
-// VESTRA_FUZZ_SECONDS searches longer and with other damage at each run.
+void Damage(Bytes& bytes, std::mt19937& random) {
+    const std::size_t at = random() % bytes.size();
+    const unsigned kind = random() % 8;
+    if (kind == 0) {
+        bytes.resize(at + 1);
+    } else if (kind == 1) {
+        bytes.insert(bytes.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at), bytes.end());
+    } else if (kind == 2 && at + 4 <= bytes.size()) {
+        std::memset(&bytes[at], 0xFF, 4);  // a count
+    } else {
+        bytes[at] ^= static_cast<std::uint8_t>(1u << random() % 8);
+    }
+}
+
+// The same 40 damaged files in each run. VESTRA_FUZZ_SECONDS searches on with others.
 TEST(SoftcspContainer, SurvivesAnyDamageToItsFile) {
     const LoadedProvider held;
-    const ContainerStore store(Owner::User, 75);
-    const ContainerPlace place{{.name = kRegistryCarrier}, L"damaged"};
-    char seconds[16] = "2";
-    const bool searches = GetEnvironmentVariableA("VESTRA_FUZZ_SECONDS", seconds, sizeof seconds) != 0;
-    std::mt19937 random(searches ? GetTickCount() : 1);
-    RunTool(L"remove damaged");
-    ASSERT_EQ(RunTool(L"create damaged --keys xs --chain 1 --exportable"), 0u);
+    const ContainerPlace place = InRegistry(L"damaged");
+    const ToolContainer container(place.name, L"--keys xs --chain 1 --exportable");
+    char seconds[16] = "0";
+    GetEnvironmentVariableA("VESTRA_FUZZ_SECONDS", seconds, sizeof seconds);
+    const ULONGLONG start = GetTickCount64(), end = start + 1000ULL * static_cast<unsigned>(std::atoi(seconds));
+    std::mt19937 random(end > start ? GetTickCount() : 1);
     Bytes original;
-    ASSERT_EQ(store.LoadBytes(place, original), 0u);
-    const ULONGLONG end = GetTickCount64() + 1000ULL * static_cast<unsigned>(std::atoi(seconds));
+    ASSERT_EQ(kStore.LoadBytes(place, original), 0u);
     int inputs = 0, opened = 0;
-    for (; GetTickCount64() < end; ++inputs) {
+    for (; inputs < 40 || GetTickCount64() < end; ++inputs) {
         Bytes damaged = original;
-        for (unsigned changes = 1 + random() % 4; changes > 0; --changes) {
-            const std::size_t at = random() % damaged.size();
-            const unsigned kind = random() % 8;
-            if (kind == 0) damaged.resize(at + 1);
-            if (kind == 1)
-                damaged.insert(damaged.end(), damaged.begin() + static_cast<std::ptrdiff_t>(at), damaged.end());
-            if (kind == 2 && at + 4 <= damaged.size()) std::memset(&damaged[at], 0xFF, 4);
-            if (kind > 2) damaged[at] ^= static_cast<std::uint8_t>(1u << random() % 8);
-        }
+        for (unsigned changes = 1 + random() % 4; changes > 0; --changes) Damage(damaged, random);
         // With the right digest and code the damage reaches what is behind their check.
         auto read = ReadContainer(damaged);
         if (read && random() % 2 == 0 && AuthenticateWithoutPassword(*read)) damaged = WriteContainer(*read);
-        ASSERT_EQ(store.SaveBytes(place, damaged), 0u);
+        ASSERT_EQ(kStore.SaveBytes(place, damaged), 0u);
         opened += read.has_value();
-        UseContainer(L"damaged");
+        UseContainer(place.name);
     }
     std::printf("container: %d damaged files, %d of them readable\n", inputs, opened);
     EXPECT_GT(opened, 0);
-    store.Remove(place);
 }
 
 // --- A killed program ---------------------------------------------------------------------------------------------
 
-// The calls that write a container. The one that the countdown reaches ends the process, before or after the call.
-int countdown;
+const ContainerPlace kKilled = InRegistry(L"killed");
+constexpr const char* kWritingCalls[] = {"CreateFileW", "WriteFile", "FlushFileBuffers", "MoveFileExW"};
+int countdown;  // to the end of the process, which is before or after one of these calls
 
-template <class Function, class... Arguments>
-auto Doomed(Function*, const char* name, Arguments... arguments) {
-    // The import is replaced.
-    auto* real =
-        reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), name)));
+// In place of the call, with as many arguments as the longest has. On x64 each takes one word.
+using Word = ULONG_PTR;
+using Call = Word WINAPI(Word, Word, Word, Word, Word, Word, Word);
+template <std::size_t index>
+Word WINAPI Doomed(Word a, Word b, Word c, Word d, Word e, Word f, Word g) {
+    auto* real = reinterpret_cast<Call*>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), kWritingCalls[index])));
     if (--countdown == 0) TerminateProcess(GetCurrentProcess(), 99);
-    const auto result = real(arguments...);
+    const Word result = real(a, b, c, d, e, f, g);
     if (--countdown == 0) TerminateProcess(GetCurrentProcess(), 99);
     return result;
 }
 
-HANDLE WINAPI DoomedCreate(LPCWSTR a, DWORD b, DWORD c, LPSECURITY_ATTRIBUTES d, DWORD e, DWORD f, HANDLE g) {
-    return Doomed(&CreateFileW, "CreateFileW", a, b, c, d, e, f, g);
-}
-BOOL WINAPI DoomedWrite(HANDLE a, LPCVOID b, DWORD c, LPDWORD d, LPOVERLAPPED e) {
-    return Doomed(&WriteFile, "WriteFile", a, b, c, d, e);
-}
-BOOL WINAPI DoomedFlush(HANDLE a) {
-    return Doomed(&FlushFileBuffers, "FlushFileBuffers", a);
-}
-BOOL WINAPI DoomedMove(LPCWSTR a, LPCWSTR b, DWORD c) {
-    return Doomed(&MoveFileExW, "MoveFileExW", a, b, c);
+Container WithPassword(const wchar_t* password) {
+    auto created = CreateContainer(kKilled.name, Password(password));
+    created->container.extensions.push_back({"1.2.3", 0, Bytes(20'000, 7)});
+    Authenticate(created->container, created->master);
+    return std::move(created->container);
 }
 
-const ContainerPlace kPlace{{.name = kRegistryCarrier}, L"killed"};
-
-NewContainer Made(const wchar_t* password) {
-    auto made = CreateContainer(kPlace.name, Password(password));
-    made->container.extensions.push_back({"1.2.3", 0, Bytes(20'000, 7)});
-    Authenticate(made->container, made->master);
-    return std::move(*made);
-}
-
-bool Opens(const Container& container, const wchar_t* password) {
+bool IsOpenedBy(const Container& container, const wchar_t* password) {
     const auto key = OpeningKey(container.lock, Password(password));
     const auto master = key ? OpenLock(container.lock, *key) : std::nullopt;
     return master && IsAuthentic(container, *master);
@@ -372,69 +305,50 @@ bool Opens(const Container& container, const wchar_t* password) {
 TEST(SoftcspKilled, DISABLED_Child) {
     char text[16] = "0";
     GetEnvironmentVariableA("KILL_AT", text, sizeof text);
-    const ContainerStore store(Owner::User, 75);
-    const NewContainer made = Made(L"new");
-    const ImportPatch create(nullptr, "CreateFileW", DoomedCreate), write(nullptr, "WriteFile", DoomedWrite),
-        flush(nullptr, "FlushFileBuffers", DoomedFlush), move(nullptr, "MoveFileExW", DoomedMove);
+    const Container container = WithPassword(L"new");
+    const ImportPatch create(nullptr, kWritingCalls[0], Doomed<0>), write(nullptr, kWritingCalls[1], Doomed<1>),
+        flush(nullptr, kWritingCalls[2], Doomed<2>), move(nullptr, kWritingCalls[3], Doomed<3>);
     countdown = std::atoi(text);
     const bool replaces = GetEnvironmentVariableA("KILL_REPLACING", text, sizeof text) != 0;
-    const DWORD result = replaces ? store.Save(kPlace, made.container) : store.Create(kPlace, made.container);
+    const DWORD result = replaces ? kStore.Save(kKilled, container) : kStore.Create(kKilled, container);
     countdown = 0;
     ASSERT_EQ(result, 0u);
 }
 
-DWORD RunChild(int killAt, bool replacing) {
-    SetEnvironmentVariableA("KILL_AT", std::to_string(killAt).c_str());
-    SetEnvironmentVariableA("KILL_REPLACING", replacing ? "1" : nullptr);
-    wchar_t command[] =
-        L"softcsp_key_tests.exe --gtest_also_run_disabled_tests --gtest_filter=SoftcspKilled.DISABLED_Child";
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    PROCESS_INFORMATION process{};
-    if (!CreateProcessW((ProgramDirectory() + L"softcsp_key_tests.exe").c_str(), command, nullptr, nullptr, FALSE, 0,
-                        nullptr, nullptr, &startup, &process))
-        return MAXDWORD;
-    DWORD code = MAXDWORD;
-    WaitForSingleObject(process.hProcess, INFINITE);
-    GetExitCodeProcess(process.hProcess, &code);
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
-    return code;
+// "old", "new" or "none"; whatever else is left fails the test.
+std::string ContainerLeft() {
+    Bytes bytes;
+    if (kStore.LoadBytes(kKilled, bytes) != 0) return "none";
+    const auto container = ReadContainer(bytes);
+    if (!container || !IsIntact(bytes)) return "a part";
+    return IsOpenedBy(*container, L"old") ? "old" : IsOpenedBy(*container, L"new") ? "new" : "neither";
 }
 
 TEST(SoftcspKilled, LeavesTheOldContainerOrTheNewOne) {
-    const ContainerStore store(Owner::User, 75);
+    const ChangedSetting rounds(kPasswordRoundsSetting, 9);
+    const Container oldContainer = WithPassword(L"old");
     for (const bool replacing : {false, true}) {
-        int kills = 0, old = 0;
-        for (int at = 1; at < 40; ++at) {
-            store.Remove(kPlace);
-            if (replacing) {
-                ASSERT_EQ(store.Create(kPlace, Made(L"old").container), 0u);
-            }
-            const DWORD code = RunChild(at, replacing);
+        SCOPED_TRACE(replacing ? "replacing" : "creating");
+        const std::string before = replacing ? "old" : "none";
+        std::string left = before;
+        int kills = 0;
+        for (unsigned code = 99; code == 99; ++kills) {
+            kStore.Remove(kKilled);
+            if (replacing) kStore.Create(kKilled, oldContainer);
+            SetEnvironmentVariableA("KILL_AT", std::to_string(kills + 1).c_str());
+            SetEnvironmentVariableA("KILL_REPLACING", replacing ? "1" : nullptr);
+            code =
+                RunProgram(L"softcsp_key_tests.exe", L"--gtest_also_run_disabled_tests --gtest_filter=*Killed*Child");
+            const std::string now = ContainerLeft();
+            EXPECT_TRUE(now == left || now == "new") << now << " after " << left << ", kill " << kills + 1;
+            left = now;
             ASSERT_TRUE(code == 0 || code == 99) << code;
-            Bytes bytes;
-            const DWORD loaded = store.LoadBytes(kPlace, bytes);
-            const auto container = ReadContainer(bytes);
-            if (loaded == 0) {
-                ASSERT_TRUE(container && IsIntact(bytes)) << at;
-                const bool isOld = Opens(*container, L"old");
-                ASSERT_TRUE(isOld ? replacing : Opens(*container, L"new")) << at;
-                old += isOld;
-            } else {
-                ASSERT_FALSE(replacing) << at;
-                ++old;
-            }
-            if (code == 0) break;
-            ++kills;
         }
-        std::printf("container: killed %d times, %d old ones\n", kills, old);
-        EXPECT_GE(kills, 8) << "create, write, flush, move: before and after each";
-        EXPECT_GE(old, 7);
-        EXPECT_LT(old, kills + 1);
+        std::printf("container: killed %d times while %s\n", kills - 1, replacing ? "replacing" : "creating");
+        EXPECT_GE(kills - 1, 8) << "create, write, flush, move: before and after each";
+        EXPECT_EQ(left, "new");
     }
-    store.Remove(kPlace);
+    kStore.Remove(kKilled);
 }
 
 }  // namespace

@@ -1,96 +1,93 @@
-// What the provider tells and lets be set about itself, and where it asks the user.
-#include "tests/support/Provider.h"
+// What the provider reports about itself and lets programs set, where it asks the user, and the counting of its calls.
+#include "tests/support/SoftProvider.h"
 
 #include <commctrl.h>
 
-#include <gtest/gtest.h>
+#include <cstdlib>
+#include <thread>
 
-#include <cstring>
-
+#include "softcsp/common/CallRecord.h"
+#include "softcsp/common/Carriers.h"
 #include "softcsp/dialogs/resource.h"
+#include "tests/support/ImportPatch.h"
 #include "tests/support/ModalScript.h"
 #include "tests/support/Store.h"
 
 namespace {
 
-constexpr DWORD kAskOnly = CRYPT_VERIFYCONTEXT | 0x4000;
+using namespace softcsp;
 
-TestBytes Parameter(HCRYPTPROV provider, DWORD parameter, DWORD flags = 0) {
-    TestBytes value(600);
-    auto size = static_cast<DWORD>(value.size());
-    if (!CryptGetProvParam(provider, parameter, value.data(), &size, flags)) return {};
-    value.resize(size);
-    return value;
-}
+constexpr DWORD kAskOnly = CRYPT_VERIFYCONTEXT | kParametersOnly;
 
-template <std::size_t Count>
-TestBytes Words(const DWORD (&words)[Count]) {
-    TestBytes bytes(sizeof words);
-    std::memcpy(bytes.data(), words, sizeof words);
-    return bytes;
-}
+struct SoftcspParameters : testing::Test {
+    void Open(DWORD flags, const wchar_t* name = nullptr) {
+        ASSERT_TRUE(context_.Acquire(flags, name, nullptr, 75)) << std::hex << GetLastError();
+    }
+    HCRYPTPROV Get() const { return context_.Get(); }
 
-TEST(SoftcspParameters, OfferSetsAndKeepTheMachinesChoice) {
-    const LoadedProvider held;
-    CCryptProvContext context, other;
-    ASSERT_TRUE(context.Acquire(kAskOnly, nullptr, nullptr, 75) && other.Acquire(kAskOnly, nullptr, nullptr, 71));
-    for (const DWORD value : {92, 93, 94, 95}) {
-        const DWORD list = value + 11;
+    LoadedProvider held_;
+    CCryptProvContext context_;
+};
+
+TEST_F(SoftcspParameters, OfferSetsAndKeepTheMachinesChoice) {
+    Open(kAskOnly);
+    CCryptProvContext other;
+    ASSERT_TRUE(other.Acquire(kAskOnly, nullptr, nullptr, 71));
+    for (const DWORD set : {kParamDigestSet, kParamCipherSet, kParamSignatureSet, kParamExchangeSet}) {
+        SCOPED_TRACE(set);
+        const DWORD list = set + 11;
         std::vector<TestBytes> entries;
-        for (TestBytes entry = Parameter(context.Get(), list, CRYPT_FIRST); !entry.empty();
-             entry = Parameter(context.Get(), list))
+        for (TestBytes entry = Parameter(Get(), list, CRYPT_FIRST); !entry.empty(); entry = Parameter(Get(), list))
             entries.push_back(entry);
-        EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_MORE_ITEMS));
-        ASSERT_FALSE(entries.empty()) << value;
-        EXPECT_EQ(Parameter(context.Get(), value), entries.front()) << value;
-        const TestBytes untouched = Parameter(other.Get(), value);
-        ASSERT_EQ(ErrorOf(CryptSetProvParam(context.Get(), value, entries.back().data(), 0)), 0);
-        CCryptProvContext later;
-        ASSERT_TRUE(later.Acquire(kAskOnly, nullptr, nullptr, 75));
-        EXPECT_EQ(Parameter(later.Get(), value), entries.back()) << value;
-        EXPECT_EQ(Parameter(other.Get(), value), untouched) << value;
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_NO_MORE_ITEMS});
+        ASSERT_FALSE(entries.empty());
+        EXPECT_EQ(Parameter(Get(), set), entries.front());
+        const TestBytes untouched = Parameter(other.Get(), set);
+        EXPECT_EQ(Set(Get(), set, entries.back().data()), 0);
+        Open(kAskOnly);
+        EXPECT_EQ(Parameter(Get(), set), entries.back());
+        EXPECT_EQ(Parameter(other.Get(), set), untouched) << "of the other type";
         {
             const Denied denied(L"\\config\\oid");
-            EXPECT_EQ(ErrorOf(CryptSetProvParam(context.Get(), value, entries.front().data(), 0)), ERROR_ACCESS_DENIED);
+            EXPECT_EQ(Set(Get(), set, entries.front().data()), ERROR_ACCESS_DENIED);
         }
+        EXPECT_EQ(Set(Get(), set, entries.front().data()), 0);
         entries.front().at(4) ^= 1;  // of the identifier
-        EXPECT_EQ(ErrorOf(CryptSetProvParam(context.Get(), value, entries.front().data(), 0)), NTE_BAD_DATA);
+        EXPECT_EQ(Set(Get(), set, entries.front().data()), NTE_BAD_DATA);
     }
-    RunTool(L"store del \\config\\oid");
 }
 
-TEST(SoftcspParameters, AreSetForTheMachineByThoseWhoMay) {
-    const LoadedProvider held;
-    CCryptProvContext context;
-    ASSERT_TRUE(context.Acquire(kAskOnly, nullptr, nullptr, 75));
-    const auto set = [&](DWORD parameter, DWORD number) {
-        return ErrorOf(CryptSetProvParam(context.Get(), parameter, reinterpret_cast<const BYTE*>(&number), 0));
-    };
-    const auto tool = [](const wchar_t* setting) { EXPECT_EQ(RunTool(L"set " + std::wstring(setting)), 0u); };
-    EXPECT_EQ(Parameter(context.Get(), 115), Words({0, 64, 1}));
-    EXPECT_EQ(Parameter(context.Get(), 143), Words({2, 1}));
-    EXPECT_EQ(set(115, 65), NTE_BAD_DATA);
-    EXPECT_EQ(set(115, 12), 0);
-    EXPECT_EQ(set(143, 3), NTE_BAD_DATA);
-    EXPECT_EQ(set(143, 1), 0);
-    EXPECT_EQ(Parameter(context.Get(), 115), Words({12, 64, 1}));
-    EXPECT_EQ(Parameter(context.Get(), 143), Words({1, 1}));
+TEST_F(SoftcspParameters, AreSetForTheMachineByThoseWhoMay) {
+    Open(kAskOnly);
+    const auto set = [&](DWORD parameter, DWORD number) { return Set(Get(), parameter, &number); };
+    EXPECT_EQ(Parameter(Get(), kParamCache), BytesOf(CacheRecord{0, 64, 1}));
+    EXPECT_EQ(Parameter(Get(), kParamDhControl), BytesOf(DhRecord{2, 1}));
+    EXPECT_EQ(set(kParamCache, 65), NTE_BAD_DATA) << "above the maximum";
+    EXPECT_EQ(set(kParamCache, 64), 0);
+    EXPECT_EQ(set(kParamDhControl, 3), NTE_BAD_DATA);
+    EXPECT_EQ(set(kParamDhControl, 1), 0);
+    EXPECT_EQ(Parameter(Get(), kParamCache), BytesOf(CacheRecord{64, 64, 1}));
+    EXPECT_EQ(Parameter(Get(), kParamDhControl), BytesOf(DhRecord{1, 1}));
     {
         const Denied denied(L"\\config\\Provider");
-        EXPECT_EQ(set(115, 1), ERROR_ACCESS_DENIED);
-        EXPECT_EQ(set(143, 2), ERROR_ACCESS_DENIED);
+        EXPECT_EQ(set(kParamCache, 1), ERROR_ACCESS_DENIED);
+        EXPECT_EQ(set(kParamDhControl, 2), ERROR_ACCESS_DENIED);
     }
-    tool(L"DhMayChange=0");
-    EXPECT_EQ(set(143, 2), ERROR_ACCESS_DENIED);
-    tool(L"DhMayChange=2");
-    tool(L"CacheAvailable=2");
-    DWORD size = 0;
-    for (const DWORD hidden : {115, 143})
-        EXPECT_EQ(ErrorOf(CryptGetProvParam(context.Get(), hidden, nullptr, &size, 0)), NTE_BAD_TYPE);
-    for (const wchar_t* setting : {L"DhMayChange=", L"CacheAvailable=", L"Cache=", L"DhControl="}) tool(setting);
+    {
+        const ChangedSetting mayNot(kDhMayChangeSetting, 0);
+        EXPECT_EQ(set(kParamDhControl, 2), ERROR_ACCESS_DENIED);
+    }
+    const ChangedSetting noDhControl(kDhMayChangeSetting, kNoSuchParameter),
+        noCache(kCacheAvailableSetting, kNoSuchParameter);
+    for (const DWORD hidden : {kParamCache, kParamDhControl}) {
+        EXPECT_TRUE(Parameter(Get(), hidden).empty()) << hidden;
+        EXPECT_EQ(static_cast<HRESULT>(GetLastError()), NTE_BAD_TYPE) << hidden;
+    }
+    ClearSetting(kCacheSetting);
+    ClearSetting(kDhControlSetting);
 }
 
-// The row that is called so is chosen; then OK.
+// Selects the row with this text, then OK.
 ModalScript::Step Choose(const wchar_t* text) {
     return [=](HWND dialog) {
         const HWND list = GetDlgItem(dialog, IDC_LIST);
@@ -98,84 +95,115 @@ ModalScript::Step Choose(const wchar_t* text) {
         wanted.flags = LVFI_STRING;
         wanted.psz = text;
         const int row = ListView_FindItem(list, -1, &wanted);
-        EXPECT_GE(row, 0);
+        EXPECT_GE(row, 0) << testing::PrintToString(text) << " is not in the list";
         ListView_SetItemState(list, row, LVIS_SELECTED, LVIS_SELECTED);
         Ui::Click(dialog, IDOK);
     };
 }
 
-TEST(SoftcspParameters, LetTheUserChooseContainerAndCarrier) {
-    const LoadedProvider held;
-    RunTool(L"carrier remove CHOSEN");
-    ASSERT_EQ(RunTool(L"carrier add CHOSEN"), 0u);
-    ASSERT_EQ(RunTool(L"set NewPassword=0"), 0u);
-    { TestContainer cleaned(L"\\\\.\\CHOSEN\\Выбранный"); }
-    CCryptProvContext made, choosing;
+// A removable carrier, plugged in while the object exists.
+struct TestCarrier {
+    TestCarrier() {
+        RemoveCarrier(L"CHOSEN");
+        EXPECT_EQ(AddCarrier({.name = L"CHOSEN"}), 0u);
+    }
+    ~TestCarrier() { EXPECT_EQ(RemoveCarrier(L"CHOSEN"), 0u); }
+};
+
+TEST_F(SoftcspParameters, LetTheUserChooseContainerAndCarrier) {
+    const TestCarrier carrier;
+    const ChangedSetting noPassword(kNewPasswordSetting, 0);
+    const std::wstring qualified = L"\\\\.\\CHOSEN\\Выбранный";
+    Acquire(qualified, CRYPT_DELETEKEYSET);
+    TestBytes expected;
     {
         ModalScript script({Choose(L"CHOSEN")});
-        EXPECT_TRUE(made.Acquire(CRYPT_NEWKEYSET, L"Выбранный", nullptr, 75));
+        Open(CRYPT_NEWKEYSET, L"Выбранный");
+        expected = Parameter(Get(), kParamQualifiedName);
+        EXPECT_EQ(expected.size(), qualified.size() + 1);
     }
-    ASSERT_TRUE(choosing.Acquire(CRYPT_VERIFYCONTEXT, nullptr, nullptr, 75));
+    Open(CRYPT_VERIFYCONTEXT);
     {
         ModalScript script({Choose(L"Выбранный")});
-        EXPECT_EQ(Parameter(choosing.Get(), 110), Parameter(made.Get(), 111));
-        EXPECT_FALSE(Parameter(made.Get(), 111).empty());
+        EXPECT_EQ(Parameter(Get(), kParamChooseContainer), expected);
     }
     {
         ModalScript script({[](HWND dialog) { Ui::Click(dialog, IDCANCEL); }});
-        EXPECT_TRUE(Parameter(choosing.Get(), 110).empty());
+        EXPECT_TRUE(Parameter(Get(), kParamChooseContainer).empty());
         EXPECT_EQ(GetLastError(), DWORD{ERROR_CANCELLED});
     }
-    // The buffer must have room for every name before the user is asked.
-    DWORD room = 5;
     BYTE small[5];
-    EXPECT_EQ(ErrorOf(CryptGetProvParam(choosing.Get(), 110, small, &room, 0)), ERROR_MORE_DATA);
-    EXPECT_GE(room, Parameter(made.Get(), 111).size());
-    made.Release();
-    EXPECT_TRUE(made.Acquire(CRYPT_DELETEKEYSET | CRYPT_SILENT, L"\\\\.\\CHOSEN\\Выбранный", nullptr, 75));
-    RunTool(L"set NewPassword=");
-    RunTool(L"carrier remove CHOSEN");
-    DWORD size = 600;
-    BYTE name[600];
-    ASSERT_TRUE(choosing.Acquire(CRYPT_VERIFYCONTEXT | CRYPT_SILENT, nullptr, nullptr, 75));
-    EXPECT_EQ(ErrorOf(CryptGetProvParam(choosing.Get(), 110, name, &size, 0)), NTE_SILENT_CONTEXT);
+    DWORD size = sizeof small;
+    EXPECT_EQ(ErrorOf(CryptGetProvParam(Get(), kParamChooseContainer, small, &size, 0)), ERROR_MORE_DATA)
+        << "before the user is asked";
+    EXPECT_GE(size, expected.size());
+    Open(CRYPT_VERIFYCONTEXT | CRYPT_SILENT);
+    EXPECT_TRUE(Parameter(Get(), kParamChooseContainer).empty());
+    EXPECT_EQ(static_cast<HRESULT>(GetLastError()), NTE_SILENT_CONTEXT);
+    EXPECT_EQ(Acquire(qualified, CRYPT_DELETEKEYSET), 0);
 }
 
-TEST(SoftcspParameters, AreReadInAContextForOneCarrier) {
-    const LoadedProvider held;
-    RunTool(L"carrier remove CHOSEN");
-    ASSERT_EQ(RunTool(L"carrier add CHOSEN"), 0u);
+TEST_F(SoftcspParameters, AreReadInAContextForOneCarrier) {
+    const TestCarrier carrier;
     const TestContainer there(L"\\\\.\\CHOSEN\\there"), elsewhere(L"\\\\.\\REGISTRY\\elsewhere");
-    CCryptProvContext context;
-    ASSERT_TRUE(context.Acquire(CRYPT_VERIFYCONTEXT, L"\\\\.\\CHOSEN\\", nullptr, 75));
-    EXPECT_EQ(Parameter(context.Get(), PP_ENUMCONTAINERS, CRYPT_FIRST).size(), sizeof "there");
-    EXPECT_TRUE(Parameter(context.Get(), PP_ENUMCONTAINERS).empty());
-    EXPECT_FALSE(context.Acquire(CRYPT_VERIFYCONTEXT, L"\\\\.\\NOWHERE\\", nullptr, 75));
-    EXPECT_EQ(static_cast<HRESULT>(GetLastError()), NTE_KEYSET_NOT_DEF);
-    // The only key size has no increment. A missing default container is no error on demand.
-    constexpr DWORD optional = 0x80;  // CRYPT_DEFAULT_CONTAINER_OPTIONAL
-    ASSERT_TRUE(context.Acquire(optional | CRYPT_SILENT, nullptr, nullptr, 75));
-    for (const DWORD increment : {PP_KEYX_KEYSIZE_INC, PP_SIG_KEYSIZE_INC})
-        EXPECT_EQ(Parameter(context.Get(), increment), Words({0}));
-    RunTool(L"carrier remove CHOSEN");
+    Open(CRYPT_VERIFYCONTEXT, L"\\\\.\\CHOSEN\\");
+    EXPECT_EQ(TextParameter(Get(), PP_ENUMCONTAINERS, CRYPT_FIRST), "there");
+    EXPECT_EQ(TextParameter(Get(), PP_ENUMCONTAINERS), "");
+    EXPECT_EQ(Acquire(L"\\\\.\\NOWHERE\\", CRYPT_VERIFYCONTEXT), NTE_KEYSET_NOT_DEF);
+    constexpr DWORD kOptional = 0x80;  // CRYPT_DEFAULT_CONTAINER_OPTIONAL
+    Open(kOptional | CRYPT_SILENT);
+    EXPECT_EQ(NumberParameter(Get(), PP_KEYX_KEYSIZE_INC), 0u) << "there is only one size";
+    EXPECT_EQ(NumberParameter(Get(), PP_SIG_KEYSIZE_INC), 0u);
 }
 
-TEST(SoftcspParameters, AreCountedForTestsAndBenchmarks) {
-    // A record is noticed when the library is loaded, and one that has hashed stays loaded.
-    if (GetModuleHandleW(L"kvcsp.dll") != nullptr) GTEST_SKIP() << "only as the first test of a process";
-    const std::wstring program = L"softcsp_key_tests.exe";
-    ASSERT_EQ(RunTool(L"calls " + program + L" --start"), 0u);
-    std::string told;
+// The first allocation fails.
+void* FailingOnce(std::size_t size) {
+    static auto* const real = reinterpret_cast<decltype(&malloc)>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"msvcrt.dll"), "malloc")));
+    static bool failed = false;
+    return std::exchange(failed, true) ? real(size) : nullptr;
+}
+
+TEST(SoftcspCalls, GoOnAfterMemoryWasShortAtTheFirst) {
     {
-        const LoadedProvider fresh;
-        CCryptProvContext context;
-        UniqueCryptHash hash;
-        ASSERT_TRUE(context.Acquire(CRYPT_VERIFYCONTEXT, nullptr, nullptr, 75));
-        ASSERT_TRUE(CryptCreateHash(context.Get(), 0x801E, 0, 0, hash.put()));
-        EXPECT_EQ(RunTool(L"calls " + program, &told), 0u);
+        const ImportPatch allocation(nullptr, "malloc", FailingOnce);
+        CountCall("CPGenKey");
     }
-    EXPECT_EQ(told, "CPAcquireContext 1\nCPCreateHash 1\nopen contexts 1\nopen keys 0\nopen hashes 1\n");
-    EXPECT_EQ(RunTool(L"calls " + program + L" --stop"), 0u);
+    const HANDLE ended = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    std::thread([=] {
+        CountCall("CPGenKey");
+        SetEvent(ended);
+    }).detach();
+    EXPECT_EQ(WaitForSingleObject(ended, 5'000), WAIT_OBJECT_0) << "the second call waits for the first one";
+    CloseHandle(ended);
+}
+
+constexpr wchar_t kThisProgram[] = L"softcsp_key_tests.exe";
+
+// In a process of its own: the record is looked for once, when the library counts its first call.
+TEST(SoftcspCalls, DISABLED_Child) {
+    CCryptProvContext context;
+    UniqueCryptHash hash;
+    ASSERT_TRUE(context.Acquire(CRYPT_VERIFYCONTEXT, nullptr, nullptr, 75));
+    ASSERT_TRUE(CryptCreateHash(context.Get(), kHash, 0, 0, hash.put()));
+    CallCounts counts{}, expected{};
+    expected.calls[ProviderEntry("CPAcquireContext").index] = 1;
+    expected.calls[ProviderEntry("CPCreateHash").index] = 1;
+    expected.open = {1, 0, 1};  // contexts, keys, hashes
+    ASSERT_EQ(ReadCallRecord(kThisProgram, counts), 0u);
+    EXPECT_EQ(counts.calls, expected.calls);
+    EXPECT_EQ(counts.open, expected.open);
+    ASSERT_TRUE(hash.close());
+    ASSERT_EQ(ReadCallRecord(kThisProgram, counts), 0u);
+    EXPECT_EQ(counts.open.back(), 0);
+}
+
+TEST(SoftcspCalls, AreCountedForTestsAndBenchmarks) {
+    std::string output;
+    ASSERT_EQ(StartCallRecord(kThisProgram), 0u);
+    EXPECT_EQ(RunProgram(kThisProgram, L"--gtest_also_run_disabled_tests --gtest_filter=*Calls.DISABLED*", &output), 0u)
+        << output;
+    EXPECT_EQ(StopCallRecord(kThisProgram), 0u);
 }
 
 }  // namespace

@@ -1,21 +1,16 @@
 // What protects a container's file and its keys: authentication, access rights, the lock, and the key of a password.
-#include "tests/support/Provider.h"
+#include "tests/support/SoftProvider.h"
 
 #include <aclapi.h>
 #include <sddl.h>
 
-#include <gtest/gtest.h>
-
 #include <functional>
 #include <thread>
 
-#include "softcsp/common/CallRecord.h"
-#include "softcsp/common/Settings.h"
 #include "softcsp/common/Store.h"
 #include "softcsp/common/Text.h"
 #include "softcsp/container/ContainerStore.h"
 #include "softcsp/container/SavedPasswords.h"
-#include "softcsp/encoding/Certificates.h"
 #include "tests/support/Certificates.h"
 #include "tests/support/ImportPatch.h"
 
@@ -26,203 +21,176 @@ using namespace softcsp;
 const ContainerStore kStore(Owner::User, 75), kComputers(Owner::Computer, 75);
 const ContainerPlace kPlace{{.name = kRegistryCarrier}, L"protected"};
 
-std::wstring FileOf(const ContainerPlace& place, Owner owner) {
-    return ContainerFolder(place.carrier, owner, 75) + TextSum(place.name) + L".key";
+std::wstring FolderOf(Owner owner) {
+    return ContainerFolder(kPlace.carrier, owner, 75);
+}
+std::wstring FileOf(Owner owner) {
+    return FolderOf(owner) + TextSum(kPlace.name) + L".key";
 }
 
-HRESULT Set(HCRYPTPROV provider, DWORD parameter, const void* data) {
-    return ErrorOf(CryptSetProvParam(provider, parameter, static_cast<const BYTE*>(data), 0));
-}
-
-HRESULT LoadKeys(HCRYPTPROV provider) {
-    DWORD loaded = 0, size = sizeof loaded;
-    return ErrorOf(CryptGetProvParam(provider, 109, reinterpret_cast<BYTE*>(&loaded), &size, 0));
-}
-
-HRESULT OpenAndLoad(const wchar_t* name, const char* password = nullptr) {
-    CCryptProvContext context;
-    if (!context.Acquire(CRYPT_SILENT, name, nullptr, 75)) return ErrorOf(FALSE);
-    if (password != nullptr) Set(context.Get(), PP_KEYEXCHANGE_PIN, password);
-    return LoadKeys(context.Get());
-}
-
-HRESULT AddExtension(HCRYPTPROV provider) {
-    const struct {
-        const char* identifier;
-        DWORD critical, size;
-        const void* value;
-    } extension{"1.2.3", 0, 1, "x"};
-    return Set(provider, 132, &extension);
-}
-
-Container Loaded(const ContainerPlace& place) {
+Container Loaded(const ContainerPlace& place = kPlace) {
     Container container;
     EXPECT_EQ(kStore.Load(place, container), 0u);
     return container;
 }
 
+struct SoftcspProtection : testing::Test {
+    ~SoftcspProtection() override { kStore.Remove(kPlace); }
+
+    void Open(const wchar_t* name = L"protected") {
+        ASSERT_TRUE(context_.Acquire(CRYPT_SILENT, name, nullptr, 75)) << std::hex << GetLastError();
+    }
+    HCRYPTPROV Get() const { return context_.Get(); }
+
+    LoadedProvider held_;
+    CCryptProvContext context_;
+};
+
 // The digest is right after each change: whoever may write the file can compute it.
-TEST(SoftcspProtection, DetectsEveryChangeByOthersWhenItIsUnlocked) {
-    const LoadedProvider held;
+TEST_F(SoftcspProtection, DetectsEveryChangeByOthersWhenItIsUnlocked) {
     const struct {
         const char* what;
         std::function<void(Container&)> change;
-        HRESULT result;
-    } table[] = {
-        {"nothing", [](Container&) {}, 0},
-        {"export flag", [](Container& c) { c.exchange->exportable = true; }, NTE_KEYSET_ENTRY_BAD},
-        {"sealed export flag", [](Container& c) { (*c.exchange->privateKey.attributes)[0] ^= 1; },
-         NTE_KEYSET_ENTRY_BAD},
-        {"certificate", [](Container& c) { c.exchange->certificate = c.signature->certificate; }, NTE_KEYSET_ENTRY_BAD},
-        {"no certificate", [](Container& c) { c.signature->certificate.clear(); }, NTE_KEYSET_ENTRY_BAD},
-        {"extension",
-         [](Container& c) {
-             c.extensions.push_back({"1.2.3", 1, {7}});
-         },
-         NTE_KEYSET_ENTRY_BAD},
-        {"public key", [](Container& c) { c.exchange->publicKey[0] ^= 1; }, NTE_KEYSET_ENTRY_BAD},
-        {"keys exchanged", [](Container& c) { std::swap(c.exchange->privateKey, c.signature->privateKey); },
-         NTE_KEYSET_ENTRY_BAD},
-        {"digest set", [](Container& c) { c.digest = FindParameterSet(ParameterKind::Digest, "1.2.643.2.2.30.0"); },
-         NTE_KEYSET_ENTRY_BAD},
-        {"reported damage", [](Container& c) { c.reportedDamage = 4; }, NTE_KEYSET_ENTRY_BAD},
-        {"master key", [](Container& c) { c.lock.master.wrapped.key[0] ^= 1; }, NTE_KEYSET_ENTRY_BAD},
-        {"format 1", [](Container& c) { c.format = 1; }, NTE_KEYSET_ENTRY_BAD},
+        HRESULT result = NTE_KEYSET_ENTRY_BAD, withPassword = NTE_KEYSET_ENTRY_BAD;
+    } cases[] = {
+        {"nothing", [](Container&) {}, 0, 0},
+        {"export flag", [](Container& c) { c.exchange->exportable = true; }},
+        {"sealed export flag", [](Container& c) { (*c.exchange->privateKey.attributes)[0] ^= 1; }},
+        {"certificate", [](Container& c) { c.exchange->certificate = c.signature->certificate; }},
+        {"no certificate", [](Container& c) { c.signature->certificate.clear(); }},
+        {"extension", [](Container& c) { c.extensions.emplace_back("1.2.3", 1, Bytes{7}); }},
+        {"public key", [](Container& c) { c.exchange->publicKey[0] ^= 1; }},
+        {"keys exchanged", [](Container& c) { std::swap(c.exchange->privateKey, c.signature->privateKey); }},
+        {"digest set", [](Container& c) { c.digest = FindParameterSet(ParameterKind::Digest, "1.2.643.2.2.30.0"); }},
+        {"reported damage", [](Container& c) { c.reportedDamage = 4; }},
+        {"format 1", [](Container& c) { c.format = 1; }},
+        {"master key", [](Container& c) { c.lock.master.wrapped.key[0] ^= 1; }, NTE_KEYSET_ENTRY_BAD,
+         static_cast<HRESULT>(SCARD_W_WRONG_CHV)},
     };
-    RunTool(L"remove protected");
-    ASSERT_EQ(RunTool(L"create protected --keys xs --chain 1"), 0u);
-    Bytes original;
-    ASSERT_EQ(kStore.LoadBytes(kPlace, original), 0u);
-    for (const auto& row : table) {
-        SCOPED_TRACE(row.what);
-        Container changed = *ReadContainer(original);
-        row.change(changed);
-        ASSERT_EQ(kStore.SaveBytes(kPlace, WriteContainer(changed)), 0u);
-        CCryptProvContext context;
-        ASSERT_TRUE(context.Acquire(CRYPT_SILENT, L"protected", nullptr, 75));
-        EXPECT_EQ(LoadKeys(context.Get()), row.result);
-        EXPECT_EQ(AddExtension(context.Get()), row.result) << "written over an unlocked change";
+    const ChangedSetting rounds(kPasswordRoundsSetting, 9);
+    for (const bool password : {false, true}) {
+        const ToolContainer created(kPlace.name, password ? L"--keys xs --password 1234" : L"--keys xs");
+        Bytes original;
+        ASSERT_EQ(kStore.LoadBytes(kPlace, original), 0u);
+        for (const auto& c : cases) {
+            SCOPED_TRACE(std::string(c.what) + (password ? ", with a password" : ", without a password"));
+            Container changed = *ReadContainer(original);
+            c.change(changed);
+            ASSERT_EQ(kStore.SaveBytes(kPlace, WriteContainer(changed)), 0u);
+            Open();
+            Set(Get(), PP_KEYEXCHANGE_PIN, password ? "1234" : "");
+            const HRESULT expected = password ? c.withPassword : c.result;
+            EXPECT_EQ(LoadKeys(Get()), expected);
+            EXPECT_EQ(AddExtension(Get()), expected) << "written over an unlocked change";
+        }
     }
-    RunTool(L"remove protected");
 }
 
-TEST(SoftcspProtection, AsksForThePasswordBeforeItsContainerIsChanged) {
-    const LoadedProvider held;
-    RunTool(L"remove protected");
-    ASSERT_EQ(RunTool(L"create protected --password 1234"), 0u);
-    CCryptProvContext context;
-    ASSERT_TRUE(context.Acquire(CRYPT_SILENT, L"protected", nullptr, 75));
+TEST_F(SoftcspProtection, AsksForThePasswordBeforeItsContainerIsChanged) {
+    const ChangedSetting rounds(kPasswordRoundsSetting, 9);
+    const ToolContainer created(kPlace.name, L"--password 1234");
+    Open();
     UniqueCryptKey key;
-    ASSERT_TRUE(CryptGetUserKey(context.Get(), AT_KEYEXCHANGE, key.put()));
-    EXPECT_EQ(AddExtension(context.Get()), NTE_SILENT_CONTEXT);
-    EXPECT_EQ(Set(context.Get(), 92, "1.2.643.2.2.30.1"), NTE_SILENT_CONTEXT);
+    ASSERT_TRUE(CryptGetUserKey(Get(), AT_KEYEXCHANGE, key.put()));
+    EXPECT_EQ(AddExtension(Get()), NTE_SILENT_CONTEXT);
+    EXPECT_EQ(Set(Get(), kParamDigestSet, "1.2.643.2.2.30.1"), NTE_SILENT_CONTEXT);
     EXPECT_EQ(ErrorOf(CryptSetKeyParam(key.get(), KP_CERTIFICATE, KeyParameter(key.get(), KP_CERTIFICATE).data(), 0)),
               NTE_SILENT_CONTEXT);
-    Set(context.Get(), PP_KEYEXCHANGE_PIN, "1234");
-    EXPECT_EQ(AddExtension(context.Get()), 0);
-    RunTool(L"remove protected");
+    EXPECT_EQ(Set(Get(), PP_KEYEXCHANGE_PIN, "1234"), 0);
+    EXPECT_EQ(AddExtension(Get()), 0);
 }
 
-TEST(SoftcspProtection, BringsContainersOfTheFirstFormatToTheSecond) {
-    const LoadedProvider held;
+// The files of format 1 were written by the version before format 2.
+TEST_F(SoftcspProtection, BringsContainersOfTheFirstFormatToTheSecond) {
     const struct {
         const wchar_t *file, *name;
         const char* password;
-    } table[] = {{L"format1-open.key", L"f1plain", nullptr}, {L"format1-locked.key", L"f1locked", "1234"}};
-    for (const auto& row : table) {
-        const std::string file = Read(kData + row.file);
-        const ContainerPlace place{kPlace.carrier, row.name};
-        RunTool(L"remove " + std::wstring(row.name));
-        { TestContainer folder(row.name); }
+    } cases[] = {{L"format1-open.key", L"f1plain", ""}, {L"format1-locked.key", L"f1locked", "1234"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.name));
+        const std::string file = Read(kData + c.file);
+        const TestContainer replaced(c.name);  // creates the folder, and removes the file at the end
+        const ContainerPlace place{kPlace.carrier, c.name};
         ASSERT_EQ(kStore.SaveBytes(place, Bytes(file.begin(), file.end())), 0u);
         EXPECT_EQ(Loaded(place).format, 1u);
-        EXPECT_EQ(OpenAndLoad(row.name, row.password), 0);
-        CCryptProvContext context;
-        ASSERT_TRUE(context.Acquire(CRYPT_SILENT, row.name, nullptr, 75));
-        if (row.password != nullptr) Set(context.Get(), PP_SIGNATURE_PIN, row.password);
-        UniqueCryptHash hash;
-        BYTE signature[64];
-        DWORD size = sizeof signature;
-        ASSERT_TRUE(CryptCreateHash(context.Get(), 0x801E, 0, 0, hash.put()));
-        EXPECT_EQ(ErrorOf(CryptSignHashW(hash.get(), AT_SIGNATURE, nullptr, 0, signature, &size)), 0);
-        EXPECT_EQ(AddExtension(context.Get()), 0);
-        EXPECT_EQ(Loaded(place).format, 2u);
+        for (const std::uint32_t after : {2u, 2u}) {
+            Open(c.name);
+            EXPECT_EQ(Set(Get(), PP_SIGNATURE_PIN, c.password), 0);
+            EXPECT_EQ(LoadKeys(Get()), 0);
+            UniqueCryptHash hash;
+            BYTE signature[64];
+            DWORD size = sizeof signature;
+            ASSERT_TRUE(CryptCreateHash(Get(), kHash, 0, 0, hash.put()));
+            EXPECT_EQ(ErrorOf(CryptSignHashW(hash.get(), AT_SIGNATURE, nullptr, 0, signature, &size)), 0);
+            EXPECT_EQ(AddExtension(Get()), 0);
+            EXPECT_EQ(Loaded(place).format, after);
+        }
         EXPECT_EQ(Loaded(place).extensions.back().identifier, "1.2.3");
-        EXPECT_EQ(OpenAndLoad(row.name, row.password), 0);
+        EXPECT_EQ(Acquire(c.name, CRYPT_DELETEKEYSET), *c.password != 0 ? NTE_SILENT_CONTEXT : 0);
         kStore.Remove(place);
     }
 }
 
-TEST(SoftcspProtection, StoresExactlyOneWholeCertificate) {
-    const LoadedProvider held;
-    RunTool(L"remove protected");
-    ASSERT_EQ(RunTool(L"create protected"), 0u);
-    CCryptProvContext context;
-    ASSERT_TRUE(context.Acquire(CRYPT_SILENT, L"protected", nullptr, 75));
+TEST_F(SoftcspProtection, StoresExactlyOneWholeCertificate) {
+    const ToolContainer created(kPlace.name);
+    Open();
     UniqueCryptKey key;
-    ASSERT_TRUE(CryptGetUserKey(context.Get(), AT_KEYEXCHANGE, key.put()));
+    ASSERT_TRUE(CryptGetUserKey(Get(), AT_KEYEXCHANGE, key.put()));
     const TestBytes right = KeyParameter(key.get(), KP_CERTIFICATE);
-    ASSERT_EQ(right[1], 0x82);
-    const auto write = [&](TestBytes certificate) {
-        certificate.resize(70'000);  // what follows in the caller's memory
-        return ErrorOf(CryptSetKeyParam(key.get(), KP_CERTIFICATE, certificate.data(), 0));
-    };
+    ASSERT_EQ(right[1], 0x82) << "two bytes of length";
     TestBytes longer = right, shorter = right, indefinite = right;
     longer[2] = 0x40;  // 16 KB
     shorter[3] ^= 1;
     indefinite[1] = 0x80;
-    EXPECT_EQ(write(longer), NTE_BAD_DATA);
-    EXPECT_EQ(write(shorter), NTE_BAD_DATA);
-    EXPECT_EQ(write(indefinite), NTE_BAD_DATA);
-    EXPECT_EQ(write({0x30, 0x00}), NTE_BAD_DATA);
-    EXPECT_EQ(KeyParameter(key.get(), KP_CERTIFICATE), right);
-    EXPECT_EQ(write(right), 0);
+    const struct {
+        const char* what;
+        TestBytes certificate;
+        HRESULT result;
+    } cases[] = {{"longer", longer, NTE_BAD_DATA},         {"shorter", shorter, NTE_BAD_DATA},
+                 {"indefinite", indefinite, NTE_BAD_DATA}, {"empty sequence", {0x30, 0x00}, NTE_BAD_DATA},
+                 {"text", {'n', 'o', 0}, NTE_BAD_DATA},    {"right", right, 0}};
+    for (auto [what, certificate, result] : cases) {
+        certificate.resize(70'000);  // what follows in the caller's memory
+        EXPECT_EQ(ErrorOf(CryptSetKeyParam(key.get(), KP_CERTIFICATE, certificate.data(), 0)), result) << what;
+        EXPECT_EQ(KeyParameter(key.get(), KP_CERTIFICATE), right) << what;
+    }
     // A file can have anything where the certificate is expected.
-    Container container = Loaded(kPlace);
+    Container container = Loaded();
     container.exchange->certificate.push_back(0);
     ASSERT_EQ(kStore.Save(kPlace, container), 0u);
     DWORD size = 0;
     EXPECT_EQ(ErrorOf(CryptGetKeyParam(key.get(), KP_CERTIFICATE, nullptr, &size, 0)), NTE_BAD_DATA);
-    RunTool(L"remove protected");
 }
 
-// The accounts in the access control list of an object, in the form of SDDL.
-std::wstring Accounts(const std::wstring& path) {
+// The access control list of a file or folder, in the form of SDDL.
+std::string AccessList(const std::wstring& path) {
     PSECURITY_DESCRIPTOR descriptor = nullptr;
-    wchar_t* text = nullptr;
+    char* text = nullptr;
     if (GetNamedSecurityInfoW(const_cast<wchar_t*>(path.c_str()), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
-                              nullptr, nullptr, nullptr, &descriptor) != 0 ||
-        !ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION,
-                                                              &text, nullptr))
-        return L"unreadable";
-    const std::wstring list = text;
+                              nullptr, nullptr, nullptr, &descriptor) == 0)
+        ConvertSecurityDescriptorToStringSecurityDescriptorA(descriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION,
+                                                             &text, nullptr);
+    const std::string list = text != nullptr ? text : "";
     LocalFree(text);
     LocalFree(descriptor);
     return list;
 }
 
-TEST(SoftcspProtection, GivesNobodyElseRightsToFilesAndFolders) {
-    const LoadedProvider held;
-    TestContainer users(L"protected"), computers(L"protected", 75, CRYPT_MACHINE_KEYSET);
-    ASSERT_TRUE(users.Made() && computers.Made());
-    for (const Owner owner : {Owner::User, Owner::Computer}) {
-        const std::wstring file = FileOf(kPlace, owner);
-        for (const std::wstring& path : {file, ContainerFolder(kPlace.carrier, owner, 75)}) {
-            const std::wstring accounts = Accounts(path);
-            EXPECT_NE(accounts, L"unreadable");
-            EXPECT_EQ(accounts.find(L";WD)"), accounts.npos) << "everyone: " << testing::PrintToString(accounts);
-            EXPECT_EQ(accounts.find(L";BU)"), accounts.npos) << "users: " << testing::PrintToString(accounts);
-        }
+TEST_F(SoftcspProtection, GivesNobodyElseRightsToFilesAndFolders) {
+    const TestContainer users(kPlace.name), computers(kPlace.name, 75, CRYPT_MACHINE_KEYSET);
+    ASSERT_TRUE(users.Made());
+    ASSERT_TRUE(computers.Made());
+    for (const std::wstring& path :
+         {FileOf(Owner::User), FileOf(Owner::Computer), FolderOf(Owner::User), FolderOf(Owner::Computer)}) {
+        const std::string list = AccessList(path);
+        EXPECT_NE(list, "") << testing::PrintToString(path);
+        EXPECT_EQ(list.find(";WD)"), list.npos) << "everyone: " << list << " of " << testing::PrintToString(path);
+        EXPECT_EQ(list.find(";BU)"), list.npos) << "users: " << list << " of " << testing::PrintToString(path);
     }
-    DWORD size = 0;
-    ASSERT_EQ(ErrorOf(CryptGetProvParam(users.Get(), PP_KEYSET_SEC_DESCR, nullptr, &size, DACL_SECURITY_INFORMATION)),
-              0);
-    TestBytes descriptor(size);
-    EXPECT_EQ(ErrorOf(CryptGetProvParam(users.Get(), PP_KEYSET_SEC_DESCR, descriptor.data(), &size,
-                                        DACL_SECURITY_INFORMATION)),
-              0);
+    TestBytes descriptor = Parameter(users.Get(), PP_KEYSET_SEC_DESCR, DACL_SECURITY_INFORMATION);
     EXPECT_TRUE(IsValidSecurityDescriptor(descriptor.data()));
-    EXPECT_EQ(ErrorOf(CryptGetProvParam(users.Get(), PP_KEYSET_SEC_DESCR, nullptr, &size, 0)), NTE_BAD_FLAGS);
+    EXPECT_TRUE(Parameter(users.Get(), PP_KEYSET_SEC_DESCR, 0).empty());
+    EXPECT_EQ(static_cast<HRESULT>(GetLastError()), NTE_BAD_FLAGS);
 }
 
 DWORD WINAPI ForeignOwner(HANDLE, SE_OBJECT_TYPE, SECURITY_INFORMATION, PSID* owner, PSID*, PACL*, PACL*,
@@ -234,33 +202,30 @@ DWORD WINAPI ForeignOwner(HANDLE, SE_OBJECT_TYPE, SECURITY_INFORMATION, PSID* ow
     return ERROR_SUCCESS;
 }
 
-TEST(SoftcspProtection, RefusesFoldersOfOtherAccounts) {
+TEST_F(SoftcspProtection, RefusesFoldersOfOtherAccounts) {
     const auto created = CreateContainer(kPlace.name, {});
     kStore.Remove(kPlace);
     ASSERT_EQ(kStore.Create(kPlace, created->container), 0u);
-    {
-        const ImportPatch foreign(nullptr, "GetSecurityInfo", ForeignOwner);
-        Container container;
-        EXPECT_EQ(kStore.Load(kPlace, container), DWORD{ERROR_INVALID_OWNER});
-        EXPECT_EQ(kStore.Save(kPlace, created->container), DWORD{ERROR_INVALID_OWNER});
-    }
-    EXPECT_EQ(kStore.Remove(kPlace), 0u);
+    const ImportPatch foreign(nullptr, "GetSecurityInfo", ForeignOwner);
+    Container container;
+    EXPECT_EQ(kStore.Load(kPlace, container), DWORD{ERROR_INVALID_OWNER});
+    EXPECT_EQ(kStore.Save(kPlace, created->container), DWORD{ERROR_INVALID_OWNER});
 }
 
-TEST(SoftcspProtection, BindsKeysWithoutPasswordToTheUserAndSavedOnesToTheirContainer) {
-    const LoadedProvider held;
-    TestContainer container(L"protected");
+TEST_F(SoftcspProtection, BindsKeysWithoutPasswordToTheUserAndSavedOnesToTheirContainer) {
+    const TestContainer container(kPlace.name);
     ASSERT_TRUE(container.Made());
-    const Container loaded = Loaded(kPlace);
-    EXPECT_FALSE(loaded.lock.protectedKey.empty());
-    PasswordLock unbound = loaded.lock, derived = loaded.lock;
+    const PasswordLock lock = Loaded().lock;
+    EXPECT_FALSE(lock.protectedKey.empty());
+    PasswordLock unbound = lock, derived = lock;
     derived.protectedKey.clear();
     EXPECT_FALSE(OpenLock(derived, *OpeningKey(derived, {}))) << "opened by a key that everybody can derive";
     unbound.salt[0] ^= 1;
     EXPECT_FALSE(OpeningKey(unbound, {})) << "opened with another container's key";
-    // A saved password is bound to the container's place.
-    const ContainerPlace other{kPlace.carrier, L"another"};
-    const SymmetricKey key = *OpeningKey(loaded.lock, {});
+    const SymmetricKey key = *OpeningKey(lock, {});
+    const auto sealed = SealPrivateKey(key, key, false);
+    EXPECT_TRUE(UnsealPrivateKey(key, *sealed, false));
+    EXPECT_FALSE(UnsealPrivateKey(key, *sealed, true)) << "as exportable";
     const SavedPasswords saved(kComputers);
     ASSERT_EQ(saved.Save(kPlace, key), 0u);
     const std::wstring section = L"\\global\\KeyDevices\\passwords\\75/REGISTRY/";
@@ -270,35 +235,36 @@ TEST(SoftcspProtection, BindsKeysWithoutPasswordToTheUserAndSavedOnesToTheirCont
     ASSERT_EQ(value.data.Text(text), 0u);
     ASSERT_EQ(Store().WriteText((section + L"another\\passwd").c_str(), text), 0u);
     EXPECT_EQ(saved.Find(kPlace), key);
-    EXPECT_FALSE(saved.Find(other));
-    saved.Remove(kPlace);
-    saved.Remove(other);
+    const ContainerPlace other{kPlace.carrier, L"another"};
+    EXPECT_FALSE(saved.Find(other)) << "saved for another container";
+    for (const ContainerPlace& place : {kPlace, other}) saved.Remove(place);
 }
 
 // A mutex of a known name and an open descriptor would let every account block all containers.
-TEST(SoftcspProtection, IsNotBlockedByTheMutexesOfOthers) {
-    const LoadedProvider held;
-    TestContainer container(L"protected");
+TEST_F(SoftcspProtection, IsNotBlockedByTheMutexesOfOthers) {
+    const TestContainer container(kPlace.name);
     ASSERT_TRUE(container.Made());
-    const HANDLE mutex =
-        CreateMutexW(nullptr, TRUE, (L"Global\\softcsp-" + TextSum(FileOf(kPlace, Owner::User))).c_str());
+    const std::wstring name = L"Global\\softcsp-" + TextSum(FileOf(Owner::User));
+    const HANDLE mutex = CreateMutexW(nullptr, TRUE, name.c_str());
     const ULONGLONG start = GetTickCount64();
-    std::thread([] { EXPECT_EQ(OpenAndLoad(L"protected"), 0); }).join();
-    EXPECT_LT(GetTickCount64() - start, 10'000u);
+    std::thread([this] {
+        Open();
+        EXPECT_EQ(LoadKeys(Get()), 0);
+    }).join();
+    EXPECT_LT(GetTickCount64() - start, 10'000u) << "milliseconds";
     ReleaseMutex(mutex);
     CloseHandle(mutex);
     // The lock is a file of the container's folder that nobody else can open meanwhile.
-    const FolderLock lock(ContainerFolder(kPlace.carrier, Owner::User, 75), Rights::Owner);
+    const FolderLock lock(FolderOf(Owner::User), Rights::Owner);
     EXPECT_EQ(lock.Result(), 0u);
-    EXPECT_EQ(CreateFileW((ContainerFolder(kPlace.carrier, Owner::User, 75) + L"lock").c_str(), GENERIC_READ,
-                          FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr),
+    constexpr DWORD kShared = FILE_SHARE_READ | FILE_SHARE_WRITE;
+    EXPECT_EQ(CreateFileW((FolderOf(Owner::User) + L"lock").c_str(), GENERIC_READ, kShared, nullptr, OPEN_EXISTING, 0,
+                          nullptr),
               INVALID_HANDLE_VALUE);
     EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
 }
 
-TEST(SoftcspProtection, DerivesThePasswordKeyInManyRoundsButNotInAnyNumber) {
-    const LoadedProvider held;
-    ClearSetting(kPasswordRoundsSetting);
+TEST_F(SoftcspProtection, DerivesThePasswordKeyInManyRoundsButNotInAnyNumber) {
     auto created = CreateContainer(kPlace.name, Password(L"1234"));
     const std::uint32_t rounds = created->container.lock.rounds;
     EXPECT_GE(rounds, 20'000u);
@@ -306,61 +272,40 @@ TEST(SoftcspProtection, DerivesThePasswordKeyInManyRoundsButNotInAnyNumber) {
     EXPECT_FALSE(AcceptsRounds(rounds * 20));
     EXPECT_FALSE(AcceptsRounds(0));
     created->container.lock.rounds = 0xFFFFFFFF;
-    kStore.Remove(kPlace);
     ASSERT_EQ(kStore.Create(kPlace, created->container), 0u);
-    CCryptProvContext context;
-    EXPECT_FALSE(context.Acquire(CRYPT_SILENT, L"protected", nullptr, 75));
-    EXPECT_EQ(static_cast<HRESULT>(GetLastError()), NTE_KEYSET_ENTRY_BAD);
-    // A few rounds on demand, and a failed password is not tried again.
-    WriteSetting(kPasswordRoundsSetting, 9);
-    EXPECT_EQ(CreateContainer(kPlace.name, Password(L"1234"))->container.lock.rounds, 9u);
-    WriteSetting(kPasswordRoundsSetting, 200'000);
+    EXPECT_EQ(Acquire(kPlace.name), NTE_KEYSET_ENTRY_BAD);
     ASSERT_EQ(kStore.Remove(kPlace), 0u);
-    ASSERT_EQ(RunTool(L"create protected --password 1234"), 0u);
-    ClearSetting(kPasswordRoundsSetting);
-    ASSERT_TRUE(context.Acquire(CRYPT_SILENT, L"protected", nullptr, 75));
-    Set(context.Get(), PP_KEYEXCHANGE_PIN, "wrong");
+    const ChangedSetting few(kPasswordRoundsSetting, 9);
+    EXPECT_EQ(CreateContainer(kPlace.name, Password(L"1234"))->container.lock.rounds, 9u) << "on demand";
+}
+
+TEST_F(SoftcspProtection, RemembersThatAPasswordIsWrong) {
+    {
+        const ChangedSetting many(kPasswordRoundsSetting, 100'000);
+        ASSERT_EQ(kStore.Create(kPlace, CreateContainer(kPlace.name, Password(L"1234"))->container), 0u);
+    }
+    Open();
+    UniqueCryptKey key;
+    EXPECT_EQ(Set(Get(), PP_KEYEXCHANGE_PIN, "wrong"), 0);
     ULONGLONG times[2];
     for (ULONGLONG& time : times) {
         const ULONGLONG start = GetTickCount64();
-        EXPECT_EQ(LoadKeys(context.Get()), static_cast<HRESULT>(SCARD_W_WRONG_CHV));
+        EXPECT_EQ(AddExtension(Get()), static_cast<HRESULT>(SCARD_W_WRONG_CHV));
         time = GetTickCount64() - start;
     }
-    EXPECT_LT(times[1], times[0] / 4) << "milliseconds of the first and the second opening";
-    Set(context.Get(), PP_KEYEXCHANGE_PIN, "1234");
-    EXPECT_EQ(LoadKeys(context.Get()), 0);
-    RunTool(L"remove protected");
+    EXPECT_LT(times[1], times[0] / 4) << "milliseconds of the first and the second attempt";
+    EXPECT_EQ(Set(Get(), PP_KEYEXCHANGE_PIN, "1234"), 0);
+    EXPECT_EQ(AddExtension(Get()), 0);
 }
 
-// The first allocation fails.
-void* FailingOnce(std::size_t size) {
-    static auto* const real = reinterpret_cast<decltype(&malloc)>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"msvcrt.dll"), "malloc")));
-    static bool failed = false;
-    return std::exchange(failed, true) ? real(size) : nullptr;
-}
-
-TEST(SoftcspProtection, CountsCallsAfterMemoryWasShortAtTheFirst) {
-    {
-        const ImportPatch allocation(nullptr, "malloc", FailingOnce);
-        CountCall(ProviderEntry::GenKey);
-    }
-    const HANDLE ended = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    std::thread([=] {
-        CountCall(ProviderEntry::GenKey);
-        SetEvent(ended);
-    }).detach();
-    EXPECT_EQ(WaitForSingleObject(ended, 5'000), WAIT_OBJECT_0) << "the second call waits for the first one";
-    CloseHandle(ended);
-}
-
-TEST(SoftcspProtection, FindsItsFoldersWithoutTheEnvironment) {
-    const LoadedProvider held;
+TEST_F(SoftcspProtection, FindsItsFoldersWithoutTheEnvironment) {
+    const std::wstring before = _wgetenv(L"LOCALAPPDATA");
     SetEnvironmentVariableW(L"LOCALAPPDATA", L"C:\\windows\\temp");
-    TestContainer container(L"protected");
+    const TestContainer container(kPlace.name);
     EXPECT_TRUE(container.Made());
     EXPECT_EQ(GetFileAttributesW(L"C:\\windows\\temp\\Kelvane"), INVALID_FILE_ATTRIBUTES);
-    EXPECT_NE(GetFileAttributesW(FileOf(kPlace, Owner::User).c_str()), INVALID_FILE_ATTRIBUTES);
+    EXPECT_NE(GetFileAttributesW(FileOf(Owner::User).c_str()), INVALID_FILE_ATTRIBUTES);
+    SetEnvironmentVariableW(L"LOCALAPPDATA", before.c_str());
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The configuration store through the support library's exports, as every program meets it.
+// The support library through its exports, as every program uses it: the configuration store and the language.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "softcsp/kvsuprt.h"
-#include "tests/support/Directory.h"
 #include "tests/support/Store.h"
 
 namespace {
@@ -19,7 +18,7 @@ std::wstring In(const std::wstring& scope, const wchar_t* rest) {
 }
 const std::wstring kHome = In(L"config", L""), kText = kHome + L"\\Text", kNumber = kHome + L"\\In\\Number";
 
-// What is stored at a path, read as programs do; nothing when a call fails.
+// What is stored at a path; nothing if the call fails, which must leave its output unchanged.
 std::optional<LONG> Number(const std::wstring& path) {
     LONG number = 77;
     if (support_registry_get_long(path.c_str(), &number) == 0) return number;
@@ -43,9 +42,8 @@ struct SoftcspStore : testing::Test {
 };
 
 TEST_F(SoftcspStore, KeepsNumbersFlagsAndTextsInEveryScope) {
-    for (const auto& [scope, root] : {std::pair{L"config", HKEY_LOCAL_MACHINE},
-                                      {L"global", HKEY_LOCAL_MACHINE},
-                                      {L"local", HKEY_CURRENT_USER}}) {  // needs no rights to the machine's
+    for (const wchar_t* scope : {L"config", L"global", L"local"}) {
+        SCOPED_TRACE(testing::PrintToString(scope));
         BOOL flag = 5;
         EXPECT_EQ(support_registry_put_long(In(scope, L"\\deep\\er\\Number").c_str(), -2), 0u);
         EXPECT_EQ(support_registry_put_bool(In(scope, L"\\Flag").c_str(), 7), 0u);
@@ -54,9 +52,11 @@ TEST_F(SoftcspStore, KeepsNumbersFlagsAndTextsInEveryScope) {
         EXPECT_EQ(support_registry_get_bool(In(scope, L"\\flag").c_str(), &flag), 0u);
         EXPECT_EQ(flag, TRUE);
         EXPECT_EQ(Text(In(scope, L"\\TEXT")), L"Ключ \x2603");
-        const std::wstring key = kStore + In(scope, L"");
-        EXPECT_EQ(RegGetValueW(root, key.c_str(), L"Flag", RRF_RT_REG_DWORD, nullptr, nullptr, nullptr), 0) << scope;
     }
+    HKEY key = nullptr;
+    EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, (kStore + In(L"local", L"")).c_str(), 0, KEY_READ, &key), 0)
+        << "the user's needs no rights to the machine's";
+    RegCloseKey(key);
     EXPECT_EQ(support_registry_delete_section(In(L"LOCAL", L"").c_str(), 0), 0u);
     EXPECT_FALSE(Text(In(L"local", L"\\Text")));
     EXPECT_TRUE(Text(In(L"global", L"\\Text")));
@@ -78,21 +78,24 @@ TEST_F(SoftcspStore, FollowsTheLengthRule) {
 }
 
 TEST_F(SoftcspStore, DistrustsWhatIsStored) {
-    struct {
+    const struct {
+        const char* what;
         DWORD type, size;
         const wchar_t* bytes;
         std::optional<std::wstring> text;
         std::optional<LONG> number;
-    } const table[] = {
-        // Not terminated, with half a character, nothing at all, terminated early; numbers of any size; another type.
-        {REG_SZ, 4, L"ab", L"ab", {}},       {REG_SZ, 5, L"abc", L"ab", {}}, {REG_SZ, 0, L"", L"", {}},
-        {REG_SZ, 10, L"ab\0cd", L"ab", {}},  {REG_DWORD, 4, L"\1", {}, 1},   {REG_DWORD, 2, L"\1", {}, {}},
-        {REG_DWORD, 8, L"\1\0\0\0", {}, {}}, {REG_BINARY, 4, L"ab", {}, {}},
-    };
-    for (const auto& row : table) {
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, (kStore + kHome).c_str(), L"Text", row.type, row.bytes, row.size);
-        EXPECT_EQ(Text(kText), row.text) << row.type << ' ' << row.size;
-        EXPECT_EQ(Number(kText), row.number) << row.type << ' ' << row.size;
+    } cases[] = {{"not terminated", REG_SZ, 4, L"ab", L"ab", {}},
+                 {"half a character", REG_SZ, 5, L"abc", L"ab", {}},
+                 {"nothing", REG_SZ, 0, L"", L"", {}},
+                 {"terminated early", REG_SZ, 10, L"ab\0cd", L"ab", {}},
+                 {"a number", REG_DWORD, 4, L"\1", {}, 1},
+                 {"two bytes", REG_DWORD, 2, L"\1", {}, {}},
+                 {"eight bytes", REG_DWORD, 8, L"\1\0\0\0", {}, {}},
+                 {"another type", REG_BINARY, 4, L"ab", {}, {}}};
+    for (const auto& c : cases) {
+        RegSetKeyValueW(HKEY_LOCAL_MACHINE, (kStore + kHome).c_str(), L"Text", c.type, c.bytes, c.size);
+        EXPECT_EQ(Text(kText), c.text) << c.what;
+        EXPECT_EQ(Number(kText), c.number) << c.what;
     }
 }
 
@@ -104,6 +107,7 @@ TEST_F(SoftcspStore, RefusesMalformedPaths) {
     const wchar_t* const paths[] = {nullptr,          L"",           L"config\\x",    L"\\",       L"\\\\config\\x",
                                     L"\\config\\\\x", L"\\config\\", tooLong.c_str(), deep.c_str()};
     for (const wchar_t* path : paths) {
+        SCOPED_TRACE(testing::PrintToString(path));
         DWORD rights = 0;
         HANDLE search = nullptr;
         for (const DWORD result :
@@ -111,9 +115,9 @@ TEST_F(SoftcspStore, RefusesMalformedPaths) {
               support_registry_put_section(path, 0), support_registry_delete_param(path),
               support_registry_delete_section(path, 0), support_registry_check_access(path, &rights),
               support_registry_search_open(path, &search)})
-            EXPECT_EQ(result, ERROR_BAD_PATHNAME) << (path != nullptr ? path : L"(null)");
+            EXPECT_EQ(result, ERROR_BAD_PATHNAME);
     }
-    EXPECT_EQ(support_registry_put_long(L"\\config", 1), ERROR_BAD_PATHNAME);  // a scope is no parameter
+    EXPECT_EQ(support_registry_put_long(L"\\config", 1), ERROR_BAD_PATHNAME) << "a scope is no parameter";
 }
 
 TEST_F(SoftcspStore, TakesRightsAwayAndGivesThemBack) {
@@ -125,47 +129,61 @@ TEST_F(SoftcspStore, TakesRightsAwayAndGivesThemBack) {
         EXPECT_EQ(support_registry_check_access(path.c_str(), &asked), 0u);
         return asked;
     };
-    EXPECT_EQ(rights(kNumber), 10u);
+    constexpr DWORD kBoth = SUPPORT_RIGHT_WRITE | SUPPORT_RIGHT_REMOVE;
+    EXPECT_EQ(rights(kNumber), kBoth);
     {
         const Denied denied(kHome + L"\\in");
         EXPECT_EQ(rights(kNumber), 0u);
-        for (const std::wstring& other : others) EXPECT_EQ(rights(other), 10u) << other;
-        EXPECT_EQ(rights(kHome), DWORD{SUPPORT_RIGHT_WRITE});  // can't go while something beneath can't
+        for (const std::wstring& other : others) EXPECT_EQ(rights(other), kBoth) << testing::PrintToString(other);
+        EXPECT_EQ(rights(kHome), DWORD{SUPPORT_RIGHT_WRITE}) << "what is beneath cannot be removed";
         for (const DWORD result :
              {support_registry_put_long(kNumber.c_str(), 4), support_registry_put_string(kNumber.c_str(), L"x"),
               support_registry_put_section((kNumber + L"\\New").c_str(), 0),
               support_registry_delete_param(kNumber.c_str()), support_registry_delete_section(kHome.c_str(), 0)})
             EXPECT_EQ(result, ERROR_ACCESS_DENIED);
-        EXPECT_EQ(RunTool(L"store put " + kNumber + L" 5"), 1u);
         EXPECT_EQ(Number(kNumber), 3);
     }
-    EXPECT_EQ(rights(kNumber), 10u);
-    EXPECT_EQ(RunTool(L"store put " + kNumber + L" 0x10"), 0u);
-    EXPECT_EQ(Number(kNumber), 16);
+    EXPECT_EQ(rights(kNumber), kBoth);
 }
 
 TEST_F(SoftcspStore, SearchShowsTheSectionAsItWas) {
     ASSERT_EQ(support_registry_put_long((kHome + L"\\Sub\\Other").c_str(), 11), 0u);
     ASSERT_EQ(support_registry_put_long((kHome + L"\\Number").c_str(), 12), 0u);
-    ASSERT_EQ(support_registry_put_string(kText.c_str(), L"12"), 0u);
     HANDLE search = nullptr, value = nullptr;
     ASSERT_EQ(support_registry_search_open(kHome.c_str(), &search), 0u);
-    EXPECT_EQ(support_registry_find(kHome.c_str(), &value), ERROR_FILE_NOT_FOUND);  // a section is no parameter
-    ASSERT_EQ(support_registry_find((kHome + L"\\NUMBER").c_str(), &value), 0u);
     ASSERT_EQ(support_registry_delete_section(kHome.c_str(), 0), 0u);
     std::vector<std::wstring> seen;
-    do {
+    while (support_registry_search_next(search, &value) == 0) {
         wchar_t name[20] = {};
         DWORD length = 19;
-        LONG number = 0;
         EXPECT_EQ(support_registry_value_name(value, &length, name), 0u);
-        const DWORD result = support_registry_value_long(value, &number);
-        seen.push_back(name + (result == 0 ? L"=" + std::to_wstring(number) : L"!" + std::to_wstring(result)));
         EXPECT_EQ(support_registry_value_free(value), 0u);
-    } while (support_registry_search_next(search, &value) == 0);
-    EXPECT_EQ(seen, (std::vector<std::wstring>{L"NUMBER=12", L"Sub!13", L"Number=12", L"Text!13"}));
+        seen.emplace_back(name);
+    }
+    EXPECT_EQ(seen, (std::vector<std::wstring>{L"Sub", L"Number"}));
     EXPECT_EQ(support_registry_search_next(search, &value), ERROR_NO_MORE_ITEMS);
     EXPECT_EQ(support_registry_search_close(search), 0u);
+}
+
+TEST(SoftcspText, LanguageIsTheUsersThenTheMachinesThenTheSystems) {
+    const StoredNumber local(L"\\local\\Language", 0), config(L"\\config\\Language", 0);
+    const DWORD system = PRIMARYLANGID(GetSystemDefaultUILanguage()) == LANG_RUSSIAN ? 1049 : 1033;
+    const struct {
+        std::optional<long> local, config;
+        DWORD language;
+    } cases[] = {{1049, 1033, 1049}, {1033, 1049, 1033}, {{}, 1049, 1049},  {{}, 1033, 1033},
+                 {1058, 1033, 1033}, {1058, 1049, 1049}, {1058, 9, system}, {{}, {}, system}};
+    for (const auto& c : cases) {
+        local.Set(c.local);
+        config.Set(c.config);
+        EXPECT_EQ(support_wnd_language_update(), 0u);
+        EXPECT_EQ(support_wnd_language_get(), c.language)
+            << "user " << c.local.value_or(0) << ", machine " << c.config.value_or(0);
+    }
+    local.Set(system == 1049 ? 1033 : 1049);
+    EXPECT_EQ(support_wnd_language_get(), system) << "kept until it is updated or done";
+    EXPECT_EQ(support_wnd_language_done(), 0u);
+    EXPECT_NE(support_wnd_language_get(), system);
 }
 
 }  // namespace

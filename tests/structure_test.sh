@@ -17,7 +17,8 @@ declare -A may=(
   [softcsp]=''
   [tools/panel]=''
   [bench]='console csp framework resources softcsp tools/panel'
-  [tests]='applet console pages wizards settings csp applet/services framework resources softcsp tools/panel'
+  [cmake]=''
+  [tests]='applet console pages wizards settings csp applet/services framework resources softcsp tools/panel cmake'
 )
 
 # The units of framework/ and applet/services/ that settings/, csp/ and console/ may include: none has a window, a message

@@ -1,33 +1,24 @@
-// The wizard that checks a container, against a container of the software provider.
+// The wizard that checks a container, against containers of the software provider.
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <new>
 
-#include "applet/services/ErrorText.h"
+#include "csp/CertificateStores.h"
+#include "csp/ProviderParameters.h"
+#include "tests/support/Certificates.h"
 #include "tests/support/ClipboardText.h"
-#include "tests/support/Directory.h"
+#include "tests/support/Provider.h"
+#include "tests/support/Report.h"
 #include "tests/support/Wizards.h"
 #include "wizards/WizardCheckContainer.h"
 
 namespace {
 
-std::wstring Row(const std::wstring& label, const std::wstring& value) {
-    return label + std::wstring(30 - label.size(), L' ') + L" \t" + value + L"\r\n";
-}
-
-std::wstring ListText(HWND list) {
-    std::wstring text;
-    for (int row = 0; row < ListView_GetItemCount(list); ++row) {
-        wchar_t cells[2][300] = {};
-        for (const int column : {0, 1}) ListView_GetItemText(list, row, column, cells[column], 300);
-        text += Row(cells[0], cells[1]);
-    }
-    return text;
-}
+constexpr wchar_t kSucceeded[] = L"Check container succeed|no errors were detected";
 
 // The row's mark and the weight of its font.
-std::pair<CheckMark, LONG> Look(HWND page, int row) {
+using Look = std::pair<CheckMark, LONG>;
+Look LookOf(HWND page, int row) {
     const HWND list = GetDlgItem(page, IDC_REPORT_ROWS);
     const HDC dc = CreateCompatibleDC(nullptr);
     NMLVCUSTOMDRAW drawing{};
@@ -42,81 +33,90 @@ std::pair<CheckMark, LONG> Look(HWND page, int row) {
     return {CheckMark(ListView_GetItemState(list, row, LVIS_STATEIMAGEMASK) >> 12), font.lfWeight};
 }
 
-std::string Utf8(const std::wstring& text) {
-    std::string bytes(text.size() * 3, '\0');
-    bytes.resize(
-        static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                                     bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr)));
-    return bytes;
-}
-
-int FindRow(HWND list, const wchar_t* label) {
-    LVFINDINFOW request{LVFI_STRING, label, 0, {}, 0};
-    return static_cast<int>(SendMessageW(list, LVM_FINDITEMW, WPARAM(-1), reinterpret_cast<LPARAM>(&request)));
-}
-
-const ImportPatch* sign;
-bool refused, painted;
-int signatures;
-std::function<void(HWND sheet)> during;
-
-// Looks at the report in the middle of the check.
-BOOL WINAPI Sign(HCRYPTHASH hash, DWORD key, LPCWSTR text, DWORD flags, BYTE* signature, DWORD* size) {
-    const HWND sheet = Ui::Current(), page = Ui::Page(sheet), list = GetDlgItem(page, IDC_REPORT_ROWS);
-    painted = IsWindowVisible(list) && ListView_GetItemCount(list) > 4 && !GetUpdateRect(list, nullptr, FALSE);
-    signatures += !signature;  // whose length is asked for first
-    if (during) during(sheet);
-    SetLastError(ERROR_ACCESS_DENIED);
-    return !refused && sign->Original<decltype(CryptSignHashW)>()(hash, key, text, flags, signature, size);
-}
-
-int verifications;
-
-BOOL WINAPI Verify(HCRYPTHASH, const BYTE*, DWORD, HCRYPTKEY, LPCWSTR, DWORD) {
-    return ++verifications;
-}
-
-struct CheckWizard : WizardTest {
-    CheckWizard() {
-        sign = &patch;
-        during = nullptr, refused = false, signatures = 0;
-    }
-    const ImportPatch patch{nullptr, "CryptSignHashW", &Sign};
-    const Step next = Press(PSBTN_NEXT);
+class CheckWizard : public WizardTest {
+  protected:
+    // Called in the middle of the check, when the length of a signature is asked for, and before its last call.
+    std::function<void(HWND sheet)> during, atTheEnd;
+    DWORD error = ERROR_SUCCESS;  // else signing fails with it
+    int signatures = 0, verifications = 0;
+    const CryptCalls calls{[this](const CryptCalls::Call& call) {
+        verifications += call.name == "CryptVerifySignatureW";
+        if (call.name == "CryptGetProvParam" && call.a[1] == kParameterExtensions && atTheEnd) atTheEnd(Ui::Current());
+        if (call.name != "CryptSignHashW" || call.a[4]) return call();
+        ++signatures;
+        if (during) during(Ui::Current());
+        return error ? CryptCalls::Fail(error) : call();
+    }};
 };
 
 TEST_F(CheckWizard, ShowsAndCopiesTheRowsAsTheyCome) {
-    RunTool(L"remove \"Имя %1\"");  // of a run that was broken off
-    EXPECT_EQ(RunTool(L"create \"Имя %1\" --certs none"), 0u);
+    const ToolContainer container(L"Имя %1", L"--keys xs --certs x --subject \"CN=VestraTest\x202E\"");
+    const TemporaryDirectory directory;
+    const KeptStores kept;
+    const std::wstring path = directory.Path() + L"x.cer";
+    container.WriteCertificate(path, L"x", L"--subject \"CN=VestraTest\x202E\"");
+    EXPECT_TRUE(CertAddCertificateContextToStore(SystemStore(L"My").get(), OpenCertificateFile(path)->only.get(),
+                                                 CERT_STORE_ADD_ALWAYS, nullptr));
     during = [](HWND sheet) {  // nothing is completed yet, and only Cancel does something
-        EXPECT_FALSE(Ui::Visible(Ui::Page(sheet), IDC_REPORT_TITLE));
-        EXPECT_FALSE(Ui::Enabled(Ui::Page(sheet), IDC_REPORT_COPY));
+        const HWND page = Ui::Page(sheet), list = GetDlgItem(page, IDC_REPORT_ROWS);
+        EXPECT_TRUE(IsWindowVisible(list));
+        EXPECT_GT(ListView_GetItemCount(list), 4);
+        EXPECT_FALSE(GetUpdateRect(list, nullptr, FALSE)) << "not painted yet";
+        EXPECT_FALSE(Ui::Visible(page, IDC_REPORT_TITLE));
+        EXPECT_FALSE(Ui::Enabled(page, IDC_REPORT_COPY));
         for (const UINT button : {kBack, kNext, kFinish}) EXPECT_FALSE(Ui::Enabled(sheet, button)) << button;
         EXPECT_TRUE(Ui::Enabled(sheet, IDCANCEL));
         EXPECT_EQ(LOWORD(SendMessageW(sheet, DM_GETDEFID, 0, 0)), kFinish);
     };
-    const auto look = [](HWND sheet) {
+    const Step look = [&](HWND sheet) {
         EXPECT_EQ(Ui::Text(sheet), L"Check private key container");
-        const HWND page = Ui::Page(sheet), list = GetDlgItem(page, IDC_REPORT_ROWS);
+        const HWND page = Ui::Page(sheet);
+        const Texts rows = Rows(sheet, IDC_REPORT_ROWS);
+        const auto lookOf = [&](const std::wstring& text) {
+            const auto found = std::ranges::find(rows, text);
+            EXPECT_NE(found, rows.end()) << testing::PrintToString(text) << " in " << testing::PrintToString(rows);
+            return LookOf(page, static_cast<int>(found - rows.begin()));
+        };
+        const LONG bold = FW_BOLD, normal = FW_NORMAL;
+        if (error) {
+            EXPECT_EQ(lookOf(L"Check container failed|"), Look(CheckMark::Failed, bold));
+            EXPECT_EQ(lookOf(L"  signing|" + ErrorMessageText(error)), Look(CheckMark::Failed, normal));
+        } else {
+            EXPECT_EQ(lookOf(kSucceeded), Look(CheckMark::Succeeded, bold));
+            EXPECT_EQ(lookOf(L"  signing|succeed"), Look(CheckMark::None, normal));
+        }
+        EXPECT_EQ(lookOf(L"  certificate in container|not available"), Look(CheckMark::Note, normal));
+        for (const wchar_t* row : {L"  name|Имя %1", L"  certificate name|VestraTest‹U+202E›",
+                                   L"  certificate in store|My", L"  |  VestraTest‹U+202E›"})
+            lookOf(row);
         EXPECT_TRUE(Ui::Visible(page, IDC_REPORT_TITLE));
-        EXPECT_EQ(Look(page, 0), std::pair(refused ? CheckMark::Failed : CheckMark::Succeeded, LONG{FW_BOLD}));
-        EXPECT_EQ(Look(page, FindRow(list, L"  signing")),
-                  std::pair(refused ? CheckMark::Failed : CheckMark::None, LONG{FW_NORMAL}));
-        EXPECT_EQ(Look(page, FindRow(list, L"  certificate in container")),
-                  std::pair(CheckMark::Note, LONG{FW_NORMAL}));
-        Ui::Click(Ui::Page(sheet), IDC_REPORT_COPY);
-        const std::wstring report = ClipboardText();
-        EXPECT_EQ(report, ListText(GetDlgItem(Ui::Page(sheet), IDC_REPORT_ROWS)));
-        EXPECT_TRUE(report.starts_with(refused ? Row(L"Check container failed", L"")
-                                               : Row(L"Check container succeed", L"no errors were detected")));
-        const std::wstring signing = refused ? ErrorMessageText(ERROR_ACCESS_DENIED) : L"succeed";
-        for (const auto& row : {Row(L"  name", L"Имя %1"), Row(L"  ", L"1.2.643.2.2.30.1"), Row(L"  signing", signing)})
-            EXPECT_NE(report.find(row), report.npos) << testing::PrintToString(report);
-        EXPECT_TRUE(painted && Ui::Enabled(sheet, kBack) && Ui::Enabled(sheet, kFinish));
-        refused = true;
+        for (const UINT button : {kBack, kFinish}) EXPECT_TRUE(Ui::Enabled(sheet, button)) << button;
+        Ui::Click(page, IDC_REPORT_COPY);
+        std::vector<ReportRow> copied;
+        for (const std::wstring& row : rows)
+            copied.push_back({row.substr(0, row.find(L'|')), row.substr(row.find(L'|') + 1)});
+        EXPECT_EQ(ClipboardText(), ReportText(copied));
+        error = ERROR_ACCESS_DENIED;
     };
-    EXPECT_EQ(Check({Type(L"Имя %1"), next, look, Press(PSBTN_BACK), next, look, Press(PSBTN_FINISH)}), ID_WIZFINISH);
-    RunTool(L"remove \"Имя %1\"");
+    EXPECT_TRUE(Run<CWizardCheckContainer>({Type(L"Имя %1"), next, look, back, next, look, finish}));
+}
+
+// The whole report, as a Russian user reads it.
+TEST_F(CheckWizard, SpeaksTheUsersLanguage) {
+    const ToolContainer container(L"Отчет", L"--keys s --certs none");
+    const SpokenLanguage russian(kRussian);
+    const Step look = [](HWND sheet) {
+        EXPECT_EQ(Ui::Text(sheet), L"Проверка контейнера закрытого ключа");
+        EXPECT_EQ(Lines(Rows(sheet, IDC_REPORT_ROWS)),
+                  Lines({L"Проверка завершена успешно|ошибок не обнаружено", L"Контейнер закрытого ключа|",
+                         L"  имя|Отчет", L"  уникальное имя|REGISTRY\\Отчет", L"  FQCN|\\\\.\\REGISTRY\\Отчет",
+                         L"  проверка целостности|успешно", L"Ключ обмена|отсутствует", L"Ключ подписи|имеется",
+                         L"  экспорт открытого ключа|успешно", L"  импорт открытого ключа|успешно",
+                         L"  создание подписи|успешно", L"  проверка подписи|успешно", L"  экспорт ключа|запрещен",
+                         L"  алгоритм|GOST R 34.10-2001", L"  |1.2.643.2.2.35.1", L"  |1.2.643.2.2.30.1",
+                         L"  сертификат в контейнере|отсутствует", L"  загрузка ключей|успешно"}));
+    };
+    Run<CWizardCheckContainer>({Type(L"Отчет"), next, look});
 }
 
 // The user goes on before a check has begun, gets ahead of its end, or cancels it; or memory runs out.
@@ -124,95 +124,65 @@ TEST_F(CheckWizard, EndsWithOneWholeReportOrNone) {
     const auto post = [](UINT button) {
         return [=](HWND sheet) { PostMessageW(GetDlgItem(sheet, static_cast<int>(button)), BM_CLICK, 0, 0); };
     };
+    const auto key = [](WPARAM code) { return [=](HWND) { PostMessageW(GetFocus(), WM_KEYDOWN, code, 0); }; };
     const struct {
         const char* name;
         std::function<void(HWND)> during;
-        int appearances;  // of the page, without a pause
-        int rows;         // of the report; 0: the wizard is closed
-        const wchar_t* verdict;
+        size_t rows = 18;  // of the report; 0: the wizard is closed
+        std::wstring verdict = kSucceeded;
+        bool twice = false;  // the page appears twice without a pause
+        std::function<void(HWND)> atTheEnd = nullptr;
     } cases[] = {
-        {"back and on again", nullptr, 2, 18, L"Check container succeed"},
-        {"Finish", post(kFinish), 1, 18, L"Check container succeed"},
-        {"Back", post(kBack), 1, 18, L"Check container succeed"},
-        {"Enter", [](HWND) { PostMessageW(GetFocus(), WM_KEYDOWN, VK_RETURN, 0); }, 1, 18, L"Check container succeed"},
-        {"no memory", [](HWND) { throw std::bad_alloc(); }, 1, 10, L"Check container failed"},
-        {"Cancel", post(IDCANCEL), 1, 0, L""},
-        {"Esc", [](HWND) { PostMessageW(GetFocus(), WM_KEYDOWN, VK_ESCAPE, 0); }, 1, 0, L""},
+        {"back and on again", nullptr, 18, kSucceeded, true},
+        {"Finish", post(kFinish)},
+        {"Back", post(kBack)},
+        {"Enter", key(VK_RETURN)},
+        {"Finish at the last moment", nullptr, 18, kSucceeded, false, post(kFinish)},
+        {"no memory", [](HWND) { throw std::bad_alloc(); }, 10, L"Check container failed|"},
+        {"Cancel", post(IDCANCEL), 0},
+        {"Esc", key(VK_ESCAPE), 0},
     };
-    RunTool(L"remove Once");
-    EXPECT_EQ(RunTool(L"create Once --keys s --certs none"), 0u);
-    const ImportPatch verify(nullptr, "CryptVerifySignatureW", &Verify);
+    const ToolContainer container(L"Once", L"--keys s --certs none");
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        during = c.during, signatures = verifications = 0;
+        during = c.during;
+        atTheEnd = c.atTheEnd;
+        signatures = verifications = 0;
         bool closed = true;
-        const auto on = [&](HWND sheet) {
-            for (int page = 1; page < c.appearances; ++page) Ui::Press(sheet, PSBTN_NEXT), Ui::Press(sheet, PSBTN_BACK);
+        const Step on = [&](HWND sheet) {
+            Ui::Press(sheet, PSBTN_NEXT);
+            if (!c.twice) return;
+            Ui::Press(sheet, PSBTN_BACK);
             Ui::Press(sheet, PSBTN_NEXT);
         };
         ModalScript script({Type(L"Once"), on, [&](HWND sheet) {
                                 closed = false;
-                                const HWND page = Ui::Page(sheet), list = GetDlgItem(page, IDC_REPORT_ROWS);
-                                EXPECT_EQ(ListView_GetItemCount(list), c.rows);
-                                EXPECT_TRUE(ListText(list).starts_with(c.verdict));
-                                EXPECT_TRUE(Ui::Visible(page, IDC_REPORT_TITLE));
+                                const Texts rows = Rows(sheet, IDC_REPORT_ROWS);
+                                EXPECT_EQ(rows.size(), c.rows);
+                                EXPECT_EQ(rows.empty() ? L"" : rows.front(), c.verdict);
+                                EXPECT_TRUE(Ui::Visible(Ui::Page(sheet), IDC_REPORT_TITLE));
                             }});
         EXPECT_EQ(CWizardCheckContainer(nullptr).DoModal(), IDCANCEL);
         EXPECT_EQ(closed, c.rows == 0);
         EXPECT_EQ(signatures, 1);
-        EXPECT_EQ(verifications, c.rows == 18) << "calls after the check's end";
+        EXPECT_EQ(verifications > 0, c.rows == 18) << "calls after the check's end";
     }
-    RunTool(L"remove Once");
 }
 
-// The rows as vestractl prints them.
-std::wstring PrintedRows(HWND list) {
-    std::wstring text;
-    for (int row = 0; row < ListView_GetItemCount(list); ++row) {
-        wchar_t cells[2][300] = {};
-        for (const int column : {0, 1}) ListView_GetItemText(list, row, column, cells[column], 300);
-        std::wstring line = std::wstring(L"  ") + cells[0];
-        if (cells[1][0]) line.append(line.size() < 32 ? 32 - line.size() : 1, L' ');
-        text += line + cells[1] + L"\r\n";
-    }
-    return text;
-}
-
-TEST_F(CheckWizard, ShowsTheRowsOfVestractl) {
-    const struct {
-        const wchar_t* name;
-        const wchar_t* options;
-        const wchar_t* change;  // what the tool sets; nullptr: nothing
-    } cases[] = {
-        {L"Row chain", L"--keys xs --chain 2 --exportable", nullptr},
-        {L"Row ended", L"--not-before 2020-01-01 --usage 2020-01-01 2021-01-01", nullptr},
-        {L"Row other", L"", L"certificate-x=other"},
-        {L"Row damage", L"--keys s", L"damage=1"},
-        {L"Row extension", L"", L"extension=1.2.3:1:0500"},
-        {L"Row none", L"--keys none", nullptr},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(std::wstring(c.name)));
-        const std::wstring quoted = L" \"" + std::wstring(c.name) + L"\" ";
-        RunTool(L"remove" + quoted);
-        ASSERT_EQ(RunTool(L"create" + quoted + c.options), 0u);
-        if (c.change) {
-            ASSERT_EQ(RunTool(L"set" + quoted + c.change), 0u);
-        }
-        std::wstring shown;
-        const auto look = [&](HWND sheet) { shown = PrintedRows(GetDlgItem(Ui::Page(sheet), IDC_REPORT_ROWS)); };
-        EXPECT_EQ(Check({Type(c.name), next, look, Press(PSBTN_FINISH)}), ID_WIZFINISH);
-        std::string printed;
-        RunProgram(L"vestractl.exe", L"check --silent --lang en" + quoted, &printed);
-        EXPECT_EQ(printed.substr(printed.find('\n') + 1, Utf8(shown).size()), Utf8(shown));
-        RunTool(L"remove" + quoted);
-    }
+// Only what is wrong with the container is marked as failed.
+TEST(CheckMarks, TellErrorsFromNotes) {
+    EXPECT_EQ(MarkOf(IDS_CHECK_INTEGRITY, IDS_CHECK_CORRUPTED), CheckMark::Failed);
+    EXPECT_EQ(MarkOf(IDS_CHECK_CERTIFICATE_IN_CONTAINER, IDS_CHECK_OTHER_KEY), CheckMark::Failed);
+    EXPECT_EQ(MarkOf(IDS_CHECK_USAGE_PERIOD, IDS_CHECK_EXPIRED), CheckMark::Failed);
+    EXPECT_EQ(MarkOf(IDS_CHECK_CERTIFICATE_IN_STORE, IDS_CHECK_NOT_INSTALLED), CheckMark::Note);
+    EXPECT_EQ(MarkOf(IDS_CHECK_CERTIFICATE_IN_STORE, 0, true), CheckMark::Note) << "stores that can't be listed";
 }
 
 TEST(ReportText, IsInColumns) {
     const std::wstring full(30, L'a'), longer(31, L'b');
     const ReportRow rows[] = {{L"  name", L"%s %1"}, {full, L""}, {longer, L"x"}, {L"", L""}};
-    EXPECT_EQ(ReportText(rows), Row(L"  name", L"%s %1") + full + L" \t\r\n" + longer + L" \tx\r\n" + Row(L"", L""));
+    EXPECT_EQ(ReportText(rows), L"  name" + std::wstring(24, L' ') + L" \t%s %1\r\n" + full + L" \t\r\n" + longer +
+                                    L" \tx\r\n" + std::wstring(30, L' ') + L" \t\r\n");
 }
 
 }  // namespace

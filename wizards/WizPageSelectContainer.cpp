@@ -1,5 +1,6 @@
 #include "wizards/WizPageSelectContainer.h"
 
+#include <algorithm>
 #include <cstring>
 #include <optional>
 
@@ -9,7 +10,7 @@
 #include "csp/CryptProvContext.h"
 #include "csp/CryptoValues.h"
 #include "csp/KeyLink.h"
-#include "csp/ProductProviders.h"
+#include "csp/Providers.h"
 #include "csp/ProviderParameters.h"
 #include "framework/DataExchange.h"
 #include "framework/PropertySheet.h"
@@ -64,7 +65,7 @@ std::span<const Route> CWizPageSelectContainer::Routes() const {
 void CWizPageSelectContainer::DoDataExchange(CDataExchange* exchange) {
     DDX_Control(exchange, IDC_SELECT_BY_CERTIFICATE, byCertificate_);
     DDX_Control(exchange, IDC_SELECT_BROWSE, browse_);
-    DDX_Control(exchange, IDC_SELECT_PROVIDER, providers_);
+    DDX_Control(exchange, IDC_SELECT_PROVIDER, providerList_);
     DDX_Control(exchange, IDC_SELECT_COMPUTER, computer_);
     DDX_Control(exchange, IDC_SELECT_USER, user_);
     DDX_Control(exchange, IDC_SELECT_NAME, name_);
@@ -81,7 +82,7 @@ bool CWizPageSelectContainer::OnInitDialog() {
         GetParentSheet()->EndDialog(IDCANCEL);
     }
     if (!options_.browse) HideButton(browse_.m_hWnd, name_.m_hWnd);
-    if (!options_.byCertificate) HideButton(byCertificate_.m_hWnd, providers_.m_hWnd);
+    if (!options_.byCertificate) HideButton(byCertificate_.m_hWnd, providerList_.m_hWnd);
     mayUseComputer_ = MayWrite(kComputerSection);
     EnableKeySet(true);
     UpdateData(false);
@@ -90,21 +91,14 @@ bool CWizPageSelectContainer::OnInitDialog() {
 
 // Selects the default provider of type 75, otherwise the first one.
 bool CWizPageSelectContainer::FillProviders() {
-    const std::wstring preferred = DefaultProviderName(kProviderType75);
-    ProductProviders state{.ownDirectoryOnly = options_.ownProviders};
-    std::wstring name;
-    DWORD type = 0;
-    provider_ = 0;
-    while (EnumProductProviders(state, name, type)) {
-        const int item = providers_.AddString(name);
-        providers_.SetItemData(item, static_cast<LPARAM>(type));
-        if (name == preferred) provider_ = item;
-    }
-    return providers_.GetCount() > 0;
+    providers_ = options_.ownProviders ? ListOwnProviders() : ListProductProviders();
+    for (const Provider& provider : providers_) providerList_.AddString(provider.name);
+    SelectProvider(DefaultProviderName(kProviderType75));
+    return !providers_.empty();
 }
 
 bool CWizPageSelectContainer::OnSetActive() {
-    keySet_ = state_.keySet == KeySet::Computer ? 1 : 0;
+    keySet_ = state_.keySet;
     UpdateData(false);
     UpdateWizardButtons();
     return CWizardPageBase::OnSetActive();
@@ -143,7 +137,8 @@ bool CWizPageSelectContainer::OnWizardFinish() {
 Result<> CWizPageSelectContainer::AcquireSelectedProvider(CCryptProvContext& context, DWORD flags,
                                                           const wchar_t* container) {
     const CWaitCursor wait;
-    return context.Acquire(flags | FlagOf(SelectedKeySet()), container, ProviderName().c_str(), ProviderType());
+    const Provider provider = SelectedProvider();
+    return context.Acquire(flags | FlagOf(keySet_), container, provider.name.c_str(), provider.type);
 }
 
 bool CWizPageSelectContainer::AcquireSelectedContainer(CCryptProvContext& context, DWORD flags) {
@@ -157,27 +152,15 @@ void CWizPageSelectContainer::ShowAccessFailure(Failure failure) const {
                      Insert::AsItIs(ErrorMessageText(failure.code)));
 }
 
-std::wstring CWizPageSelectContainer::ProviderName() const {
-    return providers_.GetLBText(provider_);
+Provider CWizPageSelectContainer::SelectedProvider() const {
+    const auto position = static_cast<std::size_t>(provider_);
+    return position < providers_.size() ? providers_[position] : Provider();
 }
 
-DWORD CWizPageSelectContainer::ProviderType() const {
-    return static_cast<DWORD>(providers_.GetItemData(provider_));
-}
-
-std::vector<SearchedProvider> CWizPageSelectContainer::Providers() const {
-    std::vector<SearchedProvider> all;
-    const int count = providers_.GetCount();
-    all.reserve(static_cast<std::size_t>(count));
-    for (int item = 0; item < count; ++item)
-        all.push_back({providers_.GetLBText(item), static_cast<DWORD>(providers_.GetItemData(item))});
-    return all;
-}
-
-void CWizPageSelectContainer::ShowContainer(std::wstring name, int provider) {
+void CWizPageSelectContainer::ShowContainer(std::wstring name) {
     containerName_ = std::move(name);
-    provider_ = provider;
-    ShowSelection();
+    UpdateData(false);
+    UpdateWizardButtons();
 }
 
 void CWizPageSelectContainer::ShowCandidate() {
@@ -191,7 +174,7 @@ void CWizPageSelectContainer::ClearName() {
 }
 
 void CWizPageSelectContainer::EnableSelection(bool enable) {
-    for (CWnd* control : std::initializer_list<CWnd*>{&name_, &browse_, &providers_}) control->EnableWindow(enable);
+    for (CWnd* control : std::initializer_list<CWnd*>{&name_, &browse_, &providerList_}) control->EnableWindow(enable);
 }
 
 void CWizPageSelectContainer::EnableKeySet(bool enable) {
@@ -200,10 +183,8 @@ void CWizPageSelectContainer::EnableKeySet(bool enable) {
 }
 
 void CWizPageSelectContainer::SelectProvider(const std::wstring& name) {
-    const int count = providers_.GetCount();
-    int item = 0;
-    while (item < count && providers_.GetLBText(item) != name) ++item;
-    provider_ = item < count ? item : 0;
+    const auto found = std::ranges::find(providers_, name, &Provider::name);
+    provider_ = found == providers_.end() ? 0 : static_cast<int>(found - providers_.begin());
 }
 
 void CWizPageSelectContainer::OnBrowse() {
@@ -215,9 +196,7 @@ void CWizPageSelectContainer::OnBrowse() {
         return;
     }
     std::optional<std::wstring> chosen = ChooseContainer(context.Get());
-    if (!chosen) return;
-    containerName_ = std::move(*chosen);
-    ShowSelection();
+    if (chosen) ShowContainer(std::move(*chosen));
 }
 
 void CWizPageSelectContainer::OnByCertificate() {
@@ -225,14 +204,8 @@ void CWizPageSelectContainer::OnByCertificate() {
     if (!certificate) return;
     std::optional<KeyLink> link = ReadKeyLink(*certificate.get());
     if (!link) return;
-    containerName_ = std::move(link->container);
-    if (providers_.SelectString(link->provider) < 0) providers_.SetCurSel(0);
-    provider_ = providers_.GetCurSel();
-    keySet_ = link->keySet == KeySet::Computer ? 1 : 0;
-    ShowSelection();
-}
-
-void CWizPageSelectContainer::ShowSelection() {
-    UpdateData(false);
-    UpdateWizardButtons();
+    if (providerList_.SelectString(link->provider) < 0) providerList_.SetCurSel(0);
+    provider_ = providerList_.GetCurSel();
+    keySet_ = link->keySet;
+    ShowContainer(std::move(link->container));
 }

@@ -5,8 +5,8 @@
 
 #include <vector>
 
-#include "csp/ContainerSearch.h"
 #include "csp/CryptProvContext.h"
+#include "csp/Providers.h"
 #include "framework/Controls.h"
 #include "framework/Result.h"
 #include "wizards/WizardBase.h"
@@ -43,18 +43,12 @@ class CWizPageSelectContainer : public CWizardPageBase {
     // Shows that the selected container can't be opened.
     void ShowAccessFailure(Failure failure) const;
 
-    // The selected provider.
-    std::wstring ProviderName() const;
-    DWORD ProviderType() const;
+    const std::vector<Provider>& Providers() const noexcept { return providers_; }  // in the order of the list
+    Provider SelectedProvider() const;                                              // empty when there is none
+    KeySet SelectedKeySet() const noexcept { return keySet_; }
 
-    // All providers, in the order of the list.
-    std::vector<SearchedProvider> Providers() const;
-    int SelectedProvider() const noexcept { return provider_; }  // position in the list
-
-    KeySet SelectedKeySet() const noexcept { return keySet_ > 0 ? KeySet::Computer : KeySet::User; }
-
-    // Selects and shows this container; `provider` is the position of its provider in the list.
-    void ShowContainer(std::wstring name, int provider);
+    // Selects and shows the container of this name of the selected provider.
+    void ShowContainer(std::wstring name);
 
     // During a search: sets the name of the container that is being examined, and shows it.
     void SetCandidate(const std::wstring& name) { containerName_ = name; }
@@ -80,17 +74,17 @@ class CWizPageSelectContainer : public CWizardPageBase {
 
   private:
     bool FillProviders();  // false when there is none
-    bool
-    ReadSelection();  // reads the controls, and keeps the key set in the wizard's state; false without a valid name
-    void ShowSelection();
+    // Reads the controls, and keeps the key set in the wizard's state. False without a valid name.
+    bool ReadSelection();
     Result<> AcquireSelectedProvider(CCryptProvContext& context, DWORD flags, const wchar_t* container);
 
     Options options_;
     WizardState& state_;
     bool mayUseComputer_ = false;
     CWnd byCertificate_, browse_, user_, computer_, name_;
-    CComboBox providers_;  // an item's data is the provider's type
+    CComboBox providerList_;
+    std::vector<Provider> providers_;
     std::wstring containerName_;
-    int keySet_ = -1;    // position in the group of radio buttons
-    int provider_ = -1;  // position in the list
+    KeySet keySet_ = KeySet::User;
+    int provider_ = 0;  // position in the list
 };

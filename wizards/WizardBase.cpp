@@ -90,7 +90,7 @@ MessageResult CWizardPageBase::HandleMessage(const Message& message) {
         if (activity_.work && IsCancel(message)) activity_.work->Cancel();
         return refusal;
     }
-    const Raised busy(activity_.busy);
+    const FlagScope busy(activity_.busy);
     return CPropertyPageLang::HandleMessage(message);
 }
 

@@ -38,16 +38,15 @@ LRESULT CWizPageCopyContainerSelectSrcContainer::OnWizardNext() {
         ShowCopyFailure(mayNotExport ? IDS_COPY_NOT_EXPORTABLE : IDS_COPY_FAILED, ContainerName(), read.Failed());
         return -1;
     }
-    copy.keySet = state_.keySet;
-    copy.providerName = ProviderName();
-    copy.providerType = ProviderType();
+    state_.source = SelectedProvider();
     return 0;
 }
 
 // Opens the container, and the verification context of the copy on the same provider.
 bool CWizPageCopyContainerSelectSrcContainer::OpenSource(CCryptProvContext& source) {
     if (!AcquireSelectedContainer(source, 0)) return false;
-    const Result<> opened = state_.copy.OpenVerification(ProviderName().c_str(), ProviderType());
+    const Provider provider = SelectedProvider();
+    const Result<> opened = state_.copy.OpenVerification(provider.name.c_str(), provider.type);
     if (!opened) ShowAccessFailure(opened.Failed());
     return static_cast<bool>(opened);
 }
@@ -62,7 +61,7 @@ CWizPageCopyContainerSelectDestContainer::CWizPageCopyContainerSelectDestContain
       state_(state) {}
 
 bool CWizPageCopyContainerSelectDestContainer::OnSetActive() {
-    SelectProvider(state_.copy.providerName);
+    SelectProvider(state_.source.name);
     return CWizPageSelectContainer::OnSetActive();
 }
 

@@ -7,6 +7,7 @@
 
 struct CopyContainerState : WizardState {
     ContainerCopy copy;  // read by the first page, written by the second
+    Provider source;     // the provider that it was read from
 };
 
 // Selects the source. Next opens the container and reads it.

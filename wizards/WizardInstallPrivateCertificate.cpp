@@ -200,12 +200,13 @@ void CWizPageInstallCertificateSelectContainer::SearchAndShow() {
     }
     EnableKeySet(true);
     if (result.end == SearchEnd::Found) {
-        ShowContainer(std::move(result.container), static_cast<int>(result.provider));
+        SelectProvider(Providers()[result.provider].name);
+        ShowContainer(std::move(result.container));
         return;
     }
     SelectManually();
     if (result.end == SearchEnd::Stopped) {
-        ShowContainer(named, SelectedProvider());
+        ShowContainer(named);
         return;
     }
     ClearName();
@@ -248,11 +249,11 @@ std::span<const Route> CWizPageInstallCertificateSelectStore::Routes() const {
 void CWizPageInstallCertificateSelectStore::DoDataExchange(CDataExchange* exchange) {
     DDX_Text(exchange, IDC_STORE_NAME, storeName_);
     DDX_Radio(exchange, IDC_STORE_USER, keySet_);
-    DDX_Check(exchange, IDC_STORE_WRITE_TO_CONTAINER, writeToContainer_);
+    DDX_Check(exchange, IDC_STORE_WRITE_TO_CONTAINER, state_.writeToContainer);
 }
 
 bool CWizPageInstallCertificateSelectStore::OnSetActive() {
-    keySet_ = state_.keySet == KeySet::Computer ? 1 : 0;
+    keySet_ = state_.keySet;
     Show(PersonalStore(state_.keySet));
     return CWizardPageBase::OnSetActive();
 }
@@ -273,7 +274,6 @@ void CWizPageInstallCertificateSelectStore::Show(NamedStore store) {
 LRESULT CWizPageInstallCertificateSelectStore::OnWizardNext() {
     if (!UpdateData(true) || storeName_.empty()) return -1;
     state_.target.name = storeName_;
-    state_.writeToContainer = writeToContainer_ == BST_CHECKED;
     return 0;
 }
 

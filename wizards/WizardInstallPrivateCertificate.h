@@ -112,8 +112,7 @@ class CWizPageInstallCertificateSelectStore : public CWizardPageBase {
 
     InstallCertificateState& state_;
     std::wstring storeName_;
-    int keySet_ = 0;  // position in the group of radio buttons
-    int writeToContainer_ = BST_UNCHECKED;
+    KeySet keySet_ = KeySet::User;
 };
 
 // Shows a summary of the installation. Finish links and installs the certificate.

@@ -1,5 +1,7 @@
 #include "applet/services/PropPageConfigBase.h"
 
+#include <new>
+
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/Strings.h"
 #include "framework/Handles.h"
@@ -13,7 +15,12 @@ bool CPropPageConfigBase::OnInitDialog() {
 
 bool CPropPageConfigBase::OnApply() {
     if (!UpdateData(true)) return false;
-    const SaveResult result = SavePage();
+    SaveResult result = SaveResult::Failed;
+    try {
+        result = SavePage();
+    } catch (const std::bad_alloc&) {
+        // Reported as any other failure to save.
+    }
     if (!m_hWnd) return false;  // the sheet was closed while SavePage showed a question
     if (result == SaveResult::Failed) {
         MessageBoxId(IDS_SAVE_FAILED, MB_ICONERROR);

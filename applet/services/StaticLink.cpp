@@ -9,6 +9,7 @@
 #include "applet/services/ProcessCaches.h"
 #include "applet/services/Strings.h"
 #include "framework/Accessibility.h"
+#include "framework/Text.h"
 
 bool OpenWithShell(HWND owner, const wchar_t* verb, const std::wstring& target, int show) noexcept {
     wchar_t directory[MAX_PATH] = L"";
@@ -24,11 +25,6 @@ UniqueFont UnderlinedFont(HFONT font) {
     if (GetObjectW(font, sizeof description, &description) == 0) return {};
     description.lfUnderline = TRUE;
     return UniqueFont(CreateFontIndirectW(&description));
-}
-
-bool BeginsWith(const std::wstring& text, std::wstring_view beginning) {
-    return CompareStringOrdinal(text.c_str(), static_cast<int>(std::min(text.size(), beginning.size())),
-                                beginning.data(), static_cast<int>(beginning.size()), TRUE) == CSTR_EQUAL;
 }
 
 // The shell would take any other text for the name of a program or document and look for it in many places.

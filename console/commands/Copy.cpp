@@ -35,9 +35,6 @@ std::optional<CopyFailure> CopyContainer(const FoundContainer& source, const Con
     ContainerCopy copy;
     const Result<> prepared = copy.OpenVerification(source.place.provider.c_str(), source.place.providerType);
     if (!prepared) return CopyFailure{IDS_COPY_READ_FAILED, name, prepared.Failed()};
-    copy.keySet = source.place.keySet;
-    copy.providerName = source.place.provider;
-    copy.providerType = source.place.providerType;
     if (const Result<> read = ReadSourceContainer(source.context.Get(), copy); !read) {
         const bool mayNotExport = read.Failed().Is(static_cast<DWORD>(NTE_BAD_KEY_STATE));
         return CopyFailure{static_cast<UINT>(mayNotExport ? IDS_NOT_EXPORTABLE : IDS_COPY_READ_FAILED), name,

@@ -52,7 +52,7 @@ class Reconcile final : public Command {
         Output& output = session.GetOutput();
         // A failure is reported by the visit of the containers.
         providers_ = SelectedProviders(selection_).ValueOr({});
-        for (const SearchedProvider& provider : providers_) {
+        for (const Provider& provider : providers_) {
             static_cast<void>(session.Open(loaded_.emplace_back(), {provider.name, provider.type, KeySet::User, {}},
                                            CRYPT_VERIFYCONTEXT));
         }
@@ -75,7 +75,7 @@ class Reconcile final : public Command {
     }
 
     bool IsSelected(const KeyLink& link) const {
-        return std::any_of(providers_.begin(), providers_.end(), [&](const SearchedProvider& provider) {
+        return std::any_of(providers_.begin(), providers_.end(), [&](const Provider& provider) {
             return provider.name == link.provider && provider.type == link.providerType;
         });
     }
@@ -158,7 +158,7 @@ class Reconcile final : public Command {
 
     ContainerSelection selection_;
     bool repair_ = false, yes_ = false, unreadable_ = false;
-    std::vector<SearchedProvider> providers_;
+    std::vector<Provider> providers_;
     // Contexts that keep the providers' libraries loaded while links are followed: the system would unload a library
     // when a container can't be opened, and some systems lose the provider's error code then.
     std::deque<CCryptProvContext> loaded_;

@@ -33,6 +33,16 @@ inline Bytes TextBytes(std::string_view text) {
     return bytes;
 }
 
+// The characters of a text in UTF-16, without a terminator. Native fuzzers have wider ones.
+inline Bytes Utf16Bytes(std::wstring_view text) {
+    Bytes bytes;
+    for (const wchar_t c : text) {
+        bytes.push_back(static_cast<std::uint8_t>(c & 0xFF));
+        bytes.push_back(static_cast<std::uint8_t>(c >> 8));
+    }
+    return bytes;
+}
+
 class ByteWriter {
   public:
     void Raw(ByteView bytes) { bytes_.insert(bytes_.end(), bytes.begin(), bytes.end()); }

@@ -62,7 +62,7 @@ CallCounts* Counts() {
 }  // namespace
 
 void CountCall(ProviderEntry entry) noexcept {
-    if (CallCounts* counts = Counts()) InterlockedIncrement(&counts->calls[static_cast<std::size_t>(entry)]);
+    if (CallCounts* counts = Counts()) InterlockedIncrement(&counts->calls[entry.index]);
 }
 
 void CountHandles(HandleKind kind, LONG change) noexcept {
@@ -75,19 +75,19 @@ DWORD StartCallRecord(const std::wstring& program) {
     if (path.empty()) return ERROR_PATH_NOT_FOUND;
     // Everybody's programs are counted, so the folders have the rights that the system gives them.
     CreateFolders(path, path, Rights::Owner);
-    const FileHandle file = OpenRecord(program, GENERIC_WRITE, OPEN_ALWAYS);
-    if (!file) return GetLastError();
     const CallCounts zero{};
+    const FileHandle file = OpenRecord(program, GENERIC_WRITE, OPEN_ALWAYS);
     DWORD written = 0;
-    return WriteFile(file.Get(), &zero, sizeof zero, &written, nullptr) ? ERROR_SUCCESS : GetLastError();
+    const bool done = file && WriteFile(file.Get(), &zero, sizeof zero, &written, nullptr);
+    return done ? ERROR_SUCCESS : GetLastError();
 }
 
+// The program may be running and writing.
 DWORD ReadCallRecord(const std::wstring& program, CallCounts& counts) {
     const FileHandle file = OpenRecord(program, GENERIC_READ, OPEN_EXISTING);
-    if (!file) return MissingIsNotFound(GetLastError());
     CallCounts read{};
     DWORD size = 0;
-    if (!ReadFile(file.Get(), &read, sizeof read, &size, nullptr)) return GetLastError();
+    if (!file || !ReadFile(file.Get(), &read, sizeof read, &size, nullptr)) return MissingIsNotFound(GetLastError());
     if (size != sizeof read) return ERROR_INVALID_DATA;
     counts = read;
     return ERROR_SUCCESS;

@@ -8,44 +8,25 @@
 
 #include <array>
 #include <string>
+#include <string_view>
 
 namespace softcsp {
 
-enum class ProviderEntry {
-    AcquireContext,
-    ReleaseContext,
-    GetProvParam,
-    SetProvParam,
-    GenRandom,
-    GenKey,
-    DeriveKey,
-    DestroyKey,
-    DuplicateKey,
-    ExportKey,
-    ImportKey,
-    GetUserKey,
-    GetKeyParam,
-    SetKeyParam,
-    Encrypt,
-    Decrypt,
-    CreateHash,
-    DestroyHash,
-    DuplicateHash,
-    HashData,
-    HashSessionKey,
-    GetHashParam,
-    SetHashParam,
-    SignHash,
-    VerifySignature,
+constexpr std::string_view kProviderEntries[] = {
+    "CPAcquireContext", "CPReleaseContext", "CPGetProvParam", "CPSetProvParam",  "CPGenRandom",
+    "CPGenKey",         "CPDeriveKey",      "CPDestroyKey",   "CPDuplicateKey",  "CPExportKey",
+    "CPImportKey",      "CPGetUserKey",     "CPGetKeyParam",  "CPSetKeyParam",   "CPEncrypt",
+    "CPDecrypt",        "CPCreateHash",     "CPDestroyHash",  "CPDuplicateHash", "CPHashData",
+    "CPHashSessionKey", "CPGetHashParam",   "CPSetHashParam", "CPSignHash",      "CPVerifySignature",
 };
 
-// In the order of ProviderEntry.
-constexpr const wchar_t* kProviderEntries[] = {
-    L"CPAcquireContext", L"CPReleaseContext", L"CPGetProvParam", L"CPSetProvParam",  L"CPGenRandom",
-    L"CPGenKey",         L"CPDeriveKey",      L"CPDestroyKey",   L"CPDuplicateKey",  L"CPExportKey",
-    L"CPImportKey",      L"CPGetUserKey",     L"CPGetKeyParam",  L"CPSetKeyParam",   L"CPEncrypt",
-    L"CPDecrypt",        L"CPCreateHash",     L"CPDestroyHash",  L"CPDuplicateHash", L"CPHashData",
-    L"CPHashSessionKey", L"CPGetHashParam",   L"CPSetHashParam", L"CPSignHash",      L"CPVerifySignature",
+// The place of a name in that list. Another name does not compile.
+struct ProviderEntry {
+    template <std::size_t Size>
+    consteval ProviderEntry(const char (&name)[Size]) {
+        while (kProviderEntries[index] != name) ++index;
+    }
+    std::size_t index = 0;
 };
 
 enum class HandleKind { Context, Key, Hash };

@@ -25,10 +25,9 @@ std::wstring KeyOf(const std::wstring& name) {
 
 // Names that the file system reserves for devices cannot be folders.
 bool IsDevice(std::wstring_view name) {
-    constexpr std::wstring_view devices[] = {L"CON", L"PRN", L"AUX", L"NUL"};
-    if (std::find(std::begin(devices), std::end(devices), name) != std::end(devices)) return true;
     const std::wstring_view port = name.substr(0, 3);
-    return name.size() == 4 && (port == L"COM" || port == L"LPT") && name[3] >= L'1' && name[3] <= L'9';
+    if (name.size() == 4 && (port == L"COM" || port == L"LPT")) return name[3] >= L'1' && name[3] <= L'9';
+    return name == L"CON" || name == L"PRN" || name == L"AUX" || name == L"NUL";
 }
 
 // Whether a removable carrier may have this name. No other text becomes part of a registry path.
@@ -40,64 +39,47 @@ bool IsName(std::wstring_view name) {
            name != kRegistryCarrier && !IsDevice(name);
 }
 
-// A value that is missing or of another type leaves the number unchanged.
-void ReadNumber(const RegistryKey& key, const wchar_t* name, DWORD& number) {
-    RegistryData data;
-    if (key.Read(name, data) == ERROR_SUCCESS) data.Number(number);
+DWORD WriteCarrier(const Carrier& carrier) {
+    const std::wstring key = KeyOf(carrier.name);
+    if (const DWORD result = WriteNumber(HKEY_LOCAL_MACHINE, key, kPresent, carrier.present ? 1 : 0)) return result;
+    return WriteNumber(HKEY_LOCAL_MACHINE, key, kRoom, carrier.room);
 }
 
-Carrier ReadCarrier(const std::wstring& name) {
-    Carrier carrier{.name = name, .removable = true};
-    RegistryKey key;
-    if (key.Open(HKEY_LOCAL_MACHINE, KeyOf(name), KEY_QUERY_VALUE) != ERROR_SUCCESS) return carrier;
-    DWORD present = 1;
-    ReadNumber(key, kPresent, present);
-    ReadNumber(key, kRoom, carrier.room);
-    carrier.present = present != 0;
-    return carrier;
-}
-
-DWORD WriteCarrier(const RegistryKey& key, const Carrier& carrier) {
-    if (const DWORD result = key.WriteNumber(kPresent, carrier.present ? 1 : 0)) return result;
-    return key.WriteNumber(kRoom, carrier.room);
+bool IsRegistered(const std::wstring& name) {
+    return IsName(name) && CheckKey(HKEY_LOCAL_MACHINE, KeyOf(name), KEY_QUERY_VALUE) == ERROR_SUCCESS;
 }
 
 }  // namespace
 
 std::vector<Carrier> Carriers() {
     std::vector<Carrier> carriers{{.name = kRegistryCarrier}};
-    RegistryKey key;
-    if (key.Open(HKEY_LOCAL_MACHINE, kCarriersKey, KEY_ENUMERATE_SUB_KEYS) != ERROR_SUCCESS) return carriers;
-    std::vector<std::wstring> names = key.Subkeys();
-    std::sort(names.begin(), names.end());
-    for (const std::wstring& name : names)
-        if (IsName(name)) carriers.push_back(ReadCarrier(name));
+    KeyNames names;
+    ListKey(HKEY_LOCAL_MACHINE, kCarriersKey, names);
+    std::ranges::sort(names.keys);
+    for (const std::wstring& name : names.keys) {
+        if (!IsName(name)) continue;
+        const auto number = [key = KeyOf(name)](const wchar_t* value, DWORD missing) {
+            return ReadNumber(HKEY_LOCAL_MACHINE, key, value, missing);
+        };
+        carriers.push_back({name, true, number(kPresent, 1) != 0, number(kRoom, MAXDWORD)});
+    }
     return carriers;
 }
 
 DWORD AddCarrier(const Carrier& carrier) {
     if (!IsName(carrier.name)) return ERROR_INVALID_NAME;
-    RegistryKey key;
-    if (key.Open(HKEY_LOCAL_MACHINE, KeyOf(carrier.name), KEY_QUERY_VALUE) == ERROR_SUCCESS)
-        return ERROR_ALREADY_EXISTS;
-    DWORD result = key.Create(HKEY_LOCAL_MACHINE, KeyOf(carrier.name));
-    if (result != ERROR_SUCCESS) return result;
-    result = WriteCarrier(key, carrier);
-    key.Close();
+    if (IsRegistered(carrier.name)) return ERROR_ALREADY_EXISTS;
+    const DWORD result = WriteCarrier(carrier);
     if (result != ERROR_SUCCESS) RemoveCarrier(carrier.name);
     return result;
 }
 
 DWORD UpdateCarrier(const Carrier& carrier) {
-    if (!IsName(carrier.name)) return ERROR_FILE_NOT_FOUND;
-    RegistryKey key;
-    if (const DWORD result = key.Open(HKEY_LOCAL_MACHINE, KeyOf(carrier.name), KEY_SET_VALUE)) return result;
-    return WriteCarrier(key, carrier);
+    return IsRegistered(carrier.name) ? WriteCarrier(carrier) : ERROR_FILE_NOT_FOUND;
 }
 
 DWORD RemoveCarrier(const std::wstring& name) {
-    if (!IsName(name)) return ERROR_FILE_NOT_FOUND;
-    return RemoveRegistryTree(HKEY_LOCAL_MACHINE, KeyOf(name));
+    return IsName(name) ? RemoveKey(HKEY_LOCAL_MACHINE, KeyOf(name)) : ERROR_FILE_NOT_FOUND;
 }
 
 std::wstring ApplicationData(Owner owner) {

@@ -1,5 +1,5 @@
-// What all exported functions of the provider's libraries share: no exception leaves them, and values are returned by
-// one size rule.
+// What all exported functions of the provider's libraries share: a failure inside a library is an exception, which
+// never leaves an export, and values are returned by one size rule.
 #pragma once
 
 #include <windows.h>
@@ -8,17 +8,52 @@
 #include <new>
 #include <span>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "softcsp/common/Bytes.h"
 
 namespace softcsp {
 
-// Runs the body of an export and returns its code. Exceptions become the two codes given.
+// Ends an export with this code: of Win32, CryptoAPI or smart cards.
+struct Failure {
+    DWORD code;
+};
+
+inline void Check(DWORD code) {
+    if (code != ERROR_SUCCESS) throw Failure{code};
+}
+
+// NTE_… and SCARD_… codes are signed.
+constexpr DWORD Code(LONG code) {
+    return static_cast<DWORD>(code);
+}
+
+[[noreturn]] inline void Fail(LONG code) {
+    throw Failure{Code(code)};
+}
+
+inline void Require(bool condition, LONG code) {
+    if (!condition) Fail(code);
+}
+
+// The value, if there is one.
+template <class Optional>
+auto Required(Optional&& value, LONG code) {
+    Require(static_cast<bool>(value), code);
+    return *std::forward<Optional>(value);
+}
+
+// Runs the body of an export, which returns a code or nothing, and returns its code. Other exceptions than Failure
+// become the two codes given.
 template <class Body>
 DWORD Guarded(Body&& body, DWORD noMemory = ERROR_NOT_ENOUGH_MEMORY, DWORD unexpected = ERROR_INTERNAL_ERROR) noexcept {
     try {
-        return std::forward<Body>(body)();
+        if constexpr (!std::is_void_v<std::invoke_result_t<Body>>) return std::forward<Body>(body)();
+        std::forward<Body>(body)();
+        return ERROR_SUCCESS;
+    } catch (const Failure& failure) {
+        return failure.code;
     } catch (const std::bad_alloc&) {
         return noMemory;
     } catch (...) {
@@ -36,26 +71,24 @@ inline BOOL Succeeded(DWORD code) noexcept {
 // The size rule. *size is the capacity of the buffer on input and the size needed on output, in the same unit. Without
 // a buffer only the size is returned. A buffer that is too small is ERROR_MORE_DATA and stays unchanged.
 template <class Write>
-DWORD GiveSized(std::size_t needed, const void* buffer, DWORD* size, Write&& write) {
-    if (size == nullptr) return ERROR_INVALID_PARAMETER;
-    if (needed > MAXDWORD) return ERROR_INVALID_DATA;
-    const DWORD capacity = *size;
-    *size = static_cast<DWORD>(needed);
-    if (buffer == nullptr) return ERROR_SUCCESS;
-    if (capacity < needed) return ERROR_MORE_DATA;
+void GiveSized(std::size_t needed, const void* buffer, DWORD* size, Write&& write) {
+    Require(size != nullptr, ERROR_INVALID_PARAMETER);
+    Require(needed <= MAXDWORD, ERROR_INVALID_DATA);
+    const DWORD capacity = std::exchange(*size, static_cast<DWORD>(needed));
+    if (buffer == nullptr) return;
+    Require(capacity >= needed, ERROR_MORE_DATA);
     std::forward<Write>(write)();
-    return ERROR_SUCCESS;
 }
 
-inline DWORD Give(ByteView value, BYTE* buffer, DWORD* size) {
-    return GiveSized(value.size(), buffer, size, [&] {
+inline void Give(ByteView value, BYTE* buffer, DWORD* size) {
+    GiveSized(value.size(), buffer, size, [&] {
         if (!value.empty()) std::memcpy(buffer, value.data(), value.size());
     });
 }
 
 // Lengths in characters without the terminator; the buffer holds one character more than its capacity.
-inline DWORD GiveText(std::wstring_view text, wchar_t* buffer, DWORD* length) {
-    return GiveSized(text.size(), buffer, length, [&] {
+inline void GiveText(std::wstring_view text, wchar_t* buffer, DWORD* length) {
+    GiveSized(text.size(), buffer, length, [&] {
         std::memcpy(buffer, text.data(), text.size() * sizeof(wchar_t));
         buffer[text.size()] = L'\0';
     });

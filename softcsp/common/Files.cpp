@@ -84,19 +84,12 @@ NewObjectSecurity::NewObjectSecurity(Rights rights) {
                                                          &attributes_.lpSecurityDescriptor, nullptr);
 }
 
-// The shell's library is loaded for this question only: most programs that open a provider have no other use for it.
 std::wstring KnownFolder(bool ofTheUser) {
-    const HMODULE shell = LoadLibraryExW(L"shell32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
-    if (shell == nullptr) return {};
-    std::wstring folder;
-    const auto find = reinterpret_cast<decltype(&SHGetFolderPathW)>(
-        reinterpret_cast<void*>(GetProcAddress(shell, "SHGetFolderPathW")));
+    const SystemFunction<decltype(SHGetFolderPathW)> find(L"shell32.dll", "SHGetFolderPathW");
+    const int folder = ofTheUser ? CSIDL_LOCAL_APPDATA : CSIDL_COMMON_APPDATA;
     wchar_t path[MAX_PATH];
-    const int which = ofTheUser ? CSIDL_LOCAL_APPDATA : CSIDL_COMMON_APPDATA;
-    if (find != nullptr && find(nullptr, which, nullptr, SHGFP_TYPE_CURRENT, path) == S_OK)
-        folder = std::wstring(path) + L'\\';
-    FreeLibrary(shell);
-    return folder;
+    if (find.Get() == nullptr || find.Get()(nullptr, folder, nullptr, SHGFP_TYPE_CURRENT, path) != S_OK) return {};
+    return std::wstring(path) + L'\\';
 }
 
 void CreateFolders(const std::wstring& file, const std::wstring& open, Rights rights) {

@@ -1,8 +1,9 @@
-// Owners of file and search handles, and a lock between threads.
+// Owners of handles and of system libraries, and a lock between threads.
 #pragma once
 
 #include <windows.h>
 
+#include <mutex>
 #include <utility>
 
 namespace softcsp {
@@ -30,39 +31,41 @@ class SystemHandle {
 using FileHandle = SystemHandle<CloseHandle>;
 using FindHandle = SystemHandle<FindClose>;
 
-// A lock that its owning thread may acquire again.
+// A function of a system library that is loaded for the life of this object only: most programs that open a provider
+// have no other use for the library.
+template <class Function>
+class SystemFunction {
+  public:
+    SystemFunction(const wchar_t* library, const char* name)
+        : module_(LoadLibraryExW(library, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)) {
+        if (module_ != nullptr)
+            function_ = reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(module_, name)));
+    }
+    ~SystemFunction() {
+        if (module_ != nullptr) FreeLibrary(module_);
+    }
+    SystemFunction(const SystemFunction&) = delete;
+    SystemFunction& operator=(const SystemFunction&) = delete;
+
+    Function* Get() const { return function_; }  // null if the system does not have it
+
+  private:
+    HMODULE module_;
+    Function* function_ = nullptr;
+};
+
+// A lock that its owning thread may acquire again. Its members have the names that the standard library's locks call.
 class Mutex {
   public:
+    using Held = std::lock_guard<Mutex>;
+
     Mutex() { InitializeCriticalSection(&section_); }
     ~Mutex() { DeleteCriticalSection(&section_); }
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
 
-    void Acquire() { EnterCriticalSection(&section_); }
-    void Release() { LeaveCriticalSection(&section_); }
-
-    class Held {
-      public:
-        explicit Held(Mutex& mutex) : mutex_(mutex) { mutex_.Acquire(); }
-        ~Held() { mutex_.Release(); }
-        Held(const Held&) = delete;
-        Held& operator=(const Held&) = delete;
-
-      private:
-        Mutex& mutex_;
-    };
-
-    // Released for a while by the thread that holds it once.
-    class Released {
-      public:
-        explicit Released(Mutex& mutex) : mutex_(mutex) { mutex_.Release(); }
-        ~Released() { mutex_.Acquire(); }
-        Released(const Released&) = delete;
-        Released& operator=(const Released&) = delete;
-
-      private:
-        Mutex& mutex_;
-    };
+    void lock() { EnterCriticalSection(&section_); }
+    void unlock() { LeaveCriticalSection(&section_); }
 
   private:
     CRITICAL_SECTION section_;

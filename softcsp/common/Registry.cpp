@@ -1,17 +1,46 @@
-#include <cstring>
-
 #include "softcsp/common/Registry.h"
 
-namespace softcsp {
+#include <cstring>
+#include <memory>
+#include <type_traits>
 
+namespace softcsp {
 namespace {
+
+constexpr DWORD kFirstSize = 256;       // bytes of a value, tried before its size is known
+constexpr DWORD kLongestName = 16'383;  // characters of a value's name; those of keys are shorter
 
 DWORD Code(LSTATUS status) {
     return static_cast<DWORD>(status);
 }
 
-constexpr DWORD kMaxKeyName = 255;      // characters without the terminator
-constexpr DWORD kMaxValueName = 16383;  // likewise
+DWORD Write(HKEY root, const std::wstring& path, const std::wstring& name, DWORD type, const void* data,
+            std::size_t size) {
+    return Code(RegSetKeyValueW(root, path.c_str(), name.c_str(), type, data, static_cast<DWORD>(size)));
+}
+
+struct Close {
+    void operator()(HKEY key) const { RegCloseKey(key); }
+};
+using OpenKey = std::unique_ptr<std::remove_pointer_t<HKEY>, Close>;
+
+DWORD Open(HKEY root, const std::wstring& path, REGSAM access, OpenKey& key) {
+    HKEY opened = nullptr;
+    const LSTATUS status = RegOpenKeyExW(root, path.c_str(), 0, access, &opened);
+    key.reset(opened);
+    return Code(status);
+}
+
+// `next` is RegEnumKeyEx or RegEnumValue, called with an index, a buffer and its capacity.
+template <class Next>
+std::vector<std::wstring> Names(Next&& next) {
+    std::vector<std::wstring> names;
+    std::wstring buffer(kLongestName, L'\0');
+    for (DWORD length = kLongestName + 1; next(static_cast<DWORD>(names.size()), buffer.data(), &length) == 0;
+         length = kLongestName + 1)
+        names.emplace_back(buffer.data(), length);
+    return names;
+}
 
 }  // namespace
 
@@ -30,82 +59,69 @@ DWORD RegistryData::Text(std::wstring& text) const {
     return ERROR_SUCCESS;
 }
 
-DWORD RegistryKey::Open(HKEY root, const std::wstring& path, REGSAM access) {
-    Close();
-    return Code(RegOpenKeyExW(root, path.c_str(), 0, access, &key_));
-}
-
-DWORD RegistryKey::Create(HKEY root, const std::wstring& path, SECURITY_ATTRIBUTES* security) {
-    Close();
-    return Code(RegCreateKeyExW(root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_READ | KEY_WRITE, security,
-                                &key_, nullptr));
-}
-
-void RegistryKey::Close() {
-    if (key_ != nullptr) RegCloseKey(key_);
-    key_ = nullptr;
-}
-
-DWORD RegistryKey::Read(const std::wstring& name, RegistryData& data) const {
+DWORD ReadValue(HKEY root, const std::wstring& path, const std::wstring& name, RegistryData& data) {
     RegistryData read;
-    DWORD size = 0;
-    DWORD result = Code(RegQueryValueExW(key_, name.c_str(), nullptr, &read.type, nullptr, &size));
-    // The value may grow between the query for its size and the reading.
-    while (result == ERROR_SUCCESS || result == ERROR_MORE_DATA) {
+    LSTATUS status = ERROR_MORE_DATA;
+    for (DWORD size = kFirstSize; status == ERROR_MORE_DATA;) {
         read.bytes.resize(size);
-        BYTE none = 0;  // an empty vector has a null address, which would query the size only
-        result = Code(RegQueryValueExW(key_, name.c_str(), nullptr, &read.type,
-                                       read.bytes.empty() ? &none : read.bytes.data(), &size));
-        if (result != ERROR_SUCCESS) continue;
-        read.bytes.resize(size);
-        data = std::move(read);
-        return ERROR_SUCCESS;
+        status = RegGetValueW(root, path.c_str(), name.c_str(), RRF_RT_ANY | RRF_NOEXPAND, &read.type,
+                              read.bytes.data(), &size);
+        if (status == ERROR_SUCCESS) read.bytes.resize(size);
     }
-    return result;
+    if (status == ERROR_SUCCESS) data = std::move(read);
+    return Code(status);
 }
 
-DWORD RegistryKey::WriteNumber(const std::wstring& name, DWORD number) const {
-    return Code(
-        RegSetValueExW(key_, name.c_str(), 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), sizeof number));
+DWORD ReadNumber(HKEY root, const std::wstring& path, const std::wstring& name, DWORD missing) {
+    RegistryData data;
+    DWORD number = missing;
+    if (ReadValue(root, path, name, data) == ERROR_SUCCESS) data.Number(number);
+    return number;
 }
 
-DWORD RegistryKey::WriteText(const std::wstring& name, const std::wstring& text) const {
-    const auto size = static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
-    return Code(RegSetValueExW(key_, name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()), size));
+DWORD WriteNumber(HKEY root, const std::wstring& path, const std::wstring& name, DWORD number) {
+    return Write(root, path, name, REG_DWORD, &number, sizeof number);
 }
 
-DWORD RegistryKey::WriteBytes(const std::wstring& name, const BYTE* bytes, DWORD count) const {
-    return Code(RegSetValueExW(key_, name.c_str(), 0, REG_BINARY, bytes, count));
+DWORD WriteText(HKEY root, const std::wstring& path, const std::wstring& name, const std::wstring& text) {
+    return Write(root, path, name, REG_SZ, text.c_str(), (text.size() + 1) * sizeof(wchar_t));
 }
 
-DWORD RegistryKey::Remove(const std::wstring& name) const {
-    return Code(RegDeleteValueW(key_, name.c_str()));
+DWORD WriteBytes(HKEY root, const std::wstring& path, const std::wstring& name, const std::vector<BYTE>& bytes) {
+    return Write(root, path, name, REG_BINARY, bytes.data(), bytes.size());
 }
 
-std::vector<std::wstring> RegistryKey::Subkeys() const {
-    std::vector<std::wstring> names;
-    wchar_t name[kMaxKeyName + 1];
-    for (DWORD index = 0;; ++index) {
-        DWORD length = kMaxKeyName + 1;
-        if (RegEnumKeyExW(key_, index, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
-            return names;
-        names.emplace_back(name, length);
-    }
+DWORD RemoveValue(HKEY root, const std::wstring& path, const std::wstring& name) {
+    return Code(RegDeleteKeyValueW(root, path.c_str(), name.c_str()));
 }
 
-std::vector<std::wstring> RegistryKey::Values() const {
-    std::vector<std::wstring> names;
-    std::vector<wchar_t> name(kMaxValueName + 1);
-    for (DWORD index = 0;; ++index) {
-        DWORD length = kMaxValueName + 1;
-        if (RegEnumValueW(key_, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
-            return names;
-        names.emplace_back(name.data(), length);
-    }
+DWORD CreateKey(HKEY root, const std::wstring& path, SECURITY_ATTRIBUTES* security) {
+    HKEY key = nullptr;
+    const LSTATUS status =
+        RegCreateKeyExW(root, path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_READ, security, &key, nullptr);
+    if (status == ERROR_SUCCESS) RegCloseKey(key);
+    return Code(status);
 }
 
-DWORD RemoveRegistryTree(HKEY root, const std::wstring& path) {
+DWORD CheckKey(HKEY root, const std::wstring& path, REGSAM access) {
+    OpenKey key;
+    return Open(root, path, access, key);
+}
+
+DWORD RemoveKey(HKEY root, const std::wstring& path) {
     return Code(RegDeleteTreeW(root, path.c_str()));
+}
+
+DWORD ListKey(HKEY root, const std::wstring& path, KeyNames& names) {
+    OpenKey key;
+    if (const DWORD result = Open(root, path, KEY_READ, key)) return result;
+    names.keys = Names([&](DWORD index, wchar_t* name, DWORD* length) {
+        return RegEnumKeyExW(key.get(), index, name, length, nullptr, nullptr, nullptr, nullptr);
+    });
+    names.values = Names([&](DWORD index, wchar_t* name, DWORD* length) {
+        return RegEnumValueW(key.get(), index, name, length, nullptr, nullptr, nullptr, nullptr);
+    });
+    return ERROR_SUCCESS;
 }
 
 }  // namespace softcsp

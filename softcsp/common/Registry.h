@@ -1,4 +1,5 @@
-// Owner of one open registry key. Results are Win32 codes, 0 = success; a failed call leaves its outputs unchanged.
+// Values and keys of the registry, named by root and path. Results are Win32 codes, 0 = success; a failed call leaves
+// its outputs unchanged.
 #pragma once
 
 #include <windows.h>
@@ -19,32 +20,26 @@ struct RegistryData {
     DWORD Text(std::wstring& text) const;
 };
 
-class RegistryKey {
-  public:
-    RegistryKey() = default;
-    ~RegistryKey() { Close(); }
-    RegistryKey(const RegistryKey&) = delete;
-    RegistryKey& operator=(const RegistryKey&) = delete;
+DWORD ReadValue(HKEY root, const std::wstring& path, const std::wstring& name, RegistryData& data);
+// The value if it is a number, else `missing`.
+DWORD ReadNumber(HKEY root, const std::wstring& path, const std::wstring& name, DWORD missing);
 
-    DWORD Open(HKEY root, const std::wstring& path, REGSAM access);
-    // Opened for reading and writing. Missing parents are created too. The security is that of a new key.
-    DWORD Create(HKEY root, const std::wstring& path, SECURITY_ATTRIBUTES* security = nullptr);
-    void Close();
+// The key is created if it is missing, with its parents.
+DWORD WriteNumber(HKEY root, const std::wstring& path, const std::wstring& name, DWORD number);
+DWORD WriteText(HKEY root, const std::wstring& path, const std::wstring& name, const std::wstring& text);
+DWORD WriteBytes(HKEY root, const std::wstring& path, const std::wstring& name, const std::vector<BYTE>& bytes);
+DWORD RemoveValue(HKEY root, const std::wstring& path, const std::wstring& name);
 
-    DWORD Read(const std::wstring& name, RegistryData& data) const;
-    DWORD WriteNumber(const std::wstring& name, DWORD number) const;
-    DWORD WriteText(const std::wstring& name, const std::wstring& text) const;
-    DWORD WriteBytes(const std::wstring& name, const BYTE* bytes, DWORD count) const;
-    DWORD Remove(const std::wstring& name) const;
+// An existing key stays unchanged. The security is that of a new one.
+DWORD CreateKey(HKEY root, const std::wstring& path, SECURITY_ATTRIBUTES* security = nullptr);
+// Whether the key exists and can be opened with these rights.
+DWORD CheckKey(HKEY root, const std::wstring& path, REGSAM access);
+// With everything beneath; a missing key is ERROR_FILE_NOT_FOUND.
+DWORD RemoveKey(HKEY root, const std::wstring& path);
 
-    std::vector<std::wstring> Subkeys() const;
-    std::vector<std::wstring> Values() const;
-
-  private:
-    HKEY key_ = nullptr;
+struct KeyNames {
+    std::vector<std::wstring> keys, values;
 };
-
-// Removes a key with everything beneath; a missing one is ERROR_FILE_NOT_FOUND.
-DWORD RemoveRegistryTree(HKEY root, const std::wstring& path);
+DWORD ListKey(HKEY root, const std::wstring& path, KeyNames& names);
 
 }  // namespace softcsp

@@ -1,5 +1,4 @@
-// Texts in the resources of a module, parsed from their bytes. Every length is checked against the bytes present.
-// Independent of <windows.h>, so that it can be fuzzed natively with sanitizers.
+// Texts in the resources of a module. The parser is independent of <windows.h>, so that it can be fuzzed natively.
 #pragma once
 
 #include <cstddef>
@@ -7,20 +6,23 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 
 namespace softcsp {
 
-using ResourceBytes = std::span<const std::uint8_t>;
-
-// String number `index` (0 to 15) of one block of a string table; empty if the block ends before it.
-std::optional<std::u16string> StringOfBlock(ResourceBytes block, unsigned index);
-
-// The value `name` from StringFileInfo of a version resource. `block` is eight hexadecimal digits, language and code
-// page ("041904b0"), in any letter case.
-std::optional<std::u16string> VersionString(ResourceBytes version, std::u16string_view block, std::u16string_view name);
-
-// The first entry of the translation table, as the name of its block.
-std::optional<std::u16string> FirstTranslation(ResourceBytes version);
+// String number `index` (0 to 15) of one block of a string table: a block is sixteen strings, each with its length (16
+// bits) in front. Empty if the block ends before it.
+inline std::optional<std::u16string> StringOfBlock(std::span<const std::uint8_t> block, unsigned index) {
+    const auto word = [&](std::size_t at) { return static_cast<char16_t>(block[at] | block[at + 1] << 8); };
+    for (;; --index) {
+        const std::size_t size = block.size() < 2 ? block.size() : 2 + word(0) * std::size_t{2};
+        if (size < 2 || size > block.size()) return std::nullopt;
+        if (index == 0) {
+            std::u16string text;
+            for (std::size_t at = 2; at < size; at += 2) text.push_back(word(at));
+            return text;
+        }
+        block = block.subspan(size);
+    }
+}
 
 }  // namespace softcsp

@@ -3,236 +3,199 @@
 #include <algorithm>
 #include <atomic>
 #include <cwchar>
-#include <optional>
 #include <string_view>
 
 #include "softcsp/common/Names.h"
-#include "softcsp/common/Registry.h"
 #include "softcsp/common/Text.h"
 
 namespace softcsp {
 namespace {
 
-constexpr std::size_t kMaxComponent = 255;  // characters; the registry's limit for the name of a key
-constexpr std::size_t kMaxPath = 4096;      // characters
+constexpr std::size_t kLongestComponent = 255;  // characters; the registry's limit for the name of a key
+constexpr std::size_t kLongestPath = 4096;      // characters
 
-}  // namespace
+// A path as its place in the registry.
+struct Place {
+    std::wstring path;
+    HKEY root = nullptr;
+    std::wstring section;    // key of the path, read as a section
+    std::wstring parent;     // key of the section that contains the path, read as a parameter
+    std::wstring name;       // of the parameter
+    bool parameter = false;  // has a component after the scope, so can be a parameter
+};
 
-std::optional<StorePath> StorePath::Parse(const wchar_t* text) {
-    if (text == nullptr || *text != L'\\') return std::nullopt;
-    const std::wstring_view whole(text, wcsnlen(text, kMaxPath + 1));
-    if (whole.size() > kMaxPath) return std::nullopt;
-    StorePath path;
-    std::size_t begin = 1;
-    for (;;) {
-        const std::size_t end = std::min(whole.find(L'\\', begin), whole.size());
-        if (end == begin || end - begin > kMaxComponent) return std::nullopt;
-        path.parts_.emplace_back(whole.substr(begin, end - begin));
-        if (end == whole.size()) break;
-        begin = end + 1;
+DWORD Locate(const wchar_t* text, Place& place) {
+    if (text == nullptr || *text != L'\\') return ERROR_BAD_PATHNAME;
+    place.path.assign(text, wcsnlen(text, kLongestPath + 1));
+    if (place.path.size() > kLongestPath) return ERROR_BAD_PATHNAME;
+    std::size_t components = 0, last = 0;
+    for (std::size_t end = 0; end != place.path.npos; ++components) {
+        last = end + 1;
+        end = place.path.find(L'\\', last);
+        const std::size_t length = std::min(end, place.path.size()) - last;
+        if (length == 0 || length > kLongestComponent) return ERROR_BAD_PATHNAME;
     }
-    path.local_ = SameText(path.parts_.front(), L"local");
-    return path;
-}
-
-std::vector<std::wstring> StorePath::Lineage() const {
-    std::vector<std::wstring> lineage;
-    for (std::size_t count = 1; count <= parts_.size(); ++count) lineage.push_back(Join(count));
-    return lineage;
-}
-
-std::wstring StorePath::Join(std::size_t count) const {
-    std::wstring joined;
-    for (std::size_t i = 0; i < count; ++i) joined.append(1, L'\\').append(parts_[i]);
-    return joined;
-}
-
-DWORD Deny(const StorePath& path) {
-    RegistryKey list;
-    if (const DWORD result = list.Create(HKEY_LOCAL_MACHINE, kDeniedKey)) return result;
-    return list.WriteNumber(path.Section(), 1);
-}
-
-DWORD Allow(const StorePath& path) {
-    RegistryKey list;
-    if (const DWORD result = list.Open(HKEY_LOCAL_MACHINE, kDeniedKey, KEY_SET_VALUE)) return result;
-    return list.Remove(path.Section());
-}
-
-namespace {
-
-// In any letter case: the path or one above it is denied.
-bool IsDenied(const StorePath& path) {
-    RegistryKey list;
-    if (list.Open(HKEY_LOCAL_MACHINE, kDeniedKey, KEY_QUERY_VALUE) != ERROR_SUCCESS) return false;
-    const auto lineage = path.Lineage();
-    return std::any_of(lineage.begin(), lineage.end(), [&list](const std::wstring& name) {
-        RegistryData data;
-        return list.Read(name, data) == ERROR_SUCCESS;
-    });
-}
-
-// A path beneath it is denied, so that it cannot be removed as a whole.
-bool IsDeniedBeneath(const StorePath& path) {
-    RegistryKey list;
-    if (list.Open(HKEY_LOCAL_MACHINE, kDeniedKey, KEY_QUERY_VALUE) != ERROR_SUCCESS) return false;
-    const std::wstring head = path.Section() + L'\\';
-    const auto names = list.Values();
-    return std::any_of(names.begin(), names.end(), [&head](const std::wstring& name) {
-        const auto length = static_cast<int>(head.size());
-        return name.size() > head.size() &&
-               CompareStringOrdinal(name.c_str(), length, head.c_str(), length, TRUE) == CSTR_EQUAL;
-    });
-}
-
-HKEY RootOf(const StorePath& path) {
-    return path.IsLocal() ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
-}
-
-DWORD OpenSection(const StorePath& path, const std::wstring& section, REGSAM access, RegistryKey& key) {
-    return key.Open(RootOf(path), kStoreKey + section, access);
-}
-
-bool Opens(const StorePath& path, const std::wstring& section, REGSAM access) {
-    RegistryKey key;
-    return OpenSection(path, section, access, key) == ERROR_SUCCESS;
-}
-
-bool IsSection(const StorePath& path) {
-    return Opens(path, path.Section(), KEY_QUERY_VALUE);
-}
-
-}  // namespace
-
-bool Store::MayWrite(const StorePath& path) const {
-    return denials_ == Denials::Ignored || !IsDenied(path);
-}
-
-bool Store::MayRemove(const StorePath& path) const {
-    return denials_ == Denials::Ignored || (!IsDenied(path) && !IsDeniedBeneath(path));
-}
-
-DWORD Store::Find(const wchar_t* text, StoreValue& value) const {
-    const auto path = StorePath::Parse(text);
-    if (!path || !path->HasName()) return ERROR_BAD_PATHNAME;
-    RegistryKey section;
-    if (const DWORD result = OpenSection(*path, path->Parent(), KEY_QUERY_VALUE, section)) return result;
-    StoreValue found{.name = path->Name(), .section = false, .data = {}};
-    if (const DWORD result = section.Read(found.name, found.data)) return result;
-    value = std::move(found);
+    place.root = SameText(place.path.substr(1, place.path.find(L'\\', 1) - 1), L"local") ? HKEY_CURRENT_USER
+                                                                                         : HKEY_LOCAL_MACHINE;
+    place.section = kStoreKey + place.path;
+    place.parent = kStoreKey + place.path.substr(0, last - 1);
+    place.name = place.path.substr(last);
+    place.parameter = components > 1;
     return ERROR_SUCCESS;
 }
 
-DWORD Store::List(const wchar_t* text, std::vector<StoreValue>& entries) const {
-    const auto path = StorePath::Parse(text);
-    if (!path) return ERROR_BAD_PATHNAME;
-    RegistryKey section;
-    if (const DWORD result = OpenSection(*path, path->Section(), KEY_READ, section)) return result;
+DWORD LocateParameter(const wchar_t* text, Place& place) {
+    const DWORD result = Locate(text, place);
+    return result == ERROR_SUCCESS && !place.parameter ? ERROR_BAD_PATHNAME : result;
+}
+
+// In any letter case.
+bool IsAtOrBeneath(std::wstring_view path, std::wstring_view top) {
+    return SameText(path.substr(0, top.size()), top) && (path.size() == top.size() || path[top.size()] == L'\\');
+}
+
+std::vector<std::wstring> DeniedPaths() {
+    KeyNames denied;
+    ListKey(HKEY_LOCAL_MACHINE, kDeniedKey, denied);
+    return denied.values;
+}
+
+}  // namespace
+
+DWORD Deny(const wchar_t* path) {
+    Place place;
+    const DWORD result = Locate(path, place);
+    return result != ERROR_SUCCESS ? result : WriteNumber(HKEY_LOCAL_MACHINE, kDeniedKey, place.path, 1);
+}
+
+DWORD Allow(const wchar_t* path) {
+    Place place;
+    const DWORD result = Locate(path, place);
+    return result != ERROR_SUCCESS ? result : RemoveValue(HKEY_LOCAL_MACHINE, kDeniedKey, place.path);
+}
+
+bool Store::MayWrite(const std::wstring& path) const {
+    return denials_ == Denials::Ignored ||
+           std::ranges::none_of(DeniedPaths(), [&](const auto& denied) { return IsAtOrBeneath(path, denied); });
+}
+
+// A section is removed as a whole, so that nothing beneath it may be denied.
+bool Store::MayRemove(const std::wstring& path) const {
+    return denials_ == Denials::Ignored || std::ranges::none_of(DeniedPaths(), [&](const auto& denied) {
+               return IsAtOrBeneath(path, denied) || IsAtOrBeneath(denied, path);
+           });
+}
+
+DWORD Store::Find(const wchar_t* path, StoreValue& value) const {
+    Place place;
+    if (const DWORD result = LocateParameter(path, place)) return result;
+    StoreValue found{.name = place.name, .section = false, .data = {}};
+    const DWORD result = ReadValue(place.root, place.parent, place.name, found.data);
+    if (result == ERROR_SUCCESS) value = std::move(found);
+    return result;
+}
+
+DWORD Store::ReadNumber(const std::wstring& path, DWORD& number) const {
+    StoreValue value;
+    const DWORD result = Find(path.c_str(), value);
+    return result != ERROR_SUCCESS ? result : value.data.Number(number);
+}
+
+DWORD Store::ReadText(const std::wstring& path, std::wstring& text) const {
+    StoreValue value;
+    const DWORD result = Find(path.c_str(), value);
+    return result != ERROR_SUCCESS ? result : value.data.Text(text);
+}
+
+DWORD Store::List(const wchar_t* path, std::vector<StoreValue>& entries) const {
+    Place place;
+    KeyNames names;
+    if (const DWORD result = Locate(path, place)) return result;
+    if (const DWORD result = ListKey(place.root, place.section, names)) return result;
     std::vector<StoreValue> list;
-    for (std::wstring& name : section.Subkeys()) list.push_back({.name = std::move(name), .section = true, .data = {}});
-    for (std::wstring& name : section.Values()) {
+    for (std::wstring& name : names.keys) list.push_back({.name = std::move(name), .section = true, .data = {}});
+    for (std::wstring& name : names.values) {
         StoreValue value{.name = std::move(name), .section = false, .data = {}};
-        if (section.Read(value.name, value.data) == ERROR_SUCCESS) list.push_back(std::move(value));
+        if (ReadValue(place.root, place.section, value.name, value.data) == ERROR_SUCCESS)
+            list.push_back(std::move(value));
     }
     entries = std::move(list);
     return ERROR_SUCCESS;
 }
 
-DWORD Store::OpenForWriting(const wchar_t* text, RegistryKey& section, std::wstring& name) const {
-    const auto path = StorePath::Parse(text);
-    if (!path || !path->HasName()) return ERROR_BAD_PATHNAME;
-    if (!MayWrite(*path)) return ERROR_ACCESS_DENIED;
-    name = path->Name();
-    return section.Create(RootOf(*path), kStoreKey + path->Parent());
-}
-
 DWORD Store::WriteNumber(const wchar_t* path, DWORD number) const {
-    RegistryKey section;
-    std::wstring name;
-    if (const DWORD result = OpenForWriting(path, section, name)) return result;
-    return section.WriteNumber(name, number);
+    Place place;
+    if (const DWORD result = LocateParameter(path, place)) return result;
+    return MayWrite(place.path) ? softcsp::WriteNumber(place.root, place.parent, place.name, number)
+                                : ERROR_ACCESS_DENIED;
 }
 
 DWORD Store::WriteText(const wchar_t* path, const std::wstring& text) const {
-    RegistryKey section;
-    std::wstring name;
-    if (const DWORD result = OpenForWriting(path, section, name)) return result;
-    return section.WriteText(name, text);
+    Place place;
+    if (const DWORD result = LocateParameter(path, place)) return result;
+    return MayWrite(place.path) ? softcsp::WriteText(place.root, place.parent, place.name, text) : ERROR_ACCESS_DENIED;
 }
 
-DWORD Store::CreateSection(const wchar_t* text, SECURITY_ATTRIBUTES* security) const {
-    const auto path = StorePath::Parse(text);
-    if (!path) return ERROR_BAD_PATHNAME;
-    if (!MayWrite(*path)) return ERROR_ACCESS_DENIED;
-    RegistryKey section;
-    return section.Create(RootOf(*path), kStoreKey + path->Section(), security);
+DWORD Store::CreateSection(const wchar_t* path, SECURITY_ATTRIBUTES* security) const {
+    Place place;
+    if (const DWORD result = Locate(path, place)) return result;
+    return MayWrite(place.path) ? CreateKey(place.root, place.section, security) : ERROR_ACCESS_DENIED;
 }
 
-DWORD Store::RemoveParameter(const wchar_t* text) const {
-    const auto path = StorePath::Parse(text);
-    if (!path || !path->HasName()) return ERROR_BAD_PATHNAME;
-    if (!MayRemove(*path)) return ERROR_ACCESS_DENIED;
-    RegistryKey section;
-    if (const DWORD result = OpenSection(*path, path->Parent(), KEY_SET_VALUE, section)) return result;
-    return section.Remove(path->Name());
+DWORD Store::RemoveParameter(const wchar_t* path) const {
+    Place place;
+    if (const DWORD result = LocateParameter(path, place)) return result;
+    return MayRemove(place.path) ? RemoveValue(place.root, place.parent, place.name) : ERROR_ACCESS_DENIED;
 }
 
-DWORD Store::RemoveSection(const wchar_t* text) const {
-    const auto path = StorePath::Parse(text);
-    if (!path) return ERROR_BAD_PATHNAME;
-    if (!MayRemove(*path)) return ERROR_ACCESS_DENIED;
-    return RemoveRegistryTree(RootOf(*path), kStoreKey + path->Section());
+DWORD Store::RemoveSection(const wchar_t* path) const {
+    Place place;
+    if (const DWORD result = Locate(path, place)) return result;
+    return MayRemove(place.path) ? RemoveKey(place.root, place.section) : ERROR_ACCESS_DENIED;
 }
 
-DWORD Store::Granted(const wchar_t* text, DWORD& rights) const {
-    const auto path = StorePath::Parse(text);
-    if (!path) return ERROR_BAD_PATHNAME;
+DWORD Store::Granted(const wchar_t* path, DWORD& rights) const {
+    Place place;
     StoreValue value;
-    const bool section = IsSection(*path);
-    if (!section && Find(text, value) != ERROR_SUCCESS) return ERROR_FILE_NOT_FOUND;
+    if (const DWORD result = Locate(path, place)) return result;
+    const bool section = CheckKey(place.root, place.section, KEY_QUERY_VALUE) == ERROR_SUCCESS;
+    if (!section && Find(path, value) != ERROR_SUCCESS) return ERROR_FILE_NOT_FOUND;
     // The rights to the registry matter too: users without privileges may only read the machine's store.
-    const std::wstring key = section ? path->Section() : path->Parent();
+    const auto opens = [&](REGSAM access) {
+        return CheckKey(place.root, section ? place.section : place.parent, access) == ERROR_SUCCESS;
+    };
     DWORD granted = kRightRead;
-    if (MayWrite(*path) && Opens(*path, key, KEY_WRITE)) granted |= kRightWrite;
-    if (MayRemove(*path) && Opens(*path, key, section ? DELETE : KEY_SET_VALUE)) granted |= kRightRemove;
+    if (MayWrite(place.path) && opens(KEY_WRITE)) granted |= kRightWrite;
+    if (MayRemove(place.path) && opens(section ? DELETE : KEY_SET_VALUE)) granted |= kRightRemove;
     rights = granted;
     return ERROR_SUCCESS;
 }
 
 namespace {
 
-// One value per library and process; 0 = not read yet.
-std::atomic<DWORD>& Kept() {
-    static std::atomic<DWORD> kept{0};
-    return kept;
-}
-
-DWORD Read() {
-    for (const wchar_t* path : {L"\\local\\Language", L"\\config\\Language"}) {
-        StoreValue value;
-        DWORD language = 0;
-        if (Store().Find(path, value) == ERROR_SUCCESS && value.data.Number(language) == ERROR_SUCCESS &&
-            (language == kEnglish || language == kRussian))
-            return language;
-    }
-    return PRIMARYLANGID(GetSystemDefaultUILanguage()) == LANG_RUSSIAN ? kRussian : kEnglish;
-}
+std::atomic<DWORD> cachedLanguage = 0;  // one per library and process; 0 = not read yet
 
 }  // namespace
 
 DWORD Language::Get() {
-    const DWORD kept = Kept();
-    return kept != 0 ? kept : Update();
+    const DWORD cached = cachedLanguage;
+    return cached != 0 ? cached : Update();
 }
 
 DWORD Language::Update() {
-    const DWORD language = Read();
-    Kept() = language;
+    DWORD language = PRIMARYLANGID(GetSystemDefaultUILanguage()) == LANG_RUSSIAN ? kRussian : kEnglish;
+    for (const wchar_t* path :
+         {L"\\config\\Language", L"\\local\\Language"}) {  // the user's setting replaces the machine's
+        DWORD stored = 0;
+        Store().ReadNumber(path, stored);
+        if (stored == kEnglish || stored == kRussian) language = stored;
+    }
+    cachedLanguage = language;
     return language;
 }
 
 void Language::Forget() {
-    Kept() = 0;
+    cachedLanguage = 0;
 }
 
 }  // namespace softcsp

@@ -1,11 +1,13 @@
 // The configuration store. It is kept in the registry: "\local\…" beneath HKEY_CURRENT_USER, every other scope beneath
 // HKEY_LOCAL_MACHINE. Numbers and flags are REG_DWORD, texts REG_SZ. Results are Win32 codes, 0 = success; a failed
-// call leaves its outputs unchanged. A malformed path is ERROR_BAD_PATHNAME.
+// call leaves its outputs unchanged.
+//
+// A path is "\scope\section\…\name". It is ERROR_BAD_PATHNAME if it is null, does not begin with a backslash, has an
+// empty component (as a trailing backslash gives), one of more than 255 characters, or more than 4096 characters.
 #pragma once
 
 #include <windows.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,34 +15,10 @@
 
 namespace softcsp {
 
-// A path of the store: "\scope\section\…\name".
-class StorePath {
-  public:
-    // Empty if the text is null, does not begin with a backslash, has an empty component (as a trailing backslash
-    // gives), a component of more than 255 characters, or more than 4096 characters in all.
-    static std::optional<StorePath> Parse(const wchar_t* text);
-
-    bool IsLocal() const { return local_; }             // the scope is "\local", in any letter case
-    bool HasName() const { return parts_.size() > 1; }  // has a component after the scope, so can be a parameter
-    const std::wstring& Name() const { return parts_.back(); }
-
-    std::wstring Section() const { return Join(parts_.size()); }     // the whole path, read as a section
-    std::wstring Parent() const { return Join(parts_.size() - 1); }  // the section that contains a parameter
-
-    // The path itself and each path above it, the scope first.
-    std::vector<std::wstring> Lineage() const;
-
-  private:
-    std::wstring Join(std::size_t count) const;  // the first components, each after a backslash
-
-    std::vector<std::wstring> parts_;
-    bool local_ = false;
-};
-
 // Withdraw and restore the rights to write and remove a path and everything beneath it, so that tests can run as a
 // user without these rights. One registry value per path, named as the path, outside the store.
-DWORD Deny(const StorePath& path);
-DWORD Allow(const StorePath& path);  // ERROR_FILE_NOT_FOUND unless exactly this path was denied
+DWORD Deny(const wchar_t* path);
+DWORD Allow(const wchar_t* path);  // ERROR_FILE_NOT_FOUND unless exactly this path was denied
 
 // One entry of a section.
 struct StoreValue {
@@ -61,7 +39,10 @@ class Store {
 
     explicit Store(Denials denials = Denials::Respected) : denials_(denials) {}
 
-    DWORD Find(const wchar_t* path, StoreValue& value) const;                    // a parameter, never a section
+    DWORD Find(const wchar_t* path, StoreValue& value) const;  // a parameter, never a section
+    // The number or text at the path; ERROR_INVALID_DATA if it has another type.
+    DWORD ReadNumber(const std::wstring& path, DWORD& number) const;
+    DWORD ReadText(const std::wstring& path, std::wstring& text) const;
     DWORD List(const wchar_t* section, std::vector<StoreValue>& entries) const;  // subsections first
     DWORD WriteNumber(const wchar_t* path, DWORD number) const;
     DWORD WriteText(const wchar_t* path, const std::wstring& text) const;
@@ -73,9 +54,8 @@ class Store {
     DWORD Granted(const wchar_t* path, DWORD& rights) const;
 
   private:
-    DWORD OpenForWriting(const wchar_t* path, RegistryKey& section, std::wstring& name) const;
-    bool MayWrite(const StorePath& path) const;
-    bool MayRemove(const StorePath& path) const;
+    bool MayWrite(const std::wstring& path) const;
+    bool MayRemove(const std::wstring& path) const;
 
     Denials denials_;
 };

@@ -58,15 +58,6 @@ std::optional<ContainerKey> ReadKey(ByteReader& from, std::uint32_t format) {
     return key;
 }
 
-void WriteName(ByteWriter& to, const std::wstring& name) {
-    Bytes bytes;
-    for (const wchar_t c : name) {
-        bytes.push_back(static_cast<std::uint8_t>(c & 0xFF));
-        bytes.push_back(static_cast<std::uint8_t>(c >> 8));
-    }
-    to.Counted(bytes);
-}
-
 std::wstring ReadName(ByteReader& from) {
     const ByteView bytes = from.Counted();
     std::wstring name;
@@ -111,7 +102,7 @@ void ReadExtensions(ByteReader& from, std::vector<ContainerExtension>& extension
 
 Bytes WriteBody(const Container& container) {
     ByteWriter to;
-    WriteName(to, container.name);
+    to.Counted(Utf16Bytes(container.name));
     to.Text(container.digest->identifier);
     to.Text(container.cipher->identifier);
     WriteLock(to, container.lock, container.format);

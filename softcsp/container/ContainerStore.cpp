@@ -100,14 +100,16 @@ DWORD ContainerStore::Find(std::wstring_view text, ContainerPlace& place) const 
     return Code(NTE_BAD_KEYSET);
 }
 
-DWORD ContainerStore::ReadBytes(const ContainerPlace& place, Bytes& bytes) const {
+template <class Access>
+DWORD ContainerStore::Locked(const ContainerPlace& place, Access&& access) const {
     if (const DWORD result = CheckPresence(place.carrier)) return result;
-    return MissingIsBadKeyset(ReadFileWhole(FileOf(place), bytes));
+    const FolderLock lock(ContainerFolder(place.carrier, owner_, type_), ContainerRights(place.carrier, owner_));
+    return lock.Result() != ERROR_SUCCESS ? lock.Result() : std::forward<Access>(access)();
 }
 
 DWORD ContainerStore::Read(const ContainerPlace& place, Container& container) const {
     Bytes bytes;
-    if (const DWORD result = ReadBytes(place, bytes)) return result;
+    if (const DWORD result = ReadFileWhole(FileOf(place), bytes)) return result;
     auto read = ReadContainer(bytes);
     if (!read || !AcceptsRounds(read->lock.rounds)) return Code(NTE_KEYSET_ENTRY_BAD);
     if (!SameText(read->name, place.name)) return Code(NTE_BAD_KEYSET);
@@ -116,15 +118,11 @@ DWORD ContainerStore::Read(const ContainerPlace& place, Container& container) co
 }
 
 DWORD ContainerStore::LoadBytes(const ContainerPlace& place, Bytes& bytes) const {
-    if (const DWORD result = CheckPresence(place.carrier)) return result;
-    const FolderLock lock = Lock(place);
-    return lock.Result() != ERROR_SUCCESS ? MissingIsBadKeyset(lock.Result()) : ReadBytes(place, bytes);
+    return MissingIsBadKeyset(Locked(place, [&] { return ReadFileWhole(FileOf(place), bytes); }));
 }
 
 DWORD ContainerStore::Load(const ContainerPlace& place, Container& container) const {
-    if (const DWORD result = CheckPresence(place.carrier)) return result;
-    const FolderLock lock = Lock(place);
-    return lock.Result() != ERROR_SUCCESS ? MissingIsBadKeyset(lock.Result()) : Read(place, container);
+    return MissingIsBadKeyset(Locked(place, [&] { return Read(place, container); }));
 }
 
 FileStamp ContainerStore::Stamp(const ContainerPlace& place) const {
@@ -134,13 +132,10 @@ FileStamp ContainerStore::Stamp(const ContainerPlace& place) const {
 }
 
 DWORD ContainerStore::ReadSecurity(const ContainerPlace& place, DWORD parts, Bytes& descriptor) const {
-    const std::wstring file = FileOf(place);
-    DWORD size = 0;
     if (parts == 0) return Code(NTE_BAD_FLAGS);
-    if (GetFileSecurityW(file.c_str(), parts, nullptr, 0, &size)) return ERROR_INVALID_DATA;
-    if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) return MissingIsBadKeyset(GetLastError());
-    Bytes read(size);
-    if (!GetFileSecurityW(file.c_str(), parts, read.data(), size, &size)) return MissingIsBadKeyset(GetLastError());
+    Bytes read;
+    for (DWORD size = 0; !GetFileSecurityW(FileOf(place).c_str(), parts, read.data(), size, &size); read.resize(size))
+        if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) return MissingIsBadKeyset(GetLastError());
     descriptor = std::move(read);
     return ERROR_SUCCESS;
 }
@@ -150,49 +145,43 @@ DWORD ContainerStore::Create(const ContainerPlace& place, const Container& conta
     const std::wstring file = FileOf(place);
     if (file.empty()) return ERROR_PATH_NOT_FOUND;
     CreateFolders(file, ApplicationData(FolderOwner(place.carrier, owner_)), ContainerRights(place.carrier, owner_));
-    const FolderLock lock = Lock(place);
-    return lock.Result() != ERROR_SUCCESS ? lock.Result() : Write(place, container, false);
+    return Locked(place, [&] { return Write(place, container, false); });
 }
 
 DWORD ContainerStore::Save(const ContainerPlace& place, const Container& container) const {
     Container saved = container;
     AuthenticateWithoutPassword(saved);
-    const FolderLock lock = Lock(place);
-    return lock.Result() != ERROR_SUCCESS ? lock.Result() : Write(place, saved, true);
+    return Locked(place, [&] { return Write(place, saved, true); });
 }
 
 DWORD ContainerStore::SaveBytes(const ContainerPlace& place, ByteView bytes) const {
-    const FolderLock lock = Lock(place);
-    return lock.Result() != ERROR_SUCCESS ? lock.Result() : WriteBytes(place, bytes, true);
+    return Locked(place, [&] { return WriteBytes(place, bytes, true); });
 }
 
 DWORD ContainerStore::Modify(const ContainerPlace& place, Container& container, const Change& change,
                              FileStamp* stamp) const {
-    if (const DWORD result = CheckPresence(place.carrier)) return result;
-    const FolderLock lock = Lock(place);
-    if (lock.Result() != ERROR_SUCCESS) return MissingIsBadKeyset(lock.Result());
-    Container fresh;
-    if (const DWORD result = Read(place, fresh)) return result;
-    if (const DWORD result = change(fresh)) return result;
-    if (const DWORD result = Write(place, fresh, true)) return result;
-    container = std::move(fresh);
-    if (stamp != nullptr) *stamp = Stamp(place);
-    return ERROR_SUCCESS;
+    return MissingIsBadKeyset(Locked(place, [&]() -> DWORD {
+        Container fresh;
+        if (const DWORD result = Read(place, fresh)) return result;
+        if (const DWORD result = change(fresh)) return result;
+        if (const DWORD result = Write(place, fresh, true)) return result;
+        container = std::move(fresh);
+        if (stamp != nullptr) *stamp = Stamp(place);
+        return ERROR_SUCCESS;
+    }));
 }
 
 DWORD ContainerStore::Remove(const ContainerPlace& place, const Check& check) const {
-    if (const DWORD result = CheckPresence(place.carrier)) return result;
-    const std::wstring file = FileOf(place);
-    if (file.empty()) return ERROR_PATH_NOT_FOUND;
-    const FolderLock lock = Lock(place);
-    if (lock.Result() != ERROR_SUCCESS) return MissingIsBadKeyset(lock.Result());
-    if (check) {
+    return MissingIsBadKeyset(Locked(place, [&]() -> DWORD {
+        const std::wstring file = FileOf(place);
         Bytes bytes;
-        if (const DWORD result = ReadBytes(place, bytes)) return result;
-        if (const DWORD result = check(bytes)) return result;
-    }
-    RemoveUnfinished(file);
-    return DeleteFileW(file.c_str()) ? ERROR_SUCCESS : MissingIsBadKeyset(GetLastError());
+        if (check) {
+            if (const DWORD result = ReadFileWhole(file, bytes)) return result;
+            if (const DWORD result = check(bytes)) return result;
+        }
+        RemoveUnfinished(file);
+        return DeleteFileW(file.c_str()) ? ERROR_SUCCESS : GetLastError();
+    }));
 }
 
 std::vector<ContainerPlace> ContainerStore::List() const {
@@ -229,10 +218,6 @@ std::wstring ContainerStore::FileOf(const ContainerPlace& place) const {
     return folder.empty() ? folder : folder + TextSum(place.name) + kExtension;
 }
 
-FolderLock ContainerStore::Lock(const ContainerPlace& place) const {
-    return FolderLock(ContainerFolder(place.carrier, owner_, type_), ContainerRights(place.carrier, owner_));
-}
-
 bool ContainerStore::HasRoom(const Carrier& carrier, const std::wstring& file, std::size_t size) const {
     if (carrier.room == MAXDWORD) return true;
     ULONGLONG sum = size;
@@ -253,9 +238,7 @@ DWORD ContainerStore::Write(const ContainerPlace& place, const Container& contai
 }
 
 DWORD ContainerStore::WriteBytes(const ContainerPlace& place, ByteView bytes, bool replace) const {
-    if (const DWORD result = CheckPresence(place.carrier)) return result;
     const std::wstring file = FileOf(place);
-    if (file.empty()) return ERROR_PATH_NOT_FOUND;
     if (!replace && GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES) return Code(NTE_EXISTS);
     if (bytes.size() > kLargestFile || !HasRoom(place.carrier, file, bytes.size())) return ERROR_DISK_FULL;
     RemoveUnfinished(file);

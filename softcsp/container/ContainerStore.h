@@ -92,9 +92,10 @@ class ContainerStore {
   private:
     // Empty if the system does not know the folder.
     std::wstring FileOf(const ContainerPlace& place) const;
-    FolderLock Lock(const ContainerPlace& place) const;
+    // Runs the access with the folder locked.
+    template <class Access>
+    DWORD Locked(const ContainerPlace& place, Access&& access) const;
     // Called with the folder locked.
-    DWORD ReadBytes(const ContainerPlace& place, Bytes& bytes) const;
     DWORD Read(const ContainerPlace& place, Container& container) const;
     DWORD WriteBytes(const ContainerPlace& place, ByteView bytes, bool replace) const;
     DWORD Write(const ContainerPlace& place, const Container& container, bool replace) const;

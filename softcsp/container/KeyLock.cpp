@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstring>
 
+#include "softcsp/common/Handles.h"
 #include "softcsp/common/Settings.h"
 #include "softcsp/crypto/Random.h"
 
@@ -53,19 +54,17 @@ std::uint32_t RoundsOfNewPassword() {
 std::optional<SymmetricKey> DeriveOpeningKey(const PasswordLock& lock, const Password& password) {
     Secret<kLongestUtf8> utf8;
     const std::wstring_view text = password.Text();
-    const int size =
-        text.empty() ? 0
-                     : WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                           reinterpret_cast<char*>(utf8.Room().data()), kLongestUtf8, nullptr, nullptr);
+    // For no text the function fails and returns 0, too.
+    const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
+                                         reinterpret_cast<char*>(utf8.Room().data()), kLongestUtf8, nullptr, nullptr);
     return DerivePasswordKey(ByteView(utf8.Bytes()).first(static_cast<std::size_t>(size)), lock.salt, lock.rounds);
 }
 
 // A random opening key, and the same as the system protects it. The salt binds it to its container.
 std::optional<SymmetricKey> ProtectOpeningKey(PasswordLock& lock, Protection protection) {
-    SymmetricKey key;
-    if (!FillRandom(key.Room(), Randomness::LastingKey)) return std::nullopt;
-    const bool done = ProtectKey(key, lock.salt, protection == Protection::Computer, lock.protectedKey);
-    return done ? std::optional(key) : std::nullopt;
+    const auto key = CreateMasterKey();
+    const bool done = key && ProtectKey(*key, lock.salt, protection == Protection::Computer, lock.protectedKey);
+    return done ? key : std::nullopt;
 }
 
 // The key and, if there are any, its attributes, as they are wrapped together.
@@ -102,28 +101,6 @@ PrivateKey KeyOf(const Wrapped& clear) {
     return key;
 }
 
-// A function of crypt32.dll, which is loaded for the time of one call: most programs that open a provider do without.
-template <class Function>
-class SystemFunction {
-  public:
-    explicit SystemFunction(const char* name)
-        : module_(LoadLibraryExW(L"crypt32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)) {
-        if (module_ != nullptr)
-            function_ = reinterpret_cast<Function*>(reinterpret_cast<void*>(GetProcAddress(module_, name)));
-    }
-    ~SystemFunction() {
-        if (module_ != nullptr) FreeLibrary(module_);
-    }
-    SystemFunction(const SystemFunction&) = delete;
-    SystemFunction& operator=(const SystemFunction&) = delete;
-
-    Function* Get() const { return function_; }
-
-  private:
-    HMODULE module_;
-    Function* function_ = nullptr;
-};
-
 // The system only reads through it.
 DATA_BLOB Blob(ByteView bytes) {
     return {static_cast<DWORD>(bytes.size()), const_cast<BYTE*>(bytes.data())};
@@ -132,7 +109,7 @@ DATA_BLOB Blob(ByteView bytes) {
 }  // namespace
 
 bool ProtectKey(const SymmetricKey& key, ByteView entropy, bool forTheComputer, Bytes& protectedKey) {
-    const SystemFunction<decltype(CryptProtectData)> protect("CryptProtectData");
+    const SystemFunction<decltype(CryptProtectData)> protect(L"crypt32.dll", "CryptProtectData");
     if (protect.Get() == nullptr) return false;
     DATA_BLOB in = Blob(key.Bytes()), bound = Blob(entropy), out{};
     const DWORD flags = CRYPTPROTECT_UI_FORBIDDEN | (forTheComputer ? CRYPTPROTECT_LOCAL_MACHINE : 0);
@@ -145,7 +122,7 @@ bool ProtectKey(const SymmetricKey& key, ByteView entropy, bool forTheComputer, 
 }
 
 std::optional<SymmetricKey> UnprotectKey(ByteView protectedKey, ByteView entropy) {
-    const SystemFunction<decltype(CryptUnprotectData)> unprotect("CryptUnprotectData");
+    const SystemFunction<decltype(CryptUnprotectData)> unprotect(L"crypt32.dll", "CryptUnprotectData");
     // Not every system checks the lengths in damaged bytes, so that the digest is checked first.
     constexpr std::size_t kDigestSize = std::tuple_size_v<DigestValue>;
     if (protectedKey.size() < kDigestSize) return std::nullopt;

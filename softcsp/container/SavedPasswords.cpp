@@ -11,12 +11,7 @@ constexpr std::size_t kLongestSection = 255;  // characters of its name
 
 // Binds a saved key to its container: copied to another section it is not accepted.
 Bytes EntropyOf(const std::wstring& section) {
-    Bytes bytes;
-    for (const wchar_t c : LowerCase(section)) {
-        bytes.push_back(static_cast<std::uint8_t>(c & 0xFF));
-        bytes.push_back(static_cast<std::uint8_t>(c >> 8));
-    }
-    return bytes;
+    return Utf16Bytes(LowerCase(section));
 }
 
 }  // namespace
@@ -33,10 +28,8 @@ std::wstring SavedPasswords::SectionOf(const ContainerPlace& place) const {
 
 std::optional<SymmetricKey> SavedPasswords::Find(const ContainerPlace& place) const {
     const std::wstring section = SectionOf(place);
-    StoreValue value;
     std::wstring text;
-    if (Store().Find((section + kValue).c_str(), value) != ERROR_SUCCESS || value.data.Text(text) != ERROR_SUCCESS)
-        return std::nullopt;
+    if (Store().ReadText(section + kValue, text) != ERROR_SUCCESS) return std::nullopt;
     const auto bytes = ParseHex(text);
     return bytes ? UnprotectKey(*bytes, EntropyOf(section)) : std::nullopt;
 }
@@ -58,9 +51,8 @@ void SavedPasswords::Remove(const ContainerPlace& place) const {
 
 void SavedPasswords::AddCarrier(const Carrier& carrier) const {
     if (!carrier.removable) return;
-    StoreValue value;
     DWORD disabled = 0;
-    if (Store().Find(L"\\config\\Parameters\\DisableShortcuts", value) == ERROR_SUCCESS) value.data.Number(disabled);
+    Store().ReadNumber(L"\\config\\Parameters\\DisableShortcuts", disabled);
     if (disabled == 0) Store().CreateSection(Section(carrier.name).c_str());
 }
 

@@ -8,13 +8,8 @@
 namespace softcsp {
 namespace {
 
-constexpr std::size_t kBlock = 8;      // bytes
-constexpr std::size_t kMeshed = 1024;  // bytes after which the key changes
-
-// RFC 4357, 2.3.2: decrypting this constant with a key gives the next key.
-constexpr std::uint8_t kMeshConstant[32] = {0x69, 0x00, 0x72, 0x22, 0x64, 0xC9, 0x04, 0x23, 0x8D, 0x3A, 0xDB,
-                                            0x96, 0x46, 0xE9, 0x2A, 0xC4, 0x18, 0xFE, 0xAC, 0x94, 0x00, 0xED,
-                                            0x07, 0x12, 0xC0, 0x86, 0xDC, 0xC2, 0xEF, 0x4C, 0xA9, 0x2B};
+constexpr std::size_t kBlock = 8;     // bytes
+constexpr std::size_t kPiece = 1024;  // bytes that a copy of a stream skips at a time
 
 // libgcrypt's interface has a pointer to non-constant characters here, and only reads them.
 char* Identifier(const ParameterSet& set) {
@@ -22,10 +17,10 @@ char* Identifier(const ParameterSet& set) {
 }
 
 // A cipher of one of libgcrypt's modes with the key set; null if memory is short.
-CipherHandle OpenCipher(int mode, const ParameterSet& set, const SymmetricKey& key) {
+CipherHandle OpenCipher(int mode, const ParameterSet& set, const SymmetricKey& key,
+                        int algorithm = GCRY_CIPHER_GOST28147) {
     gcry_cipher_hd_t handle = nullptr;
-    if (!CryptoReady() || gcry_cipher_open(&handle, GCRY_CIPHER_GOST28147, mode, GCRY_CIPHER_SECURE) != 0)
-        return nullptr;
+    if (!CryptoReady() || gcry_cipher_open(&handle, algorithm, mode, GCRY_CIPHER_SECURE) != 0) return nullptr;
     CipherHandle cipher(handle);
     if (gcry_cipher_ctl(handle, GCRYCTL_SET_SBOX, Identifier(set), 0) != 0) return nullptr;
     return gcry_cipher_setkey(handle, key.Bytes().data(), key.Bytes().size()) == 0 ? std::move(cipher) : nullptr;
@@ -89,47 +84,38 @@ void Cipher::Close::operator()(gcry_cipher_handle* handle) const {
     gcry_cipher_close(handle);
 }
 
-Cipher::Handle Cipher::Open(const ParameterSet& set, const SymmetricKey& key) {
-    return Handle(OpenCipher(GCRY_CIPHER_MODE_ECB, set, key).release());
-}
-
 std::optional<Cipher> Cipher::Create(const ParameterSet& set, const SymmetricKey& key, const InitialValue& start) {
     if (set.kind != ParameterKind::Cipher) return std::nullopt;
     Cipher cipher;
     cipher.set_ = &set;
     cipher.key_ = key;
     cipher.register_ = start;
-    cipher.handle_ = Open(set, key);
-    return cipher.handle_ ? std::optional(std::move(cipher)) : std::nullopt;
+    cipher.handle_.reset(OpenCipher(GCRY_CIPHER_MODE_CFB, set, key, GCRY_CIPHER_GOST28147_MESH).release());
+    const bool ready = cipher.handle_ && gcry_cipher_setiv(cipher.handle_.get(), start.data(), start.size()) == 0;
+    return ready ? std::optional(std::move(cipher)) : std::nullopt;
 }
 
+// libgcrypt cannot copy a cipher. Its key changes with the amount of data only, so that any data of the same size
+// brings the copy to the same key; the register is then set.
 std::optional<Cipher> Cipher::Copy() const {
     auto copy = Create(*set_, key_, register_);
-    if (copy) copy->count_ = count_;
+    std::array<std::uint8_t, kPiece> piece{};
+    while (copy && copy->count_ < count_)
+        if (!copy->Encrypt(std::span(piece).first(std::min(kPiece, count_ - copy->count_)))) copy.reset();
+    if (!copy || gcry_cipher_setiv(copy->handle_.get(), register_.data(), register_.size()) != 0) return std::nullopt;
+    copy->register_ = register_;
     return copy;
 }
 
-bool Cipher::MeshKey() {
-    const auto room = key_.Room();
-    if (gcry_cipher_decrypt(handle_.get(), room.data(), room.size(), kMeshConstant, sizeof kMeshConstant) != 0)
-        return false;
-    handle_ = Open(*set_, key_);
-    count_ = 0;
-    return handle_ && gcry_cipher_encrypt(handle_.get(), register_.data(), kBlock, nullptr, 0) == 0;
-}
-
 bool Cipher::Run(std::span<std::uint8_t> data, bool encrypt) {
-    for (std::size_t at = 0; at < data.size(); at += kBlock) {
-        if (count_ == kMeshed && !MeshKey()) return false;
-        InitialValue gamma = register_;
-        if (gcry_cipher_encrypt(handle_.get(), gamma.data(), kBlock, nullptr, 0) != 0) return false;
-        for (std::size_t i = 0; i < kBlock && at + i < data.size(); ++i) {
-            const std::uint8_t before = data[at + i];
-            data[at + i] = before ^ gamma[i];
-            register_[i] = encrypt ? data[at + i] : before;
-        }
-        count_ += kBlock;
-    }
+    const auto keepLastBlock = [&] {
+        if (data.size() >= kBlock) std::ranges::copy(data.last(kBlock), register_.begin());
+    };
+    if (!encrypt) keepLastBlock();
+    const auto run = encrypt ? gcry_cipher_encrypt : gcry_cipher_decrypt;
+    if (!data.empty() && run(handle_.get(), data.data(), data.size(), nullptr, 0) != 0) return false;
+    if (encrypt) keepLastBlock();
+    count_ += data.size();
     return true;
 }
 

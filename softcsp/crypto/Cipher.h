@@ -22,7 +22,7 @@ class Cipher {
   public:
     // Empty if the set is not of kind Cipher or libgcrypt cannot be used.
     static std::optional<Cipher> Create(const ParameterSet& set, const SymmetricKey& key, const InitialValue& start);
-    // Continues where this one is now.
+    // Continues where this one is now. Takes as long as the encryption of what this one has processed.
     std::optional<Cipher> Copy() const;
 
     // In place. Every call but the last must pass whole blocks of 8 bytes.
@@ -35,16 +35,14 @@ class Cipher {
     };
     using Handle = std::unique_ptr<gcry_cipher_handle, Close>;
 
-    static Handle Open(const ParameterSet& set, const SymmetricKey& key);
     Cipher() = default;
     bool Run(std::span<std::uint8_t> data, bool encrypt);
-    bool MeshKey();
 
     const ParameterSet* set_ = nullptr;
     SymmetricKey key_;
     InitialValue register_{};  // the last block of encrypted data
-    std::size_t count_ = 0;    // bytes processed with this key
-    Handle handle_;            // encrypts single blocks with it
+    std::size_t count_ = 0;    // bytes processed
+    Handle handle_;
 };
 
 // A number other than zero, lowest byte first; random for each message and not secret.

@@ -1,20 +1,17 @@
-// The base of the provider's dialogs (language, owner, position, time limit), lists in them, and the texts and
-// templates of the module that this code is linked into.
+// A dialog of the provider (language, owner, time limit) with what it does at its events, and lists in dialogs. The
+// templates are resources of the module that this code is linked into.
 #pragma once
 
 #include <windows.h>
 
+#include <functional>
 #include <initializer_list>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "softcsp/common/Resources.h"
+
 namespace softcsp {
-
-HINSTANCE OwnModule();
-
-// In the language of softcsp::Language; empty if the string is missing in it.
-std::wstring OwnString(UINT id);
 
 constexpr DWORD kNoTimeLimit = MAXDWORD;
 
@@ -25,42 +22,37 @@ DWORD DialogTime(const wchar_t* name);
 
 class Dialog {
   public:
+    // `time` is the name of the setting for the time limit; null: no limit.
+    explicit Dialog(UINT templateId, const wchar_t* time = nullptr) : template_(templateId), time_(time) {}
     Dialog(const Dialog&) = delete;
     Dialog& operator=(const Dialog&) = delete;
-    virtual ~Dialog() = default;
+
+    // What the dialog does; set before Run.
+    std::function<UINT()> onInit;                      // returns the control that gets the focus; 0: the first one
+    std::function<bool()> onOk = [] { return true; };  // false keeps the dialog open
+    std::function<void(UINT id)> onCommand = [](UINT) {};
+    std::function<void(const NMHDR& header)> onNotify = [](const NMHDR&) {};
+    std::function<void()> onClosed = [] {};  // its controls still exist
 
     // Shows the dialog until it is closed. Its owner is the window's top-level window or, for null, the thread's active
     // window. 0 for OK, ERROR_CANCELLED for Cancel or an elapsed time limit, or why it could not be shown.
     DWORD Run(HWND owner);
-
-  protected:
-    // `time` is the name of the setting for the time limit; null: no limit.
-    explicit Dialog(UINT templateId, const wchar_t* time = nullptr) : template_(templateId), time_(time) {}
-
-    // Returns the control that gets the focus; null: the first one of the template.
-    virtual HWND OnInit() { return nullptr; }
-    // False keeps the dialog open.
-    virtual bool OnOk() { return true; }
-    virtual void OnCommand(UINT /*id*/) {}
-    virtual void OnNotify(const NMHDR& /*header*/) {}
-    // The dialog is being destroyed; its controls still exist.
-    virtual void OnClosed() {}
+    // The same for a dialog whose only button closes it by Cancel: 0 then, too.
+    DWORD RunUntilClosed(HWND owner);
 
     HWND Window() const { return window_; }
     HWND Item(UINT id) const { return GetDlgItem(window_, static_cast<int>(id)); }
     void Enable(UINT id, bool enabled) const { EnableWindow(Item(id), enabled); }
+    void Show(UINT id, bool shown) const { ShowWindow(Item(id), shown ? SW_SHOW : SW_HIDE); }
+    void SetText(UINT id, const std::wstring& text) const { SetWindowTextW(Item(id), text.c_str()); }
 
     // Shows a message box and returns its result. The dialog's time limit continues and closes the box, too.
     int ShowMessage(const std::wstring& text, UINT type = MB_OK | MB_ICONEXCLAMATION);
-    // Sets the text of a label that may be too narrow; a tool tip shows all of it. The label needs SS_NOTIFY.
-    void ShowWhole(UINT id, const std::wstring& text) const;
-    // Hides controls of one row and moves the others up. For OnInit.
-    void HideRow(std::initializer_list<UINT> ids) const;
 
   private:
     static INT_PTR CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) noexcept;
     INT_PTR Handle(UINT message, WPARAM wParam, LPARAM lParam);
-    INT_PTR Init(HWND focus);
+    INT_PTR Init();
     void Expire();
 
     UINT template_;
@@ -76,40 +68,24 @@ class ReportList {
   public:
     struct Column {
         UINT title;  // a string of the own module
-        int share;   // of the list's width, in percent; the last column has the rest
+        int share;   // of the list's width, in percent
     };
-    static constexpr LPARAM kNone = -1;
+    using Row = std::vector<std::wstring>;  // texts by column
 
     explicit ReportList(HWND list) : list_(list) {}
 
     void SetColumns(std::initializer_list<Column> columns) const;
-    // Texts by column; `data` is the caller's own.
-    void Add(const std::vector<std::wstring>& row, LPARAM data) const;
-    void Clear() const;
-
-    int Count() const;
-    // The data of the selected row, or kNone.
-    LPARAM Selected() const;
-    // Selects the row with this data, if there is one.
-    void Select(LPARAM data) const;
+    void SetRows(const std::vector<Row>& rows) const;
+    // The index of the selected row; -1: none is.
+    int Selected() const;
+    void Select(int row) const;
 
   private:
     HWND list_;
 };
 
-// A list without choices and a button that closes it.
-class FactsDialog final : public Dialog {
-  public:
-    // Strings of the own module: the titles of the two columns and the texts of the rows.
-    using Row = std::pair<UINT, UINT>;
-    FactsDialog(UINT templateId, Row titles, std::vector<Row> rows)
-        : Dialog(templateId), titles_(titles), rows_(std::move(rows)) {}
-
-  private:
-    HWND OnInit() override;
-
-    Row titles_;
-    std::vector<Row> rows_;
-};
+// Shows rows of facts until the user closes the window. All numbers are strings of the own module.
+DWORD ShowFacts(HWND owner, UINT templateId, std::initializer_list<ReportList::Column> columns,
+                std::initializer_list<std::initializer_list<UINT>> rows);
 
 }  // namespace softcsp

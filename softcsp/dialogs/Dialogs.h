@@ -18,7 +18,6 @@ namespace softcsp {
 struct PasswordQuestion {
     std::wstring container;  // its fully qualified name
     bool refused = false;    // shows that the previous password was wrong
-    bool maySave = true;     // shows the check box "Save password"
 };
 
 struct PasswordAnswer {
@@ -37,7 +36,7 @@ struct PasswordChange {
     Password next;
 };
 
-// Also asks for the old password if the container has one, without checking it.
+// Also asks for the old password if the container has one, without checking it. The same as AskNewPassword otherwise.
 DWORD AskPasswordChange(HWND owner, const std::wstring& container, bool hasOld, PasswordChange& change);
 
 struct ContainerChoice {

@@ -10,7 +10,6 @@
 #define IDD_CHOOSE_CARRIER 105
 
 #define IDC_CONTAINER 1001
-#define IDC_PASSWORD_LABEL 1002
 #define IDC_PASSWORD 1003 /* the present password */
 #define IDC_NEW_PASSWORD 1004
 #define IDC_CONFIRMATION 1005
@@ -18,7 +17,6 @@
 #define IDC_SAVE 1007
 #define IDC_LIST 1008
 #define IDC_NONE 1009 /* shown if the list is empty */
-#define IDC_HINT 1010
 
 #define IDS_PASSWORDS_DIFFER 101
 #define IDS_COLUMN_CONTAINER 102
@@ -26,7 +24,6 @@
 #define IDS_COLUMN_KIND 104
 #define IDS_KIND_REGISTRY 105
 #define IDS_KIND_REMOVABLE 106
-#define IDS_NO_PASSWORD_NEEDED 107
 
 /* The windows of the reader library, libraries/windows.rc */
 #define IDD_READERS 201

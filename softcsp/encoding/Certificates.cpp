@@ -1,6 +1,6 @@
 #include "softcsp/encoding/Certificates.h"
 
-#include <algorithm>
+#include <memory>
 
 #include "softcsp/crypto/Digest.h"
 #include "softcsp/crypto/Random.h"
@@ -27,24 +27,13 @@ char* Text(const char* identifier) {
 Bytes Encode(LPCSTR type, const void* structure) {
     // Without the flag the system reverses the bytes of signatures.
     constexpr DWORD kFlags = CRYPT_ENCODE_NO_SIGNATURE_BYTE_REVERSAL_FLAG;
+    BYTE* encoded = nullptr;
     DWORD size = 0;
-    if (!CryptEncodeObjectEx(X509_ASN_ENCODING, type, structure, kFlags, nullptr, nullptr, &size)) return {};
-    Bytes bytes(size);
-    if (!CryptEncodeObjectEx(X509_ASN_ENCODING, type, structure, kFlags, nullptr, bytes.data(), &size)) return {};
-    bytes.resize(size);
-    return bytes;
-}
-
-Bytes EncodeName(const std::wstring& name) {
-    DWORD size = 0;
-    const auto convert = [&](BYTE* bytes) {
-        return CertStrToNameW(X509_ASN_ENCODING, name.c_str(), CERT_X500_NAME_STR, nullptr, bytes, &size, nullptr);
-    };
-    if (!convert(nullptr)) return {};
-    Bytes bytes(size);
-    if (!convert(bytes.data())) return {};
-    bytes.resize(size);
-    return bytes;
+    if (!CryptEncodeObjectEx(X509_ASN_ENCODING, type, structure, kFlags | CRYPT_ENCODE_ALLOC_FLAG, nullptr,
+                             static_cast<void*>(&encoded), &size))
+        return {};
+    const std::unique_ptr<BYTE, decltype(&LocalFree)> owner(encoded, LocalFree);
+    return {encoded, encoded + size};
 }
 
 // Lowest byte first and never negative. Empty without random bytes.
@@ -65,7 +54,7 @@ Bytes EncodeContent(const CertificateRequest& request) {
     const Bytes issuer = request.issuer.empty() ? subject : EncodeName(request.issuer);
     const Bytes serial = SerialNumber(request.serial);
     const Bytes usage = request.usage ? EncodeUsagePeriod(*request.usage) : Bytes();
-    if (subject.empty() || issuer.empty() || serial.empty() || (request.usage && usage.empty())) return {};
+    if (subject.empty() || issuer.empty() || serial.empty()) return {};
     const Bytes parameters = EncodeKeyParameters(request.key), key = EncodePublicKey(request.key);
 
     std::vector<CERT_EXTENSION> extensions;
@@ -87,6 +76,18 @@ Bytes EncodeContent(const CertificateRequest& request) {
 }
 
 }  // namespace
+
+Bytes EncodeName(const std::wstring& name) {
+    Bytes bytes;
+    DWORD size = 0;
+    for (int pass = 0; pass < 2; ++pass) {  // the size, then the bytes
+        bytes.resize(size);
+        if (!CertStrToNameW(X509_ASN_ENCODING, name.c_str(), CERT_X500_NAME_STR, nullptr,
+                            pass == 0 ? nullptr : bytes.data(), &size, nullptr))
+            return {};
+    }
+    return bytes;
+}
 
 Bytes IssueCertificate(const CertificateRequest& request, const KeyPair& signer) {
     const Bytes content = EncodeContent(request);

@@ -3,19 +3,22 @@
 #pragma once
 
 #include <windows.h>
+#include <wincrypt.h>
 
 #include <optional>
 #include <string>
 
 #include "softcsp/common/Bytes.h"
 #include "softcsp/crypto/KeyPair.h"
+#include "softcsp/encoding/Der.h"
 #include "softcsp/encoding/KeyEncoding.h"
 
 namespace softcsp {
 
+// The private key usage period (2.5.29.16; RFC 3280, 4.2.1.4): two generalized times, either of which may be missing.
 struct UsagePeriod {
-    FILETIME from;
-    FILETIME to;
+    std::optional<FILETIME> from;
+    std::optional<FILETIME> to;
 };
 
 struct CertificateRequest {
@@ -24,30 +27,24 @@ struct CertificateRequest {
     PublicKeyData key;     // the subject's
     FILETIME notBefore{};  // UTC
     FILETIME notAfter{};
-    std::optional<UsagePeriod> usage;  // private key usage period, 2.5.29.16
-    Bytes serial;                      // lowest byte first, as in the system's structures; empty = 16 random bytes
-    bool authority = false;            // basic constraints: may issue certificates
+    std::optional<UsagePeriod> usage;
+    Bytes serial;            // lowest byte first, as in the system's structures; empty = 16 random bytes
+    bool authority = false;  // basic constraints: may issue certificates
 };
 
 // The certificate's DER. The signer is the issuer's key pair and hashes with the same set as the subject's. Empty if a
 // name is invalid or the system fails.
 Bytes IssueCertificate(const CertificateRequest& request, const KeyPair& signer);
 
-// 2.5.29.16 (RFC 3280, 4.2.1.4): two generalized times with the context tags 0 and 1. Either may be missing.
+// The bytes of a name such as "CN=…, O=…"; empty if it is invalid.
+Bytes EncodeName(const std::wstring& name);
+
+// Years have four digits.
 Bytes EncodeUsagePeriod(const UsagePeriod& period);
-struct DecodedUsagePeriod {
-    std::optional<FILETIME> from;
-    std::optional<FILETIME> to;
-};
-std::optional<DecodedUsagePeriod> DecodeUsagePeriod(ByteView der);
+// Empty if it is malformed or has neither time.
+std::optional<UsagePeriod> DecodeUsagePeriod(ByteView der);
 
-// Exactly one whole certificate: a sequence of its content, an algorithm and a signature.
-bool IsCertificate(ByteView der);
-// The same at an address that was passed without a size; empty if it is not a certificate.
+// The certificate at an address that was passed without a size; empty if there is no whole one.
 Bytes ReadCertificateAt(const BYTE* data);
-
-// The value of a container extension: a sequence of whole certificates.
-Bytes EncodeCertificateSequence(const std::vector<Bytes>& certificates);
-std::optional<std::vector<ByteView>> DecodeCertificateSequence(ByteView der);
 
 }  // namespace softcsp

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <limits>
-#include <vector>
 
 namespace softcsp::der {
 namespace {
@@ -12,8 +10,7 @@ using Arc = std::uint64_t;
 
 constexpr std::uint8_t kMore = 0x80;     // a length of several bytes; an arc that continues
 constexpr std::uint8_t kLongTag = 0x1F;  // the tag has more than one byte; not supported
-constexpr Arc kArcsBeneathRoot = 40;     // of the first two roots; the first two arcs are encoded as one number
-constexpr std::size_t kFewestArcs = 2;
+constexpr Arc kArcsBeneathRoot = 40;     // the first two arcs are encoded as one number
 
 void AppendLength(Bytes& bytes, std::size_t length) {
     if (length < kMore) {
@@ -30,23 +27,7 @@ void AppendArc(Bytes& bytes, Arc arc) {
     int groups = 1;  // of seven bits
     for (Arc rest = arc >> 7; rest != 0; rest >>= 7) ++groups;
     while (--groups > 0) bytes.push_back(kMore | static_cast<std::uint8_t>(arc >> (7 * groups)));
-    bytes.push_back(static_cast<std::uint8_t>(arc & ~Arc{kMore}) & 0x7F);
-}
-
-// Empty unless the text is numbers with single dots between them.
-std::vector<Arc> Arcs(std::string_view dotted) {
-    std::vector<Arc> arcs;
-    const char* const end = dotted.data() + dotted.size();
-    for (const char* at = dotted.data(); at != end;) {
-        Arc arc = 0;
-        const auto [next, error] = std::from_chars(at, end, arc);
-        const bool last = next == end;
-        if (error != std::errc() || (*at == '0' && next != at + 1) || (!last && (*next != '.' || next + 1 == end)))
-            return {};
-        arcs.push_back(arc);
-        at = last ? end : next + 1;
-    }
-    return arcs;
+    bytes.push_back(static_cast<std::uint8_t>(arc) & 0x7F);
 }
 
 // The lengths of an element's parts; both 0 if the element is malformed.
@@ -83,13 +64,16 @@ Bytes Element(std::uint8_t tag, std::initializer_list<ByteView> parts) {
 }
 
 Bytes ObjectIdentifier(std::string_view dotted) {
-    const std::vector<Arc> arcs = Arcs(dotted);
-    if (arcs.size() < kFewestArcs || arcs[0] > 2) return {};
-    const Arc most = arcs[0] < 2 ? kArcsBeneathRoot - 1 : std::numeric_limits<Arc>::max() - 2 * kArcsBeneathRoot;
-    if (arcs[1] > most) return {};
     Bytes content;
-    AppendArc(content, arcs[0] * kArcsBeneathRoot + arcs[1]);
-    for (std::size_t i = kFewestArcs; i < arcs.size(); ++i) AppendArc(content, arcs[i]);
+    Arc first = 0;
+    for (std::size_t begin = 0, index = 0; begin < dotted.size(); ++index) {
+        const std::size_t end = std::min(dotted.find('.', begin), dotted.size());
+        Arc arc = 0;
+        std::from_chars(dotted.data() + begin, dotted.data() + end, arc);
+        if (index == 0) first = arc * kArcsBeneathRoot;
+        if (index > 0) AppendArc(content, index == 1 ? first + arc : arc);
+        begin = end + 1;
+    }
     return Element(kObjectIdentifier, {content});
 }
 
@@ -109,26 +93,38 @@ std::optional<ByteView> Reader::ReadWhole() {
     return whole;
 }
 
-std::optional<std::string> DottedText(ByteView content) {
-    std::string text;
-    Arc arc = 0;
-    bool within = false;  // between the bytes of an arc
-    for (std::uint8_t byte : content) {
-        const bool padded = !within && byte == kMore;
-        if (padded || arc > std::numeric_limits<Arc>::max() >> 7) return std::nullopt;
-        arc = arc << 7 | (byte & (kMore - 1u));
-        within = (byte & kMore) != 0;
-        if (within) continue;
-        if (text.empty()) {
-            const Arc root = std::min<Arc>(arc / kArcsBeneathRoot, 2);
-            text = std::to_string(root);
-            arc -= root * kArcsBeneathRoot;
-        }
-        text += '.' + std::to_string(arc);
-        arc = 0;
-    }
-    if (within || text.empty()) return std::nullopt;
-    return text;
+}  // namespace softcsp::der
+
+namespace softcsp {
+
+bool IsCertificate(ByteView der) {
+    der::Reader whole(der);
+    const auto content = whole.Read(der::kSequence);
+    if (!content || !whole.AtEnd()) return false;
+    der::Reader parts(*content);
+    for (const std::uint8_t tag : {der::kSequence, der::kSequence, der::kBitString})
+        if (!parts.Read(tag)) return false;
+    return parts.AtEnd();
 }
 
-}  // namespace softcsp::der
+Bytes EncodeCertificateSequence(const std::vector<Bytes>& certificates) {
+    Bytes all;
+    for (const Bytes& certificate : certificates) all.insert(all.end(), certificate.begin(), certificate.end());
+    return der::Element(der::kSequence, {all});
+}
+
+std::optional<std::vector<ByteView>> DecodeCertificateSequence(ByteView der) {
+    der::Reader whole(der);
+    const auto content = whole.Read(der::kSequence);
+    if (!content || !whole.AtEnd()) return std::nullopt;
+    std::vector<ByteView> certificates;
+    for (der::Reader reader(*content); !reader.AtEnd();) {
+        if (reader.NextTag() != der::kSequence) return std::nullopt;
+        const auto certificate = reader.ReadWhole();
+        if (!certificate) return std::nullopt;
+        certificates.push_back(*certificate);
+    }
+    return certificates;
+}
+
+}  // namespace softcsp

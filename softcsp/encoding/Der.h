@@ -1,11 +1,12 @@
 // The parts of ASN.1's distinguished encoding (DER) that keys, parameters, extensions and certificates use.
+// Independent of <windows.h>, so that it can be fuzzed natively.
 #pragma once
 
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
-#include <string>
 #include <string_view>
+#include <vector>
 
 #include "softcsp/common/Bytes.h"
 
@@ -15,12 +16,11 @@ constexpr std::uint8_t kInteger = 0x02;
 constexpr std::uint8_t kBitString = 0x03;
 constexpr std::uint8_t kOctetString = 0x04;
 constexpr std::uint8_t kObjectIdentifier = 0x06;
-constexpr std::uint8_t kGeneralizedTime = 0x18;
 constexpr std::uint8_t kSequence = 0x30;
 
 // One element: tag, length, the parts one after the other.
 Bytes Element(std::uint8_t tag, std::initializer_list<ByteView> parts);
-// Empty if the text is not an identifier such as "1.2.643.2.2.19".
+// `dotted` is a constant such as "1.2.643.2.2.19"; it is not checked.
 Bytes ObjectIdentifier(std::string_view dotted);
 
 // Reads elements one after the other. Lengths are checked against the bytes present; only definite lengths in their
@@ -40,7 +40,15 @@ class Reader {
     ByteView rest_;
 };
 
-// The dotted text of an identifier's content (without tag and length).
-std::optional<std::string> DottedText(ByteView content);
-
 }  // namespace softcsp::der
+
+namespace softcsp {
+
+// Exactly one whole certificate: a sequence of its content, an algorithm and a signature.
+bool IsCertificate(ByteView der);
+
+// The value of a container extension: a sequence of whole certificates.
+Bytes EncodeCertificateSequence(const std::vector<Bytes>& certificates);
+std::optional<std::vector<ByteView>> DecodeCertificateSequence(ByteView der);
+
+}  // namespace softcsp

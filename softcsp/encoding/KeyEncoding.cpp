@@ -2,31 +2,58 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string>
 
 #include "softcsp/encoding/Der.h"
 
 namespace softcsp {
 namespace {
 
-// Precedes the parameters of a public key blob.
-struct BlobHead {
-    BLOBHEADER header;
-    char magic[4];
-    std::uint32_t parameters;  // bytes
+// The system's BLOBHEADER and its constants.
+struct BlobHeader {
+    std::uint8_t type, version;
+    std::uint16_t reserved;
+    std::uint32_t algorithm;
 };
-static_assert(sizeof(BlobHead) == 16);
+constexpr std::uint8_t kSimpleBlob = 1, kPublicKeyBlob = 6, kPrivateKeyBlob = 7, kBlobVersion = 2;
 
-constexpr char kMagic[4] = {'S', 'P', 'K', '1'};
+constexpr struct {
+    std::uint8_t type;
+    char magic[5];
+} kMagics[] = {{kPublicKeyBlob, "SPK1"}, {kSimpleBlob, "SSK1"}, {kPrivateKeyBlob, "SVK1"}};
+constexpr std::size_t kMagicSize = 4;
 
-bool IsKeyAlgorithm(ALG_ID algorithm) {
+// What each blob begins with: the system's header, then the magic bytes of its type.
+void WriteHead(ByteWriter& to, std::uint8_t type, std::uint32_t algorithm) {
+    to.Raw(BytesOf(BlobHeader{type, kBlobVersion, 0, algorithm}));
+    for (const auto& [known, magic] : kMagics)
+        if (known == type) to.Raw({reinterpret_cast<const std::uint8_t*>(magic), kMagicSize});
+}
+
+// The type is 0 for an unknown one.
+BlobHeader ReadHead(ByteReader& from) {
+    std::array<std::uint8_t, sizeof(BlobHeader)> bytes{};
+    from.Fill(std::span(bytes));
+    const auto header = std::bit_cast<BlobHeader>(bytes);
+    const ByteView found = from.Raw(kMagicSize);
+    for (const auto& [type, magic] : kMagics)
+        if (from.Good() && header.type == type && header.version == kBlobVersion && header.reserved == 0 &&
+            std::memcmp(found.data(), magic, kMagicSize) == 0)
+            return header;
+    return {};
+}
+
+bool IsKeyAlgorithm(std::uint32_t algorithm) {
     return algorithm == kAlgSignature || algorithm == kAlgExchange || algorithm == kAlgEphemeralExchange;
 }
 
-// The text of the next identifier; empty if there is none.
-std::string ReadIdentifier(der::Reader& reader) {
-    const auto content = reader.Read(der::kObjectIdentifier);
-    return content ? der::DottedText(*content).value_or(std::string()) : std::string();
+// The set whose identifier is the reader's next element; null if it is none of these kinds.
+const ParameterSet* ReadSet(der::Reader& reader, std::initializer_list<ParameterKind> kinds) {
+    const auto element = reader.ReadWhole();
+    for (const ParameterSet& set : ParameterSets())
+        if (element && std::ranges::count(kinds, set.kind) != 0 &&
+            std::ranges::equal(*element, der::ObjectIdentifier(set.identifier)))
+            return &set;
+    return nullptr;
 }
 
 // The key stays zero.
@@ -36,9 +63,9 @@ std::optional<PublicKeyData> DecodeParameters(ByteView parameters) {
     if (!content || !whole.AtEnd()) return std::nullopt;
     der::Reader reader(*content);
     PublicKeyData data;
-    data.curve = FindCurve(ReadIdentifier(reader));
-    data.digest = FindParameterSet(ParameterKind::Digest, ReadIdentifier(reader));
-    const bool cipherSound = reader.AtEnd() || !ReadIdentifier(reader).empty();
+    data.curve = ReadSet(reader, {ParameterKind::Signature, ParameterKind::Exchange});
+    data.digest = ReadSet(reader, {ParameterKind::Digest});
+    const bool cipherSound = reader.AtEnd() || reader.Read(der::kObjectIdentifier);
     if (data.curve == nullptr || data.digest == nullptr || !cipherSound || !reader.AtEnd()) return std::nullopt;
     return data;
 }
@@ -69,49 +96,25 @@ std::optional<PublicKeyData> DecodePublicKey(ByteView parameters, ByteView key) 
 }
 
 Bytes WriteBlob(const PublicKeyBlob& blob) {
-    const Bytes parameters = EncodeKeyParameters(blob.key);
-    BlobHead head{{PUBLICKEYBLOB, CUR_BLOB_VERSION, 0, blob.algorithm}, {}, static_cast<DWORD>(parameters.size())};
-    std::ranges::copy(kMagic, head.magic);
-    Bytes bytes(sizeof head + parameters.size() + blob.key.key.size());
-    std::memcpy(bytes.data(), &head, sizeof head);
-    std::ranges::copy(blob.key.key, std::ranges::copy(parameters, bytes.begin() + sizeof head).out);
-    return bytes;
+    ByteWriter to;
+    WriteHead(to, kPublicKeyBlob, blob.algorithm);
+    to.Counted(EncodeKeyParameters(blob.key));
+    to.Raw(blob.key.key);
+    return to.Take();
 }
 
 std::optional<PublicKeyBlob> ReadPublicKeyBlob(ByteView bytes) {
-    BlobHead head;
-    if (bytes.size() < sizeof head) return std::nullopt;
-    std::memcpy(&head, bytes.data(), sizeof head);
-    const ByteView rest = bytes.subspan(sizeof head);
-    if (head.header.bType != PUBLICKEYBLOB || head.header.bVersion != CUR_BLOB_VERSION || head.header.reserved != 0 ||
-        !IsKeyAlgorithm(head.header.aiKeyAlg) || !std::ranges::equal(head.magic, kMagic) ||
-        head.parameters > rest.size())
-        return std::nullopt;
-    auto data = DecodeParameters(rest.first(head.parameters));
-    if (!data || !ReadKey(rest.subspan(head.parameters), data->key)) return std::nullopt;
-    return PublicKeyBlob{head.header.aiKeyAlg, *data};
+    ByteReader from(bytes);
+    const BlobHeader header = ReadHead(from);
+    auto data = DecodeParameters(from.Counted());
+    if (header.type != kPublicKeyBlob || !IsKeyAlgorithm(header.algorithm) || !data) return std::nullopt;
+    from.Fill(std::span(data->key));
+    return from.Ended() ? std::optional(PublicKeyBlob{header.algorithm, *data}) : std::nullopt;
 }
-
-namespace {
-
-constexpr char kSimpleMagic[] = "SSK1";
-constexpr char kPrivateMagic[] = "SVK1";
-constexpr std::size_t kMagicSize = 4;
-
-ByteView Magic(bool withParameters) {
-    return {reinterpret_cast<const std::uint8_t*>(withParameters ? kPrivateMagic : kSimpleMagic), kMagicSize};
-}
-
-}  // namespace
 
 Bytes WriteBlob(const WrappedBlob& blob) {
-    const BLOBHEADER header{.bType = static_cast<BYTE>(blob.parameters ? PRIVATEKEYBLOB : SIMPLEBLOB),
-                            .bVersion = CUR_BLOB_VERSION,
-                            .reserved = 0,
-                            .aiKeyAlg = blob.algorithm};
     ByteWriter to;
-    to.Raw({reinterpret_cast<const std::uint8_t*>(&header), sizeof header});
-    to.Raw(Magic(blob.parameters.has_value()));
+    WriteHead(to, blob.parameters ? kPrivateKeyBlob : kSimpleBlob, blob.algorithm);
     to.Number(blob.wrapping == Wrapping::Diversified ? 1 : 0);
     to.Raw(blob.material);
     to.Raw(blob.wrapped.key);
@@ -122,29 +125,20 @@ Bytes WriteBlob(const WrappedBlob& blob) {
 
 std::optional<WrappedBlob> ReadWrappedBlob(ByteView bytes) {
     ByteReader from(bytes);
-    const ByteView head = from.Raw(sizeof(BLOBHEADER));
-    const ByteView magic = from.Raw(kMagicSize);
-    if (!from.Good()) return std::nullopt;
-    BLOBHEADER header;
-    std::memcpy(&header, head.data(), sizeof header);
-    const bool withParameters = header.bType == PRIVATEKEYBLOB;
-    const bool known = withParameters || header.bType == SIMPLEBLOB;
-    if (!known || header.bVersion != CUR_BLOB_VERSION ||
-        std::memcmp(magic.data(), Magic(withParameters).data(), kMagicSize) != 0)
-        return std::nullopt;
+    const BlobHeader header = ReadHead(from);
+    if (header.type != kPrivateKeyBlob && header.type != kSimpleBlob) return std::nullopt;
     WrappedBlob blob;
-    blob.algorithm = header.aiKeyAlg;
+    blob.algorithm = header.algorithm;
     const std::uint32_t wrapping = from.Number();
-    if (wrapping > 1) return std::nullopt;
+    if (wrapping > 1) from.Fail();
     blob.wrapping = wrapping == 1 ? Wrapping::Diversified : Wrapping::Plain;
     from.Fill(std::span(blob.material));
     from.Fill(std::span(blob.wrapped.key));
     from.Fill(std::span(blob.wrapped.mac));
-    if (withParameters) {
-        blob.parameters = DecodeParameters(from.Counted());
-        if (!blob.parameters) return std::nullopt;
-    }
-    return from.Ended() ? std::optional(blob) : std::nullopt;
+    if (header.type == kPrivateKeyBlob) blob.parameters = DecodeParameters(from.Counted());
+    const bool complete =
+        from.Ended() && wrapping <= 1 && blob.parameters.has_value() == (header.type == kPrivateKeyBlob);
+    return complete ? std::optional(blob) : std::nullopt;
 }
 
 }  // namespace softcsp

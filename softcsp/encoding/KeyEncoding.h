@@ -1,9 +1,8 @@
-// Keys as certificates and key blobs encode them (RFC 4491, 2.3.2).
+// Keys as certificates and key blobs encode them (RFC 4491, 2.3.2). Independent of <windows.h>, so that it can be
+// fuzzed natively.
 #pragma once
 
-#include <windows.h>
-#include <wincrypt.h>
-
+#include <cstdint>
 #include <optional>
 
 #include "softcsp/common/Bytes.h"
@@ -19,13 +18,13 @@ constexpr char kSignatureIdentifier[] = "1.2.643.2.2.3";   // GOST R 34.11-94 wi
 constexpr char kDigestIdentifier[] = "1.2.643.2.2.9";      // GOST R 34.11-94
 constexpr char kCipherIdentifier[] = "1.2.643.2.2.21";     // GOST 28147-89
 
-// The same algorithms for the system.
-constexpr ALG_ID kAlgDigest = 0x801E;
-constexpr ALG_ID kAlgCipher = 0x661E;
-constexpr ALG_ID kAlgDiversifiedWrap = 0x661F;
-constexpr ALG_ID kAlgSignature = ALG_CLASS_SIGNATURE | (7 << 9) | 0x23;                // keys that sign
-constexpr ALG_ID kAlgExchange = ALG_CLASS_KEY_EXCHANGE | ALG_TYPE_DH | 0x24;           // keys that sign and agree
-constexpr ALG_ID kAlgEphemeralExchange = ALG_CLASS_KEY_EXCHANGE | ALG_TYPE_DH | 0x25;  // 0xAA25, never stored
+// The same algorithms for the system, as its ALG_ID.
+constexpr std::uint32_t kAlgDigest = 0x801E;
+constexpr std::uint32_t kAlgCipher = 0x661E;
+constexpr std::uint32_t kAlgDiversifiedWrap = 0x661F;
+constexpr std::uint32_t kAlgSignature = 0x2E23;          // keys that sign
+constexpr std::uint32_t kAlgExchange = 0xAA24;           // keys that sign and agree
+constexpr std::uint32_t kAlgEphemeralExchange = 0xAA25;  // never stored
 
 // A public key with the sets that belong to it.
 struct PublicKeyData {
@@ -45,7 +44,7 @@ std::optional<PublicKeyData> DecodePublicKey(ByteView parameters, ByteView key);
 // PUBLICKEYBLOB: a BLOBHEADER (PUBLICKEYBLOB, CUR_BLOB_VERSION, the algorithm), four bytes "SPK1", the length of the
 // parameters (32 bits, little-endian), the parameters' DER, the key's 64 bytes.
 struct PublicKeyBlob {
-    ALG_ID algorithm = 0;
+    std::uint32_t algorithm = 0;
     PublicKeyData key;
 };
 
@@ -60,11 +59,11 @@ std::optional<PublicKeyBlob> ReadPublicKeyBlob(ByteView bytes);
 // PRIVATEKEYBLOB   "SVK1", then the same, then the length of the parameters (number) and their DER, as in a
 //              PUBLICKEYBLOB. Wrapped by a session key.
 struct WrappedBlob {
-    ALG_ID algorithm = 0;  // of the key inside
+    std::uint32_t algorithm = 0;  // of the key inside
     Wrapping wrapping = Wrapping::Plain;
     KeyingMaterial material{};
     WrappedKey wrapped{};
-    std::optional<PublicKeyData> parameters;  // PRIVATEKEYBLOB only; `key` is not part of the blob
+    std::optional<PublicKeyData> parameters{};  // PRIVATEKEYBLOB only; `key` is not part of the blob
 };
 
 // The type is PRIVATEKEYBLOB if there are parameters, else SIMPLEBLOB.

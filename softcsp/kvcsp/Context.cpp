@@ -26,6 +26,10 @@ bool IsVerify(DWORD flags) {
     return (flags & CRYPT_VERIFYCONTEXT) == CRYPT_VERIFYCONTEXT;
 }
 
+bool IsDefault(const char* container) {
+    return container == nullptr || *container == '\0';
+}
+
 // "\\.\CARRIER\" and "\\.\CARRIER", which a context for verification may be opened for. Empty for other names.
 std::string_view CarrierOnly(const char* container) {
     std::string_view name = container != nullptr ? container : "";
@@ -35,33 +39,31 @@ std::string_view CarrierOnly(const char* container) {
     return name.find('\\') == name.npos ? name : std::string_view();
 }
 
-DWORD CheckFlags(const char* container, DWORD flags) {
-    if ((flags & ~kFlagsKnown) != 0) return Code(NTE_BAD_FLAGS);
+void CheckFlags(const char* container, DWORD flags) {
     const bool verify = IsVerify(flags);
     const DWORD change = flags & (CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET);
-    if (!verify && (flags & CRYPT_VERIFYCONTEXT) != 0) return Code(NTE_BAD_FLAGS);
-    if (change == (CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET) || (verify && change != 0)) return Code(NTE_BAD_FLAGS);
-    const bool named = container != nullptr && *container != '\0';
-    return verify && named && CarrierOnly(container).empty() ? Code(NTE_BAD_KEYSET_PARAM) : ERROR_SUCCESS;
+    Require((flags & ~kFlagsKnown) == 0, NTE_BAD_FLAGS);
+    Require(verify || (flags & CRYPT_VERIFYCONTEXT) == 0, NTE_BAD_FLAGS);
+    Require(change != (CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET) && (!verify || change == 0), NTE_BAD_FLAGS);
+    Require(!verify || IsDefault(container) || !CarrierOnly(container).empty(), NTE_BAD_KEYSET_PARAM);
 }
 
-DWORD FromAnsi(std::string_view text, std::wstring& wide) {
+std::wstring FromAnsi(std::string_view text) {
     const int length = static_cast<int>(text.size());
     const int size = MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, text.data(), length, nullptr, 0);
-    if (size == 0) return Code(NTE_BAD_KEYSET_PARAM);
-    wide.resize(static_cast<std::size_t>(size));
+    Require(size != 0, NTE_BAD_KEYSET_PARAM);
+    std::wstring wide(static_cast<std::size_t>(size), L'\0');
     MultiByteToWideChar(CP_ACP, 0, text.data(), length, wide.data(), size);
-    return ERROR_SUCCESS;
+    return wide;
 }
 
 // The name of the default container is the user's name.
-DWORD ContainerName(const char* container, std::wstring& name) {
-    if (container != nullptr && *container != '\0') return FromAnsi(container, name);
+std::wstring ContainerName(const char* container) {
+    if (!IsDefault(container)) return FromAnsi(container);
     wchar_t user[UNLEN + 1];
     DWORD length = UNLEN + 1;
-    if (!GetUserNameW(user, &length)) return GetLastError();
-    name = user;
-    return ERROR_SUCCESS;
+    if (!GetUserNameW(user, &length)) Check(GetLastError());
+    return user;
 }
 
 }  // namespace
@@ -70,11 +72,11 @@ ContextTable& OpenContexts() {
     return openContexts;
 }
 
-DWORD Context::Open(const char* container, DWORD flags, const ProviderTable& table, std::shared_ptr<Context>& context) {
+std::shared_ptr<Context> Context::Open(const char* container, DWORD flags, const ProviderTable& table) {
     const bool hasType = table.version >= kTableWithType;
     const ProviderName* provider = hasType ? FindProvider(table.type) : &kProviders[0];
-    if (provider == nullptr) return Code(NTE_BAD_PROV_TYPE);
-    if (const DWORD result = CheckFlags(container, flags)) return result;
+    Require(provider != nullptr, NTE_BAD_PROV_TYPE);
+    CheckFlags(container, flags);
     auto opened = std::make_shared<Context>();
     const Mutex::Held held(opened->mutex_);
     opened->type_ = provider->type;
@@ -83,69 +85,59 @@ DWORD Context::Open(const char* container, DWORD flags, const ProviderTable& tab
     opened->name_ = hasType && table.name != nullptr ? table.name : std::string(name.begin(), name.end());
     opened->returnWindow_ = table.returnWindow;
     if (opened->ForParametersOnly()) Language::Update();  // such a context returns texts
-    if (const std::string_view carrier = CarrierOnly(container); IsVerify(flags) && !carrier.empty()) {
-        std::wstring wide;
-        if (const DWORD result = FromAnsi(carrier, wide)) return result;
-        if (const DWORD result = FindCarrier(wide, opened->carrier_.emplace())) return result;
+    if (!IsVerify(flags)) {
+        opened->OpenNamed(container);
+    } else if (const std::string_view carrier = CarrierOnly(container); !carrier.empty()) {
+        Check(FindCarrier(FromAnsi(carrier), opened->carrier_.emplace()));
     }
-    const DWORD result = IsVerify(flags) ? ERROR_SUCCESS : opened->OpenNamed(container);
-    if (result == ERROR_SUCCESS && (flags & CRYPT_DELETEKEYSET) == 0) context = std::move(opened);
-    return result;
+    return (flags & CRYPT_DELETEKEYSET) == 0 ? opened : nullptr;
 }
 
-DWORD Context::OpenNamed(const char* container) {
-    std::wstring name;
-    if (const DWORD result = ContainerName(container, name)) return result;
+void Context::OpenNamed(const char* container) {
+    const std::wstring name = ContainerName(container);
     const ContainerStore store(KeyOwner(), type_);
     if ((flags_ & CRYPT_DELETEKEYSET) != 0) return RemoveContainer(store, name);
     if ((flags_ & CRYPT_NEWKEYSET) != 0) return CreateContainer(store, name);
     ContainerPlace place;
     const DWORD result = store.Find(name, place);
-    const bool optional = (flags_ & CRYPT_DEFAULT_CONTAINER_OPTIONAL) != 0 && (container == nullptr || *container == 0);
-    if (result == Code(NTE_BAD_KEYSET) && optional) return ERROR_SUCCESS;
-    return result == ERROR_SUCCESS ? OpenContainer::Open(store, place, container_) : result;
+    const bool optional = (flags_ & CRYPT_DEFAULT_CONTAINER_OPTIONAL) != 0 && IsDefault(container);
+    if (result == Code(NTE_BAD_KEYSET) && optional) return;
+    Check(result);
+    container_ = OpenContainer::Open(store, place);
 }
 
 // The user's choice. Without a choice, or without a user, the first carrier.
-DWORD Context::PickCarrier(const ContainerPlace& place, Carrier& carrier) {
+Carrier Context::PickCarrier(const std::wstring& container) {
     std::vector<Carrier> carriers = Carriers();
     std::erase_if(carriers, [](const Carrier& one) { return !one.present; });
     std::size_t chosen = 0;
     const Prompt prompt = UserPrompt();
-    if (carriers.size() > 1 && !prompt.silent) {
-        const DWORD result =
-            prompt.Show([&](HWND owner) { return ChooseCarrier(owner, place.name, carriers, chosen); });
-        if (result != ERROR_SUCCESS) return result;
-    }
-    carrier = carriers[chosen];
-    return ERROR_SUCCESS;
+    if (carriers.size() > 1 && !prompt.silent)
+        prompt.Show([&](HWND owner) { return ChooseCarrier(owner, container, carriers, chosen); });
+    return carriers[chosen];
 }
 
-DWORD Context::CreateContainer(const ContainerStore& store, const std::wstring& name) {
+void Context::CreateContainer(const ContainerStore& store, const std::wstring& name) {
     ContainerPlace place, existing;
     bool carrierNamed = false;
-    if (const DWORD result = store.PlaceForNew(name, place, carrierNamed)) return result;
-    if (!carrierNamed)
-        if (const DWORD result = PickCarrier(place, place.carrier)) return result;
-    if (store.Find(place.QualifiedName(), existing) == ERROR_SUCCESS) return Code(NTE_EXISTS);
+    Check(store.PlaceForNew(name, place, carrierNamed));
+    if (!carrierNamed) place.carrier = PickCarrier(place.name);
+    Require(store.Find(place.QualifiedName(), existing) != ERROR_SUCCESS, NTE_EXISTS);
     Password password;
     const Prompt prompt = UserPrompt();
-    if (!prompt.silent && ReadSetting(kNewPasswordSetting) != 0) {
-        const DWORD result =
-            prompt.Show([&](HWND owner) { return AskNewPassword(owner, place.QualifiedName(), password); });
-        if (result != ERROR_SUCCESS) return result;
-    }
-    return OpenContainer::Create(store, place, password, container_);
+    if (!prompt.silent && ReadSetting(kNewPasswordSetting) != 0)
+        prompt.Show([&](HWND owner) { return AskNewPassword(owner, place.QualifiedName(), password); });
+    container_ = OpenContainer::Create(store, place, password);
 }
 
-DWORD Context::RemoveContainer(const ContainerStore& store, const std::wstring& name) {
+void Context::RemoveContainer(const ContainerStore& store, const std::wstring& name) {
     ContainerPlace place;
-    if (const DWORD result = store.Find(name, place)) return result;
-    std::optional<OpenContainer> container;
-    const DWORD result = OpenContainer::Open(store, place, container);
+    Container container;
+    Check(store.Find(name, place));
+    const DWORD result = store.Load(place, container);
     // An unreadable container has no password to ask for, and users must be able to remove it.
-    if (result == Code(NTE_KEYSET_ENTRY_BAD) || result == ERROR_FILE_TOO_LARGE) return store.Remove(place);
-    return result != ERROR_SUCCESS ? result : container->Remove(UserPrompt());
+    if (result == Code(NTE_KEYSET_ENTRY_BAD) || result == ERROR_FILE_TOO_LARGE) return Check(store.Remove(place));
+    OpenContainer::Open(store, place).Remove(UserPrompt());
 }
 
 Prompt Context::UserPrompt() {
@@ -163,33 +155,29 @@ const ParameterSet& Context::SetInUse(ParameterKind kind) const {
     if (const auto found = sets_.find(kind); found != sets_.end()) return *found->second;
     if (container_ && kind == ParameterKind::Digest) return *container_->Record().digest;
     if (container_ && kind == ParameterKind::Cipher) return *container_->Record().cipher;
-    for (const DWORD parameter : {kParamDigestSet, kParamCipherSet, kParamSignatureSet, kParamExchangeSet})
-        if (FindChoice(parameter)->kind == kind) return MachineSet(*FindChoice(parameter), type_);
-    return DefaultParameterSet(kind);
+    return MachineSet(ChoiceOf(kind), type_);
 }
 
-DWORD Context::UserKey(bool signatureKey, std::shared_ptr<Key>& key) {
+std::shared_ptr<Key> Context::UserKey(bool signatureKey) {
     if (!container_) {
-        if (ephemeral[signatureKey]) key = ephemeral[signatureKey]->Copy();
-        return ephemeral[signatureKey] ? ERROR_SUCCESS : Code(NTE_NO_KEY);
+        Require(ephemeral[signatureKey] != nullptr, NTE_NO_KEY);
+        return ephemeral[signatureKey]->Copy();
     }
-    if (const DWORD result = container_->Refresh()) return result;
-    const auto& record = container_->Record().Key(signatureKey);
-    if (!record) return Code(NTE_NO_KEY);
-    key = std::make_shared<Key>();
+    container_->Refresh();
+    const ContainerKey record = Required(container_->Record().Key(signatureKey), NTE_NO_KEY);
+    auto key = std::make_shared<Key>();
     key->kind = KeyKind::User;
     key->algorithm = signatureKey ? kAlgSignature : kAlgExchange;
-    key->exportable = record->exportable;
+    key->exportable = record.exportable;
     key->signatureKey = signatureKey;
-    key->publicKey = {record->curve, record->digest, record->publicKey};
-    return ERROR_SUCCESS;
+    key->publicKey = {record.curve, record.digest, record.publicKey};
+    return key;
 }
 
-DWORD Context::UserPair(bool signatureKey, std::optional<KeyPair>& pair) {
-    if (container_) return container_->PrivateKey(signatureKey, UserPrompt(), pair);
-    if (!ephemeral[signatureKey]) return Code(NTE_NO_KEY);
-    pair = ephemeral[signatureKey]->pair;
-    return ERROR_SUCCESS;
+KeyPair Context::UserPair(bool signatureKey) {
+    if (container_) return container_->PrivateKey(signatureKey, UserPrompt());
+    Require(ephemeral[signatureKey] != nullptr, NTE_NO_KEY);
+    return *ephemeral[signatureKey]->pair;
 }
 
 }  // namespace softcsp
@@ -197,36 +185,33 @@ DWORD Context::UserPair(bool signatureKey, std::optional<KeyPair>& pair) {
 using namespace softcsp;
 
 extern "C" BOOL WINAPI CPAcquireContext(HCRYPTPROV* provider, LPSTR container, DWORD flags, ProviderTable* table) {
-    return Answer(ProviderEntry::AcquireContext, [=]() -> DWORD {
-        if (provider == nullptr || table == nullptr) return ERROR_INVALID_PARAMETER;
-        std::shared_ptr<Context> context;
-        if (const DWORD result = Context::Open(container, flags, *table, context)) return result;
+    return Answer("CPAcquireContext", [=] {
+        Require(provider != nullptr && table != nullptr, ERROR_INVALID_PARAMETER);
+        auto context = Context::Open(container, flags, *table);
         *provider = context ? OpenContexts().Add(std::move(context)) : 0;
-        return ERROR_SUCCESS;
     });
 }
 
 extern "C" BOOL WINAPI CPReleaseContext(HCRYPTPROV provider, DWORD flags) {
-    return Answer(ProviderEntry::ReleaseContext, [=]() -> DWORD {
-        // The context is released even if the flags are wrong.
-        if (!OpenContexts().Remove(provider)) return Code(NTE_BAD_UID);
-        return flags == 0 ? ERROR_SUCCESS : Code(NTE_BAD_FLAGS);
+    return Answer("CPReleaseContext", [=] {
+        OpenContexts().Remove(provider);
+        Require(flags == 0, NTE_BAD_FLAGS);  // it is released nevertheless
     });
 }
 
 extern "C" BOOL WINAPI CPGetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
-    return AnswerIn(ProviderEntry::GetProvParam, provider,
-                    [=](Context& context) { return context.GetParameter(parameter, data, size, flags); });
+    return AnswerIn("CPGetProvParam", provider,
+                    [=](Context& context) { context.GetParameter(parameter, data, size, flags); });
 }
 
 extern "C" BOOL WINAPI CPSetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD flags) {
-    return AnswerIn(ProviderEntry::SetProvParam, provider,
-                    [=](Context& context) { return context.SetParameter(parameter, data, flags); });
+    return AnswerIn("CPSetProvParam", provider,
+                    [=](Context& context) { context.SetParameter(parameter, data, flags); });
 }
 
 extern "C" BOOL WINAPI CPGenRandom(HCRYPTPROV provider, DWORD size, BYTE* data) {
-    return AnswerIn(ProviderEntry::GenRandom, provider, [=](Context&) -> DWORD {
-        if (data == nullptr) return ERROR_INVALID_PARAMETER;
-        return FillRandom({data, size}) ? ERROR_SUCCESS : Code(NTE_FAIL);
+    return AnswerIn("CPGenRandom", provider, [=](Context&) {
+        Require(data != nullptr, ERROR_INVALID_PARAMETER);
+        Require(FillRandom({data, size}), NTE_FAIL);
     });
 }

@@ -1,5 +1,5 @@
-// An open provider context with its keys and hashes, the table of open contexts, and the frame of the exports. Results
-// are codes, 0 = success; see ProviderInterface.h.
+// An open provider context with its keys and hashes, the table of open contexts, and the frame of the exports. Failures
+// are exceptions with the codes of ProviderInterface.h.
 #pragma once
 
 #include <windows.h>
@@ -21,29 +21,31 @@ namespace softcsp {
 
 class Context {
   public:
-    // CPAcquireContext. CRYPT_DELETEKEYSET succeeds without a context.
-    static DWORD Open(const char* container, DWORD flags, const ProviderTable& table,
-                      std::shared_ptr<Context>& context);
+    // CPAcquireContext. Null for CRYPT_DELETEKEYSET.
+    static std::shared_ptr<Context> Open(const char* container, DWORD flags, const ProviderTable& table);
 
     // Held while an export works with the context, and released while a dialog is shown.
     Mutex& Lock() { return mutex_; }
 
-    DWORD GetParameter(DWORD parameter, BYTE* data, DWORD* size, DWORD flags);
-    DWORD SetParameter(DWORD parameter, BYTE* data, DWORD flags);
+    void GetParameter(DWORD parameter, BYTE* data, DWORD* size, DWORD flags);
+    void SetParameter(DWORD parameter, BYTE* data, DWORD flags);
 
-    // Null without a container.
-    OpenContainer* OpenedContainer() { return container_ ? &*container_ : nullptr; }
+    bool HasContainer() const { return container_.has_value(); }
+    OpenContainer& OpenedContainer() {
+        Require(HasContainer(), NTE_NOT_FOUND);
+        return *container_;
+    }
     Prompt UserPrompt();
     // The parameter set for new objects.
     const ParameterSet& SetInUse(ParameterKind kind) const;
 
     // A key pair of the container, or one that was generated in a context without a container. NTE_NO_KEY.
-    DWORD UserKey(bool signatureKey, std::shared_ptr<Key>& key);
-    DWORD UserPair(bool signatureKey, std::optional<KeyPair>& pair);
+    std::shared_ptr<Key> UserKey(bool signatureKey);
+    KeyPair UserPair(bool signatureKey);
     std::shared_ptr<Key> ephemeral[2];  // in a context without a container: exchange, signature
 
-    HandleTable<Key, HandleKind::Key> keys;
-    HandleTable<Hash, HandleKind::Hash> hashes;
+    HandleTable<Key, HandleKind::Key, NTE_BAD_KEY> keys;
+    HandleTable<Hash, HandleKind::Hash, NTE_BAD_HASH> hashes;
 
   private:
     // The items of a list that a program reads one by one.
@@ -52,24 +54,23 @@ class Context {
         std::size_t next = 0;
     };
 
-    DWORD CreateContainer(const ContainerStore& store, const std::wstring& name);
-    DWORD RemoveContainer(const ContainerStore& store, const std::wstring& name);
-    DWORD OpenNamed(const char* container);
-    DWORD PickCarrier(const ContainerPlace& place, Carrier& carrier);
+    void OpenNamed(const char* container);
+    void CreateContainer(const ContainerStore& store, const std::wstring& name);
+    void RemoveContainer(const ContainerStore& store, const std::wstring& name);
+    Carrier PickCarrier(const std::wstring& container);
 
     Owner KeyOwner() const { return (flags_ & CRYPT_MACHINE_KEYSET) != 0 ? Owner::Computer : Owner::User; }
     bool ForParametersOnly() const { return (flags_ & kParametersOnly) != 0; }
     std::vector<ContainerPlace> ListContainers() const;
-    DWORD Value(DWORD parameter, Bytes& value);
-    DWORD ContainerValue(DWORD parameter, DWORD flags, Bytes& value);
-    DWORD SetValue(const ParameterChoice& parameter, Bytes& value) const;
-    DWORD ChooseName(BYTE* data, DWORD* size);
-    DWORD LoadKeys(Bytes& value);
-    DWORD List(DWORD parameter, std::vector<Bytes>& items);
-    DWORD Step(DWORD parameter, DWORD flags, BYTE* data, DWORD* size);
-    DWORD ChangeSet(const ParameterChoice& parameter, const BYTE* data);
-    DWORD ChangeSetting(DWORD parameter, const BYTE* data);
-    DWORD ChangeContainer(DWORD parameter, const BYTE* data);
+    Bytes Value(DWORD parameter, DWORD flags);
+    Bytes ContainerValue(DWORD parameter, DWORD flags);
+    void ChooseName(BYTE* data, DWORD* size);
+    DWORD LoadKeys();
+    std::vector<Bytes> List(DWORD parameter);
+    void Step(DWORD parameter, DWORD flags, BYTE* data, DWORD* size);
+    void ChangeSet(const ParameterChoice& parameter, const BYTE* data);
+    void ChangeSetting(DWORD parameter, const BYTE* data);
+    void AddExtension(const ExtensionRequest& request);
 
     Mutex mutex_;
     DWORD type_ = 0;
@@ -83,10 +84,10 @@ class Context {
     std::map<DWORD, Listing> listings_;                  // by the parameter that lists
 };
 
-using ContextTable = HandleTable<Context, HandleKind::Context>;
+using ContextTable = HandleTable<Context, HandleKind::Context, NTE_BAD_UID>;
 ContextTable& OpenContexts();
 
-// Runs the body of an export of the provider, which returns a code.
+// Runs the body of an export of the provider.
 template <class Body>
 BOOL Answer(ProviderEntry entry, Body&& body) noexcept {
     CountCall(entry);
@@ -96,11 +97,10 @@ BOOL Answer(ProviderEntry entry, Body&& body) noexcept {
 // The same with the context of the handle, locked.
 template <class Body>
 BOOL AnswerIn(ProviderEntry entry, HCRYPTPROV provider, Body&& body) noexcept {
-    return Answer(entry, [&]() -> DWORD {
+    return Answer(entry, [&] {
         const auto context = OpenContexts().Find(provider);
-        if (!context) return Code(NTE_BAD_UID);
         const Mutex::Held held(context->Lock());
-        return body(*context);
+        body(*context);
     });
 }
 

@@ -79,21 +79,15 @@ Bytes AnsiText(const std::wstring& text) {
     return bytes;
 }
 
-// Passwords given as parameters are ANSI texts. Empty if the password is too long.
-std::optional<Password> AnsiPassword(const BYTE* data) {
+// Passwords given as parameters are ANSI texts. NTE_BAD_DATA: the password is too long.
+Password AnsiPassword(const BYTE* data) {
     wchar_t text[Password::kLongest + 1] = L"";
     const int length = MultiByteToWideChar(CP_ACP, 0, reinterpret_cast<const char*>(data), -1, text,
                                            static_cast<int>(std::size(text)));
-    std::optional<Password> password;
-    if (length > 0) password.emplace(std::wstring_view(text, static_cast<std::size_t>(length - 1)));
+    Password password({text, static_cast<std::size_t>(std::max(length - 1, 0))});
     Wipe(text, sizeof text);
+    Require(length > 0, NTE_BAD_DATA);
     return password;
-}
-
-DWORD NumberAt(const BYTE* data) {
-    DWORD number = 0;
-    std::memcpy(&number, data, sizeof number);
-    return number;
 }
 
 bool IsList(DWORD parameter) {
@@ -110,78 +104,56 @@ bool IsHidden(DWORD parameter) {
 
 }  // namespace
 
-DWORD Context::GetParameter(DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
-    if (size == nullptr) return ERROR_INVALID_PARAMETER;
+void Context::GetParameter(DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
+    Require(size != nullptr, ERROR_INVALID_PARAMETER);
     if (IsList(parameter)) return Step(parameter, flags, data, size);
-    if (IsHidden(parameter)) return Code(NTE_BAD_TYPE);
-    Bytes value;
-    if (parameter == PP_KEYSET_SEC_DESCR) {
-        if (const DWORD result = ContainerValue(parameter, flags, value)) return result;
-        return Give(value, data, size);
-    }
-    if (flags != 0) return Code(NTE_BAD_FLAGS);
+    Require(!IsHidden(parameter), NTE_BAD_TYPE);
+    Require(flags == 0 || parameter == PP_KEYSET_SEC_DESCR, NTE_BAD_FLAGS);
     if (parameter == kParamChooseContainer) return ChooseName(data, size);
-    if (const DWORD result = Value(parameter, value)) return result;
-    return Give(value, data, size);
+    Give(Value(parameter, flags), data, size);
 }
 
-DWORD Context::Value(DWORD parameter, Bytes& value) {
-    if (const ParameterChoice* sets = FindChoice(parameter)) return SetValue(*sets, value);
+Bytes Context::Value(DWORD parameter, DWORD flags) {
+    if (const ParameterChoice* sets = FindChoice(parameter))
+        return ForParametersOnly() ? EntryOf(MachineSet(*sets, type_)) : TextBytes(SetInUse(sets->kind).identifier);
+    const DWORD reportedType = ReadSetting(kTypeSetting);
     switch (parameter) {
-        case PP_VERSION: value = BytesOf(ReadSetting(kVersionSetting)); break;
-        case PP_PROVTYPE: {
-            const DWORD reported = ReadSetting(kTypeSetting);
-            value = BytesOf(reported != 0 ? reported : type_);
-            break;
-        }
-        case PP_IMPTYPE: value = BytesOf(DWORD{CRYPT_IMPL_SOFTWARE}); break;
-        case PP_NAME: value = TextBytes(name_); break;
-        case PP_KEYSET_TYPE: value = BytesOf(flags_ & CRYPT_MACHINE_KEYSET); break;
-        case PP_KEYSPEC: value = BytesOf(DWORD{AT_KEYEXCHANGE | AT_SIGNATURE}); break;
+        case PP_VERSION: return BytesOf(ReadSetting(kVersionSetting));
+        case PP_PROVTYPE: return BytesOf(reportedType != 0 ? reportedType : type_);
+        case PP_IMPTYPE: return BytesOf(DWORD{CRYPT_IMPL_SOFTWARE});
+        case PP_NAME: return TextBytes(name_);
+        case PP_KEYSET_TYPE: return BytesOf(flags_ & CRYPT_MACHINE_KEYSET);
+        case PP_KEYSPEC: return BytesOf(DWORD{AT_KEYEXCHANGE | AT_SIGNATURE});
         case PP_KEYX_KEYSIZE_INC:
-        case PP_SIG_KEYSIZE_INC: value = BytesOf(DWORD{0}); break;  // there is only one size
+        case PP_SIG_KEYSIZE_INC: return BytesOf(DWORD{0});  // there is only one size
         case kParamCache:
-            value = BytesOf(CacheRecord{ReadSetting(kCacheSetting), ReadSetting(kCacheMaximumSetting),
-                                        ReadSetting(kCacheAvailableSetting)});
-            break;
-        case kParamProtectionClass: value = BytesOf(ReadSetting(kClassSetting)); break;
+            return BytesOf(CacheRecord{ReadSetting(kCacheSetting), ReadSetting(kCacheMaximumSetting),
+                                       ReadSetting(kCacheAvailableSetting)});
+        case kParamProtectionClass: return BytesOf(ReadSetting(kClassSetting));
         case kParamDhControl:
-            value = BytesOf(DhRecord{ReadSetting(kDhControlSetting), ReadSetting(kDhMayChangeSetting)});
-            break;
+            return BytesOf(DhRecord{ReadSetting(kDhControlSetting), ReadSetting(kDhMayChangeSetting)});
         case kParamBuild:
-            value = BytesOf(BuildRecord{.size = sizeof(BuildRecord),
-                                        .build = ReadSetting(kBuildSetting),
-                                        .debug = ReadSetting(kDebugSetting),
-                                        .reserved = {}});
-            break;
-        default: return ContainerValue(parameter, 0, value);
+            return BytesOf(BuildRecord{.size = sizeof(BuildRecord),
+                                       .build = ReadSetting(kBuildSetting),
+                                       .debug = ReadSetting(kDebugSetting),
+                                       .reserved = {}});
+        default: return ContainerValue(parameter, flags);
     }
-    return ERROR_SUCCESS;
 }
 
-DWORD Context::ContainerValue(DWORD parameter, DWORD flags, Bytes& value) {
-    if (parameter != PP_CONTAINER && parameter != PP_UNIQUE_CONTAINER && parameter != kParamQualifiedName &&
-        parameter != kParamLoadKeys && parameter != kParamIntegrity && parameter != PP_KEYSET_SEC_DESCR)
-        return Code(NTE_BAD_TYPE);
-    if (!container_) return Code(NTE_NOT_FOUND);
-    DWORD damage = 0;
+Bytes Context::ContainerValue(DWORD parameter, DWORD flags) {
+    Bytes descriptor;
     switch (parameter) {
-        case PP_CONTAINER: value = AnsiText(container_->Place().name); break;
-        case PP_UNIQUE_CONTAINER: value = AnsiText(container_->Place().UniqueName()); break;
-        case kParamQualifiedName: value = AnsiText(container_->Place().QualifiedName()); break;
-        case kParamLoadKeys: return LoadKeys(value);
-        case PP_KEYSET_SEC_DESCR: return container_->InStore().ReadSecurity(container_->Place(), flags, value);
-        default:
-            if (const DWORD result = container_->Integrity(damage)) return result;
-            value = BytesOf(damage);
+        case PP_CONTAINER: return AnsiText(OpenedContainer().Place().name);
+        case PP_UNIQUE_CONTAINER: return AnsiText(OpenedContainer().Place().UniqueName());
+        case kParamQualifiedName: return AnsiText(OpenedContainer().Place().QualifiedName());
+        case kParamLoadKeys: return BytesOf(LoadKeys());
+        case kParamIntegrity: return BytesOf(OpenedContainer().Integrity());
+        case PP_KEYSET_SEC_DESCR:
+            Check(OpenedContainer().InStore().ReadSecurity(OpenedContainer().Place(), flags, descriptor));
+            return descriptor;
+        default: Fail(NTE_BAD_TYPE);
     }
-    return ERROR_SUCCESS;
-}
-
-DWORD Context::SetValue(const ParameterChoice& parameter, Bytes& value) const {
-    value =
-        ForParametersOnly() ? EntryOf(MachineSet(parameter, type_)) : TextBytes(SetInUse(parameter.kind).identifier);
-    return ERROR_SUCCESS;
 }
 
 std::vector<ContainerPlace> Context::ListContainers() const {
@@ -192,147 +164,131 @@ std::vector<ContainerPlace> Context::ListContainers() const {
 }
 
 // The buffer must have room for every name in the list, so that the user's choice cannot fail afterwards.
-DWORD Context::ChooseName(BYTE* data, DWORD* size) {
+void Context::ChooseName(BYTE* data, DWORD* size) {
     const Prompt prompt = UserPrompt();
-    if (prompt.silent) return Code(NTE_SILENT_CONTEXT);
-    const auto places = ListContainers();
+    Require(!prompt.silent, NTE_SILENT_CONTEXT);
     std::vector<ContainerChoice> choices;
     std::vector<Bytes> names;
     std::size_t largest = 0;
-    for (const ContainerPlace& place : places) {
+    for (const ContainerPlace& place : ListContainers()) {
         choices.push_back({place.name, place.carrier.name});
         names.push_back(AnsiText(place.QualifiedName()));
         largest = std::max(largest, names.back().size());
     }
-    if (data == nullptr || *size < largest) {
-        *size = static_cast<DWORD>(largest);
-        return data == nullptr ? ERROR_SUCCESS : ERROR_MORE_DATA;
-    }
+    GiveSized(largest, data, size, [] {});
+    if (data == nullptr) return;
     std::size_t chosen = 0;
-    const DWORD result = prompt.Show([&](HWND owner) { return ChooseContainer(owner, choices, chosen); });
-    return result != ERROR_SUCCESS ? result : Give(names[chosen], data, size);
+    prompt.Show([&](HWND owner) { return ChooseContainer(owner, choices, chosen); });
+    Give(names[chosen], data, size);
 }
 
-DWORD Context::LoadKeys(Bytes& value) {
+DWORD Context::LoadKeys() {
     DWORD loaded = 0;
     for (const bool signatureKey : {false, true}) {
-        std::optional<KeyPair> pair;
-        const DWORD result = container_->PrivateKey(signatureKey, UserPrompt(), pair);
-        if (result == Code(NTE_NO_KEY)) continue;
-        if (result != ERROR_SUCCESS) return result;
+        if (!OpenedContainer().Record().Key(signatureKey)) continue;
+        OpenedContainer().PrivateKey(signatureKey, UserPrompt());
         loaded |= signatureKey ? 2 : 1;
     }
-    value = BytesOf(loaded);
-    return ERROR_SUCCESS;
+    return loaded;
 }
 
-DWORD Context::List(DWORD parameter, std::vector<Bytes>& items) {
-    if (const ParameterChoice* sets = FindChoice(parameter)) {
-        items = EntriesOf(sets->kind);
-    } else if (parameter == PP_ENUMCONTAINERS) {
+std::vector<Bytes> Context::List(DWORD parameter) {
+    std::vector<Bytes> items;
+    if (const ParameterChoice* sets = FindChoice(parameter)) return EntriesOf(sets->kind);
+    if (parameter == PP_ENUMCONTAINERS) {
         std::set<std::wstring> names;  // a bare name opens the first container that has it
         for (const ContainerPlace& place : ListContainers())
             items.push_back(AnsiText(names.insert(LowerCase(place.name)).second ? place.name : place.UniqueName()));
     } else if (parameter == kParamExtensions) {
-        if (!container_) return Code(NTE_NOT_FOUND);
-        if (const DWORD result = container_->Refresh()) return result;
-        for (const ContainerExtension& extension : container_->Record().extensions)
+        OpenedContainer().Refresh();
+        for (const ContainerExtension& extension : OpenedContainer().Record().extensions)
             items.push_back(ExtensionItem(extension));
     } else {
         for (const Algorithm& algorithm : kAlgorithms)
             items.push_back(parameter == PP_ENUMALGS ? ShortRecord(algorithm) : LongRecord(algorithm));
     }
-    return ERROR_SUCCESS;
+    return items;
 }
 
 // CRYPT_FIRST begins; without it the list continues. Without a buffer the list stays where it is, and the size returned
 // is that of the largest item at the beginning and of the next one later.
-DWORD Context::Step(DWORD parameter, DWORD flags, BYTE* data, DWORD* size) {
-    if ((flags & ~DWORD{CRYPT_FIRST | CRYPT_NEXT}) != 0) return Code(NTE_BAD_FLAGS);
+void Context::Step(DWORD parameter, DWORD flags, BYTE* data, DWORD* size) {
+    Require((flags & ~DWORD{CRYPT_FIRST | CRYPT_NEXT}) == 0, NTE_BAD_FLAGS);
     Listing& listing = listings_[parameter];
     const bool first = (flags & CRYPT_FIRST) != 0;
     if (first) {
         listing = {};
-        if (const DWORD result = List(parameter, listing.items)) return result;
+        listing.items = List(parameter);
     }
-    if (listing.next == listing.items.size()) return ERROR_NO_MORE_ITEMS;
-    if (first && data == nullptr) {
-        const auto largest = std::max_element(listing.items.begin(), listing.items.end(),
-                                              [](const Bytes& a, const Bytes& b) { return a.size() < b.size(); });
-        return Give(*largest, nullptr, size);
-    }
-    const DWORD result = Give(listing.items[listing.next], data, size);
-    if (data != nullptr && result == ERROR_SUCCESS) ++listing.next;
-    return result;
+    Require(listing.next < listing.items.size(), ERROR_NO_MORE_ITEMS);
+    if (first && data == nullptr) return Give(std::ranges::max(listing.items, {}, &Bytes::size), nullptr, size);
+    Give(listing.items[listing.next], data, size);
+    if (data != nullptr) ++listing.next;
 }
 
-DWORD Context::SetParameter(DWORD parameter, BYTE* data, DWORD flags) {
-    if (flags != 0) return Code(NTE_BAD_FLAGS);
+void Context::SetParameter(DWORD parameter, BYTE* data, DWORD flags) {
+    Require(flags == 0, NTE_BAD_FLAGS);
     if (parameter == PP_CLIENT_HWND) {
         window_.reset();
         if (data != nullptr) window_ = *reinterpret_cast<const HWND*>(data);
-        return ERROR_SUCCESS;
+        return;
     }
-    if (data == nullptr) return ERROR_INVALID_PARAMETER;
-    if (IsHidden(parameter)) return Code(NTE_BAD_TYPE);
+    Require(data != nullptr, ERROR_INVALID_PARAMETER);
+    Require(!IsHidden(parameter), NTE_BAD_TYPE);
     if (const ParameterChoice* sets = FindChoice(parameter); sets != nullptr && sets->value == parameter)
         return ChangeSet(*sets, data);
-    if (parameter == kParamCache || parameter == kParamDhControl) return ChangeSetting(parameter, data);
-    return ChangeContainer(parameter, data);
+    switch (parameter) {
+        case kParamCache:
+        case kParamDhControl: return ChangeSetting(parameter, data);
+        case PP_KEYEXCHANGE_PIN:
+        case PP_SIGNATURE_PIN: return OpenedContainer().GivePassword(AnsiPassword(data));
+        case kParamChangePassword: {
+            const auto& request = *reinterpret_cast<const PasswordRequest*>(data);
+            OpenContainer& container = OpenedContainer();
+            Require(request.kind == kPasswordByDialog && request.value == nullptr, NTE_BAD_DATA);
+            return container.ChangePassword(UserPrompt());
+        }
+        case kParamAddExtension: return AddExtension(*reinterpret_cast<const ExtensionRequest*>(data));
+        default: Fail(NTE_BAD_TYPE);
+    }
 }
 
-DWORD Context::ChangeSet(const ParameterChoice& parameter, const BYTE* data) {
+void Context::ChangeSet(const ParameterChoice& parameter, const BYTE* data) {
     const auto* set = ForParametersOnly() ? SetOfEntry(parameter.kind, data)
                                           : FindParameterSet(parameter.kind, reinterpret_cast<const char*>(data));
-    if (set == nullptr || !MayUse(*set)) return Code(NTE_BAD_DATA);
-    if (ForParametersOnly()) return WriteMachineSet(parameter, type_, *set);
+    Require(set != nullptr && MayUse(*set), NTE_BAD_DATA);
+    if (ForParametersOnly()) return Check(WriteMachineSet(parameter, type_, *set));
     if (!container_ || parameter.kind == ParameterKind::Signature || parameter.kind == ParameterKind::Exchange) {
         sets_[parameter.kind] = set;
-        return ERROR_SUCCESS;
+        return;
     }
-    return container_->Modify(UserPrompt(), [&](Container& container) {
+    container_->Modify(UserPrompt(), [&](Container& container) {
         (parameter.kind == ParameterKind::Digest ? container.digest : container.cipher) = set;
-        return DWORD{ERROR_SUCCESS};
     });
 }
 
 // These settings are the machine's, so that the right to change the provider is needed.
-DWORD Context::ChangeSetting(DWORD parameter, const BYTE* data) {
-    DWORD rights = 0;
-    if (Store().Granted(L"\\config\\Provider", rights) != ERROR_SUCCESS || (rights & kRightWrite) == 0)
-        return ERROR_ACCESS_DENIED;
-    const DWORD number = NumberAt(data);
+void Context::ChangeSetting(DWORD parameter, const BYTE* data) {
+    DWORD rights = 0, number = 0;
+    std::memcpy(&number, data, sizeof number);
+    const DWORD result = Store().Granted(L"\\config\\Provider", rights);
+    Require(result == ERROR_SUCCESS && (rights & kRightWrite) != 0, ERROR_ACCESS_DENIED);
     if (parameter == kParamCache) {
-        if (number > ReadSetting(kCacheMaximumSetting)) return Code(NTE_BAD_DATA);
-        return WriteSetting(kCacheSetting, number);
+        Require(number <= ReadSetting(kCacheMaximumSetting), NTE_BAD_DATA);
+        return Check(WriteSetting(kCacheSetting, number));
     }
-    if (number != 1 && number != 2) return Code(NTE_BAD_DATA);
-    return ReadSetting(kDhMayChangeSetting) != 0 ? WriteSetting(kDhControlSetting, number) : ERROR_ACCESS_DENIED;
+    Require(number == 1 || number == 2, NTE_BAD_DATA);
+    Require(ReadSetting(kDhMayChangeSetting) != 0, ERROR_ACCESS_DENIED);
+    Check(WriteSetting(kDhControlSetting, number));
 }
 
-DWORD Context::ChangeContainer(DWORD parameter, const BYTE* data) {
-    if (parameter != PP_KEYEXCHANGE_PIN && parameter != PP_SIGNATURE_PIN && parameter != kParamChangePassword &&
-        parameter != kParamAddExtension)
-        return Code(NTE_BAD_TYPE);
-    if (!container_) return Code(NTE_NOT_FOUND);
-    if (parameter == kParamChangePassword) {
-        const auto& request = *reinterpret_cast<const PasswordRequest*>(data);
-        const bool known = request.kind == kPasswordByDialog && request.value == nullptr;
-        return known ? container_->ChangePassword(UserPrompt()) : Code(NTE_BAD_DATA);
-    }
-    if (parameter == kParamAddExtension) {
-        const auto& request = *reinterpret_cast<const ExtensionRequest*>(data);
-        if (request.identifier == nullptr || (request.value == nullptr && request.size != 0)) return Code(NTE_BAD_DATA);
-        return container_->Modify(UserPrompt(), [&](Container& container) {
-            container.extensions.push_back(
-                {request.identifier, request.critical, Bytes(request.value, request.value + request.size)});
-            return DWORD{ERROR_SUCCESS};
-        });
-    }
-    const auto password = AnsiPassword(data);
-    if (!password) return Code(NTE_BAD_DATA);
-    container_->GivePassword(*password);
-    return ERROR_SUCCESS;
+void Context::AddExtension(const ExtensionRequest& request) {
+    OpenContainer& opened = OpenedContainer();
+    Require(request.identifier != nullptr && (request.value != nullptr || request.size == 0), NTE_BAD_DATA);
+    opened.Modify(UserPrompt(), [&](Container& container) {
+        container.extensions.push_back(
+            {request.identifier, request.critical, Bytes(request.value, request.value + request.size)});
+    });
 }
 
 }  // namespace softcsp

@@ -7,29 +7,30 @@ namespace {
 
 constexpr DWORD kBlock = 8;  // bytes
 
-// Whether the key can encrypt. An agreement key needs an initial value: its encryption would otherwise be the same for
-// every message between the two sides.
-DWORD CheckKey(const Key& key) {
-    if (!key.secret) return Code(NTE_BAD_KEY);
-    return key.kind == KeyKind::Agreement && !key.start ? Code(NTE_BAD_KEY_STATE) : ERROR_SUCCESS;
-}
+struct Objects {
+    std::shared_ptr<Key> key;
+    std::shared_ptr<Hash> hash;  // of the clear data; may be null
+};
 
-DWORD Find(Context& context, HCRYPTKEY key, HCRYPTHASH hash, std::shared_ptr<Key>& foundKey,
-           std::shared_ptr<Hash>& foundHash) {
-    foundKey = context.keys.Find(key);
-    if (!foundKey) return Code(NTE_BAD_KEY);
-    if (hash != 0) foundHash = context.hashes.Find(hash);
-    return hash != 0 && (!foundHash || foundHash->Finished()) ? Code(NTE_BAD_HASH) : CheckKey(*foundKey);
+// Checks that the key can encrypt. An agreement key needs an initial value: its encryption would otherwise be the same
+// for every message between the two sides.
+Objects Find(Context& context, HCRYPTKEY key, HCRYPTHASH hash, DWORD flags) {
+    Require(flags == 0, NTE_BAD_FLAGS);
+    const Objects found{context.keys.Find(key), hash != 0 ? context.hashes.Find(hash) : nullptr};
+    Require(!found.hash || !found.hash->Finished(), NTE_BAD_HASH);
+    Require(found.key->secret.has_value(), NTE_BAD_KEY);
+    Require(found.key->kind != KeyKind::Agreement || found.key->start, NTE_BAD_KEY_STATE);
+    return found;
 }
 
 // Continues the key's stream, or begins it at the key's initial value. The last piece ends it.
-DWORD Run(Key& key, bool last, BYTE* data, DWORD size, bool (Cipher::*step)(std::span<std::uint8_t>)) {
-    if (!last && size % kBlock != 0) return Code(NTE_BAD_LEN);
+void Run(Key& key, bool last, BYTE* data, DWORD size, bool (Cipher::*step)(std::span<std::uint8_t>)) {
+    Require(last || size % kBlock == 0, NTE_BAD_LEN);
     if (!key.stream) key.stream = Cipher::Create(*key.cipher, *key.secret, key.start.value_or(InitialValue{}));
-    if (!key.stream) return Code(NTE_FAIL);
+    Require(key.stream.has_value(), NTE_FAIL);
     const bool done = ((*key.stream).*step)({data, size});
     if (last || !done) key.stream.reset();
-    return done ? ERROR_SUCCESS : Code(NTE_FAIL);
+    Require(done, NTE_FAIL);
 }
 
 }  // namespace
@@ -37,31 +38,23 @@ DWORD Run(Key& key, bool last, BYTE* data, DWORD size, bool (Cipher::*step)(std:
 // The encrypted data has the same size. A hash receives the data before encryption.
 extern "C" BOOL WINAPI CPEncrypt(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTHASH hash, BOOL last, DWORD flags,
                                  BYTE* data, DWORD* size, DWORD capacity) {
-    return AnswerIn(ProviderEntry::Encrypt, provider, [=](Context& context) -> DWORD {
-        if (size == nullptr) return ERROR_INVALID_PARAMETER;
-        if (flags != 0) return Code(NTE_BAD_FLAGS);
-        std::shared_ptr<Key> foundKey;
-        std::shared_ptr<Hash> foundHash;
-        if (const DWORD result = Find(context, key, hash, foundKey, foundHash)) return result;
-        if (data == nullptr) return ERROR_SUCCESS;
-        if (capacity < *size) return ERROR_MORE_DATA;
-        const Bytes clear = foundHash ? Bytes(data, data + *size) : Bytes();
-        const DWORD result = Run(*foundKey, last != FALSE, data, *size, &Cipher::Encrypt);
-        if (result == ERROR_SUCCESS && foundHash) foundHash->Add(clear);
-        return result;
+    return AnswerIn("CPEncrypt", provider, [=](Context& context) {
+        Require(size != nullptr, ERROR_INVALID_PARAMETER);
+        const Objects found = Find(context, key, hash, flags);
+        if (data == nullptr) return;
+        Require(capacity >= *size, ERROR_MORE_DATA);
+        const Bytes clear = found.hash ? Bytes(data, data + *size) : Bytes();
+        Run(*found.key, last != FALSE, data, *size, &Cipher::Encrypt);
+        if (found.hash) found.hash->Add(clear);
     });
 }
 
 extern "C" BOOL WINAPI CPDecrypt(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTHASH hash, BOOL last, DWORD flags,
                                  BYTE* data, DWORD* size) {
-    return AnswerIn(ProviderEntry::Decrypt, provider, [=](Context& context) -> DWORD {
-        if (size == nullptr || data == nullptr) return ERROR_INVALID_PARAMETER;
-        if (flags != 0) return Code(NTE_BAD_FLAGS);
-        std::shared_ptr<Key> foundKey;
-        std::shared_ptr<Hash> foundHash;
-        if (const DWORD result = Find(context, key, hash, foundKey, foundHash)) return result;
-        const DWORD result = Run(*foundKey, last != FALSE, data, *size, &Cipher::Decrypt);
-        if (result == ERROR_SUCCESS && foundHash) foundHash->Add({data, *size});
-        return result;
+    return AnswerIn("CPDecrypt", provider, [=](Context& context) {
+        Require(size != nullptr && data != nullptr, ERROR_INVALID_PARAMETER);
+        const Objects found = Find(context, key, hash, flags);
+        Run(*found.key, last != FALSE, data, *size, &Cipher::Decrypt);
+        if (found.hash) found.hash->Add({data, *size});
     });
 }

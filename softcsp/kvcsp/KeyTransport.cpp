@@ -9,12 +9,10 @@ namespace {
 // The keying material of the key that an agreement key encrypts with. Wrapped keys have random material of their own.
 constexpr KeyingMaterial kConstantMaterial = {1};
 
-DWORD ExportPublic(const Key& key, Bytes& blob) {
-    const bool hasPublic = key.kind == KeyKind::User || key.kind == KeyKind::Public || key.kind == KeyKind::Ephemeral;
-    if (!hasPublic) return Code(NTE_BAD_KEY);
-    if (key.kind == KeyKind::Ephemeral && !key.pair) return Code(NTE_BAD_KEY_STATE);
-    blob = WriteBlob(PublicKeyBlob{key.algorithm, key.publicKey});
-    return ERROR_SUCCESS;
+Bytes ExportPublic(const Key& key) {
+    Require(key.kind == KeyKind::User || key.kind == KeyKind::Public || key.kind == KeyKind::Ephemeral, NTE_BAD_KEY);
+    Require(key.kind != KeyKind::Ephemeral || key.pair, NTE_BAD_KEY_STATE);
+    return WriteBlob(PublicKeyBlob{key.algorithm, key.publicKey});
 }
 
 // The key encryption key for the keying material.
@@ -22,147 +20,109 @@ std::optional<SymmetricKey> WrappingKey(const Key& by, const KeyingMaterial& mat
     return by.kind == KeyKind::Agreement ? Agree(*by.pair, by.publicKey.key, material) : by.secret;
 }
 
-DWORD Wrap(const Key& by, const Secret<32>& secret, WrappedBlob& blob) {
-    blob.wrapping = by.wrapping;
-    if (!FillRandom(blob.material)) return Code(NTE_FAIL);
-    const auto key = WrappingKey(by, blob.material);
-    const auto wrapped = key ? WrapKey(blob.wrapping, *key, blob.material, secret) : std::nullopt;
-    if (!wrapped) return Code(NTE_FAIL);
-    blob.wrapped = *wrapped;
-    return ERROR_SUCCESS;
-}
-
-DWORD ExportSession(const Key& key, const Key* by, Bytes& bytes) {
-    if (key.kind != KeyKind::Session) return Code(NTE_BAD_KEY);
-    if (by == nullptr || by->kind != KeyKind::Agreement) return Code(NTE_BAD_KEY);
-    if (!key.exportable) return Code(NTE_BAD_KEY_STATE);
-    WrappedBlob blob;
-    blob.algorithm = key.algorithm;
-    if (const DWORD result = Wrap(*by, *key.secret, blob)) return result;
-    bytes = WriteBlob(blob);
-    return ERROR_SUCCESS;
-}
-
-DWORD ExportPrivate(Context& context, const Key& key, const Key* by, Bytes& bytes) {
-    if (key.kind != KeyKind::User) return Code(NTE_BAD_KEY);
-    if (by == nullptr || by->kind != KeyKind::Session) return Code(NTE_BAD_KEY);
-    if (!key.exportable) return Code(NTE_BAD_KEY_STATE);
-    std::optional<KeyPair> pair;
-    if (const DWORD result = context.UserPair(key.signatureKey, pair)) return result;
-    WrappedBlob blob;
-    blob.algorithm = key.algorithm;
-    blob.parameters = key.publicKey;
-    if (const DWORD result = Wrap(*by, pair->Private(), blob)) return result;
-    bytes = WriteBlob(blob);
-    return ERROR_SUCCESS;
+// A session key is wrapped by an agreement key, a private key by a session key.
+Bytes ExportWrapped(Context& context, const Key& key, KeyKind kind, const Key* by) {
+    Require(key.kind == kind, NTE_BAD_KEY);
+    Require(by != nullptr && by->kind == (kind == KeyKind::Session ? KeyKind::Agreement : KeyKind::Session),
+            NTE_BAD_KEY);
+    Require(key.exportable, NTE_BAD_KEY_STATE);
+    const SymmetricKey secret = kind == KeyKind::Session ? *key.secret : context.UserPair(key.signatureKey).Private();
+    WrappedBlob blob{.algorithm = key.algorithm, .wrapping = by->wrapping};
+    if (kind == KeyKind::User) blob.parameters = key.publicKey;
+    Require(FillRandom(blob.material), NTE_FAIL);
+    const auto wrapping = Required(WrappingKey(*by, blob.material), NTE_FAIL);
+    blob.wrapped = Required(WrapKey(blob.wrapping, wrapping, blob.material, secret), NTE_FAIL);
+    return WriteBlob(blob);
 }
 
 // The key pair of this side of an agreement.
-DWORD OwnPair(Context& context, const Key& own, std::optional<KeyPair>& pair) {
-    if (own.kind == KeyKind::User && own.signatureKey) return Code(NTE_BAD_KEY);
-    if (own.kind == KeyKind::User) return context.OpenedContainer()->PrivateKey(false, context.UserPrompt(), pair);
-    if (own.kind != KeyKind::Ephemeral) return Code(NTE_BAD_KEY);
-    pair = own.pair;
-    return pair ? ERROR_SUCCESS : Code(NTE_BAD_KEY_STATE);
+KeyPair OwnPair(Context& context, const Key& own) {
+    Require(own.kind == KeyKind::Ephemeral || (own.kind == KeyKind::User && !own.signatureKey), NTE_BAD_KEY);
+    return own.kind == KeyKind::User ? context.UserPair(false) : Required(own.pair, NTE_BAD_KEY_STATE);
 }
 
-DWORD AgreeWith(Context& context, const PublicKeyBlob& other, const Key& own, DWORD flags, Key& data) {
-    if (const DWORD result = OwnPair(context, own, data.pair)) return result;
-    if (data.pair->Set().identifier != std::string_view(other.key.curve->identifier)) return Code(NTE_BAD_PUBLIC_KEY);
-    data.kind = KeyKind::Agreement;
-    data.algorithm = kAlgCipher;
-    data.exportable = (flags & CRYPT_EXPORTABLE) != 0;
-    data.publicKey = other.key;
-    data.cipher = &context.SetInUse(ParameterKind::Cipher);
-    data.secret = Agree(*data.pair, other.key.key, kConstantMaterial);
-    return data.secret ? ERROR_SUCCESS : Code(NTE_BAD_PUBLIC_KEY);
+KeyData AgreeWith(Context& context, const PublicKeyData& other, const Key& own, bool exportable) {
+    const KeyPair pair = OwnPair(context, own);
+    Require(&pair.Set() == other.curve, NTE_BAD_PUBLIC_KEY);
+    return {.kind = KeyKind::Agreement,
+            .algorithm = kAlgCipher,
+            .exportable = exportable,
+            .publicKey = other,
+            .pair = pair,
+            .secret = Required(Agree(pair, other.key, kConstantMaterial), NTE_BAD_PUBLIC_KEY),
+            .cipher = &context.SetInUse(ParameterKind::Cipher)};
 }
 
-DWORD ImportPublic(Context& context, ByteView bytes, const Key* own, DWORD flags, Key& data) {
-    const auto blob = ReadPublicKeyBlob(bytes);
-    if (!blob) return Code(NTE_BAD_DATA);
-    if (own != nullptr) return AgreeWith(context, *blob, *own, flags, data);
-    if (!MayUse(*blob->key.curve) || !MayUse(*blob->key.digest)) return Code(NTE_BAD_DATA);
-    if (!IsPublicKey(*blob->key.curve, blob->key.key)) return Code(NTE_BAD_PUBLIC_KEY);
-    data.kind = KeyKind::Public;
-    data.algorithm = blob->algorithm;
-    data.exportable = true;
-    data.publicKey = blob->key;
-    return ERROR_SUCCESS;
+KeyData ImportPublic(Context& context, ByteView bytes, const Key* own, bool exportable) {
+    const auto blob = Required(ReadPublicKeyBlob(bytes), NTE_BAD_DATA);
+    if (own != nullptr) return AgreeWith(context, blob.key, *own, exportable);
+    Require(MayUse(*blob.key.curve) && MayUse(*blob.key.digest), NTE_BAD_DATA);
+    Require(IsPublicKey(*blob.key.curve, blob.key.key), NTE_BAD_PUBLIC_KEY);
+    return {.kind = KeyKind::Public, .algorithm = blob.algorithm, .exportable = true, .publicKey = blob.key};
 }
 
-DWORD Unwrap(const Key* by, KeyKind wanted, const WrappedBlob& blob, std::optional<Secret<32>>& secret) {
-    if (by == nullptr || by->kind != wanted) return Code(NTE_BAD_KEY);
+SymmetricKey Unwrap(const Key* by, KeyKind wanted, const WrappedBlob& blob) {
+    Require(by != nullptr && by->kind == wanted, NTE_BAD_KEY);
     const auto key = WrappingKey(*by, blob.material);
-    secret = key ? UnwrapKey(blob.wrapping, *key, blob.material, blob.wrapped) : std::nullopt;
-    return secret ? ERROR_SUCCESS : Code(NTE_BAD_DATA);
+    return Required(key ? UnwrapKey(blob.wrapping, *key, blob.material, blob.wrapped) : std::nullopt, NTE_BAD_DATA);
 }
 
-DWORD ImportSession(Context& context, const WrappedBlob& blob, const Key* by, DWORD flags, Key& data) {
-    if (blob.algorithm != kAlgCipher) return Code(NTE_BAD_ALGID);
-    if (const DWORD result = Unwrap(by, KeyKind::Agreement, blob, data.secret)) return result;
-    data.kind = KeyKind::Session;
-    data.algorithm = blob.algorithm;
-    data.exportable = (flags & CRYPT_EXPORTABLE) != 0;
-    data.cipher = &context.SetInUse(ParameterKind::Cipher);
-    return ERROR_SUCCESS;
+KeyData ImportSession(Context& context, const WrappedBlob& blob, const Key* by, bool exportable) {
+    Require(blob.algorithm == kAlgCipher, NTE_BAD_ALGID);
+    return {.kind = KeyKind::Session,
+            .algorithm = blob.algorithm,
+            .exportable = exportable,
+            .secret = Unwrap(by, KeyKind::Agreement, blob),
+            .cipher = &context.SetInUse(ParameterKind::Cipher)};
 }
 
-DWORD ImportPrivate(Context& context, const WrappedBlob& blob, const Key* by, DWORD flags, Key& data) {
+KeyData ImportPrivate(Context& context, const WrappedBlob& blob, const Key* by, bool exportable) {
     const bool signatureKey = blob.algorithm == kAlgSignature;
-    if (!signatureKey && blob.algorithm != kAlgExchange) return Code(NTE_BAD_ALGID);
-    if (!context.OpenedContainer()) return Code(NTE_PERM);
-    std::optional<Secret<32>> secret;
-    if (const DWORD result = Unwrap(by, KeyKind::Session, blob, secret)) return result;
-    const auto pair = KeyPair::FromPrivate(*blob.parameters->curve, *secret);
-    if (!pair) return Code(NTE_BAD_DATA);
-    data.kind = KeyKind::User;
-    data.algorithm = blob.algorithm;
-    data.exportable = (flags & CRYPT_EXPORTABLE) != 0;
-    data.signatureKey = signatureKey;
-    data.publicKey = {blob.parameters->curve, blob.parameters->digest, pair->Public()};
-    return context.OpenedContainer()->AddKeyPair(signatureKey, context.UserPrompt(), *pair, *data.publicKey.digest,
-                                                 data.exportable);
+    Require(signatureKey || blob.algorithm == kAlgExchange, NTE_BAD_ALGID);
+    Require(context.HasContainer(), NTE_PERM);
+    const SymmetricKey secret = Unwrap(by, KeyKind::Session, blob);
+    const auto& [curve, digest, unused] = *blob.parameters;
+    const KeyPair pair = Required(KeyPair::FromPrivate(*curve, secret), NTE_BAD_DATA);
+    context.OpenedContainer().AddKeyPair(signatureKey, context.UserPrompt(), pair, *digest, exportable);
+    return {.kind = KeyKind::User,
+            .algorithm = blob.algorithm,
+            .exportable = exportable,
+            .signatureKey = signatureKey,
+            .publicKey = {curve, digest, pair.Public()}};
+}
+
+KeyData Import(Context& context, ByteView bytes, const Key* by, bool exportable) {
+    if (!bytes.empty() && bytes[0] == PUBLICKEYBLOB) return ImportPublic(context, bytes, by, exportable);
+    const auto blob = Required(ReadWrappedBlob(bytes), NTE_BAD_DATA);
+    return blob.parameters ? ImportPrivate(context, blob, by, exportable)
+                           : ImportSession(context, blob, by, exportable);
 }
 
 }  // namespace
 
 extern "C" BOOL WINAPI CPExportKey(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTKEY by, DWORD type, DWORD flags,
                                    BYTE* data, DWORD* size) {
-    return AnswerIn(ProviderEntry::ExportKey, provider, [=](Context& context) -> DWORD {
+    return AnswerIn("CPExportKey", provider, [=](Context& context) {
         const auto found = context.keys.Find(key);
         const auto wrapper = by != 0 ? context.keys.Find(by) : nullptr;
-        if (!found || (by != 0 && !wrapper)) return Code(NTE_BAD_KEY);
-        if (flags != 0) return Code(NTE_BAD_FLAGS);
-        Bytes blob;
-        DWORD result = Code(NTE_BAD_TYPE);
-        if (type == PUBLICKEYBLOB) result = by == 0 ? ExportPublic(*found, blob) : Code(NTE_BAD_KEY);
-        if (type == SIMPLEBLOB) result = ExportSession(*found, wrapper.get(), blob);
-        if (type == PRIVATEKEYBLOB) result = ExportPrivate(context, *found, wrapper.get(), blob);
-        return result != ERROR_SUCCESS ? result : Give(blob, data, size);
+        Require(flags == 0, NTE_BAD_FLAGS);
+        Require(type != PUBLICKEYBLOB || by == 0, NTE_BAD_KEY);
+        switch (type) {
+            case PUBLICKEYBLOB: return Give(ExportPublic(*found), data, size);
+            case SIMPLEBLOB: return Give(ExportWrapped(context, *found, KeyKind::Session, wrapper.get()), data, size);
+            case PRIVATEKEYBLOB: return Give(ExportWrapped(context, *found, KeyKind::User, wrapper.get()), data, size);
+            default: Fail(NTE_BAD_TYPE);
+        }
     });
 }
 
 extern "C" BOOL WINAPI CPImportKey(HCRYPTPROV provider, const BYTE* data, DWORD size, HCRYPTKEY by, DWORD flags,
                                    HCRYPTKEY* key) {
-    return AnswerIn(ProviderEntry::ImportKey, provider, [=](Context& context) -> DWORD {
+    return AnswerIn("CPImportKey", provider, [=](Context& context) {
         const auto helper = by != 0 ? context.keys.Find(by) : nullptr;
-        if (by != 0 && !helper) return Code(NTE_BAD_KEY);
-        if (data == nullptr || key == nullptr) return ERROR_INVALID_PARAMETER;
-        if ((flags & ~DWORD{CRYPT_EXPORTABLE}) != 0) return Code(NTE_BAD_FLAGS);
-        const ByteView bytes(data, size);
-        Key imported;
-        DWORD result = ERROR_SUCCESS;
-        if (size > 0 && bytes[0] == PUBLICKEYBLOB) {
-            result = ImportPublic(context, bytes, helper.get(), flags, imported);
-        } else if (const auto blob = ReadWrappedBlob(bytes)) {
-            result = blob->parameters ? ImportPrivate(context, *blob, helper.get(), flags, imported)
-                                      : ImportSession(context, *blob, helper.get(), flags, imported);
-        } else {
-            result = Code(NTE_BAD_DATA);
-        }
-        if (result != ERROR_SUCCESS) return result;
-        *key = context.keys.Add(std::make_shared<Key>(std::move(imported)));
-        return ERROR_SUCCESS;
+        Require(data != nullptr && key != nullptr, ERROR_INVALID_PARAMETER);
+        Require((flags & ~DWORD{CRYPT_EXPORTABLE}) == 0, NTE_BAD_FLAGS);
+        const KeyData imported = Import(context, {data, size}, helper.get(), (flags & CRYPT_EXPORTABLE) != 0);
+        *key = context.keys.Add(std::make_shared<Key>(Key{imported, {}}));
     });
 }

@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "softcsp/common/CallRecord.h"
+#include "softcsp/common/ExportGuard.h"
 #include "softcsp/common/Handles.h"
 #include "softcsp/crypto/Cipher.h"
 #include "softcsp/crypto/KeyPair.h"
@@ -21,7 +22,8 @@ namespace softcsp {
 // handle of one context is not accepted by another.
 inline std::atomic<ULONG_PTR> lastHandle = 0;
 
-template <class Object, HandleKind kind>
+// `notOpen` is the code of calls with a handle that is not open.
+template <class Object, HandleKind kind, LONG notOpen>
 class HandleTable {
   public:
     HandleTable() = default;
@@ -36,21 +38,17 @@ class HandleTable {
         CountHandles(kind, 1);
         return handle;
     }
-    // Null if it is not open. The object exists as long as it is used, even if the handle is closed meanwhile.
+    // The object exists as long as it is used, even if the handle is closed meanwhile.
     std::shared_ptr<Object> Find(ULONG_PTR handle) {
         const Mutex::Held held(mutex_);
         const auto found = objects_.find(handle);
-        return found != objects_.end() ? found->second : nullptr;
+        Require(found != objects_.end(), notOpen);
+        return found->second;
     }
-    bool Remove(ULONG_PTR handle) {
-        std::shared_ptr<Object> removed;  // destroyed after the lock is released
+    void Remove(ULONG_PTR handle) {
+        const std::shared_ptr<Object> removed = Find(handle);  // destroyed after the lock is released
         const Mutex::Held held(mutex_);
-        const auto found = objects_.find(handle);
-        if (found == objects_.end()) return false;
-        removed = std::move(found->second);
-        objects_.erase(found);
-        CountHandles(kind, -1);
-        return true;
+        if (objects_.erase(handle) != 0) CountHandles(kind, -1);
     }
 
   private:
@@ -64,9 +62,7 @@ class Hash {
     explicit Hash(Digest digest) : digest_(std::move(digest)) {}
 
     std::shared_ptr<Hash> Copy() const {
-        auto digest = digest_.Copy();
-        if (!digest) return nullptr;
-        auto copy = std::make_shared<Hash>(std::move(*digest));
+        auto copy = std::make_shared<Hash>(Required(digest_.Copy(), NTE_NO_MEMORY));
         copy->finished_ = finished_;
         copy->given_ = given_;
         return copy;
@@ -76,7 +72,11 @@ class Hash {
     void Add(ByteView data) { digest_.Add(data); }
     SymmetricKey Value() {
         finished_ = true;
-        return given_ ? *given_ : SymmetricKey(digest_.Value());
+        if (given_) return *given_;
+        DigestValue value = digest_.Value();
+        SymmetricKey key(value);
+        Wipe(value.data(), value.size());
+        return key;
     }
     void SetValue(const SymmetricKey& value) {
         finished_ = true;
@@ -97,34 +97,33 @@ enum class KeyKind {
     Agreement,  // the shared key of both sides of a key agreement
 };
 
-struct Key {
+// What a key is, without the state of its use.
+struct KeyData {
     KeyKind kind = KeyKind::Session;
     ALG_ID algorithm = 0;
     bool exportable = false;
-    bool signatureKey = false;           // User: which of the two
-    PublicKeyData publicKey;             // User, Ephemeral, Public; Agreement: the other side's
-    std::optional<KeyPair> pair;         // Ephemeral; Agreement: the own side's
-    std::optional<SymmetricKey> secret;  // Session; Agreement: with the constant keying material
+    bool signatureKey = false;             // User: which of the two
+    PublicKeyData publicKey{};             // User, Ephemeral, Public; Agreement: the other side's
+    std::optional<KeyPair> pair{};         // Ephemeral; Agreement: the own side's
+    std::optional<SymmetricKey> secret{};  // Session; Agreement: with the constant keying material
     const ParameterSet* cipher = &DefaultParameterSet(ParameterKind::Cipher);  // Session, Agreement
-    std::optional<InitialValue> start;    // Session, Agreement: for encryption; zero for a Session if missing
+    std::optional<InitialValue> start{};  // Session, Agreement: for encryption; zero for a Session if missing
     Wrapping wrapping = Wrapping::Plain;  // Session, Agreement: how other keys are wrapped by it
-    std::optional<Cipher> stream;         // begun and not ended yet
+};
 
-    // An exact copy with the state of the stream; null if memory is short.
+struct Key : KeyData {
+    std::optional<Cipher> stream;  // begun and not ended yet
+
+    // The pair of an ephemeral key of the curve that is set.
+    void Generate() {
+        pair = Required(KeyPair::Generate(*publicKey.curve, Randomness::Strong), NTE_FAIL);
+        publicKey.key = pair->Public();
+    }
+    // An exact copy with the state of the stream.
     std::shared_ptr<Key> Copy() const {
-        auto copy = std::make_shared<Key>();
-        copy->kind = kind;
-        copy->algorithm = algorithm;
-        copy->exportable = exportable;
-        copy->signatureKey = signatureKey;
-        copy->publicKey = publicKey;
-        copy->pair = pair;
-        copy->secret = secret;
-        copy->cipher = cipher;
-        copy->start = start;
-        copy->wrapping = wrapping;
-        if (stream) copy->stream = stream->Copy();
-        return stream && !copy->stream ? nullptr : copy;
+        auto copy = std::make_shared<Key>(Key{*this, {}});
+        if (stream) copy->stream = Required(stream->Copy(), NTE_NO_MEMORY);
+        return copy;
     }
 };
 

@@ -1,21 +1,19 @@
 // A container opened by a context. Private keys are unsealed at their first use; the password is then asked once for
-// each opening. Results are codes, 0 = success; see ProviderInterface.h.
+// each opening. Failures are exceptions with the codes of ProviderInterface.h.
 #pragma once
 
 #include <windows.h>
 #include <wincrypt.h>
 
+#include <functional>
 #include <optional>
 #include <utility>
 
+#include "softcsp/common/ExportGuard.h"
 #include "softcsp/common/Handles.h"
 #include "softcsp/container/ContainerStore.h"
 
 namespace softcsp {
-
-constexpr DWORD Code(HRESULT result) {
-    return static_cast<DWORD>(result);
-}
 
 // How a context shows dialogs. Its lock is released meanwhile, so that other threads, which the owner of the dialog may
 // wait for, can use the context. Whoever shows a dialog reads the state of the context again afterwards.
@@ -24,27 +22,40 @@ struct Prompt {
     HWND window = nullptr;  // owner of the dialogs; null: the thread's active window
     Mutex* lock = nullptr;  // held once by this thread
 
-    // The result of the dialog, or NTE_SILENT_CONTEXT.
+    // Runs the dialog, which returns 0 or a code.
     template <class Dialog>
-    DWORD Show(Dialog&& dialog) const {
-        if (silent) return Code(NTE_SILENT_CONTEXT);
-        const Mutex::Released released(*lock);
-        return std::forward<Dialog>(dialog)(window);
+    void Show(Dialog&& dialog) const {
+        Require(!silent, NTE_SILENT_CONTEXT);
+        DWORD result = ERROR_SUCCESS;
+        {
+            const Released released(*lock);
+            result = std::forward<Dialog>(dialog)(window);
+        }
+        Check(result);
     }
+
+  private:
+    struct Released {
+        explicit Released(Mutex& mutex) : mutex_(mutex) { mutex_.unlock(); }
+        ~Released() { mutex_.lock(); }
+        Released(const Released&) = delete;
+        Released& operator=(const Released&) = delete;
+
+        Mutex& mutex_;
+    };
 };
 
 class OpenContainer {
   public:
-    static DWORD Open(const ContainerStore& store, const ContainerPlace& place, std::optional<OpenContainer>& opened);
-    static DWORD Create(const ContainerStore& store, const ContainerPlace& place, const Password& password,
-                        std::optional<OpenContainer>& opened);
+    static OpenContainer Open(const ContainerStore& store, const ContainerPlace& place);
+    static OpenContainer Create(const ContainerStore& store, const ContainerPlace& place, const Password& password);
 
     const ContainerPlace& Place() const { return place_; }
     const ContainerStore& InStore() const { return store_; }
     const Container& Record() const { return container_; }  // as last read or written
 
     // Reads the container again if its file has changed.
-    DWORD Refresh();
+    void Refresh();
 
     // The password for the next time that it is needed, so that no dialog is shown.
     void GivePassword(const Password& password) {
@@ -53,29 +64,29 @@ class OpenContainer {
     }
 
     // NTE_KEYSET_ENTRY_BAD: somebody without the master key has changed the container.
-    DWORD Unlock(const Prompt& prompt);
-    // NTE_NO_KEY, or the result of Unlock. NTE_KEYSET_ENTRY_BAD also if the key's record is inconsistent.
-    DWORD PrivateKey(bool signatureKey, const Prompt& prompt, std::optional<KeyPair>& pair);
+    void Unlock(const Prompt& prompt);
+    // Unlocks the container. NTE_NO_KEY; NTE_KEYSET_ENTRY_BAD also if the key's record is inconsistent.
+    KeyPair PrivateKey(bool signatureKey, const Prompt& prompt);
     // Stores a key pair in an empty slot; NTE_EXISTS.
-    DWORD AddKeyPair(bool signatureKey, const Prompt& prompt, const KeyPair& pair, const ParameterSet& digest,
-                     bool exportable);
+    void AddKeyPair(bool signatureKey, const Prompt& prompt, const KeyPair& pair, const ParameterSet& digest,
+                    bool exportable);
     // Unlocks the container, reads it again, so that no change of another program is lost, applies the change and
     // writes it. NTE_BAD_KEYSET: another container has replaced it.
-    DWORD Modify(const Prompt& prompt, const ContainerStore::Change& change);
+    void Modify(const Prompt& prompt, const std::function<void(Container&)>& change);
     // In a dialog.
-    DWORD ChangePassword(const Prompt& prompt);
+    void ChangePassword(const Prompt& prompt);
     // With its saved password.
-    DWORD Remove(const Prompt& prompt);
+    void Remove(const Prompt& prompt);
     // The value of kParamIntegrity.
-    DWORD Integrity(DWORD& damage) const;
+    DWORD Integrity() const;
 
   private:
     OpenContainer(const ContainerStore& store, const ContainerPlace& place) : store_(store), place_(place) {}
 
     bool TryKey(const std::optional<SymmetricKey>& openingKey);
     bool TryWithoutAsking();
-    DWORD AskForPassword(const Prompt& prompt);
-    DWORD CheckAuthentic();
+    void AskForPassword(const Prompt& prompt);
+    void CheckAuthentic();
 
     ContainerStore store_;
     ContainerPlace place_;

@@ -1,5 +1,6 @@
 #include "softcsp/kvcsp/ParameterSets.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
@@ -32,16 +33,19 @@ const ParameterChoice* FindChoice(DWORD number) {
     return nullptr;
 }
 
+const ParameterChoice& ChoiceOf(ParameterKind kind) {
+    return *std::ranges::find(kParameters, kind, &ParameterChoice::kind);
+}
+
 Bytes EntryOf(const ParameterSet& set) {
-    const std::size_t identifierSize = std::strlen(set.identifier) + 1;
-    const std::size_t nameAt = (sizeof kNameFollows + identifierSize + 1) / sizeof(wchar_t) * sizeof(wchar_t);
+    Bytes identifier = TextBytes(set.identifier);
+    if (identifier.size() % sizeof(wchar_t) != 0) identifier.push_back(0);  // so that the name is aligned
+    Bytes name = Utf16Bytes(Language::Get() == kRussian ? set.russianName : set.name);
+    name.resize(name.size() + sizeof(wchar_t));
     ByteWriter entry;
-    entry.Number(kNameFollows + static_cast<std::uint32_t>(nameAt));
-    Bytes identifier(nameAt - sizeof kNameFollows);  // zeros up to the name, which is aligned
-    std::memcpy(identifier.data(), set.identifier, identifierSize);
+    entry.Number(static_cast<std::uint32_t>(kNameFollows + sizeof kNameFollows + identifier.size()));
     entry.Raw(identifier);
-    const wchar_t* name = Language::Get() == kRussian ? set.russianName : set.name;
-    entry.Raw({reinterpret_cast<const std::uint8_t*>(name), (std::wcslen(name) + 1) * sizeof(wchar_t)});
+    entry.Raw(name);
     return entry.Take();
 }
 
@@ -63,12 +67,10 @@ bool MayUse(const ParameterSet& set) {
 }
 
 const ParameterSet& MachineSet(const ParameterChoice& parameter, DWORD providerType) {
-    StoreValue value;
     std::wstring identifier;
-    if (Store().Find(StorePathOf(parameter, providerType).c_str(), value) == ERROR_SUCCESS &&
-        value.data.Text(identifier) == ERROR_SUCCESS)
-        for (const ParameterSet& set : ParameterSets())
-            if (set.kind == parameter.kind && identifier == Wide(set.identifier) && MayUse(set)) return set;
+    Store().ReadText(StorePathOf(parameter, providerType), identifier);
+    for (const ParameterSet& set : ParameterSets())
+        if (set.kind == parameter.kind && identifier == Wide(set.identifier) && MayUse(set)) return set;
     return DefaultParameterSet(parameter.kind);
 }
 

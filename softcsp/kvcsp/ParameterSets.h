@@ -20,6 +20,7 @@ struct ParameterChoice {
 
 // Null for every other number.
 const ParameterChoice* FindChoice(DWORD number);
+const ParameterChoice& ChoiceOf(ParameterKind kind);
 
 // An entry in the form of kParamDigestSets.
 Bytes EntryOf(const ParameterSet& set);

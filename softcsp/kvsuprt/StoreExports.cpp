@@ -3,14 +3,12 @@
 #include "softcsp/common/Store.h"
 #include "softcsp/kvsuprt.h"
 
+using namespace softcsp;
+
 namespace {
 
-using softcsp::Guarded;
-using softcsp::Store;
-using softcsp::StoreValue;
-
-static_assert(softcsp::kRightRead == SUPPORT_RIGHT_READ && softcsp::kRightWrite == SUPPORT_RIGHT_WRITE &&
-              softcsp::kRightRemove == SUPPORT_RIGHT_REMOVE);
+static_assert(kRightRead == SUPPORT_RIGHT_READ && kRightWrite == SUPPORT_RIGHT_WRITE &&
+              kRightRemove == SUPPORT_RIGHT_REMOVE);
 
 // The target of a search handle.
 struct Search {
@@ -18,54 +16,56 @@ struct Search {
     std::size_t next = 0;
 };
 
-// Reads a number into an output of another type.
-template <class Number, class Convert>
-DWORD ReadNumber(const StoreValue& value, Number* output, Convert&& convert) {
+StoreValue FindValue(const wchar_t* path) {
+    StoreValue value;
+    Check(Store().Find(path, value));
+    return value;
+}
+
+DWORD NumberOf(const StoreValue& value) {
     DWORD number = 0;
-    const DWORD result = value.data.Number(number);
-    if (result == ERROR_SUCCESS) *output = convert(number);
-    return result;
+    Check(value.data.Number(number));
+    return number;
 }
 
-template <class Number, class Convert>
-DWORD FindNumber(const wchar_t* path, Number* output, Convert&& convert) {
-    return Guarded([&]() -> DWORD {
-        StoreValue value;
-        if (output == nullptr) return ERROR_INVALID_PARAMETER;
-        const DWORD result = Store().Find(path, value);
-        return result != ERROR_SUCCESS ? result : ReadNumber(value, output, convert);
-    });
-}
-
-LONG Signed(DWORD number) {
-    return static_cast<LONG>(number);
+// The object of a handle.
+template <class Object>
+Object& At(HANDLE handle) {
+    Require(handle != nullptr, ERROR_INVALID_HANDLE);
+    return *static_cast<Object*>(handle);
 }
 
 template <class Object>
 DWORD Free(HANDLE handle) {
-    if (handle == nullptr) return ERROR_INVALID_HANDLE;
-    delete static_cast<Object*>(handle);
-    return ERROR_SUCCESS;
+    return Guarded([=] { delete &At<Object>(handle); });
+}
+
+void RequireOutput(const void* output) {
+    Require(output != nullptr, ERROR_INVALID_PARAMETER);
 }
 
 }  // namespace
 
 DWORD support_registry_get_string(const wchar_t* path, DWORD* length, wchar_t* buffer) {
     return Guarded([=] {
-        StoreValue value;
         std::wstring text;
-        if (const DWORD result = Store().Find(path, value)) return result;
-        if (const DWORD result = value.data.Text(text)) return result;
-        return softcsp::GiveText(text, buffer, length);
+        Check(FindValue(path).data.Text(text));
+        GiveText(text, buffer, length);
     });
 }
 
 DWORD support_registry_put_string(const wchar_t* path, const wchar_t* text) {
-    return Guarded([=] { return text != nullptr ? Store().WriteText(path, text) : ERROR_INVALID_PARAMETER; });
+    return Guarded([=] {
+        RequireOutput(text);
+        return Store().WriteText(path, text);
+    });
 }
 
 DWORD support_registry_get_long(const wchar_t* path, LONG* number) {
-    return FindNumber(path, number, Signed);
+    return Guarded([=] {
+        RequireOutput(number);
+        *number = static_cast<LONG>(NumberOf(FindValue(path)));
+    });
 }
 
 DWORD support_registry_put_long(const wchar_t* path, LONG number) {
@@ -73,7 +73,10 @@ DWORD support_registry_put_long(const wchar_t* path, LONG number) {
 }
 
 DWORD support_registry_get_bool(const wchar_t* path, BOOL* flag) {
-    return FindNumber(path, flag, [](DWORD number) { return BOOL{number != 0}; });
+    return Guarded([=] {
+        RequireOutput(flag);
+        *flag = NumberOf(FindValue(path)) != 0;
+    });
 }
 
 DWORD support_registry_put_bool(const wchar_t* path, BOOL flag) {
@@ -93,34 +96,30 @@ DWORD support_registry_delete_section(const wchar_t* path, DWORD) {
 }
 
 DWORD support_registry_check_access(const wchar_t* path, DWORD* rights) {
-    return Guarded([=]() -> DWORD {
+    return Guarded([=] {
         DWORD granted = 0;
-        if (rights == nullptr) return ERROR_INVALID_PARAMETER;
-        const DWORD result = Store().Granted(path, granted);
-        if (result == ERROR_SUCCESS) *rights &= granted;
-        return result;
+        RequireOutput(rights);
+        Check(Store().Granted(path, granted));
+        *rights &= granted;
     });
 }
 
 DWORD support_registry_search_open(const wchar_t* path, HANDLE* search) {
-    return Guarded([=]() -> DWORD {
+    return Guarded([=] {
         Search opened;
-        if (search == nullptr) return ERROR_INVALID_PARAMETER;
-        const DWORD result = Store().List(path, opened.entries);
-        if (result == ERROR_SUCCESS) *search = new Search(std::move(opened));
-        return result;
+        RequireOutput(search);
+        Check(Store().List(path, opened.entries));
+        *search = new Search(std::move(opened));
     });
 }
 
 DWORD support_registry_search_next(HANDLE search, HANDLE* value) {
-    return Guarded([=]() -> DWORD {
-        auto* opened = static_cast<Search*>(search);
-        if (opened == nullptr) return ERROR_INVALID_HANDLE;
-        if (value == nullptr) return ERROR_INVALID_PARAMETER;
-        if (opened->next == opened->entries.size()) return ERROR_NO_MORE_ITEMS;
-        *value = new StoreValue(opened->entries[opened->next]);
-        ++opened->next;
-        return ERROR_SUCCESS;
+    return Guarded([=] {
+        auto& [entries, next] = At<Search>(search);
+        RequireOutput(value);
+        Require(next < entries.size(), ERROR_NO_MORE_ITEMS);
+        *value = new StoreValue(entries[next]);
+        ++next;
     });
 }
 
@@ -129,23 +128,22 @@ DWORD support_registry_search_close(HANDLE search) {
 }
 
 DWORD support_registry_find(const wchar_t* path, HANDLE* value) {
-    return Guarded([=]() -> DWORD {
-        StoreValue found;
-        if (value == nullptr) return ERROR_INVALID_PARAMETER;
-        const DWORD result = Store().Find(path, found);
-        if (result == ERROR_SUCCESS) *value = new StoreValue(std::move(found));
-        return result;
+    return Guarded([=] {
+        RequireOutput(value);
+        *value = new StoreValue(FindValue(path));
     });
 }
 
 DWORD support_registry_value_long(HANDLE value, LONG* number) {
-    if (value == nullptr) return ERROR_INVALID_HANDLE;
-    return number != nullptr ? ReadNumber(*static_cast<StoreValue*>(value), number, Signed) : ERROR_INVALID_PARAMETER;
+    return Guarded([=] {
+        const auto& stored = At<StoreValue>(value);
+        RequireOutput(number);
+        *number = static_cast<LONG>(NumberOf(stored));
+    });
 }
 
 DWORD support_registry_value_name(HANDLE value, DWORD* length, wchar_t* buffer) {
-    if (value == nullptr) return ERROR_INVALID_HANDLE;
-    return softcsp::GiveText(static_cast<const StoreValue*>(value)->name, buffer, length);
+    return Guarded([=] { GiveText(At<StoreValue>(value).name, buffer, length); });
 }
 
 DWORD support_registry_value_free(HANDLE value) {

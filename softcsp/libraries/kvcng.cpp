@@ -22,19 +22,14 @@ HRESULT Answer(const softcsp::Setting& setting, Change change) noexcept {
 }  // namespace
 
 extern "C" __declspec(dllexport) HRESULT WINAPI DllRegisterServer() {
-    return Answer(softcsp::kCngRegisterSetting, []() -> DWORD {
-        softcsp::RegistryKey home;
-        if (const DWORD result = home.Create(HKEY_LOCAL_MACHINE, softcsp::kHomeKey)) return result;
-        return home.WriteNumber(softcsp::kCngValue, 1);
-    });
+    return Answer(softcsp::kCngRegisterSetting,
+                  [] { return softcsp::WriteNumber(HKEY_LOCAL_MACHINE, softcsp::kHomeKey, softcsp::kCngValue, 1); });
 }
 
 // A missing registration is not an error.
 extern "C" __declspec(dllexport) HRESULT WINAPI DllUnregisterServer() {
     return Answer(softcsp::kCngUnregisterSetting, []() -> DWORD {
-        softcsp::RegistryKey home;
-        DWORD result = home.Open(HKEY_LOCAL_MACHINE, softcsp::kHomeKey, KEY_SET_VALUE);
-        if (result == ERROR_SUCCESS) result = home.Remove(softcsp::kCngValue);
+        const DWORD result = softcsp::RemoveValue(HKEY_LOCAL_MACHINE, softcsp::kHomeKey, softcsp::kCngValue);
         return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
     });
 }

@@ -12,8 +12,6 @@ using namespace softcsp;
 
 namespace {
 
-constexpr DWORD kMalformed = static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
-
 struct Free {
     void operator()(BYTE* bytes) const { CryptMemFree(bytes); }
 };
@@ -34,41 +32,39 @@ struct UsagePeriodBlock {
     FILETIME to;
 };
 
-DWORD GiveUsagePeriod(ByteView encoded, void* structure, DWORD* size) {
-    const auto period = DecodeUsagePeriod(encoded);
-    if (!period) return kMalformed;
-    return GiveSized(sizeof(UsagePeriodBlock), structure, size, [&] {
+void GiveUsagePeriod(ByteView encoded, void* structure, DWORD* size) {
+    const auto period = Required(DecodeUsagePeriod(encoded), CRYPT_E_ASN1_CORRUPT);
+    GiveSized(sizeof(UsagePeriodBlock), structure, size, [&] {
         auto* block =
-            new (structure) UsagePeriodBlock{{}, period->from.value_or(FILETIME{}), period->to.value_or(FILETIME{})};
-        if (period->from) block->info.not_before = &block->from;
-        if (period->to) block->info.not_after = &block->to;
+            new (structure) UsagePeriodBlock{{}, period.from.value_or(FILETIME{}), period.to.value_or(FILETIME{})};
+        if (period.from) block->info.not_before = &block->from;
+        if (period.to) block->info.not_after = &block->to;
     });
 }
 
 // The head, the array of blobs, and their bytes one after the other.
-DWORD GiveCertificates(ByteView encoded, void* structure, DWORD* size) {
-    const auto certificates = DecodeCertificateSequence(encoded);
-    if (!certificates) return kMalformed;
-    std::size_t needed = sizeof(CRYPT_SEQUENCE_OF_ANY) + certificates->size() * sizeof(CRYPT_DER_BLOB);
-    for (ByteView certificate : *certificates) needed += certificate.size();
-    return GiveSized(needed, structure, size, [&] {
+void GiveCertificates(ByteView encoded, void* structure, DWORD* size) {
+    const auto certificates = Required(DecodeCertificateSequence(encoded), CRYPT_E_ASN1_CORRUPT);
+    std::size_t needed = sizeof(CRYPT_SEQUENCE_OF_ANY) + certificates.size() * sizeof(CRYPT_DER_BLOB);
+    for (ByteView certificate : certificates) needed += certificate.size();
+    GiveSized(needed, structure, size, [&] {
         auto* head = static_cast<CRYPT_SEQUENCE_OF_ANY*>(structure);
         auto* blob = reinterpret_cast<CRYPT_DER_BLOB*>(head + 1);
-        *head = {static_cast<DWORD>(certificates->size()), blob};
-        auto* bytes = reinterpret_cast<BYTE*>(blob + certificates->size());
-        for (ByteView certificate : *certificates) {
+        *head = {static_cast<DWORD>(certificates.size()), blob};
+        auto* bytes = reinterpret_cast<BYTE*>(blob + certificates.size());
+        for (ByteView certificate : certificates) {
             *blob++ = {static_cast<DWORD>(certificate.size()), bytes};
             bytes = std::ranges::copy(certificate, bytes).out;
         }
     });
 }
 
-using Decoder = DWORD(ByteView encoded, void* structure, DWORD* size);
+using Decoder = void(ByteView encoded, void* structure, DWORD* size);
 
 BOOL Decode(Decoder* decoder, const BYTE* encoded, DWORD encodedSize, void* structure, DWORD* size) {
-    return Succeeded(Guarded([&]() -> DWORD {
-        if (size == nullptr || (encoded == nullptr && encodedSize > 0)) return ERROR_INVALID_PARAMETER;
-        return decoder({encoded, encodedSize}, structure, size);
+    return Succeeded(Guarded([&] {
+        Require(size != nullptr && (encoded != nullptr || encodedSize == 0), ERROR_INVALID_PARAMETER);
+        decoder({encoded, encodedSize}, structure, size);
     }));
 }
 
@@ -76,34 +72,31 @@ BOOL Decode(Decoder* decoder, const BYTE* encoded, DWORD encodedSize, void* stru
 
 BOOL WINAPI KvEncodePublicKeyAndParameters(DWORD, LPSTR, BYTE* blob, DWORD blob_size, DWORD, void*, BYTE** key,
                                            DWORD* key_size, BYTE** parameters, DWORD* parameters_size) {
-    return Succeeded(Guarded([&]() -> DWORD {
-        if (blob == nullptr || key == nullptr || key_size == nullptr || parameters == nullptr ||
-            parameters_size == nullptr)
-            return ERROR_INVALID_PARAMETER;
-        const auto read = ReadPublicKeyBlob({blob, blob_size});
-        if (!read) return ERROR_INVALID_DATA;
-        const Bytes keyBytes = EncodePublicKey(read->key), parameterBytes = EncodeKeyParameters(read->key);
+    return Succeeded(Guarded([&] {
+        Require(blob != nullptr && key != nullptr && key_size != nullptr && parameters != nullptr &&
+                    parameters_size != nullptr,
+                ERROR_INVALID_PARAMETER);
+        const auto read = Required(ReadPublicKeyBlob({blob, blob_size}), ERROR_INVALID_DATA);
+        const Bytes keyBytes = EncodePublicKey(read.key), parameterBytes = EncodeKeyParameters(read.key);
         CallersBytes keyCopy = CopyForCaller(keyBytes), parameterCopy = CopyForCaller(parameterBytes);
         *key = keyCopy.release();
         *key_size = static_cast<DWORD>(keyBytes.size());
         *parameters = parameterCopy.release();
         *parameters_size = static_cast<DWORD>(parameterBytes.size());
-        return ERROR_SUCCESS;
     }));
 }
 
 BOOL WINAPI KvConvertPublicKeyInfo(DWORD, CERT_PUBLIC_KEY_INFO* info, ALG_ID, DWORD, BYTE** blob, DWORD* blob_size) {
-    return Succeeded(Guarded([&]() -> DWORD {
-        if (info == nullptr || blob == nullptr || blob_size == nullptr) return ERROR_INVALID_PARAMETER;
+    return Succeeded(Guarded([&] {
+        Require(info != nullptr && blob != nullptr && blob_size != nullptr, ERROR_INVALID_PARAMETER);
         const CRYPT_OBJID_BLOB& parameters = info->Algorithm.Parameters;
         const CRYPT_BIT_BLOB& key = info->PublicKey;
-        const auto read = DecodePublicKey({parameters.pbData, parameters.cbData}, {key.pbData, key.cbData});
-        if (!read) return kMalformed;
-        const bool signs = read->curve->kind == ParameterKind::Signature;
-        const Bytes bytes = WriteBlob({signs ? kAlgSignature : kAlgExchange, *read});
+        const auto read = Required(DecodePublicKey({parameters.pbData, parameters.cbData}, {key.pbData, key.cbData}),
+                                   CRYPT_E_ASN1_CORRUPT);
+        const bool signs = read.curve->kind == ParameterKind::Signature;
+        const Bytes bytes = WriteBlob({signs ? kAlgSignature : kAlgExchange, read});
         *blob = CopyForCaller(bytes).release();
         *blob_size = static_cast<DWORD>(bytes.size());
-        return ERROR_SUCCESS;
     }));
 }
 

@@ -17,85 +17,71 @@ static_assert(sizeof(RDR_WND_REQUEST) == 16);
 
 constexpr int kLongestName = 32;  // characters
 
-// Asks for the name of a new carrier and adds it.
-class NewCarrierDialog final : public Dialog {
-  public:
-    // `name` becomes that of the carrier added.
-    explicit NewCarrierDialog(std::wstring& name) : Dialog(IDD_NEW_CARRIER), name_(name) {}
-
-  private:
-    HWND OnInit() override {
-        SendMessageW(Item(IDC_NAME), EM_LIMITTEXT, kLongestName, 0);
-        return Item(IDC_NAME);
-    }
-    bool OnOk() override {
+// Asks for the name of a new carrier and adds it. `name` becomes that of the carrier.
+DWORD AskNewCarrier(HWND owner, std::wstring& name) {
+    Dialog dialog(IDD_NEW_CARRIER);
+    dialog.onInit = [&] {
+        SendMessageW(dialog.Item(IDC_NAME), EM_LIMITTEXT, kLongestName, 0);
+        return IDC_NAME;
+    };
+    dialog.onOk = [&] {
         wchar_t typed[kLongestName + 2];  // one more than allowed, so that a longer name is refused
-        GetWindowTextW(Item(IDC_NAME), typed, static_cast<int>(std::size(typed)));
-        const DWORD result = AddCarrier({.name = typed, .removable = true});
-        if (result == ERROR_SUCCESS) {
-            name_ = typed;
-            return true;
-        }
-        ShowMessage(OwnString(result == ERROR_ALREADY_EXISTS ? IDS_NAME_TAKEN
-                              : result == ERROR_INVALID_NAME ? IDS_NAME_WRONG
-                                                             : IDS_NOT_SAVED));
-        SetFocus(Item(IDC_NAME));
-        SendMessageW(Item(IDC_NAME), EM_SETSEL, 0, -1);
+        GetWindowTextW(dialog.Item(IDC_NAME), typed, static_cast<int>(std::size(typed)));
+        name = typed;
+        const DWORD result = AddCarrier({.name = name, .removable = true});
+        if (result == ERROR_SUCCESS) return true;
+        dialog.ShowMessage(OwnString(result == ERROR_ALREADY_EXISTS ? IDS_NAME_TAKEN
+                                     : result == ERROR_INVALID_NAME ? IDS_NAME_WRONG
+                                                                    : IDS_NOT_SAVED));
+        SetFocus(dialog.Item(IDC_NAME));
+        SendMessageW(dialog.Item(IDC_NAME), EM_SETSEL, 0, -1);
         return false;
-    }
+    };
+    return dialog.Run(owner);
+}
 
-    std::wstring& name_;
-};
-
-class ReadersDialog final : public Dialog {
+class ReadersDialog {
   public:
-    ReadersDialog() : Dialog(IDD_READERS) {}
+    DWORD Run(HWND owner);
 
   private:
-    HWND OnInit() override {
-        List().SetColumns({{IDS_COLUMN_CARRIER, 60}, {IDS_COLUMN_STATE, 40}});
-        ShowCarriers({});
-        return nullptr;
-    }
-    void OnNotify(const NMHDR& header) override {
-        if (header.idFrom == IDC_LIST && header.code == static_cast<UINT>(LVN_ITEMCHANGED)) EnableButtons();
-    }
-    void OnCommand(UINT id) override;
-
-    ReportList List() const { return ReportList(Item(IDC_LIST)); }
+    ReportList List() const { return ReportList(dialog_.Item(IDC_LIST)); }
     // Reads the carriers again, lists them and selects the one of this name, if there is one.
     void ShowCarriers(const std::wstring& selected);
     void EnableButtons() const;
     const Carrier* Selected() const;  // null if none is
-    void Insert(Carrier carrier, bool present);
-    void Remove(const Carrier& carrier);
-    // Shows the carriers as they are now, whether the change succeeded or not.
-    void Report(DWORD result, const std::wstring& selected);
+    void Change(UINT button, Carrier carrier);
 
-    std::vector<Carrier> carriers_;  // as listed; the data of a row is its index
+    Dialog dialog_{IDD_READERS};
+    std::vector<Carrier> carriers_;  // as listed
 };
 
-void ReadersDialog::OnCommand(UINT id) {
-    if (id == IDC_ADD) {
+DWORD ReadersDialog::Run(HWND owner) {
+    dialog_.onInit = [this] {
+        List().SetColumns({{IDS_COLUMN_CARRIER, 60}, {IDS_COLUMN_STATE, 40}});
+        ShowCarriers({});
+        return 0;
+    };
+    dialog_.onNotify = [this](const NMHDR& header) {
+        if (header.idFrom == IDC_LIST && header.code == static_cast<UINT>(LVN_ITEMCHANGED)) EnableButtons();
+    };
+    dialog_.onCommand = [this](UINT button) {
         std::wstring name;
-        if (NewCarrierDialog(name).Run(Window()) == ERROR_SUCCESS) ShowCarriers(name);
-        return;
-    }
-    const Carrier* const selected = Selected();
-    if (selected == nullptr) return;
-    const Carrier carrier = *selected;
-    if (id == IDC_REMOVE) Remove(carrier);
-    if (id == IDC_INSERT || id == IDC_EJECT) Insert(carrier, id == IDC_INSERT);
+        const Carrier* const selected = Selected();
+        if (button != IDC_ADD && selected != nullptr) Change(button, *selected);
+        if (button == IDC_ADD && AskNewCarrier(dialog_.Window(), name) == ERROR_SUCCESS) ShowCarriers(name);
+    };
+    return dialog_.RunUntilClosed(owner);
 }
 
 void ReadersDialog::ShowCarriers(const std::wstring& selected) {
-    List().Clear();
     carriers_ = Carriers();
-    for (std::size_t i = 0; i < carriers_.size(); ++i) {
-        const auto data = static_cast<LPARAM>(i);
-        List().Add({carriers_[i].name, OwnString(carriers_[i].present ? IDS_PRESENT : IDS_ABSENT)}, data);
-        if (carriers_[i].name == selected) List().Select(data);
-    }
+    std::vector<ReportList::Row> rows;
+    for (const Carrier& carrier : carriers_)
+        rows.push_back({carrier.name, OwnString(carrier.present ? IDS_PRESENT : IDS_ABSENT)});
+    List().SetRows(rows);
+    for (std::size_t i = 0; i < carriers_.size(); ++i)
+        if (carriers_[i].name == selected) List().Select(static_cast<int>(i));
     EnableButtons();
 }
 
@@ -103,40 +89,39 @@ void ReadersDialog::EnableButtons() const {
     const Carrier* const selected = Selected();
     const bool removable = selected != nullptr && selected->removable;
     const HWND focus = GetFocus();
-    Enable(IDC_REMOVE, removable);
-    Enable(IDC_INSERT, removable && !selected->present);
-    Enable(IDC_EJECT, removable && selected->present);
+    dialog_.Enable(IDC_REMOVE, removable);
+    dialog_.Enable(IDC_INSERT, removable && !selected->present);
+    dialog_.Enable(IDC_EJECT, removable && selected->present);
     // A disabled button would keep the focus, and the keyboard would have no effect.
-    if (focus != nullptr && GetParent(focus) == Window() && !IsWindowEnabled(focus)) SetFocus(Item(IDC_LIST));
+    if (focus != nullptr && GetParent(focus) == dialog_.Window() && !IsWindowEnabled(focus))
+        SetFocus(dialog_.Item(IDC_LIST));
 }
 
 const Carrier* ReadersDialog::Selected() const {
-    const LPARAM row = List().Selected();
-    return row != ReportList::kNone ? &carriers_[static_cast<std::size_t>(row)] : nullptr;
+    const auto row = static_cast<std::size_t>(List().Selected());
+    return row < carriers_.size() ? &carriers_[row] : nullptr;
 }
 
-void ReadersDialog::Insert(Carrier carrier, bool present) {
-    carrier.present = present;
-    Report(UpdateCarrier(carrier), carrier.name);
-}
-
-void ReadersDialog::Remove(const Carrier& carrier) {
-    std::wstring question = OwnString(IDS_REMOVE_QUESTION);
-    if (const std::size_t at = question.find(L"%1"); at != question.npos) question.replace(at, 2, carrier.name);
-    if (ShowMessage(question, MB_YESNO | MB_ICONQUESTION) == IDYES) Report(RemoveCarrier(carrier.name), {});
-}
-
-void ReadersDialog::Report(DWORD result, const std::wstring& selected) {
-    if (result != ERROR_SUCCESS) ShowMessage(OwnString(IDS_NOT_SAVED));
-    ShowCarriers(selected);
+void ReadersDialog::Change(UINT button, Carrier carrier) {
+    DWORD result = ERROR_SUCCESS;
+    if (button == IDC_REMOVE) {
+        std::wstring question = OwnString(IDS_REMOVE_QUESTION);
+        if (const std::size_t at = question.find(L"%1"); at != question.npos) question.replace(at, 2, carrier.name);
+        if (dialog_.ShowMessage(question, MB_YESNO | MB_ICONQUESTION) != IDYES) return;
+        result = RemoveCarrier(carrier.name);
+    } else {
+        carrier.present = button == IDC_INSERT;
+        result = UpdateCarrier(carrier);
+    }
+    if (result != ERROR_SUCCESS) dialog_.ShowMessage(OwnString(IDS_NOT_SAVED));
+    ShowCarriers(carrier.name);
 }
 
 template <class Show>
 DWORD ShowWindows(const RDR_WND_REQUEST* request, Show show) noexcept {
-    if (request == nullptr || request->size != sizeof *request) return ERROR_INVALID_PARAMETER;
     return Guarded([&] {
-        const DWORD result = show(request->parent);
-        return result == ERROR_CANCELLED ? ERROR_SUCCESS : result;  // their only button closes them
+        Require(request != nullptr && request->size == sizeof *request, ERROR_INVALID_PARAMETER);
+        return show(request->parent);
     });
 }
 
@@ -149,10 +134,8 @@ DWORD rdr_wnd_configure(const RDR_WND_REQUEST* request) {
 
 DWORD rdr_media_wnd_configure(const RDR_WND_REQUEST* request) {
     return softcsp::ShowWindows(request, [](HWND parent) {
-        return softcsp::FactsDialog(
-                   IDD_CARRIER_TYPES, {IDS_COLUMN_CARRIER_TYPE, IDS_COLUMN_PLACE},
-                   {{IDS_TYPE_REGISTRY, IDS_PLACE_REGISTRY}, {IDS_TYPE_DIRECTORY, IDS_PLACE_DIRECTORY}})
-            .Run(parent);
+        return softcsp::ShowFacts(parent, IDD_CARRIER_TYPES, {{IDS_COLUMN_CARRIER_TYPE, 35}, {IDS_COLUMN_PLACE, 65}},
+                                  {{IDS_TYPE_REGISTRY, IDS_PLACE_REGISTRY}, {IDS_TYPE_DIRECTORY, IDS_PLACE_DIRECTORY}});
     });
 }
 

@@ -7,9 +7,7 @@
 
 DWORD rndm_wnd_configure(HWND parent) {
     return softcsp::Guarded([=] {
-        softcsp::FactsDialog dialog(IDD_RANDOM, {IDS_COLUMN_GENERATOR, IDS_COLUMN_SOURCE},
-                                    {{IDS_GENERATOR, IDS_SOURCE}});
-        const DWORD result = dialog.Run(parent);
-        return result == ERROR_CANCELLED ? ERROR_SUCCESS : result;  // its only button closes it
+        return softcsp::ShowFacts(parent, IDD_RANDOM, {{IDS_COLUMN_GENERATOR, 35}, {IDS_COLUMN_SOURCE, 65}},
+                                  {{IDS_GENERATOR, IDS_SOURCE}});
     });
 }

@@ -8,8 +8,8 @@
 namespace softcsp {
 namespace {
 
-constexpr wchar_t kKey[] = L"--key", kOut[] = L"--out", kSubject[] = L"--subject", kFormat[] = L"--format";
-constexpr Option kOptions[] = {kMachine,     kProvider, {kKey, 1},  {kOut, 1}, {kSubject, 1},
+constexpr wchar_t kKey[] = L"--key", kOut[] = L"--out", kFormat[] = L"--format";
+constexpr Option kOptions[] = {kMachine,     kProvider, {kKey, 1},  {kOut, 1}, kSubject,
                                {kFormat, 1}, kPassword, kNotBefore, kNotAfter};
 constexpr std::size_t kMostNames = 1000;
 constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
@@ -20,7 +20,7 @@ struct CloseStore {
 using MemoryStore = std::unique_ptr<void, CloseStore>;
 
 [[noreturn]] void ThrowLast(const wchar_t* what) {
-    throw Failure{what, GetLastError()};
+    throw CommandFailure{what, GetLastError()};
 }
 
 Bytes Binary(const std::vector<Bytes>& certificates) {
@@ -29,15 +29,16 @@ Bytes Binary(const std::vector<Bytes>& certificates) {
 
 Bytes Base64(const std::vector<Bytes>& certificates) {
     const Bytes& der = certificates[0];
-    const auto size = static_cast<DWORD>(der.size());
+    Bytes text;
     DWORD length = 0;  // with the terminator; then without
-    std::string text;
-    if (!CryptBinaryToStringA(der.data(), size, CRYPT_STRING_BASE64HEADER, nullptr, &length))
-        ThrowLast(L"can't encode a certificate");
+    for (int pass = 0; pass < 2; ++pass) {
+        text.resize(length);
+        if (!CryptBinaryToStringA(der.data(), static_cast<DWORD>(der.size()), CRYPT_STRING_BASE64HEADER,
+                                  pass == 0 ? nullptr : reinterpret_cast<char*>(text.data()), &length))
+            ThrowLast(L"can't encode a certificate");
+    }
     text.resize(length);
-    if (!CryptBinaryToStringA(der.data(), size, CRYPT_STRING_BASE64HEADER, text.data(), &length))
-        ThrowLast(L"can't encode a certificate");
-    return {text.begin(), text.begin() + length};
+    return text;
 }
 
 // A message without signatures that contains only certificates (RFC 2315, 9.1). Not every system's own function for
@@ -94,25 +95,20 @@ const Form& FormOf(const Options& options, const std::wstring& file) {
     return kForms[0];
 }
 
-KeyPair UnsealKey(const Options& options, const Container& container, const ContainerKey& key) {
-    const auto secret = Unseal(UnlockContainer(container, options), key.privateKey);
-    const auto pair = secret ? KeyPair::FromPrivate(*key.curve, *secret) : std::nullopt;
-    if (!pair) throw Failure{L"can't open a key of " + container.name, static_cast<DWORD>(NTE_BAD_KEY)};
-    return *pair;
-}
-
 Bytes MakeCertificate(const Options& options, const std::wstring& name, bool signatureKey) {
     ContainerPlace place;
     const Container container = LoadContainer(StoreOf(options), name, place);
     const ContainerKey& key = KeyOf(container, signatureKey);
-    const Order order{options.Value(kSubject).value_or(SubjectOf(container, key)), ValidityOf(options), {}};
-    CommonNameOf(order.subject);  // throws if it is not a name
-    return Issue(order, UnsealKey(options, container, key), *key.digest);
+    const CertificateRequest request = ReadRequest(options, SubjectOf(container, key));
+    const auto secret = Unseal(UnlockContainer(container, options), key.privateKey);
+    const auto pair = secret ? KeyPair::FromPrivate(*key.curve, *secret) : std::nullopt;
+    if (!pair) throw CommandFailure{L"can't open a key of " + container.name, Code(NTE_BAD_KEY)};
+    return Issue(request, *pair, *key.digest);
 }
 
 }  // namespace
 
-bool RunCertificate(Arguments arguments) {
+void RunCertificate(Arguments arguments) {
     const Options options(arguments, kOptions, {1, kMostNames});
     const std::wstring key = options.Value(kKey).value_or(L""), file = options.Value(kOut).value_or(L"");
     if (key != L"x" && key != L"s") throw WrongUsage{L"--key takes x or s"};
@@ -124,7 +120,6 @@ bool RunCertificate(Arguments arguments) {
     for (const std::wstring& name : options.Names())
         certificates.push_back(MakeCertificate(options, name, key == L"s"));
     Check(WriteFileWhole(file, form.write(certificates)), L"can't write " + file);
-    return true;
 }
 
 }  // namespace softcsp

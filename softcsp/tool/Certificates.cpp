@@ -15,17 +15,6 @@ ByteView View(const CRYPT_DATA_BLOB& blob) {
     return {blob.pbData, blob.cbData};
 }
 
-// Empty if the text is not a name.
-Bytes EncodeName(const std::wstring& text) {
-    DWORD size = 0;
-    const auto encode = [&](BYTE* bytes) {
-        return CertStrToNameW(kEncoding, text.c_str(), CERT_X500_NAME_STR, nullptr, bytes, &size, nullptr) != FALSE;
-    };
-    if (!encode(nullptr)) return {};
-    Bytes encoded(size);
-    return encode(encoded.data()) ? encoded : Bytes();
-}
-
 }  // namespace
 
 Certificate OpenCertificate(ByteView der) {
@@ -49,15 +38,14 @@ std::wstring SubjectOf(const std::wstring& commonName) {
 
 std::wstring CommonNameOf(const std::wstring& subject) {
     const Bytes encoded = EncodeName(subject);
+    CERT_NAME_INFO* decoded = nullptr;
     DWORD size = 0;
-    if (encoded.empty() || !CryptDecodeObject(kEncoding, X509_UNICODE_NAME, encoded.data(),
-                                              static_cast<DWORD>(encoded.size()), 0, nullptr, &size))
+    if (encoded.empty() ||
+        !CryptDecodeObjectEx(kEncoding, X509_UNICODE_NAME, encoded.data(), static_cast<DWORD>(encoded.size()),
+                             CRYPT_DECODE_ALLOC_FLAG, nullptr, static_cast<void*>(&decoded), &size))
         throw WrongUsage{L"no subject such as CN=Name: " + subject};
-    const auto info = std::make_unique<CERT_NAME_INFO[]>(size / sizeof(CERT_NAME_INFO) + 1);
+    const std::unique_ptr<CERT_NAME_INFO, decltype(&LocalFree)> info(decoded, LocalFree);
     char attribute[] = szOID_COMMON_NAME;
-    if (!CryptDecodeObject(kEncoding, X509_UNICODE_NAME, encoded.data(), static_cast<DWORD>(encoded.size()), 0,
-                           info.get(), &size))
-        return {};
     const CERT_RDN_ATTR* found = CertFindRDNAttr(attribute, info.get());
     return found != nullptr ? std::wstring(reinterpret_cast<const wchar_t*>(found->Value.pbData)) : std::wstring();
 }
@@ -73,7 +61,7 @@ bool Matches(const CERT_CONTEXT& certificate, const ContainerKey& key) {
     return found && found->curve == key.curve && found->digest == key.digest && found->key == key.publicKey;
 }
 
-std::optional<DecodedUsagePeriod> UsageOf(const CERT_CONTEXT& certificate) {
+std::optional<UsagePeriod> UsageOf(const CERT_CONTEXT& certificate) {
     const CERT_INFO& info = *certificate.pCertInfo;
     const CERT_EXTENSION* found = CertFindExtension(kUsagePeriod, info.cExtension, info.rgExtension);
     return found != nullptr ? DecodeUsagePeriod(View(found->Value)) : std::nullopt;
@@ -108,59 +96,51 @@ FILETIME DaysAfter(const FILETIME& time, int days) {
     return {units.LowPart, units.HighPart};
 }
 
-Bytes Sign(const CertificateRequest& request, const KeyPair& signer) {
-    Bytes certificate = IssueCertificate(request, signer);
-    if (certificate.empty()) throw Failure{L"can't issue a certificate for " + request.subject, GetLastError()};
-    return certificate;
-}
-
 }  // namespace
 
-Validity ValidityOf(const Options& options) {
+CertificateRequest ReadRequest(const Options& options, const std::wstring& subject) {
     const auto from = options.Value(kNotBefore.name), to = options.Value(kNotAfter.name);
-    FILETIME now;
-    GetSystemTimeAsFileTime(&now);
-    Validity validity{from ? ParseDay(*from) : DaysAfter(now, -1), {}};
-    validity.to = to ? ParseDay(*to) : DaysAfter(validity.from, 365);
-    if (CompareFileTime(&validity.from, &validity.to) >= 0)
+    CertificateRequest request;
+    request.subject = options.Value(kSubject.name).value_or(subject);
+    GetSystemTimeAsFileTime(&request.notBefore);
+    request.notBefore = from ? ParseDay(*from) : DaysAfter(request.notBefore, -1);
+    request.notAfter = to ? ParseDay(*to) : DaysAfter(request.notBefore, 365);
+    if (CompareFileTime(&request.notBefore, &request.notAfter) >= 0)
         throw WrongUsage{L"the certificate would end before it begins"};
-    return validity;
+    CommonNameOf(request.subject);  // throws if it is not a name
+    return request;
 }
 
 KeyPair MakeKeyPair(const ParameterSet& curve) {
     auto pair = KeyPair::Generate(curve);
-    if (!pair) throw Failure{L"can't make a key", static_cast<DWORD>(NTE_FAIL)};
+    if (!pair) throw CommandFailure{L"can't make a key", Code(NTE_FAIL)};
     return *pair;
 }
 
-std::vector<Authority> MakeAuthorities(const std::wstring& commonName, std::size_t count, const Validity& validity) {
+std::vector<Authority> MakeAuthorities(const std::wstring& commonName, std::size_t count,
+                                       const CertificateRequest& request) {
     std::vector<Authority> authorities;
     while (authorities.size() < count) {
         const std::wstring rank = authorities.empty() ? L" Root CA" : L" CA " + std::to_wstring(authorities.size());
         Authority made{SubjectOf(commonName + rank), MakeKeyPair(DefaultParameterSet(ParameterKind::Signature)), {}};
-        CertificateRequest request;
-        request.subject = made.subject;
-        request.key = {&made.pair.Set(), &DefaultParameterSet(ParameterKind::Digest), made.pair.Public()};
-        request.notBefore = validity.from;
-        request.notAfter = validity.to;
-        request.authority = true;
-        if (!authorities.empty()) request.issuer = authorities.back().subject;
-        made.certificate = Sign(request, authorities.empty() ? made.pair : authorities.back().pair);
+        CertificateRequest own;
+        own.subject = made.subject;
+        own.notBefore = request.notBefore;
+        own.notAfter = request.notAfter;
+        own.authority = true;
+        made.certificate = Issue(own, made.pair, DefaultParameterSet(ParameterKind::Digest), authorities);
         authorities.push_back(std::move(made));
     }
     return authorities;
 }
 
-Bytes Issue(const Order& order, const KeyPair& pair, const ParameterSet& digest,
+Bytes Issue(CertificateRequest request, const KeyPair& pair, const ParameterSet& digest,
             const std::vector<Authority>& authorities) {
-    CertificateRequest request;
-    request.subject = order.subject;
     request.key = {&pair.Set(), &digest, pair.Public()};
-    request.notBefore = order.validity.from;
-    request.notAfter = order.validity.to;
-    request.usage = order.usage;
     if (!authorities.empty()) request.issuer = authorities.back().subject;
-    return Sign(request, authorities.empty() ? pair : authorities.back().pair);
+    Bytes certificate = IssueCertificate(request, authorities.empty() ? pair : authorities.back().pair);
+    if (certificate.empty()) throw CommandFailure{L"can't issue a certificate for " + request.subject, GetLastError()};
+    return certificate;
 }
 
 }  // namespace softcsp

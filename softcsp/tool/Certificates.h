@@ -1,5 +1,5 @@
-// Certificates for the commands: their names and dates as texts, and new ones. All functions throw Failure if libgcrypt
-// or the system fails, and WrongUsage for invalid texts.
+// Certificates for the commands: their names and dates as texts, and new ones. All functions throw CommandFailure if
+// libgcrypt or the system fails, and WrongUsage for invalid texts.
 #pragma once
 
 #include <windows.h>
@@ -38,7 +38,7 @@ std::wstring SubjectOf(const Container& container, const ContainerKey& key);
 bool Matches(const CERT_CONTEXT& certificate, const ContainerKey& key);
 
 // The private key usage period; empty if there is none.
-std::optional<DecodedUsagePeriod> UsageOf(const CERT_CONTEXT& certificate);
+std::optional<UsagePeriod> UsageOf(const CERT_CONTEXT& certificate);
 
 // Writes "2026-01-31 00:00:00 UTC", parses "2026-01-31".
 std::wstring TimeText(const FILETIME& time);
@@ -46,13 +46,10 @@ FILETIME ParseDay(const std::wstring& text);
 
 constexpr Option kNotBefore{L"--not-before", 1};
 constexpr Option kNotAfter{L"--not-after", 1};
+constexpr Option kSubject{L"--subject", 1};
 
-struct Validity {
-    FILETIME from;
-    FILETIME to;
-};
-// From the two options above; by default from yesterday, for a year.
-Validity ValidityOf(const Options& options);
+// What the three options above demand, without the key. Without options: from yesterday, for a year.
+CertificateRequest ReadRequest(const Options& options, const std::wstring& subject);
 
 KeyPair MakeKeyPair(const ParameterSet& curve);
 
@@ -61,16 +58,13 @@ struct Authority {
     KeyPair pair;
     Bytes certificate;
 };
-// A root and authorities beneath it, each issued by the previous one, with names derived from `commonName`.
-std::vector<Authority> MakeAuthorities(const std::wstring& commonName, std::size_t count, const Validity& validity);
+// A root and authorities beneath it, each issued by the previous one, with names derived from `commonName`, valid as
+// long as the request.
+std::vector<Authority> MakeAuthorities(const std::wstring& commonName, std::size_t count,
+                                       const CertificateRequest& request);
 
-struct Order {
-    std::wstring subject;
-    Validity validity;
-    std::optional<UsagePeriod> usage;
-};
 // For the pair's public key, issued by the last of the authorities, self-signed without any.
-Bytes Issue(const Order& order, const KeyPair& pair, const ParameterSet& digest,
+Bytes Issue(CertificateRequest request, const KeyPair& pair, const ParameterSet& digest,
             const std::vector<Authority>& authorities = {});
 
 }  // namespace softcsp

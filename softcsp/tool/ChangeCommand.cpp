@@ -18,8 +18,7 @@ unsigned long Number(const std::wstring& value, unsigned long most) {
 
 // A certificate with the same names for another key.
 Bytes OtherCertificate(const Container& container, const ContainerKey& key) {
-    const Order order{SubjectOf(container, key), ValidityOf(Options({}, {}, {0, 0})), {}};
-    return Issue(order, MakeKeyPair(*key.curve), *key.digest);
+    return Issue(ReadRequest(Options({}, {}, {0, 0}), SubjectOf(container, key)), MakeKeyPair(*key.curve), *key.digest);
 }
 
 void ChangeCertificate(Container& container, bool signatureKey, const std::wstring& value) {
@@ -35,7 +34,7 @@ void ChangeExportability(Container& container, const SymmetricKey& master, bool 
         if (!key) continue;
         const auto secret = Unseal(master, key->privateKey);
         const auto sealed = secret ? SealPrivateKey(master, *secret, exportable) : std::nullopt;
-        if (!sealed) throw Failure{L"can't seal a key of " + container.name, static_cast<DWORD>(NTE_FAIL)};
+        if (!sealed) throw CommandFailure{L"can't seal a key of " + container.name, Code(NTE_FAIL)};
         key->exportable = exportable;
         key->privateKey = *sealed;
     }
@@ -43,19 +42,14 @@ void ChangeExportability(Container& container, const SymmetricKey& master, bool 
 
 // OID:CRITICAL:HEX
 ContainerExtension ParseExtension(const std::wstring& value) {
-    const std::size_t first = value.find(L':');
-    const std::size_t second = first == std::wstring::npos ? first : value.find(L':', first + 1);
-    if (second == std::wstring::npos) throw WrongUsage{L"an extension is OID:CRITICAL:HEX"};
-    ContainerExtension extension;
-    for (const wchar_t c : value.substr(0, first)) {
-        if (c > 0x7E) throw WrongUsage{L"an identifier is ASCII: " + value};
-        extension.identifier += static_cast<char>(c);
-    }
-    extension.critical = Number(value.substr(first + 1, second - first - 1), MAXDWORD);
+    const std::size_t first = value.find(L':'), second = value.find(L':', first + 1);
+    if (first == value.npos || second == value.npos) throw WrongUsage{L"an extension is OID:CRITICAL:HEX"};
+    const std::wstring identifier = value.substr(0, first);
+    if (identifier.find_first_not_of(L".0123456789") != identifier.npos)
+        throw WrongUsage{L"an identifier is numbers with dots between them: " + value};
     const auto bytes = ParseHex(std::wstring_view(value).substr(second + 1));
     if (!bytes) throw WrongUsage{L"no hexadecimal digits in pairs: " + value.substr(second + 1)};
-    extension.value = *bytes;
-    return extension;
+    return {Narrow(identifier), Number(value.substr(first + 1, second - first - 1), MAXDWORD), *bytes};
 }
 
 void Change(Container& container, const SymmetricKey& master, const std::wstring& what, const std::wstring& value) {
@@ -96,26 +90,20 @@ void ChangeDamage(const ContainerStore& store, const std::wstring& name, unsigne
 
 }  // namespace
 
-bool RunSet(Arguments arguments) {
+void RunSet(Arguments arguments) {
     if (arguments.size() == 1) return RunSetting(std::wstring(arguments[0]));
     const Options options(arguments, kScopeAndPassword, {2, 2});
-    const std::wstring &name = options.Names()[0], &change = options.Names()[1];
-    const std::size_t equals = change.find(L'=');
-    if (equals == std::wstring::npos) throw WrongUsage{L"no WHAT=VALUE: " + change};
-    const std::wstring what = change.substr(0, equals), value = change.substr(equals + 1);
+    const std::wstring& name = options.Names()[0];
+    const auto [what, value] = SplitAtEquals(options.Names()[1]);
     const ContainerStore store = StoreOf(options);
-    if (what == L"damage") {
-        ChangeDamage(store, name, Number(value, kTruncated));
-        return true;
-    }
+    if (what == L"damage") return ChangeDamage(store, name, Number(value, kTruncated));
     Container changed;
     const DWORD result = store.Modify(FindContainer(store, name), changed, [&](Container& container) {
         const SymmetricKey master = UnlockContainer(container, options);
         Change(container, master, what, value);
-        return Authenticate(container, master) ? ERROR_SUCCESS : static_cast<DWORD>(NTE_FAIL);
+        return Authenticate(container, master) ? ERROR_SUCCESS : Code(NTE_FAIL);
     });
     Check(result, L"can't change " + name);
-    return true;
 }
 
 }  // namespace softcsp

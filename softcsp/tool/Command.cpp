@@ -1,6 +1,8 @@
 #include "softcsp/tool/Command.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cwchar>
 
 namespace softcsp {
 
@@ -44,20 +46,29 @@ std::optional<std::wstring> Options::Value(std::wstring_view option, std::size_t
 
 std::optional<unsigned long> ParseNumber(std::wstring_view text) {
     const bool hexadecimal = text.starts_with(L"0x") || text.starts_with(L"0X");
-    const std::wstring_view digits = hexadecimal ? text.substr(2) : text;
-    const unsigned base = hexadecimal ? 16 : 10;
-    unsigned long long number = 0;
-    if (digits.empty()) return std::nullopt;
-    for (const wchar_t c : digits) {
-        const auto digit = static_cast<unsigned>(c >= L'0' && c <= L'9'   ? c - L'0'
-                                                 : c >= L'a' && c <= L'f' ? c - L'a' + 10
-                                                 : c >= L'A' && c <= L'F' ? c - L'A' + 10
-                                                                          : 16);
-        if (digit >= base) return std::nullopt;
-        number = number * base + digit;
-        if (number > MAXDWORD) return std::nullopt;
-    }
-    return static_cast<unsigned long>(number);
+    const std::string digits = Narrow(hexadecimal ? text.substr(2) : text);
+    unsigned long number = 0;
+    const char* const end = digits.data() + digits.size();
+    const auto [last, error] = std::from_chars(digits.data(), end, number, hexadecimal ? 16 : 10);
+    return error == std::errc() && last == end ? std::optional(number) : std::nullopt;
+}
+
+std::wstring HexNumber(unsigned long number) {
+    wchar_t text[16];
+    swprintf(text, std::size(text), L"0x%lX", number);
+    return text;
+}
+
+std::string Narrow(std::wstring_view ascii) {
+    std::string narrow;
+    for (const wchar_t c : ascii) narrow += c < 0x80 ? static_cast<char>(c) : '?';
+    return narrow;
+}
+
+std::pair<std::wstring, std::wstring> SplitAtEquals(const std::wstring& text) {
+    const std::size_t equals = text.find(L'=');
+    if (equals == text.npos) throw WrongUsage{L"no WHAT=VALUE: " + text};
+    return {text.substr(0, equals), text.substr(equals + 1)};
 }
 
 void Print(Stream stream, std::wstring_view text) {
@@ -76,7 +87,7 @@ void Print(Stream stream, std::wstring_view text) {
 }
 
 void Check(DWORD code, const std::wstring& what) {
-    if (code != ERROR_SUCCESS) throw Failure{what, code};
+    if (code != ERROR_SUCCESS) throw CommandFailure{what, code};
 }
 
 }  // namespace softcsp

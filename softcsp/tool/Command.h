@@ -7,7 +7,10 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "softcsp/common/ExportGuard.h"
 
 namespace softcsp {
 
@@ -15,16 +18,16 @@ using Arguments = std::span<const std::wstring_view>;
 
 // Ends a command whose arguments are wrong.
 struct WrongUsage {
-    std::wstring what;
+    std::wstring what = L"wrong usage";
 };
 
 // Ends a command that failed.
-struct Failure {
+struct CommandFailure {
     std::wstring what;  // "can't write …"
-    DWORD code = 0;     // Win32 code
+    DWORD code = 0;     // of Win32, CryptoAPI or smart cards
 };
 
-// Throws Failure unless the code is 0.
+// Throws CommandFailure unless the code is 0.
 void Check(DWORD code, const std::wstring& what);
 
 enum class Stream { Output, Error };
@@ -66,17 +69,22 @@ class Options {
 
 // A decimal or 0x number of 32 bits.
 std::optional<unsigned long> ParseNumber(std::wstring_view text);
+std::wstring HexNumber(unsigned long number);  // "0x1F"
+// ASCII characters only.
+std::string Narrow(std::wstring_view ascii);
+// "WHAT=VALUE". Throws WrongUsage.
+std::pair<std::wstring, std::wstring> SplitAtEquals(const std::wstring& text);
 
-// The commands. They throw Failure and WrongUsage, and return false if the arguments are wrong.
-bool RunInit(Arguments arguments);         // options
-bool RunCreate(Arguments arguments);       // NAME, options
-bool RunList(Arguments arguments);         // options
-bool RunShow(Arguments arguments);         // NAME, options
-bool RunRemove(Arguments arguments);       // NAME, options
-bool RunCertificate(Arguments arguments);  // NAME…, options
-bool RunSet(Arguments arguments);          // NAME WHAT=VALUE, options; or SETTING=VALUE
-bool RunCarrier(Arguments arguments);      // add | eject | insert | remove NAME, or list
-bool RunCalls(Arguments arguments);        // PROGRAM, options
-bool RunStore(Arguments arguments);        // get | put | del | deny | allow PATH
+// The commands. They throw CommandFailure and WrongUsage.
+void RunInit(Arguments arguments);         // options
+void RunCreate(Arguments arguments);       // NAME, options
+void RunList(Arguments arguments);         // options
+void RunShow(Arguments arguments);         // NAME, options
+void RunRemove(Arguments arguments);       // NAME, options
+void RunCertificate(Arguments arguments);  // NAME…, options
+void RunSet(Arguments arguments);          // NAME WHAT=VALUE, options; or SETTING=VALUE
+void RunCarrier(Arguments arguments);      // add | eject | insert | remove NAME, or list
+void RunCalls(Arguments arguments);        // PROGRAM, options
+void RunStore(Arguments arguments);        // get | put | del | deny | allow PATH
 
 }  // namespace softcsp

@@ -8,18 +8,18 @@
 namespace softcsp {
 namespace {
 
-DWORD TypeOf(const std::wstring& provider) {
+// The first one without a name.
+const ProviderName& ProviderOf(const Options& options) {
+    const std::wstring name = options.Value(kProvider.name).value_or(kProviders[0].name);
     for (const ProviderName& known : kProviders)
-        if (provider == known.name) return known.type;
-    throw WrongUsage{L"no such provider: " + provider};
+        if (name == known.name) return known;
+    throw WrongUsage{L"no such provider: " + name};
 }
 
 }  // namespace
 
 ContainerStore StoreOf(const Options& options) {
-    const auto provider = options.Value(kProvider.name);
-    return {options.Has(kMachine.name) ? Owner::Computer : Owner::User,
-            provider ? TypeOf(*provider) : kProviders[0].type};
+    return {options.Has(kMachine.name) ? Owner::Computer : Owner::User, ProviderOf(options).type};
 }
 
 ContainerPlace FindContainer(const ContainerStore& store, const std::wstring& name) {
@@ -37,15 +37,14 @@ Container LoadContainer(const ContainerStore& store, const std::wstring& name, C
 
 const ContainerKey& KeyOf(const Container& container, bool signatureKey) {
     const auto& key = container.Key(signatureKey);
-    if (!key)
-        throw Failure{container.name + L" has no " + KeyName(signatureKey) + L" key", static_cast<DWORD>(NTE_NO_KEY)};
+    if (!key) throw CommandFailure{container.name + L" has no " + KeyName(signatureKey) + L" key", Code(NTE_NO_KEY)};
     return *key;
 }
 
 SymmetricKey UnlockContainer(const Container& container, const Options& options) {
     const auto opening = OpeningKey(container.lock, container.lock.hasPassword ? PasswordOf(options) : Password());
     const auto master = opening ? OpenLock(container.lock, *opening) : std::nullopt;
-    if (!master) throw Failure{L"wrong password for " + container.name, static_cast<DWORD>(SCARD_W_WRONG_CHV)};
+    if (!master) throw CommandFailure{L"wrong password for " + container.name, Code(SCARD_W_WRONG_CHV)};
     return *master;
 }
 

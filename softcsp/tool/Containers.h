@@ -15,7 +15,7 @@ constexpr Option kScopeAndPassword[] = {kMachine, kProvider, kPassword};
 // The user's containers of the 2001 provider, unless the options select others. Throws WrongUsage.
 ContainerStore StoreOf(const Options& options);
 
-// All throw Failure with the container's name as given.
+// All throw CommandFailure with the container's name as given.
 ContainerPlace FindContainer(const ContainerStore& store, const std::wstring& name);
 Container LoadContainer(const ContainerStore& store, const std::wstring& name, ContainerPlace& place);
 const ContainerKey& KeyOf(const Container& container, bool signatureKey);
@@ -30,6 +30,6 @@ Password PasswordOf(const Options& options);
 const wchar_t* KeyName(bool signatureKey);
 
 // "set SETTING=VALUE".
-bool RunSetting(const std::wstring& argument);
+void RunSetting(const std::wstring& argument);
 
 }  // namespace softcsp

@@ -31,27 +31,22 @@ struct KeyValue {
     std::variant<DWORD, std::wstring, std::vector<BYTE>> data;
 };
 
-struct Writer {
-    const RegistryKey& key;
-    const wchar_t* name;
-
-    DWORD operator()(DWORD number) const { return key.WriteNumber(name, number); }
-    DWORD operator()(const std::wstring& text) const { return key.WriteText(name, text); }
-    DWORD operator()(const std::vector<BYTE>& bytes) const {
-        return key.WriteBytes(name, bytes.data(), static_cast<DWORD>(bytes.size()));
-    }
-};
-
 // Creates the key beneath HKEY_LOCAL_MACHINE and sets its values; other values stay.
 void WriteKey(const std::wstring& path, std::initializer_list<KeyValue> values) {
-    RegistryKey key;
-    Check(key.Create(HKEY_LOCAL_MACHINE, path), L"can't create HKLM\\" + path);
-    for (const KeyValue& value : values)
-        Check(std::visit(Writer{key, value.name}, value.data), L"can't write HKLM\\" + path + L"\\" + value.name);
+    for (const auto& [name, data] : values) {
+        DWORD result = ERROR_SUCCESS;
+        if (const auto* number = std::get_if<DWORD>(&data))
+            result = WriteNumber(HKEY_LOCAL_MACHINE, path, name, *number);
+        if (const auto* text = std::get_if<std::wstring>(&data))
+            result = WriteText(HKEY_LOCAL_MACHINE, path, name, *text);
+        if (const auto* bytes = std::get_if<std::vector<BYTE>>(&data))
+            result = WriteBytes(HKEY_LOCAL_MACHINE, path, name, *bytes);
+        Check(result, L"can't write HKLM\\" + path + L"\\" + name);
+    }
 }
 
-void RemoveKey(HKEY root, const std::wstring& path) {
-    const DWORD result = RemoveRegistryTree(root, path);
+void RemoveWholeKey(HKEY root, const std::wstring& path) {
+    const DWORD result = RemoveKey(root, path);
     if (result != ERROR_FILE_NOT_FOUND) Check(result, L"can't remove " + path);
 }
 
@@ -76,8 +71,8 @@ std::wstring TypeKey(const std::wstring& defaults, const ProviderName& provider)
 void RemoveProviders() {
     for (const wchar_t* defaults : {kDefaults, kDefaults32})
         for (const ProviderName& provider : kProviders) {
-            RemoveKey(HKEY_LOCAL_MACHINE, ProviderKey(defaults, provider));
-            RemoveKey(HKEY_LOCAL_MACHINE, TypeKey(defaults, provider));
+            RemoveWholeKey(HKEY_LOCAL_MACHINE, ProviderKey(defaults, provider));
+            RemoveWholeKey(HKEY_LOCAL_MACHINE, TypeKey(defaults, provider));
         }
 }
 
@@ -141,50 +136,44 @@ constexpr Function kFunctions[] = {
     {CRYPT_OID_DECODE_OBJECT_FUNC, "1.2.643.2.2.37.3.3", "KvDecodeCertificates"},
 };
 
-// The structure points to `extra` and to the table.
-CRYPT_OID_INFO Info(const Algorithm& algorithm, SignatureExtra& extra) {
-    CRYPT_OID_INFO info{};
-    info.cbSize = sizeof info;
-    info.pszOID = algorithm.identifier;
-    info.pwszName = algorithm.name;
-    info.dwGroupId = algorithm.group;
-    info.Algid = algorithm.algorithm;
-    if (algorithm.signature) info.ExtraInfo = {sizeof extra, reinterpret_cast<BYTE*>(&extra)};
-    return info;
+// Calls the function, which registers or removes an algorithm, with its description.
+template <class Change>
+void EachAlgorithm(Change&& change) {
+    SignatureExtra extra = kSignatureExtra;
+    for (const Algorithm& algorithm : kAlgorithms) {
+        CRYPT_OID_INFO info{};
+        info.cbSize = sizeof info;
+        info.pszOID = algorithm.identifier;
+        info.pwszName = algorithm.name;
+        info.dwGroupId = algorithm.group;
+        info.Algid = algorithm.algorithm;
+        if (algorithm.signature) info.ExtraInfo = {sizeof extra, reinterpret_cast<BYTE*>(&extra)};
+        change(info, algorithm.flags);
+    }
 }
 
-DWORD ResultOf(BOOL done) {
-    return done ? ERROR_SUCCESS : GetLastError();
-}
-
-void CheckRemoved(BOOL done, const char* identifier) {
-    const DWORD result = ResultOf(done);
-    if (result != ERROR_FILE_NOT_FOUND) Check(result, L"can't unregister " + Wide(identifier));
+void CheckDone(BOOL done, const wchar_t* what, const char* identifier, DWORD ignored = ERROR_SUCCESS) {
+    const DWORD result = done ? ERROR_SUCCESS : GetLastError();
+    if (result != ignored) Check(result, what + Wide(identifier));
 }
 
 // Running programs do not notice the names of the algorithms: the system reads them when it is loaded.
 void WriteCryptography(const std::wstring& library) {
-    SignatureExtra extra = kSignatureExtra;
-    for (const Algorithm& algorithm : kAlgorithms) {
-        const CRYPT_OID_INFO info = Info(algorithm, extra);
-        Check(ResultOf(CryptRegisterOIDInfo(&info, algorithm.flags)),
-              L"can't register the algorithm " + Wide(algorithm.identifier));
-    }
-    for (const Function& function : kFunctions)
-        Check(ResultOf(CryptRegisterOIDFunction(X509_ASN_ENCODING, function.kind, function.identifier, library.c_str(),
-                                                function.entry)),
-              L"can't register the function for " + Wide(function.identifier));
+    EachAlgorithm([](const CRYPT_OID_INFO& info, DWORD flags) {
+        CheckDone(CryptRegisterOIDInfo(&info, flags), L"can't register ", info.pszOID);
+    });
+    for (const auto& [kind, identifier, entry] : kFunctions)
+        CheckDone(CryptRegisterOIDFunction(X509_ASN_ENCODING, kind, identifier, library.c_str(), entry),
+                  L"can't register the function for ", identifier);
 }
 
 void RemoveCryptography() {
-    SignatureExtra extra = kSignatureExtra;
-    for (const Algorithm& algorithm : kAlgorithms) {
-        const CRYPT_OID_INFO info = Info(algorithm, extra);
-        CheckRemoved(CryptUnregisterOIDInfo(&info), algorithm.identifier);
-    }
-    for (const Function& function : kFunctions)
-        CheckRemoved(CryptUnregisterOIDFunction(X509_ASN_ENCODING, function.kind, function.identifier),
-                     function.identifier);
+    EachAlgorithm([](const CRYPT_OID_INFO& info, DWORD) {
+        CheckDone(CryptUnregisterOIDInfo(&info), L"can't unregister ", info.pszOID, ERROR_FILE_NOT_FOUND);
+    });
+    for (const auto& [kind, identifier, entry] : kFunctions)
+        CheckDone(CryptUnregisterOIDFunction(X509_ASN_ENCODING, kind, identifier),
+                  L"can't unregister the function for ", identifier, ERROR_FILE_NOT_FOUND);
 }
 
 // --- Installation --------------------------------------------------------------------------------------------------
@@ -198,13 +187,14 @@ constexpr DWORD kVersion = 5u << 24 | 0u << 16 | 4821u;
 // The form of a GUID in the installer's keys: no punctuation, the first three fields reversed, and in the rest the two
 // digits of each byte exchanged.
 std::wstring Squashed(const std::wstring& guid) {
-    constexpr std::size_t kGroups[][2] = {{1, 8},  {10, 4}, {15, 4}, {20, 2}, {22, 2}, {25, 2},
-                                          {27, 2}, {29, 2}, {31, 2}, {33, 2}, {35, 2}};  // position, digits
     std::wstring squashed;
-    for (const auto& [begin, count] : kGroups) {
-        std::wstring digits = guid.substr(begin, count);
-        std::reverse(digits.begin(), digits.end());
-        squashed += digits;
+    for (const wchar_t c : guid)
+        if (iswxdigit(c)) squashed += c;
+    std::size_t begin = 0;
+    for (const std::size_t count : {8, 4, 4, 2, 2, 2, 2, 2, 2, 2, 2}) {
+        std::ranges::reverse(squashed.begin() + static_cast<std::ptrdiff_t>(begin),
+                             squashed.begin() + static_cast<std::ptrdiff_t>(begin + count));
+        begin += count;
     }
     return squashed;
 }
@@ -214,7 +204,8 @@ const std::wstring kProductDataKey = kMachineData + (L"Products\\" + Squashed(kP
 const std::wstring kProductKey = kMachineProducts + Squashed(kProductCode);
 
 void RemoveInstallation() {
-    for (const std::wstring& key : {kComponentKey, kProductDataKey, kProductKey}) RemoveKey(HKEY_LOCAL_MACHINE, key);
+    for (const std::wstring& key : {kComponentKey, kProductDataKey, kProductKey})
+        RemoveWholeKey(HKEY_LOCAL_MACHINE, key);
 }
 
 void WriteInstallation(const std::wstring& panel) {
@@ -234,6 +225,7 @@ void WriteInstallation(const std::wstring& panel) {
 // --- Store ---------------------------------------------------------------------------------------------------------
 
 constexpr wchar_t kLanguage[] = L"\\config\\Language";
+constexpr DWORD kLongestPath = 32768;  // characters with the terminator
 
 void WriteStore() {
     const Store store(Store::Denials::Ignored);
@@ -251,23 +243,20 @@ void WriteStore() {
 
 // With the last backslash; the libraries and the panel are in the same directory.
 std::wstring OwnDirectory() {
-    constexpr DWORD kLongestPath = 32768;  // characters with the terminator
     std::wstring path(kLongestPath, L'\0');
     const DWORD length = GetModuleFileNameW(nullptr, path.data(), kLongestPath);
     Check(length == 0 || length == kLongestPath ? ERROR_BAD_PATHNAME : ERROR_SUCCESS, L"can't find my own directory");
-    path.resize(length);
-    path.resize(path.rfind(L'\\') + 1);
-    return path;
+    return path.substr(0, path.rfind(L'\\', length) + 1);
 }
 
 }  // namespace
 
 // With --reset the registrations, the store, the denied paths and the settings are removed first.
-bool RunInit(Arguments arguments) {
+void RunInit(Arguments arguments) {
     constexpr Option known[] = {{L"--reset"}};
     if (Options(arguments, known, {0, 0}).Has(known->name)) {
-        RemoveKey(HKEY_LOCAL_MACHINE, kHomeKey);
-        RemoveKey(HKEY_CURRENT_USER, kHomeKey);
+        RemoveWholeKey(HKEY_LOCAL_MACHINE, kHomeKey);
+        RemoveWholeKey(HKEY_CURRENT_USER, kHomeKey);
         RemoveInstallation();
         RemoveCryptography();
         RemoveProviders();
@@ -279,7 +268,6 @@ bool RunInit(Arguments arguments) {
     WriteInstallation(directory + L"vestra.cpl");
     WriteStore();
     Print(Stream::Output, L"softcsp: registered\n");
-    return true;
 }
 
 }  // namespace softcsp

@@ -1,6 +1,5 @@
 // "list", "show" and "remove".
 #include <algorithm>
-#include <cwchar>
 
 #include "softcsp/common/Text.h"
 #include "softcsp/container/SavedPasswords.h"
@@ -39,9 +38,7 @@ std::wstring Summary(const Container& container) {
 std::wstring IntegrityText(ByteView stored, const Container& container) {
     const std::wstring text = IsIntact(stored) ? L"intact" : L"damaged";
     if (container.reportedDamage == 0) return text;
-    wchar_t bits[16];
-    swprintf(bits, std::size(bits), L"0x%lX", static_cast<unsigned long>(container.reportedDamage));
-    return text + L", reports " + bits;
+    return text + L", reports " + HexNumber(container.reportedDamage);
 }
 
 std::wstring DigestText(const PublicKey& key) {
@@ -56,7 +53,7 @@ std::wstring SerialText(const CRYPT_INTEGER_BLOB& serial) {
     return HexText(bytes);
 }
 
-std::wstring UsageText(const DecodedUsagePeriod& usage) {
+std::wstring UsageText(const UsagePeriod& usage) {
     return (usage.from ? TimeText(*usage.from) : L"ever") + L" to " + (usage.to ? TimeText(*usage.to) : L"ever");
 }
 
@@ -92,7 +89,7 @@ std::wstring ExtensionRow(const ContainerExtension& extension) {
 
 }  // namespace
 
-bool RunList(Arguments arguments) {
+void RunList(Arguments arguments) {
     const Options options(arguments, kScope, {0, 0});
     const ContainerStore store = StoreOf(options);
     for (const ContainerPlace& place : store.List()) {
@@ -100,10 +97,9 @@ bool RunList(Arguments arguments) {
         const bool read = store.Load(place, container) == ERROR_SUCCESS;
         Print(Stream::Output, place.UniqueName() + L"\t" + (read ? Summary(container) : L"unreadable") + L"\n");
     }
-    return true;
 }
 
-bool RunShow(Arguments arguments) {
+void RunShow(Arguments arguments) {
     const Options options(arguments, kScope, {1, 1});
     const ContainerStore store = StoreOf(options);
     ContainerPlace place;
@@ -118,17 +114,15 @@ bool RunShow(Arguments arguments) {
     for (const bool signatureKey : {false, true}) text += KeyRows(container, signatureKey);
     for (const ContainerExtension& extension : container.extensions) text += ExtensionRow(extension);
     Print(Stream::Output, text);
-    return true;
 }
 
-bool RunRemove(Arguments arguments) {
+void RunRemove(Arguments arguments) {
     const Options options(arguments, kScope, {1, 1});
     const ContainerStore store = StoreOf(options);
     const std::wstring& name = options.Names()[0];
     const ContainerPlace place = FindContainer(store, name);
     Check(store.Remove(place), L"can't remove " + name);
     SavedPasswords(store).Remove(place);
-    return true;
 }
 
 }  // namespace softcsp

@@ -14,21 +14,18 @@ namespace {
 
 // Numbers and flags are shown as decimals, texts as they are.
 void ShowParameter(const std::wstring& path) {
-    StoreValue value;
     std::wstring text;
     DWORD number = 0;
-    DWORD result = Store().Find(path.c_str(), value);
-    if (result == ERROR_SUCCESS && value.data.Number(number) == ERROR_SUCCESS)
-        text = std::to_wstring(number);
-    else if (result == ERROR_SUCCESS)
-        result = value.data.Text(text);
+    DWORD result = Store().ReadNumber(path, number);
+    if (result == ERROR_SUCCESS) text = std::to_wstring(number);
+    if (result == ERROR_INVALID_DATA) result = Store().ReadText(path, text);
     Check(result, L"can't read " + path);
     Print(Stream::Output, text + L"\n");
 }
 
-void WriteParameter(const std::wstring& path, std::wstring_view value, bool asText) {
+void WriteParameter(const std::wstring& path, const std::wstring& value, bool asText) {
     const auto number = asText ? std::nullopt : ParseNumber(value);
-    Check(number ? Store().WriteNumber(path.c_str(), *number) : Store().WriteText(path.c_str(), std::wstring(value)),
+    Check(number ? Store().WriteNumber(path.c_str(), *number) : Store().WriteText(path.c_str(), value),
           L"can't write " + path);
 }
 
@@ -38,11 +35,6 @@ void RemoveEntry(const std::wstring& path) {
     DWORD result = store.RemoveParameter(path.c_str());
     if (result == ERROR_FILE_NOT_FOUND || result == ERROR_BAD_PATHNAME) result = store.RemoveSection(path.c_str());
     Check(result, L"can't delete " + path);
-}
-
-void ChangeRights(const std::wstring& text, DWORD (*change)(const StorePath&), const wchar_t* what) {
-    const auto path = StorePath::Parse(text.c_str());
-    Check(path ? change(*path) : ERROR_BAD_PATHNAME, what + text);
 }
 
 constexpr Option kRoom[] = {{L"--room", 1}};
@@ -59,11 +51,10 @@ DWORD AddCarrier(const Options& options) {
 
 DWORD InsertCarrier(const std::wstring& name, bool present) {
     auto carriers = Carriers();
-    const auto carrier = std::find_if(carriers.begin(), carriers.end(),
-                                      [&](const Carrier& one) { return one.removable && one.name == name; });
+    const auto carrier = std::ranges::find(carriers, name, &Carrier::name);
     if (carrier == carriers.end()) return ERROR_FILE_NOT_FOUND;
     carrier->present = present;
-    return UpdateCarrier(*carrier);
+    return UpdateCarrier(*carrier);  // which fails for the registry
 }
 
 void ListCarriers() {
@@ -77,7 +68,7 @@ void ListCarriers() {
 std::wstring CountsText(const CallCounts& counts) {
     std::wstring text;
     for (std::size_t i = 0; i < counts.calls.size(); ++i)
-        if (counts.calls[i] != 0) text += kProviderEntries[i] + (L' ' + std::to_wstring(counts.calls[i])) + L'\n';
+        if (counts.calls[i] != 0) text += Wide(kProviderEntries[i]) + L' ' + std::to_wstring(counts.calls[i]) + L'\n';
     for (std::size_t i = 0; i < counts.open.size(); ++i)
         text += std::wstring(L"open ") + kHandleKinds[i] + L' ' + std::to_wstring(counts.open[i]) + L'\n';
     return text;
@@ -85,84 +76,69 @@ std::wstring CountsText(const CallCounts& counts) {
 
 }  // namespace
 
-bool RunStore(Arguments arguments) {
-    if (arguments.size() < 2) return false;
+void RunStore(Arguments arguments) {
+    if (arguments.size() < 2) throw WrongUsage{};
     const std::wstring_view verb = arguments[0];
-    const std::wstring path(arguments[1]);
-    if (verb == L"put") {
-        constexpr Option known[] = {{L"--text"}};
-        const Options options(arguments.subspan(2), known, {1, 1});
-        WriteParameter(path, options.Names()[0], options.Has(known->name));
-        return true;
-    }
-    if (arguments.size() > 2) return false;
-    if (verb == L"get") {
+    const bool put = verb == L"put";
+    constexpr Option known[] = {{L"--text"}};
+    const std::size_t names = put ? 2 : 1;
+    const Options options(arguments.subspan(1), std::span(known).first(put ? 1 : 0), {names, names});
+    const std::wstring& path = options.Names()[0];
+    if (put) {
+        WriteParameter(path, options.Names()[1], options.Has(known->name));
+    } else if (verb == L"get") {
         ShowParameter(path);
     } else if (verb == L"del") {
         RemoveEntry(path);
     } else if (verb == L"deny") {
-        ChangeRights(path, Deny, L"can't deny ");
+        Check(Deny(path.c_str()), L"can't deny " + path);
     } else if (verb == L"allow") {
-        ChangeRights(path, Allow, L"can't allow ");
+        Check(Allow(path.c_str()), L"can't allow " + path);
     } else {
-        return false;
+        throw WrongUsage{};
     }
-    return true;
 }
 
-bool RunSetting(const std::wstring& argument) {
-    const std::size_t equals = argument.find(L'=');
-    if (equals == std::wstring::npos) return false;
-    const std::wstring name = argument.substr(0, equals), value = argument.substr(equals + 1);
+void RunSetting(const std::wstring& argument) {
+    const auto [name, value] = SplitAtEquals(argument);
     const auto number = ParseNumber(value);
     Check(value.empty() || number ? ERROR_SUCCESS : ERROR_INVALID_DATA, L"not a number: " + value);
-    for (const Setting* setting : kSettings) {
-        if (setting->name != name) continue;
-        Check(number ? WriteSetting(*setting, *number) : ClearSetting(*setting), L"can't set " + argument);
-        return true;
-    }
-    throw Failure{L"no such setting: " + name, ERROR_FILE_NOT_FOUND};
+    const auto setting = std::ranges::find(kSettings, name, [](const Setting* one) { return std::wstring(one->name); });
+    if (setting == std::end(kSettings)) throw CommandFailure{L"no such setting: " + name, ERROR_FILE_NOT_FOUND};
+    Check(number ? WriteSetting(**setting, *number) : ClearSetting(**setting), L"can't set " + argument);
 }
 
-bool RunCarrier(Arguments arguments) {
-    if (arguments.empty()) return false;
-    const std::wstring_view verb = arguments[0];
+void RunCarrier(Arguments arguments) {
+    if (arguments.empty()) throw WrongUsage{};
+    const std::wstring verb(arguments[0]);
     const bool add = verb == L"add", list = verb == L"list";
     const std::size_t names = list ? 0 : 1;
     const Options options(arguments.subspan(1), std::span(kRoom).first(add ? 1 : 0), {names, names});
-    if (list) {
-        ListCarriers();
-        return true;
-    }
+    if (list) return ListCarriers();
     const std::wstring& name = options.Names()[0];
+    const std::wstring failure = L"can't " + verb + L" the carrier " + name;
     if (add) {
-        Check(AddCarrier(options), L"can't add the carrier " + name);
+        Check(AddCarrier(options), failure);
     } else if (verb == L"eject" || verb == L"insert") {
-        Check(InsertCarrier(name, verb == L"insert"), L"can't " + std::wstring(verb) + L" the carrier " + name);
+        Check(InsertCarrier(name, verb == L"insert"), failure);
     } else if (verb == L"remove") {
-        Check(RemoveCarrier(name), L"can't remove the carrier " + name);
+        Check(RemoveCarrier(name), failure);
     } else {
-        return false;
+        throw WrongUsage{};
     }
-    return true;
 }
 
-bool RunCalls(Arguments arguments) {
+void RunCalls(Arguments arguments) {
     constexpr Option known[] = {{L"--start"}, {L"--stop"}};
     const Options options(arguments, known, {1, 1});
     const std::wstring& program = options.Names()[0];
     const bool start = options.Has(known[0].name), stop = options.Has(known[1].name);
-    if (start && stop) return false;
     CallCounts counts{};
-    if (start) {
-        Check(StartCallRecord(program), L"can't count the calls of " + program);
-    } else if (stop) {
-        Check(StopCallRecord(program), L"can't stop counting the calls of " + program);
-    } else {
-        Check(ReadCallRecord(program, counts), L"can't read the counts of " + program);
-        Print(Stream::Output, CountsText(counts));
-    }
-    return true;
+    if (start && stop) throw WrongUsage{};
+    if (start) return Check(StartCallRecord(program), L"can't count the calls of " + program);
+    if (stop) return Check(StopCallRecord(program), L"can't stop counting the calls of " + program);
+    Check(ReadCallRecord(program, counts), L"can't read the counts of " + program);
+    Print(Stream::Output, CountsText(counts));
 }
 
 }  // namespace softcsp

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "softcsp/common/Settings.h"
+#include "softcsp/common/Text.h"
 #include "softcsp/tool/Command.h"
 
 namespace {
@@ -20,7 +21,7 @@ enum ExitCode { kDone = 0, kFailed = 1, kUsage = 2 };
 
 struct Command {
     std::wstring_view name;
-    bool (*run)(Arguments arguments);  // false: the arguments are wrong
+    void (*run)(Arguments arguments);
     const wchar_t* help;
 };
 
@@ -96,11 +97,9 @@ std::wstring Help() {
     for (const Command& command : kCommands) help += command.help;
     help += kTerms;
     for (const softcsp::Setting* setting : softcsp::kSettings) {
-        const std::string meaning = setting->meaning;
-        const std::wstring name = std::wstring(L"  ") + setting->name;
-        help += name + std::wstring(kSettingColumn - std::min(name.size(), kSettingColumn - 1), L' ') +
-                std::wstring(meaning.begin(), meaning.end()) + L" (default " + std::to_wstring(setting->missing) +
-                L")\n";
+        std::wstring name = std::wstring(L"  ") + setting->name;
+        name.resize(std::max(name.size() + 1, kSettingColumn), L' ');
+        help += name + softcsp::Wide(setting->meaning) + L" (default " + std::to_wstring(setting->missing) + L")\n";
     }
     return help + L"\nExit code: 0 done, 1 failed, 2 wrong usage.\n";
 }
@@ -120,22 +119,18 @@ constexpr CodeText kCodeTexts[] = {
 
 // The code with a text from the table or from the system, without the line end of the latter.
 std::wstring ErrorText(DWORD code) {
-    wchar_t text[512];
     for (const CodeText& known : kCodeTexts)
-        if (static_cast<DWORD>(known.code) == code) {
-            swprintf(text, std::size(text), L"0x%lX: ", static_cast<unsigned long>(code));
-            return text + std::wstring(known.text);
-        }
+        if (softcsp::Code(known.code) == code) return softcsp::HexNumber(code) + L": " + known.text;
+    wchar_t text[512];
     DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0, text,
                                   static_cast<DWORD>(std::size(text)), nullptr);
     while (length > 0 && iswspace(text[length - 1])) --length;
     return L"error " + std::to_wstring(code) + (length > 0 ? L": " : L"") + std::wstring(text, length);
 }
 
-int Complain(const Command& command, const std::wstring& what) {
-    const std::wstring reason = what.empty() ? L"wrong usage" : what;
-    Print(Stream::Error, L"softcsp: " + reason + L"\n" + command.help + L"see softcsp --help\n");
-    return kUsage;
+int Complain(ExitCode code, const std::wstring& what) {
+    Print(Stream::Error, L"softcsp: " + what + L"\n");
+    return code;
 }
 
 bool AsksForHelp(std::wstring_view argument) {
@@ -148,16 +143,15 @@ int Run(const Command& command, Arguments arguments) {
         return kDone;
     }
     try {
-        return command.run(arguments) ? kDone : Complain(command, {});
+        command.run(arguments);
+        return kDone;
     } catch (const softcsp::WrongUsage& usage) {
-        return Complain(command, usage.what);
-    } catch (const softcsp::Failure& failure) {
-        Print(Stream::Error, L"softcsp: " + failure.what + L": " + ErrorText(failure.code) + L"\n");
+        return Complain(kUsage, usage.what + L"\n" + command.help + L"see softcsp --help");
+    } catch (const softcsp::CommandFailure& failure) {
+        return Complain(kFailed, failure.what + L": " + ErrorText(failure.code));
     } catch (const std::exception& problem) {
-        const std::string what = problem.what();
-        Print(Stream::Error, L"softcsp: " + std::wstring(what.begin(), what.end()) + L"\n");
+        return Complain(kFailed, softcsp::Wide(problem.what()));
     }
-    return kFailed;
 }
 
 }  // namespace
@@ -170,8 +164,6 @@ int wmain(int count, wchar_t** texts) {
     }
     for (const Command& command : kCommands)
         if (!arguments.empty() && command.name == arguments[0]) return Run(command, Arguments(arguments).subspan(1));
-    Print(Stream::Error, L"softcsp: " +
-                             (arguments.empty() ? L"no command" : L"unknown command " + std::wstring(arguments[0])) +
-                             L"; see softcsp --help\n");
-    return kUsage;
+    return Complain(kUsage, (arguments.empty() ? L"no command" : L"unknown command " + std::wstring(arguments[0])) +
+                                L"; see softcsp --help");
 }

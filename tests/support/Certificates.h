@@ -9,8 +9,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <string>
-#include <vector>
 
 #include "framework/Handles.h"
 #include "tests/support/Directory.h"
@@ -21,13 +21,6 @@ inline const std::wstring kData = ProgramDirectory() + L"data\\";
 inline std::string Read(const std::wstring& path) {
     std::ifstream file(std::filesystem::path(path), std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
-}
-
-inline std::string Decoded(const std::string& base64) {
-    auto size = static_cast<DWORD>(base64.size());
-    std::vector<BYTE> bytes(size);
-    CryptStringToBinaryA(base64.c_str(), 0, CRYPT_STRING_BASE64HEADER, bytes.data(), &size, nullptr, nullptr);
-    return {bytes.begin(), bytes.begin() + size};
 }
 
 inline UniqueCertificateStore SystemStore(const wchar_t* name, bool machine = false) {
@@ -55,35 +48,43 @@ inline UniqueCertificate SelfSigned() {
         CertCreateSelfSignCertificate(0, &subject, 0, nullptr, nullptr, nullptr, nullptr, nullptr));
 }
 
-// How many there were in "My", "ca" and "root", of the machine, then of the user, whose stores show the machine's too.
-inline std::string RemoveTestCertificates() {
-    std::string removed;
+// The system stores with certificates, and how many each has.
+using StoreCounts = std::map<std::string, int>;
+
+// Calls `count` for "My", "ca" and "root" of the computer, then of the user, whose stores show the computer's, too.
+template <class Count>
+StoreCounts CountInStores(Count count) {
+    StoreCounts counts;
     for (const bool machine : {true, false}) {
-        for (const wchar_t* name : {L"My", L"ca", L"root"}) {
-            const UniqueCertificateStore store = SystemStore(name, machine);
-            int count = 0;
-            for (; UniqueCertificate found = FindTestCertificate(store.get()); ++count)
-                CertDeleteCertificateFromStore(found.release());
-            removed += std::to_string(count) + "|";
-            // Not every system writes what was deleted when the store is closed.
-            CertControlStore(store.get(), CERT_STORE_CTRL_COMMIT_FORCE_FLAG, CERT_STORE_CTRL_COMMIT, nullptr);
+        for (const std::wstring name : {L"My", L"ca", L"root"}) {
+            const UniqueCertificateStore store = SystemStore(name.c_str(), machine);
+            if (const int found = count(store.get()))
+                counts[(machine ? "computer's " : "user's ") + std::string(name.begin(), name.end())] = found;
         }
     }
-    return removed;
+    return counts;
 }
 
-// The user's stores are at the end as they were before the object, and so are the machine's, which show in them.
+// Removes the tests' certificates from the stores; how many there were.
+inline StoreCounts RemoveTestCertificates() {
+    return CountInStores([](HCERTSTORE store) {
+        int count = 0;
+        for (; UniqueCertificate found = FindTestCertificate(store); ++count)
+            CertDeleteCertificateFromStore(found.release());
+        // Not every system writes what was deleted when the store is closed.
+        CertControlStore(store, CERT_STORE_CTRL_COMMIT_FORCE_FLAG, CERT_STORE_CTRL_COMMIT, nullptr);
+        return count;
+    });
+}
+
+// The stores are at the end as they were before the object.
 class KeptStores {
   public:
-    KeptStores() { RemoveTestCertificates(), before_ = Counts(); }
-    ~KeptStores() { EXPECT_TRUE((RemoveTestCertificates(), Counts()) == before_); }
+    ~KeptStores() {
+        RemoveTestCertificates();
+        EXPECT_EQ(CountInStores(&CountCertificates), before_);
+    }
 
   private:
-    static std::string Counts() {
-        std::string counts;
-        for (const wchar_t* name : {L"My", L"ca", L"root"})
-            counts += std::to_string(CountCertificates(SystemStore(name).get())) + "|";
-        return counts;
-    }
-    std::string before_;
+    StoreCounts before_ = (RemoveTestCertificates(), CountInStores(&CountCertificates));
 };

@@ -2,16 +2,20 @@
 
 #include <wincrypt.h>
 
+#include <gtest/gtest-spi.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <set>
 #include <utility>
 #include <vector>
 
 #include "tests/support/ImportPatch.h"
 #include "tests/support/LibraryFunction.h"
+#include "tests/support/MemoryFaults.h"
 
 namespace {
 
@@ -27,7 +31,8 @@ constexpr DWORD kRubbish = 0xBAD;  // in the last error after what succeeds
 struct Holding {
     int references = 0;
     const char* opener = "";
-    Word provider = 0;  // of keys and hashes
+    std::string question;  // by which it was opened
+    Word provider = 0;     // of keys and hashes
 };
 
 struct State {
@@ -38,6 +43,10 @@ struct State {
     std::vector<std::size_t> calls;  // those that can fail, each by its function's position
     Fault fault;
     std::map<std::pair<Owned, Word>, Holding> open;
+    std::set<std::string> asked;  // since the last change
+    std::set<std::string> begun;  // listings
+    std::vector<std::string> repeated;
+    std::size_t opened = 0;
     std::string problems;
 
     void Complain(const std::string& text) { problems += (problems.empty() ? "" : "; ") + text; }
@@ -59,7 +68,46 @@ bool HasFailed(Fails fails, Word result) {
     return fails == Fails::WithCode && static_cast<DWORD>(result) != ERROR_SUCCESS;
 }
 
-void NoteOpened(const SystemFunction& function, const Arguments& arguments, Word result) {
+// As readable text, in which a handle is what opened it: its value may come again for another.
+std::string ArgumentText(char kind, Word argument) {
+    if (kind == '?') return argument ? "given" : "none";
+    if (kind == 'a' && argument) return reinterpret_cast<const char*>(argument);
+    if (kind == 'w' && argument > 0xFFFF)
+        return testing::internal::String::ShowWideCString(reinterpret_cast<const wchar_t*>(argument));
+    if (kind == 'h')
+        for (const auto& [key, holding] : state->open)
+            if (key.second == argument) return holding.question;
+    char number[20];
+    std::snprintf(number, sizeof number, "%llX", static_cast<unsigned long long>(argument));
+    return number;
+}
+
+// The call with its arguments as far as they are the question; empty when it is none.
+std::string QuestionText(const SystemFunction& function, const Arguments& arguments) {
+    if (!function.question || !*function.question) return {};
+    std::string text = function.name, separator = "(", listing;
+    for (std::size_t i = 0; function.question[i]; ++i) {
+        const char kind = function.question[i];
+        if (kind == '.') continue;
+        const std::string argument = ArgumentText(kind, arguments.at(i));
+        if (kind == 'h' || kind == '=') listing += argument + ' ';
+        if (kind == '+' && (arguments.at(i) & CRYPT_FIRST) != 0)
+            state->begun.insert(listing);
+        else if (kind == '+' && state->begun.contains(listing))
+            return {};
+        text += std::exchange(separator, ", ") + argument;
+    }
+    return text + ")";
+}
+
+void NoteAsked(const SystemFunction& function, const std::string& question) {
+    if (function.question && !*function.question)
+        FaultInjection::ForgetQuestions();
+    else if (!question.empty() && !state->asked.insert(question).second)
+        state->repeated.push_back(question);
+}
+
+void NoteOpened(const SystemFunction& function, const Arguments& arguments, const std::string& question, Word result) {
     Word handle = 0;
     if (function.opens == kResult) handle = result;
     if (function.opens >= 0) handle = *reinterpret_cast<Word*>(arguments[static_cast<std::size_t>(function.opens)]);
@@ -68,6 +116,7 @@ void NoteOpened(const SystemFunction& function, const Arguments& arguments, Word
     Holding& holding = state->open[{function.kind, handle}];
     ++holding.references;
     holding.opener = function.name;
+    holding.question = question.empty() ? std::string(function.name) + " " + std::to_string(++state->opened) : question;
     const bool ofProvider = function.kind == Owned::Key || function.kind == Owned::Hash;
     if (ofProvider) holding.provider = arguments[0];
 }
@@ -75,6 +124,7 @@ void NoteOpened(const SystemFunction& function, const Arguments& arguments, Word
 void NoteClosed(const SystemFunction& function, Word handle) {
     const auto found = state->open.find({function.kind, handle});
     if (found == state->open.end()) {
+        if (function.kind == Owned::File) return;  // the C library closes handles of its own
         state->Complain(std::string(function.name) + " closes what isn't open");
         return;
     }
@@ -104,6 +154,7 @@ bool MustFail(std::size_t index) {
     if (SystemFunctions()[index].fails == Fails::Never) return false;
     const std::size_t call = state->calls.size();
     state->calls.push_back(index);
+    if (state->fault.memory) return false;
     return call == state->fault.point || (state->fault.onwards && call > state->fault.point);
 }
 
@@ -113,13 +164,15 @@ Word Handle(std::size_t index, const Arguments& arguments) {
     const DWORD thread = std::exchange(state->thread, 0);  // what is called from here is none of the scenario's
     if (function.closes >= 0 && arguments[static_cast<std::size_t>(function.closes)])
         NoteClosed(function, arguments[static_cast<std::size_t>(function.closes)]);
+    const std::string question = QuestionText(function, arguments);
+    NoteAsked(function, question);
     Word result = 0;
     if (MustFail(index)) {
         result = Fail(function, arguments);
     } else {
         result = CallOriginal(index, arguments);
         if (!HasFailed(function.fails, result)) {
-            NoteOpened(function, arguments, result);
+            NoteOpened(function, arguments, question, result);
             SetLastError(kRubbish);
         }
     }
@@ -153,6 +206,7 @@ void IncludeLookUp(std::size_t index) {
 
 std::string Named(const Fault& fault) {
     if (fault.point == Fault::kNone) return "no fault: ";
+    if (fault.memory) return "no memory: ";
     return "point " + std::to_string(fault.point) + (fault.onwards ? " onwards" : "") + ", " + fault.function + ": ";
 }
 
@@ -177,13 +231,45 @@ FaultInjection::~FaultInjection() {
     delete std::exchange(state, nullptr);
 }
 
+void FaultInjection::RunWithoutMemory(const char* name, const std::function<void()>& scenario, const Inspect& inspect,
+                                      Figure& figure) {
+    MemoryFaults::Begin();
+    if (const std::string problem = RunOnce(scenario, inspect, {}); !problem.empty())
+        figure.problems.push_back(problem);
+    const MemoryFaults::Allocations all = MemoryFaults::End();
+    std::size_t survived = 0;
+    for (const MemoryFaults::Place& place : all.places) {
+        Fault fault{.point = 0, .memory = true, .function = "operator new", .error = DWORD(E_OUTOFMEMORY)};
+        MemoryFaults::Begin(place);
+        std::string problem = RunOnce(scenario, inspect, fault);
+        if (!MemoryFaults::HasFailed()) problem += " not reached again";
+        MemoryFaults::End();
+        survived += problem.empty();
+        if (!problem.empty()) figure.problems.push_back(problem + ", in " + MemoryFaults::Described(place));
+    }
+    std::printf("%s: %zu allocations at %zu places, %zu survived\n", name, all.count, all.places.size(), survived);
+}
+
 std::string FaultInjection::RunOnce(const std::function<void()>& scenario, const Inspect& inspect, Fault fault) {
     state->calls.clear();
     state->fault = fault;
     state->open.clear();
+    FaultInjection::ForgetQuestions();
+    state->repeated.clear();
+    state->opened = 0;
     state->problems.clear();
     state->thread = GetCurrentThreadId();
-    scenario();
+    // Without memory the scenario's steps may not find what they expect, and the caller has to expect the exception.
+    testing::TestPartResultArray unexpected;
+    std::optional<testing::ScopedFakeTestPartResultReporter> reporter;
+    if (fault.memory) reporter.emplace(testing::ScopedFakeTestPartResultReporter::INTERCEPT_ALL_THREADS, &unexpected);
+    try {
+        scenario();
+    } catch (const std::bad_alloc&) {
+        if (!fault.memory) throw;
+    }
+    MemoryFaults::Stop();
+    reporter.reset();
     state->thread = 0;
     for (const auto& [key, holding] : state->open) state->Complain("leaks the " + Described(key.first, holding));
     if (const std::string text = inspect(state->fault); !text.empty()) state->Complain(text);
@@ -199,6 +285,7 @@ FaultInjection::Figure FaultInjection::Run(const char* name, const std::function
         return problem.empty();
     };
     const bool clean = run({});
+    figure.repeated = state->repeated;
     const std::vector<std::size_t> calls = state->calls;
     figure.points = calls.size();
     for (std::size_t point = 0; clean && point < figure.points; ++point) {
@@ -210,20 +297,29 @@ FaultInjection::Figure FaultInjection::Run(const char* name, const std::function
         ++figure.tried;
         figure.survived += alone && onwards;
     }
-    run({});
-    if (state->calls != calls) figure.problems.emplace_back("the last run made other calls than the first");
     std::printf("%s: %zu points, ", name, figure.points);
     if (distance > 1) std::printf("%zu tried, ", figure.tried);
     std::printf("%zu survived\n", figure.survived);
+    if (clean) RunWithoutMemory(name, scenario, inspect, figure);
+    run({});
+    if (state->calls != calls) figure.problems.emplace_back("the last run made other calls than the first");
     return figure;
 }
 
 std::size_t FaultInjection::Survive(const char* name, const std::function<void()>& scenario, const Inspect& inspect,
-                                    std::size_t distance) {
+                                    std::size_t distance, const std::set<std::string_view>& again) {
     const Figure figure = Run(name, scenario, inspect, distance);
     EXPECT_GT(figure.points, 0u) << name;
     for (const std::string& problem : figure.problems) ADD_FAILURE() << name << ": " << problem;
+    for (const std::string_view question : figure.repeated)
+        EXPECT_TRUE(again.contains(question.substr(0, question.find('(')))) << name << ": asks again for " << question;
     return figure.points;
+}
+
+void FaultInjection::ForgetQuestions() {
+    if (!state) return;
+    state->asked.clear();
+    state->begun.clear();
 }
 
 std::vector<std::string> FaultInjection::UnknownFunctions() {

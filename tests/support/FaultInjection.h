@@ -3,7 +3,8 @@
 // The module's import table is patched; calls that the system's libraries make inside are not. A scenario runs once as
 // it is, which counts its calls that can fail: the points. Then it runs once for each point, with that call failing. At
 // the first and the last call of each function it runs once more, with that call and every one after it failing. Every
-// call that succeeds leaves rubbish in the thread's last error, closing ones too.
+// call that succeeds leaves rubbish in the thread's last error, closing ones too. Then it runs once for each place
+// where the panel's code allocates memory, with no memory there.
 #pragma once
 
 #include <windows.h>
@@ -12,7 +13,9 @@
 
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tests/support/SystemFunctions.h"
@@ -22,6 +25,7 @@ struct Fault {
     static constexpr std::size_t kNone = ~std::size_t{0};
     std::size_t point = kNone;  // the first one; they count from 0
     bool onwards = false;       // all after it too
+    bool memory = false;        // an allocation instead of a call
     const char* function = "";  // which one that was,
     DWORD error = 0;            // and the code that it failed with
 };
@@ -33,6 +37,8 @@ class FaultInjection {
         std::size_t tried = 0;              // of these
         std::size_t survived = 0;           // points whose runs left nothing to complain about
         std::vector<std::string> problems;  // in words, each with its fault
+        std::vector<std::string> repeated;  // calls of the run without a fault that asked for what was known already,
+                                            // although neither the user nor the code had changed anything since
 
         bool AllSurvived() const { return tried > 0 && survived == tried && problems.empty(); }
     };
@@ -54,16 +60,23 @@ class FaultInjection {
     Figure Run(const char* name, const std::function<void()>& scenario, const Inspect& inspect,
                std::size_t distance = 1);
 
-    // The same; each problem fails the test. The number of points.
+    // The same; each problem and each repeated call fails the test, but for calls of the functions `again`. The number
+    // of points.
     std::size_t Survive(const char* name, const std::function<void()>& scenario, const Inspect& inspect,
-                        std::size_t distance = 1);
+                        std::size_t distance = 1, const std::set<std::string_view>& again = {});
+
+    // What was asked so far may be asked again: the user has acted.
+    static void ForgetQuestions();
 
     // The known functions whose libraries don't have them: their rows would never be used.
     static std::vector<std::string> UnknownFunctions();
 
   private:
     // One run; what was wrong with it in words.
-    std::string RunOnce(const std::function<void()>& scenario, const Inspect& inspect, Fault fault);
+    static std::string RunOnce(const std::function<void()>& scenario, const Inspect& inspect, Fault fault);
+    // The same scenario with each place of the panel's code that allocates memory failing once.
+    static void RunWithoutMemory(const char* name, const std::function<void()>& scenario, const Inspect& inspect,
+                                 Figure& figure);
 };
 
 // The distance for a wizard whose engine has a loop of its own for all its points.

@@ -3,6 +3,10 @@
 #include <windows.h>
 #include <winternl.h>
 
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -75,4 +79,22 @@ unsigned Windows() {
 
 HandleCounts CountHandles() {
     return {KernelHandles(), GdiHandles(), Windows()};
+}
+
+void ExpectNothingLeftBehind(const std::function<void()>& round) {
+    char text[16] = "1";
+    GetEnvironmentVariableA("VESTRA_CYCLES", text, sizeof text);
+    const auto half = [&] {
+        for (int i = 0; i < std::atoi(text); ++i) round();
+        return CountHandles();
+    };
+    constexpr int kHalves = 4;
+    HandleCounts before = half(), after = half();
+    const auto grows = [&] {
+        return after.kernel > before.kernel || after.gdi > before.gdi || after.windows > before.windows;
+    };
+    for (int i = 2; i < kHalves && grows(); ++i) before = std::exchange(after, half());
+    EXPECT_LE(after.kernel, before.kernel) << "kernel handles";
+    EXPECT_LE(after.gdi, before.gdi) << "GDI objects";
+    EXPECT_LE(after.windows, before.windows) << "windows";
 }

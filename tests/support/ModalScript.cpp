@@ -5,7 +5,11 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <utility>
+
+#include "tests/support/FaultInjection.h"
+#include "tests/support/MemoryFaults.h"
 
 namespace {
 
@@ -52,7 +56,7 @@ ModalScript::ModalScript(std::vector<Step> steps, std::deque<int> answers)
 }
 
 bool ModalScript::Finished() const noexcept {
-    return next_ >= steps_.size() && !crashed;
+    return (next_ >= steps_.size() || MemoryFaults::HasFailed()) && !crashed;
 }
 
 ModalScript::~ModalScript() {
@@ -85,15 +89,29 @@ void CALLBACK ModalScript::TimerProc(HWND, UINT, UINT_PTR, DWORD) {
 
 void ModalScript::RunNext() {
     const HWND window = Ui::Current();
+    const bool isEnd = next_ >= steps_.size();
+    if (!window || isEnd) WaitForWindow(isEnd);
     if (!window) return;
+    FaultInjection::ForgetQuestions();
     answered_.clear();  // a destroyed box's handle may come again
     running_ = true;
-    if (next_ < steps_.size()) {
+    if (!isEnd) {
+        waited_ = 0;
         steps_[next_++](window);
-    } else {
+    } else if (Ui::Page(window)) {
         Ui::Press(window, PSBTN_CANCEL);
+    } else {
+        PostMessageW(window, WM_COMMAND, IDCANCEL, 0);
     }
     running_ = false;
+}
+
+void ModalScript::WaitForWindow(bool isEnd) {
+    constexpr int kPatience = 6'000;  // turns of the timer, which only idle message loops take: at least a minute
+    if (++waited_ < kPatience) return;
+    std::fprintf(stderr, "after step %zu of %zu: no window %s\n", next_, steps_.size(), isEnd ? "closes" : "opens");
+    std::fflush(nullptr);
+    TerminateProcess(GetCurrentProcess(), EXIT_FAILURE);
 }
 
 namespace Ui {
@@ -143,15 +161,18 @@ void Notify(HWND dialog, UINT id, UINT code) {
 }  // namespace
 
 void Select(HWND dialog, UINT comboId, int item) {
+    FaultInjection::ForgetQuestions();
     SendDlgItemMessageW(dialog, static_cast<int>(comboId), CB_SETCURSEL, static_cast<WPARAM>(item), 0);
     Notify(dialog, comboId, CBN_SELCHANGE);
 }
 
 void Type(HWND dialog, UINT editId, const wchar_t* text) {
+    FaultInjection::ForgetQuestions();
     SetDlgItemTextW(dialog, static_cast<int>(editId), text);
 }
 
 void Click(HWND dialog, UINT id) {
+    FaultInjection::ForgetQuestions();
     SendDlgItemMessageW(dialog, static_cast<int>(id), BM_CLICK, 0, 0);
 }
 

@@ -20,7 +20,7 @@ class ModalScript {
     using Step = std::function<void(HWND window)>;
 
     // `steps` run one after another, each in a message loop's turn of its own, with the property sheet or dialog that
-    // is on the screen (a sheet that was built anew is the new one). After the last step a sheet that is still open is
+    // is on the screen (a sheet that was built anew is the new one). After the last step a window that is still open is
     // cancelled. `answers` go to the message boxes in order; boxes beyond them are answered with their default button.
     explicit ModalScript(std::vector<Step> steps = {}, std::deque<int> answers = {});
     ~ModalScript();
@@ -28,8 +28,8 @@ class ModalScript {
     ModalScript& operator=(const ModalScript&) = delete;
 
     const std::vector<ShownBox>& Boxes() const noexcept { return boxes_; }
-    // All steps have run, and nothing crashed meanwhile: in a window procedure not every system lets that end the
-    // program.
+    // All steps have run, unless there was no memory, and nothing crashed meanwhile: in a window procedure not every
+    // system lets that end the program.
     bool Finished() const noexcept;
 
   private:
@@ -38,12 +38,15 @@ class ModalScript {
 
     void Note(HWND box);
     void RunNext();
+    // Ends the program, which has no other way out of a message loop that waits for ever.
+    void WaitForWindow(bool isEnd);
 
     std::vector<Step> steps_;
     std::deque<int> answers_;
     std::vector<ShownBox> boxes_;
     std::vector<HWND> answered_;
     size_t next_ = 0;
+    int waited_ = 0;
     bool running_ = false;
     PVOID crashes_ = nullptr;
     HHOOK hook_ = nullptr;

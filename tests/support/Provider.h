@@ -5,6 +5,8 @@
 
 #include <wincrypt.h>
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
 
@@ -77,6 +79,36 @@ inline TestBytes ExportedKey(HCRYPTKEY key, DWORD type, HCRYPTKEY by = 0) {
     if (!CryptExportKey(key, by, type, 0, blob.data(), &size)) return {};
     blob.resize(size);
     return blob;
+}
+
+// A container made by the software provider's tool, there while the object lives. `place` says to the tool where it is.
+class ToolContainer {
+  public:
+    explicit ToolContainer(const std::wstring& name, const std::wstring& options = {}, std::wstring place = {})
+        : name_(L" \"" + name + L"\""), place_(std::move(place)) {
+        Remove();  // of a run that was broken off
+        EXPECT_EQ(RunTool(L"create" + name_ + L" " + options + place_), 0u);
+    }
+    ~ToolContainer() { Remove(); }
+    ToolContainer(const ToolContainer&) = delete;
+    ToolContainer& operator=(const ToolContainer&) = delete;
+
+    void Set(const std::wstring& change) const { EXPECT_EQ(RunTool(L"set" + name_ + L" " + change + place_), 0u); }
+    // Writes a file with a new certificate of the key x or s.
+    void WriteCertificate(const std::wstring& path, const std::wstring& key, const std::wstring& options = {}) const {
+        EXPECT_EQ(RunTool(L"certificate" + name_ + L" --key " + key + L" --out \"" + path + L"\" " + options + place_),
+                  0u);
+    }
+
+  private:
+    void Remove() const { RunTool(L"remove" + name_ + place_); }
+
+    std::wstring name_, place_;
+};
+
+// The place of the computer's containers of a provider, for the tool.
+inline std::wstring ComputersOf(const std::wstring& provider) {
+    return L" --machine --provider \"" + provider + L"\"";
 }
 
 // Keeps the provider's library, which the system would unload with its last context.

@@ -92,10 +92,10 @@ class SettingsPageTest : public testing::Test {
     }
     // The number of calls of the system, the provider and the store in the scenario that can fail. Each of them failed.
     static size_t Faults(const char* name, const std::function<void()>& scenario,
-                         const FaultInjection::Inspect& inspect) {
+                         const FaultInjection::Inspect& inspect, const std::set<std::string_view>& again = {}) {
         ForgetSupportFunctions();
         const size_t points =
-            FaultInjection(nullptr, FaultInjection::Support::Included).Survive(name, scenario, inspect);
+            FaultInjection(nullptr, FaultInjection::Support::Included).Survive(name, scenario, inspect, 1, again);
         ForgetSupportFunctions();
         return points;
     }

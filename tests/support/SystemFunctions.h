@@ -21,16 +21,24 @@ enum class Owned {
     Service,
     Value,
     View,
-    Image
+    Image,
+    File
 };
-constexpr const char* kOwnedNames[] = {"",      "provider",     "key",    "hash",       "certificate",
-                                       "store", "registry key", "module", "GDI object", "service",
-                                       "value", "view",         "image"};
+constexpr const char* kOwnedNames[] = {"",      "provider",     "key",    "hash",           "certificate",
+                                       "store", "registry key", "module", "GDI object",     "service",
+                                       "value", "view",         "image",  "file or mapping"};
 
 // Libraries whose functions are looked up instead of imported: the product's own, and the system's for versions and
 // images.
 inline constexpr char kSupportLibrary[] = "kvsuprt.dll", kVersionLibrary[] = "version.dll",
                       kImageLibrary[] = "imagehlp.dll";
+
+// What makes two calls of a function the same question, one character for each argument: 'h' the opening of a handle,
+// '=' a number, 'w' and 'a' a text, '?' whether there is a pointer, '+' flags, of which CRYPT_FIRST begins a listing:
+// what is asked without it from then on is the next entry. '.' and arguments beyond the last don't count.
+using Question = const char*;
+constexpr Question kNoQuestion = nullptr;  // the function asks for nothing, or for something else each time
+constexpr Question kChanges = "";          // what was asked before may have another answer from now on
 
 // Where a handle is: an argument's number from 0, or one of these.
 constexpr int kNowhere = -1;
@@ -39,6 +47,7 @@ constexpr int kResult = -2;
 struct SystemFunction {
     const char* library;
     const char* name;
+    Question question;
     Fails fails;
     DWORD error = 0;
     Owned kind = Owned::Nothing;

@@ -6,127 +6,159 @@
 #include <prsht.h>
 #include <wincrypt.h>
 
-#include <memory>
+#include <deque>
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
+#include "applet/services/ErrorText.h"
+#include "applet/services/Strings.h"
+#include "framework/PropertySheet.h"
 #include "tests/support/Boxes.h"
+#include "tests/support/CryptCalls.h"
 #include "tests/support/FaultInjection.h"
+#include "tests/support/LibraryFunction.h"
 #include "tests/support/ModalScript.h"
 #include "tests/support/Services.h"
-#include "wizards/WizardCheckContainer.h"
 
-// Stands in for the opening of containers: notes what is asked for, and gives a context without a container.
-class Acquisitions {
-  public:
-    std::vector<std::wstring> calls;  // "container|provider|type|flags"
-    DWORD error = 0;                  // not 0: the next ones fail with it
+using Step = ModalScript::Step;
+using Steps = std::vector<Step>;
+using Texts = std::vector<std::wstring>;
 
-  private:
-    static BOOL WINAPI Acquire(HCRYPTPROV* handle, LPCWSTR container, LPCWSTR provider, DWORD type, DWORD flags) {
-        self_->calls.push_back(std::wstring(container ? container : L"") + L"|" + provider + L"|" +
-                               std::to_wstring(type) + L"|" + std::to_wstring(flags));
-        SetLastError(self_->error);
-        const auto original = self_->patch_.Original<decltype(CryptAcquireContextW)>();
-        return !self_->error && original(handle, nullptr, provider, type, CRYPT_VERIFYCONTEXT);
-    }
-    static inline Acquisitions* self_;
-    ImportPatch patch_{(self_ = this, nullptr), "CryptAcquireContextW", &Acquire};
-};
-
-inline std::vector<ModalScript::Step> operator+(std::vector<ModalScript::Step> left,
-                                                const std::vector<ModalScript::Step>& right) {
+inline Steps operator+(Steps left, const Steps& right) {
     left.insert(left.end(), right.begin(), right.end());
     return left;
 }
 
-// English windows. After each test every client window that was set must have been reset.
+// Does what a function of a library would, which the wizards look up at run time. One object at a time for each
+// signature.
+template <class Signature>
+class StandIn;
+template <class Result, class... Arguments>
+class StandIn<Result(Arguments...)> {
+  public:
+    StandIn(const char* name, std::function<Result(Arguments...)> act) : act_(std::move(act)), function_(name, &Call) {
+        self_ = this;
+    }
+
+  private:
+    static Result WINAPI Call(Arguments... arguments) { return self_->act_(arguments...); }
+    static inline StandIn* self_;
+    std::function<Result(Arguments...)> act_;
+    LibraryFunction function_;
+};
+
+// A message with a text of the string table.
+inline Box Told(UINT style, UINT id, const Insert& first = {}, const Insert& second = {}) {
+    return {style, FormatStringId(id, first, second)};
+}
+// The same with the text of an error code for the second insert.
+inline Box ToldError(UINT style, UINT id, const Insert& first, HRESULT code) {
+    return Told(style, id, first, Insert::AsItIs(ErrorMessageText(static_cast<DWORD>(code))));
+}
+inline Box ToldCode(HRESULT code) {
+    return {MB_ICONERROR, ErrorMessageText(static_cast<DWORD>(code))};
+}
+
+// English windows. Each client window that was set must have been reset before the next one and at the end.
 class WizardTest : public testing::Test {
   protected:
-    ~WizardTest() override {
-        for (size_t i = 0; i < clients_.size(); ++i) EXPECT_EQ(clients_[i] != nullptr, i % 2 == 0);
-        EXPECT_EQ(clients_.size() % 2, 0u);
-    }
-    // Runs a wizard through the steps, then cancels it if it is still open. `answers` go to its message boxes.
-    INT_PTR Run(CPropertySheet& wizard, std::vector<ModalScript::Step> steps, std::deque<int> answers = {}) {
-        ModalScript script(std::move(steps), std::move(answers));
-        const INT_PTR result = wizard.DoModal();
+    ~WizardTest() override { EXPECT_TRUE(ClientIsReset()); }
+
+    // Runs a wizard through the steps, then cancels it if it is still open; whether it was finished. Questions are
+    // answered with `answers`, then with Yes. The wizard's end must keep the last error, which its caller may show.
+    template <class Wizard>
+    static bool Run(const Steps& steps, const std::deque<int>& answers = {}) {
+        ShownBoxes::shown.clear();
+        ShownBoxes::answers = answers;
+        const ModalScript script(steps);
+        std::optional<Wizard> wizard(std::in_place, nullptr);
+        const bool finished = wizard->DoModal() == ID_WIZFINISH;
         EXPECT_TRUE(script.Finished());
-        boxes.clear();
-        for (const ShownBox& box : script.Boxes()) boxes.push_back(box.text);
-        return result;
-    }
-    // The check wizard. Its end hides no error that its caller is about to show.
-    INT_PTR Check(std::vector<ModalScript::Step> steps) {
-        auto wizard = std::make_unique<CWizardCheckContainer>(nullptr);
-        const INT_PTR result = Run(*wizard, std::move(steps));
         SetLastError(ERROR_CRC);
         wizard.reset();
         EXPECT_EQ(GetLastError(), DWORD{ERROR_CRC});
-        return result;
+        return finished;
     }
-    static auto Type(const wchar_t* name) {
-        return [=](HWND sheet) { Ui::Type(Ui::Page(sheet), IDC_SELECT_NAME, name); };
+    static Step Type(const std::wstring& text, UINT edit = IDC_SELECT_NAME) {
+        return [=](HWND sheet) { Ui::Type(Ui::Page(sheet), edit, text.c_str()); };
     }
-    static auto Click(UINT id) {
+    static Step Click(UINT id) {
         return [=](HWND sheet) { Ui::Click(Ui::Page(sheet), id); };
     }
-    static auto Press(int button) {
+    static Step Press(int button) {
         return [=](HWND sheet) { Ui::Press(sheet, button); };
     }
-    static auto Post(UINT button) {  // for what opens a dialog
+    static Step Post(UINT button) {  // for what opens a dialog
         return [=](HWND sheet) { PostMessageW(GetDlgItem(Ui::Page(sheet), static_cast<int>(button)), BM_CLICK, 0, 0); };
     }
-    static auto NextIs(bool enabled) {
+    static Step SelectProvider(int position) {
+        return [=](HWND sheet) { Ui::Select(Ui::Page(sheet), IDC_SELECT_PROVIDER, position); };
+    }
+    static Step NextIs(bool enabled) {
         return [=](HWND sheet) { EXPECT_EQ(Ui::Enabled(sheet, kNext), enabled); };
     }
-    static auto Shows(UINT control, const std::wstring& text, bool enabled = true) {
+    static Step Shows(UINT control, const std::wstring& text, bool enabled = true) {
         return [=](HWND sheet) {
             EXPECT_EQ(Ui::Text(Ui::Page(sheet), control), text);
             EXPECT_EQ(Ui::Enabled(Ui::Page(sheet), control), enabled);
         };
     }
-    static constexpr UINT kBack = 0x3023, kNext = 0x3024, kFinish = 0x3025;  // the sheet's buttons
-    using Texts = std::vector<std::wstring>;
-    using Step = ModalScript::Step;
-    using Steps = std::vector<Step>;
-    SpokenLanguage language{kEnglish};
-    Texts boxes;  // of the last run
-
-    static bool ClientIsSet() { return !clients_.empty() && clients_.back(); }
-    // Whether the client window set last was none; what was set before is forgotten.
-    static bool ClientIsReset() {
-        const bool reset = clients_.empty() || clients_.back() == nullptr;
-        clients_.clear();
-        return reset;
+    // The rows of a list with two columns.
+    static Texts Rows(HWND sheet, UINT list) {
+        const HWND window = GetDlgItem(Ui::Page(sheet), static_cast<int>(list));
+        Texts rows;
+        for (int row = 0; row < ListView_GetItemCount(window); ++row) {
+            wchar_t cells[2][300] = {};
+            for (const int column : {0, 1}) ListView_GetItemText(window, row, column, cells[column], 300);
+            rows.push_back(cells[0] + std::wstring(L"|") + cells[1]);
+        }
+        return rows;
     }
+
+    bool ClientIsSet() const { return !clients_.empty() && clients_.back() != nullptr; }
+    // Whether windows and their reset alternated until now; they are forgotten.
+    bool ClientIsReset() {
+        const auto clients = std::exchange(clients_, {});
+        for (size_t i = 0; i < clients.size(); ++i)
+            if ((clients[i] != nullptr) != (i % 2 == 0)) return false;
+        return clients.size() % 2 == 0;
+    }
+
+    static constexpr UINT kBack = 0x3023, kNext = 0x3024, kFinish = 0x3025;  // the sheet's buttons
+    const Step next = Press(PSBTN_NEXT), back = Press(PSBTN_BACK), finish = Press(PSBTN_FINISH),
+               computer = Click(IDC_SELECT_COMPUTER);
+    const SpokenLanguage language{kEnglish};
+    const ShownBoxes box;
+    static inline Boxes& shown = ShownBoxes::shown;  // by the last run
 
   private:
-    static BOOL WINAPI SetClient(HCRYPTPROV provider, DWORD parameter, const BYTE* data, DWORD flags) {
-        if (parameter != PP_CLIENT_HWND)
-            return self_->patch_.Original<decltype(CryptSetProvParam)>()(provider, parameter, data, flags);
-        clients_.push_back(*reinterpret_cast<const HWND*>(data));
-        SetLastError(ERROR_INVALID_PARAMETER);  // as systems do that want a provider
-        return FALSE;
-    }
-    static inline WizardTest* self_;
-    static inline std::vector<HWND> clients_;
-    ImportPatch patch_{(self_ = this, clients_.clear(), nullptr), "CryptSetProvParam", &SetClient};
+    std::vector<HWND> clients_;
+    const CryptCalls clientCalls_{[this](const CryptCalls::Call& call) {
+        if (call.name != "CryptSetProvParam" || call.a[1] != PP_CLIENT_HWND) return call();
+        clients_.push_back(*call.At<const HWND*>(2));
+        return CryptCalls::Fail(ERROR_INVALID_PARAMETER);  // as systems do that require a provider
+    }};
 };
 
 // Wizards some of whose calls fail.
 template <class Fixture>
 struct TorturedWizards : UnderFaults<Fixture> {
     template <class Wizard>
-    void Survive(const char* name, const std::vector<ModalScript::Step>& steps, const FaultInjection::Inspect& verdict,
+    void Survive(const char* name, const Steps& steps, const FaultInjection::Inspect& verdict,
                  std::size_t distance = 1) {
         run = [&] {
             ShownBoxes::shown.clear();
+            finished = false;
             const ModalScript script(steps);
             finished = Wizard(nullptr).DoModal() == ID_WIZFINISH;
         };
         const auto inspect = [&](const Fault& fault) -> std::string {
-            const std::string wrong = verdict(fault);
+            const std::string problem = verdict(fault);
             if (!this->ClientIsReset()) return "the client window stays";
-            return finished || fault.point != Fault::kNone ? wrong : "unfinished without a fault";
+            return finished || fault.point != Fault::kNone ? problem : "unfinished without a fault";
         };
         this->injection->Survive(name, run, inspect, distance);
     }

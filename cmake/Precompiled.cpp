@@ -1,0 +1,1 @@
+// The unit of the precompiled header.
