@@ -1,6 +1,7 @@
 #include "settings/SettingsDocument.h"
 
 #include <algorithm>
+#include <new>
 
 #include "settings/InstalledProduct.h"
 #include "settings/SettingRows.h"
@@ -29,6 +30,14 @@ Result<> PutBack(const SavedSetting& saved) {
     if (!saved.row->afterPutBack) return result;
     const Result<> after = saved.row->afterPutBack();
     return result ? after : result;
+}
+
+// Saves the places of a setting, then writes it.
+Result<> Write(const SettingRow& row, const SettingValue& value, std::vector<SavedSetting>& saved) {
+    Result<SavedPlaces> places = row.save();
+    if (!places) return places.Failed();
+    saved.push_back({&row, *std::move(places)});
+    return row.write(value);
 }
 
 }  // namespace
@@ -90,32 +99,35 @@ std::vector<SettingProblem> MachineSettings::Check(const SettingEntries& documen
 ApplyReport MachineSettings::Apply(const SettingEntries& document) {
     ApplyReport report;
     std::vector<SavedSetting> saved;
-    for (SettingRow& row : rows_) {
+    saved.reserve(rows_.size());
+    SettingEntries wanted = Entries();
+    for (std::size_t i = 0; i < rows_.size() && report.Succeeded(); ++i) {
+        const SettingRow& row = rows_[i];
         const SettingEntry* entry = FindEntry(document, row.name);
         if (!entry || entry->value == row.stored) continue;
-        Result<SavedPlaces> places = row.save();
-        Result<> written = places ? Result<>() : Result<>(places.Failed());
-        if (places) {
-            saved.push_back({&row, *std::move(places)});
-            written = row.write(entry->value);
+        Result<> written;
+        try {
+            wanted[i].value = entry->value;
+            report.written.push_back({row.name, row.stored, entry->value, row.needsRestart});
+            written = Write(row, entry->value, saved);
+        } catch (const std::bad_alloc&) {
+            written = Failure{static_cast<DWORD>(E_OUTOFMEMORY)};
         }
-        if (!written) {
-            report.failed.push_back({row.name, written.Failed()});
-            break;
-        }
-        report.written.push_back({row.name, row.stored, entry->value, row.needsRestart});
+        if (!written) report.failed.push_back({row.name, written.Failed()});
     }
     if (report.Succeeded()) {
-        for (SettingRow& row : rows_) {
-            if (const SettingEntry* entry = FindEntry(document, row.name)) row.stored = entry->value;
-        }
+        for (std::size_t i = 0; i < rows_.size(); ++i) rows_[i].stored.swap(wanted[i].value);
         return report;
     }
     report.written.clear();
     for (auto setting = saved.rbegin(); setting != saved.rend(); ++setting) {
-        if (const Result<> putBack = PutBack(*setting); !putBack) {
-            report.notPutBack.push_back({setting->row->name, putBack.Failed()});
+        Result<> putBack;
+        try {
+            putBack = PutBack(*setting);
+        } catch (const std::bad_alloc&) {
+            putBack = Failure{static_cast<DWORD>(E_OUTOFMEMORY)};
         }
+        if (!putBack) report.notPutBack.push_back({setting->row->name, putBack.Failed()});
     }
     return report;
 }
