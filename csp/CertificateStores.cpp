@@ -32,26 +32,43 @@ BOOL WINAPI AddStoreName(const void* store, DWORD, CERT_SYSTEM_STORE_INFO*, void
     }
 }
 
-void FindInStore(const std::wstring& name, DWORD location, CERT_PUBLIC_KEY_INFO& key, const CertificateVisitor& visit) {
-    const UniqueCertificateStore store(
-        CertOpenStore(CERT_STORE_PROV_SYSTEM_W, kCertificateEncoding, 0,
-                      location | CERT_STORE_READONLY_FLAG | CERT_STORE_OPEN_EXISTING_FLAG, name.c_str()));
-    if (!store) return;
+// Called for each store of an owner, which is open during the call.
+using StoreVisitor = std::function<void(const std::wstring& name, HCERTSTORE store)>;
+
+Result<> VisitStores(KeySet keySet, const StoreVisitor& visit) {
+    const DWORD location = StoreLocation(keySet);
+    StoreNames names;
+    const Result<> listed = Try(CertEnumSystemStore(location, nullptr, &names, &AddStoreName));
+    for (const std::wstring& name : names) {
+        const UniqueCertificateStore store(
+            CertOpenStore(CERT_STORE_PROV_SYSTEM_W, kCertificateEncoding, 0,
+                          location | CERT_STORE_READONLY_FLAG | CERT_STORE_OPEN_EXISTING_FLAG, name.c_str()));
+        if (store) visit(name, store.get());
+    }
+    if (!listed && listed.Failed().Is(ERROR_FILE_NOT_FOUND)) return {};  // the owner has no stores yet
+    return listed;
+}
+
+// Visits the certificates that `next` returns, which receives the previous one and releases it.
+template <class Next>
+void VisitEach(const std::wstring& store, const CertificateVisitor& visit, Next next) {
     UniqueCertificate certificate;
-    const auto next = [&] {  // the search releases the certificate that it continues from
-        return CertFindCertificateInStore(store.get(), kCertificateEncoding, 0, CERT_FIND_PUBLIC_KEY, &key,
-                                          certificate.release());
-    };
-    for (certificate.reset(next()); certificate; certificate.reset(next())) visit(name, *certificate.get());
+    for (certificate.reset(next(nullptr)); certificate; certificate.reset(next(certificate.release())))
+        visit(store, *certificate.get());
 }
 
 }  // namespace
 
 Result<> FindCertificates(KeySet keySet, CERT_PUBLIC_KEY_INFO& key, const CertificateVisitor& visit) {
-    const DWORD location = StoreLocation(keySet);
-    StoreNames stores;
-    const Result<> listed = Try(CertEnumSystemStore(location, nullptr, &stores, &AddStoreName));
-    for (const std::wstring& name : stores) FindInStore(name, location, key, visit);
-    if (!listed && listed.Failed().Is(ERROR_FILE_NOT_FOUND)) return {};  // the owner has no stores yet
-    return listed;
+    return VisitStores(keySet, [&](const std::wstring& name, HCERTSTORE store) {
+        VisitEach(name, visit, [&](PCCERT_CONTEXT previous) {
+            return CertFindCertificateInStore(store, kCertificateEncoding, 0, CERT_FIND_PUBLIC_KEY, &key, previous);
+        });
+    });
+}
+
+Result<> VisitCertificates(KeySet keySet, const CertificateVisitor& visit) {
+    return VisitStores(keySet, [&](const std::wstring& name, HCERTSTORE store) {
+        VisitEach(name, visit, [&](PCCERT_CONTEXT previous) { return CertEnumCertificatesInStore(store, previous); });
+    });
 }

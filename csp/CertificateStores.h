@@ -30,3 +30,6 @@ using CertificateVisitor = std::function<void(const std::wstring& store, const C
 // Stores that can't be opened are skipped. An owner without stores is not an error. Fails when the stores can't all be
 // listed; certificates in those that were listed have been visited nevertheless.
 Result<> FindCertificates(KeySet keySet, CERT_PUBLIC_KEY_INFO& key, const CertificateVisitor& visit);
+
+// Visits all certificates in all system stores of the user or the computer, otherwise as FindCertificates.
+Result<> VisitCertificates(KeySet keySet, const CertificateVisitor& visit);

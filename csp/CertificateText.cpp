@@ -45,9 +45,6 @@ namespace {
 
 constexpr char kUsagePeriodExtension[] = "2.5.29.16";
 
-// The type under which the product registers the decoder of the extension's value.
-constexpr char kUsagePeriodType[] = "{3F1C8A52-7D04-4E96-B2A8-5C6E19D0B7F3}";
-
 // The decoded value. An open end is nullptr.
 struct DecodedPeriod {
     const FILETIME* notBefore;

@@ -30,6 +30,9 @@ struct UsagePeriod {
     std::optional<FILETIME> notAfter;
 };
 
+// The type under which the product registers the decoder of the usage period.
+inline constexpr char kUsagePeriodType[] = "{3F1C8A52-7D04-4E96-B2A8-5C6E19D0B7F3}";
+
 // Empty when the certificate has no such extension, or when no decoder is registered for it.
 std::optional<UsagePeriod> ReadUsagePeriod(const CERT_INFO& certificate);
 

@@ -69,24 +69,16 @@ class KeyCertificateReader {
     std::wstring uniqueName_;
 };
 
-// The identifiers of the extensions that hold certificates of authorities.
-constexpr std::string_view kIntermediate = "1.2.643.2.2.37.3.1";
-constexpr std::string_view kRoots[] = {"1.2.643.2.2.37.3.2", "1.2.643.2.2.37.3.3"};
-
-enum class Authority { None, Intermediate, Root };
-
 Authority AuthorityOf(std::string_view identifier) {
-    if (identifier == kIntermediate) return Authority::Intermediate;
-    for (const std::string_view root : kRoots)
+    if (identifier == kIntermediateExtension) return Authority::Intermediate;
+    for (const std::string_view root : kRootExtensions)
         if (identifier == root) return Authority::Root;
     return Authority::None;
 }
 
-using AddFunction = std::function<Result<>(Authority authority, std::span<const BYTE> encoded)>;
-
 // Adds the certificates of one extension record. Extensions of authorities must hold certificates; one of another kind
 // may hold anything, so a failure to decode it is no error.
-Result<> AddCertificates(std::span<const BYTE> bytes, const AddFunction& add) {
+Result<> AddCertificates(std::span<const BYTE> bytes, const ExtensionCertificateVisitor& add) {
     const auto record = ReadExtensionRecord(bytes.data(), bytes.size());
     if (!record) return Failure{ERROR_INVALID_DATA};
     if (record->value.empty()) return {};
@@ -98,12 +90,11 @@ Result<> AddCertificates(std::span<const BYTE> bytes, const AddFunction& add) {
     return {};
 }
 
-// The treatment of an extension whose certificates can't be decoded or added.
-enum class FaultyExtension { Skip, EndListing };
+}  // namespace
 
-// Calls `add` for every certificate of every extension. ERROR_NO_MORE_ITEMS means success only when the listing returns
-// it: `add` may fail with the same code.
-Result<> AddAllCertificates(HCRYPTPROV container, FaultyExtension faulty, const AddFunction& add) {
+// ERROR_NO_MORE_ITEMS means success only when the listing returns it: `add` may fail with the same code.
+Result<> VisitExtensionCertificates(HCRYPTPROV container, FaultyExtension faulty,
+                                    const ExtensionCertificateVisitor& add) {
     const auto end = [](Failure failure) { return failure.Is(ERROR_NO_MORE_ITEMS) ? Result<>() : failure; };
     ContainerExtensions extensions(container, ContainerExtensions::BufferSize::Largest);
     if (const Result<> begun = extensions.Begin(); !begun) return end(begun.Failed());
@@ -114,6 +105,8 @@ Result<> AddAllCertificates(HCRYPTPROV container, FaultyExtension faulty, const 
     }
     return end(bytes.Failed());
 }
+
+namespace {
 
 Result<> AddEncoded(HCERTSTORE store, std::span<const BYTE> encoded, DWORD disposition) {
     return Try(CertAddEncodedCertificateToStore(store, kCertificateEncoding, encoded.data(),
@@ -129,7 +122,7 @@ KeyCertificates ReadKeyCertificates(HCRYPTPROV container, KeySet keySet, Contain
 Result<> ReadExtensionCertificates(HCRYPTPROV container, UniqueCertificateStore& store) {
     store = OpenMemoryStore();
     if (!store) return LastFailure();
-    return AddAllCertificates(container, FaultyExtension::Skip, [&](Authority, std::span<const BYTE> encoded) {
+    return VisitExtensionCertificates(container, FaultyExtension::Skip, [&](Authority, std::span<const BYTE> encoded) {
         // Skipping only this certificate: a failure would skip the following ones of the same extension, too.
         static_cast<void>(AddEncoded(store.get(), encoded, CERT_STORE_ADD_REPLACE_EXISTING));
         return Result<>();
@@ -149,5 +142,5 @@ Result<> InstallExtensionCertificates(HCRYPTPROV container, KeySet keySet) {
         if (!added && added.Failed().Is(static_cast<DWORD>(CRYPT_E_EXISTS))) return {};
         return added;
     };
-    return AddAllCertificates(container, FaultyExtension::EndListing, add);
+    return VisitExtensionCertificates(container, FaultyExtension::EndListing, add);
 }

@@ -113,7 +113,6 @@ void ReportStores(const CERT_CONTEXT& certificate, KeySet keySet, CheckReport& r
 
 // One key with its certificate.
 
-constexpr ALG_ID kDigestAlgorithm = 0x801E;  // GOST R 34.11-94
 constexpr wchar_t kTestText[] = L"Hello World";
 constexpr DWORD kTestSize = sizeof kTestText - sizeof(wchar_t);  // in bytes, without the terminator
 

@@ -1,39 +1,9 @@
 #include "csp/ContainerSearch.h"
 
-#include <algorithm>
-
-#include "csp/CryptoValues.h"
+#include "csp/ContainerNames.h"
 #include "csp/KeyLink.h"
 
 namespace {
-
-// Lists the names of a provider's containers.
-class ContainerNames {
-  public:
-    explicit ContainerNames(HCRYPTPROV provider) noexcept : provider_(provider) {}
-
-    // The next name. Fails at the end: any failure ends the listing.
-    Result<std::wstring> Next() {
-        if (buffer_.empty()) {
-            DWORD longest = 0;  // of all names, in bytes
-            const Result<> measured =
-                Try(CryptGetProvParam(provider_, PP_ENUMCONTAINERS, nullptr, &longest, CRYPT_FIRST));
-            if (!measured) return measured.Failed();
-            // At least one byte: a call without a buffer would return the length again, and succeed without end.
-            buffer_.resize(std::max<DWORD>(longest, 1));
-        }
-        auto length = static_cast<DWORD>(buffer_.size());
-        const Result<> read = Try(CryptGetProvParam(provider_, PP_ENUMCONTAINERS, buffer_.data(), &length, flags_));
-        if (!read) return read.Failed();
-        flags_ = 0;  // the provider does not accept CRYPT_NEXT here
-        return FromAnsi(buffer_);
-    }
-
-  private:
-    HCRYPTPROV provider_;
-    DWORD flags_ = CRYPT_FIRST;
-    Bytes buffer_;
-};
 
 class Search {
   public:

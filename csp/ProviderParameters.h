@@ -36,6 +36,8 @@ constexpr DWORD kKeyParameterAgreementSet = 106;
 
 enum IntegrityBits : DWORD { kCorrupted = 1, kUnknownCorruption = 0x40000000 };
 
+constexpr ALG_ID kDigestAlgorithm = 0x801E;  // GOST R 34.11-94
+
 constexpr DWORD kClassKc1 = 1;  // the lowest protection class
 
 // The cache of the keys storage service.

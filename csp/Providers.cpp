@@ -17,6 +17,9 @@ constexpr wchar_t kTypeKeys[] = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\P
 constexpr wchar_t kProviderKeys[] = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\";
 constexpr wchar_t kProviderKeys32[] = L"SOFTWARE\\Wow6432Node\\Microsoft\\Cryptography\\Defaults\\Provider\\";
 
+constexpr wchar_t kTypeKeys32[] =
+    L"SOFTWARE\\Wow6432Node\\Microsoft\\Cryptography\\Defaults\\Provider Types\\Type %03u";
+
 std::wstring TypeKey(DWORD type) {
     return FillPlaces(kTypeKeys, {static_cast<unsigned>(type)});
 }
@@ -39,9 +42,9 @@ std::wstring OwnDirectory() {
     return path.substr(0, path.rfind(L'\\') + 1);  // without a backslash rfind returns npos, and 0 characters remain
 }
 
-// The path that a provider's library is registered with, without expansion of variables; empty when it is missing or
-// malformed. It must be terminated, and hold at most 520 bytes.
-std::wstring ImagePath(const std::wstring& provider) {
+}  // namespace
+
+std::wstring ProviderImagePath(const std::wstring& provider) {
     constexpr DWORD kMostBytes = 520;
     const auto value = ReadRegistryValue(HKEY_LOCAL_MACHINE, kProviderKeys + provider, L"Image Path", kMostBytes);
     if (!value || (value->type != REG_SZ && value->type != REG_EXPAND_SZ)) return {};
@@ -50,8 +53,6 @@ std::wstring ImagePath(const std::wstring& provider) {
     const bool terminated = bytes.size() >= 2 && bytes[bytes.size() - 2] == 0 && bytes.back() == 0;
     return whole && terminated ? FromWide(bytes) : std::wstring();
 }
-
-}  // namespace
 
 std::vector<Provider> ListInstalledProviders() {
     std::vector<Provider> providers;
@@ -77,7 +78,7 @@ std::vector<Provider> ListOwnProviders(std::vector<Provider> installed) {
     if (directory.empty()) return {};
     std::vector<Provider> providers = ListProductProviders(std::move(installed));
     std::erase_if(providers,
-                  [&](const Provider& provider) { return !BeginsWith(ImagePath(provider.name), directory); });
+                  [&](const Provider& provider) { return !BeginsWith(ProviderImagePath(provider.name), directory); });
     return providers;
 }
 
@@ -145,4 +146,12 @@ bool HasProviderValue(const std::wstring& provider, const wchar_t* value) {
 Result<> WriteProviderText(const std::wstring& provider, const wchar_t* value, const std::wstring& text) {
     if (const Result<> written = WriteText(kProviderKeys + provider, KEY_WRITE, value, text); !written) return written;
     return WriteText(kProviderKeys32 + provider, KEY_WRITE, value, text);
+}
+
+std::array<RegistryPlace, 2> DefaultProviderPlaces(DWORD type) {
+    return {{{TypeKey(type), L"Name"}, {FillPlaces(kTypeKeys32, {static_cast<unsigned>(type)}), L"Name"}}};
+}
+
+std::array<RegistryPlace, 2> ProviderTextPlaces(const std::wstring& provider, const wchar_t* value) {
+    return {{{kProviderKeys + provider, value}, {kProviderKeys32 + provider, value}}};
 }

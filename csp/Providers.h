@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <array>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,6 +26,10 @@ std::vector<Provider> ListProductProviders(std::vector<Provider> installed = Lis
 
 // Those of them whose library is in this module's own directory or below it. None when that directory is unknown.
 std::vector<Provider> ListOwnProviders(std::vector<Provider> installed = ListInstalledProviders());
+
+// The path that a provider's library is registered with, without expansion of variables; empty when it is missing or
+// malformed: it must be terminated, and hold at most 520 bytes.
+std::wstring ProviderImagePath(const std::wstring& provider);
 
 // The machine's default provider of a type; empty when there is none.
 std::wstring DefaultProviderName(DWORD type);
@@ -54,3 +59,10 @@ bool HasProviderValue(const std::wstring& provider, const wchar_t* value);
 // first failure ends them. An empty name stands for no default provider.
 Result<> WriteDefaultProvider(DWORD type, const std::wstring& name);
 Result<> WriteProviderText(const std::wstring& provider, const wchar_t* value, const std::wstring& text);
+
+// The places of a value in the views of 64-bit and of 32-bit programs, below HKEY_LOCAL_MACHINE.
+struct RegistryPlace {
+    std::wstring key, value;
+};
+std::array<RegistryPlace, 2> DefaultProviderPlaces(DWORD type);
+std::array<RegistryPlace, 2> ProviderTextPlaces(const std::wstring& provider, const wchar_t* value);

@@ -12,6 +12,8 @@
 struct RegistryValue {
     DWORD type;  // REG_…
     std::vector<BYTE> bytes;
+
+    bool operator==(const RegistryValue&) const = default;
 };
 
 // The value `value` (nullptr: the key's default value) of `key` below `root`, as it is stored. Fails with the code of

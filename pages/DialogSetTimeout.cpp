@@ -106,12 +106,13 @@ void CDialogSetTimeout::EnableEdit(bool enable, UINT edit, CSpinButtonCtrl& spin
 void CDialogSetTimeout::OnOK() {
     if (!UpdateData(true)) return;
     if (mayWriteSystem_) {
-        WriteTimeout(TimeoutLevel::System, {systemChoice_ == SystemChoice::Infinite, systemSeconds_});
+        static_cast<void>(
+            WriteTimeout(TimeoutLevel::System, {systemChoice_ == SystemChoice::Infinite, systemSeconds_}));
     }
     if (mayWriteUser_ && userChoice_ == UserChoice::SystemDefault) {
-        RemoveTimeout(TimeoutLevel::User);
+        static_cast<void>(RemoveTimeout(TimeoutLevel::User));
     } else if (mayWriteUser_) {
-        WriteTimeout(TimeoutLevel::User, {userChoice_ == UserChoice::Infinite, userSeconds_});
+        static_cast<void>(WriteTimeout(TimeoutLevel::User, {userChoice_ == UserChoice::Infinite, userSeconds_}));
     }
     EndDialog(IDOK);
 }

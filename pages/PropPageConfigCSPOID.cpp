@@ -48,7 +48,6 @@ void CComboParam::Save() noexcept {
 
 namespace {
 
-constexpr wchar_t kSection[] = L"\\config\\oid";  // where the provider keeps the choices
 constexpr UINT kParameterBoxes[] = {IDC_ALGORITHMS_HASH, IDC_ALGORITHMS_ENCRYPTION, IDC_ALGORITHMS_SIGNATURE,
                                     IDC_ALGORITHMS_DIFFIE_HELLMAN};
 static_assert(kParameterBoxes[3] - kParameterBoxes[0] == 3);  // the message table lists them as a range
@@ -114,8 +113,8 @@ void CPropPageConfigCSPOID::ShowParameters() {
 }
 
 bool CPropPageConfigCSPOID::IsPageModified() {
-    support_registry_put_section(kSection);  // the rights to a missing section cannot be asked for
-    if (!MayWrite(kSection)) {
+    support_registry_put_section(kAlgorithmSection);  // the rights to a missing section cannot be asked for
+    if (!MayWrite(kAlgorithmSection)) {
         for (const UINT box : kParameterBoxes) EnableControl(box, false);
         ExplainDisabled(
             {IDC_ALGORITHMS_HASH, IDC_ALGORITHMS_ENCRYPTION, IDC_ALGORITHMS_SIGNATURE, IDC_ALGORITHMS_DIFFIE_HELLMAN},

@@ -13,8 +13,8 @@
 // A combo box of the values that a provider offers for one of its parameters.
 class CComboParam : public CComboBox {
   public:
-    // The provider parameter that lists the values, and the one that is the current value.
-    CComboParam(DWORD listParameter, DWORD valueParameter) : parameter_{listParameter, valueParameter, {}, {}} {}
+    // NOLINTNEXTLINE(google-explicit-constructor): the page's boxes are made from the table of kinds.
+    CComboParam(const AlgorithmKind& kind) : parameter_{kind.list, kind.value, {}, {}} {}
 
     // Shows the values of a provider (0: none), whose handle is not owned and must outlive the attachment. Without a
     // provider, or when it offers no values that have a name, the box is disabled and saves nothing.
@@ -54,8 +54,7 @@ class CPropPageConfigCSPOID : public CPropPageConfigBase {
     std::vector<DWORD> types_;  // provider types, in the order of their list
     int type_ = -1;             // position in `types_`
     CComboBox typeBox_;
-    // Hash, encryption, signature, Diffie-Hellman: the provider parameters that list the values, and those that are the
-    // current ones.
-    std::array<CComboParam, 4> parameters_{{{103, 92}, {104, 93}, {105, 94}, {106, 95}}};
+    std::array<CComboParam, 4> parameters_{
+        {kAlgorithmKinds[0], kAlgorithmKinds[1], kAlgorithmKinds[2], kAlgorithmKinds[3]}};
     CCryptProvContext context_;  // empty when it could not be opened
 };

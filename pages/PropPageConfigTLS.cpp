@@ -10,15 +10,14 @@ namespace {
 struct SwitchControl {
     UINT box;
     Setting<bool> TlsSettings::*setting;
-    bool needsOcsp = false;  // has no effect without the OCSP module
 };
 
 constexpr SwitchControl kSwitches[] = {
-    {IDC_TLS_CLIENT_OCSP, &TlsSettings::clientUsesOcsp, true},
+    {IDC_TLS_CLIENT_OCSP, &TlsSettings::clientUsesOcsp},
     {IDC_TLS_CLIENT_NO_REVOCATION, &TlsSettings::clientSkipsRevocation},
     {IDC_TLS_CLIENT_NO_EKU, &TlsSettings::clientSkipsUsageCheck},
     {IDC_TLS_CLIENT_NO_LEGACY, &TlsSettings::clientRefusesLegacySuites},
-    {IDC_TLS_SERVER_OCSP, &TlsSettings::serverUsesOcsp, true},
+    {IDC_TLS_SERVER_OCSP, &TlsSettings::serverUsesOcsp},
     {IDC_TLS_SERVER_NO_REVOCATION, &TlsSettings::serverSkipsRevocation},
     {IDC_TLS_SERVER_NO_EKU, &TlsSettings::serverSkipsUsageCheck},
     {IDC_TLS_SERVER_NO_LEGACY, &TlsSettings::serverRefusesLegacySuites},
@@ -87,7 +86,7 @@ bool CPropPageConfigTLS::OnInitDialog() {
 void CPropPageConfigTLS::DisableControls() {
     const bool mayWrite = settings_.mayWrite, ocsp = IsOcspInstalled();
     for (const SwitchControl& control : kSwitches) {
-        if (mayWrite && (ocsp || !control.needsOcsp)) continue;
+        if (mayWrite && (ocsp || !NeedsOcsp(control.setting))) continue;
         EnableControl(control.box, false);
         ExplainDisabled({control.box}, mayWrite ? IDS_WHY_MODULE : IDS_WHY_RIGHTS);
     }

@@ -24,6 +24,17 @@ Result<> ReadValue(HCRYPTPROV provider, DWORD parameter, DWORD flags, Bytes& val
     return {};
 }
 
+// False for an entry without a name.
+bool ReadEntry(const Bytes& value, AlgorithmParameter::Entry& entry) {
+    ParameterName name;
+    if (!ReadParameterName(value.data(), value.size(), name)) return false;
+    entry.name = name.stringId ? LoadStringLang(name.stringId) : std::wstring(name.text.begin(), name.text.end());
+    const std::string identifier = ReadParameterIdentifier(value.data(), value.size());
+    entry.identifier = identifier.empty() ? entry.name : std::wstring(identifier.begin(), identifier.end());
+    entry.value = value;
+    return true;
+}
+
 }  // namespace
 
 Result<> AlgorithmParameter::ReadEntries(HCRYPTPROV provider) {
@@ -31,12 +42,7 @@ Result<> AlgorithmParameter::ReadEntries(HCRYPTPROV provider) {
     if (const Result<> first = ReadValue(provider, listParameter, CRYPT_FIRST, value); !first) return first;
     // Reading an entry without bytes does not advance the provider's list, so such an entry ends it.
     for (std::size_t read = 0; read < kMostEntries && !value.empty(); ++read) {
-        ParameterName name;
-        if (ReadParameterName(value.data(), value.size(), name)) {
-            entries.push_back(
-                {name.stringId ? LoadStringLang(name.stringId) : std::wstring(name.text.begin(), name.text.end()),
-                 std::move(value)});
-        }
+        if (AlgorithmParameter::Entry entry; ReadEntry(value, entry)) entries.push_back(std::move(entry));
         value.clear();
         if (!ReadValue(provider, listParameter, 0, value)) break;
     }

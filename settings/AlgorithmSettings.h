@@ -11,10 +11,26 @@
 
 #include "settings/StoredValue.h"
 
+// A kind of algorithm, with the provider parameters that list its entries and that is the current one.
+struct AlgorithmKind {
+    const char* name;  // in exported documents; never changes
+    DWORD list, value;
+};
+inline constexpr AlgorithmKind kAlgorithmKinds[] = {
+    {"algorithms.hash", 103, 92},
+    {"algorithms.encryption", 104, 93},
+    {"algorithms.signature", 105, 94},
+    {"algorithms.diffieHellman", 106, 95},
+};
+
+// The section of the configuration store in which the provider keeps the choices.
+inline constexpr wchar_t kAlgorithmSection[] = L"\\config\\oid";
+
 struct AlgorithmParameter {
     struct Entry {
         std::wstring name;
         std::vector<BYTE> value;  // passed through to the provider unchanged
+        std::wstring identifier;  // the same in every language; the name when the provider has nothing else
     };
 
     DWORD listParameter;   // the provider parameter that lists the entries

@@ -5,6 +5,10 @@
 #include <windows.h>
 
 #include <optional>
+#include <string>
+#include <vector>
+
+#include "framework/Result.h"
 
 constexpr int kLeastTimeout = 1, kMostTimeout = 65535;  // seconds
 
@@ -25,6 +29,11 @@ bool MayWriteTimeout(TimeoutLevel level);
 // Nothing when none is stored or it cannot be read. A number out of range is read as the nearest valid one.
 std::optional<InputTimeout> ReadTimeout(TimeoutLevel level);
 
-// The provider has five timeouts, which get the same value. Failures are not reported; such a timeout keeps its value.
-void WriteTimeout(TimeoutLevel level, const InputTimeout& timeout);
-void RemoveTimeout(TimeoutLevel level);
+// The provider has five timeouts, which get the same value. All of them are tried; one that fails keeps its value. Fail
+// with the first code of the configuration store.
+Result<> WriteTimeout(TimeoutLevel level, const InputTimeout& timeout);
+Result<> RemoveTimeout(TimeoutLevel level);
+
+// The level's section, and the paths of its five timeouts.
+const wchar_t* TimeoutSection(TimeoutLevel level) noexcept;
+std::vector<std::wstring> TimeoutPaths(TimeoutLevel level);

@@ -4,7 +4,6 @@
 
 #include "applet/services/ProductLibrary.h"
 #include "applet/services/SupportLibrary.h"
-#include "framework/Module.h"
 
 namespace {
 
@@ -15,20 +14,24 @@ constexpr size_t kCodeSize = 39;  // characters of a product code with its termi
 
 }  // namespace
 
-InstalledProduct::InstalledProduct() : code_(FindCode()) {}
+std::wstring PanelBeside() {
+    const std::wstring self = Module::LongFileName();
+    return self.empty() ? self : self.substr(0, self.rfind(L'\\') + 1) + L"vestra.cpl";
+}
 
-std::wstring InstalledProduct::FindCode() const {
+InstalledProduct::InstalledProduct(const std::wstring& panel) : code_(FindCode(panel)) {}
+
+std::wstring InstalledProduct::FindCode(const std::wstring& panel) const {
     const auto enumerate = installer_.Function<decltype(&MsiEnumClientsW)>("MsiEnumClientsW");
     const auto locate = installer_.Function<decltype(&MsiGetComponentPathW)>("MsiGetComponentPathW");
-    const std::wstring self = Module::FileName();
-    if (!enumerate || !locate || self.empty()) return kDefaultProduct;
+    if (!enumerate || !locate || panel.empty()) return kDefaultProduct;
 
     wchar_t code[kCodeSize];
     for (DWORD index = 0; enumerate(kPanelComponent, index, code) == ERROR_SUCCESS; ++index) {
         wchar_t path[MAX_PATH];
         auto length = static_cast<DWORD>(std::size(path));
         if (locate(code, kPanelComponent, path, &length) != INSTALLSTATE_LOCAL) continue;
-        if (SamePath(path, self)) return code;
+        if (SamePath(path, panel)) return code;
     }
     return kDefaultProduct;
 }

@@ -5,8 +5,6 @@
 
 namespace {
 
-constexpr wchar_t kMachineSection[] = L"\\config", kMachineLanguage[] = L"\\config\\Language";
-constexpr wchar_t kUserSection[] = L"\\local", kUserLanguage[] = L"\\local\\Language";
 constexpr int kInvalid = -1;
 
 bool IsKnown(LONG language) noexcept {
@@ -21,7 +19,7 @@ void LanguageSettings::Read() {
     storedInvalid = false;
 
     LONG language = 0;
-    if (support_registry_get_long(kMachineLanguage, &language) == 0 && IsKnown(language)) {
+    if (support_registry_get_long(kMachinePath, &language) == 0 && IsKnown(language)) {
         machine.Reset(language);
     } else {
         machine.Reset(kEnglish);
@@ -32,7 +30,7 @@ void LanguageSettings::Read() {
     }
 
     user.Reset(kSystemDefault);
-    if (support_registry_get_long(kUserLanguage, &language) != 0) return;
+    if (support_registry_get_long(kUserPath, &language) != 0) return;
     if (IsKnown(language)) {
         user.Reset(language);
     } else {
@@ -42,15 +40,15 @@ void LanguageSettings::Read() {
 }
 
 Result<> LanguageSettings::WriteMachine() {
-    const Result<> written = TryCode(support_registry_put_long(kMachineLanguage, machine.shown));
+    const Result<> written = TryCode(support_registry_put_long(kMachinePath, machine.shown));
     if (written) machine.stored = machine.shown;
     return written;
 }
 
 Result<> LanguageSettings::WriteUser() {
     if (user.shown == kSystemDefault) {
-        support_registry_delete_param(kUserLanguage);  // fails when nothing is stored
-    } else if (const Result<> written = TryCode(support_registry_put_long(kUserLanguage, user.shown)); !written) {
+        support_registry_delete_param(kUserPath);  // fails when nothing is stored
+    } else if (const Result<> written = TryCode(support_registry_put_long(kUserPath, user.shown)); !written) {
         return written;
     }
     user.stored = user.shown;

@@ -6,6 +6,10 @@
 
 // Language ids, kEnglish or kRussian (applet/services/Language.h).
 struct LanguageSettings {
+    // In the configuration store.
+    static constexpr wchar_t kMachineSection[] = L"\\config", kMachinePath[] = L"\\config\\Language";
+    static constexpr wchar_t kUserSection[] = L"\\local", kUserPath[] = L"\\local\\Language";
+
     static constexpr int kSystemDefault = 0;  // of the user's language: none is stored
 
     // `stored` is kSystemDefault when nothing is stored. An invalid value is stored -1 of the user's and 0 of the

@@ -32,17 +32,16 @@ const wchar_t* ModuleOfMode(ProviderMode mode) noexcept {
     return mode == ProviderMode::Service ? kServiceModule : nullptr;
 }
 
-bool IsKeyServiceInstalled() noexcept {
-    const UniqueService manager(OpenSCManagerW(nullptr, nullptr, kManagerAccess));
-    return manager && UniqueService(OpenServiceW(manager.get(), kKeyService, SERVICE_QUERY_STATUS));
-}
-
 std::wstring ReadDefault(DWORD type, const std::vector<Provider>& installed) {
     std::wstring name = DefaultProviderName(type);
     const bool found = std::any_of(installed.begin(), installed.end(), [&](const Provider& provider) {
         return provider.type == type && provider.name == name;
     });
     return found ? name : std::wstring();
+}
+
+Result<> WriteNumber(HCRYPTPROV provider, DWORD parameter, DWORD value) noexcept {
+    return Try(CryptSetProvParam(provider, parameter, reinterpret_cast<const BYTE*>(&value), 0));
 }
 
 template <class T>
@@ -134,6 +133,23 @@ Result<> WriteProviderMode(const std::wstring& provider, ProviderMode mode) {
     const wchar_t* const moduleName = ModuleOfMode(mode);
     if (!moduleName || provider.empty()) return Failure{static_cast<DWORD>(E_UNEXPECTED)};
     return WriteProviderText(provider, kModuleName, moduleName);
+}
+
+bool IsKeyServiceInstalled() noexcept {
+    const UniqueService manager(OpenSCManagerW(nullptr, nullptr, kManagerAccess));
+    return manager && UniqueService(OpenServiceW(manager.get(), kKeyService, SERVICE_QUERY_STATUS));
+}
+
+std::array<RegistryPlace, 2> ProviderModePlaces(const std::wstring& provider) {
+    return ProviderTextPlaces(provider, kModuleName);
+}
+
+Result<> WriteCacheSize(HCRYPTPROV provider, DWORD size) noexcept {
+    return WriteNumber(provider, kParameterCache, size);
+}
+
+Result<> WriteDiffieHellmanControl(HCRYPTPROV provider, DiffieHellmanControl control) noexcept {
+    return WriteNumber(provider, kParameterDiffieHellman, control);
 }
 
 std::optional<UINT> ParseCacheSize(std::wstring_view text) noexcept {
@@ -228,9 +244,9 @@ class SystemWrites final : public SecurityWrites {
         : settings_(settings), question_(question) {}
 
     bool HasProvider() const override { return static_cast<bool>(settings_.context); }
-    bool WriteCache(DWORD size) override { return WriteParameter(kParameterCache, size); }
+    bool WriteCache(DWORD size) override { return !!WriteCacheSize(settings_.context.Get(), size); }
     bool WriteDiffieHellman(DiffieHellmanControl control) override {
-        return WriteParameter(kParameterDiffieHellman, control);
+        return !!WriteDiffieHellmanControl(settings_.context.Get(), control);
     }
     bool WriteDefault(DWORD providerType, const std::wstring& name) override {
         return static_cast<bool>(WriteDefaultProvider(providerType, name));
@@ -242,10 +258,6 @@ class SystemWrites final : public SecurityWrites {
     }
 
   private:
-    bool WriteParameter(DWORD parameter, DWORD value) const noexcept {
-        return CryptSetProvParam(settings_.context.Get(), parameter, reinterpret_cast<const BYTE*>(&value), 0) != FALSE;
-    }
-
     const SecuritySettings& settings_;
     RestartQuestion& question_;
 };

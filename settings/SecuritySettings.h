@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -64,11 +65,21 @@ inline constexpr StoredValue<SecuritySettings> kSecurityValues[] = {
 // ProviderMode::Unknown or an empty provider name.
 Result<> WriteProviderMode(const std::wstring& provider, ProviderMode mode);
 
+// Where the registry has a provider's mode.
+std::array<RegistryPlace, 2> ProviderModePlaces(const std::wstring& provider);
+
+// Write values of the open provider; `size` 0: no cache. Fail with the provider's code.
+Result<> WriteCacheSize(HCRYPTPROV provider, DWORD size) noexcept;
+Result<> WriteDiffieHellmanControl(HCRYPTPROV provider, DiffieHellmanControl control) noexcept;
+
 // The cache size in a text; nothing when the text is not an unsigned decimal number.
 std::optional<UINT> ParseCacheSize(std::wstring_view text) noexcept;
 
 // The nearest allowed cache size, from 1 to `maximum`.
 UINT AllowedCacheSize(UINT size, UINT maximum) noexcept;
+
+// Whether the keys storage service is installed.
+bool IsKeyServiceInstalled() noexcept;
 
 // The rights and system properties that decide whether the mode can be changed.
 struct SecurityRights {

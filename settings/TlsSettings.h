@@ -30,6 +30,11 @@ Result<> RenewCngRegistration(Result<> soFar);
 // Whether the product's OCSP module is installed.
 bool IsOcspInstalled();
 
+// Whether a switch has no effect without the OCSP module.
+constexpr bool NeedsOcsp(Setting<bool> TlsSettings::*flag) noexcept {
+    return flag == &TlsSettings::clientUsesOcsp || flag == &TlsSettings::serverUsesOcsp;
+}
+
 // Only the client's cipher suites need the CNG module registered again.
 inline constexpr StoredValue<TlsSettings> kTlsSwitches[] = {
     {.name = "tls.client.useOcsp",

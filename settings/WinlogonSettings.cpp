@@ -6,14 +6,12 @@
 
 #include "applet/services/DeviceLibraries.h"
 #include "applet/services/SupportLibrary.h"
-#include "framework/Handles.h"
 #include "csp/Providers.h"
+#include "framework/Handles.h"
 
 namespace {
 
-constexpr wchar_t kKdcKey[] = L"SYSTEM\\CurrentControlSet\\Services\\kdc\\Parameters";
-constexpr wchar_t kKdcValue[] = L"NotChangeDefaultVerifyProvider";  // 1 and above: the system's algorithms
-constexpr DWORD kMostReaderName = 64;                               // characters of a stored reader name
+constexpr DWORD kMostReaderName = 64;  // characters of a stored reader name
 
 Result<> OpenKdcKey(REGSAM access, UniqueRegistryKey& key) noexcept {
     return TryCode(static_cast<DWORD>(RegOpenKeyExW(HKEY_LOCAL_MACHINE, kKdcKey, 0, access, key.put())));
@@ -40,9 +38,13 @@ Result<> WriteKdc(bool usesProduct) noexcept {
         RegSetValueExW(key.get(), kKdcValue, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), sizeof number)));
 }
 
+}  // namespace
+
 std::wstring DefaultReaderPath(const std::wstring& provider) {
     return L"\\cryptography\\Defaults\\provider\\" + provider + L"\\ReaderDefault";
 }
+
+namespace {
 
 using SupportLibrary = LibraryReference<&LoadSupportLibrary, &ReleaseSupportLibrary>;
 using ReaderLibrary = LibraryReference<&LoadReaderLibrary, &ReleaseReaderLibrary>;

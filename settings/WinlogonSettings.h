@@ -23,6 +23,13 @@ enum class KdcSetting {
     Missing,  // means on
 };
 
+// Where the registry has it, below HKEY_LOCAL_MACHINE.
+inline constexpr wchar_t kKdcKey[] = L"SYSTEM\\CurrentControlSet\\Services\\kdc\\Parameters";
+inline constexpr wchar_t kKdcValue[] = L"NotChangeDefaultVerifyProvider";  // 1 and above: the system's algorithms
+
+// Where the configuration store has the default reader of a provider.
+std::wstring DefaultReaderPath(const std::wstring& provider);
+
 bool IsDomainController() noexcept;
 
 struct WinlogonSettings {

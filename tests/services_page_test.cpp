@@ -208,7 +208,7 @@ class ComboParam : public testing::Test {
 
     ImportPatch get{nullptr, "CryptGetProvParam", &GetParameter}, set{nullptr, "CryptSetProvParam", &SetParameter};
     SpokenLanguage english{kEnglish};
-    CComboParam combo{kList, kValue};
+    CComboParam combo{AlgorithmKind{"", kList, kValue}};
 };
 
 TEST_F(ComboParam, SelectsTheLastEntryThatEqualsTheValueAndSavesAnotherOnce) {

@@ -13,16 +13,17 @@ declare -A may=(
   [wizards]='settings csp applet/services framework resources'
   [pages]='wizards settings csp applet/services framework resources'
   [applet]='pages wizards settings csp applet/services framework resources'
+  [console]='settings csp applet/services framework resources'
   [softcsp]=''
   [tools/panel]=''
-  [bench]='csp framework resources softcsp tools/panel'
+  [bench]='console csp framework resources softcsp tools/panel'
   [cmake]=''
-  [tests]='applet pages wizards settings csp applet/services framework resources softcsp tools/panel cmake'
+  [tests]='applet console pages wizards settings csp applet/services framework resources softcsp tools/panel cmake'
 )
 
-# The units of framework/ and applet/services/ that settings/ and csp/ may include: none has a window, a message box or
-# a control. framework/Module.h is among them for the module's own path and resources.
-windowless='framework/(Handles|Module|Registry|Result|SystemLibrary|Text)|applet/services/(DeviceLibraries|ErrorText|Language|ParameterEntry|ProcessCaches|ProductLibrary|Strings|SupportLibrary)|resources/resource'
+# The units of framework/ and applet/services/ that settings/, csp/ and console/ may include: none has a window, a message
+# box or a control. framework/Module.h is among them for the module's own path and resources.
+windowless='framework/(Handles|Module|Registry|Result|SystemLibrary|Text)|applet/services/(DeviceLibraries|ErrorText|Language|ParameterEntry|ProcessCaches|ProductLibrary|Strings|SupportLibrary)|resources/(resource|console|version)'
 
 wrong=0
 complain() { echo "$*"; wrong=1; }
@@ -46,7 +47,7 @@ while IFS=: read -r file line text; do
   if [ "$from" != "$to" ] && [[ " ${may[$from]} " != *" $to "* ]]; then
     complain "$file:$line: $from may not include $included"
   fi
-  if [[ $from =~ ^(settings|csp)$ && $to =~ ^(framework|applet/services|resources)$ ]]; then
+  if [[ $from =~ ^(settings|csp|console)$ && $to =~ ^(framework|applet/services|resources)$ ]]; then
     [[ $included =~ ^($windowless)\.h$ ]] || complain "$file:$line: $from may not include $included, which has a window"
   fi
 done <<<"$includes"
@@ -56,7 +57,13 @@ units() { sed -nE 's/^([^:]*)\.(h|cpp):[0-9]+:#include "([^"]*)\.h".*/\1 \3/p' <
 if ! cycles=$(units | tsort 2>&1 >/dev/null); then complain "units that include each other: $cycles"; fi
 
 if grep -rniE 'softcsp' --include='*.h' --include='*.cpp' --include='*.rc' \
-    framework csp settings applet pages wizards resources; then
+    framework csp settings applet console pages wizards resources; then
   complain "the panel must not depend on the software provider"
 fi
+
+# Each library of the console program is included by one unit only.
+for library in 'CLI/CLI.hpp console/Arguments.cpp' 'nlohmann/json.hpp console/Json.cpp'; do
+  users=$(grep -rlF "<${library% *}>" --include='*.h' --include='*.cpp' "${!may[@]}" | sort -u)
+  [ "$users" = "${library#* }" ] || complain "only ${library#* } may include ${library% *}, but: $users"
+done
 exit $wrong

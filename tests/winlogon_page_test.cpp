@@ -11,8 +11,6 @@
 
 namespace {
 
-constexpr wchar_t kKdcKey[] = L"SYSTEM\\CurrentControlSet\\Services\\kdc\\Parameters",
-                  kKdcValue[] = L"NotChangeDefaultVerifyProvider";
 constexpr DWORD kMissing = 0x7ffffffe, kNoKey = 0x7fffffff;  // of the KDC's value: none, not even the key
 
 using Opened = std::pair<std::wstring, DWORD>;  // a provider and the type that it is opened with

@@ -6,7 +6,9 @@ packages=(
   cmake ninja-build ccache                                # build
   g++-mingw-w64-x86-64-posix                              # cross compiler, with its resource compiler
   libgcrypt-mingw-w64-dev                                 # the software provider's cryptography
+  libcli11-dev nlohmann-json3-dev                         # the console program's arguments and documents
   googletest                                              # tests, built from its sources
+  python3-jsonschema                                      # the console program's documents, read by another program
   clang libclang-rt-14-dev                                # fuzzers, with their sanitizers
   wine64 fonts-wine locales                               # run, with Windows fonts and the users' code page
   wixl msitools osslsigncode                              # the installer package and its signatures

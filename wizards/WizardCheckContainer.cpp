@@ -3,15 +3,12 @@
 #include <algorithm>
 #include <utility>
 
-#include "applet/services/ErrorText.h"
-#include "applet/services/Strings.h"
 #include "csp/CryptProvContext.h"
 #include "framework/Clipboard.h"
 #include "framework/DataExchange.h"
 #include "framework/Handles.h"
 #include "framework/Module.h"
 #include "framework/PropertySheet.h"
-#include "framework/Text.h"
 #include "framework/Wnd.h"
 #include "resources/resource.h"
 #include "wizards/WizardBase.h"
@@ -21,29 +18,6 @@ CWizPageCheckContainerSelectContainer::CWizPageCheckContainerSelectContainer(Che
 
 bool CWizPageCheckContainerSelectContainer::OnContainerSelected() {
     return AcquireSelectedContainer(state_.container, 0);
-}
-
-namespace {
-
-constexpr UINT kNoText = 0;
-
-}  // namespace
-
-CheckMark MarkOf(UINT label, UINT value, bool error) noexcept {
-    if (label == IDS_CHECK_SUCCEEDED) return CheckMark::Succeeded;
-    if (label == IDS_CHECK_FAILED) return CheckMark::Failed;
-    // Stores that can't be listed are no error of the container.
-    if (error) return label == IDS_CHECK_CERTIFICATE_IN_STORE ? CheckMark::Note : CheckMark::Failed;
-    switch (value) {
-        case IDS_CHECK_CORRUPTED:
-        case IDS_CHECK_UNKNOWN_CORRUPTION:
-        case IDS_CHECK_OTHER_KEY:
-        case IDS_CHECK_EXPIRED: return CheckMark::Failed;
-        case IDS_CHECK_NOT_AVAILABLE:
-        case IDS_CHECK_NOT_INSTALLED:
-        case IDS_CHECK_NO_KEY_LINK: return CheckMark::Note;
-        default: return CheckMark::None;
-    }
 }
 
 HIMAGELIST CreateMarks() noexcept {
@@ -70,12 +44,6 @@ std::wstring ReportText(std::span<const ReportRow> rows) {
 }
 
 namespace {
-
-constexpr wchar_t kNoLabel[] = L"  ";
-
-std::wstring TextOf(UINT id) {
-    return id ? LoadStringLang(id) : std::wstring();
-}
 
 HFONT TextFont(HWND list) noexcept {
     return reinterpret_cast<HFONT>(SendMessageW(list, WM_GETFONT, 0, 0));
@@ -167,7 +135,7 @@ void CWizPageCheckContainerFinish::RunCheck() {
         GetParentSheet()->PressButton(PSBTN_CANCEL);  // an incomplete report is not shown
         return;
     } catch (...) {
-        Verdict(IDS_CHECK_FAILED, kNoText);  // out of memory
+        Verdict(IDS_CHECK_FAILED, 0);  // out of memory
     }
     SizeColumns();
     list_.EnsureVisible(0);
@@ -186,41 +154,13 @@ void CWizPageCheckContainerFinish::SizeColumns() {
     }
 }
 
-void CWizPageCheckContainerFinish::Row(UINT label, UINT value) {
-    Insert(Place::End, MarkOf(label, value), TextOf(label), TextOf(value));
-}
-
-void CWizPageCheckContainerFinish::Row(UINT label, std::wstring_view value) {
-    Insert(Place::End, CheckMark::None, TextOf(label), VisibleText(value));
-}
-
-void CWizPageCheckContainerFinish::Failure(UINT label, DWORD error) {
-    Insert(Place::End, MarkOf(label, kNoText, true), TextOf(label), ErrorMessageText(error));
-}
-
-// White space at the beginning of the value is indentation by the check. Only the text after it comes from outside and
-// is made visible.
-void CWizPageCheckContainerFinish::Continuation(std::wstring_view value) {
-    const std::size_t text = std::min(value.find_first_not_of(L" \t"), value.size());
-    Insert(Place::End, CheckMark::None, kNoLabel,
-           std::wstring(value.substr(0, text)) + VisibleText(value.substr(text)));
-}
-
-void CWizPageCheckContainerFinish::Continuation(UINT value) {
-    Insert(Place::End, MarkOf(kNoText, value), kNoLabel, TextOf(value));
-}
-
-void CWizPageCheckContainerFinish::Verdict(UINT label, UINT value) {
-    Insert(Place::Top, MarkOf(label, value), TextOf(label), TextOf(value));
-}
-
-void CWizPageCheckContainerFinish::Insert(Place place, CheckMark mark, std::wstring label, std::wstring value) {
+void CWizPageCheckContainerFinish::Insert(Place place, CheckRow row) {
     const auto position = place == Place::Top ? rows_.begin() : rows_.end();
-    const int item = list_.InsertItem(static_cast<int>(position - rows_.begin()), label);
+    const int item = list_.InsertItem(static_cast<int>(position - rows_.begin()), row.label);
     if (item < 0) return;
-    if (!value.empty()) list_.SetItemText(item, 1, value);
-    list_.SetStateImage(item, static_cast<UINT>(mark));
-    rows_.insert(position, {std::move(label), std::move(value)});
+    if (!row.value.empty()) list_.SetItemText(item, 1, row.value);
+    list_.SetStateImage(item, static_cast<UINT>(row.mark));
+    rows_.insert(position, {std::move(row.label), std::move(row.value)});
     list_.EnsureVisible(item);
     // The verdict ends the check: it can't be cancelled any more.
     if (place == Place::End && activity_.work && !activity_.work->GoOn()) throw CheckCancelled();

@@ -9,19 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "csp/CheckRows.h"
 #include "csp/ContainerCheck.h"
 #include "csp/CryptProvContext.h"
 #include "framework/Controls.h"
 #include "framework/Handles.h"
 #include "wizards/WizPageSelectContainer.h"
 #include "wizards/WizardBase.h"
-
-// The mark beside a row of the report. The marks differ in shape, not only in colour. The numbers are those of the list
-// view's state images.
-enum class CheckMark : UINT { None, Succeeded, Failed, Note };
-
-// The mark of a row, by the string ids of its label and value. `error`: the value is the text of an error code.
-CheckMark MarkOf(UINT label, UINT value, bool error = false) noexcept;
 
 // The marks as state images, in the size of small icons. The caller owns the list; nullptr on failure.
 HIMAGELIST CreateMarks() noexcept;
@@ -52,7 +46,7 @@ class CWizPageCheckContainerSelectContainer : public CWizPageSelectContainer {
 };
 
 // Shows the report. The check runs each time the page is shown, and its rows appear as they are found.
-class CWizPageCheckContainerFinish : public CWizardPageBase, private CheckReport {
+class CWizPageCheckContainerFinish : public CWizardPageBase, private CheckRows {
   public:
     explicit CWizPageCheckContainerFinish(CheckContainerState& state);
 
@@ -64,15 +58,7 @@ class CWizPageCheckContainerFinish : public CWizardPageBase, private CheckReport
     void OnShown() override;
 
   private:
-    void Row(UINT label, UINT value) override;
-    void Row(UINT label, std::wstring_view value) override;
-    void Failure(UINT label, DWORD error) override;
-    void Continuation(std::wstring_view value) override;
-    void Continuation(UINT value) override;
-    void Verdict(UINT label, UINT value) override;
-
-    enum class Place { Top, End };
-    void Insert(Place place, CheckMark mark, std::wstring label, std::wstring value);
+    void Insert(Place place, CheckRow row) override;
 
     void ShowCompleted(bool completed);
     void Clear();

@@ -2,14 +2,9 @@
 
 #include "applet/services/SupportLibrary.h"
 
-LANGID UserLanguage() noexcept {
+LANGID LanguageSetting() noexcept {
     const DWORD language = support_wnd_language_get();
     // The result for a missing library is not the id of a language.
     if (language != kFunctionMissing) return LOWORD(language);
     return PRIMARYLANGID(GetUserDefaultUILanguage()) == LANG_RUSSIAN ? kRussian : kEnglish;
-}
-
-LANGID UpdatedUserLanguage() noexcept {
-    support_wnd_language_update();
-    return UserLanguage();
 }

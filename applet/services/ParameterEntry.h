@@ -15,3 +15,7 @@ struct ParameterName {
 
 // False when the entry contains no name.
 bool ReadParameterName(const uint8_t* entry, size_t length, ParameterName& name);
+
+// What identifies an entry in every language: its bytes between the number and the name. As text when they are
+// printable ASCII characters, up to their terminator, else in hexadecimal. Empty when there are none.
+std::string ReadParameterIdentifier(const uint8_t* entry, size_t length);

@@ -6,14 +6,6 @@
 #include "framework/Text.h"
 #include "resources/resource.h"
 
-std::wstring LoadStringLang(UINT id) {
-    wchar_t text[256] = L"";
-    auto length = static_cast<DWORD>(std::size(text) - 1);
-    if (support_resource_string(Module::Instance(), id, text, &length) != 0) return {};
-    text[std::size(text) - 1] = L'\0';
-    return text;
-}
-
 Insert::Insert(const std::wstring& foreign) : text_(VisibleText(foreign)) {}
 
 std::wstring FormatStringId(UINT id, const Insert& insert1, const Insert& insert2) {

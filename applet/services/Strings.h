@@ -6,7 +6,8 @@
 #include <string>
 #include <utility>
 
-// At most 255 characters; empty when the string, or the library that chooses its language, is missing.
+// Empty when the string, or in the panel the library that chooses its language, is missing. In the panel at most 255
+// characters. Defined in PanelStrings.cpp for the panel, in console/Language.cpp for vestractl.
 std::wstring LoadStringLang(UINT id);
 
 // A text for the place of "%1" or "%2". Names, paths and the like come from outside the program, so their control and

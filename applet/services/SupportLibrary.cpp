@@ -24,6 +24,13 @@ bool MayWrite(const wchar_t* path) noexcept {
     return support_registry_check_access(path, &rights) == 0 && (rights & kRightWrite) != 0;
 }
 
+DWORD RemoveParameter(const wchar_t* path) noexcept {
+    const DWORD removed = support_registry_delete_param(path);
+    if (removed == 0) return 0;
+    UniqueSupportValue value;
+    return support_registry_find(path, value.put()) == 0 ? removed : 0;
+}
+
 LONG FindLong(const wchar_t* path, LONG missing) noexcept {
     UniqueSupportValue value;
     LONG number = missing;

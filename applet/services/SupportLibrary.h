@@ -109,6 +109,9 @@ inline constexpr SupportFunction<"support_wnd_language_done", DWORD()> support_w
 // Whether `path` may be changed by this user.
 bool MayWrite(const wchar_t* path) noexcept;
 
+// Removes a parameter. A missing one is not a failure. Returns the library's code.
+DWORD RemoveParameter(const wchar_t* path) noexcept;
+
 using UniqueSupportValue = UniqueHandle<HANDLE, support_registry_value_free>;
 using UniqueSupportSearch = UniqueHandle<HANDLE, support_registry_search_close>;
 

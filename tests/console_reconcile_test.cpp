@@ -1,0 +1,163 @@
+// What doesn't fit between stores and containers, and which periods end, from lists that the tests make.
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "console/EndingPeriods.h"
+#include "console/Reconciliation.h"
+#include "tests/support/Certificates.h"
+
+namespace {
+
+using Text = std::wstring;
+
+UniqueCertificate Copy(const UniqueCertificate& certificate) {
+    return UniqueCertificate(CertDuplicateCertificateContext(certificate.get()));
+}
+
+Bytes KeyOf(const UniqueCertificate& certificate) {
+    const CRYPT_BIT_BLOB& key = certificate.get()->pCertInfo->SubjectPublicKeyInfo.PublicKey;
+    return {key.pbData, key.pbData + key.cbData};
+}
+
+// Lists are written as words. A container is its name, its key and its certificate: "a:12" has key 1 and, beside it,
+// certificate 2; "-" is none, "?" a key that can't be read. A trailing "@" makes it the computer's. A stored
+// certificate is its number, its store and its link: "1:My:a"; "-" is no link.
+class Reconciled : public testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        for (UniqueCertificate& certificate : certificates) certificate = SelfSigned();
+    }
+    static void TearDownTestSuite() {
+        for (UniqueCertificate& certificate : certificates) certificate.reset();
+    }
+    static const UniqueCertificate& Number(wchar_t digit) { return certificates[static_cast<size_t>(digit - L'1')]; }
+
+    static HeldContainer Container(const Text& word) {
+        const size_t colon = word.find(L':');
+        const KeySet keySet = word.ends_with(L'@') ? KeySet::Computer : KeySet::User;
+        const Text name = word.substr(0, colon);
+        HeldContainer container{{L"P", 75, keySet, name}, {name, L"CARRIER\\" + name}, {}};
+        HeldKey key{AT_KEYEXCHANGE, {}, {}};
+        if (word[colon + 1] != L'?') key.publicKey = KeyOf(Number(word[colon + 1]));
+        if (word[colon + 2] != L'-') key.certificate = Copy(Number(word[colon + 2]));
+        container.keys.push_back(std::move(key));
+        return container;
+    }
+    static StoredCertificate Stored(const Text& word) {
+        const size_t end = word.find(L':', 2);
+        StoredCertificate stored{KeySet::User, word.substr(2, end - 2), Copy(Number(word[0])), {}};
+        const Text link = word.substr(end + 1);
+        if (link != L"-") stored.link = KeyLink{link, L"P", 75, KeySet::User, AT_KEYEXCHANGE};
+        return stored;
+    }
+    static inline UniqueCertificate certificates[3];
+};
+
+TEST_F(Reconciled, FindsWhatDoesNotFit) {
+    const struct {
+        const char* name;
+        std::vector<Text> containers, certificates;
+        std::string found;  // the kind, the certificate, the containers' positions, and the repair
+    } cases[] = {
+        {"nothing", {}, {}, ""},
+        {"in order", {L"a:11"}, {L"1:My:a"}, ""},
+        {"in order, by another name in another case", {L"a:11"}, {L"1:My:carrier\\A"}, ""},
+        {"in order, elsewhere", {}, {L"1:My:same"}, ""},
+        {"somebody else's", {}, {L"1:My:-"}, ""},
+        {"no container", {}, {L"1:My:gone"}, "noContainer 1"},
+        {"no container, another has the key", {L"b:1-"}, {L"1:My:gone"}, "noContainer 1 0 link"},
+        {"no container, two others have the key",
+         {L"b:1-", L"c:1-"},
+         {L"1:My:gone"},
+         "noContainer 1 0 1; severalContainers 1 0 1"},
+        {"no container, the computer's has the key", {L"b:1-@"}, {L"1:My:gone"}, "noContainer 1 0"},
+        {"not known", {L"b:1-"}, {L"1:My:unknown"}, ""},
+        {"other key", {L"a:2-"}, {L"1:My:a"}, "otherKeyLinked 1"},
+        {"other key elsewhere", {}, {L"1:My:other"}, "otherKeyLinked 1"},
+        {"other key, another has it", {L"a:2-", L"b:1-"}, {L"1:My:a"}, "otherKeyLinked 1 1 link"},
+        {"key that can't be read", {L"a:?-"}, {L"1:My:a"}, ""},
+        {"other key beside the certificate", {L"a:12"}, {}, "otherKeyHeld 2 0"},
+        {"unknown key beside the certificate", {L"a:?2"}, {}, ""},
+        {"not in a store", {L"a:11"}, {L"2:My:same"}, "notInStore 1 0 install"},
+        {"in another store", {L"a:11"}, {L"1:ca:-"}, ""},
+        {"in the user's store only", {L"a:11@"}, {L"1:ca:-"}, "notInStore 1 0 install"},
+        {"not in a store, two have it",
+         {L"a:11", L"b:11"},
+         {},
+         "notInStore 1 0; notInStore 1 1; severalContainers 1 0 1"},
+        {"no link", {L"a:1-"}, {L"1:My:-"}, "noLink 1 0 link"},
+        {"no link in another store", {L"a:1-"}, {L"1:AddressBook:-"}, ""},
+        {"no link, two have the key", {L"a:1-", L"b:1-"}, {L"1:My:-"}, "noLink 1 0 1; severalContainers 1 0 1"},
+        {"several without a certificate", {L"a:1-", L"b:1-"}, {}, ""},
+        {"one that two providers list", {L"a:11", L"a:11"}, {}, "notInStore 1 0 install"},
+        {"same name of user and computer", {L"a:11", L"a:22@"}, {L"1:My:a"}, "notInStore 2 1 install"},
+    };
+    static constexpr const char* kNames[] = {"noContainer", "otherKeyLinked", "otherKeyHeld",
+                                             "notInStore",  "noLink",         "severalContainers"};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<HeldContainer> held;
+        std::vector<StoredCertificate> stored;
+        for (const Text& word : c.containers) held.push_back(Container(word));
+        for (const Text& word : c.certificates) stored.push_back(Stored(word));
+        const FollowLink follow = [](const KeyLink& link, const CERT_CONTEXT&) {
+            if (link.container == L"same") return LinkTarget::SameKey;
+            if (link.container == L"other") return LinkTarget::OtherKey;
+            return link.container == L"gone" ? LinkTarget::Missing : LinkTarget::Unknown;
+        };
+        std::string found;
+        for (const Finding& finding : FindMismatches(held, stored, follow)) {
+            found += (found.empty() ? "" : "; ") + std::string(kNames[static_cast<size_t>(finding.mismatch)]);
+            for (const wchar_t digit : {L'1', L'2', L'3'}) {
+                const bool same = CertCompareCertificate(X509_ASN_ENCODING, finding.certificate->pCertInfo,
+                                                         Number(digit).get()->pCertInfo) != FALSE;
+                if (same) found += std::string(" ") + static_cast<char>(digit);
+            }
+            for (const KeyPlace& key : finding.keys) found += " " + std::to_string(key.container);
+            if (finding.repair != Repair::None) found += finding.repair == Repair::Link ? " link" : " install";
+        }
+        EXPECT_EQ(found, c.found);
+    }
+}
+
+TEST_F(Reconciled, PeriodsEndOnTheLastDayToo) {
+    constexpr ULONGLONG kDay = 24ULL * 60 * 60 * 10'000'000;
+    const CERT_CONTEXT& certificate = *certificates[0].get();
+    const FILETIME& end = certificate.pCertInfo->NotAfter;
+    const struct {
+        const char* name;
+        LONGLONG before;  // the end, in units of 100 nanoseconds
+        int days;
+        size_t listed;
+        bool ended;
+    } cases[] = {
+        {"ended", -1, 0, 1, true},
+        {"ends now", 0, 0, 1, false},
+        {"a moment later", 1, 0, 0, false},
+        {"the last moment", LONGLONG{30 * kDay}, 30, 1, false},
+        {"a moment too late", LONGLONG{30 * kDay} + 1, 30, 0, false},
+        {"the longest time", LONGLONG{kDay}, 36500, 1, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        ULARGE_INTEGER now{};
+        now.LowPart = end.dwLowDateTime;
+        now.HighPart = end.dwHighDateTime;
+        now.QuadPart -= static_cast<ULONGLONG>(c.before);
+        EndingPeriods periods({now.LowPart, now.HighPart}, c.days);
+        periods.AddFromStore(certificate, KeySet::User, L"My");
+        periods.AddFromContainer(certificate, {L"P", 75, KeySet::User, L"a"});
+        const auto listed = periods.SoonestFirst();
+        ASSERT_EQ(listed.size(), c.listed) << "one period for both places";
+        if (listed.empty()) continue;
+        EXPECT_EQ(listed[0]->hasEnded, c.ended);
+        EXPECT_EQ(listed[0]->containers.size(), 1u);
+        EXPECT_EQ(listed[0]->stores.size(), 1u);
+    }
+}
+
+}  // namespace
