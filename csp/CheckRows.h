@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "csp/CheckReport.h"
+#include "csp/ContainerCheck.h"
 
 // The marks differ in shape, not only in colour. The numbers are those of the list view's state images.
 enum class CheckMark : UINT { None, Succeeded, Failed, Note };

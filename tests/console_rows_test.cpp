@@ -54,12 +54,12 @@ TEST_F(ConsoleRows, AreThoseOfTheWizard) {
         if (c.change) {
             ASSERT_EQ(RunTool(L"set" + quoted + c.change), 0u);
         }
-        std::string shown;
-        const Step look = [&](HWND sheet) { shown = Printed(Rows(sheet, IDC_REPORT_ROWS)); };
+        std::string wizard;
+        const Step look = [&](HWND sheet) { wizard = Printed(Rows(sheet, IDC_REPORT_ROWS)); };
         EXPECT_TRUE(Run<CWizardCheckContainer>({Type(c.name), next, look, finish}));
         std::string printed;
         RunProgram(L"vestractl.exe", L"check --silent --lang en" + quoted, &printed);
-        EXPECT_EQ(printed.substr(printed.find('\n') + 1, shown.size()), shown);
+        EXPECT_EQ(printed.substr(printed.find('\n') + 1, wizard.size()), wizard);
     }
 }
 

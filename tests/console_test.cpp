@@ -180,7 +180,7 @@ struct TorturedCommands : testing::Test {
     using Verdict = std::function<std::string(const Fault& fault, ExitCode code)>;
 
     void Survive(const char* name, std::vector<std::wstring> arguments, const Verdict& verdict,
-                 std::size_t distance = 1) {
+                 std::size_t distance = 1, const std::set<std::string_view>& again = {}) {
         const std::vector<std::wstring> common = {L"--json", L"--silent", L"--lang", L"en"};
         arguments.insert(arguments.begin(), common.begin(), common.end());
         ExitCode code = ExitCode::Done;
@@ -203,7 +203,7 @@ struct TorturedCommands : testing::Test {
                 if (code == ExitCode::Failed && err.Text().empty() && converts && !fault.onwards) return "no message";
                 return verdict(fault, code);
             },
-            distance);
+            distance, again);
     }
 
     const LoadedProvider held;
@@ -212,9 +212,12 @@ struct TorturedCommands : testing::Test {
 };
 
 TEST_F(TorturedCommands, ListSurvives) {
-    Survive("list", {L"list", L"--provider", kProvider75}, [](const Fault& fault, ExitCode code) {
-        return fault.point == Fault::kNone && code != ExitCode::Done ? "fails without a fault" : "";
-    });
+    // Wine lists the computer's root store twice, so its certificates are read twice.
+    Survive("list", {L"list", L"--provider", kProvider75},
+            [](const Fault& fault, ExitCode code) {
+                return fault.point == Fault::kNone && code != ExitCode::Done ? "fails without a fault" : "";
+            },
+            kTenth, {"CertOpenStore", "CertEnumCertificatesInStore", "CertGetCertificateContextProperty"});
 }
 
 TEST_F(TorturedCommands, CheckSurvives) {
