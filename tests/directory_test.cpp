@@ -17,9 +17,7 @@ class Directory : public testing::Test {
   protected:
     ~Directory() override { EXPECT_EQ(directory.objects, 1); }  // the provider itself
 
-    std::string List() const {
-        return ExportText(asked.ListControllers().ValueOr({{L"failed", L""}}));
-    }
+    std::string List() const { return ExportText(asked.ListControllers().ValueOr({{L"failed", L""}})); }
     // The result is the first failure's own, but for binds the system's. Nothing is written before all could be set.
     bool Repair() {
         const auto before = directory.entries;

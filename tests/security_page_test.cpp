@@ -449,7 +449,7 @@ TEST_F(SecurityPage, SurvivesEveryFailingCall) {
     std::string state;
     bool modified = false;
     const auto note = [&](HWND sheet) { state = State(Ui::Page(sheet)), modified = Ui::ApplyEnabled(sheet); };
-    Run({note});  // the libraries are loaded
+    Run({note});                                                 // the libraries are loaded
     const std::set<std::string_view> again = {"RegOpenKeyExW"};  // each value of a key is read by itself
     const auto open = [&] { Run({note}); };
     const auto unchanged = [&](const Fault&) { return !modified && boxes.empty() ? "" : "changed: " + state; };

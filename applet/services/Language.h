@@ -6,8 +6,8 @@
 constexpr LANGID kEnglish = 1033;
 constexpr LANGID kRussian = 1049;
 
-// The product's setting. Without the support library, which has it: Russian when that is the system's language, otherwise
-// English.
+// The product's setting. Without the support library, which has it: Russian when that is the system's language,
+// otherwise English.
 LANGID LanguageSetting() noexcept;
 
 // The language for new windows and texts: in the panel the product's setting (PanelStrings.cpp), in vestractl the one

@@ -1,7 +1,8 @@
 // One entry of a provider's list of values for a parameter, as CryptGetProvParam returns it. The whole entry is the
 // value that is written back. It begins with a 32-bit little-endian number: below 0x10000 it is the id of a string;
 // otherwise the number less 0x10000 is the offset in bytes, from the entry's begin, of the entry's name: UTF-16 text,
-// little-endian, up to its terminator or the entry's end. Without <windows.h>, so that the parser can be fuzzed natively.
+// little-endian, up to its terminator or the entry's end. Without <windows.h>, so that the parser can be fuzzed
+// natively.
 #pragma once
 
 #include <cstddef>

@@ -17,8 +17,8 @@ bool SamePath(const std::wstring& one, const std::wstring& other) noexcept;
 
 // The path to load `fileName` from: the one registered for it, if this module runs from the path registered for itself;
 // otherwise this module's own directory. Empty when this module's own path is unknown, or its directory and the name
-// together are longer than 259 characters. A registered path may have any length but must be a full path: a relative one
-// would be searched for in the current directory and the PATH.
+// together are longer than 259 characters. A registered path may have any length but must be a full path: a relative
+// one would be searched for in the current directory and the PATH.
 std::wstring ResolveProductLibrary(const std::wstring& fileName);
 
 // Loads a library of the product from its resolved path; by its bare name, from the system's safe directories, only
@@ -26,8 +26,8 @@ std::wstring ResolveProductLibrary(const std::wstring& fileName);
 // this module's activation context is active meanwhile. The caller owns a reference to the module.
 HMODULE LoadProductLibrary(const wchar_t* fileName) noexcept;
 
-// Loads a library by its bare name from the system's safe directories; if it is in none of them, from its resolved path.
-// Otherwise as LoadProductLibrary.
+// Loads a library by its bare name from the system's safe directories; if it is in none of them, from its resolved
+// path. Otherwise as LoadProductLibrary.
 HMODULE LoadLibraryByName(const wchar_t* fileName) noexcept;
 
 // The binding of one library: its module and the number of references to it. Used by one thread.

@@ -29,8 +29,8 @@ class CStaticLink : public CStatic {
     // Clicks go to `handler` instead. Not owned; it must outlive the link.
     void SetLinkHandler(ILinkHandler* handler) noexcept { handler_ = handler; }
 
-    // Makes the control as large as its text, but not larger than it was at the first call, so that only the text can be
-    // clicked. To be called again after the text changed.
+    // Makes the control as large as its text, but not larger than it was at the first call, so that only the text can
+    // be clicked. To be called again after the text changed.
     void FitToText() noexcept;
 
     // Sets the control's role for assistive technology.
