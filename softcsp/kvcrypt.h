@@ -9,27 +9,21 @@
 #include <windows.h>
 #include <wincrypt.h>
 
-#ifndef KV_API
-#define KV_API /* the library itself is compiled with __declspec(dllexport) */
-#endif
-
 extern "C" {
 
-// --- Public keys, 1.2.643.2.2.19 -----------------------------------------------------------------------------------
 // The caller releases the results with CryptMemFree. Sizes are in bytes.
 
 // "CryptDllEncodePublicKeyAndParameters": from a PUBLICKEYBLOB of the provider to a certificate's public key and the
 // parameters of its algorithm. The identifier, the flags and `auxiliary` are ignored.
-KV_API BOOL WINAPI KvEncodePublicKeyAndParameters(DWORD encoding, LPSTR identifier, BYTE* blob, DWORD blob_size,
-                                                  DWORD flags, void* auxiliary, BYTE** key, DWORD* key_size,
-                                                  BYTE** parameters, DWORD* parameters_size);
+BOOL WINAPI KvEncodePublicKeyAndParameters(DWORD encoding, LPSTR identifier, BYTE* blob, DWORD blob_size, DWORD flags,
+                                           void* auxiliary, BYTE** key, DWORD* key_size, BYTE** parameters,
+                                           DWORD* parameters_size);
 
 // "CryptDllConvertPublicKeyInfo": the reverse. The blob has the algorithm of keys that agree, unless the key's curve is
 // for signatures only. `algorithm` is ignored; the system sets it itself.
-KV_API BOOL WINAPI KvConvertPublicKeyInfo(DWORD encoding, CERT_PUBLIC_KEY_INFO* info, ALG_ID algorithm, DWORD flags,
-                                          BYTE** blob, DWORD* blob_size);
+BOOL WINAPI KvConvertPublicKeyInfo(DWORD encoding, CERT_PUBLIC_KEY_INFO* info, ALG_ID algorithm, DWORD flags,
+                                   BYTE** blob, DWORD* blob_size);
 
-// --- Structures, "CryptDllDecodeObject" ----------------------------------------------------------------------------
 // By the rules of CryptDecodeObject: *size is the size of the buffer on input and that of the structure, with
 // everything that it points to, on output. Without a buffer only the size is returned; a small buffer is
 // ERROR_MORE_DATA. Flags are ignored: the structure never points into the encoded bytes.
@@ -43,18 +37,16 @@ typedef struct KVCRYPT_USAGE_PERIOD_INFO {
 } KVCRYPT_USAGE_PERIOD_INFO;
 
 // For KVCRYPT_USAGE_PERIOD: a KVCRYPT_USAGE_PERIOD_INFO.
-KV_API BOOL WINAPI KvDecodeUsagePeriod(DWORD encoding, LPCSTR type, const BYTE* encoded, DWORD encoded_size,
-                                       DWORD flags, void* structure, DWORD* size);
+BOOL WINAPI KvDecodeUsagePeriod(DWORD encoding, LPCSTR type, const BYTE* encoded, DWORD encoded_size, DWORD flags,
+                                void* structure, DWORD* size);
 
 // For the extensions of containers: 1.2.643.2.2.37.3.1 (certificates of intermediate authorities),
 // 1.2.643.2.2.37.3.2 and 1.2.643.2.2.37.3.3 (of root authorities). A CRYPT_SEQUENCE_OF_ANY whose blobs are whole
 // certificates, not checked any further.
-KV_API BOOL WINAPI KvDecodeCertificates(DWORD encoding, LPCSTR type, const BYTE* encoded, DWORD encoded_size,
-                                        DWORD flags, void* structure, DWORD* size);
-
-// --- Threads -------------------------------------------------------------------------------------------------------
+BOOL WINAPI KvDecodeCertificates(DWORD encoding, LPCSTR type, const BYTE* encoded, DWORD encoded_size, DWORD flags,
+                                 void* structure, DWORD* size);
 
 // Sets the provider for the thread's next verifications; 0 resets it. Always TRUE: this library verifies nothing, so
 // that it needs no handle.
-KV_API BOOL WINAPI SetThreadDefaultCryptProv(HCRYPTPROV provider);
+BOOL WINAPI SetThreadDefaultCryptProv(HCRYPTPROV provider);
 }

@@ -6,10 +6,6 @@
 
 #include "softcsp/kvsuprt.h"
 
-#ifndef KV_API
-#define KV_API /* the library itself is compiled with __declspec(dllexport) */
-#endif
-
 extern "C" {
 
 // The owner of a window. The windows are modal.
@@ -19,10 +15,10 @@ typedef struct RDR_WND_REQUEST {
 } RDR_WND_REQUEST;
 
 // The readers: the user adds, removes, inserts and ejects carriers. The window reports failures itself.
-KV_API DWORD rdr_wnd_configure(const RDR_WND_REQUEST* request);
+DWORD rdr_wnd_configure(const RDR_WND_REQUEST* request);
 // Shows the types of carriers.
-KV_API DWORD rdr_media_wnd_configure(const RDR_WND_REQUEST* request);
+DWORD rdr_media_wnd_configure(const RDR_WND_REQUEST* request);
 
 // Sets `context` of a registration whose size the caller has set. supsys_unregister_all releases it.
-KV_API DWORD rdr_register_start(SUPSYS_REGISTRATION* registration);
+DWORD rdr_register_start(SUPSYS_REGISTRATION* registration);
 }

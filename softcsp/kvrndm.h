@@ -3,12 +3,8 @@
 
 #include <windows.h>
 
-#ifndef KV_API
-#define KV_API /* the library itself is compiled with __declspec(dllexport) */
-#endif
-
 extern "C" {
 
 // Shows the sources of random numbers; modal. `parent` null = the thread's active window.
-KV_API DWORD rndm_wnd_configure(HWND parent);
+DWORD rndm_wnd_configure(HWND parent);
 }

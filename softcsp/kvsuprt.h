@@ -31,7 +31,7 @@ DWORD support_resource_string(HINSTANCE module, UINT id, wchar_t* buffer, DWORD*
 // the first block that the resource's translation table names. Missing: ERROR_RESOURCE_NAME_NOT_FOUND.
 DWORD support_resource_version_string(const wchar_t* name, HINSTANCE module, wchar_t* buffer, DWORD* length);
 
-// --- Configuration store: parameters -----------------------------------------------------------------------------
+// --- Configuration store -----------------------------------------------------------------------------------------
 // Missing: ERROR_FILE_NOT_FOUND. Stored as another type: ERROR_INVALID_DATA. Writing creates missing sections
 // and replaces the parameter. Without the right: ERROR_ACCESS_DENIED.
 
@@ -43,15 +43,12 @@ DWORD support_registry_get_bool(const wchar_t* path, BOOL* flag);  // TRUE for e
 DWORD support_registry_put_bool(const wchar_t* path, BOOL flag);
 DWORD support_registry_delete_param(const wchar_t* path);
 
-// --- Configuration store: sections -------------------------------------------------------------------------------
-
 DWORD support_registry_put_section(const wchar_t* path, DWORD reserved);     // an existing one stays unchanged
 DWORD support_registry_delete_section(const wchar_t* path, DWORD reserved);  // with everything beneath
 // In: the rights asked for; out: those of them that are granted. A missing section or parameter:
 // ERROR_FILE_NOT_FOUND. A right that is not granted is no error.
 DWORD support_registry_check_access(const wchar_t* path, DWORD* rights);
 
-// --- Configuration store: values ---------------------------------------------------------------------------------
 // A search has the entries of the section at the time of its opening, subsections before parameters. The caller closes
 // searches and frees values, in any order.
 

@@ -59,7 +59,9 @@ TEST(FileVersions, AreOfWhateverIsInAFile) {
         EXPECT_EQ(whole.name, name);
         EXPECT_EQ(whole.version, L"5.0.4821.0") << length;
         EXPECT_EQ(whole.path, path);
-        EXPECT_EQ(plain.version, length > 259 ? L"" : L"5.0.4821.0") << length;
+        if (length <= 259) {  // beyond that it depends on the system
+            EXPECT_EQ(plain.version, L"5.0.4821.0") << length;
+        }
         EXPECT_EQ(plain.path, bare);
     }
     const LibraryFunction map("MapAndLoad", nullptr), query("VerQueryValueW", nullptr);

@@ -41,8 +41,8 @@ bool IsName(std::wstring_view name) {
 
 DWORD WriteCarrier(const Carrier& carrier) {
     const std::wstring key = KeyOf(carrier.name);
-    if (const DWORD result = WriteNumber(HKEY_LOCAL_MACHINE, key, kPresent, carrier.present ? 1 : 0)) return result;
-    return WriteNumber(HKEY_LOCAL_MACHINE, key, kRoom, carrier.room);
+    if (const DWORD result = WriteValue(HKEY_LOCAL_MACHINE, key, kPresent, DWORD{carrier.present})) return result;
+    return WriteValue(HKEY_LOCAL_MACHINE, key, kRoom, carrier.room);
 }
 
 bool IsRegistered(const std::wstring& name) {

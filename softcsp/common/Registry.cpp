@@ -79,20 +79,25 @@ DWORD ReadNumber(HKEY root, const std::wstring& path, const std::wstring& name, 
     return number;
 }
 
-DWORD WriteNumber(HKEY root, const std::wstring& path, const std::wstring& name, DWORD number) {
+DWORD WriteValue(HKEY root, const std::wstring& path, const std::wstring& name, DWORD number) {
     return Write(root, path, name, REG_DWORD, &number, sizeof number);
 }
 
-DWORD WriteText(HKEY root, const std::wstring& path, const std::wstring& name, const std::wstring& text) {
+DWORD WriteValue(HKEY root, const std::wstring& path, const std::wstring& name, const std::wstring& text) {
     return Write(root, path, name, REG_SZ, text.c_str(), (text.size() + 1) * sizeof(wchar_t));
 }
 
-DWORD WriteBytes(HKEY root, const std::wstring& path, const std::wstring& name, const std::vector<BYTE>& bytes) {
+DWORD WriteValue(HKEY root, const std::wstring& path, const std::wstring& name, const std::vector<BYTE>& bytes) {
     return Write(root, path, name, REG_BINARY, bytes.data(), bytes.size());
 }
 
 DWORD RemoveValue(HKEY root, const std::wstring& path, const std::wstring& name) {
     return Code(RegDeleteKeyValueW(root, path.c_str(), name.c_str()));
+}
+
+DWORD ClearValue(HKEY root, const std::wstring& path, const std::wstring& name) {
+    const DWORD result = RemoveValue(root, path, name);
+    return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
 }
 
 DWORD CreateKey(HKEY root, const std::wstring& path, SECURITY_ATTRIBUTES* security) {

@@ -24,11 +24,13 @@ DWORD ReadValue(HKEY root, const std::wstring& path, const std::wstring& name, R
 // The value if it is a number, else `missing`.
 DWORD ReadNumber(HKEY root, const std::wstring& path, const std::wstring& name, DWORD missing);
 
-// The key is created if it is missing, with its parents.
-DWORD WriteNumber(HKEY root, const std::wstring& path, const std::wstring& name, DWORD number);
-DWORD WriteText(HKEY root, const std::wstring& path, const std::wstring& name, const std::wstring& text);
-DWORD WriteBytes(HKEY root, const std::wstring& path, const std::wstring& name, const std::vector<BYTE>& bytes);
+// As REG_DWORD, REG_SZ or REG_BINARY. The key is created if it is missing, with its parents.
+DWORD WriteValue(HKEY root, const std::wstring& path, const std::wstring& name, DWORD number);
+DWORD WriteValue(HKEY root, const std::wstring& path, const std::wstring& name, const std::wstring& text);
+DWORD WriteValue(HKEY root, const std::wstring& path, const std::wstring& name, const std::vector<BYTE>& bytes);
 DWORD RemoveValue(HKEY root, const std::wstring& path, const std::wstring& name);
+// The same; a missing value is not an error.
+DWORD ClearValue(HKEY root, const std::wstring& path, const std::wstring& name);
 
 // An existing key stays unchanged. The security is that of a new one.
 DWORD CreateKey(HKEY root, const std::wstring& path, SECURITY_ATTRIBUTES* security = nullptr);

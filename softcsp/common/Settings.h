@@ -46,15 +46,12 @@ inline DWORD ReadSetting(const Setting& setting) {
     return ReadNumber(HKEY_LOCAL_MACHINE, kSettingsKey, setting.name, setting.missing);
 }
 
-// Win32 codes.
 inline DWORD WriteSetting(const Setting& setting, DWORD value) {
-    return WriteNumber(HKEY_LOCAL_MACHINE, kSettingsKey, setting.name, value);
+    return WriteValue(HKEY_LOCAL_MACHINE, kSettingsKey, setting.name, value);
 }
 
-// A missing value is not an error.
 inline DWORD ClearSetting(const Setting& setting) {
-    const DWORD result = RemoveValue(HKEY_LOCAL_MACHINE, kSettingsKey, setting.name);
-    return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
+    return ClearValue(HKEY_LOCAL_MACHINE, kSettingsKey, setting.name);
 }
 
 }  // namespace softcsp

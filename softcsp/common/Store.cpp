@@ -61,7 +61,7 @@ std::vector<std::wstring> DeniedPaths() {
 DWORD Deny(const wchar_t* path) {
     Place place;
     const DWORD result = Locate(path, place);
-    return result != ERROR_SUCCESS ? result : WriteNumber(HKEY_LOCAL_MACHINE, kDeniedKey, place.path, 1);
+    return result != ERROR_SUCCESS ? result : WriteValue(HKEY_LOCAL_MACHINE, kDeniedKey, place.path, 1);
 }
 
 DWORD Allow(const wchar_t* path) {
@@ -122,14 +122,14 @@ DWORD Store::List(const wchar_t* path, std::vector<StoreValue>& entries) const {
 DWORD Store::WriteNumber(const wchar_t* path, DWORD number) const {
     Place place;
     if (const DWORD result = Locate(path, place, true)) return result;
-    return MayWrite(place.path) ? softcsp::WriteNumber(place.root, place.parent, place.name, number)
+    return MayWrite(place.path) ? softcsp::WriteValue(place.root, place.parent, place.name, number)
                                 : ERROR_ACCESS_DENIED;
 }
 
 DWORD Store::WriteText(const wchar_t* path, const std::wstring& text) const {
     Place place;
     if (const DWORD result = Locate(path, place, true)) return result;
-    return MayWrite(place.path) ? softcsp::WriteText(place.root, place.parent, place.name, text) : ERROR_ACCESS_DENIED;
+    return MayWrite(place.path) ? softcsp::WriteValue(place.root, place.parent, place.name, text) : ERROR_ACCESS_DENIED;
 }
 
 DWORD Store::CreateSection(const wchar_t* path, SECURITY_ATTRIBUTES* security) const {

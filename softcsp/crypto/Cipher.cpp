@@ -30,18 +30,11 @@ CipherHandle OpenCipher(int mode, const ParameterSet& set, const SymmetricKey& k
 
 // The keying material is the initial value.
 Mac Authenticate(const SymmetricKey& by, const KeyingMaterial& material, ByteView bytes) {
-    PrepareCrypto();
-    gcry_mac_hd_t handle = nullptr;
-    CheckCrypto(gcry_mac_open(&handle, GCRY_MAC_GOST28147_IMIT, GCRY_MAC_FLAG_SECURE, nullptr));
-    const MacHandle owner(handle);
-    Mac mac;
-    std::size_t size = mac.size();
-    CheckCrypto(gcry_mac_ctl(handle, GCRYCTL_SET_SBOX, Identifier(DefaultParameterSet(ParameterKind::Cipher)), 0));
-    CheckCrypto(gcry_mac_setkey(handle, by.Bytes().data(), by.Bytes().size()));
-    CheckCrypto(gcry_mac_setiv(handle, material.data(), material.size()));
-    CheckCrypto(gcry_mac_write(handle, bytes.data(), bytes.size()));
-    CheckCrypto(gcry_mac_read(handle, mac.data(), &size));
-    return mac;
+    const MacHandle handle = OpenMac(GCRY_MAC_GOST28147_IMIT, by);
+    char* const set = Identifier(DefaultParameterSet(ParameterKind::Cipher));
+    CheckCrypto(gcry_mac_ctl(handle.get(), GCRYCTL_SET_SBOX, set, 0));
+    CheckCrypto(gcry_mac_setiv(handle.get(), material.data(), material.size()));
+    return ReadMac<Mac>(handle, bytes);
 }
 
 // The initial value of a diversification step. The key's words, lowest byte first, are added modulo 2^32: those whose

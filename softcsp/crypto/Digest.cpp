@@ -45,16 +45,7 @@ DigestValue DigestOf(ByteView data) {
 }
 
 DigestValue AuthenticationCode(const SymmetricKey& key, ByteView data) {
-    PrepareCrypto();
-    gcry_mac_hd_t handle = nullptr;
-    CheckCrypto(gcry_mac_open(&handle, GCRY_MAC_HMAC_GOSTR3411_CP, GCRY_MAC_FLAG_SECURE, nullptr));
-    const MacHandle owner(handle);
-    DigestValue code;
-    std::size_t size = code.size();
-    CheckCrypto(gcry_mac_setkey(handle, key.Bytes().data(), key.Bytes().size()));
-    CheckCrypto(gcry_mac_write(handle, data.data(), data.size()));
-    CheckCrypto(gcry_mac_read(handle, code.data(), &size));
-    return code;
+    return ReadMac<DigestValue>(OpenMac(GCRY_MAC_HMAC_GOSTR3411_CP, key), data);
 }
 
 SymmetricKey DerivePasswordKey(ByteView password, const Salt& salt, std::uint32_t rounds) {

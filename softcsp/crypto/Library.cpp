@@ -7,7 +7,6 @@
 #include <stdexcept>
 
 namespace softcsp {
-
 namespace {
 
 constexpr int kSecurePool = 16384;  // bytes of memory that is wiped when freed; it grows on demand
@@ -54,6 +53,15 @@ void PrepareCrypto() {
 
 void CheckCrypto(gcry_error_t code) {
     if (code != 0) throw std::runtime_error(gcry_strerror(code));
+}
+
+MacHandle OpenMac(int algorithm, const SymmetricKey& key) {
+    PrepareCrypto();
+    gcry_mac_hd_t handle = nullptr;
+    CheckCrypto(gcry_mac_open(&handle, algorithm, GCRY_MAC_FLAG_SECURE, nullptr));
+    MacHandle mac(handle);
+    CheckCrypto(gcry_mac_setkey(handle, key.Bytes().data(), key.Bytes().size()));
+    return mac;
 }
 
 }  // namespace softcsp

@@ -1,4 +1,6 @@
 // Contexts, and the exports that open, close and query them.
+#include "softcsp/crypto/Library.h"
+
 #include "softcsp/kvcsp/Context.h"
 
 #include <lmcons.h>
@@ -171,6 +173,7 @@ using namespace softcsp;
 extern "C" BOOL WINAPI CPAcquireContext(HCRYPTPROV* provider, LPSTR container, DWORD flags, ProviderTable* table) {
     return Answer("CPAcquireContext", [=] {
         Require(provider != nullptr && table != nullptr, ERROR_INVALID_PARAMETER);
+        PrepareCrypto();  // keeps the module loaded: unloading it after a failure would change the failure's code
         auto context = Context::Open(container, flags, *table);
         *provider = context ? openContexts.Add(std::move(context)) : 0;
     });

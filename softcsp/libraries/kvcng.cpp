@@ -21,15 +21,12 @@ HRESULT Answer(const softcsp::Setting& setting, Change change) noexcept {
 
 }  // namespace
 
-extern "C" __declspec(dllexport) HRESULT WINAPI DllRegisterServer() {
+extern "C" HRESULT WINAPI DllRegisterServer() {
     return Answer(softcsp::kCngRegisterSetting,
-                  [] { return softcsp::WriteNumber(HKEY_LOCAL_MACHINE, softcsp::kHomeKey, softcsp::kCngValue, 1); });
+                  [] { return softcsp::WriteValue(HKEY_LOCAL_MACHINE, softcsp::kHomeKey, softcsp::kCngValue, 1); });
 }
 
-// A missing registration is not an error.
-extern "C" __declspec(dllexport) HRESULT WINAPI DllUnregisterServer() {
-    return Answer(softcsp::kCngUnregisterSetting, []() -> DWORD {
-        const DWORD result = softcsp::RemoveValue(HKEY_LOCAL_MACHINE, softcsp::kHomeKey, softcsp::kCngValue);
-        return result == ERROR_FILE_NOT_FOUND ? ERROR_SUCCESS : result;
-    });
+extern "C" HRESULT WINAPI DllUnregisterServer() {
+    return Answer(softcsp::kCngUnregisterSetting,
+                  [] { return softcsp::ClearValue(HKEY_LOCAL_MACHINE, softcsp::kHomeKey, softcsp::kCngValue); });
 }

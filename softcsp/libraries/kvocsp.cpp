@@ -2,6 +2,6 @@
 #include <windows.h>
 
 // Major version in bits 8-15, minor in bits 0-7.
-extern "C" __declspec(dllexport) DWORD ocsp_library_version() {
+extern "C" DWORD ocsp_library_version() {
     return 0x0500;
 }

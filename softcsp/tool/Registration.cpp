@@ -23,22 +23,14 @@
 namespace softcsp {
 namespace {
 
-struct KeyValue {
-    const wchar_t* name;  // "" = the key's default value
-    std::variant<DWORD, std::wstring, std::vector<BYTE>> data;
-};
+// The name ("" = the key's default value) and the data.
+using KeyValue = std::pair<const wchar_t*, std::variant<DWORD, std::wstring, std::vector<BYTE>>>;
 
 // Creates the key beneath HKEY_LOCAL_MACHINE and sets its values; other values stay.
 void WriteKey(const std::wstring& path, std::initializer_list<KeyValue> values) {
     for (const auto& [name, data] : values) {
-        DWORD result = ERROR_SUCCESS;
-        if (const auto* number = std::get_if<DWORD>(&data))
-            result = WriteNumber(HKEY_LOCAL_MACHINE, path, name, *number);
-        if (const auto* text = std::get_if<std::wstring>(&data))
-            result = WriteText(HKEY_LOCAL_MACHINE, path, name, *text);
-        if (const auto* bytes = std::get_if<std::vector<BYTE>>(&data))
-            result = WriteBytes(HKEY_LOCAL_MACHINE, path, name, *bytes);
-        Check(result, L"can't write HKLM\\" + path + L"\\" + name);
+        const auto write = [&](const auto& value) { return WriteValue(HKEY_LOCAL_MACHINE, path, name, value); };
+        Check(std::visit(write, data), L"can't write HKLM\\" + path + L"\\" + name);
     }
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cwchar>
 #include <exception>
+#include <utility>
 #include <vector>
 
 #include "softcsp/common/Settings.h"
@@ -75,7 +76,6 @@ constexpr Command kCommands[] = {
      L"      restore them\n"},
 };
 
-constexpr wchar_t kHead[] = L"softcsp - the tool of the software provider for development and tests\n\n";
 constexpr wchar_t kTerms[] =
     L"\n"
     L"SCOPE is --machine for the computer's containers instead of the user's, --provider NAME for another\n"
@@ -87,26 +87,21 @@ constexpr wchar_t kTerms[] =
     L"part in TLS connections of the system (Schannel).\n"
     L"\n"
     L"Settings:\n";
-constexpr std::size_t kSettingColumn = 18;
 
 std::wstring Help() {
-    std::wstring help = kHead;
+    std::wstring help = L"softcsp - the tool of the software provider for development and tests\n\n";
     for (const Command& command : kCommands) help += command.help;
     help += kTerms;
     for (const softcsp::Setting* setting : softcsp::kSettings) {
         std::wstring name = std::wstring(L"  ") + setting->name;
-        name.resize(std::max(name.size() + 1, kSettingColumn), L' ');
+        name.resize(std::max<std::size_t>(name.size() + 1, 18), L' ');  // a column
         help += name + softcsp::Wide(setting->meaning) + L" (default " + std::to_wstring(setting->missing) + L")\n";
     }
     return help + L"\nExit code: 0 done, 1 failed, 2 wrong usage.\n";
 }
 
 // The system has no texts for most of the codes of CryptoAPI and of smart cards.
-struct CodeText {
-    HRESULT code;
-    const wchar_t* text;
-};
-constexpr CodeText kCodeTexts[] = {
+constexpr std::pair<HRESULT, const wchar_t*> kCodeTexts[] = {
     {NTE_BAD_KEYSET, L"there is no such container"},    {NTE_BAD_KEYSET_PARAM, L"not a container's name"},
     {NTE_EXISTS, L"there is such a container already"}, {NTE_KEYSET_ENTRY_BAD, L"the file is no container"},
     {NTE_KEYSET_NOT_DEF, L"there is no such carrier"},  {NTE_NO_KEY, L"there is no such key"},
@@ -116,8 +111,8 @@ constexpr CodeText kCodeTexts[] = {
 
 // The code with a text from the table or from the system, without the line end of the latter.
 std::wstring ErrorText(DWORD code) {
-    for (const CodeText& known : kCodeTexts)
-        if (softcsp::Code(known.code) == code) return softcsp::HexNumber(code) + L": " + known.text;
+    for (const auto& [known, meaning] : kCodeTexts)
+        if (softcsp::Code(known) == code) return softcsp::HexNumber(code) + L": " + meaning;
     wchar_t text[512];
     DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0, text,
                                   static_cast<DWORD>(std::size(text)), nullptr);
