@@ -125,6 +125,11 @@ if [[ $files == *vestractl.exe* ]]; then
   [[ $(data "$environment" /v PATH) == *";$folder"* ]] || fail 'PATH does not have the folder of the console program'
   [[ $("$wine" cmd.exe /c vestractl.exe --version) == *"$version"* ]] ||
     fail "vestractl --version does not say $version"
+  # The libraries and providers are those of the software provider, which is registered beside the package.
+  doctor=$("$wine" cmd.exe /c 'vestractl.exe doctor --lang en' | tr -d '\r') || true
+  ! grep '^error' <<<"$doctor" || fail 'vestractl doctor finds errors'
+  grep -q "^ok .*The Control Panel of Windows shows '$(sed 's/\\/\\\\/g' <<<"$folder")" <<<"$doctor" ||
+    fail "vestractl doctor does not find the panel in the Control Panel: $doctor"
 fi
 
 rm "$program_files/Vestra CSP/NOTICES.txt"
