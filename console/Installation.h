@@ -1,4 +1,4 @@
-// The installation of certificates, with the answers that the command line gives in place of the panel's questions.
+// The installation of certificates, answering the panel's questions by the options of the command line.
 #pragma once
 
 #include <windows.h>

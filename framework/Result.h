@@ -14,7 +14,7 @@
 #include <utility>
 
 // Why an operation failed: the code of the first call that failed, as that call left it (a Win32 code, an HRESULT or a
-// code of the provider). A callee that sets no code leaves ERROR_SUCCESS here, which is a failure all the same.
+// code of the provider). A callee that sets no code leaves ERROR_SUCCESS here; it is a failure nevertheless.
 struct Failure {
     DWORD code;
 

@@ -9,13 +9,13 @@
 // `number` in decimal. The panel formats its numbers here and by FillPlaces: the C library's functions would add 50 KB.
 std::wstring NumberText(long long number);
 
-// `format` with every "%1" and "%2" replaced by the inserts. Placeholders inside an insert are not replaced. "%%" gives
-// "%". Any other character after "%" is kept, as is a "%" at the end.
+// `format` with every "%1" and "%2" replaced by the inserts. Placeholders inside an insert are not replaced. "%%"
+// becomes "%". Any other character after "%" is kept, as is a "%" at the end.
 std::wstring FillInserts(const std::wstring& format, const std::wstring& insert1, const std::wstring& insert2 = {});
 
 // `format` with printf's places filled in order: "%s" by a text; "%d", "%u" and "%X", with a width and leading zeros if
 // given ("%08X"), by a number. Safe for formats from resources: a place without an argument of its type is kept in the
-// text, and nothing outside the arguments is read. "%%" gives "%".
+// text, and nothing outside the arguments is read. "%%" becomes "%".
 using FormatArgument = std::variant<std::wstring, unsigned>;
 std::wstring FillPlaces(const std::wstring& format, std::initializer_list<FormatArgument> arguments);
 

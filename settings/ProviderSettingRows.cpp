@@ -15,11 +15,7 @@ using Value = SettingValue;
 using Problems = SettingProblems;
 using Checked = CheckedSetting;
 
-}  // namespace
-
 // --- Algorithms ----------------------------------------------------------------------------------------------------
-
-namespace {
 
 // A provider's context with one of its parameters.
 struct AlgorithmChoice {

@@ -17,11 +17,7 @@ using Value = SettingValue;
 using Problems = SettingProblems;
 using Checked = CheckedSetting;
 
-}  // namespace
-
 // --- General -------------------------------------------------------------------------------------------------------
-
-namespace {
 
 struct Language {
     LANGID id;

@@ -34,7 +34,7 @@ const Form kSessions = {{{{}, L"64"}, {-1, L"64"}, {65537, L"64"}}, {{L"0", 0}, 
 const Form kAuthorities = {{{{}, L"100"}, {-1, L"100"}, {1000, L"100"}}, {{L"0", 0}, {L"999", 999}}};
 const Form kUserLanguage = {{{1058, L"item 0", true}, {0, L"item 0", true}},
                             {{L"item 2", 1033}, {L"item 1", 1049}, {L"item 0", {}}}};
-// A failure is not reported when the user's language is written all the same.
+// A failure is not reported when the user's language could be written.
 const Form kMachineLanguage = {
     {{{}, L"item 1", true}, {1058, L"item 1", true}}, {{L"item 1", 1033}, {L"item 0", 1049}}, false, false};
 

@@ -8,8 +8,8 @@
 #include <algorithm>
 
 #include "softcsp/common/Names.h"
-#include "softcsp/common/Store.h"
 #include "softcsp/common/Settings.h"
+#include "softcsp/common/Store.h"
 #include "softcsp/dialogs/Dialogs.h"
 
 namespace softcsp {

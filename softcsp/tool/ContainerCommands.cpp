@@ -75,7 +75,7 @@ Container Build(const Options& options, const std::wstring& name, Protection pro
     return std::move(container);
 }
 
-// "set" gives a container a fault that programs can detect, or removes it. The container is authenticated
+// "set" makes or removes a fault of a container that programs can detect. The container is authenticated
 // afterwards, so that the fault is found in its contents and not as a change by others.
 
 constexpr std::size_t kDigestAt = 8;  // in the file; a wrong digest leaves the contents readable

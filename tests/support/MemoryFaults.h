@@ -1,5 +1,5 @@
 // Lets allocations that the panel's code makes fail: an allocation is the panel's when its code is the nearest on the
-// stack that isn't the C++ library's. Which code is whose is read from the linker's map, which lies beside the program.
+// stack that isn't the C++ library's. The linker's map beside the program says to which library code belongs.
 #pragma once
 
 #include <cstddef>
