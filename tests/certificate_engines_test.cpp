@@ -1,13 +1,12 @@
 // Certificates in files, in containers and in stores, and the search for containers, without windows.
-#include <windows.h>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <random>
 
 #include "csp/CertificateInstallation.h"
 #include "csp/CertificateStores.h"
+#include "csp/CertificateText.h"
 #include "csp/ContainerCertificates.h"
 #include "csp/ContainerSearch.h"
 #include "csp/KeyLink.h"
@@ -35,8 +34,7 @@ Held HeldBy(const std::wstring& path) {
 TEST(CertificateFile, TellsWhatItHolds) {
     const TemporaryDirectory directory;
     const std::wstring& here = directory.Path();
-    const std::string one = Read(kData + L"one.cer"), several = Read(kData + L"several.p7b"),
-                      lists = Read(kData + L"crl.p7b");
+    const std::string one = Read(kData + L"one.cer");
     ToolContainer(L"vt-file", L"--keys xs").WriteCertificate(here + L"made.sst", L"s", L"vt-file --format sst");
     const std::string store = Read(here + L"made.sst");
     std::string noise(10 << 20, '\0');
@@ -45,10 +43,10 @@ TEST(CertificateFile, TellsWhatItHolds) {
         {L"base64.crt", one, One},
         {L"Имя %1.txt", Decoded(one), One},
         {L"single.der", Decoded(Read(kData + L"single.p7b")), One},
-        {L"several.p7m", Decoded(several), Several},
+        {L"several.p7m", Decoded(Read(kData + L"several.p7b")), Several},
         {L"store", store, Several},
         {L"empty-store", store.substr(0, 8) + std::string(12, '\0'), None},
-        {L"lists.p7b", lists, None},
+        {L"lists.p7b", Read(kData + L"crl.p7b"), None},
         {L"half.cer", Decoded(one).substr(0, 200), None},
         {L"noise.cer", noise, None},
     };
@@ -120,10 +118,9 @@ TEST(ContainerSearch, InOrderUpToTheFirstMatch) {
 // What the system keeps for a key's identifier is removed before each addition.
 TEST(CertificateInstallation, ReplacesACertificateOnYesOnly) {
     struct Answer final : ReplaceQuestion {
-        bool Replace() override { return ++asked, replace; }
-        int asked = 0;
+        bool Replace() override { return replace; }
         bool replace = false;
-    };
+    } answer;
     const UniqueCertificateStore store(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
     const UniqueCertificate made = SelfSigned();
     int removed = 0;
@@ -134,33 +131,20 @@ TEST(CertificateInstallation, ReplacesACertificateOnYesOnly) {
             return *call.At<DWORD*>(3) = 20, TRUE;
         if (call.name == "CertAddCertificateContextToStore") additions.push_back(call.a[2]);
         if (call.name != "CryptSetKeyIdentifierProperty") return call();
-        EXPECT_EQ(call.a[2], CryptCalls::Word{CRYPT_KEYID_DELETE_FLAG});
-        ++removed;
+        removed += call.a[2] == CRYPT_KEYID_DELETE_FLAG;
         return FALSE;  // as on systems that keep nothing
     });
-    const struct {
-        const wchar_t* container;  // of the certificate's link
-        bool replace;
-        HRESULT result;
-        const wchar_t* stored;  // link
-    } cases[] = {
-        {L"first", false, S_OK, L"first"},
-        {L"second", false, HRESULT_FROM_WIN32(ERROR_CANCELLED), L"first"},
-        {L"third", true, S_OK, L"third"},
-    };
-    Answer answer;
-    for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.container));
+    const auto add = [&](const wchar_t* container) {
         const UniqueCertificate certificate(
             CertCreateCertificateContext(X509_ASN_ENCODING, made.get()->pbCertEncoded, made.get()->cbCertEncoded));
-        ASSERT_TRUE(WriteKeyLink(*certificate.get(), {c.container, kProvider75, 75}));
-        answer.replace = c.replace;
-        EXPECT_EQ(ErrorOf(AddToStore(store.get(), *certificate.get(), answer)), c.result);
-        const UniqueCertificate found = FindTestCertificate(store.get());
-        ASSERT_TRUE(found);
-        EXPECT_EQ(ReadKeyLink(*found.get()).value_or(KeyLink{}).container, c.stored);
-    }
-    EXPECT_EQ(answer.asked, 2);
+        EXPECT_TRUE(WriteKeyLink(*certificate.get(), {container, kProvider75, 75}));
+        const HRESULT result = ErrorOf(AddToStore(store.get(), *certificate.get(), answer));
+        return std::pair(result, ReadKeyLink(*FindTestCertificate(store.get()).get()).value_or(KeyLink{}).container);
+    };
+    EXPECT_EQ(add(L"first"), std::pair(S_OK, std::wstring(L"first")));
+    EXPECT_EQ(add(L"second"), std::pair(HRESULT_FROM_WIN32(ERROR_CANCELLED), std::wstring(L"first")));
+    answer.replace = true;
+    EXPECT_EQ(add(L"third"), std::pair(S_OK, std::wstring(L"third")));
     EXPECT_EQ(removed, 3);
     // The stored link alone does not show whether the certificate was replaced on every system.
     constexpr CryptCalls::Word kNew = CERT_STORE_ADD_NEW, kReplace = CERT_STORE_ADD_REPLACE_EXISTING;
@@ -209,8 +193,33 @@ TEST(ContainerCertificates, GoIntoTheStoresOfTheirKind) {
     EXPECT_FALSE(UniqueContainerName(context.Get()));
     const CryptCalls extensions = FakedExtensions({ExtensionRecordOf(0, chain, "1.2.643.2.2.37.3.1")}),
                      refused = Failing("CertAddEncodedCertificateToStore", ERROR_NO_MORE_ITEMS);  // no listing's end
-    EXPECT_EQ(ErrorOf(InstallExtensionCertificates(context.Get(), KeySet::User)),
-              HRESULT_FROM_WIN32(ERROR_NO_MORE_ITEMS));
+    EXPECT_FALSE(InstallExtensionCertificates(context.Get(), KeySet::User));
+}
+
+TEST(CertificateText, SerialNumbersInGroups) {
+    BYTE bytes[] = {0xD5, 0xC4, 0xB3, 0xA2, 0x0F};  // the least significant first
+    EXPECT_EQ(SerialNumberText({0, bytes}), L"");
+    EXPECT_EQ(SerialNumberText({5, bytes}), L"0FA2 B3C4 D5");
+}
+
+TEST(UsagePeriod, BothEndsBelongToAPeriod) {
+    constexpr FILETIME early{0, 1}, from{0, 2}, mid{0, 3}, to{0, 4}, late{0, 5};
+    const struct {
+        const char* name;
+        FILETIME now;
+        std::optional<UsagePeriod> usage;
+        bool outOfDate;
+    } cases[] = {{"first moment", from, {}, false},
+                 {"last moment", to, {}, false},
+                 {"before", early, {}, true},
+                 {"after, within the key's", late, UsagePeriod{early, late}, true},
+                 {"the key's only moment", mid, UsagePeriod{mid, mid}, false},
+                 {"after the key's", mid, UsagePeriod{from, from}, true},
+                 {"before the key's", mid, UsagePeriod{to, {}}, true}};
+    CERT_INFO certificate{};
+    certificate.NotBefore = from;
+    certificate.NotAfter = to;
+    for (const auto& c : cases) EXPECT_EQ(IsOutOfDate(c.now, certificate, c.usage), c.outOfDate) << c.name;
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 // The wizards for certificates, from a file and in a container, as users go through them.
-#include <windows.h>
 #include <commdlg.h>
 
 #include <gtest/gtest.h>
@@ -293,38 +292,6 @@ TEST_F(CertificateWizards, InstallWhatAContainerHolds) {
         const std::string owner = machine ? "computer's " : "user's ";
         EXPECT_EQ(RemoveTestCertificates(), (StoreCounts{{owner + "My", 2}, {owner + "ca", 2}, {owner + "root", 1}}));
     }
-}
-
-struct TorturedCertificateWizards : TorturedWizards<CertificateWizards> {
-    // Does a new page's work and goes on; cancels on a page that did not let go. Next disabled shows a failure, too.
-    Step Leave(const Step& work, int button = PSBTN_NEXT) {
-        return [=, this](HWND sheet) {
-            const bool stays = left == Ui::Page(sheet);
-            left = Ui::Page(sheet);
-            if (!stays) work(sheet);
-            if (stays && !Ui::Enabled(sheet, kNext)) shown.emplace_back();
-            Ui::Press(sheet, stays ? PSBTN_CANCEL : button);
-        };
-    }
-    const ToolContainer container{L"vt-w", L"--chain 2 --subject CN=VestraTest"};
-    const Step none = [](HWND) {};
-    HWND left = nullptr;
-};
-
-TEST_F(TorturedCertificateWizards, SurviveEveryFailure) {
-    ToContainer(container);  // makes the file
-    const Steps steps = {Leave(TypeFile(path)), Leave(none), Leave(Type(L"vt-w")),
-                         Leave(Click(IDC_STORE_WRITE_TO_CONTAINER)), Leave(none, PSBTN_FINISH)};
-    Survive<CWizardInstallPrivateCertificate>(
-        "installation from a file", steps, [&](const Fault& fault) -> std::string {
-            left = nullptr;
-            const UniqueCertificate found = Stored();
-            if (found && !ReadKeyLink(*found.get())) return "without the link";
-            const StoreCounts expected = finished ? StoreCounts{{"user's My", 1}} : StoreCounts();
-            if (RemoveTestCertificates() != expected) return "other certificates";
-            const bool told = finished == shown.empty() || (fault.memory && shown.empty());
-            return told ? "" : std::to_string(shown.size()) + " messages";
-        });
 }
 
 }  // namespace

@@ -1,13 +1,8 @@
 // The container check against containers of the software provider.
-#include <windows.h>
-
-#include <wincrypt.h>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <optional>
-
+#include "applet/services/ErrorText.h"
 #include "csp/CertificateText.h"
 #include "csp/ContainerCheck.h"
 #include "csp/ProviderParameters.h"
@@ -62,26 +57,31 @@ TEST_F(ContainerCheck, OfBothKeysWithACertificateChain) {
     for (std::wstring& row : rows)  // these differ each time
         for (const std::wstring label : {L"  valid from|", L"  valid to|", L"  serial number|"})
             if (row.starts_with(label)) row.resize(label.size());
-    ExpectRows(rows,
-               {L"Exchange key|available", L"  public key export|succeed", L"  public key import|succeed",
-                L"  signing|succeed", L"  verifying|succeed", L"  exchange key agreement|succeed",
-                L"  key export|allowed", L"  algorithm|GOST R 34.10-2001", L"|1.2.643.2.2.36.0", L"|1.2.643.2.2.30.1",
-                L"  certificate in container|match private key", L"  certificate in store|not installed",
-                L"  certificate name|Owner", L"  subject|Owner", L"  issuer|Owner Root CA", L"  valid from|",
-                L"  valid to|", L"  serial number|", L"Signature key|available"});
+    ExpectRows(rows, {L"Exchange key|available", L"  public key export|succeed", L"  public key import|succeed",
+                      L"  signing|succeed", L"  verifying|succeed", L"  exchange key agreement|succeed",
+                      L"  key export|allowed", L"  algorithm|GOST R 34.10-2001", L"  |1.2.643.2.2.36.0",
+                      L"  |1.2.643.2.2.30.1", L"  certificate in container|match private key",
+                      L"  certificate in store|not installed", L"  certificate name|Owner", L"  subject|Owner",
+                      L"  issuer|Owner Root CA", L"  valid from|", L"  valid to|", L"  serial number|",
+                      L"Signature key|available"});
     ExpectRows(rows, {L"  keys loading|succeed", L"Container extensions|", L"  noncritical|1.2.643.2.2.37.3.2",
                       L"  certificate name|Owner Root CA", L"  subject|Owner Root CA", L"  issuer|Owner Root CA",
                       L"  valid from|", L"  valid to|", L"  serial number|"});
 }
 
+// A key's check ends with a failed export or import. An incomplete certificate counts as none.
 TEST_F(ContainerCheck, OfWhatAContainerMayLackOrHaveWrong) {
+    const std::wstring crc = ErrorMessageText(ERROR_CRC);
+    const Rows noSignature = {L"Signature key|not available"},
+               noCertificate = {L"  certificate in container|not available"};
     const struct {
         const wchar_t *options, *change;
         bool good;
         Rows rows;
+        std::string_view fault = "";  // a function that fails, or how certificates are spoiled
     } cases[] = {
-        {L"--keys none", L"", true, {L"Exchange key|not available", L"Signature key|not available"}},
-        {L"--certs none", L"", true, {L"  certificate in container|not available", L"Signature key|not available"}},
+        {L"--keys none", L"", true, Rows{L"Exchange key|not available"} + noSignature},
+        {L"--certs none", L"", true, noCertificate + noSignature},
         {L"", L"certificate-x=other", false, {L"  certificate in container|does not match private key"}},
         {L"", L"damage=1", false, {L"  container integrity check|corrupted"}},
         {L"--usage 2020-01-01 2021-01-01", L"", false, {L"Private key usage period|expired"}},
@@ -90,37 +90,19 @@ TEST_F(ContainerCheck, OfWhatAContainerMayLackOrHaveWrong) {
          true,
          {L"  valid from|" + Day(2020), L"  valid to|" + Day(2090), L"  key valid from|" + Day(2021),
           L"  key valid to|" + Day(2089)}},
+        {L"", L"", false, Rows{L"  public key export|" + crc} + noSignature, "CryptExportKey"},
+        {L"", L"", false, Rows{L"  public key import|" + crc} + noSignature, "CryptImportKey"},
+        {L"", L"", true, {L"  algorithm|0xAA24"}, "CryptFindOIDInfo"},
+        {L"", L"", true, noCertificate, "cut"},
+        {L"", L"", true, noCertificate, "overlong"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.options + std::wstring(c.change)));
+        SCOPED_TRACE(testing::PrintToString(c.options + std::wstring(c.change)) + std::string(c.fault));
         const ToolContainer container(L"checked", c.options);
         if (*c.change) container.Set(c.change);
-        ExpectRows(Check(c.good), c.rows);
-    }
-}
-
-// A key's check ends with a failed export or import. An incomplete certificate counts as none.
-TEST_F(ContainerCheck, OfAKeyWhoseCallsFail) {
-    const ToolContainer container(L"checked");
-    const Rows noSignature = {L"Signature key|not available"},
-               noCertificate = {L"  certificate in container|not available"};
-    const struct {
-        std::string_view fault;  // a function that fails, or how certificates are spoiled
-        bool good;
-        Rows rows;
-    } cases[] = {
-        {"CryptExportKey", false, Rows{L"  public key export|error 23"} + noSignature},
-        {"CryptImportKey", false, Rows{L"  public key import|error 23"} + noSignature},
-        {"CryptFindOIDInfo", true, {L"  algorithm|0xAA24"}},
-        {"cut", true, noCertificate},
-        {"overlong", true, noCertificate},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.fault);
-        const auto fault = [&] {
-            return c.fault.starts_with("Crypt") ? Failing(c.fault, ERROR_CRC) : SpoiledCertificates(c.fault);
-        };
-        const CryptCalls calls = fault();
+        const CryptCalls spoiled = SpoiledCertificates(c.fault), calls([&](const CryptCalls::Call&call) {
+            return call.name == c.fault ? CryptCalls::Fail(ERROR_CRC) : call();
+        });
         ExpectRows(Check(c.good), c.rows);
     }
 }
@@ -128,21 +110,13 @@ TEST_F(ContainerCheck, OfAKeyWhoseCallsFail) {
 TEST_F(ContainerCheck, OfUnusualIntegrity) {
     const ToolContainer container(L"checked", L"--keys none");
     const std::wstring integrity = L"  container integrity check|";
-    const struct {
-        DWORD bits, error;
-        Rows rows;
-    } cases[] = {
-        {0x40000001, 0, {integrity + L"corrupted", integrity + L"unknown corruption"}},
-        {0x80000002, 0, {}},
-        {0, ERROR_CRC, {integrity + L"error 23"}},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.bits);
-        const CryptCalls calls = FakedParameter(kParameterIntegrity, [&](BYTE* data, DWORD* length, DWORD) {
-            return c.error ? c.error : Give({reinterpret_cast<const char*>(&c.bits), sizeof c.bits}, data, length);
-        });
-        ExpectRows(Check(false),
-                   Rows{L"  FQCN|\\\\.\\REGISTRY\\checked"} + c.rows + Rows{L"Exchange key|not available"});
+    const std::pair<DWORD, Rows> cases[] = {{0x40000001, {integrity + L"corrupted", integrity + L"unknown corruption"}},
+                                            {0x80000002, {}}};
+    for (const auto& [bits, rows] : cases) {
+        const std::string_view value(reinterpret_cast<const char*>(&bits), sizeof bits);
+        const CryptCalls calls = FakedParameter(
+            kParameterIntegrity, [&](BYTE* data, DWORD* length, DWORD) { return Give(value, data, length); });
+        ExpectRows(Check(false), Rows{L"  FQCN|\\\\.\\REGISTRY\\checked"} + rows + Rows{L"Exchange key|not available"});
     }
 }
 
@@ -177,7 +151,7 @@ TEST_F(ContainerCheck, OfUnusualExtensions) {
     }
     const CryptCalls calls =
         FakedParameter(kParameterExtensions, [](BYTE*, DWORD*, DWORD) { return DWORD{ERROR_CRC}; });
-    ExpectRows(Check(false), {L"Container extensions|error 23"});
+    ExpectRows(Check(false), {L"Container extensions|" + ErrorMessageText(ERROR_CRC)});
 }
 
 // A system store of the user with a certificate in it, gone at the end.
@@ -213,8 +187,8 @@ TEST_F(ContainerCheck, NamesTheStoresThatHoldTheCertificate) {
         return call();
     });
     ExpectRows(Check(true),
-               {L"  certificate in store|VestraCheckA", L"|  A", L"|\t    " + longName + L"; " + provider + L"; 75",
-                L"|VestraCheckB", L"|  A", L"|       does not have private key link"});
+               {L"  certificate in store|VestraCheckA", L"  |  A", L"  |\t    " + longName + L"; " + provider + L"; 75",
+                L"  |VestraCheckB", L"  |  A", L"  |       does not have private key link"});
     EXPECT_EQ(flags, CERT_SYSTEM_STORE_CURRENT_USER | CERT_STORE_READONLY_FLAG | CERT_STORE_OPEN_EXISTING_FLAG);
     ExpectRows(Check(true, KeySet::Computer), {L"  certificate in store|not installed"});
 }
@@ -248,12 +222,12 @@ TEST_F(ContainerCheck, SurvivesEveryFailingCall) {
         if (good != (report->rows.front() == kSucceeded)) return "verdict and result differ";
         if (fault.point == Fault::kNone) return good && report->rows == clean ? "" : "not what it was without a fault";
         const bool harmless = std::ranges::count(kHarmless, fault.function) && !fault.onwards;
-        const std::wstring failed = FailedWith(fault.error);
+        const std::wstring failed = ErrorMessageText(fault.error);
         if (has(L"  keys loading|" + failed) && !fault.onwards) loading = fault.point;
         if (harmless || fault.point > loading) return "";  // any failure may end the listing of the extensions
         if (good) return "a failure reads as success";
         const auto told = std::ranges::find_if(
-            report->rows, [](const std::wstring& row) { return row.find(L"|error ") != row.npos; });
+            report->rows, [](const std::wstring& row) { return row.find(L"|Error 0x") != row.npos; });
         if (told != report->rows.end() && (told->ends_with(L"|" + failed) || fault.onwards)) return "";
         return has(L"  certificate in container|does not match private key") ? "" : "no row tells the failure";
     });

@@ -1,7 +1,4 @@
 // The fault injection sees the faults that it is there for: each of them, put into a small scenario, is found.
-#include <windows.h>
-
-#include <wincrypt.h>
 
 #include <gtest/gtest.h>
 
@@ -43,16 +40,15 @@ DWORD HashAByte(Seed seed) {
 TEST(FaultInjection, SeesEachKindOfFault) {
     struct Case {
         Seed seed;
-        std::size_t survived;  // of the three calls that can fail
         const char* complaint;
     };
     const Case cases[] = {
-        {Seed::None, 3, ""},
-        {Seed::Leak, 2, "leaks the hash of CryptCreateHash"},
-        {Seed::SecondRelease, 2, "point 2, CryptHashData: CryptDestroyHash closes what isn't open"},
-        {Seed::HashAfterProvider, 0, "no fault: the hash of CryptCreateHash outlives its provider"},
-        {Seed::IgnoredFailure, 2, "point 2, CryptHashData: reads as success"},
-        {Seed::LateCode, 2, "point 2, CryptHashData: another code"},
+        {Seed::None, ""},
+        {Seed::Leak, "leaks the hash of CryptCreateHash"},
+        {Seed::SecondRelease, "point 2, CryptHashData: CryptDestroyHash closes what isn't open"},
+        {Seed::HashAfterProvider, "no fault: the hash of CryptCreateHash outlives its provider"},
+        {Seed::IgnoredFailure, "point 2, CryptHashData: reads as success"},
+        {Seed::LateCode, "point 2, CryptHashData: another code"},
     };
     for (const Case& c : cases) {
         DWORD result = 0;
@@ -63,11 +59,9 @@ TEST(FaultInjection, SeesEachKindOfFault) {
                 if (result == fault.error) return "";
                 return result ? "another code" : "reads as success";
             });
-        EXPECT_EQ(figure.survived, c.survived);
-        EXPECT_EQ(figure.AllSurvived(), c.seed == Seed::None);
+        EXPECT_EQ(figure.problems.empty(), c.seed == Seed::None);
         EXPECT_NE(testing::PrintToString(figure.problems).find(c.complaint), std::string::npos) << c.complaint;
     }
-    EXPECT_EQ(FaultInjection::UnknownFunctions(), std::vector<std::string>());
 }
 
 TEST(FaultInjection, SeesWhatIsAskedAgain) {

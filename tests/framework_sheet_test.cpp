@@ -1,9 +1,7 @@
 // Property sheets and wizards: their results, pages, owner and end.
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <stdexcept>
-#include <vector>
 
 #include "framework/DataExchange.h"
 #include "framework/PropertyPage.h"
@@ -15,7 +13,7 @@ namespace {
 
 constexpr WORD kReadOnly = 30, kButton = 31;
 
-enum Event { kStart, kValid, kApply, kReset, kCancel, kBack, kNext, kFinish, kShown, kClick, kEnd, kEvents };
+enum Event { kStart, kValid, kApply, kReset, kCancel, kNext, kFinish, kShown, kClick, kEnd, kEvents };
 
 class TestPage : public CPropertyPage {
   public:
@@ -42,7 +40,6 @@ class TestPage : public CPropertyPage {
     void OnFirstShown() override { Ask(kShown); }
     void OnReset() override { Ask(kReset); }
     bool OnQueryCancel() override { return Ask(kCancel); }
-    LRESULT OnWizardBack() override { return Ask(kBack) ? 0 : -1; }
     LRESULT OnWizardNext() override { return Ask(kNext) ? 0 : -1; }
     bool OnWizardFinish() override { return Ask(kFinish); }
     void PostNcDestroy() override { Ask(kEnd); }
@@ -60,8 +57,6 @@ class TestSheet : public CPropertySheet {
     explicit TestSheet(std::initializer_list<CPropertyPage*> pages) {
         for (CPropertyPage* page : pages) AddPage(*page);
     }
-    int* endsWhenDeleted = nullptr;  // deletes itself at its end, and counts it
-
     // Spoils what it frees, so that a use after it shows.
     static void* operator new(size_t size) { return ::operator new(size); }
     static void operator delete(void* sheet, size_t size) {
@@ -69,19 +64,15 @@ class TestSheet : public CPropertySheet {
         for (size_t i = 0; i < size; ++i) bytes[i] = 0xDD;
         ::operator delete(sheet);
     }
+    int* ends = nullptr;  // counted; then the sheet deletes itself
 
   protected:
     void PostNcDestroy() override {
-        if (!endsWhenDeleted) return;
-        ++*endsWhenDeleted;
+        if (!ends) return;
+        ++*ends;
         delete this;
     }
 };
-
-HWND MakeWindow(HWND parent = nullptr) {
-    return CreateWindowExW(0, L"STATIC", L"", parent ? WS_CHILD : WS_POPUP | WS_VISIBLE, 0, 0, 99, 99, parent, nullptr,
-                           nullptr, nullptr);
-}
 
 // A sheet that is still open after the steps is cancelled. A message box stays open.
 INT_PTR RunSheet(CPropertySheet& sheet, std::vector<ModalScript::Step> steps) {
@@ -106,28 +97,28 @@ ModalScript::Step Press(int button) {
 
 // The sheet deletes itself at its end, on every path.
 TEST(PropertySheetTest, EndsOnceWithTheResultThatFits) {
-    struct {
+    const struct {
         const char* name;
         ModalScript::Step step;
         INT_PTR result;
-        int applied, reset;
+        int applied = 0, reset = 0;
         Event ended = kEvents;  // the page ends it then
         bool box = false;       // and shows one before, under which the owner goes
-    } const cases[] = {
-        {"OK", Press(PSBTN_OK), IDOK, 1, 0},
+    } cases[] = {
+        {"OK", Press(PSBTN_OK), IDOK, 1},
         {"Cancel", Press(PSBTN_CANCEL), IDCANCEL, 0, 1},
-        {"a page's handler", [](HWND sheet) { Ui::Click(Ui::Page(sheet), kButton); }, 0, 0, 0, kClick},
         {"a page that saves", Press(PSBTN_OK), 0, 1, 0, kApply},
-        {"its owner goes", [](HWND sheet) { DestroyWindow(GetWindow(sheet, GW_OWNER)); }, IDCANCEL, 0, 0},
+        {"its owner goes", [](HWND sheet) { DestroyWindow(GetWindow(sheet, GW_OWNER)); }, IDCANCEL},
         {"its owner goes under a box",
          [](HWND sheet) { PostMessageW(GetDlgItem(Ui::Page(sheet), kButton), BM_CLICK, 0, 0); }, IDCANCEL, 0, 0, kClick,
          true},
-        {"no page to show", nullptr, -1, 0, 0},
-        {"the program's end", [](HWND) { PostQuitMessage(5); }, IDCANCEL, 0, 0},
+        {"no page to show", nullptr, -1},
+        {"the program's end", [](HWND) { PostQuitMessage(5); }, IDCANCEL},
     };
     for (const auto& [name, step, result, applied, reset, ended, box] : cases) {
         SCOPED_TRACE(name);
-        const HWND owner = MakeWindow();
+        const HWND owner =
+            CreateWindowW(L"STATIC", L"", WS_POPUP | WS_VISIBLE, 0, 0, 99, 99, nullptr, nullptr, nullptr, nullptr);
         const bool enabled = result != IDCANCEL;  // an owner that was disabled stays so
         EnableWindow(owner, enabled);
         TestPage page;
@@ -142,19 +133,17 @@ TEST(PropertySheetTest, EndsOnceWithTheResultThatFits) {
             return true;
         };
         auto* sheet = new TestSheet({&page});
-        sheet->endsWhenDeleted = &ends;
-        sheet->SetOwner(MakeWindow(owner));
+        sheet->ends = &ends;
+        sheet->SetOwner(CreateWindowW(L"STATIC", L"", WS_CHILD, 0, 0, 9, 9, owner, nullptr, nullptr, nullptr));
         EXPECT_EQ(RunSheet(*sheet, {step, [](HWND) { ADD_FAILURE() << "still open"; }}), result);
         EXPECT_EQ(page.times[kApply], applied);
         EXPECT_EQ(page.times[kReset], reset);
         EXPECT_EQ(ends, 1);
-        EXPECT_EQ(page.m_hWnd, nullptr);
         EXPECT_EQ(IsWindowEnabled(owner), enabled);
         DestroyWindow(owner);
     }
     MSG message{};
     EXPECT_TRUE(PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE)) << "kept from the outer loop";
-    EXPECT_EQ(message.wParam, 5u);
 }
 
 // A page refuses, then fails to answer, then agrees. Pages are made when they are shown, if they can be.
@@ -168,8 +157,7 @@ TEST(PropertySheetTest, GoesOnlyWhereItsPageLetsIt) {
         {kValid, PSBTN_OK, IDOK},
         {kApply, PSBTN_OK, IDOK},
         {kCancel, PSBTN_CANCEL, IDCANCEL, 2},  // a page that fails can be left
-        {kBack, PSBTN_BACK, IDCANCEL},         // left on the page that it went to
-        {kNext, PSBTN_NEXT, IDCANCEL},
+        {kNext, PSBTN_NEXT, IDCANCEL},         // left on the page that it went to
         {kFinish, PSBTN_FINISH, ID_WIZFINISH},
     };
     for (const auto& [asked, button, result, times] : cases) {
@@ -182,7 +170,7 @@ TEST(PropertySheetTest, GoesOnlyWhereItsPageLetsIt) {
         };
         TestSheet sheet({&first, &missing, &page, &last});
         sheet.SetStartPage(1);
-        if (asked >= kBack) sheet.SetWizard97(nullptr, nullptr);
+        if (asked >= kNext) sheet.SetWizard97(nullptr, nullptr);
         const auto press = [&, it = button](HWND window) {
             EXPECT_EQ(Ui::Page(window), page.m_hWnd);
             EXPECT_FALSE(first.m_hWnd || last.m_hWnd);
@@ -196,41 +184,31 @@ TEST(PropertySheetTest, GoesOnlyWhereItsPageLetsIt) {
 
 // Its controls may show anything.
 TEST(PropertySheetTest, APageWhoseStartFailsSavesNothing) {
-    TestPage page, other;
-    page.answer = [](Event event) -> bool {
-        if (event == kStart) throw std::runtime_error("thrown at the start");
-        return true;
-    };
-    TestSheet sheet({&page, &other});
-    const auto turn = [&](HWND) {
+    TestPage page;
+    page.answer = [](Event event) { return event != kStart ? true : throw std::runtime_error("thrown at the start"); };
+    TestSheet sheet({&page});
+    const auto click = [&](HWND) {
         EXPECT_FALSE(Ui::Enabled(page.m_hWnd, kButton));
         Ui::Click(page.m_hWnd, kButton);
-        EXPECT_TRUE(sheet.SetActivePage(1)) << "other pages can be reached";
     };
-    EXPECT_EQ(RunSheet(sheet, {turn, Press(PSBTN_OK)}), IDOK);
+    EXPECT_EQ(RunSheet(sheet, {click, Press(PSBTN_OK)}), IDOK);
     EXPECT_EQ(page.times[kValid] + page.times[kApply] + page.times[kClick], 0);
-    EXPECT_EQ(other.times[kApply], 1);
 }
 
 TEST(PropertySheetTest, ShowsThePageThatFailsToSave) {
     TestPage first, second;
     first.answer = [&](Event event) { return event != kApply || first.times[kApply] > 1; };
     TestSheet sheet({&first, &second});
-    const auto turn = [&](HWND) {
+    const auto save = [&](HWND window) {
         EXPECT_EQ(GetFocus(), first.GetDlgItem(kButton)) << "the first control that takes input";
         sheet.SetActivePage(1);
-    };
-    const auto save = [&](HWND window) {
-        EXPECT_EQ(GetFocus(), second.GetDlgItem(kButton));
         Ui::Press(window, PSBTN_OK);
     };
     const auto saveAgain = [&](HWND window) {
-        EXPECT_EQ(Ui::PageIndex(window), 0);
-        EXPECT_TRUE(IsWindowVisible(first.m_hWnd) && !IsWindowVisible(second.m_hWnd));
-        sheet.SetActivePage(1), sheet.SetActivePage(0);  // back on a page that was shown before
+        EXPECT_EQ(Ui::Page(window), first.m_hWnd);
         Ui::Press(window, PSBTN_OK);
     };
-    EXPECT_EQ(RunSheet(sheet, {turn, save, saveAgain}), IDOK);
+    EXPECT_EQ(RunSheet(sheet, {save, saveAgain}), IDOK);
     EXPECT_EQ(first.times[kShown], 1);
     EXPECT_EQ(second.times[kApply], 1);
 }

@@ -1,6 +1,4 @@
-// What stands in the panel's resources, read from the built file: both languages alike, texts that fit, keys that
-// don't clash, pictures and versions complete.
-#include <windows.h>
+// The panel's resources, read from the built file: both languages alike, texts that fit, keys that don't clash.
 #include <commctrl.h>
 
 #include <gtest/gtest.h>
@@ -13,159 +11,188 @@
 
 #include "framework/Handles.h"
 #include "resources/resource.h"
-#include "tests/support/DialogTexts.h"
 #include "tests/support/Directory.h"
 
 namespace {
 
 constexpr WORD kEnglish = MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US);
 constexpr WORD kRussian = MAKELANGID(LANG_RUSSIAN, SUBLANG_DEFAULT);
-constexpr WORD kNeutral = MAKELANGID(LANG_NEUTRAL, SUBLANG_NEUTRAL);
 
-using Bytes = std::span<const std::byte>;
-
-const std::wstring kPath = ProgramDirectory() + L"vestra.cpl";
-const UniqueModule kPanel(LoadLibraryExW(kPath.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
-
-Bytes Resource(const wchar_t* type, WORD id, WORD language) {
-    const HRSRC found = FindResourceExW(kPanel.get(), type, MAKEINTRESOURCEW(id), language);
-    if (found == nullptr) return {};
-    const void* data = LockResource(LoadResource(kPanel.get(), found));
-    return {static_cast<const std::byte*>(data), SizeofResource(kPanel.get(), found)};
-}
+const UniqueModule kPanel(LoadLibraryExW((ProgramDirectory() + L"vestra.cpl").c_str(), nullptr,
+                                         LOAD_LIBRARY_AS_DATAFILE));
 
 // Every resource of a type in a language, by its id.
-std::map<WORD, Bytes> Resources(const wchar_t* type, WORD language) {
-    std::map<WORD, Bytes> all;
+std::map<WORD, const void*> Resources(const wchar_t* type, WORD language) {
+    std::map<WORD, const void*> all;
     for (WORD id = 1; id != 0; ++id)
-        if (const Bytes bytes = Resource(type, id, language); !bytes.empty()) all[id] = bytes;
+        if (const HRSRC found = FindResourceExW(kPanel.get(), type, MAKEINTRESOURCEW(id), language))
+            all[id] = LockResource(LoadResource(kPanel.get(), found));
     return all;
 }
 
-struct Dialog : DialogTemplate {
-    WORD id, language;
+// Positions and sizes are dialog units.
+struct Control {
+    DWORD id, style, exStyle;
+    int x, y, cx, cy;
+    std::wstring className, text;
+
+    bool Is(const wchar_t* name) const { return lstrcmpiW(className.c_str(), name) == 0; }
+    bool IsButton(DWORD type) const { return Is(WC_BUTTONW) && (style & BS_TYPEMASK) == type; }
+    bool IsLabel() const { return Is(WC_STATICW) && (style & SS_TYPEMASK) == SS_LEFT; }
 };
 
+struct Dialog {
+    WORD id, language;
+    DWORD style;
+    int cx, cy;
+    std::vector<Control> controls;
+};
+
+Dialog MakeDialog(WORD id, WORD language, const void* dialogTemplate) {
+    const HWND parent = CreateWindowW(L"STATIC", L"", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+    const auto procedure = [](HWND, UINT, WPARAM, LPARAM) -> INT_PTR { return FALSE; };
+    const HWND window =
+        CreateDialogIndirectParamW(kPanel.get(), static_cast<LPCDLGTEMPLATEW>(dialogTemplate), parent, procedure, 0);
+    RECT unit{0, 0, 4, 8};
+    MapDialogRect(window, &unit);
+    const auto placeOf = [&](HWND of) {
+        RECT place;
+        of == window ? GetClientRect(of, &place) : GetWindowRect(of, &place);
+        if (of != window) MapWindowPoints(nullptr, window, reinterpret_cast<POINT*>(&place), 2);
+        const auto x = [&](LONG pixels) { return MulDiv(pixels, 4, unit.right); };
+        const auto y = [&](LONG pixels) { return MulDiv(pixels, 8, unit.bottom); };
+        return std::array{x(place.left), y(place.top), x(place.right - place.left), y(place.bottom - place.top)};
+    };
+    const auto style = [](HWND of, int index) { return static_cast<DWORD>(GetWindowLongW(of, index)); };
+    Dialog made{id, language, style(window, GWL_STYLE), placeOf(window)[2], placeOf(window)[3], {}};
+    for (HWND child = GetWindow(window, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT)) {
+        const auto [x, y, cx, cy] = placeOf(child);
+        wchar_t name[64] = L"", text[512] = L"";
+        GetClassNameW(child, name, 64);
+        GetWindowTextW(child, text, 512);
+        made.controls.push_back({static_cast<DWORD>(GetDlgCtrlID(child)), style(child, GWL_STYLE),
+                                 style(child, GWL_EXSTYLE), x, y, cx, cy, name, text});
+    }
+    DestroyWindow(parent);
+    return made;
+}
+
 // Of both languages, the English ones first.
-const std::vector<Dialog>& ReadDialogs() {
+const std::vector<Dialog>& Dialogs() {
     static const std::vector<Dialog> dialogs = [] {
-        std::vector<Dialog> read;
+        const INITCOMMONCONTROLSEX classes{sizeof classes, ICC_LISTVIEW_CLASSES | ICC_UPDOWN_CLASS};
+        InitCommonControlsEx(&classes);
+        std::vector<Dialog> all;
         for (const WORD language : {kEnglish, kRussian})
-            for (const auto& [id, bytes] : Resources(RT_DIALOG, language))
-                read.push_back({DialogTemplate(ResourceReader(bytes)), id, language});
-        return read;
+            for (const auto& [id, dialog] : Resources(RT_DIALOG, language))
+                all.push_back(MakeDialog(id, language, dialog));
+        return all;
     }();
     return dialogs;
 }
 
 std::map<UINT, std::wstring> ReadStrings(WORD language) {
     std::map<UINT, std::wstring> strings;
-    for (const auto& [block, bytes] : Resources(RT_STRING, language)) {
-        ResourceReader reader(bytes);
-        for (UINT id = (block - 1u) * 16u; id < block * 16u; ++id) {
-            std::wstring text(reader.Take<WORD>(), L'\0');
-            for (wchar_t& c : text) c = reader.Take<wchar_t>();
-            if (!text.empty()) strings[id] = text;
-        }
+    for (const auto& [block, data] : Resources(RT_STRING, language)) {
+        const auto* at = static_cast<const wchar_t*>(data);  // each after its length
+        for (UINT id = (block - 1u) * 16u; id < block * 16u; at += *at + 1, ++id)
+            if (*at) strings[id].assign(at + 1, *at);
     }
     return strings;
 }
 
-// A radio button, which labels the edit that it enables.
-bool IsChoice(const DialogControl& control) {
-    return Is(control, WC_BUTTONW) && (control.style & BS_TYPEMASK) == BS_AUTORADIOBUTTON;
-}
-
-testing::Message Name(const Dialog& dialog, const DialogControl& control) {
+testing::Message Name(const Dialog& dialog, const Control& control) {
     return testing::Message() << "dialog " << dialog.id << " language " << dialog.language << " control "
                               << static_cast<int>(control.id) << " '" << control.text << "' ";
 }
 
 TEST(Resources, DialogsAreTheSameInBothLanguages) {
-    const auto& dialogs = ReadDialogs();
+    const auto& dialogs = Dialogs();
     const std::size_t half = dialogs.size() / 2;
     EXPECT_EQ(half, 17u);
     for (std::size_t d = 0; d < half; ++d) {
         const Dialog &ours = dialogs[d], &theirs = dialogs[half + d];
-        const auto facts = [](const Dialog& dialog) {
-            return std::tuple(dialog.id, dialog.style, dialog.exStyle, dialog.cx, dialog.cy, dialog.face,
-                              dialog.controls.size());
-        };
+        const auto facts = [](const Dialog& a) { return std::tuple(a.id, a.style, a.cx, a.cy, a.controls.size()); };
         ASSERT_EQ(facts(ours), facts(theirs));
         for (std::size_t i = 0; i < ours.controls.size(); ++i) {
-            const auto controlFacts = [](const DialogControl& c) {
-                return std::tuple(c.id, c.style, c.exStyle, c.resource, c.className, c.text.empty());
+            const auto controlFacts = [](const Control& a) {
+                return std::tuple(a.id, a.style, a.exStyle, a.className, a.text.empty());
             };
             EXPECT_EQ(controlFacts(ours.controls[i]), controlFacts(theirs.controls[i])) << Name(ours, ours.controls[i]);
         }
     }
 }
 
-// Sizes of wizards' pages, with and without a header.
-bool IsWizardPage(const Dialog& dialog) {
-    return dialog.cx == 317 && (dialog.cy == 143 || dialog.cy == 193);
-}
-
 // To the right in the same row, or at the top of the next column, which begins a group; else below.
-bool Follows(const DialogControl& control, const DialogControl& before) {
+bool Follows(const Control& control, const Control& before) {
     const bool right = control.x >= before.x + before.cx, above = control.y + control.cy <= before.y;
     return control.y >= before.y + before.cy || (right && (!above || (control.style & WS_GROUP) != 0));
 }
 
 // Dialog units between two controls; less than 0 when they overlap.
-int Distance(const DialogControl& a, const DialogControl& b) {
+int Distance(const Control& a, const Control& b) {
     return std::max({a.x - b.x - b.cx, b.x - a.x - a.cx, a.y - b.y - b.cy, b.y - a.y - a.cy});
 }
 
-bool Holds(const DialogControl& frame, const DialogControl& control) {
+bool Holds(const Control& frame, const Control& control) {
     return control.x > frame.x && control.x + control.cx < frame.x + frame.cx && control.y > frame.y &&
            control.y + control.cy < frame.y + frame.cy;
 }
 
 TEST(Resources, ControlsLieInTheirDialogApartInReadingOrderAndBehindTheirLabels) {
     constexpr int margin = 7, apart = 2;
-    for (const Dialog& dialog : ReadDialogs()) {
-        std::vector<DialogControl> placed, stops;  // without up-downs, which lie in their edits
-        const DialogControl* before = nullptr;
-        for (const DialogControl& whole : dialog.controls) {
-            DialogControl control = whole;
-            const bool list = Is(control, WC_LISTVIEWW), combo = Is(control, WC_COMBOBOXW);
-            if (combo) control.cy = 14;  // without its dropped list
-            EXPECT_TRUE(control.x >= margin && control.y >= margin && control.x + control.cx <= dialog.cx - margin &&
-                        control.y + control.cy <= dialog.cy - margin)
-                << Name(dialog, control);
-            if (list || combo || Is(control, WC_EDITW)) {
+    for (const Dialog& dialog : Dialogs()) {
+        std::vector<Control> placed, stops;  // without up-downs, which lie in their edits
+        const Control* before = nullptr;
+        for (const Control& control : dialog.controls) {
+            const bool list = control.Is(WC_LISTVIEWW), edit = control.Is(WC_EDITW), combo = control.Is(WC_COMBOBOXW);
+            EXPECT_GE(std::min(control.x, control.y), margin) << Name(dialog, control);
+            EXPECT_LE(control.x + control.cx, dialog.cx - margin) << Name(dialog, control);
+            EXPECT_LE(control.y + control.cy, dialog.cy - margin) << Name(dialog, control);
+            if (list || combo || edit) {
                 EXPECT_TRUE(before && !before->text.empty() &&
-                            (IsLabel(*before) || IsChoice(*before) || (list && IsFrame(*before))))
+                            (before->IsLabel() || before->IsButton(BS_AUTORADIOBUTTON) ||
+                             (list && before->IsButton(BS_GROUPBOX))))
                     << Name(dialog, control) << "has no label before it";
             }
-            before = &whole;
-            EXPECT_FALSE(Is(control, WC_BUTTONW) && control.text.empty()) << Name(dialog, control) << "has no text";
-            if (Is(control, UPDOWN_CLASSW)) continue;
-            if (!Is(control, WC_STATICW) && !IsFrame(control)) {
+            before = &control;
+            EXPECT_FALSE(control.Is(WC_BUTTONW) && control.text.empty()) << Name(dialog, control) << "has no text";
+            if (control.Is(UPDOWN_CLASSW)) continue;
+            if (!control.Is(WC_STATICW) && !control.IsButton(BS_GROUPBOX)) {
                 EXPECT_TRUE(stops.empty() || Follows(control, stops.back()))
                     << Name(dialog, control) << "comes too late";
                 stops.push_back(control);
             }
-            for (const DialogControl& other : placed)
-                EXPECT_TRUE((IsFrame(other) && Holds(other, control)) || Distance(control, other) >= apart)
+            for (const Control& other : placed)
+                EXPECT_TRUE((other.IsButton(BS_GROUPBOX) && Holds(other, control)) || Distance(control, other) >= apart)
                     << Name(dialog, control) << "is too near to " << Name(dialog, other);
             placed.push_back(control);
         }
     }
 }
 
+// The letter after the ampersand, in upper case; 0 when there is none.
+wchar_t AccessKey(const Control& control) {
+    if (control.Is(WC_STATICW) && (control.style & SS_NOPREFIX) != 0) return L'\0';
+    std::wstring text = control.text;
+    CharUpperW(text.data());
+    std::size_t at = text.find(L'&');
+    while (at != text.npos && text[at + 1] == L'&') at = text.find(L'&', at + 2);
+    return at == text.npos ? L'\0' : text[at + 1];
+}
+
 TEST(Resources, AccessKeysAreUnique) {
     std::map<WORD, std::wstring> repeated;
-    for (const Dialog& dialog : ReadDialogs()) {
+    for (const Dialog& dialog : Dialogs()) {
         std::set<wchar_t> taken;
+        const bool isWizardPage = dialog.cx == 317 && (dialog.cy == 143 || dialog.cy == 193);
         // The sheet's own buttons, in both languages: Apply; Back, Next, Finish.
-        if (IsWizardPage(dialog)) {
+        if (isWizardPage) {
             taken = {L'B', L'N', L'F', L'\u041D', L'\u0414', L'\u0413'};
         } else if ((dialog.style & WS_CHILD) != 0) {
             taken = {L'A', L'\u041F', L'\u041C'};
         }
-        for (const DialogControl& control : dialog.controls) {
+        for (const Control& control : dialog.controls) {
             const wchar_t key = AccessKey(control);
             if (key != L'\0' && !taken.insert(key).second) repeated[dialog.id] += key;
         }
@@ -190,12 +217,32 @@ struct FontContext {
     std::unique_ptr<HDC__, decltype(&DeleteDC)> dc{CreateCompatibleDC(nullptr), &DeleteDC};
 };
 
+// Whether a text fits at a resolution, with a tenth more than it needs, since fonts differ between systems. `dialog`
+// has the dialog's font selected, which dialog units are derived from, and `own` the control's.
+bool Fits(const Control& control, HDC dialog, HDC own, int dpi) {
+    TEXTMETRICW metric{};
+    GetTextMetricsW(dialog, &metric);
+    SIZE alphabet{};
+    GetTextExtentPoint32W(dialog, L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", 52, &alphabet);
+    const int baseX = (alphabet.cx / 26 + 1) / 2;  // four horizontal dialog units
+    const bool label = control.IsLabel(), plain = (control.style & BS_TYPEMASK) <= BS_DEFPUSHBUTTON;
+    // Not the text's: a button's edges; a box with its gap, or a frame's corners.
+    const int decoration = label ? 0 : MulDiv(plain ? 10 : 18, dpi, 96);
+    const LONG width = (MulDiv(control.cx, baseX, 4) - decoration) * 10 / 11;
+    const bool wraps = label ? control.cy >= 16 : (control.style & BS_MULTILINE) != 0;
+    UINT flags = DT_CALCRECT | (wraps ? DT_WORDBREAK : DT_SINGLELINE);
+    if (label && (control.style & SS_NOPREFIX) != 0) flags |= DT_NOPREFIX;
+    RECT need{0, 0, width, 0};
+    DrawTextW(own, control.text.c_str(), -1, &need, flags);
+    return need.right <= width && need.bottom <= MulDiv(control.cy, metric.tmHeight, 8);
+}
+
 TEST(Resources, TextsFitTheirControls) {
     for (const int dpi : {96, 144, 192}) {
         const FontContext plain(8, dpi, FW_NORMAL, L"MS Shell Dlg 2"), title(12, dpi, FW_BOLD, L"Verdana Bold");
-        for (const Dialog& dialog : ReadDialogs())
-            for (const DialogControl& control : dialog.controls) {
-                if (!IsLabel(control) && !Is(control, WC_BUTTONW)) continue;
+        for (const Dialog& dialog : Dialogs())
+            for (const Control& control : dialog.controls) {
+                if (!control.IsLabel() && !control.Is(WC_BUTTONW)) continue;
                 const FontContext& own = control.id == IDC_REPORT_TITLE ? title : plain;
                 EXPECT_TRUE(Fits(control, plain.dc.get(), own.dc.get(), dpi))
                     << dpi << " dpi, " << Name(dialog, control);
@@ -222,45 +269,6 @@ TEST(Resources, StringsAreTheSameInBothLanguages) {
         EXPECT_EQ(text.ends_with(L' '), other.ends_with(L' ')) << id;
         EXPECT_LE(std::max(text.size(), other.size()), most) << id;
         EXPECT_EQ(other.find(L'\uFFFD'), std::wstring::npos) << id;
-    }
-}
-
-TEST(Resources, IconsHaveTheirSizesAndColours) {
-    for (const WORD id : std::initializer_list<WORD>{IDI_PRODUCT, IDI_READERS, IDI_RANDOM, IDI_CARRIERS}) {
-        ResourceReader group(Resource(RT_GROUP_ICON, id, kNeutral));
-        group.Skip(4);
-        std::set<int> found;
-        for (WORD left = group.Take<WORD>(); left != 0; --left) {
-            found.insert(group.Take<BYTE>());  // 0 = 256
-            group.Skip(5);
-            EXPECT_EQ(group.Take<WORD>(), 32) << id << ": bits";
-            group.Skip(6);
-        }
-        EXPECT_EQ(found, (std::set{0, 16, 24, 32, 48})) << id;
-    }
-}
-
-TEST(Resources, VersionNamesTheProductInBothLanguages) {
-    std::vector<std::byte> version(GetFileVersionInfoSizeW(kPath.c_str(), nullptr));
-    ASSERT_TRUE(GetFileVersionInfoW(kPath.c_str(), 0, static_cast<DWORD>(version.size()), version.data()));
-    void* value = nullptr;
-    UINT length = 0;
-    for (const std::wstring block : {L"\\StringFileInfo\\040904b0\\", L"\\StringFileInfo\\041904b0\\"}) {
-        for (const wchar_t* name : {L"LegalCopyright", L"FileDescription", L"FileVersion", L"CompanyName"})
-            EXPECT_TRUE(VerQueryValueW(version.data(), (block + name).c_str(), &value, &length)) << name;
-        ASSERT_TRUE(VerQueryValueW(version.data(), (block + L"ProductName").c_str(), &value, &length));
-        EXPECT_STREQ(static_cast<wchar_t*>(value), L"Vestra CSP");
-    }
-    ASSERT_TRUE(VerQueryValueW(version.data(), L"\\VarFileInfo\\Translation", &value, &length));
-    const auto* first = static_cast<WORD*>(value);  // `length` counts bytes here
-    EXPECT_EQ(std::vector(first, first + length / sizeof(WORD)), (std::vector<WORD>{kEnglish, 1200, kRussian, 1200}));
-}
-
-TEST(Resources, ManifestsAskForTheNewCommonControls) {
-    for (const WORD id : {WORD{2}, WORD{123}}) {
-        const Bytes bytes = Resource(RT_MANIFEST, id, kNeutral);
-        const std::string text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-        EXPECT_NE(text.find("Microsoft.Windows.Common-Controls"), std::string::npos) << id;
     }
 }
 

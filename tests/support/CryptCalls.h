@@ -17,6 +17,17 @@
 
 #include "tests/support/ImportPatch.h"
 
+template <class... Names>
+constexpr std::array<const char*, sizeof...(Names)> NamesOf(Names... names) {
+    return {names...};
+}
+inline constexpr auto kPatchedCalls = NamesOf(
+    "CryptAcquireContextW", "CryptReleaseContext", "CryptGetProvParam", "CryptSetProvParam", "CryptEnumProvidersW",
+    "CryptGenKey", "CryptDuplicateKey", "CryptGetUserKey", "CryptGetKeyParam", "CryptSetKeyParam", "CryptExportKey",
+    "CryptImportKey", "CryptDestroyKey", "CryptSignHashW", "CryptVerifySignatureW", "CryptFindOIDInfo", "CertOpenStore",
+    "CertAddCertificateContextToStore", "CertAddEncodedCertificateToStore", "CertGetCertificateContextProperty",
+    "CertSetCertificateContextProperty", "CryptSetKeyIdentifierProperty");
+
 class CryptCalls {
   public:
     using Word = ULONG_PTR;  // the form of every argument and result on x64
@@ -41,7 +52,7 @@ class CryptCalls {
     }
 
     explicit CryptCalls(Handler handler) : handler_(std::move(handler)) {
-        if (objects_.empty()) Patch(std::make_index_sequence<std::size(kNames)>());
+        if (objects_.empty()) Patch(std::make_index_sequence<std::size(kPatchedCalls)>());
         objects_.push_back(this);
     }
     ~CryptCalls() {
@@ -52,31 +63,8 @@ class CryptCalls {
     CryptCalls& operator=(const CryptCalls&) = delete;
 
   private:
-    static constexpr const char* kNames[] = {"CryptAcquireContextW",
-                                             "CryptReleaseContext",
-                                             "CryptGetProvParam",
-                                             "CryptSetProvParam",
-                                             "CryptEnumProvidersW",
-                                             "CryptGenKey",
-                                             "CryptDuplicateKey",
-                                             "CryptGetUserKey",
-                                             "CryptGetKeyParam",
-                                             "CryptSetKeyParam",
-                                             "CryptExportKey",
-                                             "CryptImportKey",
-                                             "CryptDestroyKey",
-                                             "CryptSignHashW",
-                                             "CryptVerifySignatureW",
-                                             "CryptFindOIDInfo",
-                                             "CertOpenStore",
-                                             "CertAddCertificateContextToStore",
-                                             "CertAddEncodedCertificateToStore",
-                                             "CertGetCertificateContextProperty",
-                                             "CertSetCertificateContextProperty",
-                                             "CryptSetKeyIdentifierProperty"};
-
     static Word Make(size_t function, size_t handlers, const Arguments& a) {
-        if (handlers > 0) return objects_[handlers - 1]->handler_({kNames[function], a, function, handlers - 1});
+        if (handlers > 0) return objects_[handlers - 1]->handler_({kPatchedCalls[function], a, function, handlers - 1});
         return patches_[function]->Original<Function>()(a[0], a[1], a[2], a[3], a[4], a[5]);
     }
     template <size_t index>
@@ -89,11 +77,11 @@ class CryptCalls {
             return ImportPatch::IsImported(nullptr, name) ? std::make_unique<ImportPatch>(nullptr, name, entry)
                                                           : nullptr;
         };
-        ((patches_[indices] = patch(kNames[indices], &Entry<indices>)), ...);
+        ((patches_[indices] = patch(kPatchedCalls[indices], &Entry<indices>)), ...);
     }
 
     static inline std::vector<CryptCalls*> objects_;
-    static inline std::array<std::unique_ptr<ImportPatch>, std::size(kNames)> patches_;
+    static inline std::array<std::unique_ptr<ImportPatch>, std::size(kPatchedCalls)> patches_;
     Handler handler_;
 };
 

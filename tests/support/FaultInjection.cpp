@@ -7,11 +7,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <map>
 #include <memory>
-#include <set>
 #include <utility>
-#include <vector>
 
 #include "tests/support/ImportPatch.h"
 #include "tests/support/LibraryFunction.h"
@@ -35,27 +32,27 @@ struct Holding {
     Word provider = 0;     // of keys and hashes
 };
 
-struct State {
+// What a run did.
+struct OneRun {
+    DWORD thread = 0;                  // whose calls count; 0 while no run goes on
+    std::vector<std::size_t> calls{};  // those that can fail, each by its function's position
+    Fault fault{};
+    std::map<std::pair<Owned::Kind, Word>, Holding> open{};
+    std::set<std::string> asked{};  // since the last change
+    std::set<std::string> begun{};  // listings
+    std::vector<std::string> repeated{};
+    std::size_t opened = 0;
+    std::string problems{};
+};
+
+struct State : OneRun {
     std::array<std::unique_ptr<ImportPatch>, kMostFunctions> patches;
     std::array<std::unique_ptr<LibraryFunction>, kMostFunctions> lookUps;
     std::array<Raw*, kMostFunctions> originals{};
-    DWORD thread = 0;                // whose calls count; 0 while no run goes on
-    std::vector<std::size_t> calls;  // those that can fail, each by its function's position
-    Fault fault;
-    std::map<std::pair<Owned, Word>, Holding> open;
-    std::set<std::string> asked;  // since the last change
-    std::set<std::string> begun;  // listings
-    std::vector<std::string> repeated;
-    std::size_t opened = 0;
-    std::string problems;
 
     void Complain(const std::string& text) { problems += (problems.empty() ? "" : "; ") + text; }
 };
 State* state = nullptr;  // of the one injection there is
-
-std::string Described(Owned kind, const Holding& holding) {
-    return std::string(kOwnedNames[static_cast<std::size_t>(kind)]) + " of " + holding.opener;
-}
 
 Word CallOriginal(std::size_t index, const Arguments& a) {
     return state->originals[index](a[0], a[1], a[2], a[3], a[4], a[5], a[6], a[7], a[8], a[9], a[10], a[11]);
@@ -133,7 +130,7 @@ void NoteClosed(const SystemFunction& function, Word handle) {
     if (function.kind != Owned::Provider) return;
     for (const auto& [key, holding] : state->open)
         if (holding.provider == handle)
-            state->Complain("the " + Described(key.first, holding) + " outlives its provider");
+            state->Complain(std::string("the ") + key.first + " of " + holding.opener + " outlives its provider");
 }
 
 // Makes the call fail as the function would: what it closes, it closes all the same.
@@ -154,8 +151,7 @@ bool MustFail(std::size_t index) {
     if (SystemFunctions()[index].fails == Fails::Never) return false;
     const std::size_t call = state->calls.size();
     state->calls.push_back(index);
-    if (state->fault.memory) return false;
-    return call == state->fault.point || (state->fault.onwards && call > state->fault.point);
+    return !state->fault.memory && (call == state->fault.point || (state->fault.onwards && call > state->fault.point));
 }
 
 Word Handle(std::size_t index, const Arguments& arguments) {
@@ -237,7 +233,6 @@ void FaultInjection::RunWithoutMemory(const char* name, const std::function<void
     if (const std::string problem = RunOnce(scenario, inspect, {}); !problem.empty())
         figure.problems.push_back(problem);
     const MemoryFaults::Allocations all = MemoryFaults::End();
-    std::size_t survived = 0;
     for (const MemoryFaults::Place& place : all.places) {
         const std::string where = MemoryFaults::Described(place);
         const Fault fault{.point = 0, .memory = true, .function = where.c_str(), .error = DWORD(E_OUTOFMEMORY)};
@@ -245,21 +240,13 @@ void FaultInjection::RunWithoutMemory(const char* name, const std::function<void
         std::string problem = RunOnce(scenario, inspect, fault);
         if (!MemoryFaults::HasFailed()) problem += where + " isn't reached again";
         MemoryFaults::End();
-        survived += problem.empty();
         if (!problem.empty()) figure.problems.push_back(problem);
     }
-    std::printf("%s: %zu allocations at %zu places, %zu survived\n", name, all.count, all.places.size(), survived);
+    std::printf("%s: %zu allocations at %zu places\n", name, all.count, all.places.size());
 }
 
 std::string FaultInjection::RunOnce(const std::function<void()>& scenario, const Inspect& inspect, Fault fault) {
-    state->calls.clear();
-    state->fault = fault;
-    state->open.clear();
-    FaultInjection::ForgetQuestions();
-    state->repeated.clear();
-    state->opened = 0;
-    state->problems.clear();
-    state->thread = GetCurrentThreadId();
+    static_cast<OneRun&>(*state) = {.thread = GetCurrentThreadId(), .fault = fault};
     // Without memory the scenario's steps may not find what they expect, and the caller has to expect the exception.
     testing::TestPartResultArray unexpected;
     std::optional<testing::ScopedFakeTestPartResultReporter> reporter;
@@ -272,7 +259,8 @@ std::string FaultInjection::RunOnce(const std::function<void()>& scenario, const
     MemoryFaults::Stop();
     reporter.reset();
     state->thread = 0;
-    for (const auto& [key, holding] : state->open) state->Complain("leaks the " + Described(key.first, holding));
+    for (const auto& [key, holding] : state->open)
+        state->Complain(std::string("leaks the ") + key.first + " of " + holding.opener);
     if (const std::string text = inspect(state->fault); !text.empty()) state->Complain(text);
     return state->problems.empty() ? "" : Named(state->fault) + state->problems;
 }
@@ -280,30 +268,27 @@ std::string FaultInjection::RunOnce(const std::function<void()>& scenario, const
 FaultInjection::Figure FaultInjection::Run(const char* name, const std::function<void()>& scenario,
                                            const Inspect& inspect, std::size_t distance) {
     Figure figure;
+    std::size_t runs = 0;
     const auto run = [&](Fault fault) {
-        const std::string problem = RunOnce(scenario, inspect, fault);
-        if (!problem.empty()) figure.problems.push_back(problem);
-        return problem.empty();
+        ++runs;
+        if (const std::string problem = RunOnce(scenario, inspect, fault); !problem.empty())
+            figure.problems.push_back(problem);
     };
-    const bool clean = run({});
+    run({});
     figure.repeated = state->repeated;
     const std::vector<std::size_t> calls = state->calls;
-    figure.points = calls.size();
-    for (std::size_t point = 0; clean && point < figure.points; ++point) {
+    if (figure.problems.empty()) figure.points = calls.size();
+    for (std::size_t point = 0; point < figure.points; ++point) {
         const auto at = calls.begin() + static_cast<std::ptrdiff_t>(point);
         const bool first = std::find(calls.begin(), at, *at) == at,
                    last = std::find(at + 1, calls.end(), *at) == calls.end(), counted = point % distance == 0;
-        if (!counted && !first) continue;
-        const bool alone = run({point, false}), onwards = !counted || !(first || last) || run({point, true});
-        ++figure.tried;
-        figure.survived += alone && onwards;
+        if (counted || first) run({point, false});
+        if (counted && (first || last)) run({point, true});
     }
-    std::printf("%s: %zu points, ", name, figure.points);
-    if (distance > 1) std::printf("%zu tried, ", figure.tried);
-    std::printf("%zu survived\n", figure.survived);
-    if (clean) RunWithoutMemory(name, scenario, inspect, figure);
+    if (figure.points) RunWithoutMemory(name, scenario, inspect, figure);
     run({});
     if (state->calls != calls) figure.problems.emplace_back("the last run made other calls than the first");
+    std::printf("%s: %zu points, %zu runs, %zu problems\n", name, figure.points, runs, figure.problems.size());
     return figure;
 }
 
@@ -321,13 +306,4 @@ void FaultInjection::ForgetQuestions() {
     if (!state) return;
     state->asked.clear();
     state->begun.clear();
-}
-
-std::vector<std::string> FaultInjection::UnknownFunctions() {
-    std::vector<std::string> unknown;
-    for (const SystemFunction& function : SystemFunctions()) {
-        const HMODULE library = LoadLibraryA(function.library);
-        if (!library || !GetProcAddress(library, function.name)) unknown.emplace_back(function.name);
-    }
-    return unknown;
 }

@@ -34,13 +34,9 @@ class FaultInjection {
   public:
     struct Figure {
         std::size_t points = 0;
-        std::size_t tried = 0;              // of these
-        std::size_t survived = 0;           // points whose runs left nothing to complain about
         std::vector<std::string> problems;  // in words, each with its fault
         std::vector<std::string> repeated;  // calls of the run without a fault that asked for what was known already,
                                             // although neither the user nor the code had changed anything since
-
-        bool AllSurvived() const { return tried > 0 && survived == tried && problems.empty(); }
     };
 
     // The support library isn't imported but looked up. When it is `Included`, the running program's look-ups of its
@@ -67,9 +63,6 @@ class FaultInjection {
 
     // What was asked so far may be asked again: the user has acted.
     static void ForgetQuestions();
-
-    // The known functions whose libraries don't have them: their rows would never be used.
-    static std::vector<std::string> UnknownFunctions();
 
   private:
     // One run; what was wrong with it in words.

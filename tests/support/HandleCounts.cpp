@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdlib>
 #include <utility>
 #include <vector>
@@ -13,8 +14,7 @@ namespace {
 
 struct SystemHandle {
     void* object;
-    ULONG_PTR process;
-    ULONG_PTR handle;
+    ULONG_PTR process, handle;
     ULONG access;
     USHORT creator, type;
     ULONG attributes, reserved;
@@ -55,46 +55,36 @@ unsigned GdiHandles() {
     return count;
 }
 
-BOOL CALLBACK CountWindow(HWND, LPARAM count) {
-    ++*reinterpret_cast<unsigned*>(count);
-    return TRUE;
-}
-
-BOOL CALLBACK CountOwnWindow(HWND window, LPARAM count) {
+BOOL CALLBACK CountWindow(HWND window, LPARAM count) {
     DWORD process = 0;
     GetWindowThreadProcessId(window, &process);
     if (process != GetCurrentProcessId()) return TRUE;
-    CountWindow(window, count);
-    EnumChildWindows(window, &CountWindow, count);
+    ++*reinterpret_cast<unsigned*>(count);
+    if (GetAncestor(window, GA_PARENT) == GetDesktopWindow()) EnumChildWindows(window, &CountWindow, count);
     return TRUE;
 }
 
 unsigned Windows() {
     unsigned count = 0;
-    EnumWindows(&CountOwnWindow, reinterpret_cast<LPARAM>(&count));
+    EnumWindows(&CountWindow, reinterpret_cast<LPARAM>(&count));
     return count;
 }
 
 }  // namespace
 
-HandleCounts CountHandles() {
-    return {KernelHandles(), GdiHandles(), Windows()};
-}
-
 void ExpectNothingLeftBehind(const std::function<void()>& round) {
     char text[16] = "1";
     GetEnvironmentVariableA("VESTRA_CYCLES", text, sizeof text);
+    using Counts = std::array<unsigned, 3>;
     const auto half = [&] {
         for (int i = 0; i < std::atoi(text); ++i) round();
-        return CountHandles();
+        return Counts{KernelHandles(), GdiHandles(), Windows()};
     };
     constexpr int kHalves = 4;
-    HandleCounts before = half(), after = half();
-    const auto grows = [&] {
-        return after.kernel > before.kernel || after.gdi > before.gdi || after.windows > before.windows;
-    };
+    Counts before = half(), after = half();
+    const auto grows = [&] { return after[0] > before[0] || after[1] > before[1] || after[2] > before[2]; };
     for (int i = 2; i < kHalves && grows(); ++i) before = std::exchange(after, half());
-    EXPECT_LE(after.kernel, before.kernel) << "kernel handles";
-    EXPECT_LE(after.gdi, before.gdi) << "GDI objects";
-    EXPECT_LE(after.windows, before.windows) << "windows";
+    EXPECT_LE(after[0], before[0]) << "kernel handles";
+    EXPECT_LE(after[1], before[1]) << "GDI objects";
+    EXPECT_LE(after[2], before[2]) << "windows";
 }

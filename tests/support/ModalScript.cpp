@@ -75,12 +75,9 @@ void ModalScript::Note(HWND box) {
     if (!IsMessageBox(box) || std::find(answered_.begin(), answered_.end(), box) != answered_.end()) return;
     answered_.push_back(box);
     boxes_.push_back({Ui::Text(box), Ui::Text(box, kBoxText), GetWindow(box, GW_OWNER)});
-    int answer = LOWORD(SendMessageW(box, DM_GETDEFID, 0, 0));
-    if (!answers_.empty()) {
-        answer = answers_.front();
-        answers_.pop_front();
-    }
-    PostMessageW(box, WM_COMMAND, static_cast<WPARAM>(answer), 0);
+    if (answers_.empty()) answers_.push_back(LOWORD(SendMessageW(box, DM_GETDEFID, 0, 0)));
+    PostMessageW(box, WM_COMMAND, static_cast<WPARAM>(answers_.front()), 0);
+    answers_.pop_front();
 }
 
 void CALLBACK ModalScript::TimerProc(HWND, UINT, UINT_PTR, DWORD) {
@@ -90,7 +87,12 @@ void CALLBACK ModalScript::TimerProc(HWND, UINT, UINT_PTR, DWORD) {
 void ModalScript::RunNext() {
     const HWND window = Ui::Current();
     const bool isEnd = next_ >= steps_.size();
-    if (!window || isEnd) WaitForWindow(isEnd);
+    constexpr int kPatience = 6'000;  // turns of the timer, which only idle message loops take: at least a minute
+    if ((!window || isEnd) && ++waited_ == kPatience) {  // the message loop would wait for ever
+        std::fprintf(stderr, "after step %zu of %zu: no window opens or closes\n", next_, steps_.size());
+        std::fflush(nullptr);
+        TerminateProcess(GetCurrentProcess(), EXIT_FAILURE);
+    }
     if (!window) return;
     FaultInjection::ForgetQuestions();
     answered_.clear();  // a destroyed box's handle may come again
@@ -104,14 +106,6 @@ void ModalScript::RunNext() {
         PostMessageW(window, WM_COMMAND, IDCANCEL, 0);
     }
     running_ = false;
-}
-
-void ModalScript::WaitForWindow(bool isEnd) {
-    constexpr int kPatience = 6'000;  // turns of the timer, which only idle message loops take: at least a minute
-    if (++waited_ < kPatience) return;
-    std::fprintf(stderr, "after step %zu of %zu: no window %s\n", next_, steps_.size(), isEnd ? "closes" : "opens");
-    std::fflush(nullptr);
-    TerminateProcess(GetCurrentProcess(), EXIT_FAILURE);
 }
 
 namespace Ui {
@@ -137,9 +131,8 @@ bool Visible(HWND dialog, UINT id) {
 std::vector<std::wstring> Items(HWND dialog, UINT comboId) {
     const HWND combo = GetDlgItem(dialog, static_cast<int>(comboId));
     std::vector<std::wstring> items;
-    const auto count = static_cast<int>(SendMessageW(combo, CB_GETCOUNT, 0, 0));
-    for (int i = 0; i < count; ++i) {
-        const auto item = static_cast<WPARAM>(i);
+    const auto count = static_cast<WPARAM>(SendMessageW(combo, CB_GETCOUNT, 0, 0));
+    for (WPARAM item = 0; item < count; ++item) {
         std::wstring text(static_cast<size_t>(SendMessageW(combo, CB_GETLBTEXTLEN, item, 0)), L'\0');
         SendMessageW(combo, CB_GETLBTEXT, item, reinterpret_cast<LPARAM>(text.data()));
         items.push_back(text);
@@ -151,19 +144,11 @@ int Selected(HWND dialog, UINT comboId) {
     return static_cast<int>(SendDlgItemMessageW(dialog, static_cast<int>(comboId), CB_GETCURSEL, 0, 0));
 }
 
-namespace {
-
-void Notify(HWND dialog, UINT id, UINT code) {
-    const HWND control = GetDlgItem(dialog, static_cast<int>(id));
-    SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(id, code), reinterpret_cast<LPARAM>(control));
-}
-
-}  // namespace
-
 void Select(HWND dialog, UINT comboId, int item) {
     FaultInjection::ForgetQuestions();
-    SendDlgItemMessageW(dialog, static_cast<int>(comboId), CB_SETCURSEL, static_cast<WPARAM>(item), 0);
-    Notify(dialog, comboId, CBN_SELCHANGE);
+    const HWND combo = GetDlgItem(dialog, static_cast<int>(comboId));
+    SendMessageW(combo, CB_SETCURSEL, static_cast<WPARAM>(item), 0);
+    SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(comboId, CBN_SELCHANGE), reinterpret_cast<LPARAM>(combo));
 }
 
 void Type(HWND dialog, UINT editId, const wchar_t* text) {
@@ -198,26 +183,25 @@ void Press(HWND sheet, int button) {
 }
 
 std::wstring TipBehind(HWND dialog, UINT id) {
-    struct Search {
-        TTHITTESTINFOW found{};
-        wchar_t text[300] = L"";
-    } search;
+    static wchar_t text[300];
+    static TTHITTESTINFOW search;
+    const HWND control = GetDlgItem(dialog, static_cast<int>(id));
+    if (IsWindowEnabled(control)) return {};
     RECT place;
-    GetWindowRect(GetDlgItem(dialog, static_cast<int>(id)), &place);
-    search.found = {dialog, {(place.left + place.right) / 2, (place.top + place.bottom) / 2}, {}};
-    ScreenToClient(dialog, &search.found.pt);
-    if (IsWindowEnabled(GetDlgItem(dialog, static_cast<int>(id)))) return {};
-    const auto ask = [](HWND window, LPARAM argument) -> BOOL {
-        auto& [found, text] = *reinterpret_cast<Search*>(argument);
+    GetWindowRect(control, &place);
+    search = {dialog, {(place.left + place.right) / 2, (place.top + place.bottom) / 2}, {}};
+    ScreenToClient(dialog, &search.pt);
+    text[0] = L'\0';
+    const auto ask = [](HWND window, LPARAM) -> BOOL {
         wchar_t name[32] = L"";
         GetClassNameW(window, name, 32);
         if (lstrcmpW(name, TOOLTIPS_CLASSW) != 0) return TRUE;
-        found.ti.cbSize = sizeof found.ti;
-        found.ti.lpszText = text;
-        return !SendMessageW(window, TTM_HITTESTW, 0, reinterpret_cast<LPARAM>(&found));
+        search.ti.cbSize = sizeof search.ti;
+        search.ti.lpszText = text;
+        return !SendMessageW(window, TTM_HITTESTW, 0, reinterpret_cast<LPARAM>(&search));
     };
-    EnumThreadWindows(GetCurrentThreadId(), ask, reinterpret_cast<LPARAM>(&search));
-    return search.text;
+    EnumThreadWindows(GetCurrentThreadId(), ask, 0);
+    return text;
 }
 
 HWND Current() {

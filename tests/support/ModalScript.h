@@ -38,8 +38,6 @@ class ModalScript {
 
     void Note(HWND box);
     void RunNext();
-    // Ends the program, which has no other way out of a message loop that waits for ever.
-    void WaitForWindow(bool isEnd);
 
     std::vector<Step> steps_;
     std::deque<int> answers_;

@@ -7,14 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "applet/services/Strings.h"
-#include "csp/ContainerCheck.h"
+#include "csp/CheckRows.h"
 
 using ReportTexts = std::vector<std::wstring>;  // rows; a label and a value are separated by "|"
 
-inline std::wstring ReportRowText(const std::wstring& label, const std::wstring& value) {
-    return label + L"|" + value;
-}
 // As lines in UTF-8: a test that compares them shows which lines differ.
 inline std::string Lines(const ReportTexts& rows) {
     std::string lines;
@@ -24,25 +20,13 @@ inline std::string Lines(const ReportTexts& rows) {
     }
     return lines;
 }
-// The value of a row whose step failed.
-inline std::wstring FailedWith(DWORD error) {
-    return L"error " + std::to_wstring(error);
-}
 
-class RecordedReport final : public CheckReport {
+class RecordedReport final : public CheckRows {
   public:
-    void Row(UINT label, UINT value) override { Row(label, Text(value)); }
-    void Row(UINT label, std::wstring_view value) override {
-        rows.push_back(ReportRowText(Text(label), std::wstring(value)));
-    }
-    void Failure(UINT label, DWORD error) override { Row(label, FailedWith(error)); }
-    void Continuation(std::wstring_view value) override { rows.push_back(ReportRowText(L"", std::wstring(value))); }
-    void Continuation(UINT value) override { Continuation(Text(value)); }
-    void Verdict(UINT label, UINT value) override {
-        rows.insert(rows.begin(), ReportRowText(Text(label), Text(value)));
-    }
     ReportTexts rows;
 
   private:
-    static std::wstring Text(UINT id) { return id ? LoadStringLang(id) : std::wstring(); }
+    void Insert(Place place, CheckRow row) override {
+        rows.insert(place == Place::Top ? rows.begin() : rows.end(), row.label + L"|" + row.value);
+    }
 };

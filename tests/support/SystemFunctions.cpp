@@ -5,7 +5,7 @@
 namespace {
 
 using enum Fails;
-using enum Owned;
+using namespace Owned;
 
 constexpr char kAdvapi[] = "advapi32.dll", kCrypt[] = "crypt32.dll", kKernel[] = "kernel32.dll", kGdi[] = "gdi32.dll",
                kUser[] = "user32.dll";

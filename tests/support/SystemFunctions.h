@@ -5,28 +5,17 @@
 
 #include <span>
 
-// What a function returns when it fails.
+// How a function fails.
 enum class Fails { Never, WithFalse, WithNull, WithCode, WithInvalidHandle };
 
-enum class Owned {
-    Nothing,
-    Provider,
-    Key,
-    Hash,
-    Certificate,
-    Store,
-    RegistryKey,
-    Module,
-    Gdi,
-    Service,
-    Value,
-    View,
-    Image,
-    File
-};
-constexpr const char* kOwnedNames[] = {"",      "provider",     "key",    "hash",           "certificate",
-                                       "store", "registry key", "module", "GDI object",     "service",
-                                       "value", "view",         "image",  "file or mapping"};
+// What a function opens or closes, as messages name it.
+namespace Owned {
+using Kind = const char*;
+inline constexpr char Nothing[] = "", Provider[] = "provider", Key[] = "key", Hash[] = "hash",
+                      Certificate[] = "certificate", Store[] = "store", RegistryKey[] = "registry key",
+                      Module[] = "module", Gdi[] = "GDI object", Service[] = "service", Value[] = "value",
+                      View[] = "view", Image[] = "image", File[] = "file or mapping";
+}  // namespace Owned
 
 // Libraries whose functions are looked up instead of imported: the product's own, and the system's for versions and
 // images.
@@ -50,7 +39,7 @@ struct SystemFunction {
     Question question;
     Fails fails;
     DWORD error = 0;
-    Owned kind = Owned::Nothing;
+    Owned::Kind kind = Owned::Nothing;
     int opens = kNowhere;       // the argument points to the handle
     int references = kNowhere;  // one more reference on this handle
     int closes = kNowhere;      // before the function does its work, whether it then fails or not
