@@ -29,7 +29,7 @@ struct Source {
     explicit Source(const std::wstring& options = L"--keys xs --chain 1", bool more = false)
         : made(L"copy source", L"--exportable " + options) {
         auto container = Loaded(kSource);
-        for (std::uint32_t i = 0; more && i < 200; ++i)
+        for (std::uint32_t i = 0; more && i < 40; ++i)
             container.extensions.push_back({"1.2.643.7." + std::to_string(i), i % 3, softcsp::Bytes(i, 7)});
         if (more) container.extensions.push_back({"1.2.3", 0x80000000, softcsp::Bytes(100 * 1024, 9)});
         if (more) container.cipher = softcsp::FindParameterSet(softcsp::ParameterKind::Cipher, "1.2.643.2.2.31.3");

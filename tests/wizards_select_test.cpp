@@ -17,16 +17,13 @@ namespace {
 using Selection = WizardTest;
 
 // What the page shows: name, position of the provider, and whether the computer's containers are selected.
-using Shown = std::tuple<std::wstring, int, bool>;
-Shown ShownOn(HWND sheet) {
-    const HWND page = Ui::Page(sheet);
-    const bool computers = IsDlgButtonChecked(page, IDC_SELECT_COMPUTER) == BST_CHECKED;
-    EXPECT_NE(IsDlgButtonChecked(page, IDC_SELECT_USER) == BST_CHECKED, computers);
-    return {Ui::Text(page, IDC_SELECT_NAME), Ui::Selected(page, IDC_SELECT_PROVIDER), computers};
-}
-
-Step Expect(const Shown& expected) {
-    return [=](HWND sheet) { EXPECT_EQ(ShownOn(sheet), expected); };
+Step Expect(const std::wstring& name, int provider, bool computers) {
+    return [=](HWND sheet) {
+        const HWND page = Ui::Page(sheet);
+        EXPECT_EQ(Ui::Text(page, IDC_SELECT_NAME), name);
+        EXPECT_EQ(Ui::Selected(page, IDC_SELECT_PROVIDER), provider);
+        EXPECT_EQ(IsDlgButtonChecked(page, computers ? IDC_SELECT_COMPUTER : IDC_SELECT_USER), UINT{BST_CHECKED});
+    };
 }
 
 // Title or header of the page, the sheet's default button and whether it is enabled, and the control with the focus.
@@ -125,7 +122,7 @@ TEST_F(Selection, SaysWhyAContainerCantBeOpened) {
         {&Run<CWizardDeleteContainer>, L"x", L"x", finish, CRYPT_MACHINE_KEYSET | CRYPT_DELETEKEYSET},
     };
     for (const auto& c : cases) {
-        c.run({Expect({L"", 0, false}), computer, Type(c.name), c.press, Shows(IDC_SELECT_NAME, c.name)}, {});
+        c.run({Expect(L"", 0, false), computer, Type(c.name), c.press, Shows(IDC_SELECT_NAME, c.name)}, {});
         EXPECT_EQ(flags, c.flags);
         ASSERT_FALSE(shown.empty());
         EXPECT_EQ(shown.back(), Box(MB_ICONERROR, L"Access private key container '" + c.shownName + L"' error:\n" +
@@ -143,9 +140,8 @@ TEST_F(Selection, BrowseLetsTheProviderAsk) {
         EXPECT_TRUE(ClientIsSet());
         return chosen ? Give({chosen, strlen(chosen) + 1}, data, length) : DWORD{ERROR_CANCELLED};
     });
-    Run<CWizardCheckContainer>({SelectProvider(1), computer, Click(IDC_SELECT_BROWSE), Expect({L"Имя %1", 1, true}),
-                                [&](HWND) { chosen = nullptr; }, Click(IDC_SELECT_BROWSE),
-                                Expect({L"Имя %1", 1, true})});
+    Run<CWizardCheckContainer>({SelectProvider(1), computer, Click(IDC_SELECT_BROWSE), Expect(L"Имя %1", 1, true),
+                                [&](HWND) { chosen = nullptr; }, Click(IDC_SELECT_BROWSE), Expect(L"Имя %1", 1, true)});
     EXPECT_EQ(shown, Boxes());
     const CryptCalls none = Failing("CryptAcquireContextW", ERROR_ACCESS_DENIED);
     Run<CWizardCheckContainer>({Click(IDC_SELECT_BROWSE)});
@@ -175,11 +171,11 @@ TEST_F(Selection, ACertificateLeadsToItsContainer) {
         const char* name;
         const wchar_t *container, *provider;  // of the link; container nullptr: none
         bool machine, denied;
-        Shown expected;
+        int position;  // of the provider
     } cases[] = {
-        {"computer's", L"Имя %1\nтут", kProvider71, true, false, {L"Имя %1\nтут", 1, true}},
-        {"unknown provider", L"a", L"Nobody", true, true, {L"a", 0, true}},
-        {"no link", nullptr, nullptr, false, false, {L"typed", 1, false}},
+        {"computer's", L"Имя %1\nтут", kProvider71, true, false, 1},
+        {"unknown provider", L"a", L"Nobody", true, true, 0},
+        {"no link", nullptr, nullptr, false, false, 1},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -194,8 +190,8 @@ TEST_F(Selection, ACertificateLeadsToItsContainer) {
         const Step mayUse = [&](HWND sheet) {
             EXPECT_EQ(Ui::Enabled(Ui::Page(sheet), IDC_SELECT_COMPUTER), !c.denied);
         };
-        Run<CWizardCheckContainer>(
-            {mayUse, Type(L"typed"), SelectProvider(1), Click(IDC_SELECT_BY_CERTIFICATE), Expect(c.expected)});
+        Run<CWizardCheckContainer>({mayUse, Type(L"typed"), SelectProvider(1), Click(IDC_SELECT_BY_CERTIFICATE),
+                                    Expect(c.container ? c.container : L"typed", c.position, c.machine)});
         EXPECT_EQ(shown, Boxes());
     }
 }
