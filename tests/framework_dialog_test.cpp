@@ -4,28 +4,22 @@
 #include <limits>
 #include <stdexcept>
 
+#include "applet/services/Language.h"
 #include "framework/DataExchange.h"
 #include "framework/Dialog.h"
+#include "framework/Module.h"
+#include "resources/resource.h"
 #include "tests/support/ModalScript.h"
-#include "tests/support/TemplateBuilder.h"
 
 namespace {
 
-enum Id : WORD { kText = 10, kInteger, kUnsigned, kFirst, kLast, kOther };
+constexpr UINT kText = IDC_TIMEOUT_USER_VALUE, kInteger = IDC_TIMEOUT_SYSTEM_VALUE,
+               kUnsigned = IDC_TIMEOUT_USER_SECONDS, kFirst = IDC_TIMEOUT_USER_DEFAULT,
+               kLast = IDC_TIMEOUT_USER_INFINITE, kOther = IDC_TIMEOUT_USER_SET;
 
 class TestDialog : public CDialog {
   public:
-    TestDialog() {
-        static const std::vector<BYTE> bytes = BuildTemplate(WS_POPUP | WS_CAPTION | WS_SYSMENU | WS_VISIBLE,
-                                                             {{kEditClass, kText, WS_TABSTOP | ES_AUTOHSCROLL},
-                                                              {kEditClass, kInteger, ES_AUTOHSCROLL},
-                                                              {kEditClass, kUnsigned, ES_AUTOHSCROLL},
-                                                              {kButtonClass, kFirst, 0},
-                                                              {kButtonClass, kLast, 0},
-                                                              {kButtonClass, kOther, 0},
-                                                              {kButtonClass, IDOK, BS_DEFPUSHBUTTON}});
-        InitModalIndirect(bytes, {});
-    }
+    TestDialog() { InitModalIndirect(Module::Resource(kDialogType, IDD_TIMEOUT, kEnglish), {}); }
     // The steps run inside the dialog; one that is still open after them is cancelled.
     INT_PTR Run(std::vector<ModalScript::Step> steps, HWND owner = nullptr) {
         const ModalScript script(std::move(steps));
@@ -38,14 +32,14 @@ class TestDialog : public CDialog {
     int integer = -5, edits = 0;
     UINT number = 5;
     std::function<void()> onExchange, onClick;
-    std::vector<WORD> clicked;
+    std::vector<UINT> clicked;
     std::vector<std::wstring> boxes;
 
   protected:
     std::span<const Route> Routes() const override {
         static constexpr Route table[] = {
             on<&TestDialog::OnRange>({kFirst, kLast}, BN_CLICKED),
-            on<&TestDialog::OnEdit>({kText, kUnsigned}, EN_CHANGE),
+            on<&TestDialog::OnEdit>({kText, kInteger}, EN_CHANGE),
         };
         return table;
     }
@@ -86,12 +80,12 @@ TEST(DialogTest, OpensOverItsOwnerOnTheWorkArea) {
 
 // After one at the start the controls may show anything: there is no dialog.
 TEST(DialogTest, AnExceptionLeavesTheDialogUsable) {
-    const auto click = [](WORD button) { return [=](HWND window) { Ui::Click(window, button); }; };
+    const auto click = [](UINT button) { return [=](HWND window) { Ui::Click(window, button); }; };
     for (const bool atStart : {true, false}) {
         TestDialog dialog;
         (atStart ? dialog.onExchange : dialog.onClick) = [] { throw std::runtime_error("thrown by a handler"); };
         EXPECT_EQ(dialog.Run({click(kFirst), click(kOther), click(kLast)}), atStart ? -1 : IDCANCEL);
-        EXPECT_EQ(dialog.clicked, atStart ? std::vector<WORD>() : (std::vector<WORD>{kFirst, kLast}));
+        EXPECT_EQ(dialog.clicked, atStart ? std::vector<UINT>() : (std::vector<UINT>{kFirst, kLast}));
     }
 }
 
@@ -117,7 +111,7 @@ TEST(DataExchangeTest, MembersAndControlsTakeEachOthersValues) {
 TEST(DataExchangeTest, WhatDoesNotFitKeepsTheDialogOpen) {
     const wchar_t *const integer = L"Enter a whole number.", *const number = L"Enter a whole number, zero or greater.";
     const struct {
-        WORD id;
+        UINT id;
         const wchar_t *typed, *message;
     } cases[] = {
         {kText, L"abcd", L"Enter no more than 3 characters."},

@@ -3,26 +3,23 @@
 
 #include <stdexcept>
 
+#include "applet/services/Language.h"
 #include "framework/DataExchange.h"
+#include "framework/Module.h"
 #include "framework/PropertyPage.h"
 #include "framework/PropertySheet.h"
+#include "resources/resource.h"
 #include "tests/support/ModalScript.h"
-#include "tests/support/TemplateBuilder.h"
 
 namespace {
 
-constexpr WORD kReadOnly = 30, kButton = 31;
+constexpr UINT kButton = IDC_CERTIFICATE_PROPERTIES;  // after edits that are read-only
 
 enum Event { kStart, kValid, kApply, kReset, kCancel, kNext, kFinish, kShown, kClick, kEnd, kEvents };
 
 class TestPage : public CPropertyPage {
   public:
-    TestPage() {
-        static const std::vector<BYTE> bytes =
-            BuildTemplate(WS_CHILD | DS_CONTROL,
-                          {{kEditClass, kReadOnly, WS_TABSTOP | ES_READONLY}, {kButtonClass, kButton, WS_TABSTOP}});
-        SetTemplate(bytes, {});
-    }
+    TestPage() { SetTemplate(Module::Resource(kDialogType, IDD_SELECT_CERTIFICATE, kEnglish), {}); }
 
     std::function<bool(Event)> answer;  // true without it
     int times[kEvents] = {};

@@ -6,40 +6,18 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <utility>
-#include <vector>
 
 namespace {
 
-struct SystemHandle {
-    void* object;
-    ULONG_PTR process, handle;
-    ULONG access;
-    USHORT creator, type;
-    ULONG attributes, reserved;
-};
-
-struct SystemHandles {
-    ULONG_PTR count, reserved;
-    SystemHandle handles[1];
-};
-
-// The declared enumeration lacks this class.
-constexpr ULONG kExtendedHandles = 64;
-constexpr NTSTATUS kTooSmall = static_cast<NTSTATUS>(0xC0000004);
-using QuerySystem = NTSTATUS(WINAPI*)(ULONG, void*, ULONG, ULONG*);
-
+// Those of the first handle numbers, which the system uses again; it has no count of them everywhere.
 unsigned KernelHandles() {
-    std::vector<BYTE> buffer(1 << 20);
-    ULONG needed = 0;
-    const auto query = reinterpret_cast<QuerySystem>(&NtQuerySystemInformation);
-    while (query(kExtendedHandles, buffer.data(), static_cast<ULONG>(buffer.size()), &needed) == kTooSmall) {
-        buffer.resize(buffer.size() * 2);
-    }
-    const auto* all = reinterpret_cast<const SystemHandles*>(buffer.data());
     unsigned count = 0;
-    for (ULONG_PTR i = 0; i < all->count; ++i) count += all->handles[i].process == GetCurrentProcessId();
+    DWORD flags = 0;
+    for (std::uintptr_t handle = 4; handle < 0x4000; handle += 4)
+        count += GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags) != FALSE;
     return count;
 }
 
