@@ -154,41 +154,33 @@ TEST_F(ContainerCheck, OfUnusualExtensions) {
     ExpectRows(Check(false), {L"Container extensions|" + ErrorMessageText(ERROR_CRC)});
 }
 
-// A system store of the user with a certificate in it, gone at the end.
-struct TestStore {
-    TestStore(const wchar_t* storeName, const TestBytes& encoded, CRYPT_KEY_PROV_INFO* link) : name(storeName) {
-        UniqueCertificate added;
-        EXPECT_TRUE(CertAddEncodedCertificateToStore(SystemStore(name).get(), X509_ASN_ENCODING, encoded.data(),
-                                                     static_cast<DWORD>(encoded.size()),
-                                                     CERT_STORE_ADD_REPLACE_EXISTING, added.put()));
-        EXPECT_TRUE(CertSetCertificateContextProperty(added.get(), CERT_KEY_PROV_INFO_PROP_ID, 0, link));
-    }
-    ~TestStore() {
-        CertOpenStore(CERT_STORE_PROV_SYSTEM_W, 0, 0, CERT_SYSTEM_STORE_CURRENT_USER | CERT_STORE_DELETE_FLAG, name);
-    }
-    const wchar_t* name;
-};
-
 TEST_F(ContainerCheck, NamesTheStoresThatHoldTheCertificate) {
-    const ToolContainer container(L"checked", L"--keys s --subject CN=A");
-    const auto encoded = [] {
-        CCryptProvContext context;
-        UniqueCryptKey key;
-        EXPECT_TRUE(context.Acquire(0, L"checked", kProvider75, kProviderType75));
-        EXPECT_TRUE(CryptGetUserKey(context.Get(), AT_SIGNATURE, key.put()));
-        return KeyParameter(key.get(), KP_CERTIFICATE);
-    }();
+    const KeptStores kept;
+    const TemporaryDirectory directory;
+    const ToolContainer container(L"checked", L"--keys s --subject CN=VestraTest");
+    CCryptProvContext context;
+    UniqueCryptKey key;
+    EXPECT_TRUE(context.Acquire(0, L"checked", kProvider75, kProviderType75));
+    EXPECT_TRUE(CryptGetUserKey(context.Get(), AT_SIGNATURE, key.put()));
+    const TestBytes encoded = KeyParameter(key.get(), KP_CERTIFICATE);
     std::wstring longName(600, L'n'), provider = kProvider75;  // longer than the buffer that is offered first
     CRYPT_KEY_PROV_INFO link{longName.data(), provider.data(), 75, 0, 0, nullptr, AT_SIGNATURE};
-    const TestStore first(L"VestraCheckA", encoded, &link), second(L"VestraCheckB", encoded, nullptr);
+    for (const wchar_t* store : {L"My", L"ca"}) {
+        UniqueCertificate added;
+        EXPECT_TRUE(CertAddEncodedCertificateToStore(SystemStore(store).get(), X509_ASN_ENCODING, encoded.data(),
+                                                     static_cast<DWORD>(encoded.size()),
+                                                     CERT_STORE_ADD_REPLACE_EXISTING, added.put()));
+        EXPECT_TRUE(CertSetCertificateContextProperty(added.get(), CERT_KEY_PROV_INFO_PROP_ID, 0,
+                                                      store == std::wstring(L"ca") ? &link : nullptr));
+    }
     DWORD flags = ~DWORD{0};  // that all stores are opened with
     const CryptCalls calls([&](const CryptCalls::Call& call) {
         if (call.name == "CertOpenStore") flags &= static_cast<DWORD>(call.a[3]);
         return call();
     });
     ExpectRows(Check(true),
-               {L"  certificate in store|VestraCheckA", L"  |  A", L"  |\t    " + longName + L"; " + provider + L"; 75",
-                L"  |VestraCheckB", L"  |  A", L"  |       does not have private key link"});
+               {L"  certificate in store|CA", L"  |  VestraTest", L"  |\t    " + longName + L"; " + provider + L"; 75",
+                L"  |My", L"  |  VestraTest", L"  |       does not have private key link"});
     EXPECT_EQ(flags, CERT_SYSTEM_STORE_CURRENT_USER | CERT_STORE_READONLY_FLAG | CERT_STORE_OPEN_EXISTING_FLAG);
     ExpectRows(Check(true, KeySet::Computer), {L"  certificate in store|not installed"});
 }
