@@ -133,7 +133,7 @@ std::vector<ModalScript::Step> ThroughAllPages() {
     return steps;
 }
 
-// One in four: each is missing in the same way.
+// One function in four, since all are missing in the same way.
 TEST_F(Applet, ShowsAllPagesWithoutAnyOneFunctionOfTheSupportLibrary) {
     const auto open = [](const std::string& without) {
         SCOPED_TRACE(without);

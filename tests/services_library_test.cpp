@@ -154,7 +154,7 @@ TEST(SupportLibrary, TextsHaveAnyLengthAndRightsDecideOnWriting) {
     EXPECT_EQ(support_registry_delete_section(section), 0u);
 }
 
-// Of two installations this is the one whose panel the installer locates here.
+// The installer locates the panel of the third installation here.
 INSTALLSTATE WINAPI Locate(LPCWSTR code, LPCWSTR, LPWSTR path, LPDWORD) {
     if (lstrcmpW(code, L"0") == 0) return INSTALLSTATE_MOREDATA;
     lstrcpyW(path, lstrcmpW(code, L"1") == 0 ? L"C:\\other\\vestra.cpl" : L"C:\\ЩИТ\\VESTRA.CPL");

@@ -1,10 +1,9 @@
-// Lets the system's calls of a module fail, one after the other, and keeps the books of its handles.
-//
-// The module's import table is patched; calls that the system's libraries make inside are not. A scenario runs once as
-// it is, which counts its calls that can fail: the points. Then it runs once for each point, with that call failing. At
-// the first and the last call of each function it runs once more, with that call and every one after it failing. Every
-// call that succeeds leaves rubbish in the thread's last error, closing ones too. Then it runs once for each place
-// where the panel's code allocates memory, with no memory there.
+// Lets the system's calls of a module fail, one after the other, and counts its handles. The module's import table is
+// patched; calls that the system's libraries make inside are not. A scenario runs once without a fault, which counts
+// the calls that can fail: the points. Then it runs once for each point, with that call failing; at the first and the
+// last call of each function once more, with all calls after it failing, too; and once for each place where the panel's
+// code allocates memory, with no memory there. Every call that succeeds changes the thread's last error, closing ones
+// too.
 #pragma once
 
 #include <windows.h>
