@@ -187,6 +187,8 @@ TEST(PropertySheetTest, ShowsThePageThatFailsToSave) {
     };
     const auto saveAgain = [&](HWND window) {
         EXPECT_EQ(Ui::Page(window), first.m_hWnd);
+        sheet.SetActivePage(1);
+        sheet.SetActivePage(0);  // which was shown before
         Ui::Press(window, PSBTN_OK);
     };
     EXPECT_EQ(RunSheet(sheet, {save, saveAgain}), IDOK);
