@@ -88,9 +88,12 @@ TEST_F(CertificateWizards, GoFromTheFileToTheStoreWithALink) {
                    write = c.machine ? Click(IDC_STORE_WRITE_TO_CONTAINER) : Step([](HWND) {});
         // Back on the first page, the wizard forgets the container but not the certificate.
         const Steps found = {owner, search, Shows(IDC_SELECT_PROVIDER, c.provider, false)},
-                    again = {back, back, next, next, Shows(IDC_SELECT_NAME, L""), owner, search, next},
+                    choice = {back, Shows(IDC_CERTIFICATE_NAME, kShownName),
+                              Shows(IDC_CERTIFICATE_BROWSE, L"B&rowse...", false)},
+                    again = {back, next, next, Shows(IDC_SELECT_NAME, L""), owner, search, next},
                     end = {Shows(IDC_STORE_NAME, personal, false), Click(IDC_STORE_BROWSE), back, next};
-        EXPECT_TRUE(Install(ToContainer(container, c.key) + found + again + end + Steps{write, next, summary, finish}));
+        EXPECT_TRUE(Install(ToContainer(container, c.key) + found + choice + again + end +
+                            Steps{write, next, summary, finish}));
         EXPECT_EQ(shown, Boxes());
         EXPECT_EQ(browsed, c.machine ? CERT_SYSTEM_STORE_LOCAL_MACHINE : CERT_SYSTEM_STORE_CURRENT_USER);
         const UniqueCertificate installed = Stored(c.machine);

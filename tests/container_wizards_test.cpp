@@ -88,12 +88,12 @@ TEST_F(ContainerWizard, CopiesAfterAllThatMayGoWrong) {
     const std::wstring place = ComputersOf(kProvider71);
     RunTool(L"carrier add TINY --room 300");
     const ToolContainer fixed(L"fixed", L"", place), locked(L"locked", L"--exportable --password right", place);
-    const wchar_t full[] = L"\\\\.\\TINY\\copy", copy[] = L"\\\\.\\REGISTRY\\copy";
+    const wchar_t taken[] = L"\\\\.\\REGISTRY\\fixed", full[] = L"\\\\.\\TINY\\copy", copy[] = L"\\\\.\\REGISTRY\\copy";
     const Step preset = Shows(IDC_SELECT_PROVIDER, kProvider71);
     const Step ask = [](HWND) { RunTool(L"set NewPassword="); };
     const Steps source = {computer, SelectProvider(1), Type(L"fixed"), next, Type(L"locked")},
                 read = {next, cancel, next, wrong, wrong, wrong, next, right, preset},
-                again = {Type(L"fixed"), finish, back, next, right, Type(full), finish},
+                again = {Type(taken), finish, back, next, right, Type(full), finish},
                 written = {ask, Type(copy), finish, cancel, finish, Answer(IDOK)};
     EXPECT_TRUE(Run<CWizardCopyContainer>(source + read + again + written));
     const auto notCopied = [](UINT id, const wchar_t* name, HRESULT code) {
@@ -101,7 +101,7 @@ TEST_F(ContainerWizard, CopiesAfterAllThatMayGoWrong) {
     };
     EXPECT_EQ(shown, (Boxes{notCopied(IDS_COPY_NOT_EXPORTABLE, L"fixed", NTE_BAD_KEY_STATE),
                             notCopied(IDS_COPY_FAILED, L"locked", HRESULT_FROM_WIN32(ERROR_CANCELLED)),
-                            notCopied(IDS_COPY_FAILED, L"locked", kWrong), NotOpened(L"fixed", NTE_EXISTS),
+                            notCopied(IDS_COPY_FAILED, L"locked", kWrong), NotOpened(taken, NTE_EXISTS),
                             notCopied(IDS_COPY_FAILED, full, HRESULT_FROM_WIN32(ERROR_DISK_FULL)),
                             NotOpened(copy, ERROR_CANCELLED)}));
     for (const wchar_t* name : {full, copy}) {

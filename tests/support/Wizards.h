@@ -109,7 +109,7 @@ class WizardTest : public testing::Test {
     }
 
     bool ClientIsSet() const { return client_ != nullptr; }
-    // Whether it is reset now, and was before each window that was set.
+    // Whether it is reset now, and was set and reset by turns.
     bool ClientIsReset() { return !std::exchange(client_, nullptr) && !std::exchange(twice_, false); }
 
     static constexpr UINT kBack = 0x3023, kNext = 0x3024, kFinish = 0x3025;  // the sheet's buttons
@@ -121,11 +121,11 @@ class WizardTest : public testing::Test {
 
   private:
     HWND client_ = nullptr;
-    bool twice_ = false;  // set without a reset between
+    bool twice_ = false;  // set, or reset, twice
     const CryptCalls clientCalls_{[this](const CryptCalls::Call& call) {
         if (call.name != "CryptSetProvParam" || call.a[1] != PP_CLIENT_HWND) return call();
         const HWND before = std::exchange(client_, *call.At<const HWND*>(2));
-        twice_ |= before && client_;
+        twice_ |= !before == !client_;
         return CryptCalls::Fail(ERROR_INVALID_PARAMETER);  // as systems do that require a provider
     }};
 };
