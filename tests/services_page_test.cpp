@@ -1,19 +1,9 @@
 // What settings pages are made of: the page itself, its links, its combo boxes of provider parameters.
-#include <windows.h>
-#include <prsht.h>
-#include <wincrypt.h>
-
-#include <gtest/gtest.h>
-
 #include "applet/services/ParameterEntry.h"
 #include "applet/services/PropPageConfigBase.h"
 #include "applet/services/StaticLink.h"
 #include "framework/DataExchange.h"
-#include "framework/PropertySheet.h"
 #include "pages/PropPageConfigCSPOID.h"
-#include "tests/support/ImportPatch.h"
-#include "tests/support/ModalScript.h"
-#include "tests/support/Services.h"
 #include "tests/support/SettingsPage.h"
 #include "tests/support/Shell.h"
 
@@ -30,51 +20,33 @@ struct Page : CPropPageConfigBase {
     int saves = 0;
 };
 
-TEST(ConfigPage, InvalidValuesAreToldAndNotSaved) {
-    const SpokenLanguage english(kEnglish);
+struct ConfigPage : SettingsTest {};
+
+TEST_F(ConfigPage, InvalidValuesAreReportedAndNotSaved) {
     Page page;
-    CPropertySheet sheet;
-    sheet.AddPage(page);
-    HWND owner = nullptr;
-    ModalScript script({[&](HWND window) {
-                            owner = window;
-                            page.SetModified();
-                            Ui::Press(window, PSBTN_OK);
-                        },
-                        [](HWND window) { EXPECT_TRUE(Ui::ApplyEnabled(window)); }});
-    EXPECT_EQ(sheet.DoModal(), IDCANCEL);
+    RunPage(page, {[&](HWND sheet) {
+                       page.SetModified();
+                       Ui::Press(sheet, PSBTN_OK);
+                   },
+                   Modified(true)});
     EXPECT_EQ(page.saves, 0);
-    const ShownBox& box = script.Boxes().at(0);
-    EXPECT_EQ(box.text, L"Enter a whole number, zero or greater.");
-    EXPECT_EQ(script.Boxes().size(), 1u);
-    EXPECT_EQ(box.caption, L"Vestra CSP Properties");
-    EXPECT_EQ(box.owner, owner);
+    EXPECT_EQ(boxes, Texts{L"Enter a whole number, zero or greater."});
+    EXPECT_EQ(ShownBoxes::caption, L"Vestra CSP Properties");
 }
 
-BOOL WINAPI Refuse() {  // in any call's place
-    return FALSE;
-}
-
-TEST(ConfigPage, EveryStepOfTheRestartCanFailAndTheTokenIsClosed) {
-    const auto restarts = [] {
-        const bool restarted = Page().RebootSystem();
-        DWORD flags = 0;
-        EXPECT_FALSE(Restart::token && GetHandleInformation(Restart::token, &flags)) << "the token stays open";
-        return restarted;
+TEST_F(ConfigPage, EveryStepOfTheRestartCanFail) {
+    bool restarted = false;
+    const auto restart = [&] {
+        restarted = false;
+        restarted = Page().RebootSystem();
     };
-    const Restart restart;
-    EXPECT_TRUE(restarts());
-    EXPECT_EQ(Restart::calls, 11);
-    for (const char* function : {"OpenProcessToken", "LookupPrivilegeValueW", "AdjustTokenPrivileges"}) {
-        const ImportPatch refused(nullptr, function, &Refuse);
-        EXPECT_FALSE(restarts()) << function;
-    }
-    EXPECT_EQ(Restart::calls, 11) << "restarted without the privilege";
+    FaultInjection().Survive("restart", restart, [&](const Fault& fault) {
+        return restarted == (fault.point == Fault::kNone) ? "" : "restarts although a step failed";
+    });
     for (const wchar_t* refused : {L"privilege", L"exit"}) {
         Restart::refused = refused;
-        EXPECT_FALSE(restarts()) << testing::PrintToString(refused);
+        EXPECT_FALSE(Page().RebootSystem()) << testing::PrintToString(refused);
     }
-    EXPECT_EQ(Restart::calls, 32) << "the privilege twice, and one restart";
 }
 
 constexpr UINT kNoString = 60000;  // an id of no string
@@ -99,6 +71,7 @@ COLORREF Color(const CStaticLink& link) {
     return color;
 }
 
+// Without a target the string of the control's id is opened, else its own text.
 TEST(StaticLink, OpensItsTargetOrBeeps) {
     const Shell shell;
     const ImportPatch beep(nullptr, "MessageBeep", &Beep);
@@ -109,51 +82,38 @@ TEST(StaticLink, OpensItsTargetOrBeeps) {
         const wchar_t* target;
         bool asked;  // the shell is
         INT_PTR result = 33;
+        UINT id = kNoString;
+        const wchar_t* text = L"none";
     } cases[] = {{L"https://example.org/?a=%1", true},
                  {L"HTTP://example.org", true, 32},
                  {L"mailto:a@example.org", true},
                  {L"C:\\windows\\system32\\kernel32.dll", true},
                  {L"C:\\windows\\system32", false},
-                 {L"C:\\no such file.txt", false},
                  {L"kernel32.dll", false},
                  {L"file:///C:/windows/system32/kernel32.dll", false},
-                 {L"https", false},
-                 {L"", false}};
+                 {L"", false, 33, IDS_COLUMN_NAME, L"https://example.org"},
+                 {L"", true, 33, kNoString, L"https://example.org"}};
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.target));
-        const bool visited = c.asked && c.result > 32;
         Shell::result = c.result;
         Shell::opened.clear();
         beeps = 0;
         CStaticLink link;
-        link.SubclassWindow(Control(L"STATIC", SS_LEFT, kNoString));
+        link.SubclassWindow(Control(L"STATIC", SS_LEFT, c.id));
+        link.SetWindowText(c.text);
         link.SetTarget(c.target);
         EXPECT_EQ(Color(link), RGB(0, 0, 255));
         EXPECT_EQ(link.SendMessage(WM_NCHITTEST), HTCLIENT) << "the mouse is let through";
         link.SendMessage(WM_LBUTTONDOWN);
         ASSERT_EQ(Shell::opened.size(), c.asked ? 1u : 0u);
         for (const auto& request : Shell::opened) {
-            EXPECT_EQ(request.file, c.target);
+            EXPECT_EQ(request.file, *c.target ? c.target : c.text);
             EXPECT_EQ(request.directory, system);
         }
+        const bool visited = c.asked && c.result > 32;
         EXPECT_EQ(beeps, visited ? 0 : 1);
         EXPECT_EQ(Color(link), visited ? RGB(128, 0, 128) : RGB(0, 0, 255));
     }
-}
-
-// Without a target the string of the control's id is opened, else its own text.
-TEST(StaticLink, WithoutATargetOpensTheTextThatIsThere) {
-    const Shell shell;
-    const SpokenLanguage english(kEnglish);
-    for (const auto& [id, target] : {std::pair{UINT{IDS_COLUMN_NAME}, L"Name"}, {kNoString, L""}}) {
-        CStaticLink link;
-        link.SubclassWindow(Control(L"STATIC", SS_LEFT, id));
-        link.SetWindowText(L"https://example.org");
-        link.SendMessage(WM_LBUTTONDOWN);
-        EXPECT_EQ(link.Target(), target);
-    }
-    ASSERT_EQ(Shell::opened.size(), 1u) << "a name is no address";
-    EXPECT_EQ(Shell::opened[0].file, L"https://example.org");
 }
 
 using Bytes = std::vector<BYTE>;
@@ -167,12 +127,12 @@ Bytes Entry(char name, BYTE value) {
 struct Provider {
     std::vector<Bytes> entries;
     Bytes value;
-    int failingCall = 0;  // from 1; 0: none
-    size_t next = 0;      // the entry that the list goes on with
-    int calls = 0;
-    std::vector<Bytes> written = {};
+    int failingCall = 0;   // from 1; 0: none
     bool endless = false;  // the list begins anew
     DWORD claimed = 0;     // not 0: the length that the value is said to have
+    size_t next = 0;       // the entry that the list goes on with
+    int calls = 0;
+    std::vector<Bytes> written = {};
 } provider;
 
 BOOL WINAPI GetParameter(HCRYPTPROV, DWORD parameter, BYTE* data, DWORD* length, DWORD flags) {
@@ -189,8 +149,7 @@ BOOL WINAPI GetParameter(HCRYPTPROV, DWORD parameter, BYTE* data, DWORD* length,
     return TRUE;
 }
 
-BOOL WINAPI SetParameter(HCRYPTPROV handle, DWORD parameter, const BYTE* data, DWORD) {
-    EXPECT_TRUE(handle == 77 && parameter == kValue);
+BOOL WINAPI SetParameter(HCRYPTPROV, DWORD, const BYTE* data, DWORD) {
     provider.written.emplace_back(data, data + provider.value.size());  // a provider knows a value's length
     return TRUE;
 }
@@ -199,7 +158,6 @@ class ComboParam : public testing::Test {
   protected:
     // Sorted, so that positions in the list aren't those of the entries.
     ComboParam() { combo.SubclassWindow(Control(L"COMBOBOX", CBS_DROPDOWNLIST | CBS_SORT, kNoString)); }
-    ~ComboParam() override { DestroyWindow(combo.m_hWnd); }
     void Attach(const Provider& to) {
         provider = to;
         combo.Attach(77);
@@ -222,56 +180,44 @@ TEST_F(ComboParam, SelectsTheLastEntryThatEqualsTheValueAndSavesAnotherOnce) {
         EXPECT_EQ(combo.GetWindowText(), text);
         EXPECT_EQ(combo.IsModified(), item != 2);
     }
-    combo.Save();
-    EXPECT_FALSE(combo.IsModified());
-    combo.Save();
+    for (int times = 0; times < 2; ++times) combo.Save();
     EXPECT_EQ(provider.written, std::vector<Bytes>{Entry('a', 9)});
     Attach({{Entry('a', 1), twice}, {}});  // no value in the list
     EXPECT_EQ(combo.GetCurSel(), 0);
 }
 
 // Two calls an entry and one that finds the list's end, then two for the value.
-TEST_F(ComboParam, AfterAFailureDisabledAndNeverWritten) {
-    for (int call = 1; call <= 7; ++call) {
-        const bool usable = call >= 3 && call <= 5;  // the list only ends earlier
-        Attach({{Entry('a', 1), Entry('b', 2)}, Entry('a', 1), call});
-        EXPECT_EQ(IsWindowEnabled(combo.m_hWnd) != FALSE, usable) << call;
-        combo.SetCurSel(1);
-        EXPECT_EQ(combo.IsModified(), usable && combo.GetCount() > 1) << call;
-        if (!usable) combo.Save();
-        EXPECT_TRUE(provider.written.empty());
-    }
-}
-
-TEST_F(ComboParam, OfAProviderWithoutBoundsHasSome) {
+TEST_F(ComboParam, DisabledAfterAFailureAndBounded) {
     const Bytes entry = Entry('a', 1);
-    Attach({{entry, {}, entry}, entry});  // of no bytes: its length is asked for again and again
-    EXPECT_EQ(combo.GetCount(), 1);
-    Attach({.entries = {entry}, .value = entry, .endless = true});
-    EXPECT_EQ(combo.GetCount(), 1000);
-    Attach({.entries = {entry}, .value = entry, .claimed = 0xFFFFFFFF});
-    EXPECT_FALSE(IsWindowEnabled(combo.m_hWnd));
+    const struct {
+        Provider provider;
+        int count;
+        bool usable;
+    } cases[] = {{{{entry, Entry('b', 2)}, entry, 1}, 0, false}, {{{entry, Entry('b', 2)}, entry, 3}, 1, true},
+                 {{{entry, Entry('b', 2)}, entry, 6}, 2, false}, {{{entry, {}, entry}, entry}, 1, true},
+                 {{{entry}, entry, 0, true}, 1000, true},        {{{entry}, entry, 0, false, 0xFFFFFFFF}, 1, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        Attach(c.provider);
+        EXPECT_EQ(combo.GetCount(), c.count);
+        EXPECT_EQ(IsWindowEnabled(combo.m_hWnd) != FALSE, c.usable);
+    }
 }
 
 TEST(ParameterEntry, NamesAreReadFromTheBytesThereAre) {
     const struct {
-        const char* name;
         Bytes entry;
-        const char16_t* text = nullptr;
-        uint32_t id = 0;
-    } cases[] = {{"too short", {103, 0, 0}},
-                 {"no text", {4, 0, 1, 0, 0, 0, 'A', 0}},
-                 {"beyond the end", {0xFF, 0xFF, 0xFF, 0xFF, 'A', 0}},
-                 {"a string's id", {0xFF, 0xFF, 0, 0, 'x', 0}, u"", 0xFFFF},
-                 {"a text", {5, 0, 1, 0, 7, 'A', 0, 0x11, 0x04, 0, 0, 'x', 0}, u"AБ"},
-                 {"half a character", {4, 0, 1, 0, 'A', 0, 'B'}, u"A"}};
+        const char16_t* text;  // nullptr: there is no name
+    } cases[] = {{{103, 0, 0}, nullptr},
+                 {{4, 0, 1, 0, 0, 0, 'A', 0}, nullptr},
+                 {{0xFF, 0xFF, 0xFF, 0xFF, 'A', 0}, nullptr},
+                 {{5, 0, 1, 0, 7, 'A', 0, 0x11, 0x04, 0, 0, 'x', 0}, u"AБ"},
+                 {{4, 0, 1, 0, 'A', 0, 'B'}, u"A"}};
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(&c - cases);
         ParameterName name{7, u"before"};
         ASSERT_EQ(ReadParameterName(c.entry.data(), c.entry.size(), name), c.text != nullptr);
-        if (!c.text) continue;
-        EXPECT_EQ(name.stringId, c.id);
-        EXPECT_EQ(name.text, c.text);
+        EXPECT_EQ(name.text, c.text ? c.text : name.text);
     }
 }
 

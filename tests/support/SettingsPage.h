@@ -4,7 +4,6 @@
 #include <windows.h>
 #include <commctrl.h>
 #include <prsht.h>
-#include <winternl.h>
 
 #include "framework/PropertySheet.h"
 #include "tests/support/Boxes.h"
@@ -20,29 +19,25 @@ constexpr wchar_t kRestartQuestion[] =
     L"Reboot is required to change Vestra CSP operation mode. Do you want to reboot now?";
 constexpr wchar_t kOnlyAdministrators[] = L"Only an administrator can change these settings.";
 
-// In the place of the computer's restart, which is never taken for real.
+// In the place of the computer's restart.
 struct Restart {
-    static inline int calls;             // 10 for each privilege, 1 for each restart
+    static inline int restarts;
+    static inline bool privileged;
     static inline std::wstring refused;  // "privilege" or "exit"
-    static inline HANDLE token;          // whose privilege was asked for
-    static BOOL WINAPI Adjust(HANDLE opened, BOOL, TOKEN_PRIVILEGES* wanted, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
-        PUBLIC_OBJECT_BASIC_INFORMATION object{};
-        token = opened;
-        NtQueryObject(token, ObjectBasicInformation, &object, sizeof object, nullptr);
-        LUID_AND_ATTRIBUTES shutdown{{}, SE_PRIVILEGE_ENABLED};
-        LookupPrivilegeValueW(nullptr, L"SeShutdownPrivilege", &shutdown.Luid);
-        EXPECT_EQ(object.GrantedAccess, ACCESS_MASK{TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY});
-        EXPECT_EQ(memcmp(&shutdown, wanted->Privileges, sizeof shutdown), 0) << "another privilege";
-        calls += 10;
-        return SetLastError(refused == L"privilege" ? ERROR_NOT_ALL_ASSIGNED : ERROR_SUCCESS), TRUE;
+    static BOOL WINAPI Adjust(HANDLE, BOOL, TOKEN_PRIVILEGES* wanted, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
+        EXPECT_EQ(wanted->Privileges[0].Luid.LowPart, 19u) << "not that of shutting down";
+        EXPECT_EQ(wanted->Privileges[0].Attributes, DWORD{SE_PRIVILEGE_ENABLED});
+        privileged = refused != L"privilege";
+        return SetLastError(privileged ? ERROR_SUCCESS : ERROR_NOT_ALL_ASSIGNED), TRUE;
     }
     static BOOL WINAPI Exit(UINT flags, DWORD reason) {
-        EXPECT_GT(++calls, 10) << "without the privilege";
+        EXPECT_TRUE(privileged);
         EXPECT_EQ(flags, UINT{EWX_REBOOT});
         EXPECT_EQ(reason, 0x80040001);
-        return refused != L"exit";
+        return ++restarts, refused != L"exit";
     }
-    const ImportPatch adjust{(calls = 0, refused = L"", token = nullptr, nullptr), "AdjustTokenPrivileges", &Adjust},
+    const ImportPatch adjust{(restarts = 0, refused = L"", privileged = false, nullptr), "AdjustTokenPrivileges",
+                             &Adjust},
         exit{nullptr, "ExitWindowsEx", &Exit};
 };
 
@@ -63,36 +58,48 @@ inline std::wstring Shown(HWND dialog, const std::vector<UINT>& controls) {
 // English windows, unless the test says otherwise.
 class SettingsTest : public testing::Test {
   protected:
+    using Steps = std::vector<ModalScript::Step>;
+
     // Opens a page and runs the steps in it; the sheet is cancelled if it is still open then.
-    void RunPage(CPropertyPage& page, std::vector<ModalScript::Step> steps, std::deque<int> answers = {}) {
+    void RunPage(CPropertyPage& page, Steps steps, std::deque<int> answers = {}) {
         CPropertySheet sheet;
         sheet.AddPage(page);
         RunModal([&] { return sheet.DoModal(); }, std::move(steps), std::move(answers));
     }
     // Runs a dialog of a page's; the step ends it.
     template <class Dialog>
-    INT_PTR RunDialog(ModalScript::Step step) {
-        return RunModal([] { return Dialog().DoModal(); }, {std::move(step)});
+    void RunDialog(ModalScript::Step step) {
+        RunModal([] { return Dialog().DoModal(); }, {std::move(step)});
     }
-    INT_PTR RunModal(const std::function<INT_PTR()>& open, std::vector<ModalScript::Step> steps,
-                     std::deque<int> answers = {}) {
+    void RunModal(const std::function<INT_PTR()>& open, Steps steps, std::deque<int> answers = {}) {
         ShownBoxes::shown.clear();
+        boxes.clear();
         ShownBoxes::answers = std::move(answers);
         const ModalScript script(std::move(steps));
-        const INT_PTR result = open();
+        open();
         EXPECT_TRUE(script.Finished()) << "a step was not reached, or a window procedure crashed";
-        boxes.clear();
         for (const Box& box : ShownBoxes::shown) boxes.push_back(box.second);
-        return result;
     }
-    // Lets each call of the system, the provider and the store in the scenario fail; the number of the calls.
+    static void Apply(HWND sheet) { Ui::Press(sheet, PSBTN_APPLYNOW); }
+    static auto Modified(bool expected) {
+        return [=](HWND sheet) { EXPECT_EQ(Ui::ApplyEnabled(sheet), expected); };
+    }
+    // Clicks those of the buttons that are enabled; whether all are.
+    static bool ClickAll(HWND window, const std::vector<UINT>& buttons) {
+        bool all = true;
+        for (const UINT button : buttons) {
+            const bool enabled = Ui::Enabled(window, button);
+            if (enabled) Ui::Click(window, button);
+            all = all && enabled;
+        }
+        return all;
+    }
+    // Lets calls of the system, the provider and the store in the scenario fail; the number of calls. The settings'
+    // own loop tries each call.
     static size_t Faults(const char* name, const std::function<void()>& scenario,
                          const FaultInjection::Inspect& inspect, const std::set<std::string_view>& again = {}) {
-        ForgetSupportFunctions();
-        const size_t points =
-            FaultInjection(nullptr, FaultInjection::Support::Included).Survive(name, scenario, inspect, 1, again);
-        ForgetSupportFunctions();
-        return points;
+        return FaultInjection(nullptr, FaultInjection::Support::Included)
+            .Survive(name, scenario, inspect, kTenth, again);
     }
 
     SpokenLanguage language{kEnglish};
@@ -104,11 +111,34 @@ class SettingsTest : public testing::Test {
 template <class PageClass>
 class SettingsPageTest : public SettingsTest {
   protected:
-    void Run(std::vector<ModalScript::Step> steps, std::deque<int> answers = {}) {
+    void Run(Steps steps, std::deque<int> answers = {}) {
         PageClass page;
         RunPage(page, std::move(steps), std::move(answers));
     }
     void Look(const std::function<void(HWND page)>& look) {
         Run({[&](HWND sheet) { look(Ui::Page(sheet)); }});
+    }
+    // Lets calls fail while the page opens, is changed and applied. All is stored then, unless a message says
+    // otherwise, something is left to apply, or `change` returned that not everything could be changed.
+    void SaveUnderFaults(const char* name, const std::function<bool(HWND page)>& change,
+                         const std::function<bool()>& isStored, const std::function<void()>& reset,
+                         const std::set<std::string_view>& again = {}) {
+        bool changed = false, modified = false;
+        const auto save = [&] {
+            changed = modified = false;
+            Run({[&](HWND sheet) {
+                     changed = change(Ui::Page(sheet));
+                     Apply(sheet);
+                 },
+                 [&](HWND sheet) { modified = Ui::ApplyEnabled(sheet); }},
+                {IDNO});
+        };
+        const auto inspect = [&](const Fault& fault) -> std::string {
+            const bool stored = isStored(), reported = std::ranges::count(boxes, kSaveFailed) != 0;
+            reset();
+            if (fault.point == Fault::kNone) return stored && !reported ? "" : "is not saved";
+            return stored || modified || reported || !changed ? "" : "reads as saved";
+        };
+        Faults(name, save, inspect, again);
     }
 };

@@ -70,6 +70,8 @@ constexpr SystemFunction kFunctions[] = {
     {kAdvapi, "RegQueryValueExW", "hw..?", WithCode, ERROR_FILE_NOT_FOUND},
     {kAdvapi, "RegSetValueExW", kChanges, WithCode, ERROR_ACCESS_DENIED},
     {kAdvapi, "RegCloseKey", kNoQuestion, Never, 0, RegistryKey, kNowhere, kNowhere, 0},
+    {kAdvapi, "OpenProcessToken", kNoQuestion, WithFalse, ERROR_ACCESS_DENIED, File, 2},
+    {kAdvapi, "LookupPrivilegeValueW", kNoQuestion, WithFalse, ERROR_NO_SUCH_PRIVILEGE},
     {kAdvapi, "OpenSCManagerW", "..=", WithNull, ERROR_ACCESS_DENIED, Service, kResult},
     {kAdvapi, "OpenServiceW", "hw=", WithNull, ERROR_SERVICE_DOES_NOT_EXIST, Service, kResult},
     {kAdvapi, "CloseServiceHandle", kNoQuestion, Never, 0, Service, kNowhere, kNowhere, 0},

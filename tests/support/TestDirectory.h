@@ -1,4 +1,4 @@
-// A directory of the test's own, in this process, which the system finds as its LDAP provider.
+// A domain's directory of the test's own, in this process.
 #pragma once
 
 #include <windows.h>
@@ -13,6 +13,8 @@
 #include <variant>
 #include <vector>
 
+#include "tests/support/LibraryFunction.h"
+
 struct DirectoryEntry {
     using Value = std::variant<LONG, std::wstring, std::vector<BYTE>>;
     std::wstring kind;  // class
@@ -25,7 +27,7 @@ struct DirectoryCalls {
     static constexpr size_t kNone = ~size_t{0};
     static constexpr HRESULT CodeOf(size_t call) { return HRESULT(0x80005100 + call); }  // that it fails with
 
-    // Every call comes by here, and fails when it is to.
+    // Called for every call; its result.
     HRESULT Note(const std::wstring& call) {
         const size_t number = calls.size();
         calls.push_back(call);
@@ -33,10 +35,12 @@ struct DirectoryCalls {
         return number == failing || (onwards && number > failing) ? CodeOf(number) : S_OK;
     }
     void Forget(size_t nextFailing = kNone, bool fromThere = false) {
-        calls.clear(), failing = nextFailing, onwards = fromThere;
+        calls.clear();
+        failing = nextFailing;
+        onwards = fromThere;
     }
 
-    std::map<std::wstring, DirectoryEntry> entries;  // by path, without "LDAP://"; "" is the provider itself
+    std::map<std::wstring, DirectoryEntry> entries;  // by path, without "LDAP://"
     std::vector<std::wstring> calls;                 // "Get dNSHostName"
     std::wstring trouble;                            // such a call fails
     size_t failing = kNone;                          // so does the one with this number
@@ -46,8 +50,7 @@ struct DirectoryCalls {
 
 // What the objects have in common: that most is not made.
 // clang-format off
-class DirectoryInterfaces : protected IADs, protected IADsContainer, protected IADsOpenDSObject, protected IEnumVARIANT,
-                            protected IClassFactory {
+class DirectoryInterfaces : protected IADs, protected IADsContainer, protected IEnumVARIANT {
   public:
     virtual ~DirectoryInterfaces() = default;
 #define NOT_MADE(method) HRESULT WINAPI method override { return E_NOTIMPL; }
@@ -59,12 +62,12 @@ class DirectoryInterfaces : protected IADs, protected IADsContainer, protected I
     NOT_MADE(get_Count(__LONG32*)) NOT_MADE(get_Filter(VARIANT*)) NOT_MADE(put_Filter(VARIANT))
     NOT_MADE(get_Hints(VARIANT*)) NOT_MADE(put_Hints(VARIANT)) NOT_MADE(Create(BSTR, BSTR, IDispatch**))
     NOT_MADE(Delete(BSTR, BSTR)) NOT_MADE(CopyHere(BSTR, BSTR, IDispatch**)) NOT_MADE(MoveHere(BSTR, BSTR, IDispatch**))
-    NOT_MADE(Skip(ULONG)) NOT_MADE(Reset()) NOT_MADE(Clone(IEnumVARIANT**)) NOT_MADE(LockServer(BOOL))
+    NOT_MADE(Skip(ULONG)) NOT_MADE(Reset()) NOT_MADE(Clone(IEnumVARIANT**))
 #undef NOT_MADE
 };
 // clang-format on
 
-// Whatever there is in the directory: an entry, its list of children, the provider.
+// An entry of the directory, or its list of children.
 class DirectoryObject final : DirectoryInterfaces {
   public:
     DirectoryObject(DirectoryCalls& directory, const std::wstring& path)
@@ -73,30 +76,28 @@ class DirectoryObject final : DirectoryInterfaces {
     }
     ~DirectoryObject() override { --directory_.objects; }
     IADs* Get() { return this; }
+    static HRESULT Open(DirectoryCalls& directory, const std::wstring& path, IDispatch** object) {
+        const HRESULT result = directory.Note(L"Open " + path.substr(0, 6));
+        *object = SUCCEEDED(result) ? (new DirectoryObject(directory, path))->Get() : nullptr;
+        return result;
+    }
     HRESULT WINAPI QueryInterface(REFIID iid, void** object) override {
-        *object = iid == IID_IUnknown || iid == IID_IDispatch || iid == IID_IADs ? static_cast<IADs*>(this)
-                  : iid == IID_IADsContainer                                     ? static_cast<IADsContainer*>(this)
-                  : iid == IID_IADsOpenDSObject                                  ? static_cast<IADsOpenDSObject*>(this)
-                  : iid == IID_IEnumVARIANT                                      ? static_cast<IEnumVARIANT*>(this)
-                  : iid == IID_IClassFactory                                     ? static_cast<IClassFactory*>(this)
-                                                                                 : static_cast<void*>(nullptr);
-        const HRESULT result = *object ? directory_.Note(L"Query") : E_NOINTERFACE;
+        *object = static_cast<IADs*>(this);
+        if (iid == IID_IADsContainer) *object = static_cast<IADsContainer*>(this);
+        if (iid == IID_IEnumVARIANT) *object = static_cast<IEnumVARIANT*>(this);
+        const HRESULT result = directory_.Note(L"Query");
         if (FAILED(result)) return *object = nullptr, result;
         return AddRef(), S_OK;
     }
     ULONG WINAPI AddRef() override { return ++references_; }
     ULONG WINAPI Release() override {
-        const ULONG left = --references_;
-        if (!left) delete this;
-        return left;
-    }
-    HRESULT WINAPI CreateInstance(IUnknown*, REFIID iid, void** object) override { return QueryInterface(iid, object); }
-    HRESULT WINAPI OpenDSObject(BSTR name, BSTR, BSTR, __LONG32, IDispatch** object) override {
-        return Open(std::wstring(name).substr(7), object);  // after "LDAP://"
+        if (--references_) return references_;
+        delete this;
+        return 0;
     }
     HRESULT WINAPI GetObject(BSTR kind, BSTR name, IDispatch** object) override {
         const std::wstring path = std::wstring(name) + L"," + path_;
-        return directory_.entries[path].kind == kind ? Open(path, object) : E_ADS_BAD_PARAMETER;
+        return directory_.entries[path].kind == kind ? Open(directory_, path, object) : E_ADS_BAD_PARAMETER;
     }
     HRESULT WINAPI get__NewEnum(IUnknown** children) override {
         *children = (new DirectoryObject(directory_, path_))->Get();
@@ -120,9 +121,11 @@ class DirectoryObject final : DirectoryInterfaces {
         const auto found = entry_.attributes.find(name);
         if (found == entry_.attributes.end()) return E_ADS_PROPERTY_NOT_FOUND;
         if (const auto* number = std::get_if<LONG>(&found->second)) {
-            V_VT(value) = VT_I4, V_I4(value) = *number;
+            V_VT(value) = VT_I4;
+            V_I4(value) = *number;
         } else if (const auto* text = std::get_if<std::wstring>(&found->second)) {
-            V_VT(value) = VT_BSTR, V_BSTR(value) = SysAllocString(text->c_str());
+            V_VT(value) = VT_BSTR;
+            V_BSTR(value) = SysAllocString(text->c_str());
         } else {
             auto& bytes = std::get<std::vector<BYTE>>(found->second);
             V_VT(value) = VT_ARRAY | VT_UI1;
@@ -132,7 +135,6 @@ class DirectoryObject final : DirectoryInterfaces {
         return S_OK;
     }
     HRESULT WINAPI Put(BSTR name, VARIANT value) override {
-        if (V_VT(&value) != VT_I4) return E_ADS_CANT_CONVERT_DATATYPE;
         entry_.attributes[name] = V_I4(&value);
         return directory_.Note(L"Put " + path_.substr(0, 6));
     }
@@ -147,12 +149,6 @@ class DirectoryObject final : DirectoryInterfaces {
     }
 
   private:
-    HRESULT Open(const std::wstring& path, IDispatch** object) {
-        const HRESULT result = directory_.Note(L"Open " + path.substr(0, 6));
-        *object = SUCCEEDED(result) ? (new DirectoryObject(directory_, path))->Get() : nullptr;
-        return result;
-    }
-
     DirectoryCalls& directory_;
     const std::wstring path_;
     DirectoryEntry entry_;  // with what isn't written yet
@@ -165,12 +161,12 @@ const std::string kListed =
     "dc1.test\r\n{03020100-0504-0706-0809-0a0b0c0d0e01}\r\n"
     "dc2.test\r\n{03020100-0504-0706-0809-0a0b0c0d0e02}\r\n";
 
-// A domain with two controllers and the templates that the system asks while the object lives.
-class TestDirectory : public DirectoryCalls {
-  public:
+// A domain with two controllers and the templates, which the panel finds while the object lives.
+struct TestDirectory : DirectoryCalls {
     static constexpr wchar_t kDomain[] = L"OU=Domain Controllers,DC=test";
 
     TestDirectory() {
+        bound = this;
         entries[L"rootDSE"].attributes = {{L"DefaultNamingContext", L"DC=test"},
                                           {L"configurationNamingContext", L"CN=Configuration,DC=test"}};
         entries[L"CN=Configuration,DC=test"];
@@ -180,22 +176,7 @@ class TestDirectory : public DirectoryCalls {
             Template(name).kind = L"pKICertificateTemplate";
             Template(name).attributes = {{L"pKIDefaultCSPs", L"1,Another"}, {L"msPKI-Minimal-Key-Size", 1024}};
         }
-        CoInitialize(nullptr);
-        CoRegisterClassObject(kClass, provider_->Get(), CLSCTX_INPROC_SERVER, REGCLS_MULTIPLEUSE, &registration_);
-        RegSetKeyValueW(HKEY_CLASSES_ROOT, L"VestraDirectory\\CLSID", nullptr, REG_SZ, kClassText, sizeof kClassText);
-        Use(L"VestraDirectory");
-        Forget();
     }
-    ~TestDirectory() {
-        Use(L"LDAPNamespace");  // as it is installed
-        RegDeleteTreeW(HKEY_CLASSES_ROOT, L"VestraDirectory");
-        CoRevokeClassObject(registration_);
-        provider_->Release();
-        CoUninitialize();
-    }
-    TestDirectory(const TestDirectory&) = delete;
-    TestDirectory& operator=(const TestDirectory&) = delete;
-
     DirectoryEntry& Template(const std::wstring& name) {
         return entries[name +
                        L", CN=Certificate Templates, CN=Public Key Services, CN=Services,"
@@ -211,16 +192,15 @@ class TestDirectory : public DirectoryCalls {
                             {L"objectGUID", std::vector<BYTE>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, last}}};
         return added;
     }
-
-  private:
-    static constexpr CLSID kClass = {0x5b0c5a1e, 0x7c1d, 0x4f3a, {0x9d, 0x21, 0x40, 0x6e, 0x11, 0x8a, 0x52, 0xc7}};
-    static constexpr wchar_t kClassText[] = L"{5B0C5A1E-7C1D-4F3A-9D21-406E118A52C7}";
-
-    static void Use(const std::wstring& provider) {
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\ADs\\Providers\\LDAP", nullptr, REG_SZ,
-                        provider.c_str(), static_cast<DWORD>((provider.size() + 1) * sizeof(wchar_t)));
+    static HRESULT WINAPI Bind(LPCWSTR path, REFIID iid, void** object) {
+        IDispatch* opened = nullptr;
+        const HRESULT result = DirectoryObject::Open(*bound, path + wcslen(L"LDAP://"), &opened);
+        if (FAILED(result)) return result;
+        const HRESULT queried = opened->QueryInterface(iid, object);
+        opened->Release();
+        return queried;
     }
 
-    DirectoryObject* provider_ = new DirectoryObject(*this, L"");
-    DWORD registration_ = 0;
+    static inline DirectoryCalls* bound;
+    const LibraryFunction bind{"ADsGetObject", &Bind};
 };
