@@ -4,6 +4,7 @@
 
 #include <msi.h>
 
+#include "tests/support/CryptCalls.h"
 #include "tests/support/Panel.h"
 #include "tests/support/SettingsPage.h"
 #include "tests/support/Shell.h"
@@ -224,10 +225,18 @@ TEST_F(GeneralPage, ALinkIsErasedWhenItsTextChanges) {
     });
 }
 
-TEST_F(GeneralPage, SurvivesEveryFailureAndAsksForNothingTwice) {
-    Look([](HWND) {});  // loads the libraries
-    Faults(
-        "general page", [&] { Look([](HWND) {}); }, [](const Fault&) { return ""; });
+TEST_F(GeneralPage, AsksTheProviderForNothingTwice) {
+    std::set<std::pair<std::wstring, CryptCalls::Word>> asked;  // names of providers; parameters of handles
+    const CryptCalls calls([&](const CryptCalls::Call& call) {
+        const bool acquires = call.name == "CryptAcquireContextW";
+        const std::wstring of = acquires ? std::wstring(call.a[2] ? call.At<const wchar_t*>(2) : L"the default")
+                                         : std::to_wstring(call.a[0]);
+        if (acquires || call.name == "CryptGetProvParam")
+            EXPECT_TRUE(asked.emplace(of, acquires ? 0 : call.a[1]).second) << call.name << " " << call.a[1];
+        return call();
+    });
+    Look([](HWND) {});
+    EXPECT_FALSE(asked.empty());
 }
 
 }  // namespace
