@@ -76,15 +76,4 @@ TEST(Accessibility, NoTwoControlsOfAWindowAreSpokenAlikeAndNoneIsWithoutName) {
     }
 }
 
-TEST(Accessibility, ANameSaysTheHeadingAndTheText) {
-    const SpokenNames spoken;
-    std::set<std::wstring> names;
-    for (const HWND dialog : MakeDialogs(kEnglish)) DestroyWindow(dialog);
-    for (const auto& [window, name] : SpokenNames::names) names.insert(name);
-    for (const wchar_t* name :
-         {L"Delete all saved passwords to private keys of: User", L"Delete removable media information: Computer",
-          L"System default value: Set timeout, seconds", L"Server: Use OCSP protocol"})
-        EXPECT_TRUE(names.contains(name)) << name;
-}
-
 }  // namespace

@@ -18,12 +18,12 @@ class GeneralPage : public SettingsPageTest<CPropPageConfigCSPGeneral> {
     // Opens the panel at a page and runs the steps in it. Without `open` the sheet closes before the last step.
     void RunPanel(Steps steps, const char* page = nullptr, bool open = true) {
         ShownBoxes::shown.clear();
+        boxes.clear();
         const ModalScript script(std::move(steps));
         PanelSession().Open(page);
         EXPECT_EQ(script.Finished(), open) << "whether the sheet is open in the last step";
+        for (const Box& box : ShownBoxes::shown) boxes.push_back(box.second);
     }
-    static Boxes Error(const wchar_t* text) { return {{MB_ICONERROR, text}}; }
-    static void NoStep(HWND) {}
 
     StoredNumber config{L"\\config\\Language", kEnglish}, local{L"\\local\\Language", kEnglish};
 };
@@ -37,7 +37,7 @@ TEST_F(GeneralPage, DoesNotReportTheMachinesLanguageOnceTheUsersIsWritten) {
                   Apply(sheet);
               },
               Modified(false)});
-    EXPECT_EQ(ShownBoxes::shown, Boxes{});
+    EXPECT_EQ(boxes, Texts{});
     EXPECT_EQ(local.Get(), Stored(kRussian));
 }
 
@@ -82,7 +82,7 @@ TEST_F(GeneralPage, StoresWhatIsMissingWhereItMay) {
                       EXPECT_EQ(Ui::ApplyEnabled(sheet), c.modified);
                       Ui::Press(sheet, PSBTN_OK);
                   },
-                  &NoStep},
+                  [](HWND) {}},
                  nullptr, c.modified);
     }
 }
@@ -108,26 +108,20 @@ TEST_F(GeneralPage, AFailedSaveKeepsTheSheetOpenAndModified) {
               },
               [](HWND sheet) { EXPECT_EQ(Ui::Text(Ui::Page(sheet)), L"Общие"); }});
     EXPECT_EQ(sessions.Get(), Stored(68));
-    EXPECT_EQ(ShownBoxes::shown, Error(kSaveFailed));
+    EXPECT_EQ(boxes, Texts{kSaveFailed});
 }
 
-TEST_F(GeneralPage, ShowsTheCoreVersionAndWarnsOnceOfAnInterceptedDefaultProvider) {
-    const wchar_t* intercepted =
-        L"Fatal error. Default system cryptoprovider intercepted. System may not function properly.";
-    for (const auto& [setting, value, text] : {std::tuple{&softcsp::kClassSetting, 7, L"5.0.4821 "},
-                                               {&softcsp::kDebugSetting, 1, L"5.0.4821 KC1 Debug"},
-                                               {&softcsp::kVersionSetting, 0x030C, L"3.12.4821 KC1"},
-                                               {&softcsp::kBuildSetting, 7, L"5.0.0007 KC1"},
-                                               {&softcsp::kTypeSetting, 1, L"5.0.4821 KC1"}}) {
-        const ProviderSetting changed(*setting, static_cast<DWORD>(value));
-        Look([&, shown = text](HWND page) { EXPECT_EQ(Ui::Text(page, IDC_GENERAL_CORE_VERSION), shown); });
-        EXPECT_EQ(boxes, setting == &softcsp::kTypeSetting ? Texts{intercepted} : Texts{});
-    }
+TEST_F(GeneralPage, ShowsTheCoreVersionAndWarnsOfAnInterceptedDefaultProvider) {
+    const ProviderSetting type(softcsp::kTypeSetting, 1), version(softcsp::kVersionSetting, 0x030C),
+        build(softcsp::kBuildSetting, 7), level(softcsp::kClassSetting, 6), debug(softcsp::kDebugSetting, 1);
+    Look([](HWND page) { EXPECT_EQ(Ui::Text(page, IDC_GENERAL_CORE_VERSION), L"3.12.0007 KA1 Debug"); });
+    EXPECT_EQ(boxes, Texts{L"Fatal error. Default system cryptoprovider intercepted. "
+                           L"System may not function properly."});
 }
 
-const wchar_t* installedConsole = nullptr;  // its component
+const wchar_t* installedConsole = L"";  // its component
 INSTALLSTATE WINAPI LocateConsole(LPCWSTR component, LPWSTR path, LPDWORD length) {
-    if (!installedConsole || lstrcmpiW(component, installedConsole) != 0) return INSTALLSTATE_UNKNOWN;
+    if (lstrcmpiW(component, installedConsole) != 0) return INSTALLSTATE_UNKNOWN;
     lstrcpynW(path, L"C:\\console %s%n.msc", static_cast<int>(*length));
     return INSTALLSTATE_LOCAL;
 }
@@ -135,36 +129,27 @@ constexpr wchar_t kFirst[] = L"{2A6F8D13-E947-4B20-A5C8-91D3F07E46B2}",
                   kSecond[] = L"{E7C05B94-1D38-4A6E-8F27-C4B9A20D5318}";
 
 TEST_F(GeneralPage, StartsProgramsOrSaysThatItCouldNot) {
-    const Boxes noPanel = Error(L"Couldn't run control panel with administrative privileges."),
-                noConsole = Error(L"Failed to start \"Vestra PKI\" console");
+    const wchar_t *noPanel = L"Couldn't run control panel with administrative privileges.",
+                  *noConsole = L"Failed to start \"Vestra PKI\" console";
     const Shell shell;
     const LibraryFunction locate("MsiLocateComponentW", &LocateConsole);
     const Denied denied(L"\\config");
-    const struct {
-        const char* name;
-        int link;
-        const wchar_t* installed;
-        INT_PTR result;  // of the shell, more than 32 for success
-        const wchar_t* verb;
-        Boxes boxes = {};
-        bool staysOpen = true;
-    } cases[] = {
-        {"the panel refused", IDC_GENERAL_RUN_AS_ADMIN, nullptr, 32, L"runas", noPanel},
-        {"the panel started", IDC_GENERAL_RUN_AS_ADMIN, nullptr, 33, L"runas", {}, false},
-        {"no console", IDC_GENERAL_PKI_CONSOLE, nullptr, 33, L"", noConsole},
-        {"the second component's console", IDC_GENERAL_PKI_CONSOLE, kSecond, 33, L"open"},
-        {"the console refused", IDC_GENERAL_PKI_CONSOLE, kFirst, 32, L"open", noConsole},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        installedConsole = c.installed;
-        Shell::result = c.result;
-        Shell::opened.clear();
-        RunPanel(
-            {[&](HWND sheet) { SendDlgItemMessageW(Ui::Page(sheet), c.link, WM_LBUTTONDOWN, MK_LBUTTON, 0); }, &NoStep},
-            nullptr, c.staysOpen);
-        EXPECT_EQ(Shell::opened.empty() ? L"" : Shell::opened[0].verb, c.verb);
-        EXPECT_EQ(ShownBoxes::shown, c.boxes);
+    // The result of the shell is more than 32 for success.
+    for (const auto& [link, installed, result, verb, box] :
+         {std::tuple{IDC_GENERAL_RUN_AS_ADMIN, L"", 32, L"runas", noPanel},
+          {IDC_GENERAL_RUN_AS_ADMIN, L"", 33, L"runas", L""},
+          {IDC_GENERAL_PKI_CONSOLE, L"", 33, L"none", noConsole},
+          {IDC_GENERAL_PKI_CONSOLE, kSecond, 33, L"open", L""},
+          {IDC_GENERAL_PKI_CONSOLE, kFirst, 32, L"open", noConsole}}) {
+        installedConsole = installed;
+        Shell::result = result;
+        Shell::opened = {{L"none", L"", L""}};
+        const bool closes = link == IDC_GENERAL_RUN_AS_ADMIN && result > 32;
+        RunPanel({[id = link](HWND sheet) { SendDlgItemMessageW(Ui::Page(sheet), id, WM_LBUTTONDOWN, MK_LBUTTON, 0); },
+                  [](HWND) {}},
+                 nullptr, !closes);
+        EXPECT_EQ(Shell::opened.back().verb, verb);
+        EXPECT_EQ(boxes, *box ? Texts{box} : Texts{});
     }
 }
 
@@ -228,11 +213,10 @@ TEST_F(GeneralPage, ALinkIsErasedWhenItsTextChanges) {
 TEST_F(GeneralPage, AsksTheProviderForNothingTwice) {
     std::set<std::pair<std::wstring, CryptCalls::Word>> asked;  // names of providers; parameters of handles
     const CryptCalls calls([&](const CryptCalls::Call& call) {
-        const bool acquires = call.name == "CryptAcquireContextW";
-        const std::wstring of = acquires ? std::wstring(call.a[2] ? call.At<const wchar_t*>(2) : L"the default")
-                                         : std::to_wstring(call.a[0]);
-        if (acquires || call.name == "CryptGetProvParam")
-            EXPECT_TRUE(asked.emplace(of, acquires ? 0 : call.a[1]).second) << call.name << " " << call.a[1];
+        const bool acquires = call.name == "CryptAcquireContextW", asks = call.name == "CryptGetProvParam";
+        const std::wstring provider = acquires && call.a[2] ? call.At<const wchar_t*>(2) : std::to_wstring(call.a[0]);
+        const bool again = (acquires || asks) && !asked.emplace(provider, acquires ? 0 : call.a[1]).second;
+        EXPECT_FALSE(again) << call.name << " " << call.a[1];
         return call();
     });
     Look([](HWND) {});
