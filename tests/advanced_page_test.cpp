@@ -123,14 +123,13 @@ TEST_F(AdvancedPage, ShowsSortsAndCopiesTheList) {
                        unknown = std::wstring(30, L' ') + L"32 bit ", lost = unknown + L"C:\\none\\lost file.dll\r\n";
     std::wstring system, reversed;
     for (const std::wstring& name : kSystem) {
-        const std::wstring line = unknown + name + L"\r\n";
-        system += line + line;
-        reversed.insert(0, line + line);
+        const std::wstring lines = unknown + name + L"\r\n" + unknown + name + L"\r\n";
+        system += lines;
+        reversed.insert(0, lines);
     }
     const std::tuple<int, const wchar_t*, std::wstring> clicks[] = {{0, L">||||", library + reversed + lost},
                                                                     {3, L"|||<|", lost + library + system},
                                                                     {3, L"|||>|", reversed + library + lost},
-                                                                    {2, L"||<||", lost + system + library},
                                                                     {1, L"|<|||", lost + system + library}};
     const auto six = +[](DLLVERSIONINFO* version) { return version->dwMajorVersion = 6, S_OK; };
     for (const bool newer : {false, true}) {

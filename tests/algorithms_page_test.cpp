@@ -87,7 +87,7 @@ TEST_F(AlgorithmsPage, WithoutAContextOrRightsNothingCanBeChosen) {
         hidden = c.hidden;
         anyName = c.anyName;
         acquired.clear();
-        const Denied denied(c.mayWrite ? L"none" : kSection);
+        const Denied denied(c.mayWrite ? L"\\config\\none" : kSection);
         Look([&](HWND page) {
             for (int type = 0; type <= Last(page, kType); ++type) Ui::Select(page, kType, type);
             EXPECT_EQ(Ui::Enabled(page, kHash), c.enabled);

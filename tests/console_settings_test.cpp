@@ -378,7 +378,6 @@ TEST_F(SettingsDocument, EveryFailureLeavesTheStoreAsItWas) {
         writes += isWrite && !fault.onwards;
         return report.notPutBack.empty() ? FirstDifference(stored, now) : "";
     };
-    ForgetSupportFunctions();
     prepare();
     FaultInjection(nullptr, FaultInjection::Support::Included)
         .Survive("settings apply",
@@ -391,7 +390,6 @@ TEST_F(SettingsDocument, EveryFailureLeavesTheStoreAsItWas) {
                  {"support_registry_find", "support_registry_value_long", "support_registry_get_string",
                   "support_registry_get_bool", "support_registry_search_open", "support_registry_search_next",
                   "support_registry_value_name", "RegOpenKeyExW", "RegQueryValueExW", "CryptGetProvParam"});
-    ForgetSupportFunctions();
     EXPECT_GT(writes, before.size()) << "some settings are written in several places";
 }
 

@@ -28,36 +28,38 @@ class GeneralPage : public SettingsPageTest<CPropPageConfigCSPGeneral> {
     StoredNumber config{L"\\config\\Language", kEnglish}, local{L"\\local\\Language", kEnglish};
 };
 
-TEST_F(GeneralPage, DoesNotReportTheMachinesLanguageOnceTheUsersIsWritten) {
-    std::optional<Denied> denied;
-    RunPanel({[&](HWND sheet) {
-                  Ui::Select(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE, 1);
-                  Ui::Select(Ui::Page(sheet), IDC_GENERAL_MACHINE_LANGUAGE, 0);
-                  denied.emplace(L"\\config");
-                  Apply(sheet);
-              },
-              Modified(false)});
-    EXPECT_EQ(boxes, Texts{});
-    EXPECT_EQ(local.Get(), Stored(kRussian));
-}
-
-// The sheet is built anew in the chosen language, at the page that was asked for at the start.
+// The sheet is built anew in the chosen language, at the page that was asked for at the start. The system is Russian.
+// That the machine's language can't be written isn't reported then.
 TEST_F(GeneralPage, OkAndApplyReopenTheSheetInTheNewLanguage) {
-    for (const int button : {PSBTN_OK, PSBTN_APPLYNOW}) {
+    const struct {
+        int button, item;
+        Stored local, config;
+        const wchar_t* denied = L"\\config\\none";  // while the page is open
+    } cases[] = {{PSBTN_OK, 1, kRussian, kRussian},
+                 {PSBTN_APPLYNOW, 0, {}, kRussian},
+                 {PSBTN_APPLYNOW, 1, kRussian, kEnglish, L"\\config"}};
+    for (const auto& c : cases) {
         local.Set(kEnglish);
+        config.Set(kEnglish);
+        std::optional<Denied> denied;
         RunPanel({[&](HWND sheet) {
                       PropSheet_SetCurSel(sheet, nullptr, 0);
-                      Ui::Select(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE, 1);
-                      Ui::Press(sheet, button);
+                      Ui::Select(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE, c.item);
+                      Ui::Select(Ui::Page(sheet), IDC_GENERAL_MACHINE_LANGUAGE, 0);
+                      denied.emplace(c.denied);
+                      Ui::Press(sheet, c.button);
                   },
                   [&](HWND sheet) {
                       EXPECT_EQ(Ui::PageIndex(sheet), 1);
                       PropSheet_SetCurSel(sheet, nullptr, 0);
                       EXPECT_EQ(Ui::Text(Ui::Page(sheet)), L"Общие");
-                      EXPECT_EQ(Ui::Selected(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE), 1);
+                      EXPECT_EQ(Ui::Selected(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE), c.item);
                       EXPECT_FALSE(Ui::ApplyEnabled(sheet));
                   }},
                  "1");
+        EXPECT_EQ(local.Get(), c.local);
+        EXPECT_EQ(config.Get(), c.config);
+        EXPECT_EQ(boxes, Texts{});
     }
 }
 
@@ -79,6 +81,8 @@ TEST_F(GeneralPage, StoresWhatIsMissingWhereItMay) {
                       const HWND page = Ui::Page(sheet);
                       EXPECT_EQ(Ui::Visible(page, IDC_GENERAL_SHIELD), c.offersAdministration);
                       EXPECT_EQ(Ui::Visible(page, IDC_GENERAL_RUN_AS_ADMIN), c.offersAdministration);
+                      EXPECT_EQ(Ui::TipBehind(page, IDC_GENERAL_MACHINE_LANGUAGE),
+                                c.offersAdministration ? kOnlyAdministrators : L"");
                       EXPECT_EQ(Ui::ApplyEnabled(sheet), c.modified);
                       Ui::Press(sheet, PSBTN_OK);
                   },
@@ -87,28 +91,30 @@ TEST_F(GeneralPage, StoresWhatIsMissingWhereItMay) {
     }
 }
 
-// Rights to another page's settings are withdrawn while it is open: the save can be repeated. Then the sheet is built
-// anew, though the language was saved before.
+// Rights to a page's settings are withdrawn while it is open: the save can be repeated. Then the sheet is built anew,
+// though the language may have been saved before.
 TEST_F(GeneralPage, AFailedSaveKeepsTheSheetOpenAndModified) {
     const StoredNumber sessions(L"\\config\\Parameters\\tls_server_max_sessions", 64);
-    std::optional<Denied> denied;
-    RunPanel({[&](HWND sheet) {
-                  Ui::Select(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE, 1);
-                  PropSheet_SetCurSel(sheet, nullptr, 7);
-                  Ui::Type(Ui::Page(sheet), IDC_TLS_SESSIONS, L"68");
-                  denied.emplace(L"\\config\\Parameters");
-                  PropSheet_SetCurSel(sheet, nullptr, 2);
-                  Ui::Press(sheet, PSBTN_OK);
-              },
-              [&](HWND sheet) {
-                  EXPECT_TRUE(Ui::ApplyEnabled(sheet));
-                  EXPECT_EQ(Ui::PageIndex(sheet), 7) << "the failing page comes to the front";
-                  denied.reset();
-                  Apply(sheet);
-              },
-              [](HWND sheet) { EXPECT_EQ(Ui::Text(Ui::Page(sheet)), L"Общие"); }});
-    EXPECT_EQ(sessions.Get(), Stored(68));
-    EXPECT_EQ(boxes, Texts{kSaveFailed});
+    for (const auto& [section, failing] : {std::pair{L"\\local", 0}, {L"\\config\\Parameters", 7}}) {
+        local.Set(kEnglish);
+        sessions.Set(64);
+        std::optional<Denied> denied;
+        RunPanel({[&, path = section](HWND sheet) {
+                      Ui::Select(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE, 1);
+                      PropSheet_SetCurSel(sheet, nullptr, 7);
+                      Ui::Type(Ui::Page(sheet), IDC_TLS_SESSIONS, L"68");
+                      denied.emplace(path);
+                      Ui::Press(sheet, PSBTN_OK);
+                  },
+                  [&, page = failing](HWND sheet) {
+                      EXPECT_TRUE(Ui::ApplyEnabled(sheet));
+                      EXPECT_EQ(Ui::PageIndex(sheet), page) << "the failing page comes to the front";
+                      denied.reset();
+                      Apply(sheet);
+                  },
+                  [](HWND sheet) { EXPECT_EQ(Ui::Text(Ui::Page(sheet)), L"Общие"); }});
+        EXPECT_EQ(boxes, Texts{kSaveFailed});
+    }
 }
 
 TEST_F(GeneralPage, ShowsTheCoreVersionAndWarnsOfAnInterceptedDefaultProvider) {

@@ -23,18 +23,11 @@ bool Await(Condition condition) {
     return true;
 }
 
-void Send(WORD key, DWORD flags) {
-    INPUT input{};
-    input.type = INPUT_KEYBOARD;
-    input.ki.wVk = key;
-    input.ki.dwFlags = flags;
-    SendInput(1, &input, sizeof input);
-}
-
-void Press(WORD key, WORD with = 0) {
-    if (with) Send(with, 0);
-    for (const DWORD up : {0, KEYEVENTF_KEYUP}) Send(key, up);
-    if (with) Send(with, KEYEVENTF_KEYUP);
+void Press(int key, int with = 0) {
+    const auto send = [](int code, DWORD flags) { keybd_event(static_cast<BYTE>(code), 0, flags, 0); };
+    if (with) send(with, 0);
+    for (const DWORD up : {0, KEYEVENTF_KEYUP}) send(key, up);
+    if (with) send(with, KEYEVENTF_KEYUP);
 }
 
 class Keyboard : public testing::Test {
@@ -103,7 +96,7 @@ TEST_F(Keyboard, ReachesEverythingInControlExe) {
          {IDC_HARDWARE_READERS, IDC_SERVICE_COPY, IDC_SERVICE_DELETE_PASSWORDS, IDC_ADVANCED_SET_TIMEOUT}) {
         wchar_t text[100] = L"";
         SendMessageW(GoTo(button), WM_GETTEXT, 100, reinterpret_cast<LPARAM>(text));
-        Press(static_cast<WORD>(std::wcschr(text, L'&')[1] & ~0x20), VK_MENU);
+        Press(std::wcschr(text, L'&')[1] & ~0x20, VK_MENU);
         ASSERT_NO_FATAL_FAILURE(Close()) << button;
     }
     for (const auto& [id, message, key] : {std::tuple{IDC_ALGORITHMS_TYPE, CB_GETCURSEL, VK_DOWN},
@@ -113,12 +106,12 @@ TEST_F(Keyboard, ReachesEverythingInControlExe) {
         const HWND control = GoTo(id);
         const LRESULT before = SendMessageW(control, static_cast<UINT>(message), 0, 0);
         ASSERT_NO_FATAL_FAILURE(Reach(control));
-        Press(static_cast<WORD>(key));
+        Press(key);
         ASSERT_TRUE(Await([&, asked = message] { return SendMessageW(control, asked, 0, 0) != before; })) << id;
     }
     Press(VK_RETURN);  // OK; then No to the restart
     ASSERT_TRUE(Await([&] { return !SheetIsInFront(); }));
-    for (const WORD key : {WORD{VK_RIGHT}, WORD{VK_RETURN}}) Press(key);
+    for (const int key : {VK_RIGHT, VK_RETURN}) Press(key);
     EXPECT_EQ(WaitForSingleObject(process_.get(), kPatience), WAIT_OBJECT_0);
     EXPECT_EQ(switch_.Get(), 1);
 }

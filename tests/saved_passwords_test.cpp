@@ -18,24 +18,20 @@ struct SavedPasswordsDialog : SettingsTest {
     static void Put(const std::wstring& section, const std::wstring& entries) {
         support_registry_put_section(section.c_str());
         for (const wchar_t entry : entries) support_registry_put_section((section + L"\\" + entry).c_str());
-        if (entries.ends_with(L'p') || entries.ends_with(L"pz"))
-            support_registry_put_long((section + L"\\p\\passwd").c_str(), 1);
+        if (entries != L"z") support_registry_put_long((section + L"\\p\\passwd").c_str(), 1);
     }
     static void PutAll() {
         for (const std::wstring& section : {kUser, kComputer}) Put(section, L"aбpz");
     }
-    // The entries that there are of the user's section, then of the computer's; "none" without the section.
+    // The sections and entries that there are.
     static std::wstring Left() {
-        const auto exists = [](const std::wstring& path) {
-            DWORD rights = kRightRemove;
-            return support_registry_check_access(path.c_str(), &rights) == 0;
-        };
         std::wstring left;
         for (const std::wstring& section : {kUser, kComputer}) {
-            left += section == kUser ? L"" : L", ";
-            if (!exists(section)) left += L"none";
-            for (const wchar_t entry : std::wstring(L"aбpz"))
-                if (exists(section + L"\\" + entry)) left += entry;
+            for (const wchar_t* entry : {L"", L"\\a", L"\\б", L"\\p", L"\\z"}) {
+                DWORD rights = kRightRemove;
+                if (support_registry_check_access((section + entry).c_str(), &rights) != 0) continue;
+                left += *entry ? entry + 1 : section == kUser ? L"user:" : L" computer:";
+            }
         }
         return left;
     }
@@ -55,15 +51,14 @@ struct SavedPasswordsDialog : SettingsTest {
 TEST_F(SavedPasswordsDialog, OffersWhatThereIsAndCouplesTheBoxes) {
     EXPECT_EQ(Click({}), L"off disabled, off disabled, off disabled, off disabled") << "no sections";
     Put(kUser, L"p");
-    Put(kComputer, L"");
-    EXPECT_EQ(Click({IDC_PASSWORDS_USER}), L"on, off, off disabled, off disabled");
+    EXPECT_EQ(Click({IDC_PASSWORDS_USER}), L"on, off disabled, off disabled, off disabled");
     Put(kUser, L"z");
     Put(kComputer, L"ap");
     EXPECT_EQ(Click({IDC_PASSWORDS_USER}), L"on, off, on disabled, off");
     EXPECT_EQ(Click({IDC_PASSWORDS_USER, IDC_PASSWORDS_USER}), L"off, off, on, off");
     const Denied denied(kComputer);
     EXPECT_EQ(Click({}), L"off, off disabled, off, off disabled");
-    EXPECT_EQ(Left(), L"pz, ap") << "cancelled";
+    EXPECT_EQ(Left(), L"user:pz computer:ap") << "cancelled";
 }
 
 // Which code ends a search is the library's own affair, but not that of a function which it lacks.
@@ -78,8 +73,8 @@ TEST_F(SavedPasswordsDialog, KnowsTheEndOfASearchByTheSectionsOwn) {
             const DWORD error = search(of, entry);
             return error == ERROR_NO_MORE_ITEMS ? end : error;
         });
-    for (const auto& [code, left] :
-         {std::pair{DWORD{ERROR_FILE_NOT_FOUND}, L"p, aбpz"}, {kFunctionMissing, L"aбpz, aбpz"}}) {
+    for (const auto& [code, left] : {std::pair{DWORD{ERROR_FILE_NOT_FOUND}, L"user:p computer:aбpz"},
+                                     {kFunctionMissing, L"user:aбpz computer:aбpz"}}) {
         end = code;
         PutAll();
         Click({IDC_PASSWORDS_USER_MEDIA}, IDOK);
@@ -89,9 +84,7 @@ TEST_F(SavedPasswordsDialog, KnowsTheEndOfASearchByTheSectionsOwn) {
 
 TEST_F(SavedPasswordsDialog, DeletesWhatIsChecked) {
     const std::pair<std::vector<UINT>, const wchar_t*> cases[] = {
-        {{}, L"aбpz, aбpz"},
-        {{IDC_PASSWORDS_COMPUTER}, L"aбpz, none"},
-        {{IDC_PASSWORDS_COMPUTER_MEDIA, IDC_PASSWORDS_USER}, L"none, p"}};
+        {{IDC_PASSWORDS_COMPUTER}, L"user:aбpz"}, {{IDC_PASSWORDS_COMPUTER_MEDIA, IDC_PASSWORDS_USER}, L" computer:p"}};
     for (const auto& [checked, left] : cases) {
         PutAll();
         Click(checked, IDOK);
@@ -104,7 +97,7 @@ TEST_F(SavedPasswordsDialog, DeletesWhatIsChecked) {
         denied.emplace(kUser + L"\\a");
         Ui::Click(dialog, IDOK);
     });
-    EXPECT_EQ(Left(), L"ap, aбpz") << "one that can't be deleted is no reason to keep the others";
+    EXPECT_EQ(Left(), L"user:ap computer:aбpz") << "one that can't be deleted is no reason to keep the others";
 }
 
 // A password is lost only to those who asked for it.
@@ -114,7 +107,7 @@ TEST_F(SavedPasswordsDialog, SurvivesEveryFailure) {
     Faults("saved passwords", change, [&](const Fault& fault) -> std::string {
         const std::wstring left = Left();
         PutAll();
-        if (fault.point == Fault::kNone) return left == L"none, p" ? "" : "deletes less";
+        if (fault.point == Fault::kNone) return left == L" computer:p" ? "" : "deletes less";
         return left.ends_with(L"p") || left.ends_with(L"pz") ? "" : "deletes a password";
     });
 }

@@ -2,7 +2,6 @@
 // is one more row.
 #include <memory>
 
-#include "pages/PropPageConfigCSPGeneral.h"
 #include "pages/PropPageConfigCSPSecurity.h"
 #include "pages/PropPageConfigTLS.h"
 #include "pages/PropPageConfigWLReaders.h"
@@ -15,7 +14,6 @@ struct Form {
     struct Read {
         Stored stored;
         std::wstring shown;
-        bool modified = false;  // what is shown is to be stored, although the user changed nothing
     };
     struct Written {
         std::wstring chosen;
@@ -24,7 +22,6 @@ struct Form {
     std::vector<Read> read;        // what is never written
     std::vector<Written> written;  // and shown in the same way
     bool asksForRestart = false;
-    bool reportsFailure = true;
 };
 
 const Form kSwitch = {{{{}, L"off"}, {-1, L"on"}}, {{L"off", 0}, {L"on", 1}}, true};
@@ -32,67 +29,45 @@ const Form kAboveZero = {{{{}, L"off"}, {-1, L"off"}, {7, L"on"}}, {{L"off", 0},
 const Form kOpposite = {{{{}, L"on"}}, {{L"on", 0}, {L"off", 1}}};
 const Form kSessions = {{{{}, L"64"}, {-1, L"64"}, {65537, L"64"}}, {{L"0", 0}, {L"65536", 65536}}};
 const Form kAuthorities = {{{{}, L"100"}, {-1, L"100"}, {1000, L"100"}}, {{L"0", 0}, {L"999", 999}}};
-const Form kUserLanguage = {{{1058, L"item 0", true}, {0, L"item 0", true}},
-                            {{L"item 2", 1033}, {L"item 1", 1049}, {L"item 0", {}}}};
-// A failure is not reported when the user's language could be written.
-const Form kMachineLanguage = {
-    {{{}, L"item 1", true}, {1058, L"item 1", true}}, {{L"item 1", 1033}, {L"item 0", 1049}}, false, false};
-
 using NewPage = std::unique_ptr<CPropertyPage>();
 template <class Page>
 std::unique_ptr<CPropertyPage> New() {
     return std::make_unique<Page>();
 }
-constexpr NewPage* kGeneral = &New<CPropPageConfigCSPGeneral>;
 constexpr NewPage* kSecurity = &New<CPropPageConfigCSPSecurity>;
 constexpr NewPage* kTls = &New<CPropPageConfigTLS>;
 constexpr NewPage* kWinlogon = &New<CPropPageConfigWLReaders>;
 
-constexpr wchar_t kUser[] = L"\\local", kMachine[] = L"\\config", kParameters[] = L"\\config\\Parameters";
+const std::wstring kParameters = L"\\config\\Parameters";
 
 const struct Row {
     NewPage* page;
     UINT control;
-    const wchar_t* section;  // whose rights decide
-    const wchar_t* name;     // of the value in it
+    const wchar_t* name;  // of the value
     const Form& form;
 
-    std::wstring Path() const { return std::wstring(section) + L"\\" + name; }
+    std::wstring Path() const { return kParameters + L"\\" + name; }
 } kRows[] = {
-    {kGeneral, IDC_GENERAL_USER_LANGUAGE, kUser, L"Language", kUserLanguage},
-    {kGeneral, IDC_GENERAL_MACHINE_LANGUAGE, kMachine, L"Language", kMachineLanguage},
-    {kSecurity, IDC_SECURITY_SAVE_MEDIA, kParameters, L"DisableShortcuts", kOpposite},
-    {kWinlogon, IDC_WINLOGON_DISABLE, kParameters, L"DisableWL", kAboveZero},
-    {kTls, IDC_TLS_CLIENT_OCSP, kParameters, L"tls_client_use_ocsp_extensions", kSwitch},
-    {kTls, IDC_TLS_CLIENT_NO_REVOCATION, kParameters, L"tls_client_disable_revocation_check", kSwitch},
-    {kTls, IDC_TLS_CLIENT_NO_EKU, kParameters, L"tls_client_disable_self_certificate_usage_validation", kSwitch},
-    {kTls, IDC_TLS_CLIENT_NO_LEGACY, kParameters, L"tls_client_disable_legacy_cipher_suites", kSwitch},
-    {kTls, IDC_TLS_SERVER_OCSP, kParameters, L"tls_server_use_ocsp_extensions", kSwitch},
-    {kTls, IDC_TLS_SERVER_NO_REVOCATION, kParameters, L"tls_server_disable_revocation_check", kSwitch},
-    {kTls, IDC_TLS_SERVER_NO_EKU, kParameters, L"tls_server_disable_self_certificate_usage_validation", kSwitch},
-    {kTls, IDC_TLS_SERVER_NO_LEGACY, kParameters, L"tls_server_disable_legacy_cipher_suites", kSwitch},
-    {kTls, IDC_TLS_SERVER_RENEGOTIATION, kParameters, L"tls_server_use_renegotiation_info_extension", kSwitch},
-    {kTls, IDC_TLS_SERVER_REQUIRE_RENEGOTIATION, kParameters, L"tls_server_require_renegotiation_info_extension",
-     kSwitch},
-    {kTls, IDC_TLS_SERVER_MACHINE_CREDENTIAL, kParameters, L"tls_server_use_default_machine_credential", kSwitch},
-    {kTls, IDC_TLS_SESSIONS, kParameters, L"tls_server_max_sessions", kSessions},
-    {kTls, IDC_TLS_CAS, kParameters, L"tls_server_max_certificate_request_cas", kAuthorities},
+    {kSecurity, IDC_SECURITY_SAVE_MEDIA, L"DisableShortcuts", kOpposite},
+    {kWinlogon, IDC_WINLOGON_DISABLE, L"DisableWL", kAboveZero},
+    {kTls, IDC_TLS_CLIENT_OCSP, L"tls_client_use_ocsp_extensions", kSwitch},
+    {kTls, IDC_TLS_CLIENT_NO_REVOCATION, L"tls_client_disable_revocation_check", kSwitch},
+    {kTls, IDC_TLS_CLIENT_NO_EKU, L"tls_client_disable_self_certificate_usage_validation", kSwitch},
+    {kTls, IDC_TLS_CLIENT_NO_LEGACY, L"tls_client_disable_legacy_cipher_suites", kSwitch},
+    {kTls, IDC_TLS_SERVER_OCSP, L"tls_server_use_ocsp_extensions", kSwitch},
+    {kTls, IDC_TLS_SERVER_NO_REVOCATION, L"tls_server_disable_revocation_check", kSwitch},
+    {kTls, IDC_TLS_SERVER_NO_EKU, L"tls_server_disable_self_certificate_usage_validation", kSwitch},
+    {kTls, IDC_TLS_SERVER_NO_LEGACY, L"tls_server_disable_legacy_cipher_suites", kSwitch},
+    {kTls, IDC_TLS_SERVER_RENEGOTIATION, L"tls_server_use_renegotiation_info_extension", kSwitch},
+    {kTls, IDC_TLS_SERVER_REQUIRE_RENEGOTIATION, L"tls_server_require_renegotiation_info_extension", kSwitch},
+    {kTls, IDC_TLS_SERVER_MACHINE_CREDENTIAL, L"tls_server_use_default_machine_credential", kSwitch},
+    {kTls, IDC_TLS_SESSIONS, L"tls_server_max_sessions", kSessions},
+    {kTls, IDC_TLS_CAS, L"tls_server_max_certificate_request_cas", kAuthorities},
 };
-
-bool IsList(HWND page, UINT control) {
-    return !Ui::Items(page, control).empty();
-}
-
-// The items of lists are in the user's language, which may be the setting.
-std::wstring ShownValue(HWND page, UINT control) {
-    return IsList(page, control) ? L"item " + std::to_wstring(Ui::Selected(page, control)) : Shown(page, control);
-}
 
 // As a user does.
 void Choose(HWND page, UINT control, const std::wstring& value) {
-    if (IsList(page, control)) {
-        Ui::Select(page, control, value.back() - L'0');
-    } else if (value != L"on" && value != L"off") {
+    if (value != L"on" && value != L"off") {
         Ui::Type(page, control, value.c_str());
     } else if (Shown(page, control) != value) {
         Ui::Click(page, control);
@@ -115,7 +90,6 @@ class SettingsTable : public SettingsTest {
             SCOPED_TRACE(testing::PrintToString(kRows[i].Path()));
             test(kRows[i], *numbers[i]);
             numbers[i]->Set(kRows[i].form.written.front().stored);
-            UpdatedUserLanguage();
         }
     }
     void Run(const Row& row, std::vector<ModalScript::Step> steps) {
@@ -137,9 +111,8 @@ TEST_F(SettingsTable, AreShownAsTheyAreStored) {
         for (const Form::Read& read : row.form.read) {
             number.Set(read.stored);
             Run(row, {[&](HWND sheet) {
-                    EXPECT_EQ(ShownValue(Ui::Page(sheet), row.control), read.shown)
-                        << testing::PrintToString(read.stored);
-                    EXPECT_EQ(Ui::ApplyEnabled(sheet), read.modified) << testing::PrintToString(read.stored);
+                    EXPECT_EQ(Shown(Ui::Page(sheet), row.control), read.shown) << testing::PrintToString(read.stored);
+                    EXPECT_FALSE(Ui::ApplyEnabled(sheet));
                 }});
             EXPECT_EQ(number.Get(), read.stored) << "showing it changes nothing";
         }
@@ -155,7 +128,7 @@ TEST_F(SettingsTable, AreWrittenWhenTheyWereChanged) {
             const std::vector<Stored> wanted = AllStored();
             number.Set(before.stored);
             Run(row, {[&](HWND sheet) {
-                    EXPECT_EQ(ShownValue(Ui::Page(sheet), row.control), before.chosen);
+                    EXPECT_EQ(Shown(Ui::Page(sheet), row.control), before.chosen);
                     for (const Form::Written& chosen : {value, before, value}) {
                         Choose(Ui::Page(sheet), row.control, chosen.chosen);
                         EXPECT_EQ(Ui::ApplyEnabled(sheet), chosen.stored == value.stored) << chosen.chosen;
@@ -170,7 +143,7 @@ TEST_F(SettingsTable, AreWrittenWhenTheyWereChanged) {
 
 TEST_F(SettingsTable, CanNotBeChangedWithoutTheRight) {
     ForEachRow([&](const Row& row, const StoredNumber&) {
-        const Denied denied(row.section);
+        const Denied denied(kParameters);
         Run(row, {[&](HWND sheet) {
                 const HWND page = Ui::Page(sheet), control = GetDlgItem(page, static_cast<int>(row.control));
                 const bool isBox = (SendMessageW(control, WM_GETDLGCODE, 0, 0) & DLGC_BUTTON) != 0;
@@ -186,14 +159,13 @@ TEST_F(SettingsTable, CanNotBeChangedWithoutTheRight) {
 TEST_F(SettingsTable, StayModifiedAndAreReportedWhenTheyCanNotBeWritten) {
     ForEachRow([&](const Row& row, const StoredNumber& number) {
         std::optional<Denied> denied;
-        if (row.form.reportsFailure)
-            Run(row, {[&](HWND sheet) {
-                          Choose(Ui::Page(sheet), row.control, row.form.written[1].chosen);
-                          denied.emplace(row.section);
-                          Ui::Press(sheet, PSBTN_OK);
-                      },
-                      Modified(true)});
-        EXPECT_EQ(boxes, row.form.reportsFailure ? Texts{kSaveFailed} : boxes);
+        Run(row, {[&](HWND sheet) {
+                      Choose(Ui::Page(sheet), row.control, row.form.written[1].chosen);
+                      denied.emplace(kParameters);
+                      Ui::Press(sheet, PSBTN_OK);
+                  },
+                  Modified(true)});
+        EXPECT_EQ(boxes, Texts{kSaveFailed});
         EXPECT_EQ(number.Get(), row.form.written[0].stored);
     });
 }

@@ -36,23 +36,21 @@ class TlsPage : public SettingsPageTest<CPropPageConfigTLS> {
 };
 
 TEST_F(TlsPage, AnInvalidNumberIsReportedAndReplaced) {
-    const struct {
-        UINT edit;
-        const wchar_t *good, *bad, *message, *up;  // `up`: after a click on the upper arrow
-    } cases[] = {{IDC_TLS_SESSIONS, L"70", L"70000", L"Enter a whole number between 0 and 65536.", L"74"},
-                 {IDC_TLS_SESSIONS, L"65536", L"", L"Enter a whole number.", L"65536"},
-                 {IDC_TLS_CAS, L"998", L"-1", L"Enter a whole number between 0 and 999.", L"999"}};
-    for (const auto& c : cases) {
-        Look([&](HWND page) {
-            const HWND edit = GetDlgItem(page, static_cast<int>(c.edit));
-            for (const wchar_t* text : {c.good, c.bad}) SetWindowTextW(edit, text);
-            EXPECT_EQ(Ui::Text(edit), c.good);
-            EXPECT_EQ(SendMessageW(edit, EM_GETSEL, 0, 0), MAKELRESULT(0, wcslen(c.good)));
-            SendDlgItemMessageW(page, static_cast<int>(c.edit) + 1, WM_KEYDOWN, VK_UP, 0);
-            EXPECT_EQ(Ui::Text(edit), c.up);
-        });
-        EXPECT_EQ(boxes, Texts{c.message});
-    }
+    Look([&](HWND page) {
+        // What follows a click on the upper arrow comes last.
+        for (const auto& [id, good, bad, up] : {std::tuple{IDC_TLS_SESSIONS, L"70", L"70000", L"74"},
+                                                {IDC_TLS_SESSIONS, L"65536", L"", L"65536"},
+                                                {IDC_TLS_CAS, L"998", L"-1", L"999"}}) {
+            const HWND edit = GetDlgItem(page, id);
+            for (const wchar_t* text : {good, bad}) SetWindowTextW(edit, text);
+            EXPECT_EQ(Ui::Text(edit), good);
+            EXPECT_EQ(SendMessageW(edit, EM_GETSEL, 0, 0), MAKELRESULT(0, wcslen(good)));
+            SendDlgItemMessageW(page, id + 1, WM_KEYDOWN, VK_UP, 0);
+            EXPECT_EQ(Ui::Text(edit), up);
+        }
+    });
+    EXPECT_EQ(boxes, (Texts{L"Enter a whole number between 0 and 65536.", L"Enter a whole number.",
+                            L"Enter a whole number between 0 and 999."}));
 }
 
 TEST_F(TlsPage, SaysWhatTheOcspModuleIsMissingFor) {
@@ -76,42 +74,39 @@ TEST_F(TlsPage, SaysWhatTheOcspModuleIsMissingFor) {
 TEST_F(TlsPage, RegistersTheCipherSuitesAnew) {
     constexpr wchar_t kKey[] = L"SOFTWARE\\Kelvane\\SoftCSP", kRegistered[] = L"CngRegistered";
     using softcsp::kCngRegisterSetting, softcsp::kCngUnregisterSetting;
+    constexpr auto kEarlier = &TlsSettings::clientSkipsRevocation, kLater = &TlsSettings::serverUsesMachineCredential;
     const struct {
-        const char* name;
         DWORD windows;
-        DWORD registered;              // afterwards; 0: not at all
-        UINT failing = 0;              // switch
-        const wchar_t* library = L"";  // that is missing
+        DWORD registered;  // afterwards; 0: not at all
         bool saved = true;
+        Setting<bool> TlsSettings::*failing = nullptr;
+        const wchar_t* missing = L"";  // library
         std::pair<softcsp::Setting, DWORD> result = {kCngRegisterSetting, S_OK};
     } cases[] = {
-        {"Windows 5", 0xFF05, kOld},
-        {"Windows 10", 0x4A64000A, 1},
-        {"no module", 6, kOld, 0, L"kvcng.dll"},
-        {"cannot be unregistered", 6, kOld, 0, L"", true, {kCngUnregisterSetting, E_FAIL}},
-        {"cannot be registered", 6, 0, 0, L"", false, {kCngRegisterSetting, 1}},
-        {"an earlier failure", 6, 1, IDC_TLS_CLIENT_NO_REVOCATION},
-        {"a later failure", 6, 1, IDC_TLS_SERVER_MACHINE_CREDENTIAL, L"", false},
-        {"an earlier failure, no module", 6, kOld, IDC_TLS_CLIENT_NO_REVOCATION, L"kvcng.dll", false},
+        {0xFF05, kOld},
+        {0x4A64000A, 1},
+        {6, kOld, true, nullptr, L"kvcng.dll"},
+        {6, kOld, true, nullptr, L"", {kCngUnregisterSetting, E_FAIL}},
+        {6, 0, false, nullptr, L"", {kCngRegisterSetting, 1}},
+        {6, 1, true, kEarlier},
+        {6, 1, false, kLater},
+        {6, kOld, false, kEarlier, L"kvcng.dll"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(&c - cases);
         Reset();
         authorities.Set(-1);
         DWORD registered = kOld, size = sizeof registered;
         RegSetKeyValueW(HKEY_LOCAL_MACHINE, kKey, kRegistered, REG_DWORD, &registered, sizeof registered);
         windows = c.windows;
-        missing = c.library;
+        missing = c.missing;
         const ProviderSetting result(c.result.first, c.result.second);
-        const bool earlier = c.failing == IDC_TLS_CLIENT_NO_REVOCATION;
-        const Denied denied(PathOf(!c.failing ? L"none" : earlier ? kRevocation : kCredential));
-        Run({[&](HWND sheet) {
-                 ClickAll(Ui::Page(sheet), {IDC_TLS_CLIENT_NO_LEGACY, c.failing});
-                 Apply(sheet);
-             },
-             Modified(!c.saved || c.failing != 0)},
-            {IDNO});
-        EXPECT_EQ(boxes, Texts{c.saved ? kRestartQuestion : kSaveFailed});
+        TlsSettings settings;
+        settings.Read();
+        settings.clientRefusesLegacySuites.shown = true;
+        if (c.failing) (settings.*c.failing).shown = true;
+        const Denied denied(PathOf(c.failing == kEarlier ? kRevocation : kCredential));
+        EXPECT_EQ(!!settings.Write().result, c.saved);
         registered = 0;
         RegGetValueW(HKEY_LOCAL_MACHINE, kKey, kRegistered, RRF_RT_REG_DWORD, nullptr, &registered, &size);
         EXPECT_EQ(registered, c.registered);
@@ -121,15 +116,18 @@ TEST_F(TlsPage, RegistersTheCipherSuitesAnew) {
 }
 
 TEST_F(TlsPage, ARefusedRestartIsReportedAsAFailure) {
-    Restart::refused = L"exit";
-    Run({[](HWND sheet) {
-             Ui::Click(Ui::Page(sheet), IDC_TLS_SERVER_MACHINE_CREDENTIAL);
-             Apply(sheet);
-         },
-         Modified(true)},
-        {IDYES});
-    EXPECT_EQ(boxes, (Texts{kRestartQuestion, kSaveFailed}));
-    EXPECT_EQ(credential.Get(), Stored(1)) << "although it is written";
+    for (const wchar_t* refused : {L"privilege", L"exit"}) {
+        Restart::refused = refused;
+        credential.Set({});
+        Run({[](HWND sheet) {
+                 Ui::Click(Ui::Page(sheet), IDC_TLS_SERVER_MACHINE_CREDENTIAL);
+                 Apply(sheet);
+             },
+             Modified(true)},
+            {IDYES});
+        EXPECT_EQ(boxes, (Texts{kRestartQuestion, kSaveFailed}));
+        EXPECT_EQ(credential.Get(), Stored(1)) << "although it is written";
+    }
 }
 
 // Not with a later Windows, where the registration's success hides failures before it.
@@ -141,7 +139,8 @@ TEST_F(TlsPage, EveryFailureIsReported) {
     };
     const auto stored = [&] { return legacy.Get() == 1 && credential.Get() == 1 && authorities.Get() == 7; };
     // What is shown is compared with the store as it is at that moment.
-    SaveUnderFaults("TLS page", change, stored, [&] { Reset(); }, {"support_registry_find"});
+    SaveUnderFaults(
+        "TLS page", change, stored, [&] { Reset(); }, {"support_registry_find"}, IDYES);
 }
 
 }  // namespace

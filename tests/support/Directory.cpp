@@ -4,6 +4,8 @@
 
 #include <filesystem>
 
+#include "framework/Handles.h"
+
 std::wstring ProgramDirectory() {
     wchar_t path[MAX_PATH] = L"";
     GetModuleFileNameW(nullptr, path, MAX_PATH);
@@ -36,31 +38,25 @@ unsigned RunTool(const std::wstring& arguments, std::string* output) {
 
 unsigned RunProgram(const wchar_t* fileName, const std::wstring& arguments, std::string* output) {
     std::wstring command = L"\"" + ProgramDirectory() + fileName + L"\" " + arguments;
-    HANDLE read = nullptr, write = nullptr;
     SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
-    if (output != nullptr &&
-        (!CreatePipe(&read, &write, &inherited, 0) || !SetHandleInformation(read, HANDLE_FLAG_INHERIT, 0)))
-        return ~0u;
+    UniqueKernelHandle read, write;
+    CreatePipe(read.put(), write.put(), &inherited, 0);
+    SetHandleInformation(read.get(), HANDLE_FLAG_INHERIT, 0);
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
-    startup.dwFlags = STARTF_USESTDHANDLES;  // none else: what it says is not for the test's log
-    startup.hStdOutput = write;
-    PROCESS_INFORMATION process{};
-    const BOOL started = CreateProcessW(nullptr, command.data(), nullptr, nullptr, output != nullptr, 0, nullptr,
-                                        nullptr, &startup, &process);
-    if (output != nullptr) {
-        CloseHandle(write);  // so that reading ends with the tool
-        output->clear();
-        char part[4096];
-        DWORD count = 0;
-        while (started && ReadFile(read, part, sizeof part, &count, nullptr)) output->append(part, count);
-        CloseHandle(read);
-    }
-    if (!started) return ~0u;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = write.get();
+    PROCESS_INFORMATION started{};
+    if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &started))
+        return ~0u;
+    const UniqueKernelHandle thread(started.hThread), process(started.hProcess);
+    write.reset();  // so that reading ends with the program
+    std::string text;
+    char part[4096];
+    for (DWORD count = 0; ReadFile(read.get(), part, sizeof part, &count, nullptr);) text.append(part, count);
+    if (output) *output = text;
     DWORD code = ~0u;
-    WaitForSingleObject(process.hProcess, INFINITE);
-    GetExitCodeProcess(process.hProcess, &code);
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
+    WaitForSingleObject(process.get(), INFINITE);
+    GetExitCodeProcess(process.get(), &code);
     return code;
 }

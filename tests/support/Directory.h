@@ -11,8 +11,7 @@ class TemporaryDirectory {
   public:
     TemporaryDirectory();
     ~TemporaryDirectory();
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+    TemporaryDirectory(TemporaryDirectory&&) = delete;
 
     const std::wstring& Path() const noexcept { return path_; }  // with the last backslash
 

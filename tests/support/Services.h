@@ -11,13 +11,6 @@
 #include "tests/support/LibraryFunction.h"
 #include "tests/support/Store.h"
 
-// Makes the services look every function of the support library up anew. Giving back more references than were taken
-// does nothing.
-inline void ForgetSupportFunctions() {
-    LoadSupportLibrary();
-    for (int i = 0; i < 64; ++i) ReleaseSupportLibrary();
-}
-
 // The user's language for the product while the object lives.
 class SpokenLanguage {
   public:
@@ -32,11 +25,7 @@ class SpokenLanguage {
 };
 
 // No library has any function while the object lives, which is to the services as if the support library were missing.
-class NoSupport {
-  public:
-    NoSupport() { ForgetSupportFunctions(); }
-
-  private:
+struct NoSupport {
     static FARPROC WINAPI FindNothing(HMODULE, LPCSTR) { return nullptr; }
-    ImportPatch lookUp_{nullptr, "GetProcAddress", &FindNothing};
+    const ImportPatch lookUp{nullptr, "GetProcAddress", &FindNothing};
 };

@@ -122,7 +122,7 @@ class SettingsPageTest : public SettingsTest {
     // otherwise, something is left to apply, or `change` returned that not everything could be changed.
     void SaveUnderFaults(const char* name, const std::function<bool(HWND page)>& change,
                          const std::function<bool()>& isStored, const std::function<void()>& reset,
-                         const std::set<std::string_view>& again = {}) {
+                         const std::set<std::string_view>& again, int restart = IDNO) {
         bool changed = false, modified = false;
         const auto save = [&] {
             changed = modified = false;
@@ -131,7 +131,7 @@ class SettingsPageTest : public SettingsTest {
                      Apply(sheet);
                  },
                  [&](HWND sheet) { modified = Ui::ApplyEnabled(sheet); }},
-                {IDNO});
+                {restart});
         };
         const auto inspect = [&](const Fault& fault) -> std::string {
             const bool stored = isStored(), reported = std::ranges::count(boxes, kSaveFailed) != 0;
