@@ -7,7 +7,6 @@
 namespace {
 
 constexpr UINT kType = IDC_ALGORITHMS_TYPE, kHash = IDC_ALGORITHMS_HASH, kDiffieHellman = IDC_ALGORITHMS_DIFFIE_HELLMAN;
-constexpr DWORD kOtherName = 0xBAD;  // in the place of a type
 const std::wstring kSection = L"\\config\\oid", kName = L"\\config\\{B4E93F27-6A15-4D8C-8E02-7A39C15D6E80}";
 
 // The software provider has another name for each type. The panel asks for the one that is stored, for both types; so
@@ -23,7 +22,7 @@ class AlgorithmsPage : public SettingsPageTest<CPropPageConfigCSPOID> {
     }
     static BOOL WINAPI Acquire(HCRYPTPROV* handle, LPCWSTR container, LPCWSTR name, DWORD type, DWORD flags) {
         EXPECT_EQ(flags, 0xF0004000);
-        self->acquired.push_back(name == std::wstring(kProvider75) ? type : kOtherName);
+        self->acquired.push_back(name == std::wstring(kProvider75) ? type : 0xBAD);
         const auto real = self->acquire.Original<decltype(Acquire)>();
         return real(handle, container, self->anyName ? nullptr : name, type, flags);
     }

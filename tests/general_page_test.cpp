@@ -4,6 +4,7 @@
 
 #include <msi.h>
 
+#include "framework/Module.h"
 #include "tests/support/CryptCalls.h"
 #include "tests/support/Panel.h"
 #include "tests/support/SettingsPage.h"
@@ -125,40 +126,22 @@ TEST_F(GeneralPage, ShowsTheCoreVersionAndWarnsOfAnInterceptedDefaultProvider) {
                            L"System may not function properly."});
 }
 
-const wchar_t* installedConsole = L"";  // its component
+TEST_F(GeneralPage, ClosesWhenItIsStartedAsAdministrator) {
+    const Shell shell;
+    const Denied denied(L"\\config");
+    const auto click = [](HWND sheet) {
+        SendDlgItemMessageW(Ui::Page(sheet), IDC_GENERAL_RUN_AS_ADMIN, WM_LBUTTONDOWN, MK_LBUTTON, 0);
+    };
+    RunPanel({click, [](HWND) {}}, nullptr, false);
+    EXPECT_EQ(Shell::opened.at(0).verb, L"runas");
+}
+
+// Of two components one is installed.
 INSTALLSTATE WINAPI LocateConsole(LPCWSTR component, LPWSTR path, LPDWORD length) {
-    if (lstrcmpiW(component, installedConsole) != 0) return INSTALLSTATE_UNKNOWN;
+    if (lstrcmpiW(component, L"{E7C05B94-1D38-4A6E-8F27-C4B9A20D5318}") != 0) return INSTALLSTATE_UNKNOWN;
     lstrcpynW(path, L"C:\\console %s%n.msc", static_cast<int>(*length));
     return INSTALLSTATE_LOCAL;
 }
-constexpr wchar_t kFirst[] = L"{2A6F8D13-E947-4B20-A5C8-91D3F07E46B2}",
-                  kSecond[] = L"{E7C05B94-1D38-4A6E-8F27-C4B9A20D5318}";
-
-TEST_F(GeneralPage, StartsProgramsOrSaysThatItCouldNot) {
-    const wchar_t *noPanel = L"Couldn't run control panel with administrative privileges.",
-                  *noConsole = L"Failed to start \"Vestra PKI\" console";
-    const Shell shell;
-    const LibraryFunction locate("MsiLocateComponentW", &LocateConsole);
-    const Denied denied(L"\\config");
-    // The result of the shell is more than 32 for success.
-    for (const auto& [link, installed, result, verb, box] :
-         {std::tuple{IDC_GENERAL_RUN_AS_ADMIN, L"", 32, L"runas", noPanel},
-          {IDC_GENERAL_RUN_AS_ADMIN, L"", 33, L"runas", L""},
-          {IDC_GENERAL_PKI_CONSOLE, L"", 33, L"none", noConsole},
-          {IDC_GENERAL_PKI_CONSOLE, kSecond, 33, L"open", L""},
-          {IDC_GENERAL_PKI_CONSOLE, kFirst, 32, L"open", noConsole}}) {
-        installedConsole = installed;
-        Shell::result = result;
-        Shell::opened = {{L"none", L"", L""}};
-        const bool closes = link == IDC_GENERAL_RUN_AS_ADMIN && result > 32;
-        RunPanel({[id = link](HWND sheet) { SendDlgItemMessageW(Ui::Page(sheet), id, WM_LBUTTONDOWN, MK_LBUTTON, 0); },
-                  [](HWND) {}},
-                 nullptr, !closes);
-        EXPECT_EQ(Shell::opened.back().verb, verb);
-        EXPECT_EQ(boxes, *box ? Texts{box} : Texts{});
-    }
-}
-
 UINT WINAPI HostileProperty(LPCWSTR, LPCWSTR name, LPWSTR value, LPDWORD length) {
     const std::wstring scheme = std::wstring(name).starts_with(L"URL") ? L"https://" : L"";
     lstrcpynW(value, (scheme + name + L" %s%n%1 & \x202E").c_str(), static_cast<int>(*length));
@@ -171,34 +154,34 @@ void PressKey(HWND sheet, WPARAM key) {
     if (!PropSheet_IsDialogMessage(sheet, &message)) DispatchMessageW(&message);
 }
 
-// Foreign texts are shown and opened as they stand.
+// Foreign texts are shown and opened as they stand. The shell refuses all of them.
 TEST_F(GeneralPage, EveryLinkIsReachedByTabAndPressedByEnterAndSpace) {
     const LibraryFunction get("MsiGetProductInfoW", &HostileProperty), locate("MsiLocateComponentW", &LocateConsole);
     const Shell shell;
     const SpokenNames spoken;
     const Denied denied(L"\\config");
-    installedConsole = kFirst;
-    Shell::result = 5;  // or the sheet would close
+    Shell::result = 32;
     RunPanel({[&](HWND sheet) {
         const HWND page = Ui::Page(sheet);
         EXPECT_EQ(Ui::Text(page, IDC_GENERAL_PRODUCT_NAME), L"InstalledProductName %s%n%1 & \x202E");
         EXPECT_NE(GetFocus(), GetDlgItem(page, IDC_GENERAL_PRODUCT_NAME)) << "Enter must not open a link";
-        for (const WPARAM key : {VK_RETURN, VK_SPACE}) {
-            for (const auto& [id, file] :
-                 {std::pair{IDC_GENERAL_PRODUCT_NAME, L"https://URLUpdateInfo %s%n%1 & \x202E"},
-                  {IDC_GENERAL_NOTICE, L"https://URLInfoAbout %s%n%1 & \x202E"},
-                  {IDC_GENERAL_PKI_CONSOLE, L"C:\\console %s%n.msc"}}) {
-                const HWND link = GetDlgItem(page, id);
-                for (int tabs = 0; GetFocus() != link && tabs < 30; ++tabs) PressKey(sheet, VK_TAB);
-                ASSERT_EQ(GetFocus(), link) << id;
-                EXPECT_EQ(SpokenNames::roles[link], ROLE_SYSTEM_LINK) << id;
-                Shell::opened.clear();
-                PressKey(sheet, key);
-                ASSERT_EQ(Shell::opened.size(), 1u) << id;
-                EXPECT_EQ(Shell::opened[0].file, file);
-            }
+        for (const auto& [id, key, file] :
+             {std::tuple{IDC_GENERAL_PRODUCT_NAME, VK_RETURN, L"https://URLUpdateInfo %s%n%1 & \x202E"},
+              {IDC_GENERAL_NOTICE, VK_SPACE, L"https://URLInfoAbout %s%n%1 & \x202E"},
+              {IDC_GENERAL_PKI_CONSOLE, VK_RETURN, L"C:\\console %s%n.msc"},
+              {IDC_GENERAL_RUN_AS_ADMIN, VK_SPACE, nullptr}}) {
+            const HWND link = GetDlgItem(page, id);
+            for (int tabs = 0; GetFocus() != link && tabs < 30; ++tabs) PressKey(sheet, VK_TAB);
+            ASSERT_EQ(GetFocus(), link) << id;
+            EXPECT_EQ(SpokenNames::roles[link], ROLE_SYSTEM_LINK) << id;
+            Shell::opened.clear();
+            PressKey(sheet, static_cast<WPARAM>(key));
+            ASSERT_EQ(Shell::opened.size(), 1u) << id;
+            EXPECT_EQ(Shell::opened[0].file, file ? file : Module::FileName());
         }
     }});
+    EXPECT_EQ(boxes, (Texts{L"Failed to start \"Vestra PKI\" console",
+                            L"Couldn't run control panel with administrative privileges."}));
 }
 
 // The brush of a link is hollow: an old text goes away only when the page below it is erased.

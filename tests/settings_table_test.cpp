@@ -9,26 +9,23 @@
 
 namespace {
 
-// How values are shown. `Written` values must differ from each other; the first one is stored when a test begins.
+struct Value {
+    Stored stored;
+    std::wstring shown;
+};
+// The first of the values that are written is stored when a test begins.
 struct Form {
-    struct Read {
-        Stored stored;
-        std::wstring shown;
-    };
-    struct Written {
-        std::wstring chosen;
-        Stored stored;
-    };
-    std::vector<Read> read;        // what is never written
-    std::vector<Written> written;  // and shown in the same way
+    std::vector<Value> read;  // what is never written
+    std::vector<Value> written;
     bool asksForRestart = false;
 };
 
-const Form kSwitch = {{{{}, L"off"}, {-1, L"on"}}, {{L"off", 0}, {L"on", 1}}, true};
-const Form kAboveZero = {{{{}, L"off"}, {-1, L"off"}, {7, L"on"}}, {{L"off", 0}, {L"on", 1}}};
-const Form kOpposite = {{{{}, L"on"}}, {{L"on", 0}, {L"off", 1}}};
-const Form kSessions = {{{{}, L"64"}, {-1, L"64"}, {65537, L"64"}}, {{L"0", 0}, {L"65536", 65536}}};
-const Form kAuthorities = {{{{}, L"100"}, {-1, L"100"}, {1000, L"100"}}, {{L"0", 0}, {L"999", 999}}};
+const Form kSwitch = {{{{}, L"off"}, {-1, L"on"}}, {{0, L"off"}, {1, L"on"}}, true};
+const Form kAboveZero = {{{{}, L"off"}, {-1, L"off"}, {7, L"on"}}, {{0, L"off"}, {1, L"on"}}};
+const Form kOpposite = {{{{}, L"on"}}, {{0, L"on"}, {1, L"off"}}};
+const Form kSessions = {{{{}, L"64"}, {-1, L"64"}, {65537, L"64"}}, {{0, L"0"}, {65536, L"65536"}}};
+const Form kAuthorities = {{{{}, L"100"}, {-1, L"100"}, {1000, L"100"}}, {{0, L"0"}, {999, L"999"}}};
+
 using NewPage = std::unique_ptr<CPropertyPage>();
 template <class Page>
 std::unique_ptr<CPropertyPage> New() {
@@ -82,19 +79,29 @@ DWORD WINAPI OldVersion() {
 class SettingsTable : public SettingsTest {
   protected:
     SettingsTable() {
-        for (const Row& row : kRows)
-            numbers.push_back(std::make_unique<StoredNumber>(row.Path(), row.form.written.front().stored));
-    }
-    void ForEachRow(const std::function<void(const Row& row, const StoredNumber& number)>& test) {
-        for (size_t i = 0; i < std::size(kRows); ++i) {
-            SCOPED_TRACE(testing::PrintToString(kRows[i].Path()));
-            test(kRows[i], *numbers[i]);
-            numbers[i]->Set(kRows[i].form.written.front().stored);
+        for (const Row& row : kRows) {
+            numbers.push_back(std::make_unique<StoredNumber>(row.Path(), std::nullopt));
+            Set(row, row.form.written.front());
         }
     }
-    void Run(const Row& row, std::vector<ModalScript::Step> steps) {
-        const auto page = row.page();
-        RunPage(*page, std::move(steps), {IDNO, IDNO});
+    const StoredNumber& NumberOf(const Row& row) const { return *numbers.at(static_cast<size_t>(&row - kRows)); }
+    void Set(const Row& row, const Value& value) const { NumberOf(row).Set(value.stored); }
+    void Run(NewPage* newPage, Steps steps) {
+        const auto page = newPage();
+        RunPage(*page, std::move(steps), {IDNO});
+    }
+    // Opens each page once and calls `look` for its rows.
+    void LookAtAll(const std::function<void(HWND page, const Row& row)>& look, Steps further = {}) {
+        for (NewPage* const page : {kSecurity, kWinlogon, kTls}) {
+            Steps steps = further;
+            steps.insert(steps.begin(), [&](HWND sheet) {
+                for (const Row& row : kRows) {
+                    SCOPED_TRACE(testing::PrintToString(row.Path()));
+                    if (row.page == page) look(Ui::Page(sheet), row);
+                }
+            });
+            Run(page, steps);
+        }
     }
     std::vector<Stored> AllStored() const {
         std::vector<Stored> all;
@@ -107,67 +114,69 @@ class SettingsTable : public SettingsTest {
 };
 
 TEST_F(SettingsTable, AreShownAsTheyAreStored) {
-    ForEachRow([&](const Row& row, const StoredNumber& number) {
-        for (const Form::Read& read : row.form.read) {
-            number.Set(read.stored);
-            Run(row, {[&](HWND sheet) {
-                    EXPECT_EQ(Shown(Ui::Page(sheet), row.control), read.shown) << testing::PrintToString(read.stored);
-                    EXPECT_FALSE(Ui::ApplyEnabled(sheet));
-                }});
-            EXPECT_EQ(number.Get(), read.stored) << "showing it changes nothing";
-        }
-    });
+    for (const size_t position : {0, 1, 2}) {
+        const auto read = [=](const Row& row) { return row.form.read.at(position % row.form.read.size()); };
+        for (const Row& row : kRows) Set(row, read(row));
+        const std::vector<Stored> stored = AllStored();
+        LookAtAll([&](HWND page, const Row& row) {
+            EXPECT_EQ(Shown(page, row.control), read(row).shown);
+            EXPECT_FALSE(Ui::ApplyEnabled(GetParent(page)));
+        });
+        EXPECT_EQ(AllStored(), stored) << "showing them changes nothing";
+    }
 }
 
 TEST_F(SettingsTable, AreWrittenWhenTheyWereChanged) {
-    ForEachRow([&](const Row& row, const StoredNumber& number) {
+    for (const Row& row : kRows) {
+        SCOPED_TRACE(testing::PrintToString(row.Path()));
         const auto& values = row.form.written;
-        for (const Form::Written& value : values) {
-            const Form::Written& before = &value == &values[0] ? values.back() : values.front();
-            number.Set(value.stored);
+        for (const Value& value : values) {
+            const Value& before = &value == &values[0] ? values.back() : values.front();
+            Set(row, value);
             const std::vector<Stored> wanted = AllStored();
-            number.Set(before.stored);
-            Run(row, {[&](HWND sheet) {
-                    EXPECT_EQ(Shown(Ui::Page(sheet), row.control), before.chosen);
-                    for (const Form::Written& chosen : {value, before, value}) {
-                        Choose(Ui::Page(sheet), row.control, chosen.chosen);
-                        EXPECT_EQ(Ui::ApplyEnabled(sheet), chosen.stored == value.stored) << chosen.chosen;
+            Set(row, before);
+            Run(row.page, {[&](HWND sheet) {
+                    EXPECT_EQ(Shown(Ui::Page(sheet), row.control), before.shown);
+                    for (const Value& chosen : {value, before, value}) {
+                        Choose(Ui::Page(sheet), row.control, chosen.shown);
+                        EXPECT_EQ(Ui::ApplyEnabled(sheet), chosen.stored == value.stored) << chosen.shown;
                     }
                     Ui::Press(sheet, PSBTN_OK);
                 }});
             EXPECT_EQ(boxes, row.form.asksForRestart ? Texts{kRestartQuestion} : Texts{});
             EXPECT_EQ(AllStored(), wanted) << "this value, and no other";
         }
-    });
+        Set(row, values.front());
+    }
 }
 
 TEST_F(SettingsTable, CanNotBeChangedWithoutTheRight) {
-    ForEachRow([&](const Row& row, const StoredNumber&) {
-        const Denied denied(kParameters);
-        Run(row, {[&](HWND sheet) {
-                const HWND page = Ui::Page(sheet), control = GetDlgItem(page, static_cast<int>(row.control));
-                const bool isBox = (SendMessageW(control, WM_GETDLGCODE, 0, 0) & DLGC_BUTTON) != 0;
-                EXPECT_FALSE(Ui::Enabled(page, row.control));
-                EXPECT_EQ(Ui::TipBehind(page, row.control), kOnlyAdministrators);
-                EXPECT_EQ(IsWindowEnabled(isBox ? control : GetWindow(control, GW_HWNDPREV)), FALSE) << "the label";
-                EXPECT_FALSE(Ui::ApplyEnabled(sheet));
-            }});
+    const Denied denied(kParameters);
+    LookAtAll([&](HWND page, const Row& row) {
+        const HWND control = GetDlgItem(page, static_cast<int>(row.control));
+        const bool isBox = (SendMessageW(control, WM_GETDLGCODE, 0, 0) & DLGC_BUTTON) != 0;
+        EXPECT_FALSE(Ui::Enabled(page, row.control));
+        EXPECT_EQ(Ui::TipBehind(page, row.control), kOnlyAdministrators);
+        EXPECT_EQ(IsWindowEnabled(isBox ? control : GetWindow(control, GW_HWNDPREV)), FALSE) << "the label";
     });
 }
 
 // The right is withdrawn while the page is open.
 TEST_F(SettingsTable, StayModifiedAndAreReportedWhenTheyCanNotBeWritten) {
-    ForEachRow([&](const Row& row, const StoredNumber& number) {
-        std::optional<Denied> denied;
-        Run(row, {[&](HWND sheet) {
-                      Choose(Ui::Page(sheet), row.control, row.form.written[1].chosen);
-                      denied.emplace(kParameters);
-                      Ui::Press(sheet, PSBTN_OK);
-                  },
-                  Modified(true)});
-        EXPECT_EQ(boxes, Texts{kSaveFailed});
-        EXPECT_EQ(number.Get(), row.form.written[0].stored);
-    });
+    const std::vector<Stored> stored = AllStored();
+    std::optional<Denied> denied;
+    const auto save = [&](HWND sheet) {
+        denied.emplace(kParameters);
+        Ui::Press(sheet, PSBTN_OK);
+    };
+    const auto look = [&](HWND sheet) {
+        EXPECT_TRUE(Ui::ApplyEnabled(sheet));
+        EXPECT_EQ(ShownBoxes::shown.size(), 1u);
+        EXPECT_EQ(AllStored(), stored);
+        denied.reset();
+    };
+    const auto change = [](HWND page, const Row& row) { Choose(page, row.control, row.form.written[1].shown); };
+    LookAtAll(change, {save, look});
 }
 
 }  // namespace

@@ -86,12 +86,9 @@ class SettingsTest : public testing::Test {
     }
     // Clicks those of the buttons that are enabled; whether all are.
     static bool ClickAll(HWND window, const std::vector<UINT>& buttons) {
-        bool all = true;
-        for (const UINT button : buttons) {
-            const bool enabled = Ui::Enabled(window, button);
-            if (enabled) Ui::Click(window, button);
-            all = all && enabled;
-        }
+        const bool all = std::ranges::all_of(buttons, [=](UINT button) { return Ui::Enabled(window, button); });
+        for (const UINT button : buttons)
+            if (Ui::Enabled(window, button)) Ui::Click(window, button);
         return all;
     }
     // Lets calls of the system, the provider and the store in the scenario fail; the number of calls. The settings'

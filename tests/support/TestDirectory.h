@@ -76,9 +76,11 @@ class DirectoryObject final : DirectoryInterfaces {
     }
     ~DirectoryObject() override { --directory_.objects; }
     IADs* Get() { return this; }
-    static HRESULT Open(DirectoryCalls& directory, const std::wstring& path, IDispatch** object) {
-        const HRESULT result = directory.Note(L"Open " + path.substr(0, 6));
-        *object = SUCCEEDED(result) ? (new DirectoryObject(directory, path))->Get() : nullptr;
+    static HRESULT Open(DirectoryCalls& directory, const std::wstring& path, REFIID iid, void** object) {
+        if (const HRESULT result = directory.Note(L"Open " + path.substr(0, 6)); FAILED(result)) return result;
+        auto* opened = new DirectoryObject(directory, path);
+        const HRESULT result = opened->QueryInterface(iid, object);
+        opened->Release();
         return result;
     }
     HRESULT WINAPI QueryInterface(REFIID iid, void** object) override {
@@ -97,7 +99,8 @@ class DirectoryObject final : DirectoryInterfaces {
     }
     HRESULT WINAPI GetObject(BSTR kind, BSTR name, IDispatch** object) override {
         const std::wstring path = std::wstring(name) + L"," + path_;
-        return directory_.entries[path].kind == kind ? Open(directory_, path, object) : E_ADS_BAD_PARAMETER;
+        if (directory_.entries[path].kind != kind) return E_ADS_BAD_PARAMETER;
+        return Open(directory_, path, IID_IDispatch, reinterpret_cast<void**>(object));
     }
     HRESULT WINAPI get__NewEnum(IUnknown** children) override {
         *children = (new DirectoryObject(directory_, path_))->Get();
@@ -112,9 +115,8 @@ class DirectoryObject final : DirectoryInterfaces {
         return S_OK;
     }
     HRESULT WINAPI get_Class(BSTR* text) override {
-        const HRESULT result = directory_.Note(L"Class");
-        *text = SUCCEEDED(result) ? SysAllocString(entry_.kind.c_str()) : nullptr;
-        return result;
+        *text = SysAllocString(entry_.kind.c_str());
+        return directory_.Note(L"Class");
     }
     HRESULT WINAPI Get(BSTR name, VARIANT* value) override {
         if (const HRESULT result = directory_.Note(std::wstring(L"Get ") + name); FAILED(result)) return result;
@@ -144,7 +146,7 @@ class DirectoryObject final : DirectoryInterfaces {
     }
     HRESULT WINAPI SetInfo() override {
         const HRESULT result = directory_.Note(L"Set " + path_.substr(0, 6));
-        if (SUCCEEDED(result)) directory_.entries[path_] = entry_;
+        if (result == S_OK) directory_.entries[path_] = entry_;
         return result;
     }
 
@@ -163,7 +165,10 @@ const std::string kListed =
 
 // A domain with two controllers and the templates, which the panel finds while the object lives.
 struct TestDirectory : DirectoryCalls {
-    static constexpr wchar_t kDomain[] = L"OU=Domain Controllers,DC=test";
+    static constexpr wchar_t kDomain[] = L"OU=Domain Controllers,DC=test",
+                             kTemplates[] =
+                                 L", CN=Certificate Templates, CN=Public Key Services, CN=Services,"
+                                 L"CN=Configuration,DC=test";
 
     TestDirectory() {
         bound = this;
@@ -177,11 +182,7 @@ struct TestDirectory : DirectoryCalls {
             Template(name).attributes = {{L"pKIDefaultCSPs", L"1,Another"}, {L"msPKI-Minimal-Key-Size", 1024}};
         }
     }
-    DirectoryEntry& Template(const std::wstring& name) {
-        return entries[name +
-                       L", CN=Certificate Templates, CN=Public Key Services, CN=Services,"
-                       L"CN=Configuration,DC=test"];
-    }
+    DirectoryEntry& Template(const std::wstring& name) { return entries[name + kTemplates]; }
     // Its identifier ends in this byte; the others count up from 0.
     DirectoryEntry& AddController(const std::wstring& name, BYTE last) {
         auto& children = entries[kDomain].children;
@@ -193,12 +194,7 @@ struct TestDirectory : DirectoryCalls {
         return added;
     }
     static HRESULT WINAPI Bind(LPCWSTR path, REFIID iid, void** object) {
-        IDispatch* opened = nullptr;
-        const HRESULT result = DirectoryObject::Open(*bound, path + wcslen(L"LDAP://"), &opened);
-        if (FAILED(result)) return result;
-        const HRESULT queried = opened->QueryInterface(iid, object);
-        opened->Release();
-        return queried;
+        return DirectoryObject::Open(*bound, path + wcslen(L"LDAP://"), iid, object);
     }
 
     static inline DirectoryCalls* bound;
