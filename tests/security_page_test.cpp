@@ -92,6 +92,11 @@ TEST_F(SecurityPage, SaysWhyControlsAreDisabled) {
     });
     const Denied denied(L"\\config\\Provider");
     Look([](HWND page) { EXPECT_EQ(Ui::TipBehind(page, IDC_SECURITY_CSP), kOnlyAdministrators); });
+    const UniqueService manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CREATE_SERVICE)),
+        service(CreateServiceW(manager.get(), L"kvcsp1", L"", DELETE, SERVICE_WIN32_OWN_PROCESS, 3, 0, L"C:\\none.exe",
+                               nullptr, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_TRUE(IsKeyServiceInstalled());
+    DeleteService(service.get());
 }
 
 // What the registry refuses stays changed, unreported, and the question is asked all the same.

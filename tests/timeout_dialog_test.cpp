@@ -87,7 +87,9 @@ TEST_F(TimeoutDialog, TakesNumbersInTheRangeOnly) {
             Ui::Click(dialog, IDC_TIMEOUT_USER_DEFAULT);
             EXPECT_EQ(Shown(dialog, IDC_TIMEOUT_USER_VALUE), L"5 disabled") << "the last valid one";
         }
-        Ui::Click(dialog, IDOK);
+        Ui::Click(dialog, IDC_TIMEOUT_SYSTEM_INFINITE);
+        EXPECT_EQ(Shown(dialog, IDC_TIMEOUT_SYSTEM_VALUE), L"65535 disabled");
+        ClickAll(dialog, {IDC_TIMEOUT_SYSTEM_SET, IDOK});
     });
     EXPECT_EQ(boxes, (Texts{range, range, number}));
     EXPECT_EQ(Get(), "none 65535 ");

@@ -2,6 +2,7 @@
 // the registration of the cipher suites and the restart.
 #include "pages/PropPageConfigTLS.h"
 
+#include "softcsp/common/Registry.h"
 #include "tests/support/SettingsPage.h"
 
 namespace {
@@ -96,8 +97,7 @@ TEST_F(TlsPage, RegistersTheCipherSuitesAnew) {
         SCOPED_TRACE(&c - cases);
         Reset();
         authorities.Set(-1);
-        DWORD registered = kOld, size = sizeof registered;
-        RegSetKeyValueW(HKEY_LOCAL_MACHINE, kKey, kRegistered, REG_DWORD, &registered, sizeof registered);
+        softcsp::WriteValue(HKEY_LOCAL_MACHINE, kKey, kRegistered, kOld);
         windows = c.windows;
         missing = c.missing;
         const ProviderSetting result(c.result.first, c.result.second);
@@ -107,9 +107,7 @@ TEST_F(TlsPage, RegistersTheCipherSuitesAnew) {
         if (c.failing) (settings.*c.failing).shown = true;
         const Denied denied(PathOf(c.failing == kEarlier ? kRevocation : kCredential));
         EXPECT_EQ(!!settings.Write().result, c.saved);
-        registered = 0;
-        RegGetValueW(HKEY_LOCAL_MACHINE, kKey, kRegistered, RRF_RT_REG_DWORD, nullptr, &registered, &size);
-        EXPECT_EQ(registered, c.registered);
+        EXPECT_EQ(softcsp::ReadNumber(HKEY_LOCAL_MACHINE, kKey, kRegistered, 0), c.registered);
         EXPECT_EQ(legacy.Get(), Stored(1));
         EXPECT_EQ(authorities.Get(), Stored(100));
     }
@@ -128,6 +126,7 @@ TEST_F(TlsPage, ARefusedRestartIsReportedAsAFailure) {
         EXPECT_EQ(boxes, (Texts{kRestartQuestion, kSaveFailed}));
         EXPECT_EQ(credential.Get(), Stored(1)) << "although it is written";
     }
+    EXPECT_EQ(Restart::restarts, 1) << "only with the privilege";
 }
 
 // Not with a later Windows, where the registration's success hides failures before it.

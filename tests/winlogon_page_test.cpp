@@ -4,12 +4,15 @@
 
 #include <commdlg.h>
 
+#include "softcsp/common/Registry.h"
 #include "tests/support/Certificates.h"
 #include "tests/support/Provider.h"
 #include "tests/support/SettingsPage.h"
 #include "tests/support/TestDirectory.h"
 
 namespace {
+
+using namespace softcsp;
 
 constexpr DWORD kMissing = 0x7ffffffe, kNoKey = 0x7fffffff;  // of the KDC's value: none, not even the key
 
@@ -56,15 +59,10 @@ class WinlogonPage : public SettingsPageTest<CPropPageConfigWLReaders> {
         return text;
     }
     static void StoreKdc(DWORD value) {
-        RegDeleteTreeW(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Services\\kdc");
-        const wchar_t* name = value == kMissing ? L"other" : kKdcValue;
-        if (value != kNoKey) RegSetKeyValueW(HKEY_LOCAL_MACHINE, kKdcKey, name, REG_DWORD, &value, sizeof value);
+        RemoveKey(HKEY_LOCAL_MACHINE, L"SYSTEM\\CurrentControlSet\\Services\\kdc");
+        if (value != kNoKey) WriteValue(HKEY_LOCAL_MACHINE, kKdcKey, value == kMissing ? L"other" : kKdcValue, value);
     }
-    static DWORD StoredKdc() {
-        DWORD value = kMissing, size = sizeof value;
-        RegGetValueW(HKEY_LOCAL_MACHINE, kKdcKey, kKdcValue, RRF_RT_DWORD, nullptr, &value, &size);
-        return value;
-    }
+    static DWORD StoredKdc() { return ReadNumber(HKEY_LOCAL_MACHINE, kKdcKey, kKdcValue, kMissing); }
     static auto ChooseReader(int item) {
         return [=](HWND sheet) {
             Ui::Select(Ui::Page(sheet), IDC_WINLOGON_READER, item);
@@ -183,12 +181,11 @@ TEST_F(WinlogonPage, OpensEveryProviderWithTheTypeThatItsItemGot) {
               (std::vector<Opened>{{kProvider75, 75}, {kProvider71, 71}, {kProvider75, 75}, {kProvider71, 71}}));
     EXPECT_EQ(StoredReader(kProvider71), L"");
     const std::wstring key = std::wstring(L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\") + kProvider75;
-    RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"ImpType");
+    RemoveValue(HKEY_LOCAL_MACHINE, key, L"ImpType");
     opened.clear();
     Look([](HWND) {});
     EXPECT_EQ(opened, std::vector<Opened>(2, {kProvider71, 0}));
-    const DWORD kind = CRYPT_IMPL_SOFTWARE;
-    RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"ImpType", REG_DWORD, &kind, sizeof kind);
+    WriteValue(HKEY_LOCAL_MACHINE, key, L"ImpType", DWORD{CRYPT_IMPL_SOFTWARE});
 }
 
 TEST_F(WinlogonPage, ExportsTheControllersToAFileThatIsWholeOrAsItWas) {

@@ -9,9 +9,6 @@
 // What is registered is gone with the object. Modules come in the order of their keys.
 class RegisteredModules {
   public:
-    RegisteredModules() = default;
-    RegisteredModules(const RegisteredModules&) = delete;
-    RegisteredModules& operator=(const RegisteredModules&) = delete;
     ~RegisteredModules() { RegDeleteTreeW(HKEY_LOCAL_MACHINE, key_.c_str()); }
     void Add(const std::wstring& key, const std::wstring& path, DWORD type = REG_SZ) {
         RegSetKeyValueW(HKEY_LOCAL_MACHINE, (key_ + L"\\kvcsp\\" + key).c_str(), L"Path", type, path.c_str(),

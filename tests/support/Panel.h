@@ -20,8 +20,7 @@ class PanelSession {
   public:
     PanelSession() { CPlApplet(nullptr, CPL_INIT, 0, 0); }
     ~PanelSession() { CPlApplet(nullptr, CPL_EXIT, 0, 0); }
-    PanelSession(const PanelSession&) = delete;
-    PanelSession& operator=(const PanelSession&) = delete;
+    PanelSession(PanelSession&&) = delete;
 
     // Opens the sheet at a page and runs it until it is closed; the entry's result.
     LONG Open(const char* page = nullptr) {

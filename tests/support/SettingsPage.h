@@ -22,22 +22,18 @@ constexpr wchar_t kOnlyAdministrators[] = L"Only an administrator can change the
 // In the place of the computer's restart.
 struct Restart {
     static inline int restarts;
-    static inline bool privileged;
     static inline std::wstring refused;  // "privilege" or "exit"
     static BOOL WINAPI Adjust(HANDLE, BOOL, TOKEN_PRIVILEGES* wanted, DWORD, TOKEN_PRIVILEGES*, DWORD*) {
         EXPECT_EQ(wanted->Privileges[0].Luid.LowPart, 19u) << "not that of shutting down";
         EXPECT_EQ(wanted->Privileges[0].Attributes, DWORD{SE_PRIVILEGE_ENABLED});
-        privileged = refused != L"privilege";
-        return SetLastError(privileged ? ERROR_SUCCESS : ERROR_NOT_ALL_ASSIGNED), TRUE;
+        return SetLastError(refused == L"privilege" ? ERROR_NOT_ALL_ASSIGNED : ERROR_SUCCESS), TRUE;
     }
     static BOOL WINAPI Exit(UINT flags, DWORD reason) {
-        EXPECT_TRUE(privileged);
         EXPECT_EQ(flags, UINT{EWX_REBOOT});
         EXPECT_EQ(reason, 0x80040001);
         return ++restarts, refused != L"exit";
     }
-    const ImportPatch adjust{(restarts = 0, refused = L"", privileged = false, nullptr), "AdjustTokenPrivileges",
-                             &Adjust},
+    const ImportPatch adjust{(restarts = 0, refused = L"", nullptr), "AdjustTokenPrivileges", &Adjust},
         exit{nullptr, "ExitWindowsEx", &Exit};
 };
 

@@ -32,19 +32,17 @@ struct DirectoryCalls {
         const size_t number = calls.size();
         calls.push_back(call);
         if (call == trouble) return E_ADS_OBJECT_UNBOUND;
-        return number == failing || (onwards && number > failing) ? CodeOf(number) : S_OK;
+        return number == failing ? CodeOf(number) : S_OK;
     }
-    void Forget(size_t nextFailing = kNone, bool fromThere = false) {
+    void Forget(size_t nextFailing = kNone) {
         calls.clear();
         failing = nextFailing;
-        onwards = fromThere;
     }
 
     std::map<std::wstring, DirectoryEntry> entries;  // by path, without "LDAP://"
     std::vector<std::wstring> calls;                 // "Get dNSHostName"
     std::wstring trouble;                            // such a call fails
     size_t failing = kNone;                          // so does the one with this number
-    bool onwards = false;                            // and those after it
     int objects = 0;                                 // not released yet
 };
 
