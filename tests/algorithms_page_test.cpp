@@ -9,8 +9,8 @@ namespace {
 constexpr UINT kType = IDC_ALGORITHMS_TYPE, kHash = IDC_ALGORITHMS_HASH, kDiffieHellman = IDC_ALGORITHMS_DIFFIE_HELLMAN;
 const std::wstring kSection = L"\\config\\oid", kName = L"\\config\\{B4E93F27-6A15-4D8C-8E02-7A39C15D6E80}";
 
-// The software provider has another name for each type. The panel asks for the one that is stored, for both types; so
-// that it gets the second type too, the call is passed on without a name.
+// The software provider has another name for each type. The panel opens both types by the stored
+// name; the call is passed on without a name, so that it opens the second type too.
 class AlgorithmsPage : public SettingsPageTest<CPropPageConfigCSPOID> {
   protected:
     AlgorithmsPage() {

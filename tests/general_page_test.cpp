@@ -154,7 +154,7 @@ void PressKey(HWND sheet, WPARAM key) {
     if (!PropSheet_IsDialogMessage(sheet, &message)) DispatchMessageW(&message);
 }
 
-// Foreign texts are shown and opened as they stand. The shell refuses all of them.
+// Foreign texts are shown and opened unchanged. The shell refuses all of them.
 TEST_F(GeneralPage, EveryLinkIsReachedByTabAndPressedByEnterAndSpace) {
     const LibraryFunction get("MsiGetProductInfoW", &HostileProperty), locate("MsiLocateComponentW", &LocateConsole);
     const Shell shell;

@@ -61,7 +61,7 @@ TEST_F(SavedPasswordsDialog, OffersWhatThereIsAndCouplesTheBoxes) {
     EXPECT_EQ(Left(), L"user:pz computer:ap") << "cancelled";
 }
 
-// Which code ends a search is the library's own affair, but not that of a function which it lacks.
+// The library may end a search with any code. The code of a missing function ends none.
 TEST_F(SavedPasswordsDialog, KnowsTheEndOfASearchByTheSectionsOwn) {
     static DWORD end;
     static DWORD (*search)(HANDLE, HANDLE*);

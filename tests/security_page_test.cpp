@@ -84,6 +84,9 @@ TEST_F(SecurityPage, ShowsWhatIsStoredAndWhatMayBeChanged) {
                       ReadSetting(kDhMayChangeSetting) != kNoSuchParameter);
         });
     }
+    Reset();
+    EXPECT_TRUE(WriteDefaultProvider(75, L"not installed"));
+    Look([](HWND page) { EXPECT_FALSE(Ui::ApplyEnabled(GetParent(page))); });
 }
 
 TEST_F(SecurityPage, SaysWhyControlsAreDisabled) {

@@ -161,22 +161,27 @@ TEST_F(SettingsTable, CanNotBeChangedWithoutTheRight) {
     });
 }
 
-// The right is withdrawn while the page is open.
+// The right is withdrawn while the page is open. The save can be repeated.
 TEST_F(SettingsTable, StayModifiedAndAreReportedWhenTheyCanNotBeWritten) {
-    const std::vector<Stored> stored = AllStored();
     std::optional<Denied> denied;
+    std::vector<Stored> stored;
+    const auto change = [&](HWND page, const Row& row) {
+        stored = AllStored();
+        Choose(page, row.control, row.form.written[1].shown);
+    };
     const auto save = [&](HWND sheet) {
         denied.emplace(kParameters);
         Ui::Press(sheet, PSBTN_OK);
     };
-    const auto look = [&](HWND sheet) {
+    const auto saveAgain = [&](HWND sheet) {
         EXPECT_TRUE(Ui::ApplyEnabled(sheet));
         EXPECT_EQ(ShownBoxes::shown.size(), 1u);
         EXPECT_EQ(AllStored(), stored);
         denied.reset();
+        Ui::Press(sheet, PSBTN_OK);
     };
-    const auto change = [](HWND page, const Row& row) { Choose(page, row.control, row.form.written[1].shown); };
-    LookAtAll(change, {save, look});
+    LookAtAll(change, {save, saveAgain});
+    for (const Row& row : kRows) EXPECT_EQ(NumberOf(row).Get(), row.form.written[1].stored) << row.control;
 }
 
 }  // namespace

@@ -26,7 +26,7 @@ struct TimeoutDialog : SettingsTest {
     void Set(Stored user, Stored system) const {
         for (std::size_t i = 0; i < 10; ++i) numbers.at(i)->Set(i == 0 ? user : i == 5 ? system : 2);
     }
-    // What the five values of the user and of the system are, if they are the same.
+    // The first of the user's and of the system's five values, and "-" for each further one that differs from it.
     std::string Get() const {
         std::string text;
         for (std::size_t i = 0; i < 10; ++i) {

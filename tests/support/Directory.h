@@ -3,7 +3,7 @@
 
 #include <string>
 
-// Where the tests, the panel and the libraries lie, with the last backslash.
+// The directory of the tests, the panel and the libraries, with the last backslash.
 std::wstring ProgramDirectory();
 
 // A new empty directory below the system's temporary one, removed with all that is in it at the end.
@@ -15,14 +15,14 @@ class TemporaryDirectory {
 
     const std::wstring& Path() const noexcept { return path_; }  // with the last backslash
 
-    // Copies a file that lies beside the running test into the directory; the copy's path.
+    // Copies a file from the running test's directory; the copy's path.
     std::wstring Take(const wchar_t* fileName) const;
 
   private:
     std::wstring path_;
 };
 
-// Runs a program that lies beside the running test and waits for it; its exit code, and what it wrote (UTF-8).
+// Runs a program of the running test's directory and waits for it; its exit code, and its output (UTF-8).
 unsigned RunProgram(const wchar_t* fileName, const std::wstring& arguments, std::string* output = nullptr);
 
 // The same for softcsp.exe.

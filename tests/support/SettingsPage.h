@@ -51,7 +51,7 @@ inline std::wstring Shown(HWND dialog, const std::vector<UINT>& controls) {
     return all;
 }
 
-// English windows, unless the test says otherwise.
+// The windows are English, unless the test sets another language.
 class SettingsTest : public testing::Test {
   protected:
     using Steps = std::vector<ModalScript::Step>;
@@ -111,8 +111,8 @@ class SettingsPageTest : public SettingsTest {
     void Look(const std::function<void(HWND page)>& look) {
         Run({[&](HWND sheet) { look(Ui::Page(sheet)); }});
     }
-    // Lets calls fail while the page opens, is changed and applied. All is stored then, unless a message says
-    // otherwise, something is left to apply, or `change` returned that not everything could be changed.
+    // Lets calls fail while the page opens, is changed and applied. All is stored then, unless a failure is
+    // reported, something is left to apply, or `change` returned that not everything could be changed.
     void SaveUnderFaults(const char* name, const std::function<bool(HWND page)>& change,
                          const std::function<bool()>& isStored, const std::function<void()>& reset,
                          const std::set<std::string_view>& again, int restart = IDNO) {
