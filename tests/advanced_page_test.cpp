@@ -130,7 +130,8 @@ TEST_F(AdvancedPage, ShowsSortsAndCopiesTheList) {
     const std::tuple<int, const wchar_t*, std::wstring> clicks[] = {{0, L">||||", library + reversed + lost},
                                                                     {3, L"|||<|", lost + library + system},
                                                                     {3, L"|||>|", reversed + library + lost},
-                                                                    {1, L"|<|||", lost + system + library}};
+                                                                    {1, L"|<|||", lost + system + library},
+                                                                    {2, L"||<||", lost + system + library}};
     const auto six = +[](DLLVERSIONINFO* version) { return version->dwMajorVersion = 6, S_OK; };
     for (const bool newer : {false, true}) {
         const LibraryFunction version(newer ? "DllGetVersion" : "none", six);

@@ -129,11 +129,12 @@ TEST_F(GeneralPage, ShowsTheCoreVersionAndWarnsOfAnInterceptedDefaultProvider) {
 TEST_F(GeneralPage, ClosesWhenItIsStartedAsAdministrator) {
     const Shell shell;
     const Denied denied(L"\\config");
-    const auto click = [](HWND sheet) {
-        SendDlgItemMessageW(Ui::Page(sheet), IDC_GENERAL_RUN_AS_ADMIN, WM_LBUTTONDOWN, MK_LBUTTON, 0);
+    const auto click = [](int link) {
+        return [=](HWND sheet) { SendDlgItemMessageW(Ui::Page(sheet), link, WM_LBUTTONDOWN, MK_LBUTTON, 0); };
     };
-    RunPanel({click, [](HWND) {}}, nullptr, false);
-    EXPECT_EQ(Shell::opened.at(0).verb, L"runas");
+    RunPanel({click(IDC_GENERAL_PKI_CONSOLE), click(IDC_GENERAL_RUN_AS_ADMIN), [](HWND) {}}, nullptr, false);
+    ASSERT_EQ(Shell::opened.size(), 1u) << "no console is installed";
+    EXPECT_EQ(Shell::opened[0].verb, L"runas");
 }
 
 // Of two components one is installed.

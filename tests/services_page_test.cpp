@@ -46,9 +46,9 @@ TEST(StaticLink, OpensOnlyWhatIsAnAddressOrAFile) {
 using Value = std::vector<BYTE>;
 constexpr DWORD kList = 103, kCurrent = 92;
 
-// An entry of a one-letter name and a value of its own before it.
+// An entry of a one-letter name, a value of its own before it, and more after it.
 Value Entry(char name, BYTE value) {
-    return {5, 0, 1, 0, value, static_cast<BYTE>(name), 0, 0, 0};
+    return {5, 0, 1, 0, value, static_cast<BYTE>(name), 0, 0, 0, 'x', 0};
 }
 
 struct ComboProvider {
@@ -56,6 +56,7 @@ struct ComboProvider {
     Value current;
     int failingCall = 0;   // from 1; 0: none
     bool endless = false;  // the list begins anew
+    DWORD claimed = 0;     // not 0: the length that the current value is said to have
     size_t next = 0;       // the entry that the list goes on with
     int calls = 0;
     std::vector<Value> written = {};
@@ -71,7 +72,7 @@ BOOL WINAPI GetParameter(HCRYPTPROV, DWORD parameter, BYTE* data, DWORD* length,
         provider.next += data != nullptr;
     }
     if (data) std::copy(value->begin(), value->end(), data);
-    *length = static_cast<DWORD>(value->size());
+    *length = parameter == kCurrent && provider.claimed ? provider.claimed : static_cast<DWORD>(value->size());
     return TRUE;
 }
 
@@ -103,6 +104,8 @@ TEST(ComboParam, SelectsTheLastEntryThatEqualsTheValueAndSavesAnotherOnce) {
     const std::tuple<ComboProvider, int, bool> cases[] = {{{{first, twice}, first, 1}, 0, false},
                                                           {{{first, twice}, first, 6}, 2, false},
                                                           {{{first, {}, first}, first}, 1, true},
+                                                          {{{first, twice}, {}}, 2, true},
+                                                          {{{first}, first, 0, false, 0xFFFFFFFF}, 1, false},
                                                           {{{first}, first, 0, true}, 1000, true}};
     for (const auto& [lists, count, usable] : cases) {
         provider = lists;
