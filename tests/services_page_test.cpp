@@ -1,4 +1,5 @@
 // What settings pages are made of: links, and combo boxes of provider parameters.
+#include "applet/services/ParameterEntry.h"
 #include "applet/services/StaticLink.h"
 #include "pages/PropPageConfigCSPOID.h"
 #include "tests/support/Services.h"
@@ -46,9 +47,9 @@ TEST(StaticLink, OpensOnlyWhatIsAnAddressOrAFile) {
 using Value = std::vector<BYTE>;
 constexpr DWORD kList = 103, kCurrent = 92;
 
-// An entry of a one-letter name, a value of its own before it, and more after it.
+// An entry of a one-letter name and a value of its own before it.
 Value Entry(char name, BYTE value) {
-    return {5, 0, 1, 0, value, static_cast<BYTE>(name), 0, 0, 0, 'x', 0};
+    return {5, 0, 1, 0, value, static_cast<BYTE>(name), 0, 0, 0};
 }
 
 struct ComboProvider {
@@ -112,7 +113,15 @@ TEST(ComboParam, SelectsTheLastEntryThatEqualsTheValueAndSavesAnotherOnce) {
         combo.Attach(77);
         EXPECT_EQ(combo.GetCount(), count);
         EXPECT_EQ(IsWindowEnabled(combo.m_hWnd) != FALSE, usable) << count;
+        EXPECT_EQ(combo.GetCurSel() >= 0, usable) << count;
     }
+}
+
+TEST(ParameterEntry, ANameEndsWithAZero) {
+    const Value entry = {5, 0, 1, 0, 7, 'A', 0, 0x11, 0x04, 0, 0, 'x', 0};
+    ParameterName name;
+    EXPECT_TRUE(ReadParameterName(entry.data(), entry.size(), name));
+    EXPECT_EQ(name.text, u"AБ");
 }
 
 }  // namespace
