@@ -1,15 +1,16 @@
-// Keys, signatures and their ways between contexts, through the system's own interfaces.
-#include "tests/support/SoftProvider.h"
+// Keys and signatures through the system's own interfaces, and the counting of the provider's calls.
+#include <algorithm>
 
-#include <cstring>
+#include "softcsp/common/CallRecord.h"
+#include "tests/support/ImportPatch.h"
+#include "tests/support/SoftProvider.h"
 
 namespace {
 
 using namespace softcsp;
 
-constexpr ALG_ID kWrap = 0x661F, kEphemeral = 0xAA25;
+constexpr ALG_ID kEphemeral = 0xAA25;
 constexpr BYTE kText[] = "Hello, world";
-const TestBytes kProbe(kText, kText + sizeof kText);
 
 UniqueCryptKey Generate(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags = 0) {
     UniqueCryptKey key;
@@ -17,90 +18,18 @@ UniqueCryptKey Generate(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags = 0) 
     return key;
 }
 
-UniqueCryptKey Import(HCRYPTPROV provider, const TestBytes& blob, HCRYPTKEY by = 0) {
-    UniqueCryptKey key;
-    EXPECT_EQ(ErrorOf(CryptImportKey(provider, blob.data(), static_cast<DWORD>(blob.size()), by, CRYPT_EXPORTABLE,
-                                     key.put())),
-              0);
-    return key;
-}
-
-UniqueCryptHash HashOf(HCRYPTPROV provider, const void* data, std::size_t size) {
+UniqueCryptHash HashOf(HCRYPTPROV provider) {
     UniqueCryptHash hash;
     EXPECT_EQ(ErrorOf(CryptCreateHash(provider, kHash, 0, 0, hash.put())), 0);
-    EXPECT_EQ(ErrorOf(CryptHashData(hash.get(), static_cast<const BYTE*>(data), static_cast<DWORD>(size), 0)), 0);
+    EXPECT_EQ(ErrorOf(CryptHashData(hash.get(), kText, sizeof kText, 0)), 0);
     return hash;
 }
 
 // From `at` on.
-TestBytes Encrypted(HCRYPTKEY key, TestBytes data, std::size_t at = 0) {
+Bytes Encrypted(HCRYPTKEY key, Bytes data, std::size_t at = 0) {
     auto size = static_cast<DWORD>(data.size() - at);
     EXPECT_EQ(ErrorOf(CryptEncrypt(key, 0, TRUE, 0, data.data() + at, &size, size)), 0);
     return data;
-}
-
-// Moves a session key as programs do that let no key out in the clear: both sides agree on a key from ephemeral ones.
-UniqueCryptKey Transfer(HCRYPTPROV from, HCRYPTPROV to, HCRYPTKEY session) {
-    const UniqueCryptKey mine = Generate(from, kEphemeral, CRYPT_EXPORTABLE);
-    const UniqueCryptKey yours = Generate(to, kEphemeral, CRYPT_EXPORTABLE | CRYPT_PREGEN);
-    EXPECT_TRUE(ExportedKey(yours.get(), PUBLICKEYBLOB).empty()) << "not complete yet";
-    for (const DWORD set : {kKeyParamDigestSet, kKeyParamCurve})
-        EXPECT_EQ(ErrorOf(CryptSetKeyParam(yours.get(), set, KeyParameter(mine.get(), set).data(), 0)), 0);
-    const CRYPT_DATA_BLOB nothing{};  // a null pointer would do, too, but Wine passes none on
-    EXPECT_EQ(ErrorOf(CryptSetKeyParam(yours.get(), KP_X, reinterpret_cast<const BYTE*>(&nothing), 0)), 0);
-    const UniqueCryptKey sending = Import(from, ExportedKey(yours.get(), PUBLICKEYBLOB), mine.get());
-    const UniqueCryptKey receiving = Import(to, ExportedKey(mine.get(), PUBLICKEYBLOB), yours.get());
-    TestBytes refused = kProbe;
-    auto size = static_cast<DWORD>(refused.size());
-    EXPECT_EQ(ErrorOf(CryptEncrypt(sending.get(), 0, TRUE, 0, refused.data(), &size, size)), NTE_BAD_KEY_STATE)
-        << "without an initial value";
-    for (const HCRYPTKEY key : {sending.get(), receiving.get()}) CryptSetKeyParam(key, KP_IV, kText, 0);
-    EXPECT_EQ(Encrypted(sending.get(), kProbe), Encrypted(receiving.get(), kProbe));
-    for (const HCRYPTKEY key : {sending.get(), receiving.get(), session})
-        EXPECT_EQ(ErrorOf(CryptSetKeyParam(key, KP_ALGID, reinterpret_cast<const BYTE*>(&kWrap), 0)), 0);
-    const UniqueCryptKey fixed = Generate(from, kCipher);
-    EXPECT_EQ(ErrorOf(CryptExportKey(fixed.get(), sending.get(), SIMPLEBLOB, 0, nullptr, &size)), NTE_BAD_KEY_STATE)
-        << "not exportable";
-    const TestBytes blob = ExportedKey(session, SIMPLEBLOB, sending.get());
-    TestBytes damaged = blob;
-    damaged.back() ^= 4;
-    HCRYPTKEY none = 0;
-    EXPECT_EQ(
-        ErrorOf(CryptImportKey(to, damaged.data(), static_cast<DWORD>(damaged.size()), receiving.get(), 0, &none)),
-        NTE_BAD_DATA);
-    return Import(to, blob, receiving.get());
-}
-
-TEST(SoftcspKeys, SignAgreeAndMoveBetweenContainers) {
-    const LoadedProvider held;
-    const TestContainer source(L"Ключи: источник"), target(L"keys target", 71);
-    ASSERT_TRUE(source.Made());
-    ASSERT_TRUE(target.Made());
-    const UniqueCryptKey session = Generate(source.Get(), kCipher, CRYPT_EXPORTABLE);
-    const UniqueCryptKey moved = Transfer(source.Get(), target.Get(), session.get());
-    EXPECT_EQ(Encrypted(session.get(), kProbe), Encrypted(moved.get(), kProbe));
-    for (const DWORD spec : {AT_KEYEXCHANGE, AT_SIGNATURE}) {
-        const UniqueCryptKey created = Generate(source.Get(), spec, CRYPT_EXPORTABLE);
-        const TestBytes publicBlob = ExportedKey(created.get(), PUBLICKEYBLOB);
-        const UniqueCryptKey copy =
-            Import(target.Get(), ExportedKey(created.get(), PRIVATEKEYBLOB, session.get()), moved.get());
-        EXPECT_EQ(ExportedKey(copy.get(), PUBLICKEYBLOB), publicBlob);
-        // Signed with the copy in a context of its own; verified with the public key alone.
-        CCryptProvContext opened, verifying;
-        ASSERT_TRUE(opened.Acquire(CRYPT_SILENT, target.Name(), nullptr, 71));
-        ASSERT_TRUE(verifying.Acquire(CRYPT_VERIFYCONTEXT, nullptr, nullptr, 75));
-        BYTE signature[64];
-        DWORD size = sizeof signature;
-        const UniqueCryptHash hash = HashOf(opened.Get(), kText, sizeof kText);
-        EXPECT_EQ(ErrorOf(CryptSignHashW(hash.get(), spec, nullptr, 0, signature, &size)), 0);
-        const UniqueCryptKey publicKey = Import(verifying.Get(), publicBlob);
-        const auto verify = [&](std::size_t length) {
-            const UniqueCryptHash again = HashOf(verifying.Get(), kText, length);
-            return ErrorOf(CryptVerifySignatureW(again.get(), signature, size, publicKey.get(), nullptr, 0));
-        };
-        EXPECT_EQ(verify(sizeof kText), 0);
-        EXPECT_EQ(verify(sizeof kText - 1), NTE_BAD_SIGNATURE);
-    }
 }
 
 TEST(SoftcspKeys, EncryptPieceByPieceAsInOneGo) {
@@ -110,58 +39,39 @@ TEST(SoftcspKeys, EncryptPieceByPieceAsInOneGo) {
     ASSERT_EQ(ErrorOf(CryptSetKeyParam(key.get(), KP_IV, kText, 0)), 0);
     UniqueCryptKey duplicate, continued;
     ASSERT_EQ(ErrorOf(CryptDuplicateKey(key.get(), nullptr, 0, duplicate.put())), 0);
-    TestBytes clear(3000);  // beyond the kilobyte after which the key changes
-    for (std::size_t i = 0; i < clear.size(); ++i) clear[i] = static_cast<BYTE>(i * 7);
-    const TestBytes whole = Encrypted(key.get(), clear);
+    const Bytes clear(3000, 7);  // beyond the kilobyte after which the key changes
+    const Bytes whole = Encrypted(key.get(), clear);
     EXPECT_NE(whole, clear);
-    TestBytes begun = clear;
+    Bytes begun = clear;
     DWORD first = 1600;
     ASSERT_EQ(ErrorOf(CryptEncrypt(duplicate.get(), 0, FALSE, 0, begun.data(), &first, first)), 0);
     ASSERT_EQ(ErrorOf(CryptDuplicateKey(duplicate.get(), nullptr, 0, continued.put())), 0);
     EXPECT_EQ(Encrypted(continued.get(), begun, first), whole) << "by a duplicate of the begun stream";
     EXPECT_EQ(Encrypted(duplicate.get(), begun, first), whole);
-    TestBytes decrypted = whole;
-    auto size = static_cast<DWORD>(decrypted.size());
-    EXPECT_EQ(ErrorOf(CryptDecrypt(duplicate.get(), 0, TRUE, 0, decrypted.data(), &size)), 0);
-    EXPECT_EQ(decrypted, clear);
-}
-
-TEST(SoftcspKeys, AreGeneratedWithoutAContainerForTheTimeOfTheContext) {
-    const LoadedProvider held;
-    CCryptProvContext context;
-    ASSERT_TRUE(context.Acquire(CRYPT_VERIFYCONTEXT, nullptr, nullptr, 75));
-    const UniqueCryptHash hash = HashOf(context.Get(), kText, sizeof kText);
-    for (const DWORD spec : {AT_KEYEXCHANGE, AT_SIGNATURE}) {
-        BYTE signature[64];
-        DWORD size = sizeof signature;
-        UniqueCryptKey found;
-        EXPECT_EQ(ErrorOf(CryptGetUserKey(context.Get(), spec, found.put())), NTE_NO_KEY);
-        const UniqueCryptKey created = Generate(context.Get(), spec);
-        EXPECT_EQ(ErrorOf(CryptGetUserKey(context.Get(), spec, found.put())), 0);
-        EXPECT_EQ(ExportedKey(found.get(), PUBLICKEYBLOB), ExportedKey(created.get(), PUBLICKEYBLOB));
-        EXPECT_EQ(ErrorOf(CryptSignHashW(hash.get(), spec, nullptr, 0, signature, &size)), 0);
-        EXPECT_EQ(ErrorOf(CryptVerifySignatureW(hash.get(), signature, size, created.get(), nullptr, 0)), 0);
-    }
+    begun = whole;
+    auto size = static_cast<DWORD>(begun.size());
+    EXPECT_EQ(ErrorOf(CryptDecrypt(duplicate.get(), 0, TRUE, 0, begun.data(), &size)), 0);
+    EXPECT_EQ(begun, clear);
 }
 
 // The number of places in this process's memory that hold the bytes whose complements are given.
-int PlacesInMemory(const TestBytes& complements) {
+int PlacesInMemory(const Bytes& complements) {
     // Registers may still hold copies, which the system's calls save in memory of their own.
     asm volatile(
         "pxor %%xmm0, %%xmm0\n pxor %%xmm1, %%xmm1\n pxor %%xmm2, %%xmm2\n pxor %%xmm3, %%xmm3\n"
         "pxor %%xmm4, %%xmm4\n pxor %%xmm5, %%xmm5" ::
             : "xmm0", "xmm1", "xmm2", "xmm3", "xmm4", "xmm5");
+    const auto isComplement = [](BYTE byte, BYTE complement) { return byte == static_cast<BYTE>(~complement); };
     int places = 0;
     MEMORY_BASIC_INFORMATION region{};
-    for (const BYTE* at = nullptr; VirtualQuery(at, &region, sizeof region) == sizeof region; at += region.RegionSize) {
-        at = static_cast<const BYTE*>(region.BaseAddress);
+    for (const BYTE *at = nullptr, *end = nullptr; VirtualQuery(at, &region, sizeof region) != 0; at = end) {
+        end = static_cast<const BYTE*>(region.BaseAddress) + region.RegionSize;
         constexpr DWORD kWritable = PAGE_READWRITE | PAGE_WRITECOPY | PAGE_EXECUTE_READWRITE | PAGE_EXECUTE_WRITECOPY;
         if (region.State != MEM_COMMIT || (region.Protect & kWritable) == 0 || (region.Protect & PAGE_GUARD) != 0)
             continue;
-        for (const BYTE *byte = at, *end = at + region.RegionSize - complements.size(); byte <= end; ++byte) {
-            std::size_t equal = 0;
-            while (equal < complements.size() && byte[equal] == static_cast<BYTE>(~complements[equal])) ++equal;
-            places += equal == complements.size();
+        while ((at = std::search(at, end, complements.begin(), complements.end(), isComplement)) != end) {
+            ++places;
+            ++at;
         }
     }
     return places;
@@ -172,17 +82,14 @@ TEST(SoftcspKeys, DerivedFromAHashLeaveNothingInMemory) {
     CCryptProvContext context;
     ASSERT_TRUE(context.Acquire(CRYPT_VERIFYCONTEXT, nullptr, nullptr, 75));
     // The second half of the key: the first bytes of a released block are the heap's own.
-    TestBytes half(16);
+    Bytes half(16);
     {
-        const UniqueCryptHash hash = HashOf(context.Get(), "secret", 6);
-        TestBytes value(32);
-        DWORD size = 32;
-        ASSERT_EQ(ErrorOf(CryptGetHashParam(hash.get(), HP_HASHVAL, value.data(), &size, 0)), 0);
-        for (std::size_t i = 0; i < half.size(); ++i) half[i] = static_cast<BYTE>(~value[half.size() + i]);
-        SecureZeroMemory(value.data(), value.size());
-    }
-    {
-        const UniqueCryptHash hash = HashOf(context.Get(), "secret", 6);
+        const UniqueCryptHash hash = HashOf(context.Get());
+        BYTE value[32];
+        DWORD size = sizeof value;
+        ASSERT_EQ(ErrorOf(CryptGetHashParam(hash.get(), HP_HASHVAL, value, &size, 0)), 0);
+        std::transform(value + 16, value + 32, half.begin(), [](BYTE byte) { return static_cast<BYTE>(~byte); });
+        SecureZeroMemory(value, sizeof value);
         UniqueCryptKey key;
         ASSERT_EQ(ErrorOf(CryptDeriveKey(context.Get(), kCipher, hash.get(), 0, key.put())), 0);
         EXPECT_GT(PlacesInMemory(half), 0) << "while the key is open";
@@ -190,42 +97,24 @@ TEST(SoftcspKeys, DerivedFromAHashLeaveNothingInMemory) {
     EXPECT_EQ(PlacesInMemory(half), 0);
 }
 
-// The provider's own functions: the system would refuse a handle of another context itself.
-TEST(SoftcspKeys, OfOneContextAreNotAcceptedByAnother) {
-    const LoadedProvider held;
-    const auto find = [&](const char* name) { return reinterpret_cast<void*>(GetProcAddress(held.Get(), name)); };
-    const auto acquire =
-        reinterpret_cast<BOOL(WINAPI*)(HCRYPTPROV*, LPSTR, DWORD, ProviderTable*)>(find("CPAcquireContext"));
-    const auto generate = reinterpret_cast<BOOL(WINAPI*)(HCRYPTPROV, ALG_ID, DWORD, HCRYPTKEY*)>(find("CPGenKey"));
-    const auto getParameter =
-        reinterpret_cast<BOOL(WINAPI*)(HCRYPTPROV, HCRYPTKEY, DWORD, BYTE*, DWORD*, DWORD)>(find("CPGetKeyParam"));
-    const auto release = reinterpret_cast<BOOL(WINAPI*)(HCRYPTPROV, DWORD)>(find("CPReleaseContext"));
-    ProviderTable table{3, nullptr, nullptr, 75, nullptr, 0, nullptr};
-    HCRYPTPROV contexts[2] = {};
-    HCRYPTKEY keys[2] = {};
-    for (int i = 0; i < 2; ++i) {
-        ASSERT_TRUE(acquire(&contexts[i], nullptr, CRYPT_VERIFYCONTEXT, &table));
-        ASSERT_TRUE(generate(contexts[i], kCipher, 0, &keys[i]));
-    }
-    DWORD size = 0;
-    EXPECT_EQ(ErrorOf(getParameter(contexts[0], keys[0], KP_ALGID, nullptr, &size, 0)), 0);
-    EXPECT_EQ(ErrorOf(getParameter(contexts[0], keys[1], KP_ALGID, nullptr, &size, 0)), NTE_BAD_KEY);
-    for (const HCRYPTPROV context : contexts) EXPECT_TRUE(release(context, 0));
-}
-
 TEST(SoftcspKeys, FailWithTheCodesThatAreDocumented) {
     const LoadedProvider held;
     const TestContainer container(L"key errors");
-    ASSERT_TRUE(container.Made());
     const HCRYPTPROV provider = container.Get();
     HCRYPTKEY key = 0;
-    HCRYPTHASH none = 0;
-    DWORD size = 0, word = 0, one = 1, hashed = 5, whole = 32;
-    const UniqueCryptKey exchange = Generate(provider, AT_KEYEXCHANGE), session = Generate(provider, kCipher);
-    const UniqueCryptHash hash = HashOf(provider, kText, sizeof kText);
-    TestBytes point = ExportedKey(exchange.get(), PUBLICKEYBLOB), noise(200, PRIVATEKEYBLOB), value(32);
+    DWORD size = 0, one = 1, hashed = 5;
+    const UniqueCryptKey exchange = Generate(provider, AT_KEYEXCHANGE), session = Generate(provider, kCipher),
+                         incomplete = Generate(provider, kEphemeral, CRYPT_PREGEN);
+    const UniqueCryptHash hash = HashOf(provider);
+    Bytes point = ExportedKey(exchange.get(), PUBLICKEYBLOB), noise(200, PRIVATEKEYBLOB);
+    BYTE value[32];
+    CCryptProvContext context;
+    ASSERT_TRUE(context.Acquire(CRYPT_VERIFYCONTEXT, nullptr, nullptr, 75));
+    const UniqueCryptKey foreign = Generate(context.Get(), AT_KEYEXCHANGE);
+    UniqueCryptKey agreed;
+    EXPECT_TRUE(
+        CryptImportKey(provider, point.data(), static_cast<DWORD>(point.size()), exchange.get(), 0, agreed.put()));
     point.back() ^= 1;  // no point of the curve any more
-    const auto bytes = [](const void* data) { return static_cast<const BYTE*>(data); };
     // Filled in this order; the error of each call is read before the next one.
     const struct {
         const char* call;
@@ -234,38 +123,78 @@ TEST(SoftcspKeys, FailWithTheCodesThatAreDocumented) {
         HRESULT expected;
     } rows[] = {
 #define ROW(call, code) {#call, call, GetLastError(), static_cast<HRESULT>(code)}
-        ROW(CryptGetUserKey(provider, AT_SIGNATURE, &key), NTE_NO_KEY),
         ROW(CryptGetUserKey(provider, 3, &key), NTE_BAD_KEY),
         ROW(CryptGenKey(provider, CALG_RC4, 0, &key), NTE_BAD_ALGID),
-        ROW(CryptGenKey(provider, kCipher, CRYPT_SERVER, &key), NTE_BAD_FLAGS),
         ROW(CryptGenKey(provider, AT_KEYEXCHANGE, 0, &key), NTE_EXISTS),
         ROW(CryptGenKey(provider, AT_SIGNATURE, 1024 << 16, &key), NTE_BAD_LEN),
         ROW(CryptGenKey(provider, AT_SIGNATURE, CRYPT_USER_PROTECTED, &key), NTE_BAD_FLAGS),
         ROW(CryptImportKey(provider, point.data(), 10, 0, CRYPT_USER_PROTECTED, &key), NTE_BAD_FLAGS),
         ROW(CryptExportKey(exchange.get(), session.get(), PRIVATEKEYBLOB, 0, nullptr, &size), NTE_BAD_KEY_STATE),
+        ROW(CryptExportKey(session.get(), agreed.get(), SIMPLEBLOB, 0, nullptr, &size), NTE_BAD_KEY_STATE),
+        ROW(CryptExportKey(incomplete.get(), 0, PUBLICKEYBLOB, 0, nullptr, &size), NTE_BAD_KEY_STATE),
+        ROW(CryptEncrypt(agreed.get(), 0, TRUE, 0, nullptr, &size, 0), NTE_BAD_KEY_STATE),  // without an initial value
         ROW(CryptExportKey(exchange.get(), 0, PRIVATEKEYBLOB, 0, nullptr, &size), NTE_BAD_KEY),
-        ROW(CryptExportKey(exchange.get(), 0, OPAQUEKEYBLOB, 0, nullptr, &size), NTE_BAD_TYPE),
         ROW(CryptGetKeyParam(exchange.get(), KP_CERTIFICATE, nullptr, &size, 0), NTE_NOT_FOUND),
-        ROW(CryptGetKeyParam(exchange.get(), KP_ALGID, nullptr, &size, 1), NTE_BAD_FLAGS),
-        ROW(CryptGetKeyParam(exchange.get(), KP_ALGID, reinterpret_cast<BYTE*>(&word), &one, 0), ERROR_MORE_DATA),
-        ROW(CryptSetKeyParam(exchange.get(), kKeyParamCurve, bytes("1.2.3"), 0), NTE_BAD_KEY_STATE),
-        ROW(CryptSetProvParam(provider, kParamDigestSet, bytes("1.2.643.2.2.30.0"), 0), NTE_BAD_DATA),  // an example's
+        ROW(CryptGetKeyParam(exchange.get(), KP_ALGID, value, &one, 0), ERROR_MORE_DATA),
+        ROW(CryptSetProvParam(provider, kParamDigestSet, reinterpret_cast<const BYTE*>("1.2.643.2.2.30.0"), 0),
+            NTE_BAD_DATA),  // an example's
         ROW(CryptImportKey(provider, noise.data(), 200, session.get(), 0, &key), NTE_BAD_DATA),
         ROW(CryptImportKey(provider, point.data(), static_cast<DWORD>(point.size()), 0, 0, &key), NTE_BAD_PUBLIC_KEY),
-        ROW(CryptCreateHash(provider, CALG_SHA1, 0, 0, &none), NTE_BAD_ALGID),
+        ROW(CryptImportKey(provider, point.data(), static_cast<DWORD>(point.size()), foreign.get(), 0, &key),
+            NTE_BAD_KEY),
         ROW(CryptHashData(hash.get(), kText, 1, CRYPT_USERDATA), NTE_BAD_LEN),
-        ROW(CryptHashData(hash.get(), nullptr, 0, CRYPT_USERDATA), NTE_BAD_FLAGS),
-        ROW(CryptSignHashW(hash.get(), AT_SIGNATURE, nullptr, 0, nullptr, &size), NTE_NO_KEY),
-        ROW(CryptGetHashParam(hash.get(), HP_HASHVAL, value.data(), &hashed, 0), ERROR_MORE_DATA),
+        ROW(CryptGetHashParam(hash.get(), HP_HASHVAL, value, &hashed, 0), ERROR_MORE_DATA),
         ROW(CryptHashData(hash.get(), kText, 1, 0), 0),  // a query for the size does not finish the hash
-        ROW(CryptGetHashParam(hash.get(), HP_HASHVAL, value.data(), &whole, 0), 0),
+        ROW(CryptGetHashParam(hash.get(), HP_HASHVAL, value, &hashed, 0), 0),
         ROW(CryptHashData(hash.get(), kText, 1, 0), NTE_BAD_HASH_STATE),
-        ROW(CryptSetHashParam(hash.get(), HP_HASHVAL, value.data(), 0), NTE_BAD_HASH_STATE),
 #undef ROW
     };
     for (const auto& row : rows) EXPECT_EQ(row.done ? 0 : static_cast<HRESULT>(row.error), row.expected) << row.call;
-    EXPECT_EQ(one, sizeof word) << "the size needed";
-    EXPECT_EQ(hashed, 32u) << "the size needed";
+    EXPECT_EQ(one, sizeof(ALG_ID)) << "the size needed";
+}
+
+TEST(SoftcspParameters, AreSetForTheMachineByThoseWhoMay) {
+    CCryptProvContext context;
+    ASSERT_TRUE(context.Acquire(CRYPT_VERIFYCONTEXT | kParametersOnly, nullptr, nullptr, 75));
+    const auto set = [&](DWORD parameter, DWORD number) { return Set(context.Get(), parameter, &number); };
+    const ProviderSetting cache(kCacheSetting, 0), mayNot(kDhMayChangeSetting, 0);
+    EXPECT_EQ(set(kParamCache, 65), NTE_BAD_DATA) << "above the maximum";
+    EXPECT_EQ(set(kParamCache, 64), 0);
+    EXPECT_EQ(set(kParamDhControl, 2), ERROR_ACCESS_DENIED);
+    const Denied denied(L"\\config\\Provider");
+    EXPECT_EQ(set(kParamCache, 1), ERROR_ACCESS_DENIED);
+}
+
+// The first allocation fails.
+void* FailingOnce(std::size_t size) {
+    static bool failed = false;
+    return std::exchange(failed, true) ? HeapAlloc(GetProcessHeap(), 0, size) : nullptr;
+}
+
+TEST(SoftcspCalls, GoOnWhenMemoryIsShortAtTheFirst) {
+    const ImportPatch allocation(nullptr, "malloc", FailingOnce);
+    CountCall("CPGenKey");
+}
+
+constexpr wchar_t kThisProgram[] = L"softcsp_key_tests.exe";
+
+// In a process of its own: the record is looked for once, when the library counts its first call.
+TEST(SoftcspCalls, DISABLED_Child) {
+    CCryptProvContext context;
+    ASSERT_TRUE(context.Acquire(CRYPT_VERIFYCONTEXT, nullptr, nullptr, 75));
+    const UniqueCryptHash hash = HashOf(context.Get());
+    CallCounts counts{};
+    ASSERT_EQ(ReadCallRecord(kThisProgram, counts), 0u);
+    EXPECT_EQ(counts.calls[ProviderEntry("CPCreateHash").index], 1);
+    EXPECT_EQ(counts.open, (std::array{1l, 0l, 1l})) << "contexts, keys, hashes";
+}
+
+TEST(SoftcspCalls, AreCountedForBenchmarks) {
+    std::string output;
+    ASSERT_EQ(StartCallRecord(kThisProgram), 0u);
+    EXPECT_EQ(RunProgram(kThisProgram, L"--gtest_also_run_disabled_tests --gtest_filter=*Calls.DISABLED*", &output), 0u)
+        << output;
+    EXPECT_EQ(StopCallRecord(kThisProgram), 0u);
 }
 
 }  // namespace

@@ -1,48 +1,43 @@
 #include "tests/support/LibraryFunction.h"
 
-#include <memory>
-
 namespace {
 
-struct State {
-    std::map<std::string, void*> replacements;
-    std::map<std::string, int> lookUps;
-    std::unique_ptr<ImportPatch> patch;
-};
+std::map<std::string, void*> replacements;
+std::map<std::string, int> lookUps;
 
-State& Current() {
-    static State state;
-    return state;
+FARPROC WINAPI Look(HMODULE module, LPCSTR name);
+
+const ImportPatch& Patch() {
+    static const ImportPatch patch(nullptr, "GetProcAddress", &Look);
+    return patch;
 }
 
 FARPROC WINAPI Look(HMODULE module, LPCSTR name) {
-    State& state = Current();
     if (HIWORD(reinterpret_cast<ULONG_PTR>(name)) != 0) {
-        ++state.lookUps[name];
-        if (const auto found = state.replacements.find(name); found != state.replacements.end()) {
+        ++lookUps[name];
+        if (const auto found = replacements.find(name); found != replacements.end()) {
             if (!found->second) SetLastError(ERROR_PROC_NOT_FOUND);
             return reinterpret_cast<FARPROC>(found->second);
         }
     }
-    return state.patch->Original<decltype(Look)>()(module, name);
+    return Patch().Original<decltype(Look)>()(module, name);
 }
 
 }  // namespace
 
 LibraryFunction::LibraryFunction(const char* name, void* replacement, int) : name_(name) {
-    State& state = Current();
-    state.replacements[name_] = replacement;
-    if (!state.patch) state.patch = std::make_unique<ImportPatch>(nullptr, "GetProcAddress", &Look);
+    replacements[name_] = replacement;
+    Patch();
 }
 
 LibraryFunction::~LibraryFunction() {
-    Current().replacements.erase(name_);
+    replacements.erase(name_);
 }
 
 void LibraryFunction::ForgetLookUps() {
-    Current().lookUps.clear();
+    lookUps.clear();
 }
 
 const std::map<std::string, int>& LibraryFunction::LookUps() {
-    return Current().lookUps;
+    return lookUps;
 }

@@ -15,8 +15,7 @@ class LibraryFunction {
         : LibraryFunction(name, reinterpret_cast<void*>(replacement), 0) {}
     LibraryFunction(const char* name, std::nullptr_t) : LibraryFunction(name, nullptr, 0) {}
     ~LibraryFunction();
-    LibraryFunction(const LibraryFunction&) = delete;
-    LibraryFunction& operator=(const LibraryFunction&) = delete;
+    LibraryFunction(LibraryFunction&&) = delete;
 
     // The names looked up while one of these objects was there, those of other functions too.
     static const std::map<std::string, int>& LookUps();
@@ -25,5 +24,5 @@ class LibraryFunction {
   private:
     LibraryFunction(const char* name, void* replacement, int);
 
-    std::string name_;
+    const std::string name_;
 };

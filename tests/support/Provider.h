@@ -1,14 +1,9 @@
 // The software provider as programs use it, for tests that need containers and keys.
 #pragma once
 
-#include <windows.h>
-
-#include <wincrypt.h>
-
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
 #include "csp/CryptProvContext.h"
 #include "csp/CryptoValues.h"
@@ -18,7 +13,7 @@
 constexpr wchar_t kProvider75[] = L"Kelvane GOST R 34.10-2001 KC1 CSP";
 constexpr wchar_t kProvider71[] = L"Kelvane GOST R 34.10-94 KC1 CSP";
 
-using TestBytes = std::vector<BYTE>;
+using TestBytes = Bytes;
 
 // 0 for success, else the thread's last error.
 inline HRESULT ErrorOf(BOOL done) {
@@ -40,8 +35,7 @@ class TestContainer {
         context_.Release();
         Delete();
     }
-    TestContainer(const TestContainer&) = delete;
-    TestContainer& operator=(const TestContainer&) = delete;
+    TestContainer(TestContainer&&) = delete;
 
     bool Made() const { return made_; }
     HCRYPTPROV Get() const { return context_.Get(); }
@@ -62,23 +56,12 @@ class TestContainer {
     bool made_ = false;
 };
 
-// Values by the size rule; empty when the call fails.
+// Values; empty when the call fails.
 inline TestBytes KeyParameter(HCRYPTKEY key, DWORD parameter) {
-    DWORD size = 0;
-    if (!CryptGetKeyParam(key, parameter, nullptr, &size, 0)) return {};
-    TestBytes value(size);
-    if (!CryptGetKeyParam(key, parameter, value.data(), &size, 0)) return {};
-    value.resize(size);
-    return value;
+    return ReadBytes(KeyQuery(key, parameter)).ValueOr({});
 }
-
 inline TestBytes ExportedKey(HCRYPTKEY key, DWORD type, HCRYPTKEY by = 0) {
-    DWORD size = 0;
-    if (!CryptExportKey(key, by, type, 0, nullptr, &size)) return {};
-    TestBytes blob(size);
-    if (!CryptExportKey(key, by, type, 0, blob.data(), &size)) return {};
-    blob.resize(size);
-    return blob;
+    return ReadBytes(KeyBlobQuery(key, by, type)).ValueOr({});
 }
 
 // A container made by the software provider's tool, there while the object lives. `place` says to the tool where it is.
@@ -90,8 +73,7 @@ class ToolContainer {
         EXPECT_EQ(RunTool(L"create" + name_ + L" " + options + place_), 0u);
     }
     ~ToolContainer() { Remove(); }
-    ToolContainer(const ToolContainer&) = delete;
-    ToolContainer& operator=(const ToolContainer&) = delete;
+    ToolContainer(ToolContainer&&) = delete;
 
     void Set(const std::wstring& change) const { EXPECT_EQ(RunTool(L"set" + name_ + L" " + change + place_), 0u); }
     // Writes a file with a new certificate of the key x or s.

@@ -3,14 +3,12 @@
 
 #include "tests/support/Provider.h"
 
-#include <gtest/gtest.h>
-
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "softcsp/common/Settings.h"
 #include "softcsp/kvcsp/ProviderInterface.h"
+#include "tests/support/Store.h"
 
 constexpr ALG_ID kHash = 0x801E, kCipher = 0x661E;
 
@@ -53,15 +51,3 @@ inline HRESULT Acquire(const std::wstring& name, DWORD flags = 0, DWORD type = 7
     const auto opened = context.Acquire(flags | CRYPT_SILENT, name.c_str(), nullptr, type);
     return opened ? 0 : static_cast<HRESULT>(opened.Failed().code);
 }
-
-// A setting of the provider that has another value while the object exists.
-class ChangedSetting {
-  public:
-    ChangedSetting(const softcsp::Setting& setting, DWORD value) : setting_(setting) { WriteSetting(setting_, value); }
-    ~ChangedSetting() { ClearSetting(setting_); }
-    ChangedSetting(const ChangedSetting&) = delete;
-    ChangedSetting& operator=(const ChangedSetting&) = delete;
-
-  private:
-    const softcsp::Setting& setting_;
-};
