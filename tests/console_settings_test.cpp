@@ -226,9 +226,13 @@ TEST_F(SettingsDocument, RefusesWhatCannotBeWritten) {
     EXPECT_EQ(Problems({{reader, Text(L"REGISTRY")}}), reader + L" not offered");
 }
 
-// Each call of the system, the provider and the store fails once, alone and with all after it.
+// Each call of the system, the provider and the store fails once, alone and with all after it. One setting of each kind
+// is enough.
 TEST_F(SettingsDocument, EveryFailureLeavesTheStoreAsItWas) {
-    const SettingEntries changed = Changed();
+    SettingEntries changed = Changed();
+    std::erase_if(changed, [](const SettingEntry& entry) {
+        return entry.name.ends_with(L"71]") || entry.name.ends_with(kOf71) || entry.name.starts_with(L"tls.client");
+    });
     std::optional<MachineSettings> settings;
     ApplyReport report;
     Dump written;
@@ -263,7 +267,7 @@ TEST_F(SettingsDocument, EveryFailureLeavesTheStoreAsItWas) {
                  {"support_registry_find", "support_registry_value_long", "support_registry_get_string",
                   "support_registry_get_bool", "support_registry_search_open", "support_registry_search_next",
                   "support_registry_value_name", "RegOpenKeyExW", "RegQueryValueExW", "CryptGetProvParam"});
-    EXPECT_GT(writes, before.size()) << "some settings are written in several places";
+    EXPECT_GT(writes, changed.size()) << "some settings are written in several places";
 }
 
 TEST(ParameterIdentifier, IsTheSameInEveryLanguage) {

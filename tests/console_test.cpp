@@ -1,56 +1,42 @@
 // vestractl in the test's own process: its documents, its arguments, its texts, and its commands when calls fail.
-#include <windows.h>
-
-#include <gtest/gtest.h>
-
-#include <set>
-#include <string>
-#include <vector>
-
 #include "applet/services/Language.h"
 #include "applet/services/Strings.h"
 #include "console/Files.h"
 #include "console/Json.h"
 #include "console/Language.h"
 #include "console/Program.h"
-#include "csp/ContainerCheck.h"
-#include "framework/Module.h"
-#include "resources/console.h"
 #include "tests/support/Certificates.h"
-#include "tests/support/Directory.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/Provider.h"
+#include "tests/support/Report.h"
 
 namespace {
 
 TEST(Json, KeepsAnyText) {
     const struct {
         const char* name;
-        std::wstring text, kept;
+        std::wstring text, kept = text;
     } cases[] = {
-        {"letters of both languages", L"Имя name", L"Имя name"},
-        {"a character of two units", L"\xD83D\xDD11", L"\xD83D\xDD11"},
-        {"quotes and backslashes", L"\"\\\\.\\A\"", L"\"\\\\.\\A\""},
-        {"control characters", std::wstring(L"\0\x1\t\r\n\x7F", 6), std::wstring(L"\0\x1\t\r\n\x7F", 6)},
-        {"direction characters", L"\x202E%s%n", L"\x202E%s%n"},
+        {"both languages, and a character of two units", L"Имя name \xD83D\xDD11"},
+        {"quotes and backslashes", L"\"\\\\.\\A\""},
+        {"control and direction characters", std::wstring(L"\0\x1\t\r\n\x7F\x202E%s%n", 11)},
         {"half a pair at the end", L"a\xD83D", L"a\xFFFD"},
         {"the other half first", L"\xDD11z", L"\xFFFDz"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
         const ParsedJson parsed = ParseJson(JsonText(Value().Add(c.text, c.text)));
-        ASSERT_TRUE(parsed.value);
+        ASSERT_TRUE(parsed.value) << c.name;
         const Value* found = parsed.value->Find(c.kept);
-        ASSERT_TRUE(found);
-        EXPECT_EQ(*found, Value(c.kept));
+        ASSERT_TRUE(found) << c.name;
+        EXPECT_EQ(*found, Value(c.kept)) << c.name;
     }
 }
 
 TEST(Json, RefusesWhatItCannotKeep) {
     const std::string deep(33, '['), deepEnd(33, ']');
     for (const std::string& text :
-         {std::string(), std::string("{"), std::string("{} {}"), std::string("nul"), std::string("1.5"),
-          std::string("9223372036854775808"), std::string(R"({"a":1,"a":2})"), std::string("\"\xFF\""), deep + deepEnd})
+         {std::string(), std::string("{} {}"), std::string("1.5"), std::string("9223372036854775808"),
+          std::string(R"({"a":1,"a":2})"), std::string("\"\xFF\""), deep + deepEnd})
         EXPECT_FALSE(ParseJson(text).value) << text;
     EXPECT_TRUE(ParseJson(deep.substr(1) + deepEnd.substr(1)).value);
     EXPECT_EQ(ParseJson("[1,?]").errorOffset, 4u);
@@ -76,8 +62,6 @@ TEST(ConsoleStrings, AreTheSameInBothLanguages) {
         count += !english.empty();
     }
     EXPECT_GT(count, 100);
-    SetLanguage(kEnglish);
-    EXPECT_EQ(LoadStringLang(IDS_CHECK_NO_ERRORS), L"no errors were detected");
 }
 
 TEST(WholeFile, IsWrittenOrNotThereAtAll) {
@@ -98,22 +82,17 @@ TEST(WholeFile, IsWrittenOrNotThereAtAll) {
 class Written {
   public:
     explicit Written(const std::wstring& path)
-        : file_(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0,
-                            nullptr)) {}
+        : path_(path),
+          file_(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS, 0, nullptr)) {}
     HANDLE Handle() const { return file_.get(); }
     void Clear() const {
         SetFilePointer(file_.get(), 0, nullptr, FILE_BEGIN);
         SetEndOfFile(file_.get());
     }
-    std::string Text() const {
-        std::string text(GetFileSize(file_.get(), nullptr), '\0');
-        DWORD read = 0;
-        SetFilePointer(file_.get(), 0, nullptr, FILE_BEGIN);
-        EXPECT_TRUE(ReadFile(file_.get(), text.data(), static_cast<DWORD>(text.size()), &read, nullptr));
-        return text;
-    }
+    std::string Text() const { return Read(path_); }
 
   private:
+    std::wstring path_;
     UniqueFile file_;
 };
 
@@ -122,46 +101,31 @@ TEST(Arguments, AreReadAsTheyAre) {
     const std::vector<std::wstring> names = {L"[a,b]", L"check",   L"",   L"/x",   L"%s%n",
                                              L"a=b",   L"{\"a\"}", L"-x", L"--all"};
     std::vector<std::wstring> arguments = {L"--json", L"check", L"--silent"};
-    for (const std::wstring& name : names) {
-        if (name == L"-x") arguments.push_back(L"--");
-        arguments.push_back(name);
-    }
+    arguments.insert(arguments.end(), names.begin(), names.end());
+    arguments.insert(arguments.end() - 2, L"--");
     const TemporaryDirectory directory;
     const Written out(directory.Path() + L"out"), err(directory.Path() + L"err");
     Output output(out.Handle(), err.Handle());
     EXPECT_EQ(RunConsole(arguments, output), ExitCode::Failed);
     const ParsedJson document = ParseJson(out.Text());
     ASSERT_TRUE(document.value) << out.Text();
-    const Value* items = document.value->Find(L"containers");
-    ASSERT_TRUE(items);
     std::vector<std::wstring> found;
-    for (const Value& item : *items->As<Value::Array>()) found.push_back(*item.Find(L"name")->As<std::wstring>());
+    for (const Value& item : *document.value->Find(L"containers")->As<Value::Array>())
+        found.push_back(*item.Find(L"name")->As<std::wstring>());
     EXPECT_EQ(found, names);
 }
 
 constexpr wchar_t kName[] = L"vt console", kCopyName[] = L"vt console copy";
 
 bool OpensAndPasses(const wchar_t* name) {
-    struct Ignored final : CheckReport {
-        void Row(UINT, UINT) override {}
-        void Row(UINT, std::wstring_view) override {}
-        void Failure(UINT, DWORD) override {}
-        void Continuation(std::wstring_view) override {}
-        void Continuation(UINT) override {}
-        void Verdict(UINT, UINT) override {}
-    } report;
+    RecordedReport report;
     CCryptProvContext context;
     return context.Acquire(CRYPT_SILENT, name, kProvider75, 75) && CheckContainer(context.Get(), KeySet::User, report);
 }
 
-bool IsThere(const wchar_t* name) {
-    CCryptProvContext context;
-    return static_cast<bool>(context.Acquire(CRYPT_SILENT, name, kProvider75, 75));
-}
-
-void Remove(const wchar_t* name) {
-    CCryptProvContext context;
-    static_cast<void>(context.Acquire(CRYPT_SILENT | CRYPT_DELETEKEYSET, name, kProvider75, 75));
+// False when there was none.
+bool Remove(const wchar_t* name) {
+    return static_cast<bool>(CCryptProvContext().Acquire(CRYPT_SILENT | CRYPT_DELETEKEYSET, name, kProvider75, 75));
 }
 
 // Runs commands while calls fail, one after the other. Whatever fails, standard output is a document with the exit
@@ -177,33 +141,32 @@ struct TorturedCommands : testing::Test {
         Remove(kName);
     }
 
+    // `verdict` looks at what a run left, and prepares the next one.
     using Verdict = std::function<std::string(const Fault& fault, ExitCode code)>;
-
     void Survive(const char* name, std::vector<std::wstring> arguments, const Verdict& verdict,
                  std::size_t distance = 1, const std::set<std::string_view>& again = {}) {
         const std::vector<std::wstring> common = {L"--json", L"--silent", L"--lang", L"en"};
         arguments.insert(arguments.begin(), common.begin(), common.end());
         ExitCode code = ExitCode::Done;
-        FaultInjection injection;
-        injection.Survive(
-            name,
-            [&] {
-                out.Clear();
-                err.Clear();
-                Output output(out.Handle(), err.Handle());
-                code = RunConsole(arguments, output);
-            },
-            [&](const Fault& fault) -> std::string {
-                const ParsedJson document = ParseJson(out.Text());
-                if (!document.value) return "no valid document: " + out.Text();
-                const Value* written = document.value->Find(L"exitCode");
-                if (!written || *written != Value(static_cast<int>(code))) return "another exit code: " + out.Text();
-                // Without conversions there is no UTF-8, in which messages are written.
-                const bool converts = std::string_view(fault.function).find("Wide") == std::string_view::npos;
-                if (code == ExitCode::Failed && err.Text().empty() && converts && !fault.onwards) return "no message";
-                return verdict(fault, code);
-            },
-            distance, again);
+        const auto run = [&] {
+            out.Clear();
+            err.Clear();
+            Output output(out.Handle(), err.Handle());
+            code = RunConsole(arguments, output);
+        };
+        const auto inspect = [&](const Fault& fault) -> std::string {
+            const std::string left = verdict(fault, code);
+            const ParsedJson document = ParseJson(out.Text());
+            if (!document.value) return "no valid document: " + out.Text();
+            const Value* written = document.value->Find(L"exitCode");
+            if (!written || *written != Value(static_cast<int>(code))) return "another exit code: " + out.Text();
+            if (fault.point == Fault::kNone && code != ExitCode::Done) return "fails without a fault";
+            // Without conversions there is no UTF-8, in which messages are written.
+            const bool converts = std::string_view(fault.function).find("Wide") == std::string_view::npos;
+            if (code == ExitCode::Failed && err.Text().empty() && converts && !fault.onwards) return "no message";
+            return left;
+        };
+        FaultInjection().Survive(name, run, inspect, distance, again);
     }
 
     const LoadedProvider held;
@@ -211,46 +174,45 @@ struct TorturedCommands : testing::Test {
     const Written out{directory.Path() + L"out"}, err{directory.Path() + L"err"};
 };
 
+std::string LookAtNothing(const Fault&, ExitCode) {
+    return "";
+}
+
 TEST_F(TorturedCommands, ListSurvives) {
+    CountCertificates(SystemStore(L"root").get());  // Wine fills this store at its first use
     // Wine lists the computer's root store twice, so its certificates are read twice.
-    Survive("list", {L"list", L"--provider", kProvider75},
-            [](const Fault& fault, ExitCode code) {
-                return fault.point == Fault::kNone && code != ExitCode::Done ? "fails without a fault" : "";
-            },
-            kTenth, {"CertOpenStore", "CertEnumCertificatesInStore", "CertGetCertificateContextProperty"});
+    Survive("list", {L"list", L"--provider", kProvider75}, &LookAtNothing, kTenth,
+            {"CertOpenStore", "CertEnumCertificatesInStore", "CertGetCertificateContextProperty"});
 }
 
 TEST_F(TorturedCommands, CheckSurvives) {
-    // The check itself has a loop of its own.
-    Survive(
-        "check", {L"check", kName},
-        [](const Fault& fault, ExitCode code) {
-            return fault.point == Fault::kNone && code != ExitCode::Done ? "fails without a fault" : "";
-        },
-        kTenth);
+    Survive("check", {L"check", kName}, &LookAtNothing, kTenth);  // the check itself has a loop of its own
 }
 
 TEST_F(TorturedCommands, CopySurvives) {
-    Survive("copy", {L"copy", kName, kCopyName}, [](const Fault& fault, ExitCode code) -> std::string {
-        const bool there = IsThere(kCopyName), whole = there && OpensAndPasses(kCopyName);
-        Remove(kCopyName);
+    const auto verdict = [](const Fault& fault, ExitCode code) -> std::string {
+        const bool whole = OpensAndPasses(kCopyName), there = Remove(kCopyName);
         if (!OpensAndPasses(kName)) return "the source is damaged";
         if (code == ExitCode::Done) return whole ? "" : "not all is copied";
-        if (fault.point == Fault::kNone) return "fails without a fault";
         // When all following calls fail, too, the rest can't be removed.
         return there && !whole && !fault.onwards ? "an incomplete copy is left" : "";
-    });
+    };
+    Survive("copy", {L"copy", kName, kCopyName}, verdict, kTenth);  // as the check
 }
 
 TEST_F(TorturedCommands, DeleteSurvives) {
-    const LoadedProvider kept;
     RunTool(L"create \"vt console copy\"");
-    Survive("delete", {L"delete", kCopyName, L"--yes"}, [](const Fault& fault, ExitCode code) -> std::string {
-        const bool there = IsThere(kCopyName);
+    Survive("delete", {L"delete", kCopyName, L"--yes"}, [](const Fault&, ExitCode code) {
+        const bool there = !!CCryptProvContext().Acquire(CRYPT_SILENT, kCopyName, kProvider75, 75);
         if (!there) RunTool(L"create \"vt console copy\"");
-        if (fault.point == Fault::kNone && code != ExitCode::Done) return "fails without a fault";
         return code == ExitCode::Done && there ? "a failure reads as success" : "";
     });
+}
+
+std::string LookForCertificate(const Fault&, ExitCode code) {
+    const bool there = !!FindTestCertificate(SystemStore(L"My").get());
+    RemoveTestCertificates();
+    return code == ExitCode::Done && !there ? "a failure reads as success" : "";
 }
 
 TEST_F(TorturedCommands, InstallSurvives) {
@@ -258,23 +220,12 @@ TEST_F(TorturedCommands, InstallSurvives) {
     const std::wstring file = directory.Path() + L"issued.cer";
     ASSERT_EQ(RunTool(L"certificate \"vt console\" --key x --subject CN=VestraTest --out \"" + file + L"\""), 0u);
     Survive("install", {L"install", file, L"--container", kName, L"--into-container", L"--replace"},
-            [](const Fault& fault, ExitCode code) -> std::string {
-                const bool there = !!FindTestCertificate(SystemStore(L"My").get());
-                RemoveTestCertificates();
-                if (fault.point == Fault::kNone && code != ExitCode::Done) return "fails without a fault";
-                return code == ExitCode::Done && !there ? "a failure reads as success" : "";
-            });
+            &LookForCertificate);
 }
 
 TEST_F(TorturedCommands, CertificatesSurvive) {
     const KeptStores stores;
-    Survive("certificates", {L"certificates", kName, L"--install", L"--replace"},
-            [](const Fault& fault, ExitCode code) -> std::string {
-                const bool there = !!FindTestCertificate(SystemStore(L"My").get());
-                RemoveTestCertificates();
-                if (fault.point == Fault::kNone && code != ExitCode::Done) return "fails without a fault";
-                return code == ExitCode::Done && !there ? "a failure reads as success" : "";
-            });
+    Survive("certificates", {L"certificates", kName, L"--install", L"--replace"}, &LookForCertificate, kTenth);
 }
 
 }  // namespace

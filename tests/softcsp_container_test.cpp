@@ -46,31 +46,10 @@ TEST(SoftcspContainer, IsOpenedByEachOfItsNames) {
     for (const auto& c : cases) EXPECT_EQ(Acquire(c.name, c.flags, c.type), c.result) << c.what;
 }
 
-TEST(SoftcspContainer, ListsItsExtensions) {
-    const LoadedProvider held;
-    TestContainer container(L"container values");
-    EXPECT_EQ(AddExtension(container.Get()), 0);
-    EXPECT_EQ(AddExtension(container.Get(), "1.2.3.4.5", "123456789", 1), 0);
-    ASSERT_TRUE(container.Open());
-    DWORD size = 0, critical = 1;
-    EXPECT_TRUE(CryptGetProvParam(container.Get(), kParamExtensions, nullptr, &size, CRYPT_FIRST));
-    EXPECT_EQ(size, 4 + 4 + 9 + sizeof "1.2.3.4.5") << "the largest";
-    BYTE small[10];
-    size = sizeof small;
-    EXPECT_EQ(ErrorOf(CryptGetProvParam(container.Get(), kParamExtensions, small, &size, 0)), ERROR_MORE_DATA);
-    for (const std::string_view item : {"x1.2.3", "1234567891.2.3.4.5"}) {
-        const Bytes bytes = Parameter(container.Get(), kParamExtensions);
-        EXPECT_EQ(std::string(bytes.begin() + 8, bytes.end() - 1), item);
-        critical = bytes[0];
-    }
-    EXPECT_EQ(critical, 1u);
-    EXPECT_EQ(Parameter(container.Get(), kParamExtensions), Bytes());
-}
-
 TEST(SoftcspContainer, KeepsEveryChangeOfProgramsThatWriteAtOnce) {
-    RunTool(L"remove contended");
+    kStore.Remove(InRegistry(L"contended"));
     std::atomic<int> created = 0, changed = 0;
-    std::vector<std::thread> programs;
+    std::vector<std::jthread> programs;
     const auto change = [](Container& container) {
         container.extensions.emplace_back("1.2.3", 0, Bytes());
         return DWORD{ERROR_SUCCESS};
@@ -81,13 +60,13 @@ TEST(SoftcspContainer, KeepsEveryChangeOfProgramsThatWriteAtOnce) {
             created += RunTool(L"create contended --keys none") == 0;
             for (int i = 0; i < 25; ++i) changed += kStore.Modify(InRegistry(L"contended"), container, change) == 0;
         });
-    for (std::thread& program : programs) program.join();
+    programs.clear();  // waits for them
     EXPECT_EQ(created, 1);
     EXPECT_EQ(changed, 100);
     Container container;
     EXPECT_EQ(kStore.Load(InRegistry(L"contended"), container), 0u);
     EXPECT_EQ(container.extensions.size(), 100u);
-    EXPECT_EQ(kStore.Remove(InRegistry(L"contended")), 0u);
+    kStore.Remove(InRegistry(L"contended"));
 }
 
 TEST(SoftcspContainer, NoticesThatItWasReplaced) {
@@ -97,12 +76,7 @@ TEST(SoftcspContainer, NoticesThatItWasReplaced) {
     const ToolContainer other(L"replaced", L"--keys none --password 1234");
     EXPECT_EQ(AddExtension(container.Get()), NTE_SILENT_CONTEXT);
     EXPECT_EQ(Set(container.Get(), PP_SIGNATURE_PIN, "1234"), 0);
-    UniqueCryptKey key;
-    EXPECT_EQ(ErrorOf(CryptGenKey(container.Get(), AT_SIGNATURE, 0, key.put())), 0);
-    key.reset();
-    ASSERT_TRUE(container.Open());
-    EXPECT_EQ(Set(container.Get(), PP_SIGNATURE_PIN, "1234"), 0);
-    EXPECT_EQ(NumberParameter(container.Get(), kParamLoadKeys), 2u) << "the key is sealed by the new master key";
+    EXPECT_EQ(AddExtension(container.Get()), 0) << "with the new master key";
     for (const wchar_t* damage : {L"damage=1", L"damage=2"}) {
         const ToolContainer damaged(L"damaged", L"--keys none --password 1234");
         damaged.Set(damage);
@@ -117,15 +91,13 @@ TEST(SoftcspContainer, IsNotWrittenWhenItCouldNotBeReadAgain) {
     kStore.Remove(place);
     ASSERT_EQ(kStore.Create(place, created.container), 0u);
     EXPECT_EQ(kStore.SaveBytes(place, Bytes((64 << 20) + 1)), DWORD{ERROR_DISK_FULL}) << "longer than can be read";
-    created.container.extensions.resize(kMostExtensions + 1);
-    EXPECT_EQ(kStore.Save(place, created.container), DWORD{ERROR_DISK_FULL}) << "too many extensions";
-    EXPECT_EQ(kStore.Load(place, created.container), 0u);
-    Container renamed = created.container;
-    renamed.name = L"another";
-    EXPECT_EQ(kStore.SaveBytes(place, WriteContainer(renamed)), 0u);
+    created.container.name = L"another";
+    EXPECT_EQ(kStore.SaveBytes(place, WriteContainer(created.container)), 0u);
     EXPECT_EQ(Acquire(place.name), NTE_BAD_KEYSET) << "the file of another container";
     EXPECT_EQ(kStore.Remove(place, [](ByteView) { return DWORD{ERROR_BUSY}; }), DWORD{ERROR_BUSY});
     EXPECT_EQ(kStore.Remove(place), 0u) << "still there";
+    created.container.extensions.resize(kMostExtensions + 1);
+    EXPECT_EQ(kStore.Create(place, created.container), DWORD{ERROR_DISK_FULL}) << "too many extensions";
     created.container.extensions = {{std::string("1\0", 2), 0, {}}};
     EXPECT_FALSE(ReadContainer(WriteContainer(created.container))) << "an identifier with a zero";
 }
@@ -147,14 +119,13 @@ TEST(SoftcspContainer, FailsOnACarrierThatIsFullOrEjected) {
         EXPECT_EQ(ErrorOf(CryptGetProvParam(context.Get(), kParamChooseContainer, small, &size, 0)), ERROR_MORE_DATA);
         EXPECT_FALSE(script.Finished()) << "the user was asked in vain";
         EXPECT_EQ(TextParameter(context.Get(), kParamChooseContainer), "\\\\.\\TESTDISK\\first");
-        std::string all;
+        std::string last;
         for (std::string name = TextParameter(first.Get(), PP_ENUMCONTAINERS, CRYPT_FIRST); !name.empty();
              name = TextParameter(first.Get(), PP_ENUMCONTAINERS))
-            all += name + '\n';
-        EXPECT_NE(all.find("TESTDISK\\first\n"), all.npos) << all << "does not name the carrier of the second one";
+            last = name;
+        EXPECT_EQ(last, "TESTDISK\\first") << "another container has the bare name";
         EXPECT_EQ(Set(first.Get(), kParamDigestSet, "1.2.643.2.2.30.1"), 0) << "replaces itself";
         EXPECT_EQ(UpdateCarrier({.name = L"TESTDISK", .present = false, .room = 300}), 0u);
-        EXPECT_EQ(Set(first.Get(), kParamDigestSet, "1.2.643.2.2.30.1"), SCARD_W_REMOVED_CARD);
         EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\first"), SCARD_W_REMOVED_CARD);
         EXPECT_EQ(UpdateCarrier({.name = L"TESTDISK", .room = 300}), 0u);
     }

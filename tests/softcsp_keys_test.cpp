@@ -102,7 +102,7 @@ TEST(SoftcspKeys, FailWithTheCodesThatAreDocumented) {
     const TestContainer container(L"key errors");
     const HCRYPTPROV provider = container.Get();
     HCRYPTKEY key = 0;
-    DWORD size = 0, one = 1, hashed = 5;
+    DWORD size = 0, one = 1, hashed = 5, listed = 5;
     const UniqueCryptKey exchange = Generate(provider, AT_KEYEXCHANGE), session = Generate(provider, kCipher),
                          incomplete = Generate(provider, kEphemeral, CRYPT_PREGEN);
     const UniqueCryptHash hash = HashOf(provider);
@@ -142,6 +142,7 @@ TEST(SoftcspKeys, FailWithTheCodesThatAreDocumented) {
         ROW(CryptImportKey(provider, point.data(), static_cast<DWORD>(point.size()), 0, 0, &key), NTE_BAD_PUBLIC_KEY),
         ROW(CryptImportKey(provider, point.data(), static_cast<DWORD>(point.size()), foreign.get(), 0, &key),
             NTE_BAD_KEY),
+        ROW(CryptGetProvParam(provider, PP_ENUMALGS, value, &listed, CRYPT_FIRST), ERROR_MORE_DATA),
         ROW(CryptHashData(hash.get(), kText, 1, CRYPT_USERDATA), NTE_BAD_LEN),
         ROW(CryptGetHashParam(hash.get(), HP_HASHVAL, value, &hashed, 0), ERROR_MORE_DATA),
         ROW(CryptHashData(hash.get(), kText, 1, 0), 0),  // a query for the size does not finish the hash
@@ -151,6 +152,7 @@ TEST(SoftcspKeys, FailWithTheCodesThatAreDocumented) {
     };
     for (const auto& row : rows) EXPECT_EQ(row.done ? 0 : static_cast<HRESULT>(row.error), row.expected) << row.call;
     EXPECT_EQ(one, sizeof(ALG_ID)) << "the size needed";
+    EXPECT_EQ(Parameter(provider, PP_ENUMALGS).at(0), kHash & 0xFF) << "the item that did not fit";
 }
 
 TEST(SoftcspParameters, AreSetForTheMachineByThoseWhoMay) {
