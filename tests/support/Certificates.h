@@ -1,10 +1,6 @@
 // Certificate files, and certificate stores of the system, looked into and put back.
 #pragma once
 
-#include <windows.h>
-
-#include <wincrypt.h>
-
 #include <gtest/gtest.h>
 
 #include <filesystem>

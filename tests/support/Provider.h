@@ -27,33 +27,24 @@ inline HRESULT ErrorOf(const Result<>& result) {
 class TestContainer {
   public:
     explicit TestContainer(std::wstring name, DWORD type = 75, DWORD flags = 0)
-        : name_(std::move(name)), type_(type), flags_(flags) {
-        Delete();
-        made_ = !!context_.Acquire(CRYPT_NEWKEYSET | CRYPT_SILENT | flags_, name_.c_str(), nullptr, type_);
+        : name_(std::move(name)), type_(type), flags_(flags | CRYPT_SILENT) {
+        Remove();
+        EXPECT_TRUE(context_.Acquire(CRYPT_NEWKEYSET | flags_, name_.c_str(), nullptr, type_)) << LastFailure().code;
     }
     ~TestContainer() {
         context_.Release();
-        Delete();
+        Remove();
     }
     TestContainer(TestContainer&&) = delete;
-
-    bool Made() const { return made_; }
     HCRYPTPROV Get() const { return context_.Get(); }
-    const wchar_t* Name() const { return name_.c_str(); }
-    // Opens it anew, as another program would.
-    bool Open(DWORD flags = CRYPT_SILENT) { return !!context_.Acquire(flags | flags_, name_.c_str(), nullptr, type_); }
 
   private:
-    void Delete() {
-        CCryptProvContext deleted;
-        (void)deleted.Acquire(CRYPT_DELETEKEYSET | CRYPT_SILENT | flags_, name_.c_str(), nullptr, type_);
+    void Remove() const {
+        (void)CCryptProvContext().Acquire(CRYPT_DELETEKEYSET | flags_, name_.c_str(), nullptr, type_);
     }
-
-    std::wstring name_;
-    DWORD type_;
-    DWORD flags_;
+    const std::wstring name_;
+    const DWORD type_, flags_;
     CCryptProvContext context_;
-    bool made_ = false;
 };
 
 // Values; empty when the call fails.
@@ -84,8 +75,7 @@ class ToolContainer {
 
   private:
     void Remove() const { RunTool(L"remove" + name_ + place_); }
-
-    std::wstring name_, place_;
+    const std::wstring name_, place_;
 };
 
 // The place of the computer's containers of a provider, for the tool.
@@ -94,11 +84,6 @@ inline std::wstring ComputersOf(const std::wstring& provider) {
 }
 
 // Keeps the provider's library, which the system would unload with its last context.
-class LoadedProvider {
-  public:
-    LoadedProvider() : module_(LoadLibraryW((ProgramDirectory() + L"kvcsp.dll").c_str())) {}
-    HMODULE Get() const { return module_.get(); }
-
-  private:
-    UniqueModule module_;
+struct LoadedProvider {
+    const UniqueModule module{LoadLibraryW((ProgramDirectory() + L"kvcsp.dll").c_str())};
 };

@@ -1,13 +1,8 @@
 // What the tests of the software provider share: its parameters and settings.
 #pragma once
 
-#include "tests/support/Provider.h"
-
-#include <optional>
-#include <string>
-#include <string_view>
-
 #include "softcsp/kvcsp/ProviderInterface.h"
+#include "tests/support/Provider.h"
 #include "tests/support/Store.h"
 
 constexpr ALG_ID kHash = 0x801E, kCipher = 0x661E;
@@ -27,21 +22,15 @@ inline std::string TextParameter(HCRYPTPROV provider, DWORD parameter, DWORD fla
     const TestBytes value = Parameter(provider, parameter, flags);
     return value.empty() ? "" : reinterpret_cast<const char*>(value.data());
 }
-inline std::optional<DWORD> NumberParameter(HCRYPTPROV provider, DWORD parameter) {
-    const auto number = ReadValue<DWORD>(ProviderQuery(provider, parameter));
-    return number ? std::optional(*number) : std::nullopt;
-}
 
 // Unseals the keys, for which a password may be needed.
 inline HRESULT LoadKeys(HCRYPTPROV provider) {
-    DWORD loaded = 0, size = sizeof loaded;
-    return ErrorOf(CryptGetProvParam(provider, softcsp::kParamLoadKeys, reinterpret_cast<BYTE*>(&loaded), &size, 0));
+    return ErrorOf(!Parameter(provider, softcsp::kParamLoadKeys).empty());
 }
 
-inline HRESULT AddExtension(HCRYPTPROV provider, const char* identifier = "1.2.3", std::string_view value = "x",
-                            DWORD critical = 0) {
-    const softcsp::ExtensionRequest request{identifier, critical, static_cast<DWORD>(value.size()),
-                                            reinterpret_cast<const BYTE*>(value.data())};
+// Changes the container, for which a password may be needed, too.
+inline HRESULT AddExtension(HCRYPTPROV provider) {
+    const softcsp::ExtensionRequest request{"1.2.3", 0, 1, reinterpret_cast<const BYTE*>("x")};
     return Set(provider, softcsp::kParamAddExtension, &request);
 }
 
