@@ -43,7 +43,8 @@ TEST(SoftcspDialogs, OfferPresentCarriersAndNothingOfAnEmptyList) {
 TEST(SoftcspDialogs, EndWithTheirTimeLimitAlsoBehindAMessage) {
     const StoredNumber limit(L"\\local\\KeyDevices\\passwd_time", 1);
     Password password(L"kept");
-    ModalScript script({TypeNew(L"one", L"two")}, {0});  // nobody closes the message
+    const auto stillOpen = [](HWND) { ADD_FAILURE() << "The dialog is still open."; };
+    ModalScript script({TypeNew(L"one", L"two"), stillOpen}, {0});  // nobody closes the message
     EXPECT_EQ(AskNewPassword(nullptr, L"c", password), DWORD{ERROR_CANCELLED});
     EXPECT_EQ(password.Text(), L"kept");
 }

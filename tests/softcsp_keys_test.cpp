@@ -148,7 +148,7 @@ TEST(SoftcspKeys, FailWithTheCodesThatAreDocumented) {
     };
     for (const auto& row : rows) EXPECT_EQ(row.done ? 0 : static_cast<HRESULT>(row.error), row.expected) << row.call;
     EXPECT_EQ(one, sizeof(ALG_ID)) << "the size needed";
-    EXPECT_EQ(Parameter(provider, PP_ENUMALGS).at(0), kHash & 0xFF) << "the item that did not fit";
+    EXPECT_EQ(Parameter(provider, PP_ENUMALGS).at(1), kHash >> 8) << "the item that did not fit";
 }
 
 TEST(SoftcspParameters, AreSetForTheMachineByThoseWhoMay) {

@@ -177,7 +177,9 @@ TEST_F(SoftcspProtection, IsLockedByAFileAndNotByTheMutexesOfOthers) {
     ReleaseMutex(mutex);
     CloseHandle(mutex);
     const FolderLock lock(FolderOf(Owner::User), Rights::Owner);
-    EXPECT_FALSE(DeleteFileW((FolderOf(Owner::User) + L"lock").c_str()));
+    constexpr DWORD kShared = FILE_SHARE_READ | FILE_SHARE_WRITE;
+    const UniqueFile file(CreateFileW((FolderOf(Owner::User) + L"lock").c_str(), GENERIC_READ, kShared, nullptr,
+                                      OPEN_EXISTING, 0, nullptr));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
 }
 
