@@ -43,27 +43,29 @@ TEST(SoftcspContainer, IsOpenedByEachOfItsNames) {
     for (const auto& c : cases) EXPECT_EQ(Acquire(c.name, c.flags, c.type), c.result) << c.what;
 }
 
+DWORD AddExtensionTo(Container& container) {
+    container.extensions.emplace_back("1.2.3", 0, Bytes(2'000, 7));
+    return ERROR_SUCCESS;
+}
+
 TEST(SoftcspContainer, KeepsEveryChangeOfProgramsThatWriteAtOnce) {
-    kStore.Remove(InRegistry(L"contended"));
+    const ContainerPlace contended = InRegistry(L"contended");
+    kStore.Remove(contended);
     std::atomic<int> created = 0, changed = 0;
     std::vector<std::jthread> programs;
-    const auto change = [](Container& container) {
-        container.extensions.emplace_back("1.2.3", 0, Bytes());
-        return DWORD{ERROR_SUCCESS};
-    };
     for (int program = 0; program < 4; ++program)
         programs.emplace_back([&] {
             Container container;
             created += RunTool(L"create contended --keys none") == 0;
-            for (int i = 0; i < 25; ++i) changed += kStore.Modify(InRegistry(L"contended"), container, change) == 0;
+            for (int i = 0; i < 25; ++i) changed += kStore.Modify(contended, container, AddExtensionTo) == 0;
         });
     programs.clear();  // waits for them
     EXPECT_EQ(created, 1);
     EXPECT_EQ(changed, 100);
     Container container;
-    EXPECT_EQ(kStore.Load(InRegistry(L"contended"), container), 0u);
+    EXPECT_EQ(kStore.Load(contended, container), 0u);
     EXPECT_EQ(container.extensions.size(), 100u);
-    kStore.Remove(InRegistry(L"contended"));
+    kStore.Remove(contended);
 }
 
 TEST(SoftcspContainer, NoticesThatItWasReplaced) {
@@ -101,6 +103,7 @@ TEST(SoftcspContainer, FailsOnACarrierThatIsFullOrEjected) {
     const LoadedProvider held;
     RemoveCarrier(L"TESTDISK");
     ASSERT_EQ(AddCarrier({.name = L"TESTDISK", .room = 300}), 0u);
+    Acquire(L"\\\\.\\TESTDISK\\second", CRYPT_DELETEKEYSET);  // of a run that failed
     {
         const TestContainer first(L"\\\\.\\TESTDISK\\first"), other(L"\\\\.\\REGISTRY\\first");
         EXPECT_EQ(Acquire(L"\\\\.\\TESTDISK\\second", CRYPT_NEWKEYSET), ERROR_DISK_FULL);
@@ -114,10 +117,8 @@ TEST(SoftcspContainer, FailsOnACarrierThatIsFullOrEjected) {
         EXPECT_EQ(ErrorOf(CryptGetProvParam(context.Get(), kParamChooseContainer, small, &size, 0)), ERROR_MORE_DATA);
         EXPECT_FALSE(script.Finished()) << "the user was asked in vain";
         EXPECT_EQ(TextParameter(context.Get(), kParamChooseContainer), "\\\\.\\TESTDISK\\first");
-        std::string last;
-        for (std::string name = TextParameter(first.Get(), PP_ENUMCONTAINERS, CRYPT_FIRST); !name.empty();
-             name = TextParameter(first.Get(), PP_ENUMCONTAINERS))
-            last = name;
+        std::string last, name = TextParameter(first.Get(), PP_ENUMCONTAINERS, CRYPT_FIRST);
+        for (; !name.empty(); name = TextParameter(first.Get(), PP_ENUMCONTAINERS)) last = name;
         EXPECT_EQ(last, "TESTDISK\\first") << "another container has the bare name";
         EXPECT_EQ(Set(first.Get(), kParamDigestSet, "1.2.643.2.2.30.1"), 0) << "replaces itself";
         UpdateCarrier({.name = L"TESTDISK", .present = false});
@@ -169,14 +170,10 @@ Word WINAPI Doomed(Word a, Word b, Word c, Word d, Word e, Word f, Word g) {
 // The killed program: it adds an extension and ends at the call that the environment names.
 TEST(SoftcspKilled, DISABLED_Child) {
     Container container;
-    const auto change = [](Container& read) {
-        read.extensions.push_back({"1.2.3", 0, Bytes(20'000, 7)});
-        return DWORD{ERROR_SUCCESS};
-    };
     const ImportPatch create(nullptr, kWritingCalls[0], Doomed<0>), write(nullptr, kWritingCalls[1], Doomed<1>),
         flush(nullptr, kWritingCalls[2], Doomed<2>), move(nullptr, kWritingCalls[3], Doomed<3>);
     countdown = _wtoi(_wgetenv(L"KILL_AT"));
-    const DWORD result = kStore.Modify(kKilled, container, change);
+    const DWORD result = kStore.Modify(kKilled, container, AddExtensionTo);
     countdown = 0;
     ASSERT_EQ(result, 0u);
 }

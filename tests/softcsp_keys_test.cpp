@@ -65,13 +65,9 @@ int PlacesInMemory(const Bytes& complements) {
     MEMORY_BASIC_INFORMATION region{};
     for (const BYTE *at = nullptr, *end = nullptr; VirtualQuery(at, &region, sizeof region) != 0; at = end) {
         end = static_cast<const BYTE*>(region.BaseAddress) + region.RegionSize;
-        constexpr DWORD kWritable = PAGE_READWRITE | PAGE_WRITECOPY | PAGE_EXECUTE_READWRITE | PAGE_EXECUTE_WRITECOPY;
-        if (region.State != MEM_COMMIT || (region.Protect & kWritable) == 0 || (region.Protect & PAGE_GUARD) != 0)
+        if (region.State != MEM_COMMIT || (region.Protect != PAGE_READWRITE && region.Protect != PAGE_WRITECOPY))
             continue;
-        while ((at = std::search(at, end, complements.begin(), complements.end(), isComplement)) != end) {
-            ++places;
-            ++at;
-        }
+        for (; (at = std::search(at, end, complements.begin(), complements.end(), isComplement)) != end; ++at) ++places;
     }
     return places;
 }

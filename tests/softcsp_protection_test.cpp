@@ -1,4 +1,5 @@
-// What protects a container's file and its keys: authentication, access rights, the lock, and the key of a password.
+// What protects a container's file and its keys: authentication, access rights, the lock, and its password, which is
+// given by the program, asked for in the provider's dialogs, saved and changed.
 #include <aclapi.h>
 #include <sddl.h>
 
@@ -8,8 +9,10 @@
 #include "softcsp/common/Text.h"
 #include "softcsp/container/ContainerStore.h"
 #include "softcsp/container/SavedPasswords.h"
+#include "softcsp/dialogs/resource.h"
 #include "tests/support/Certificates.h"
 #include "tests/support/ImportPatch.h"
+#include "tests/support/ModalScript.h"
 #include "tests/support/SoftProvider.h"
 
 namespace {
@@ -17,7 +20,9 @@ namespace {
 using namespace softcsp;
 
 const ContainerStore kStore(Owner::User, 75), kComputers(Owner::Computer, 75);
-const ContainerPlace kPlace{{.name = kRegistryCarrier}, L"protected"};
+const ContainerPlace kPlace{{.name = kRegistryCarrier}, L"С паролем"};
+
+constexpr HRESULT kWrong = static_cast<HRESULT>(SCARD_W_WRONG_CHV);
 
 std::wstring FolderOf(Owner owner) {
     return ContainerFolder(kPlace.carrier, owner, 75);
@@ -34,8 +39,8 @@ struct SoftcspProtection : testing::Test {
         EXPECT_EQ(kStore.Load(kPlace, container), 0u);
         return container;
     }
-    void Open(const std::wstring& name = kPlace.name) {
-        ASSERT_TRUE(context_.Acquire(CRYPT_SILENT, name.c_str(), nullptr, 75));
+    void Open(const std::wstring& name = kPlace.name, DWORD flags = CRYPT_SILENT) {
+        ASSERT_TRUE(context_.Acquire(flags, name.c_str(), nullptr, 75));
     }
     HCRYPTPROV Get() const { return context_.Get(); }
 
@@ -160,7 +165,7 @@ TEST_F(SoftcspProtection, BindsKeysWithoutPasswordToTheUserAndSavedOnesToTheirCo
     EXPECT_EQ(saved.Find(kPlace), key);
     const std::wstring section = L"\\global\\KeyDevices\\passwords\\75/REGISTRY/";
     std::wstring text;
-    ASSERT_EQ(Store().ReadText(section + L"protected\\passwd", text), 0u);
+    ASSERT_EQ(Store().ReadText(section + L"С паролем\\passwd", text), 0u);
     ASSERT_EQ(Store().WriteText((section + L"another\\passwd").c_str(), text), 0u);
     const ContainerPlace other{kPlace.carrier, L"another"};
     EXPECT_FALSE(saved.Find(other)) << "saved for another container";
@@ -183,27 +188,24 @@ TEST_F(SoftcspProtection, IsLockedByAFileAndNotByTheMutexesOfOthers) {
     EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
 }
 
-TEST_F(SoftcspProtection, DerivesThePasswordKeyInManyRoundsButNotInAnyNumber) {
+TEST_F(SoftcspProtection, DerivesThePasswordKeyInManyRoundsAndOnceForAWrongPassword) {
     auto created = CreateContainer(kPlace.name, Password(L"1234"));
     const std::uint32_t rounds = created.container.lock.rounds;
     EXPECT_GE(rounds, 20'000u);
     EXPECT_FALSE(AcceptsRounds(0));
-    created.container.lock.rounds = rounds * 20;
     ASSERT_EQ(kStore.Create(kPlace, created.container), 0u);
-    EXPECT_EQ(Acquire(kPlace.name), NTE_KEYSET_ENTRY_BAD);
-}
-
-TEST_F(SoftcspProtection, RemembersThatAPasswordIsWrong) {
-    ASSERT_EQ(kStore.Create(kPlace, CreateContainer(kPlace.name, Password(L"1234")).container), 0u);
     Open();
     EXPECT_EQ(Set(Get(), PP_KEYEXCHANGE_PIN, "wrong"), 0);
     ULONGLONG times[2];
     for (ULONGLONG& time : times) {
         const ULONGLONG start = GetTickCount64();
-        EXPECT_EQ(AddExtension(Get()), static_cast<HRESULT>(SCARD_W_WRONG_CHV));
+        EXPECT_EQ(AddExtension(Get()), kWrong);
         time = GetTickCount64() - start;
     }
     EXPECT_LT(times[1], times[0] / 4) << "milliseconds of the first and the second attempt";
+    created.container.lock.rounds = rounds * 20;
+    ASSERT_EQ(kStore.Save(kPlace, created.container), 0u);
+    EXPECT_EQ(Acquire(kPlace.name), NTE_KEYSET_ENTRY_BAD);
 }
 
 TEST_F(SoftcspProtection, FindsItsFoldersWithoutTheEnvironment) {
@@ -211,6 +213,95 @@ TEST_F(SoftcspProtection, FindsItsFoldersWithoutTheEnvironment) {
     SetEnvironmentVariableW(L"LOCALAPPDATA", L"C:\\windows\\temp");
     EXPECT_EQ(FolderOf(Owner::User).find(L"temp"), std::wstring::npos);
     SetEnvironmentVariableW(L"LOCALAPPDATA", before.c_str());
+}
+
+ModalScript::Step Type(const wchar_t* password, bool save = false) {
+    return [=](HWND dialog) {
+        Ui::Type(dialog, IDC_PASSWORD, password);
+        if (save) Ui::Click(dialog, IDC_SAVE);
+        Ui::Click(dialog, IDOK);
+    };
+}
+void Cancel(HWND dialog) {
+    Ui::Click(dialog, IDCANCEL);
+}
+
+struct SoftcspPassword : SoftcspProtection {
+    ~SoftcspPassword() override { RunTool(L"store del \\local\\KeyDevices\\passwords"); }
+
+    // The result of loading the keys in a new context while the dialogs are filled in so.
+    HRESULT Load(std::vector<ModalScript::Step> steps, DWORD flags = 0, const char* given = "") {
+        Open(kPlace.name, flags);
+        EXPECT_EQ(Set(Get(), PP_KEYEXCHANGE_PIN, given), 0);
+        ModalScript script(std::move(steps));
+        const HRESULT result = LoadKeys(Get());
+        EXPECT_TRUE(script.Finished()) << "a dialog was not shown";
+        return result;
+    }
+
+    ProviderSetting rounds_{kPasswordRoundsSetting, 100};
+    ToolContainer container_{kPlace.name, L"--keys xs --password 1234"};
+};
+
+TEST_F(SoftcspPassword, IsAskedForUntilItIsRight) {
+    EXPECT_EQ(Load({}, CRYPT_SILENT), NTE_SILENT_CONTEXT);
+    EXPECT_EQ(Load({}, CRYPT_SILENT, "1234"), 0);
+    EXPECT_EQ(Load({}, 0, "wrong"), kWrong);
+    EXPECT_EQ(Load({Type(L"wrong"), Type(L"1234")}), 0);
+    EXPECT_EQ(Load({Type(L"1"), Type(L"2"), Type(L"3")}), kWrong);
+    EXPECT_EQ(Set(Get(), PP_SIGNATURE_PIN, std::string(65, '1').c_str()), NTE_BAD_DATA) << "too long";
+}
+
+// A thread that the owner of the dialog waits for must be able to use the context.
+TEST_F(SoftcspPassword, DialogLeavesTheContextToOtherThreads) {
+    std::thread other;
+    const HANDLE answered = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    const auto useElsewhere = [&](HWND dialog) {
+        other = std::thread([&] {
+            Parameter(Get(), PP_VERSION);
+            SetEvent(answered);
+        });
+        EXPECT_EQ(WaitForSingleObject(answered, 5'000), WAIT_OBJECT_0) << "the other thread waits for the dialog";
+        Type(L"1234")(dialog);
+    };
+    EXPECT_EQ(Load({useElsewhere}), 0);
+    other.join();
+    CloseHandle(answered);
+}
+
+TEST_F(SoftcspPassword, IsSavedOnRequestAndForgottenWhenItChanges) {
+    EXPECT_EQ(Load({Type(L"1234", true)}), 0);
+    { const TestContainer namesake(kPlace.name, 71); }
+    EXPECT_EQ(Load({}, CRYPT_SILENT), 0) << "forgotten with a container of the other type";
+    const auto change = [&](const wchar_t* old) {
+        ModalScript script({[=](HWND dialog) {
+            Ui::Type(dialog, IDC_NEW_PASSWORD, L"новый");
+            Ui::Type(dialog, IDC_CONFIRMATION, L"новый");
+            Type(old)(dialog);
+        }});
+        const PasswordRequest request{kPasswordByDialog, nullptr};
+        return Set(Get(), kParamChangePassword, &request);
+    };
+    EXPECT_EQ(Load({}), 0);
+    EXPECT_EQ(change(L"wrong"), kWrong);
+    EXPECT_EQ(Load({}), 0);
+    EXPECT_EQ(change(L"1234"), 0);
+    std::wstring saved;
+    const std::wstring section = L"\\local\\KeyDevices\\passwords\\75/REGISTRY/" + kPlace.name;
+    EXPECT_EQ(Store().ReadText(section + L"\\passwd", saved), DWORD{ERROR_FILE_NOT_FOUND});
+    EXPECT_EQ(Load({Type(L"новый")}), 0);
+}
+
+TEST_F(SoftcspPassword, GuardsDeletionAndIsAskedForANewContainer) {
+    constexpr HRESULT kCancelled = HRESULT_FROM_WIN32(ERROR_CANCELLED);
+    const auto acquire = [&](ModalScript::Step step, DWORD flags, const wchar_t* name) {
+        ModalScript script({std::move(step)});
+        return ErrorOf(context_.Acquire(flags, name, nullptr, 75));
+    };
+    EXPECT_EQ(acquire(Cancel, CRYPT_DELETEKEYSET, kPlace.name.c_str()), kCancelled);
+    EXPECT_EQ(acquire(Type(L"1234"), CRYPT_DELETEKEYSET, kPlace.name.c_str()), 0) << "still there";
+    EXPECT_EQ(acquire(Cancel, CRYPT_NEWKEYSET, L"\\\\.\\REGISTRY\\never created"), kCancelled);
+    EXPECT_EQ(Acquire(L"\\\\.\\REGISTRY\\never created"), NTE_BAD_KEYSET);
 }
 
 }  // namespace
