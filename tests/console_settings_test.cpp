@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "applet/services/ParameterEntry.h"
+#include "framework/Registry.h"
 #include "settings/SettingsDocument.h"
 #include "settings/WinlogonSettings.h"
 #include "softcsp/common/Names.h"
@@ -20,8 +21,8 @@ using Text = std::wstring;
 const Text kOf75 = Text(L"[") + kProvider75 + L"]", kOf71 = Text(L"[") + kProvider71 + L"]",
            kSupport = L"winlogon.disableSupport";
 
-// Keys with their values, which have their type behind their bytes.
-using Values = std::map<Text, std::vector<BYTE>>;
+// The values of keys.
+using Values = std::map<Text, RegistryValue>;
 using Dump = std::map<std::pair<HKEY, Text>, Values>;
 
 const std::pair<HKEY, Text> kTrees[] = {
@@ -37,14 +38,9 @@ void ReadKey(HKEY root, const Text& path, Dump& dump) {
     if (RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS) return;
     Values& values = dump[{root, path}];
     wchar_t name[256];
-    for (DWORD i = 0;; ++i) {
-        std::vector<BYTE> bytes(4096);
-        DWORD length = 256, type = 0, size = 4096;
-        if (RegEnumValueW(key.get(), i, name, &length, nullptr, &type, bytes.data(), &size) != ERROR_SUCCESS) break;
-        bytes.resize(size);
-        bytes.push_back(static_cast<BYTE>(type));
-        values[name] = std::move(bytes);
-    }
+    for (DWORD i = 0, length = 256; RegEnumValueW(key.get(), i, name, &length, nullptr, nullptr, nullptr, nullptr) == 0;
+         ++i, length = 256)
+        values[name] = *ReadRegistryValue(root, path, name, 65536);
     for (DWORD i = 0; RegEnumKeyW(key.get(), i, name, 256) == ERROR_SUCCESS; ++i)
         ReadKey(root, path + L"\\" + name, dump);
 }
@@ -60,9 +56,9 @@ void PutBack(const Dump& dump) {
     for (const auto& [key, values] : dump) {
         UniqueRegistryKey created;
         EXPECT_EQ(RegCreateKeyW(key.first, key.second.c_str(), created.put()), ERROR_SUCCESS);
-        for (const auto& [name, bytes] : values)
-            RegSetValueExW(created.get(), name.c_str(), 0, bytes.back(), bytes.data(),
-                           static_cast<DWORD>(bytes.size() - 1));
+        for (const auto& [name, value] : values)
+            RegSetValueExW(created.get(), name.c_str(), 0, value.type, value.bytes.data(),
+                           static_cast<DWORD>(value.bytes.size()));
     }
 }
 
@@ -256,18 +252,13 @@ TEST_F(SettingsDocument, EveryFailureLeavesTheStoreAsItWas) {
 }
 
 TEST(ParameterIdentifier, IsTheSameInEveryLanguage) {
-    const struct {
-        const char* name;
-        std::vector<uint8_t> entry;
-        const char* identifier;
-    } cases[] = {
-        {"text before the name", {8, 0, 1, 0, '1', '.', '2', 0, 'N', 0, 0, 0}, "1.2"},
-        {"bytes after the text", {8, 0, 1, 0, '1', 0, '2', 0, 'N', 0}, "31003200"},
-        {"name within the number", {2, 0, 1, 0, 'N', 0}, ""},
-        {"string id", {5, 0, 0, 0, '4', '2'}, "42"},
+    const auto identifier = [](const std::vector<uint8_t>& entry) {
+        return ReadParameterIdentifier(entry.data(), entry.size());
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(ReadParameterIdentifier(c.entry.data(), c.entry.size()), c.identifier) << c.name;
+    EXPECT_EQ(identifier({8, 0, 1, 0, '1', '.', '2', 0, 'N', 0, 0, 0}), "1.2") << "text before the name";
+    EXPECT_EQ(identifier({8, 0, 1, 0, '1', 0, '2', 0, 'N', 0}), "31003200") << "bytes after the text";
+    EXPECT_EQ(identifier({2, 0, 1, 0, 'N', 0}), "") << "name within the number";
+    EXPECT_EQ(identifier({5, 0, 0, 0, '4', '2'}), "42") << "string id";
 }
 
 }  // namespace

@@ -20,14 +20,6 @@ ModalScript::Step TypeNew(const wchar_t* text, const wchar_t* again) {
     };
 }
 
-TEST(SoftcspDialogs, ReturnTheNewPasswordOnceItWasTypedTwice) {
-    Password password;
-    ModalScript script({TypeNew(L"one", L"two"), TypeNew(L"two", L"two")});
-    EXPECT_EQ(AskNewPassword(nullptr, L"c", password), 0u);
-    EXPECT_EQ(password.Text(), L"two");
-    EXPECT_EQ(script.Boxes().size(), 1u) << "the message about different passwords";
-}
-
 TEST(SoftcspDialogs, OfferPresentCarriersAndNothingOfAnEmptyList) {
     std::size_t chosen = 77;
     ModalScript script({[](HWND dialog) { Ui::Click(dialog, IDOK); },

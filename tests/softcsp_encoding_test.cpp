@@ -29,23 +29,20 @@ TEST(SoftcspPublicKey, OfThePublishedCertificateIsReadAndWritten) {
     EXPECT_TRUE(DecodePublicKey(Hex("301b" + curve + hash + cipher), key)) << "with a cipher's set";
     for (const auto& wrong : {"3009" + curve, "3012" + hash + curve, "3014" + curve + hash + "0500"})
         EXPECT_FALSE(DecodePublicKey(Hex(wrong), key)) << wrong;
-    Bytes blob = WriteBlob(PublicKeyBlob{kAlgExchange, read});
-    EXPECT_TRUE(ReadPublicKeyBlob(blob));
-    blob[2] = 1;
-    EXPECT_FALSE(ReadPublicKeyBlob(blob)) << "with reserved bits";
 }
 
 // The result of the system's decoding into a buffer of the size needed. Nothing is written behind it.
 DWORD Decode(const char* type, const Bytes& der) {
-    constexpr DWORD kEncoding = PKCS_7_ASN_ENCODING | X509_ASN_ENCODING;
-    DWORD size = 0, less = 0;
-    const auto der_size = static_cast<DWORD>(der.size());
-    if (!CryptDecodeObject(kEncoding, type, der.data(), der_size, 0, nullptr, &size)) return GetLastError();
+    DWORD size = 0;
+    const auto decode = [&](BYTE* to) {
+        constexpr DWORD kEncoding = PKCS_7_ASN_ENCODING | X509_ASN_ENCODING;
+        return CryptDecodeObject(kEncoding, type, der.data(), DWORD(der.size()), 0, to, &size) ? 0 : GetLastError();
+    };
+    if (const DWORD error = decode(nullptr)) return error;
     Bytes buffer(size + 1, 0xCC);
-    less = size - 1;
-    EXPECT_FALSE(CryptDecodeObject(kEncoding, type, der.data(), der_size, 0, buffer.data(), &less));
-    EXPECT_EQ(GetLastError(), DWORD{ERROR_MORE_DATA});
-    EXPECT_TRUE(CryptDecodeObject(kEncoding, type, der.data(), der_size, 0, buffer.data(), &size));
+    --size;
+    EXPECT_EQ(decode(buffer.data()), DWORD{ERROR_MORE_DATA});
+    EXPECT_EQ(decode(buffer.data()), 0u);
     EXPECT_EQ(buffer[size], 0xCC) << "behind the buffer";
     return ERROR_SUCCESS;
 }
@@ -62,7 +59,7 @@ TEST(SoftcspDecoders, AnswerTheSystemByItsRules) {
         {"both times", KVCRYPT_USAGE_PERIOD, "302280" + time + "81" + time, 0},
         {"the second time", KVCRYPT_USAGE_PERIOD, "301181" + time, 0},
         {"no time", KVCRYPT_USAGE_PERIOD, "3000"},
-        {"another character", KVCRYPT_USAGE_PERIOD, "3011800f78303135303831363134313832305a"},
+        {"another character", KVCRYPT_USAGE_PERIOD, "3011800f32303135303831363134313832785a"},
         {"a cut time", KVCRYPT_USAGE_PERIOD, "301180" + time.substr(0, 30)},
         {"three times", KVCRYPT_USAGE_PERIOD, "303380" + time + "81" + time + "81" + time},
         {"a sequence", kMany, "3009300330010030020500", 0},

@@ -1,5 +1,5 @@
-// Feeds the reader of DER elements with any bytes: every element must be inside of them, and must be written as it was
-// read.
+// Feeds the reader of DER elements and the decoder of certificate sequences with any bytes: every element must be
+// inside of them, and both must be written as they were read.
 #include <algorithm>
 #include <cstdlib>
 
@@ -31,6 +31,16 @@ void ReadAll(ByteView bytes, int depth) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    ReadAll({data, size}, 0);
+    const ByteView bytes(data, size);
+    ReadAll(bytes, 0);
+    softcsp::IsCertificate(bytes);
+    const auto certificates = softcsp::DecodeCertificateSequence(bytes);
+    if (!certificates) return 0;
+    std::vector<softcsp::Bytes> copies;
+    for (const ByteView one : *certificates) {
+        if (one.empty() || one[0] != softcsp::der::kSequence) std::abort();
+        copies.emplace_back(one.begin(), one.end());
+    }
+    if (!std::ranges::equal(softcsp::EncodeCertificateSequence(copies), bytes)) std::abort();
     return 0;
 }
