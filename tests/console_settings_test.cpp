@@ -217,7 +217,6 @@ TEST_F(SettingsDocument, EveryFailureLeavesTheStoreAsItWas) {
     std::optional<MachineSettings> settings;
     ApplyReport report;
     Dump written;
-    std::size_t writes = 0;
     const auto prepare = [&] {
         PutBack(initial);
         settings.emplace(Read());
@@ -233,7 +232,6 @@ TEST_F(SettingsDocument, EveryFailureLeavesTheStoreAsItWas) {
         if (!report.written.empty()) return "says that something was written";
         if (!fault.onwards && !report.notPutBack.empty()) return "isn't put back";
         if (isWrite && report.failed[0].failure.code != fault.error) return "another code";
-        writes += isWrite && !fault.onwards;
         return report.notPutBack.empty() ? FirstDifference(initial, now) : "";
     };
     prepare();
@@ -248,7 +246,6 @@ TEST_F(SettingsDocument, EveryFailureLeavesTheStoreAsItWas) {
                  {"support_registry_find", "support_registry_value_long", "support_registry_get_string",
                   "support_registry_get_bool", "support_registry_search_open", "support_registry_search_next",
                   "support_registry_value_name", "RegOpenKeyExW", "RegQueryValueExW", "CryptGetProvParam"});
-    EXPECT_GT(writes, changed.size()) << "some settings are written in several places";
 }
 
 TEST(ParameterIdentifier, IsTheSameInEveryLanguage) {
