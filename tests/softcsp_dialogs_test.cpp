@@ -12,14 +12,6 @@ namespace {
 
 using namespace softcsp;
 
-ModalScript::Step TypeNew(const wchar_t* text, const wchar_t* again) {
-    return [=](HWND dialog) {
-        Ui::Type(dialog, IDC_NEW_PASSWORD, text);
-        Ui::Type(dialog, IDC_CONFIRMATION, again);
-        Ui::Click(dialog, IDOK);
-    };
-}
-
 TEST(SoftcspDialogs, OfferPresentCarriersAndNothingOfAnEmptyList) {
     std::size_t chosen = 77;
     ModalScript script({[](HWND dialog) { Ui::Click(dialog, IDOK); },
@@ -35,8 +27,13 @@ TEST(SoftcspDialogs, OfferPresentCarriersAndNothingOfAnEmptyList) {
 TEST(SoftcspDialogs, EndWithTheirTimeLimitAlsoBehindAMessage) {
     const StoredNumber limit(L"\\local\\KeyDevices\\passwd_time", 1);
     Password password(L"kept");
+    const auto type = [](HWND dialog) {
+        Ui::Type(dialog, IDC_NEW_PASSWORD, L"one");
+        Ui::Type(dialog, IDC_CONFIRMATION, L"two");
+        Ui::Click(dialog, IDOK);
+    };
     const auto stillOpen = [](HWND) { ADD_FAILURE() << "The dialog is still open."; };
-    ModalScript script({TypeNew(L"one", L"two"), stillOpen}, {0});  // nobody closes the message
+    ModalScript script({type, stillOpen}, {0});  // nobody closes the message
     EXPECT_EQ(AskNewPassword(nullptr, L"c", password), DWORD{ERROR_CANCELLED});
     EXPECT_EQ(password.Text(), L"kept");
 }
