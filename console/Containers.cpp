@@ -5,8 +5,8 @@
 
 #include "applet/services/Strings.h"
 #include "csp/ContainerNames.h"
-#include "csp/Providers.h"
 #include "csp/ProviderParameters.h"
+#include "csp/Providers.h"
 #include "resources/console.h"
 
 void ContainerSelection::DeclareOwners(Parameters& parameters) {

@@ -11,6 +11,7 @@
 #include "applet/services/Strings.h"
 #include "console/Output.h"
 #include "console/Utf8.h"
+#include "console/settings/SettingRow.h"
 #include "csp/CertificateText.h"
 #include "csp/ContainerCertificates.h"
 #include "csp/CryptProvContext.h"
@@ -21,7 +22,6 @@
 #include "resources/console.h"
 #include "settings/LanguageSettings.h"
 #include "settings/SecuritySettings.h"
-#include "settings/SettingRow.h"
 
 namespace {
 

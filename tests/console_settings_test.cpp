@@ -4,8 +4,8 @@
 #include <sstream>
 
 #include "applet/services/ParameterEntry.h"
+#include "console/settings/SettingsDocument.h"
 #include "framework/Registry.h"
-#include "settings/SettingsDocument.h"
 #include "settings/WinlogonSettings.h"
 #include "softcsp/common/Names.h"
 #include "softcsp/common/Settings.h"

@@ -4,12 +4,12 @@
 #include "console/Json.h"
 #include "console/Output.h"
 #include "console/Session.h"
-#include "console/SettingsFile.h"
 #include "console/Utf8.h"
+#include "console/settings/SettingsDocument.h"
+#include "console/settings/SettingsFile.h"
 #include "framework/Text.h"
 #include "resources/console.h"
 #include "settings/InstalledProduct.h"
-#include "settings/SettingsDocument.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "console/SettingsFile.h"
+#include "console/settings/SettingsFile.h"
 
 #include <cstdio>
 #include <iterator>

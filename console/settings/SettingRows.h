@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "settings/SettingRow.h"
+#include "console/settings/SettingRow.h"
 
 void AddLanguageRows(std::vector<SettingRow>& rows);
 void AddTimeoutRows(std::vector<SettingRow>& rows);

@@ -1,4 +1,4 @@
-#include "settings/SettingRow.h"
+#include "console/settings/SettingRow.h"
 
 #include <algorithm>
 #include <utility>
@@ -9,7 +9,7 @@ std::wstring Widen(const char* name) {
     return std::wstring(name, name + std::char_traits<char>::length(name));
 }
 
-std::wstring NameOf(const char* name, const std::wstring& whose) {
+std::wstring SettingName(const char* name, const std::wstring& whose) {
     return Widen(name) + L'[' + whose + L']';
 }
 

@@ -12,9 +12,9 @@
 #include <variant>
 #include <vector>
 
+#include "console/settings/SavedState.h"
 #include "csp/Providers.h"
 #include "framework/Result.h"
-#include "settings/SavedState.h"
 #include "settings/StoredValue.h"
 
 // Nothing (std::monostate): not set.
@@ -47,7 +47,7 @@ struct SettingProblem {
 using SettingProblems = std::vector<SettingProblem>;
 using SavedPlaces = std::vector<std::unique_ptr<SavedPlace>>;
 
-// One setting. The functions are those of the unit in settings/ that the pages use for it.
+// One setting. Its functions call the unit in settings/ that the panel's page uses.
 struct SettingRow {
     std::wstring name;
     SettingValue stored;
@@ -70,7 +70,7 @@ struct SettingRow {
 std::wstring Widen(const char* name);
 
 // "security.cache[Provider]"
-std::wstring NameOf(const char* name, const std::wstring& whose);
+std::wstring SettingName(const char* name, const std::wstring& whose);
 
 // An empty text is no value; no value, and every value that isn't a text, is an empty text.
 SettingValue TextOrNothing(const std::wstring& text);

@@ -1,4 +1,4 @@
-#include "settings/SettingRows.h"
+#include "console/settings/SettingRows.h"
 
 #include <optional>
 #include <utility>
@@ -158,7 +158,7 @@ void AddReaderRow(std::vector<SettingRow>& rows, const WinlogonSettings& setting
     std::vector<Text> allowed;
     for (const KeyReader& reader : settings.readers) allowed.push_back(reader.storedName);
     allowed.emplace_back();
-    const Text path = DefaultReaderPath(provider), name = NameOf("winlogon.defaultReader", provider);
+    const Text path = DefaultReaderPath(provider), name = SettingName("winlogon.defaultReader", provider);
     rows.push_back({.name = name,
                     .stored = TextOrNothing(stored),
                     .check =

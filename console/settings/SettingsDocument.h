@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "console/settings/SettingRow.h"
 #include "framework/Result.h"
-#include "settings/SettingRow.h"
 
 struct SettingDifference {
     std::wstring name;

@@ -1,4 +1,4 @@
-#include "settings/SavedState.h"
+#include "console/settings/SavedState.h"
 
 #include <algorithm>
 #include <map>

@@ -1,10 +1,10 @@
-#include "settings/SettingsDocument.h"
+#include "console/settings/SettingsDocument.h"
 
 #include <algorithm>
 #include <new>
 
+#include "console/settings/SettingRows.h"
 #include "settings/InstalledProduct.h"
-#include "settings/SettingRows.h"
 
 namespace {
 

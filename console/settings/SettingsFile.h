@@ -7,8 +7,8 @@
 
 #include "console/Output.h"
 #include "console/Value.h"
+#include "console/settings/SettingsDocument.h"
 #include "framework/Result.h"
-#include "settings/SettingsDocument.h"
 
 Value ValueOf(const SettingValue& value);
 

@@ -1,12 +1,12 @@
 // The rows of settings that the product's providers have.
 #include <algorithm>
 
+#include "console/settings/SettingRows.h"
 #include "csp/CryptProvContext.h"
 #include "csp/ProviderParameters.h"
 #include "csp/Providers.h"
 #include "settings/AlgorithmSettings.h"
 #include "settings/SecuritySettings.h"
-#include "settings/SettingRows.h"
 
 namespace {
 
@@ -49,7 +49,7 @@ Result<SavedPlaces> SaveAlgorithm(const std::shared_ptr<AlgorithmChoice>& choice
 
 SettingRow AlgorithmRow(const char* name, DWORD type, const std::shared_ptr<AlgorithmChoice>& choice) {
     const int stored = choice->parameter.choice.stored;
-    SettingRow row{.name = NameOf(name, std::to_wstring(type)),
+    SettingRow row{.name = SettingName(name, std::to_wstring(type)),
                    .stored = choice->Identifier(stored),
                    .check = {},
                    .write = {},
@@ -107,8 +107,8 @@ Value ModeValue(ProviderMode mode) {
 void AddCacheRow(std::vector<SettingRow>& rows, const Security& settings) {
     if (settings->cacheMaximum == 0) return;
     const auto stored = DWORD{settings->cacheSize.stored};
-    const Text mode = NameOf("security.mode", settings->provider.name);
-    SettingRow row{.name = NameOf("security.cache", settings->provider.name),
+    const Text mode = SettingName("security.mode", settings->provider.name);
+    SettingRow row{.name = SettingName("security.cache", settings->provider.name),
                    .stored = std::int64_t{stored},
                    .check = {},
                    .write =
@@ -140,7 +140,7 @@ void AddDiffieHellmanRow(std::vector<SettingRow>& rows, const Security& settings
     const auto write = [settings](bool on) {
         return WriteDiffieHellmanControl(settings->context.Get(), on ? kDiffieHellmanOn : kDiffieHellmanOff);
     };
-    SettingRow row{.name = NameOf("security.diffieHellman", settings->provider.name),
+    SettingRow row{.name = SettingName("security.diffieHellman", settings->provider.name),
                    .stored = stored,
                    .check = {},
                    .write = [write](const Value& value) { return write(std::get<bool>(value)); },
@@ -164,11 +164,11 @@ void AddDefaultRow(std::vector<SettingRow>& rows, DWORD type, const std::vector<
         if (provider.type == type) allowed.push_back(provider.name);
     }
     allowed.emplace_back();
-    rows.push_back({.name = NameOf("security.defaultProvider", std::to_wstring(type)),
+    rows.push_back({.name = SettingName("security.defaultProvider", std::to_wstring(type)),
                     .stored = TextOrNothing(stored),
                     .check =
                         [=](const Value& value, const SettingRow::Find&) {
-                            return Checked{NameOf("security.defaultProvider", std::to_wstring(type))}
+                            return Checked{SettingName("security.defaultProvider", std::to_wstring(type))}
                                 .RequireOneOf(value, allowed)
                                 .Require(MayWriteDefaultProvider(type), SettingObstacle::NoRight)
                                 .problems;
@@ -182,7 +182,7 @@ Problems CheckMode(const Text& name, const SecuritySettings& settings, const Val
                    const SettingRow::Find& document) {
     const SecurityRights rights = ReadSecurityRights(settings);
     const SecurityEnabled enabled = EnabledControls(settings, rights);
-    const Text cache = NameOf("security.cache", settings.provider.name);
+    const Text cache = SettingName("security.cache", settings.provider.name);
     const Value* cacheSize = document(cache);
     const bool cached = cacheSize && *cacheSize != Value(std::int64_t{0});
     Checked checked{name};
@@ -202,7 +202,7 @@ Problems CheckMode(const Text& name, const SecuritySettings& settings, const Val
 }
 
 void AddModeRow(std::vector<SettingRow>& rows, const Security& settings) {
-    const Text provider = settings->provider.name, name = NameOf("security.mode", provider);
+    const Text provider = settings->provider.name, name = SettingName("security.mode", provider);
     rows.push_back(
         {.name = name,
          .stored = ModeValue(settings->mode.stored),
