@@ -107,7 +107,7 @@ bool CMyControlPanelApp::InitApplets() {
     // Neither failure is fatal: the host may have initialised COM with another threading model, and without the support
     // library the panel shows default values.
     initialisations_.reserve(initialisations_.size() + 1);  // so that push_back cannot fail after the calls
-    initialisations_.push_back({SUCCEEDED(CoInitialize(nullptr)), LoadSupportLibrary() == 0});
+    initialisations_.push_back({SUCCEEDED(CoInitialize(nullptr)), SupportLibrary().Load() == 0});
     if (applets_.empty()) {
         applets_.push_back(std::make_unique<CCPApplet>([]() -> CWnd* { return new CPropSheetConfigCSP; }, IDI_PRODUCT,
                                                        IDS_APPLET_NAME, IDS_APPLET_INFO, true));
@@ -120,7 +120,7 @@ LRESULT CMyControlPanelApp::ExitApplets() {
     const Initialisation ended = initialisations_.back();
     initialisations_.pop_back();
     support_wnd_language_done();
-    if (ended.library) ReleaseSupportLibrary();
+    if (ended.library) SupportLibrary().Release();
     if (ended.com) CoUninitialize();
     if (initialisations_.empty()) applets_.clear();
     return CControlPanelApp::ExitApplets();

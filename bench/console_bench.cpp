@@ -17,7 +17,7 @@
 #include "console/Program.h"
 #include "csp/CertificateStores.h"
 #include "csp/ContainerCheck.h"
-#include "csp/ContainerNames.h"
+#include "csp/Containers.h"
 #include "csp/CryptProvContext.h"
 #include "csp/ProviderParameters.h"
 #include "framework/Handles.h"

@@ -4,7 +4,7 @@
 #include <deque>
 
 #include "applet/services/Strings.h"
-#include "csp/ContainerNames.h"
+#include "csp/Containers.h"
 #include "csp/ProviderParameters.h"
 #include "csp/Providers.h"
 #include "resources/console.h"

@@ -1,6 +1,6 @@
 #include "csp/ContainerSearch.h"
 
-#include "csp/ContainerNames.h"
+#include "csp/Containers.h"
 #include "csp/KeyLink.h"
 
 namespace {

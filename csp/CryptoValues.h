@@ -20,10 +20,9 @@ using Bytes = std::vector<BYTE>;
 constexpr DWORD kCertificateEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 
 // In the following functions `query(BYTE* data, DWORD* length)` is one call of a function that returns a value. On
-// input
-// `*length` is the size of the buffer `data`, on output the size of the value, both in bytes; without a buffer the call
-// returns the size only. The query returns FALSE on failure and sets the thread's last error, which becomes the failure
-// of the result.
+// input `*length` is the size of the buffer `data`, on output the size of the value, both in bytes; without a buffer
+// the call returns the size only. The query returns FALSE on failure and sets the thread's last error, which becomes
+// the failure of the result.
 
 // The queries for a parameter of a provider or of a key, and for a key blob. `wrapping` 0: the key isn't wrapped.
 inline auto ProviderQuery(HCRYPTPROV provider, DWORD parameter) noexcept {

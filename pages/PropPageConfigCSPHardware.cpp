@@ -6,20 +6,17 @@
 
 namespace {
 
-// Each is loaded while one of its windows is open.
-using ReaderLibrary = LibraryReference<&LoadReaderLibrary, &ReleaseReaderLibrary>;
-using RandomLibrary = LibraryReference<&LoadRandomLibrary, &ReleaseRandomLibrary>;
-
-// The result is ignored: the windows report their own errors, and an older library that lacks one opens nothing.
-template <class Function>
-void ConfigureReaders(Function configure, HWND parent) {
-    const ReaderLibrary library;
-    if (!library) {
-        MessageBoxId(IDS_READER_LIBRARY_MISSING, MB_ICONERROR);
-        return;
+// Opens a window of a library, which is referenced while the window is open; shows a message when it can't be loaded.
+// The result of `open` is ignored: the windows report their own errors, and an older library that lacks one opens
+// nothing.
+template <class Open>
+void OpenWindow(ProductLibrary& library, UINT missing, Open&& open) {
+    const LibraryReference reference(library);
+    if (reference) {
+        open();
+    } else {
+        MessageBoxId(missing, MB_ICONERROR);
     }
-    const ReaderWindowRequest request{.parent = parent};
-    configure(&request);
 }
 
 }  // namespace
@@ -37,18 +34,15 @@ std::span<const Route> CPropPageConfigCSPHardware::Routes() const {
 }
 
 void CPropPageConfigCSPHardware::OnReaders() {
-    ConfigureReaders(rdr_wnd_configure, m_hWnd);
+    const ReaderWindowRequest request{.parent = m_hWnd};
+    OpenWindow(ReaderLibrary(), IDS_READER_LIBRARY_MISSING, [&] { rdr_wnd_configure(&request); });
 }
 
 void CPropPageConfigCSPHardware::OnCarriers() {
-    ConfigureReaders(rdr_media_wnd_configure, m_hWnd);
+    const ReaderWindowRequest request{.parent = m_hWnd};
+    OpenWindow(ReaderLibrary(), IDS_READER_LIBRARY_MISSING, [&] { rdr_media_wnd_configure(&request); });
 }
 
 void CPropPageConfigCSPHardware::OnRandom() {
-    const RandomLibrary library;
-    if (!library) {
-        MessageBoxId(IDS_RANDOM_LIBRARY_MISSING, MB_ICONERROR);
-        return;
-    }
-    rndm_wnd_configure(m_hWnd);
+    OpenWindow(RandomLibrary(), IDS_RANDOM_LIBRARY_MISSING, [this] { rndm_wnd_configure(m_hWnd); });
 }

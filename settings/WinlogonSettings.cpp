@@ -46,9 +46,6 @@ std::wstring DefaultReaderPath(const std::wstring& provider) {
 
 namespace {
 
-using SupportLibrary = LibraryReference<&LoadSupportLibrary, &ReleaseSupportLibrary>;
-using ReaderLibrary = LibraryReference<&LoadReaderLibrary, &ReleaseReaderLibrary>;
-
 constexpr DWORD kMostKind = 64;  // characters of a nickname
 
 // Registers the readers with both libraries. The destructor ends the registration.
@@ -89,8 +86,8 @@ bool ReadKind(const UniqueReader& reader, std::wstring& kind) {
 
 // Appends the readers that have a name to show. False when a reader does not identify itself, which ends the listing.
 bool ListKeyReaders(std::vector<KeyReader>& readers) {
-    const SupportLibrary support;
-    const ReaderLibrary library;
+    const LibraryReference support(SupportLibrary());
+    const LibraryReference library(ReaderLibrary());
     if (!support || !library) return true;
     RegisteredReaders registered;
     UniqueSearch search;

@@ -1,7 +1,7 @@
 #include "wizards/WizardChangePassword.h"
 
 #include "applet/services/MessageBoxes.h"
-#include "csp/ContainerPassword.h"
+#include "csp/Containers.h"
 #include "csp/CryptProvContext.h"
 #include "framework/Wnd.h"
 #include "resources/resource.h"

@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include "applet/services/ProcessCaches.h"
 #include "applet/services/ProductLibrary.h"
 #include "applet/services/SupportLibrary.h"
 
@@ -15,12 +16,15 @@ struct ReaderWindowRequest {
 };
 static_assert(sizeof(ReaderWindowRequest) == 16);
 
-DWORD LoadReaderLibrary() noexcept;
-void ReleaseReaderLibrary() noexcept;
-FARPROC FindReaderFunction(const char* name) noexcept;
+inline ProductLibrary& ReaderLibrary() noexcept {
+    return Caches().readers;
+}
+inline ProductLibrary& RandomLibrary() noexcept {
+    return Caches().random;
+}
 
 template <FunctionName Name, class Signature>
-using ReaderFunction = ProductFunction<&FindReaderFunction, Name, Signature>;
+using ReaderFunction = ProductFunction<&ReaderLibrary, Name, Signature>;
 
 // Both are modal and report their failures to the user.
 inline constexpr ReaderFunction<"rdr_wnd_configure", DWORD(const ReaderWindowRequest* request)> rdr_wnd_configure;
@@ -30,9 +34,5 @@ inline constexpr ReaderFunction<"rdr_media_wnd_configure", DWORD(const ReaderWin
 // Begins a registration of readers, which supsys_unregister_all ends.
 inline constexpr ReaderFunction<"rdr_register_start", DWORD(ReaderRegistration* registration)> rdr_register_start;
 
-DWORD LoadRandomLibrary() noexcept;
-void ReleaseRandomLibrary() noexcept;
-FARPROC FindRandomFunction(const char* name) noexcept;
-
 // Modal, owned by `parent`; reports its failures to the user.
-inline constexpr ProductFunction<&FindRandomFunction, "rndm_wnd_configure", DWORD(HWND parent)> rndm_wnd_configure;
+inline constexpr ProductFunction<&RandomLibrary, "rndm_wnd_configure", DWORD(HWND parent)> rndm_wnd_configure;

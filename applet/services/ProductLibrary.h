@@ -60,29 +60,29 @@ struct FunctionName {
     char text[Size]{};
 };
 
-// An imported function, declared once and called like the function. Returns its result, or kFunctionMissing. `Find`
-// looks it up in its library.
-template <FARPROC (*Find)(const char*) noexcept, FunctionName Name, class Signature>
+// An imported function, declared once and called like the function. Returns its result, or kFunctionMissing. `Library`
+// returns the binding of its library, one for the process.
+template <ProductLibrary& (*Library)() noexcept, FunctionName Name, class Signature>
 struct ProductFunction;
-template <FARPROC (*Find)(const char*) noexcept, FunctionName Name, class... Parameters>
-struct ProductFunction<Find, Name, DWORD(Parameters...)> {
+template <ProductLibrary& (*Library)() noexcept, FunctionName Name, class... Parameters>
+struct ProductFunction<Library, Name, DWORD(Parameters...)> {
     DWORD operator()(Parameters... arguments) const noexcept {
-        const FARPROC entry = Find(Name.text);
+        const FARPROC entry = Library().Find(Name.text);
         if (!entry) return kFunctionMissing;
         return reinterpret_cast<DWORD (*)(Parameters...)>(reinterpret_cast<void*>(entry))(arguments...);
     }
 };
 
-// A reference to a library of the product, which its own pair of functions adds and removes, while the object exists.
-template <DWORD (*Load)() noexcept, void (*Release)() noexcept>
+// A reference to a library, held while the object exists.
 class LibraryReference : NonCopyable {
   public:
-    LibraryReference() noexcept : loaded_(Load() == 0) {}
+    explicit LibraryReference(ProductLibrary& library) noexcept : library_(library), loaded_(library.Load() == 0) {}
     ~LibraryReference() {
-        if (loaded_) Release();
+        if (loaded_) library_.Release();
     }
     explicit operator bool() const noexcept { return loaded_; }
 
   private:
+    ProductLibrary& library_;
     bool loaded_;
 };

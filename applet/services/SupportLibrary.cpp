@@ -2,14 +2,8 @@
 
 #include "applet/services/ProcessCaches.h"
 
-DWORD LoadSupportLibrary() noexcept {
-    return Caches().support.Load();
-}
-void ReleaseSupportLibrary() noexcept {
-    Caches().support.Release();
-}
-FARPROC FindSupportFunction(const char* name) noexcept {
-    return Caches().support.Find(name);
+ProductLibrary& SupportLibrary() noexcept {
+    return Caches().support;
 }
 
 DWORD support_registry_put_section(const wchar_t* path) noexcept {

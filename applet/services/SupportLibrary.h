@@ -20,12 +20,10 @@
 constexpr DWORD kRightWrite = 2;
 constexpr DWORD kRightRemove = 8;
 
-DWORD LoadSupportLibrary() noexcept;
-void ReleaseSupportLibrary() noexcept;
-FARPROC FindSupportFunction(const char* name) noexcept;
+ProductLibrary& SupportLibrary() noexcept;  // kvsuprt.dll
 
 template <FunctionName Name, class Signature>
-using SupportFunction = ProductFunction<&FindSupportFunction, Name, Signature>;
+using SupportFunction = ProductFunction<&SupportLibrary, Name, Signature>;
 
 inline constexpr SupportFunction<"support_resource_string",
                                  DWORD(HINSTANCE module, UINT id, wchar_t* buffer, DWORD* length)>

@@ -5,7 +5,7 @@
 #include "console/Commands.h"
 #include "console/Containers.h"
 #include "console/Describe.h"
-#include "csp/ContainerPassword.h"
+#include "csp/Containers.h"
 #include "resources/console.h"
 
 namespace {

@@ -1,6 +1,8 @@
-#include "csp/ContainerNames.h"
+#include "csp/Containers.h"
 
 #include <algorithm>
+
+#include "csp/ProviderParameters.h"
 
 Result<std::wstring> ContainerNames::Next() {
     if (buffer_.empty()) {
@@ -15,4 +17,24 @@ Result<std::wstring> ContainerNames::Next() {
     if (!read) return read.Failed();
     flags_ = 0;  // the provider does not accept CRYPT_NEXT here
     return FromAnsi(buffer_);
+}
+
+namespace {
+
+// The record that kParameterChangePassword expects.
+struct PasswordRequest {
+    BYTE kind;
+    const void* value;
+};
+static_assert(sizeof(PasswordRequest) == 16);
+
+constexpr BYTE kByDialog = 4;  // the provider asks for both passwords; the record has no value
+
+}  // namespace
+
+Result<> ChangePassword(HCRYPTPROV container) noexcept {
+    PasswordRequest request;
+    ZeroMemory(&request, sizeof request);  // including the padding
+    request.kind = kByDialog;
+    return Try(CryptSetProvParam(container, kParameterChangePassword, reinterpret_cast<const BYTE*>(&request), 0));
 }

@@ -1,4 +1,4 @@
-// The names of a provider's containers.
+// The containers of a provider: their names, and the password of one of them.
 #pragma once
 
 #include <windows.h>
@@ -9,6 +9,7 @@
 
 #include "csp/CryptoValues.h"
 
+// The names of a provider's containers.
 class ContainerNames {
   public:
     // `provider` is a context without a container.
@@ -23,3 +24,7 @@ class ContainerNames {
     DWORD flags_ = CRYPT_FIRST;
     Bytes buffer_;
 };
+
+// Lets the provider change the password of an open container: it asks for the old one and the new one in its own
+// dialogs. Fails with the provider's code; ERROR_CANCELLED when the user cancelled.
+Result<> ChangePassword(HCRYPTPROV container) noexcept;
