@@ -10,7 +10,6 @@
 
 #include "applet/services/Language.h"
 #include "applet/services/Strings.h"
-#include "console/Utf8.h"
 #include "framework/Text.h"
 #include "resources/console.h"
 #include "resources/version.h"

@@ -1,10 +1,10 @@
 #include "console/Json.h"
+#include "framework/Text.h"
 
 #include <cstdint>
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "console/Utf8.h"
 
 namespace {
 

@@ -8,7 +8,6 @@
 #include "applet/services/Language.h"
 #include "applet/services/Strings.h"
 #include "console/Json.h"
-#include "console/Utf8.h"
 #include "framework/Text.h"
 #include "resources/console.h"
 

@@ -7,7 +7,7 @@
 #include "console/Arguments.h"
 #include "console/Language.h"
 #include "console/Session.h"
-#include "console/Utf8.h"
+#include "framework/Text.h"
 #include "resources/console.h"
 
 namespace {

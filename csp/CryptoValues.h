@@ -7,12 +7,15 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
+#include <cwchar>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <vector>
 
 #include "framework/Result.h"
+#include "framework/Text.h"
 
 using Bytes = std::vector<BYTE>;
 
@@ -74,14 +77,17 @@ Result<Value> ReadValue(Query&& query) {
     return value;
 }
 
-// A text in the system's ANSI code page, in which providers return texts.
-std::wstring FromAnsi(std::string_view text);
-
-// The same for a text that ends at its terminator, or with the bytes.
-std::wstring FromAnsi(const Bytes& text);
+// An ANSI text that ends at its terminator, or with the bytes.
+inline std::wstring FromAnsi(const Bytes& text) {
+    const auto* characters = reinterpret_cast<const char*>(text.data());
+    return FromAnsi(std::string_view(characters, strnlen(characters, text.size())));
+}
 
 // A text of UTF-16 units that ends at its terminator, or with the bytes.
-std::wstring FromWide(const Bytes& text);
+inline std::wstring FromWide(const Bytes& text) {
+    const auto* units = reinterpret_cast<const wchar_t*>(text.data());
+    return {units, wcsnlen(units, text.size() / sizeof(wchar_t))};
+}
 
 // Query an ANSI text, or a text of UTF-16 units: the length, then the text.
 template <class Query>

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <new>
 
 namespace {
 
@@ -57,6 +58,19 @@ constexpr struct {
 bool IsInvisible(wchar_t character) {
     return std::ranges::any_of(kInvisible,
                                [=](const auto& range) { return character >= range.first && character <= range.last; });
+}
+
+// `convert(buffer, size)` returns the converted text's length, without a buffer the length only.
+template <class Text, class Convert>
+Text Converted(std::size_t length, Convert&& convert) {
+    if (length == 0) return {};
+    Text text;
+    for (int pass = 0; pass < 2; ++pass) {
+        const int size = convert(text.empty() ? nullptr : text.data(), static_cast<int>(text.size()));
+        if (size <= 0) throw std::bad_alloc();
+        text.resize(static_cast<std::size_t>(size));
+    }
+    return text;
 }
 
 }  // namespace
@@ -129,4 +143,25 @@ std::wstring VisibleText(std::wstring_view text) {
         visible += FillPlaces(L"\u2039U+%04X\u203A", {unsigned{character}});
     }
     return visible;
+}
+
+std::string ToUtf8(std::wstring_view text) {
+    return Converted<std::string>(text.size(), [=](char* bytes, int size) {
+        return WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes, size, nullptr,
+                                   nullptr);
+    });
+}
+
+std::wstring FromUtf8(std::string_view bytes) {
+    return Converted<std::wstring>(bytes.size(), [=](wchar_t* text, int size) {
+        return MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), text, size);
+    });
+}
+
+std::wstring FromAnsi(std::string_view bytes) {
+    const int length = static_cast<int>(bytes.size());
+    std::wstring text(bytes.size(), L'\0');  // no code page has more UTF-16 units than bytes
+    const int written = MultiByteToWideChar(CP_ACP, 0, bytes.data(), length, text.data(), length);
+    text.resize(static_cast<std::size_t>(std::max(written, 0)));
+    return text;
 }

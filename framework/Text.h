@@ -1,4 +1,4 @@
-// Texts with inserts.
+// Texts: inserts, comparison, what is shown of foreign texts, and encodings.
 #pragma once
 
 #include <initializer_list>
@@ -26,3 +26,10 @@ bool BeginsWith(std::wstring_view text, std::wstring_view beginning) noexcept;
 // the invisible characters that reverse the text direction. For texts from outside the program, which could otherwise
 // change how the surrounding text is shown.
 std::wstring VisibleText(std::wstring_view text);
+
+// UTF-8. What is not valid becomes U+FFFD. Both throw std::bad_alloc when the system can't convert.
+std::string ToUtf8(std::wstring_view text);
+std::wstring FromUtf8(std::string_view bytes);
+
+// A text in the system's ANSI code page, in which providers return texts. Empty when the system can't convert.
+std::wstring FromAnsi(std::string_view bytes);

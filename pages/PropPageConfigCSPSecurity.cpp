@@ -231,7 +231,7 @@ bool CPropPageConfigCSPSecurity::IsPageModified() {
 }
 
 SaveResult CPropPageConfigCSPSecurity::SavePage() {
-    const bool saved = WriteSecurity(settings_, static_cast<RestartQuestion&>(*this));
+    const bool saved = WriteSecurity(settings_, *this);
     ShowValues();  // the cache size may have been corrected
     return saved ? SaveResult::Saved : SaveResult::Failed;
 }

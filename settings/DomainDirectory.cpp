@@ -11,14 +11,6 @@
 
 namespace {
 
-std::string Utf8(const std::wstring& text) {
-    const auto length = static_cast<int>(text.size());
-    const int size = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), length, nullptr, 0, nullptr, nullptr);
-    std::string bytes(static_cast<size_t>(size), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.c_str(), length, bytes.data(), size, nullptr, nullptr);
-    return bytes;
-}
-
 // Fails with ERROR_FILE_EXISTS when the file exists. After another failure no file is left behind.
 Result<> WriteNew(const std::wstring& path, const std::string& text) {
     UniqueFile file(CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -40,7 +32,7 @@ std::wstring ShownIdentifier(const DomainController& controller) {
 std::string ExportText(std::span<const DomainController> controllers) {
     std::string text;
     for (const DomainController& controller : controllers) {
-        text += Utf8(controller.name) + "\r\n" + Utf8(ShownIdentifier(controller)) + "\r\n";
+        text += ToUtf8(controller.name) + "\r\n" + ToUtf8(ShownIdentifier(controller)) + "\r\n";
     }
     return text;
 }

@@ -49,28 +49,29 @@ void Keep(Setting<T>& setting) {
     setting.stored = setting.shown;
 }
 
-bool WriteCache(SecuritySettings& settings, SecurityWrites& writes) {
-    if (!writes.WriteCache(settings.caching.shown ? settings.cacheSize.shown : 0)) return false;
+bool WriteCache(SecuritySettings& settings) {
+    if (!WriteCacheSize(settings.context.Get(), settings.caching.shown ? settings.cacheSize.shown : 0)) return false;
     Keep(settings.caching);
     Keep(settings.cacheSize);
     return true;
 }
 
-bool WriteDiffieHellman(SecuritySettings& settings, SecurityWrites& writes) {
-    if (!writes.WriteDiffieHellman(settings.diffieHellman.shown ? kDiffieHellmanOn : kDiffieHellmanOff)) return false;
+bool WriteDiffieHellman(SecuritySettings& settings) {
+    const DiffieHellmanControl control = settings.diffieHellman.shown ? kDiffieHellmanOn : kDiffieHellmanOff;
+    if (!WriteDiffieHellmanControl(settings.context.Get(), control)) return false;
     Keep(settings.diffieHellman);
     return true;
 }
 
 // `succeeded`: whether all writes before succeeded.
-bool WriteMode(SecuritySettings& settings, SecurityWrites& writes, bool succeeded) {
-    const Result<> written = writes.WriteMode(settings.mode.shown);
+bool WriteMode(SecuritySettings& settings, RestartQuestion& question, bool succeeded) {
+    const Result<> written = WriteProviderMode(settings.provider.name, settings.mode.shown);
     if (written) {
         Keep(settings.mode);
     } else if (written.Failed().code == static_cast<DWORD>(E_UNEXPECTED)) {
         return false;
     }
-    return writes.OfferRestart().value_or(succeeded);
+    return question.OfferRestart().value_or(succeeded);
 }
 
 }  // namespace
@@ -212,59 +213,23 @@ SecurityChanges FindChanges(const SecuritySettings& settings) noexcept {
     return changed;
 }
 
-bool WriteSecurity(SecuritySettings& settings, SecurityWrites& writes) {
+bool WriteSecurity(SecuritySettings& settings, RestartQuestion& question) {
     if (settings.cacheMaximum != 0) {
         settings.cacheSize.shown = AllowedCacheSize(settings.cacheSize.shown, settings.cacheMaximum);
     }
     const SecurityChanges changed = FindChanges(settings);
     bool succeeded = true;
     if (changed.caching || changed.mode) {
-        if (!writes.HasProvider()) return true;
-        succeeded = WriteCache(settings, writes);
+        if (!settings.context) return true;
+        succeeded = WriteCache(settings);
     }
     if (changed.diffieHellman) {
-        if (!writes.HasProvider()) return succeeded;
-        succeeded = WriteDiffieHellman(settings, writes) && succeeded;
+        if (!settings.context) return succeeded;
+        succeeded = WriteDiffieHellman(settings) && succeeded;
     }
-    if (changed.type71 && writes.WriteDefault(kProviderType71, settings.default71.shown)) Keep(settings.default71);
-    if (changed.type75 && writes.WriteDefault(kProviderType75, settings.default75.shown)) Keep(settings.default75);
-    if (changed.mode) succeeded = WriteMode(settings, writes, succeeded);
-    if (changed.saveMedia) {
-        if (!writes.WriteSavesMedia(settings.savesMedia.shown)) return false;
-        Keep(settings.savesMedia);
-    }
-    return succeeded;
-}
-
-namespace {
-
-class SystemWrites final : public SecurityWrites {
-  public:
-    SystemWrites(const SecuritySettings& settings, RestartQuestion& question) noexcept
-        : settings_(settings), question_(question) {}
-
-    bool HasProvider() const override { return static_cast<bool>(settings_.context); }
-    bool WriteCache(DWORD size) override { return !!WriteCacheSize(settings_.context.Get(), size); }
-    bool WriteDiffieHellman(DiffieHellmanControl control) override {
-        return !!WriteDiffieHellmanControl(settings_.context.Get(), control);
-    }
-    bool WriteDefault(DWORD providerType, const std::wstring& name) override {
-        return static_cast<bool>(WriteDefaultProvider(providerType, name));
-    }
-    Result<> WriteMode(ProviderMode mode) override { return WriteProviderMode(settings_.provider.name, mode); }
-    std::optional<bool> OfferRestart() override { return question_.OfferRestart(); }
-    bool WriteSavesMedia(bool saves) override {
-        return static_cast<bool>(WriteStoredValue(kSecurityValues[0].Form(), saves ? 1 : 0));
-    }
-
-  private:
-    const SecuritySettings& settings_;
-    RestartQuestion& question_;
-};
-
-}  // namespace
-
-bool WriteSecurity(SecuritySettings& settings, RestartQuestion& question) {
-    SystemWrites writes(settings, question);
-    return WriteSecurity(settings, writes);
+    if (changed.type71 && WriteDefaultProvider(kProviderType71, settings.default71.shown)) Keep(settings.default71);
+    if (changed.type75 && WriteDefaultProvider(kProviderType75, settings.default75.shown)) Keep(settings.default75);
+    if (changed.mode) succeeded = WriteMode(settings, question, succeeded);
+    if (!changed.saveMedia) return succeeded;
+    return WriteChanged<SecuritySettings>(kSecurityValues, settings).result && succeeded;
 }

@@ -129,19 +129,3 @@ class RestartQuestion {
 //
 // Corrects the cache size first: the user may have typed it without leaving the field.
 bool WriteSecurity(SecuritySettings& settings, RestartQuestion& question);
-
-// The writes of WriteSecurity, which tests replace.
-class SecurityWrites {
-  public:
-    virtual bool HasProvider() const = 0;
-    virtual bool WriteCache(DWORD size) = 0;  // in keys; 0: off
-    virtual bool WriteDiffieHellman(DiffieHellmanControl control) = 0;
-    virtual bool WriteDefault(DWORD providerType, const std::wstring& name) = 0;
-    virtual Result<> WriteMode(ProviderMode mode) = 0;  // as WriteProviderMode
-    virtual std::optional<bool> OfferRestart() = 0;
-    virtual bool WriteSavesMedia(bool saves) = 0;
-
-  protected:
-    ~SecurityWrites() = default;
-};
-bool WriteSecurity(SecuritySettings& settings, SecurityWrites& writes);

@@ -4,7 +4,6 @@
 #include "console/Json.h"
 #include "console/Output.h"
 #include "console/Session.h"
-#include "console/Utf8.h"
 #include "console/settings/SettingsDocument.h"
 #include "console/settings/SettingsFile.h"
 #include "framework/Text.h"
