@@ -8,7 +8,6 @@
 #include <optional>
 #include <vector>
 
-#include "applet/services/Language.h"
 #include "applet/services/Strings.h"
 #include "framework/Text.h"
 #include "resources/console.h"

@@ -6,7 +6,6 @@
 #include <string_view>
 #include <utility>
 
-#include "applet/services/Language.h"
 #include "applet/services/ProductLibrary.h"
 #include "applet/services/Strings.h"
 #include "console/Output.h"

@@ -2,7 +2,6 @@
 
 #include <string>
 
-#include "applet/services/Language.h"
 #include "applet/services/Strings.h"
 #include "framework/Module.h"
 

@@ -5,7 +5,6 @@
 #include <iterator>
 
 #include "applet/services/ErrorText.h"
-#include "applet/services/Language.h"
 #include "applet/services/Strings.h"
 #include "console/Json.h"
 #include "framework/Text.h"

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include "applet/services/Language.h"
 #include "applet/services/Strings.h"
 #include "console/Arguments.h"
 #include "console/Language.h"

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "applet/services/Language.h"
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/StaticLink.h"
 #include "applet/services/Strings.h"

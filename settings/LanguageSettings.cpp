@@ -1,6 +1,6 @@
 #include "settings/LanguageSettings.h"
 
-#include "applet/services/Language.h"
+#include "applet/services/Strings.h"
 #include "applet/services/SupportLibrary.h"
 
 namespace {

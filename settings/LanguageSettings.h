@@ -4,7 +4,7 @@
 #include "framework/Result.h"
 #include "settings/StoredValue.h"
 
-// Language ids, kEnglish or kRussian (applet/services/Language.h).
+// Language ids, kEnglish or kRussian (applet/services/Strings.h).
 struct LanguageSettings {
     // In the configuration store.
     static constexpr wchar_t kMachineSection[] = L"\\config", kMachinePath[] = L"\\config\\Language";

@@ -1,5 +1,4 @@
 // vestractl in the test's own process: its documents, its arguments, its texts, and its commands when calls fail.
-#include "applet/services/Language.h"
 #include "applet/services/Strings.h"
 #include "console/Json.h"
 #include "console/Language.h"

@@ -23,7 +23,7 @@ declare -A may=(
 
 # The units of framework/ and applet/services/ that settings/, csp/ and console/ may include: none has a window, a message
 # box or a control. framework/Module.h is among them for the module's own path and resources.
-windowless='framework/(Handles|Module|Registry|Result|SystemLibrary|Text)|applet/services/(DeviceLibraries|ErrorText|Language|ParameterEntry|ProcessCaches|ProductLibrary|Strings|SupportLibrary)|resources/(resource|console|version)'
+windowless='framework/(Handles|Module|Registry|Result|SystemLibrary|Text)|applet/services/(DeviceLibraries|ErrorText|ParameterEntry|ProcessCaches|ProductLibrary|Strings|SupportLibrary)|resources/(resource|console|version)'
 
 wrong=0
 complain() { echo "$*"; wrong=1; }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cwchar>
 
-#include "applet/services/Language.h"
 #include "applet/services/ProcessCaches.h"
 #include "applet/services/Strings.h"
 #include "framework/Module.h"

@@ -2,7 +2,6 @@
 
 #include <type_traits>
 
-#include "applet/services/Language.h"
 #include "applet/services/MessageBoxes.h"
 #include "applet/services/Strings.h"
 #include "framework/Accessibility.h"

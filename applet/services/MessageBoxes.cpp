@@ -1,7 +1,6 @@
 #include "applet/services/MessageBoxes.h"
 
 #include "applet/services/ErrorText.h"
-#include "applet/services/Language.h"
 #include "applet/services/Strings.h"
 #include "framework/Module.h"
 

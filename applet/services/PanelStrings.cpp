@@ -1,6 +1,5 @@
 // The language of the panel and the texts in it: the support library chooses both. vestractl, which must also run
 // without the library, has its own definitions of these functions (console/Language.cpp).
-#include "applet/services/Language.h"
 #include "applet/services/Strings.h"
 #include "applet/services/SupportLibrary.h"
 #include "framework/Module.h"

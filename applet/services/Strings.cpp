@@ -6,6 +6,13 @@
 #include "framework/Text.h"
 #include "resources/resource.h"
 
+LANGID LanguageSetting() noexcept {
+    const DWORD language = support_wnd_language_get();
+    // The result for a missing library is not the id of a language.
+    if (language != kFunctionMissing) return LOWORD(language);
+    return PRIMARYLANGID(GetUserDefaultUILanguage()) == LANG_RUSSIAN ? kRussian : kEnglish;
+}
+
 Insert::Insert(const std::wstring& foreign) : text_(VisibleText(foreign)) {}
 
 std::wstring FormatStringId(UINT id, const Insert& insert1, const Insert& insert2) {

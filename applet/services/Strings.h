@@ -1,10 +1,24 @@
-// Texts of the string table in the user's language.
+// The user's language, and the texts of the string table in it.
 #pragma once
 
 #include <windows.h>
 
 #include <string>
 #include <utility>
+
+constexpr LANGID kEnglish = 1033;
+constexpr LANGID kRussian = 1049;
+
+// The language that the user set for the product. Without the support library, which has the setting: Russian when that
+// is the system's language, otherwise English.
+LANGID LanguageSetting() noexcept;
+
+// The language for new windows and texts: in the panel the product's setting (PanelStrings.cpp), in vestractl the one
+// that the command line may choose (console/Language.cpp).
+LANGID UserLanguage() noexcept;
+
+// The same, after the library has read the setting again. To be called before a template is chosen.
+LANGID UpdatedUserLanguage() noexcept;
 
 // Empty when the string, or in the panel the library that chooses its language, is missing. In the panel at most 255
 // characters. Defined in PanelStrings.cpp for the panel, in console/Language.cpp for vestractl.

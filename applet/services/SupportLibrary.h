@@ -99,7 +99,7 @@ inline constexpr SupportFunction<"supsys_connect_current", DWORD(HANDLE reader, 
 inline constexpr SupportFunction<"supsys_register_name", DWORD(HANDLE reader, DWORD* length, wchar_t* buffer)>
     supsys_register_name;
 
-// The language id is in the low 16 bits. Use UserLanguage (Language.h), which has a result without the library, too.
+// The language id is in the low 16 bits. Use UserLanguage (Strings.h), which has a result without the library, too.
 inline constexpr SupportFunction<"support_wnd_language_get", DWORD()> support_wnd_language_get;
 inline constexpr SupportFunction<"support_wnd_language_update", DWORD()> support_wnd_language_update;
 inline constexpr SupportFunction<"support_wnd_language_done", DWORD()> support_wnd_language_done;

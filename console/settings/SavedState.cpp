@@ -26,7 +26,7 @@ struct Flag {
 using Parameter = std::variant<Missing, LONG, Text, Flag>;
 
 // A library's failure to find something doesn't say whether it is missing, and its codes are its own. A single failing
-// call would so be read as a missing parameter, which would be removed when the state is put back. Therefore each state
+// call would then be read as a missing parameter, which would be removed when the state is put back. Therefore each state
 // is read twice, and must be the same.
 template <class Read>
 auto ReadTwice(Read&& read) -> decltype(read()) {

@@ -14,7 +14,7 @@ class SavedPlace {
   public:
     virtual ~SavedPlace() = default;
 
-    // Makes the place as it was, whatever was written there since. Fails with the code of the first call that failed.
+    // Restores the place, whatever was written there since. Fails with the code of the first call that failed.
     virtual Result<> PutBack() const = 0;
 };
 

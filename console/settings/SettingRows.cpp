@@ -3,7 +3,7 @@
 #include <optional>
 #include <utility>
 
-#include "applet/services/Language.h"
+#include "applet/services/Strings.h"
 #include "applet/services/SupportLibrary.h"
 #include "settings/InputTimeouts.h"
 #include "settings/LanguageSettings.h"

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "applet/services/Language.h"
+#include "applet/services/Strings.h"
 #include "applet/services/SupportLibrary.h"
 #include "resources/resource.h"
 #include "tests/support/LibraryFunction.h"
