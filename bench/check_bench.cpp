@@ -146,13 +146,13 @@ void BareExtensions(HCRYPTPROV container) {
 }
 
 void BareCheck(HCRYPTPROV container) {
-    DWORD size = 0;
+    const auto read = [=](DWORD parameter, DWORD size) { CryptGetProvParam(container, parameter, buffer, &size, 0); };
     for (const DWORD parameter : {DWORD{PP_CONTAINER}, DWORD{PP_UNIQUE_CONTAINER}, kParameterQualifiedName})
-        CryptGetProvParam(container, parameter, buffer, &(size = sizeof buffer), 0);
-    CryptGetProvParam(container, kParameterIntegrity, buffer, &(size = 4), 0);
+        read(parameter, sizeof buffer);
+    read(kParameterIntegrity, 4);
     BareKey(container, AT_KEYEXCHANGE);
     BareKey(container, AT_SIGNATURE);
-    CryptGetProvParam(container, kParameterKeysLoading, buffer, &(size = 4), 0);
+    read(kParameterKeysLoading, 4);
     BareExtensions(container);
 }
 

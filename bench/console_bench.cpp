@@ -67,13 +67,15 @@ void BareLoop(Visit visit) {
 
 void BareList(HCRYPTPROV container) {
     static BYTE buffer[2048];
-    DWORD size = 0;
-    for (const DWORD parameter : {DWORD{PP_CONTAINER}, DWORD{PP_UNIQUE_CONTAINER}, kParameterQualifiedName})
-        CryptGetProvParam(container, parameter, buffer, &(size = sizeof buffer), 0);
+    for (const DWORD parameter : {DWORD{PP_CONTAINER}, DWORD{PP_UNIQUE_CONTAINER}, kParameterQualifiedName}) {
+        DWORD size = sizeof buffer;
+        CryptGetProvParam(container, parameter, buffer, &size, 0);
+    }
     for (const DWORD keySpec : {AT_KEYEXCHANGE, AT_SIGNATURE}) {
         UniqueCryptKey key;
+        DWORD size = sizeof buffer;
         if (CryptGetUserKey(container, keySpec, key.put()))
-            CryptGetKeyParam(key.get(), KP_CERTIFICATE, buffer, &(size = sizeof buffer), 0);
+            CryptGetKeyParam(key.get(), KP_CERTIFICATE, buffer, &size, 0);
     }
 }
 
@@ -96,7 +98,7 @@ void RunCommand(const std::vector<std::wstring>& arguments, bool json) {
     Output output(nothing.get(), nothing.get());
     std::vector<std::wstring> all = {L"--silent", L"--provider", kProvider};
     all.insert(all.begin(), arguments.begin(), arguments.end());
-    if (json) all.push_back(L"--json");
+    if (json) all.emplace_back(L"--json");
     RunConsole(all, output);
 }
 

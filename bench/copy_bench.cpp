@@ -179,7 +179,7 @@ bool Measure(const wchar_t* name, int rounds, int extensions) {
     std::vector<double> copies, loops, ratios;
     constexpr int kWarmUps = 3;
     for (int round = -kWarmUps; round < rounds; ++round) {
-        double taken[2];
+        double taken[2] = {};
         for (const int turn : {0, 1}) {
             const bool bare = (round + turn) % 2 != 0;  // who comes first must not matter
             DeleteTarget();

@@ -64,15 +64,14 @@ class EncodedArguments {
     bool IsCommandWord(const std::wstring& argument) {
         if (complete_) return false;
         const std::string word = ToUtf8(argument);
-        for (const CommandEntry& entry : Commands()) {
-            const bool first = command_.empty() && word == entry.name;
-            const bool second = command_ == entry.name && entry.part && word == entry.part;
-            if (!first && !second) continue;
-            complete_ = second || !entry.part;
-            command_ = entry.name;
-            return true;
-        }
-        return false;
+        const auto entries = Commands();
+        const auto entry = std::find_if(entries.begin(), entries.end(), [&](const CommandEntry& one) {
+            return command_.empty() ? word == one.name : command_ == one.name && one.part && word == one.part;
+        });
+        if (entry == entries.end()) return false;
+        complete_ = !command_.empty() || !entry->part;
+        command_ = entry->name;
+        return true;
     }
 
     std::vector<std::string> encoded_;
@@ -152,7 +151,7 @@ class Declared final : public Parameters {
 
     void Single(const char* name, UINT value, UINT help, std::function<void(const std::wstring&)> store) {
         CLI::Option* option = parser_.add_option(name);
-        stores_.push_back([option, store = std::move(store)](const EncodedArguments& arguments) {
+        stores_.emplace_back([option, store = std::move(store)](const EncodedArguments& arguments) {
             if (option->count() > 0) store(arguments.Decode(option->as<std::string>()));
         });
         options_.push_back({Wide(name) + L" " + LoadStringLang(value), help});
@@ -343,7 +342,7 @@ class CommandLine {
         return {.options = options_, .name = {}, .command = {}, .text = std::move(text), .problem = {}};
     }
 
-    Request Wrong(std::wstring problem) {
+    Request Wrong(const std::wstring& problem) {
         const std::wstring help = L"vestractl " + FromUtf8(Name() + (Name().empty() ? "" : " ")) + L"--help";
         return {.options = options_,
                 .name = Name(),

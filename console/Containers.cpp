@@ -154,9 +154,9 @@ Result<std::vector<Provider>> SelectedProviders(const ContainerSelection& select
     if (selection.provider) return NamedProvider(*selection.provider);
     std::vector<Provider> providers = ListProductProviders();
     if (providers.empty()) return Failure{static_cast<DWORD>(NTE_KEYSET_NOT_DEF)};
-    std::ranges::stable_partition(providers, [preferred = DefaultProviderName(kProviderType75)](const Provider& one) {
-        return one.name == preferred;
-    });
+    std::stable_partition(
+        providers.begin(), providers.end(),
+        [preferred = DefaultProviderName(kProviderType75)](const Provider& one) { return one.name == preferred; });
     return providers;
 }
 

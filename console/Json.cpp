@@ -5,7 +5,6 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-
 namespace {
 
 using Json = nlohmann::ordered_json;

@@ -16,14 +16,14 @@ constexpr std::size_t kKept = 8192;           // bytes that are collected before
 constexpr std::size_t kMostToConsole = 8000;  // characters of one call, which older systems limit
 constexpr char kLineEnd[] = "\r\n";
 
-bool IsConsoleHandle(HANDLE handle) noexcept {
+}  // namespace
+
+bool IsConsole(HANDLE handle) noexcept {
     DWORD mode = 0;
     return GetConsoleMode(handle, &mode) != FALSE;
 }
 
-}  // namespace
-
-TextStream::TextStream(HANDLE handle) noexcept : handle_(handle), console_(IsConsoleHandle(handle)) {}
+TextStream::TextStream(HANDLE handle) noexcept : handle_(handle), console_(::IsConsole(handle)) {}
 
 void TextStream::Write(std::wstring_view text) {
     if (!console_) {

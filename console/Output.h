@@ -12,6 +12,9 @@
 #include "console/Value.h"
 #include "framework/Result.h"
 
+// Whether a person reads or types at this handle.
+bool IsConsole(HANDLE handle) noexcept;
+
 // One of the standard handles. A console receives UTF-16, a pipe or file UTF-8. Lines end with CR LF.
 class TextStream {
   public:

@@ -24,13 +24,16 @@ ExitCode ShowText(const Request& request, Output& output) {
 }
 
 ExitCode RunCommand(const Request& request, Output& output) {
+    WatchCancelKey();
     Pin pin;
-    if (request.options.pinOnInput)
-        if (const Result<> read = pin.Read(GetStdHandle(STD_INPUT_HANDLE)); !read) {
+    if (request.options.pinOnInput) {
+        const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+        if (IsConsole(input)) output.Message(LoadStringLang(IDS_PIN_PROMPT));
+        if (const Result<> read = pin.Read(input); !read) {
             output.Fail(IDS_PIN_FAILED, {}, read.Failed());
             return IsCancellation(read.Failed()) ? ExitCode::Cancelled : ExitCode::Failed;
         }
-    WatchCancelKey();
+    }
     Session session(output, request.options, pin);
     const ExitCode code = request.command->Run(session);
     if (!session.Cancelled()) return code;

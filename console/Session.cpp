@@ -40,11 +40,6 @@ class HiddenInput {
     DWORD mode_ = 0;
 };
 
-bool IsConsole(HANDLE handle) noexcept {
-    DWORD mode = 0;
-    return GetConsoleMode(handle, &mode) != FALSE;
-}
-
 constexpr std::size_t kLongestPin = 255;  // characters
 
 // A line in a buffer of a fixed place, which can be wiped.

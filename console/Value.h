@@ -15,16 +15,14 @@ class Value {
     using Array = std::vector<Value>;
     using Object = std::vector<Member>;  // in the order in which the members were added
 
-    Value() = default;  // null
+    Value();  // null
     // NOLINTBEGIN(google-explicit-constructor): documents are written as lists of plain values.
-    template <std::same_as<bool> Bool>
-    Value(Bool value) : value_(value) {}
-    template <std::integral Number>
-    requires(!std::same_as<Number, bool>) Value(Number value) : value_(static_cast<std::int64_t>(value)) {}
-    Value(std::wstring text) : value_(std::move(text)) {}
-    Value(const wchar_t* text) : value_(std::wstring(text)) {}
-    Value(Array array) : value_(std::move(array)) {}
-    Value(Object object) : value_(std::move(object)) {}
+    template <std::integral Number>  // bool, or a whole number
+    Value(Number value);
+    Value(std::wstring text);
+    Value(const wchar_t* text);
+    Value(Array array);
+    Value(Object object);
     // NOLINTEND(google-explicit-constructor)
 
     bool IsNull() const { return std::holds_alternative<std::monostate>(value_); }
@@ -56,6 +54,21 @@ struct Member {
 
     bool operator==(const Member&) const = default;
 };
+
+// Defined here because they need the complete type of a member.
+inline Value::Value() = default;
+template <std::integral Number>
+Value::Value(Number value) {
+    if constexpr (std::same_as<Number, bool>) {
+        value_ = value;
+    } else {
+        value_ = static_cast<std::int64_t>(value);
+    }
+}
+inline Value::Value(std::wstring text) : value_(std::move(text)) {}
+inline Value::Value(const wchar_t* text) : value_(std::wstring(text)) {}
+inline Value::Value(Array array) : value_(std::move(array)) {}
+inline Value::Value(Object object) : value_(std::move(object)) {}
 
 inline bool Value::operator==(const Value& other) const {
     return value_ == other.value_;

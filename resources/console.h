@@ -13,6 +13,7 @@
 #define IDS_YES_LETTERS 4006
 #define IDS_YES 4007
 #define IDS_NO 4008
+#define IDS_PIN_PROMPT 4009
 
 // Wrong usage
 #define IDS_USAGE_SEE_HELP 4010

@@ -38,7 +38,7 @@ std::string ReadParameterIdentifier(const uint8_t* entry, size_t length) {
     const size_t end = place < kFirstOffset ? length : std::min<size_t>(length, place - kFirstOffset);
     if (end <= sizeof(uint32_t)) return {};
     const std::string bytes(entry + sizeof(uint32_t), entry + end);
-    const std::string text = bytes.substr(0, bytes.find('\0'));
+    std::string text = bytes.substr(0, bytes.find('\0'));
     const bool padded = bytes.find_first_not_of('\0', text.size()) == std::string::npos;
     if (padded && !text.empty() && std::all_of(text.begin(), text.end(), &IsPrintable)) return text;
     std::string digits;

@@ -1,5 +1,6 @@
 // vestractl certificates
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "applet/services/Strings.h"
@@ -19,7 +20,7 @@ namespace {
 // What is wrong with the certificates of the keys: lines for people, names for programs.
 class Problems final : public ContainerProblems {
   public:
-    Problems(const std::wstring& container, Output& output) : container_(container), output_(output) {}
+    Problems(std::wstring container, Output& output) : container_(std::move(container)), output_(output) {}
 
     void Report(ContainerProblem problem) override {
         static constexpr struct {

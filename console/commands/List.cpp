@@ -1,4 +1,7 @@
 // vestractl list
+#include <algorithm>
+#include <iterator>
+
 #include "applet/services/Strings.h"
 #include "console/Commands.h"
 #include "console/ContainerFacts.h"
@@ -55,9 +58,9 @@ class List final : public Command {
     }
 
     bool IsLinked(const ContainerFacts& facts, const ContainerPlace& place) const {
-        for (const std::wstring& name : {facts.uniqueName, facts.qualifiedName, facts.name, place.name})
-            if (links_.Has(name, place.provider, place.keySet)) return true;
-        return false;
+        const std::wstring* const names[] = {&facts.uniqueName, &facts.qualifiedName, &facts.name, &place.name};
+        return std::any_of(std::begin(names), std::end(names),
+                           [&](const std::wstring* name) { return links_.Has(*name, place.provider, place.keySet); });
     }
 
     static Value ItemOf(const ContainerFacts& facts, const ContainerPlace& place, bool linked) {

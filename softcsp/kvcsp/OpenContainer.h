@@ -81,7 +81,7 @@ class OpenContainer {
     DWORD Integrity() const;
 
   private:
-    OpenContainer(const ContainerStore& store, const ContainerPlace& place) : store_(store), place_(place) {}
+    OpenContainer(const ContainerStore& store, ContainerPlace place) : store_(store), place_(std::move(place)) {}
 
     bool TryKey(const std::optional<SymmetricKey>& openingKey);
     bool TryWithoutAsking();
