@@ -92,15 +92,15 @@ Result<> AddCertificates(std::span<const BYTE> bytes, const ExtensionCertificate
 
 }  // namespace
 
-// ERROR_NO_MORE_ITEMS means success only when the listing returns it: `add` may fail with the same code.
+// ERROR_NO_MORE_ITEMS means success only when the listing returns it: `visit` may fail with the same code.
 Result<> VisitExtensionCertificates(HCRYPTPROV container, FaultyExtension faulty,
-                                    const ExtensionCertificateVisitor& add) {
+                                    const ExtensionCertificateVisitor& visit) {
     const auto end = [](Failure failure) { return failure.Is(ERROR_NO_MORE_ITEMS) ? Result<>() : failure; };
     ContainerExtensions extensions(container, ContainerExtensions::BufferSize::Largest);
     if (const Result<> begun = extensions.Begin(); !begun) return end(begun.Failed());
     Result<std::span<const BYTE>> bytes = extensions.Next();
     for (; bytes; bytes = extensions.Next()) {
-        const Result<> added = AddCertificates(*bytes, add);
+        const Result<> added = AddCertificates(*bytes, visit);
         if (!added && faulty == FaultyExtension::EndListing) return added;
     }
     return end(bytes.Failed());

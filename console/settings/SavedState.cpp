@@ -26,8 +26,8 @@ struct Flag {
 using Parameter = std::variant<Missing, LONG, Text, Flag>;
 
 // A library's failure to find something doesn't say whether it is missing, and its codes are its own. A single failing
-// call would then be read as a missing parameter, which would be removed when the state is put back. Therefore each state
-// is read twice, and must be the same.
+// call would then be read as a missing parameter, which would be removed when the state is put back. Therefore each
+// state is read twice, and must be the same.
 template <class Read>
 auto ReadTwice(Read&& read) -> decltype(read()) {
     auto first = read();
@@ -64,6 +64,10 @@ Result<> PutBackParameter(const Text& path, const Parameter& state) {
     const Result<Parameter> now = ReadTwice([&] { return ReadParameterOnce(path); });
     if (now && *now == state) return {};
     return TryCode(std::visit(Write{path.c_str()}, state));
+}
+
+Text PathIn(const Text& section, const Text& name) {
+    return section + L'\\' + name;
 }
 
 bool IsSection(const Text& path) {
@@ -146,7 +150,7 @@ Result<SectionState> ReadSectionOnce(const Text& path) {
     if (!*names) return state;
     state.exists = true;
     for (const Text& name : **names) {
-        const Text inner = path + L'\\' + name;
+        const Text inner = PathIn(path, name);
         const Result<Parameter> parameter = ReadParameterOnce(inner);
         if (!parameter) return parameter.Failed();
         if (*parameter != Parameter(Missing{})) {
@@ -171,16 +175,16 @@ Result<> PutBackSection(const Text& path, const SectionState& state) {
     }
     Result<> result;
     for (const auto& [name, section] : now->sections) {
-        if (result && !state.sections.contains(name)) result = PutBackSection(path + L'\\' + name, {});
+        if (result && !state.sections.contains(name)) result = PutBackSection(PathIn(path, name), {});
     }
     for (const auto& [name, section] : state.sections) {
-        if (result) result = PutBackSection(path + L'\\' + name, section);
+        if (result) result = PutBackSection(PathIn(path, name), section);
     }
     for (const auto& [name, parameter] : now->parameters) {
-        if (result && !state.parameters.contains(name)) result = PutBackParameter(path + L'\\' + name, Missing{});
+        if (result && !state.parameters.contains(name)) result = PutBackParameter(PathIn(path, name), Missing{});
     }
     for (const auto& [name, parameter] : state.parameters) {
-        if (result) result = PutBackParameter(path + L'\\' + name, parameter);
+        if (result) result = PutBackParameter(PathIn(path, name), parameter);
     }
     return result;
 }

@@ -6,7 +6,7 @@
 #include "applet/services/SupportLibrary.h"
 
 std::wstring Widen(const char* name) {
-    return std::wstring(name, name + std::char_traits<char>::length(name));
+    return {name, name + std::char_traits<char>::length(name)};
 }
 
 std::wstring SettingName(const char* name, const std::wstring& whose) {

@@ -96,8 +96,8 @@ Problems CheckTimeout(const Text& name, TimeoutLevel level, const Value& value) 
 }  // namespace
 
 void AddTimeoutRows(std::vector<SettingRow>& rows) {
-    for (const auto& [name, level] :
-         {std::pair{L"timeout.system", TimeoutLevel::System}, {L"timeout.user", TimeoutLevel::User}}) {
+    for (const TimeoutLevel level : {TimeoutLevel::System, TimeoutLevel::User}) {
+        const wchar_t* const name = level == TimeoutLevel::System ? L"timeout.system" : L"timeout.user";
         rows.push_back(
             {.name = name,
              .stored = TimeoutValue(ReadTimeout(level)),
