@@ -4,7 +4,7 @@
 #include <limits>
 #include <stdexcept>
 
-#include "applet/services/Language.h"
+#include "applet/services/Strings.h"
 #include "framework/DataExchange.h"
 #include "framework/Dialog.h"
 #include "framework/Module.h"

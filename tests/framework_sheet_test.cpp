@@ -3,7 +3,7 @@
 
 #include <stdexcept>
 
-#include "applet/services/Language.h"
+#include "applet/services/Strings.h"
 #include "framework/DataExchange.h"
 #include "framework/Module.h"
 #include "framework/PropertyPage.h"
