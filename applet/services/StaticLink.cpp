@@ -97,14 +97,14 @@ void CStaticLink::Redraw() noexcept {
     RedrawWindow(GetParent(), &place, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN);
 }
 
-void CStaticLink::FitToText() noexcept {
+void CStaticLink::FitToText() {
+    const std::wstring text = GetWindowText();
     RECT client;
     GetClientRect(m_hWnd, &client);
     if (most_.cx == 0) most_ = {client.right, client.bottom};
     const HDC context = GetDC(m_hWnd);
     if (!context) return;
     const HGDIOBJ before = SelectObject(context, reinterpret_cast<HFONT>(SendMessage(WM_GETFONT)));
-    const std::wstring text = GetWindowText();
     const bool prefix = (GetWindowLongPtrW(m_hWnd, GWL_STYLE) & SS_NOPREFIX) == 0;
     RECT need{0, 0, most_.cx, 0};
     DrawTextW(context, text.c_str(), -1, &need, DT_CALCRECT | DT_WORDBREAK | (prefix ? 0 : DT_NOPREFIX));

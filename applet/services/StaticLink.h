@@ -31,7 +31,7 @@ class CStaticLink : public CStatic {
 
     // Makes the control as large as its text, but not larger than it was at the first call, so that only the text can
     // be clicked. To be called again after the text changed.
-    void FitToText() noexcept;
+    void FitToText();
 
     // Sets the control's role for assistive technology.
     void AnnounceAsLink() noexcept;
