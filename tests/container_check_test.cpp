@@ -155,8 +155,8 @@ TEST_F(ContainerCheck, OfUnusualExtensions) {
 }
 
 TEST_F(ContainerCheck, NamesTheStoresThatHoldTheCertificate) {
-    const KeptStores kept;
-    const TemporaryDirectory directory;
+    // Names of the test's own: those of the usual stores are in the letter case of whoever created them.
+    constexpr wchar_t kLinked[] = L"VestraTest 1", kWithoutLink[] = L"VestraTest 2";
     const ToolContainer container(L"checked", L"--keys s --subject CN=VestraTest");
     CCryptProvContext context;
     UniqueCryptKey key;
@@ -165,24 +165,26 @@ TEST_F(ContainerCheck, NamesTheStoresThatHoldTheCertificate) {
     const TestBytes encoded = KeyParameter(key.get(), KP_CERTIFICATE);
     std::wstring longName(600, L'n'), provider = kProvider75;  // longer than the buffer that is offered first
     CRYPT_KEY_PROV_INFO link{longName.data(), provider.data(), 75, 0, 0, nullptr, AT_SIGNATURE};
-    for (const wchar_t* store : {L"My", L"ca"}) {
+    for (const wchar_t* store : {kWithoutLink, kLinked}) {
         UniqueCertificate added;
         EXPECT_TRUE(CertAddEncodedCertificateToStore(SystemStore(store).get(), X509_ASN_ENCODING, encoded.data(),
                                                      static_cast<DWORD>(encoded.size()),
                                                      CERT_STORE_ADD_REPLACE_EXISTING, added.put()));
         EXPECT_TRUE(CertSetCertificateContextProperty(added.get(), CERT_KEY_PROV_INFO_PROP_ID, 0,
-                                                      store == std::wstring(L"ca") ? &link : nullptr));
+                                                      store == kLinked ? &link : nullptr));
     }
     DWORD flags = ~DWORD{0};  // that all stores are opened with
     const CryptCalls calls([&](const CryptCalls::Call& call) {
         if (call.name == "CertOpenStore") flags &= static_cast<DWORD>(call.a[3]);
         return call();
     });
-    ExpectRows(Check(true),
-               {L"  certificate in store|CA", L"  |  VestraTest", L"  |\t    " + longName + L"; " + provider + L"; 75",
-                L"  |My", L"  |  VestraTest", L"  |       does not have private key link"});
+    ExpectRows(Check(true), {L"  certificate in store|VestraTest 1", L"  |  VestraTest",
+                             L"  |\t    " + longName + L"; " + provider + L"; 75", L"  |VestraTest 2",
+                             L"  |  VestraTest", L"  |       does not have private key link"});
     EXPECT_EQ(flags, CERT_SYSTEM_STORE_CURRENT_USER | CERT_STORE_READONLY_FLAG | CERT_STORE_OPEN_EXISTING_FLAG);
     ExpectRows(Check(true, KeySet::Computer), {L"  certificate in store|not installed"});
+    for (const wchar_t* store : {kLinked, kWithoutLink})
+        RegDeleteTreeW(HKEY_CURRENT_USER, (L"Software\\Microsoft\\SystemCertificates\\" + std::wstring(store)).c_str());
 }
 
 // What a container need not have, and what only decorates the report.
