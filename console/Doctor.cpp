@@ -49,6 +49,7 @@ class Doctor {
     }
     void ExamineProvider(const Provider& provider);
 
+    const std::vector<Provider> installed_ = ListInstalledProviders();
     std::vector<Diagnosis> diagnoses_;
 };
 
@@ -191,7 +192,7 @@ void Doctor::ExamineProvider(const Provider& provider) {
 
 void Doctor::ExamineProviders() {
     std::vector<DWORD> types;
-    for (const Provider& provider : ListProductProviders()) {
+    for (const Provider& provider : ListProductProviders(installed_)) {
         types.push_back(provider.type);
         ExamineProvider(provider);
     }
@@ -204,10 +205,9 @@ void Doctor::ExamineProviders() {
 }
 
 void Doctor::ExamineDefaults() {
-    const std::vector<Provider> installed = ListInstalledProviders();
     for (const DWORD type : {kProviderType75, kProviderType71}) {
         const Text number = std::to_wstring(type), id = L"default." + number, name = DefaultProviderName(type);
-        const bool known = std::any_of(installed.begin(), installed.end(), [&](const Provider& provider) {
+        const bool known = std::any_of(installed_.begin(), installed_.end(), [&](const Provider& provider) {
             return provider.type == type && provider.name == name;
         });
         if (name.empty()) {
@@ -245,7 +245,7 @@ void Doctor::ExamineService() {
         Good(id, IDS_DOCTOR_SERVICE_GOOD);
         return;
     }
-    for (const Provider& provider : ListOwnProviders()) {
+    for (const Provider& provider : ListOwnProviders(installed_)) {
         SecuritySettings settings;
         settings.Open(provider);
         if (settings.mode.stored != ProviderMode::Service) continue;

@@ -16,7 +16,9 @@ Result<std::wstring> ContainerNames::Next() {
     const Result<> read = Try(CryptGetProvParam(provider_, PP_ENUMCONTAINERS, buffer_.data(), &length, flags_));
     if (!read) return read.Failed();
     flags_ = 0;  // the provider does not accept CRYPT_NEXT here
-    return FromAnsi(buffer_);
+    std::wstring name = FromAnsi(buffer_);
+    if (name.empty() && buffer_.front() != 0) return Failure{ERROR_NO_UNICODE_TRANSLATION};
+    return name;
 }
 
 namespace {

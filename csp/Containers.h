@@ -16,7 +16,8 @@ class ContainerNames {
     explicit ContainerNames(HCRYPTPROV provider) noexcept : provider_(provider) {}
 
     // The next name; it may be empty, and such a container can't be opened by it. Fails with ERROR_NO_MORE_ITEMS at the
-    // end, otherwise with the provider's code; any failure ends the listing.
+    // end, with ERROR_NO_UNICODE_TRANSLATION when the system can't convert a name, otherwise with the provider's code.
+    // Any failure ends the listing.
     Result<std::wstring> Next();
 
   private:

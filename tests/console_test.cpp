@@ -5,6 +5,7 @@
 #include "console/Program.h"
 #include "tests/support/Certificates.h"
 #include "tests/support/FaultInjection.h"
+#include "tests/support/ImportPatch.h"
 #include "tests/support/Provider.h"
 #include "tests/support/Report.h"
 
@@ -121,7 +122,8 @@ struct TorturedCommands : testing::Test {
     // `verdict` looks at what a run left, and prepares the next one.
     using Verdict = std::function<std::string(const Fault& fault, ExitCode code)>;
     void Survive(const char* name, std::vector<std::wstring> arguments, const Verdict& verdict,
-                 std::size_t distance = 1, const std::set<std::string_view>& again = {}) {
+                 std::size_t distance = 1, const std::set<std::string_view>& again = {},
+                 ExitCode withoutFault = ExitCode::Done) {
         arguments.insert(arguments.end(), {L"--json", L"--silent", L"--lang", L"en"});
         ExitCode code = ExitCode::Done;
         const auto run = [&] {
@@ -136,7 +138,7 @@ struct TorturedCommands : testing::Test {
             if (!document.value) return "no valid document: " + out.Text();
             const Value* written = document.value->Find(L"exitCode");
             if (!written || *written != Value(static_cast<int>(code))) return "another exit code: " + out.Text();
-            if (fault.point == Fault::kNone && code != ExitCode::Done) return "fails without a fault";
+            if (fault.point == Fault::kNone && code != withoutFault) return "fails without a fault";
             // Without conversions there is no UTF-8, in which messages are written.
             const bool converts = std::string_view(fault.function).find("Wide") == std::string_view::npos;
             if (code == ExitCode::Failed && err.Text().empty() && converts && !fault.onwards) return "no message";
@@ -198,6 +200,51 @@ TEST_F(TorturedCommands, InstallSurvives) {
 TEST_F(TorturedCommands, CertificatesSurvive) {
     const KeptStores stores;
     Survive("certificates", {L"certificates", kName, L"--install", L"--replace"}, &LookForCertificate, kTenth);
+}
+
+TEST_F(TorturedCommands, ExpiringSurvives) {
+    Survive(
+        "expiring", {L"expiring", L"--within", L"3650"},
+        [](const Fault&, ExitCode code) { return code == ExitCode::Done ? "an end is overlooked" : ""; }, kTenth,
+        {"CertOpenStore", "CertEnumCertificatesInStore"}, ExitCode::Found);
+}
+
+TEST_F(TorturedCommands, ReconcileSurvives) {
+    const KeptStores stores;
+    // The containers are listed, and opened again to be repaired.
+    Survive("reconcile", {L"reconcile", L"--repair", L"--yes"}, &LookForCertificate, 3 * kTenth,
+            {"CryptEnumProvidersW", "CryptGetDefaultProviderW", "CryptAcquireContextW", "CryptGetProvParam",
+             "CryptGetUserKey"});
+}
+
+TEST_F(TorturedCommands, DoctorSurvives) {
+    Output output(out.Handle(), err.Handle());
+    const std::vector<std::wstring> arguments = {L"doctor"};
+    RunConsole(arguments, output);  // the libraries that it looks at stay loaded
+    Survive("doctor", {L"doctor"}, {}, kTenth, {"RegOpenKeyExW"}, ExitCode::Found);
+}
+
+// Another program removes a container after its name was listed.
+TEST_F(TorturedCommands, ListGoesOnWithoutAContainerThatVanishes) {
+    RunTool(L"create \"vt console copy\"");
+    static ImportPatch* patch;
+    static bool vanished;
+    const auto acquire = [](HCRYPTPROV* context, LPCWSTR name, LPCWSTR provider, DWORD type, DWORD flags) {
+        const auto original = patch->Original<decltype(CryptAcquireContextW)>();
+        HCRYPTPROV none = 0;
+        if (name && std::wcscmp(name, kCopyName) == 0 && !std::exchange(vanished, true))
+            original(&none, name, provider, type, flags | CRYPT_DELETEKEYSET);
+        return original(context, name, provider, type, flags);
+    };
+    ImportPatch replaced(nullptr, "CryptAcquireContextW", +acquire);
+    patch = &replaced;
+    Output output(out.Handle(), err.Handle());
+    const std::vector<std::wstring> arguments = {L"list", L"--json", L"--silent", L"--provider", kProvider75};
+    EXPECT_EQ(RunConsole(arguments, output), ExitCode::Found);
+    EXPECT_TRUE(vanished);
+    EXPECT_TRUE(ParseJson(out.Text()).value) << out.Text();
+    EXPECT_NE(out.Text().find("\"vt console\""), std::string::npos) << out.Text();
+    EXPECT_NE(err.Text().find("0x80090016"), std::string::npos) << err.Text();
 }
 
 }  // namespace
