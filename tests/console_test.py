@@ -32,8 +32,8 @@ def run(program, *arguments, stdin=''):
 
 
 def tool(*arguments):
-    code, _, error = run('softcsp.exe', *arguments)
-    assert code == 0, error
+    code, output, error = run('softcsp.exe', *arguments)
+    assert code == 0, f'softcsp {arguments}: code {code}, {output}{error}'
 
 
 def windows_path(path):

@@ -12,4 +12,18 @@ fi
 wine_environment
 unset DISPLAY
 start_server
-exec "$wine" "$@"
+[ -p /dev/stdout ] || [ -p /dev/stderr ] || exec "$wine" "$@"
+
+# The program may start Wine's desktop, which inherits its output and ends a second after the last program. Whoever
+# reads a pipe would wait for that, so the output goes to the pipe through a file.
+output=$(mktemp) errors=$(mktemp)
+code=0
+if [ /dev/stdout -ef /dev/stderr ]; then
+  "$wine" "$@" >"$output" 2>&1 || code=$?
+else
+  "$wine" "$@" >"$output" 2>"$errors" || code=$?
+fi
+cat "$output"
+cat "$errors" >&2
+rm -f "$output" "$errors"
+exit $code
