@@ -14,6 +14,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <span>
 
 #include "framework/Result.h"
@@ -113,10 +114,7 @@ bool IsChanged(const StoredValue<Settings>& row, const Settings& settings) {
 
 template <class Settings>
 bool AnyChanged(StoredValues<Settings> values, const Settings& settings) {
-    for (const StoredValue<Settings>& row : values) {
-        if (IsChanged(row, settings)) return true;
-    }
-    return false;
+    return std::any_of(values.begin(), values.end(), [&](const auto& row) { return IsChanged(row, settings); });
 }
 
 struct WriteReport {

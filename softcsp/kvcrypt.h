@@ -31,10 +31,10 @@ BOOL WINAPI KvConvertPublicKeyInfo(DWORD encoding, CERT_PUBLIC_KEY_INFO* info, A
 #define KVCRYPT_USAGE_PERIOD "{3F1C8A52-7D04-4E96-B2A8-5C6E19D0B7F3}"
 
 // The value of a certificate's private key usage period, 2.5.29.16. A missing time is a null pointer.
-typedef struct KVCRYPT_USAGE_PERIOD_INFO {
+struct KVCRYPT_USAGE_PERIOD_INFO {
     FILETIME* not_before;  // UTC
     FILETIME* not_after;
-} KVCRYPT_USAGE_PERIOD_INFO;
+};
 
 // For KVCRYPT_USAGE_PERIOD: a KVCRYPT_USAGE_PERIOD_INFO.
 BOOL WINAPI KvDecodeUsagePeriod(DWORD encoding, LPCSTR type, const BYTE* encoded, DWORD encoded_size, DWORD flags,

@@ -9,10 +9,10 @@
 extern "C" {
 
 // The owner of a window. The windows are modal.
-typedef struct RDR_WND_REQUEST {
+struct RDR_WND_REQUEST {
     DWORD size;   // sizeof(RDR_WND_REQUEST), which is 16; otherwise ERROR_INVALID_PARAMETER
     HWND parent;  // null = the thread's active window
-} RDR_WND_REQUEST;
+};
 
 // The readers: the user adds, removes, inserts and ejects carriers. The window reports failures itself.
 DWORD rdr_wnd_configure(const RDR_WND_REQUEST* request);

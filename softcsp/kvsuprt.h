@@ -66,10 +66,10 @@ DWORD support_registry_value_free(HANDLE value);
 // A registration of reader subsystems: the caller sets `size`, rdr_register_start of kvrdr.dll fills `context`, the
 // final supsys_unregister_all releases it and sets it to null. A wrong size is ERROR_INVALID_PARAMETER, no context
 // ERROR_INVALID_HANDLE.
-typedef struct SUPSYS_REGISTRATION {
+struct SUPSYS_REGISTRATION {
     DWORD size;     // sizeof(SUPSYS_REGISTRATION)
     void* context;  // the library's own
-} SUPSYS_REGISTRATION;
+};
 
 // Readers are found between these two only.
 DWORD supsys_register_all(SUPSYS_REGISTRATION* registration);

@@ -82,7 +82,7 @@ bool ProcessCancelInput(HWND sheet) noexcept {
 }  // namespace
 
 LongWork::LongWork(HWND sheet, PageActivity& activity) noexcept
-    : sheet_(sheet), activity_(activity), before_(activity), buttons_() {
+    : sheet_(sheet), activity_(activity), before_(activity) {
     activity_ = {true, this};
     for (std::size_t i = 0; i < buttons_.size(); ++i) {
         buttons_[i].window = GetDlgItem(sheet_, kWizardButtons[i]);

@@ -44,8 +44,8 @@ class LongWork : NonCopyable {
 
   private:
     struct Button {
-        HWND window;
-        bool enabled;
+        HWND window = nullptr;
+        bool enabled = false;
     };
 
     HWND sheet_;

@@ -41,7 +41,7 @@ class Store {
     // The number or text at the path; ERROR_INVALID_DATA if it has another type.
     DWORD ReadNumber(const std::wstring& path, DWORD& number) const;
     DWORD ReadText(const std::wstring& path, std::wstring& text) const;
-    DWORD List(const wchar_t* section, std::vector<StoreValue>& entries) const;  // subsections first
+    DWORD List(const wchar_t* path, std::vector<StoreValue>& entries) const;  // subsections first
     DWORD WriteNumber(const wchar_t* path, DWORD number) const;
     DWORD WriteText(const wchar_t* path, const std::wstring& text) const;
     // An existing section stays unchanged. The security is that of a new one.

@@ -203,9 +203,11 @@ bool AuthenticateWithoutPassword(Container& container) {
 bool IsAuthentic(const Container& container, const SymmetricKey& master) {
     if (container.format != kFirstFormat) return EqualInConstantTime(CodeOf(container, master), container.lock.code);
     // A container of format 2 that somebody rewrote as format 1 fails here: its keys are wrapped with attributes.
-    for (const bool signatureKey : {false, true})
-        if (const auto& key = container.Key(signatureKey); key && !Unseal(master, key->privateKey)) return false;
-    return true;
+    const auto isAuthentic = [&](bool signatureKey) {
+        const auto& key = container.Key(signatureKey);
+        return !key || Unseal(master, key->privateKey);
+    };
+    return isAuthentic(false) && isAuthentic(true);
 }
 
 void StoreKeyPair(Container& container, bool signatureKey, const SymmetricKey& master, const KeyPair& pair,

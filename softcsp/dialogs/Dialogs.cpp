@@ -119,6 +119,7 @@ DWORD AskPasswordChange(HWND owner, const std::wstring& container, bool hasOld, 
 
 DWORD ChooseContainer(HWND owner, const std::vector<ContainerChoice>& containers, std::size_t& chosen) {
     std::vector<ReportList::Row> rows;
+    rows.reserve(containers.size());
     for (const ContainerChoice& container : containers) rows.push_back({container.name, container.carrier});
     int row = 0;
     const DWORD result =

@@ -18,7 +18,7 @@ namespace {
 constexpr DWORD kFlagsKnown = CRYPT_VERIFYCONTEXT | CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET | CRYPT_MACHINE_KEYSET |
                               CRYPT_SILENT | CRYPT_DEFAULT_CONTAINER_OPTIONAL | kParametersOnly | kTakesForeignKeys;
 constexpr DWORD kTableWithType = 3;  // the first version of the system's table with type and name
-constexpr std::string_view kQualified = "\\\\.\\";
+constexpr std::string_view kQualified = R"(\\.\)";
 
 bool IsVerify(DWORD flags) {
     return (flags & CRYPT_VERIFYCONTEXT) == CRYPT_VERIFYCONTEXT;

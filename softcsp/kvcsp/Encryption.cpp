@@ -16,7 +16,7 @@ struct Objects {
 // for every message between the two sides.
 Objects Find(Context& context, HCRYPTKEY key, HCRYPTHASH hash, DWORD flags) {
     Require(flags == 0, NTE_BAD_FLAGS);
-    const Objects found{context.keys.Find(key), hash != 0 ? context.hashes.Find(hash) : nullptr};
+    Objects found{context.keys.Find(key), hash != 0 ? context.hashes.Find(hash) : nullptr};
     Require(!found.hash || !found.hash->Finished(), NTE_BAD_HASH);
     Require(found.key->secret.has_value(), NTE_BAD_KEY);
     Require(found.key->kind != KeyKind::Agreement || found.key->start, NTE_BAD_KEY_STATE);

@@ -183,7 +183,7 @@ std::wstring Summary(const Container& container) {
 }
 
 std::wstring IntegrityText(ByteView stored, const Container& container) {
-    const std::wstring text = IsIntact(stored) ? L"intact" : L"damaged";
+    std::wstring text = IsIntact(stored) ? L"intact" : L"damaged";
     if (container.reportedDamage == 0) return text;
     return text + L", reports " + HexNumber(container.reportedDamage);
 }
@@ -273,13 +273,13 @@ void RunSet(Arguments arguments) {
     if (arguments.size() == 1) return RunSetting(std::wstring(arguments[0]));
     const Options options(arguments, kScopeAndPassword, {2, 2});
     const std::wstring& name = options.Names()[0];
-    const auto [what, value] = SplitAtEquals(options.Names()[1]);
+    const auto change = SplitAtEquals(options.Names()[1]);
     const ContainerStore store = StoreOf(options);
-    if (what == L"damage") return ChangeDamage(store, name, Number(value, kTruncated));
+    if (change.first == L"damage") return ChangeDamage(store, name, Number(change.second, kTruncated));
     Container changed;
     const DWORD result = store.Modify(FindContainer(store, name), changed, [&](Container& container) {
         const SymmetricKey master = UnlockContainer(container, options);
-        Change(container, master, what, value);
+        Change(container, master, change.first, change.second);
         return Authenticate(container, master) ? ERROR_SUCCESS : Code(NTE_FAIL);
     });
     Check(result, L"can't change " + name);

@@ -28,9 +28,9 @@ using KeyValue = std::pair<const wchar_t*, std::variant<DWORD, std::wstring, std
 
 // Creates the key beneath HKEY_LOCAL_MACHINE and sets its values; other values stay.
 void WriteKey(const std::wstring& path, std::initializer_list<KeyValue> values) {
-    for (const auto& [name, data] : values) {
-        const auto write = [&](const auto& value) { return WriteValue(HKEY_LOCAL_MACHINE, path, name, value); };
-        Check(std::visit(write, data), L"can't write HKLM\\" + path + L"\\" + name);
+    for (const KeyValue& one : values) {
+        const auto write = [&](const auto& data) { return WriteValue(HKEY_LOCAL_MACHINE, path, one.first, data); };
+        Check(std::visit(write, one.second), L"can't write HKLM\\" + path + L"\\" + one.first);
     }
 }
 
