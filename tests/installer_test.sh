@@ -14,7 +14,11 @@ trap '"$server" -k 2>/dev/null || true' EXIT
 fail() { echo "installer: $*" >&2; exit 1; }
 same() { [ "$2" = "$3" ] || fail "$1: expected «$2», found «$3»"; }
 # exits CODE PROGRAM…: Wine passes on the low 8 bits of an exit code.
-exits() { local code=0; "$wine" "${@:2}" </dev/null || code=$?; same "exit code of ${*:2}" "$(($1 & 255))" $code; }
+exits() {
+  local code=0
+  "$wine" "${@:2}" </dev/null >"$work/output" 2>&1 || code=$?
+  same "exit code of ${*:2}, which printed '$(tr -d '\r' <"$work/output")'" "$(($1 & 255))" $code
+}
 query() { "$wine" reg.exe query "$@" 2>/dev/null | tr -d '\r'; }
 data() { query "$@" | LC_ALL=C sed -n 's/.*REG_[A-Z_]* *//p'; }   # labels are in another code page
 in_test() { windows_path "build/installer-test/$1"; }
@@ -102,9 +106,9 @@ done
 # The software provider registers the panel in the build directory, as an installer would. A component with two
 # installations would stay when one of them is removed.
 start_server
-exits 0 reg.exe delete "$library_paths\vestra.cpl" /f >/dev/null
-exits 0 reg.exe delete "$components\16E4B2D87A3950C41B8EF2A6C0394D71" /f >/dev/null
-exits 0 build/bin/softcsp.exe create 'Kept' >/dev/null
+exits 0 reg.exe delete "$library_paths\vestra.cpl" /f
+exits 0 reg.exe delete "$components\16E4B2D87A3950C41B8EF2A6C0394D71" /f
+exits 0 build/bin/softcsp.exe create 'Kept'
 exits 0 build/bin/softcsp.exe store put "$setting" 77
 echo 'WScript.Echo(new ActiveXObject("Shell.Application").NameSpace(3).Items().Count)' >"$work/count.js"
 items_before=$(control_panel_items)
@@ -133,7 +137,7 @@ if [[ $files == *vestractl.exe* ]]; then
 fi
 
 rm "$program_files/Vestra CSP/NOTICES.txt"
-exits 0 reg.exe delete "$items" /f >/dev/null
+exits 0 reg.exe delete "$items" /f
 # What "msiexec /f" does, which Wine's cannot.
 exits 0 msiexec.exe /i "$(in_test "$version.msi")" REINSTALL=ALL REINSTALLMODE=omus /qn
 same 'files after the repair' "$files" "$(installed_files)"
