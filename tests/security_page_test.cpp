@@ -102,7 +102,7 @@ TEST_F(SecurityPage, SaysWhyControlsAreDisabled) {
     DeleteService(service.get());
 }
 
-// What the registry refuses stays changed, unreported, and the question is asked all the same.
+// A value that the registry refuses stays changed without a message, and the restart is still offered.
 TEST_F(SecurityPage, WritesAllAndShowsItAgain) {
     WriteSetting(kCacheSetting, 16);
     std::optional<ImportPatch> registry;
