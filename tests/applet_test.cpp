@@ -133,24 +133,6 @@ std::vector<ModalScript::Step> ThroughAllPages() {
     return steps;
 }
 
-// One function in four, since all are missing in the same way.
-TEST_F(Applet, ShowsAllPagesWithoutAnyOneFunctionOfTheSupportLibrary) {
-    const auto open = [](const std::string& without) {
-        SCOPED_TRACE(without);
-        const LibraryFunction missing(without.c_str(), nullptr);
-        PanelSession session;
-        const ModalScript script(ThroughAllPages());
-        EXPECT_EQ(session.Open(), 0);
-        EXPECT_TRUE(script.Finished());
-    };
-    LibraryFunction::ForgetLookUps();
-    open("no function, to begin with");
-    int bound = 0;
-    for (const auto& [name, times] : std::map(LibraryFunction::LookUps()))
-        if (name.starts_with("sup") && ++bound % 4 == 0) open(name);
-    EXPECT_GE(bound, 10);
-}
-
 // The top-level window of the host is the one in the task bar.
 TEST_F(Applet, TheHostsWindowOwnsTheSheetAndGetsItsIcon) {
     const HWND host = CreateWindowW(L"STATIC", L"", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 300, 0, 300, 50, nullptr, nullptr,

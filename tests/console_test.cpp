@@ -74,25 +74,6 @@ class Written {
     UniqueFile file_;
 };
 
-// None of these is a container, which the command says of each.
-TEST(Arguments, AreReadAsTheyAre) {
-    const std::vector<std::wstring> names = {L"[a,b]", L"check",   L"",   L"/x",   L"%s%n",
-                                             L"a=b",   L"{\"a\"}", L"-x", L"--all"};
-    std::vector<std::wstring> arguments = {L"--json", L"check", L"--silent"};
-    arguments.insert(arguments.end(), names.begin(), names.end());
-    arguments.insert(arguments.end() - 2, L"--");
-    const TemporaryDirectory directory;
-    const Written out(directory.Path() + L"out"), err(directory.Path() + L"err");
-    Output output(out.Handle(), err.Handle());
-    EXPECT_EQ(RunConsole(arguments, output), ExitCode::Failed);
-    const ParsedJson document = ParseJson(out.Text());
-    ASSERT_TRUE(document.value) << out.Text();
-    std::vector<std::wstring> found;
-    for (const Value& item : *document.value->Find(L"containers")->As<Value::Array>())
-        found.push_back(*item.Find(L"name")->As<std::wstring>());
-    EXPECT_EQ(found, names);
-}
-
 constexpr wchar_t kName[] = L"vt console", kCopyName[] = L"vt console copy";
 
 bool OpensAndPasses(const wchar_t* name) {

@@ -196,6 +196,11 @@ class HostileNames(Console):
             for name in names:
                 self.document('delete', '--yes', '--silent', '--', name)
 
+    def test_names_of_no_container_are_reported_as_they_are(self):
+        names = ['[a,b]', 'check', '', '/x', '%s%n', 'a=b', '{"a"}', '-x', '--all']
+        document = self.document('check', '--silent', *names[:-2], '--', *names[-2:], code=3)
+        self.assertEqual([one['name'] for one in document['containers']], names)
+
     def test_a_large_subject(self):
         tool('create', 'Large', '--subject', 'CN=' + 'ж' * 32600)  # nearly 64 KiB, and what a command line can hold
         try:

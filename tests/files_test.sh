@@ -3,6 +3,7 @@
 # does.
 #   - Every imported function is listed in tests/windows7_functions.txt, and so exists in Windows 7.
 #   - The module exports the entry points of the Control Panel and of the wizards, and no others.
+#   - Its headers ask for addresses that change and for data that can't run.
 #   - Its two manifests select version 6 of the common controls and no execution level.
 #   - Its version resource names the product in both languages.
 #   - Dialog templates use the shell's font, and icons have the sizes that the shell shows.
@@ -28,6 +29,12 @@ done
 
 exports=$("$objdump" -p "$module" | awk '/^\[Ordinal\/Name Pointer\] Table/ {on = 1; next} on && /^\t\[/ {print $NF}' | sort | tr '\n' ' ')
 same "exports" "$exports" "CPlApplet WizChangePassword WizDeleteContainer WizInstallPrivateCertificate WizViewCertificateInContainer "
+
+headers=$("$objdump" -p "$module")
+for property in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do
+  grep -qw "$property" <<<"$headers" || complain "the module's headers lack $property"
+done
+! grep -q '^Entry 5 [0-9a-f]* 0* Base Relocation' <<<"$headers" || complain "the module can't be relocated"
 
 same "manifests for the common controls" "$(grep -ao 'name="Microsoft.Windows.Common-Controls"' "$module" | wc -l)" 2
 same "execution levels" "$(grep -ac requestedExecutionLevel "$module")" 0

@@ -1,8 +1,6 @@
 // Owning handles, texts with inserts, the tie between a window and its object, initialisation data.
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <tuple>
 #include <vector>
 
 #include "framework/Dialog.h"
@@ -65,28 +63,21 @@ TEST(WndTest, AWindowAndItsObjectLetGoOfEachOther) {
 }
 
 TEST(DialogInitTest, EntriesFillTheirControlsUpToTheFirstBadOne) {
-    // Control, message, length of the text, text.
-    const std::string good("\1\0\3\4\2\0\0\0a\0", 10), end(2, '\0'), unended("\1\0\3\4\1\0\0\0a", 9);
-    // Data, whether they are whole, items added.
-    std::vector<std::tuple<std::string, bool, int>> cases = {{good + good + end, true, 2},
-                                                             {good + unended + end, false, 1}};
-    for (size_t size = 0; size < good.size() + 2; ++size)
-        cases.push_back({(good + end).substr(0, size), false, size >= good.size()});
+    // Control, message, length of the text, text. More entries follow in memory, behind the data.
+    const std::string entry("\1\0\3\4\2\0\0\0a\0", 10), unended("\1\0\3\4\1\0\0\0a", 9), end(2, '\0'),
+        whole = entry + entry + end, memory = whole + entry + end;
     const HWND window = CreateWindowW(L"STATIC", L"", WS_POPUP, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr),
                combo = CreateWindowW(L"COMBOBOX", L"", WS_CHILD, 0, 0, 9, 9, window, reinterpret_cast<HMENU>(1),
                                      nullptr, nullptr);
-    constexpr size_t kPage = 4096;  // the data end where the next page begins, which can't be read
-    auto* const pages = static_cast<BYTE*>(VirtualAlloc(nullptr, 2 * kPage, MEM_RESERVE, PAGE_NOACCESS));
-    VirtualAlloc(pages, kPage, MEM_COMMIT, PAGE_READWRITE);
-    for (const auto& [data, whole, items] : cases) {
-        SCOPED_TRACE(testing::PrintToString(data));
+    const auto apply = [&](const std::string& data, size_t size) {
         SendMessageW(combo, CB_RESETCONTENT, 0, 0);
-        BYTE* const start = pages + kPage - data.size();
-        std::memcpy(start, data.data(), data.size());
-        EXPECT_EQ(ApplyDialogInit(window, {start, data.size()}), whole);
-        EXPECT_EQ(SendMessageW(combo, CB_GETCOUNT, 0, 0), items);
+        return ApplyDialogInit(window, {reinterpret_cast<const BYTE*>(data.data()), size});
+    };
+    for (size_t size = 0; size <= whole.size(); ++size) {
+        EXPECT_EQ(apply(memory, size), size == whole.size()) << size;
+        EXPECT_EQ(SendMessageW(combo, CB_GETCOUNT, 0, 0), size / entry.size()) << size;
     }
-    VirtualFree(pages, 0, MEM_RELEASE);
+    EXPECT_FALSE(apply(entry + unended + end, entry.size() + unended.size() + end.size()));
     DestroyWindow(window);
 }
 

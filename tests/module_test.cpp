@@ -42,17 +42,6 @@ constexpr std::pair<const char*, const wchar_t*> kWizards[] = {
     {"WizInstallPrivateCertificate", L"Private certificate installation wizard"},
     {"WizViewCertificateInContainer", L"Certificates in private key container"}};
 
-TEST(Module, IsHardened) {
-    const UniqueModule module(LoadLibraryW(kPanel.c_str()));
-    const auto* image = reinterpret_cast<const BYTE*>(module.get());
-    const auto* headers =
-        reinterpret_cast<const IMAGE_NT_HEADERS*>(image + reinterpret_cast<const IMAGE_DOS_HEADER*>(image)->e_lfanew);
-    constexpr WORD kWanted =
-        IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE | IMAGE_DLLCHARACTERISTICS_NX_COMPAT | 0x20;  // 0x20: high entropy
-    EXPECT_EQ(headers->OptionalHeader.DllCharacteristics & kWanted, kWanted);
-    EXPECT_NE(headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC].Size, 0u);
-}
-
 // The file with the code of the window's class.
 std::wstring ClassModule(HWND window) {
     HMODULE module = nullptr;
