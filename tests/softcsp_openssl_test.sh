@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-work=$(mktemp -d build/openssl-XXXXXX)
+work=$(mktemp -d "$PWD/build/openssl-XXXXXX")  # absolute: the script changes its directory
 trap 'rm -rf "$work"' EXIT
 bin=$PWD/build/bin
 wrong=0
