@@ -48,11 +48,6 @@ void ExchangeNumber(CDataExchange* exchange, UINT id, Number& value, unsigned wr
     value = static_cast<Number>(number);
 }
 
-void CheckRange(CDataExchange* exchange, long long value, long long least, long long most) {
-    if (!exchange->m_bSaveAndValidate || (value >= least && value <= most)) return;
-    exchange->Fail(FrameworkText::kEnterIntegerBetween, NumberText(least), NumberText(most));
-}
-
 }  // namespace
 
 // Defined here so that framework/Wnd does not include this unit.
@@ -151,11 +146,8 @@ void DDX_CBIndex(CDataExchange* exchange, UINT id, int& value) {
 }
 
 void DDV_MinMaxInt(CDataExchange* exchange, int value, int least, int most) {
-    CheckRange(exchange, value, least, most);
-}
-
-void DDV_MinMaxUInt(CDataExchange* exchange, UINT value, UINT least, UINT most) {
-    CheckRange(exchange, value, least, most);
+    if (!exchange->m_bSaveAndValidate || (value >= least && value <= most)) return;
+    exchange->Fail(FrameworkText::kEnterIntegerBetween, NumberText(least), NumberText(most));
 }
 
 void DDV_MaxChars(CDataExchange* exchange, const std::wstring& value, int most) {

@@ -67,6 +67,5 @@ void DDX_Radio(CDataExchange* exchange, UINT id, Enum& value) {
 
 // Call each directly after the DDX_Text of its control.
 void DDV_MinMaxInt(CDataExchange* exchange, int value, int least, int most);
-void DDV_MinMaxUInt(CDataExchange* exchange, UINT value, UINT least, UINT most);
 void DDV_MaxChars(CDataExchange* exchange, const std::wstring& value, int most);
 void DDV_MaxChars(CDataExchange* exchange, int most);  // of a number: only limits what can be typed

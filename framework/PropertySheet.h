@@ -52,8 +52,6 @@ class CPropertySheet : public CWnd, private IPropertyPageSite {
     void PressButton(int button) noexcept { PostMessage(PSM_PRESSBUTTON, static_cast<WPARAM>(button)); }
     void SetWizardButtons(DWORD buttons) noexcept { PostMessage(PSM_SETWIZBUTTONS, 0, static_cast<LPARAM>(buttons)); }
 
-    bool SetActivePage(int page) noexcept { return SendMessage(PSM_SETCURSEL, static_cast<WPARAM>(page)) != 0; }
-
   protected:
     // Called when the sheet's window exists, before the first page is initialised. Default: centers it over its owner.
     virtual void OnInitDialog();

@@ -182,13 +182,13 @@ TEST(PropertySheetTest, ShowsThePageThatFailsToSave) {
     TestSheet sheet({&first, &second});
     const auto save = [&](HWND window) {
         EXPECT_EQ(GetFocus(), first.GetDlgItem(kButton)) << "the first control that takes input";
-        sheet.SetActivePage(1);
+        PropSheet_SetCurSel(window, nullptr, 1);
         Ui::Press(window, PSBTN_OK);
     };
     const auto saveAgain = [&](HWND window) {
         EXPECT_EQ(Ui::Page(window), first.m_hWnd);
-        sheet.SetActivePage(1);
-        sheet.SetActivePage(0);  // which was shown before
+        PropSheet_SetCurSel(window, nullptr, 1);
+        PropSheet_SetCurSel(window, nullptr, 0);  // which was shown before
         Ui::Press(window, PSBTN_OK);
     };
     EXPECT_EQ(RunSheet(sheet, {save, saveAgain}), IDOK);
