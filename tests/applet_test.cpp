@@ -16,7 +16,7 @@
 #include "tests/support/Store.h"
 
 // Spoils what is freed, so that a use after it shows.
-void operator delete(void* object) noexcept {
+void operator delete(void* object) noexcept {  // NOLINT(misc-new-delete-overloads): new is in MemoryFaults.cpp
     std::free(object);
 }
 void operator delete(void* object, std::size_t size) noexcept {
@@ -89,7 +89,7 @@ TEST_F(Applet, BeginsAndEndsInAnyOrder) {
 }
 
 TEST_F(Applet, OpensThePageThatTheParameterNames) {
-    const std::string huge(64 * 1024, '9');
+    const std::string huge(65536, '9');
     for (const auto& [parameter, page] :
          {std::pair<const char*, int>{"7", 7}, {"5x", 5}, {nullptr, 0}, {"-1", 0}, {"8", 0}, {huge.c_str(), 0}}) {
         const PanelSession session;
@@ -124,7 +124,7 @@ constexpr const wchar_t* kTabs[] = {L"General",    L"Hardware", L"Service",  L"A
 std::vector<ModalScript::Step> ThroughAllPages() {
     std::vector<ModalScript::Step> steps;
     for (int page = 0; page < 8; ++page) {
-        steps.push_back([=](HWND sheet) {
+        steps.emplace_back([=](HWND sheet) {
             PropSheet_SetCurSel(sheet, nullptr, static_cast<WPARAM>(page));
             EXPECT_EQ(Ui::PageIndex(sheet), page);
             EXPECT_EQ(Ui::Text(Ui::Page(sheet)), kTabs[page]);
@@ -178,7 +178,7 @@ TEST_F(Applet, PagesOutliveWhatTheyShow) {
             PostMessageW(GetDlgItem(Ui::Page(window), static_cast<int>(c.click)), BM_CLICK, 0, 0);
             if (c.button) Ui::Press(window, c.button);
         }};
-        if (!c.button) steps.push_back([&](HWND) { DestroyWindow(host); });
+        if (!c.button) steps.emplace_back([&](HWND) { DestroyWindow(host); });
         const PanelSession session;
         const ModalScript script(std::move(steps));
         EXPECT_EQ(CPlApplet(host, CPL_STARTWPARMSA, 0, reinterpret_cast<LPARAM>(c.page)), 1);
@@ -191,29 +191,36 @@ TEST_F(Applet, PagesOutliveWhatTheyShow) {
 const std::wstring kContainer = L"Цикл", kFile = ProgramDirectory() + L"data\\several.p7b";
 std::vector<ModalScript::Step> ThroughEverything() {
     std::vector<ModalScript::Step> steps = ThroughAllPages();
-    for (const auto& [page, button, caption, further] :
-         {std::tuple{2u, IDC_SERVICE_CHECK, L"Check private key container", true},
-          {2u, IDC_SERVICE_COPY, L"Copy private key container", true},
-          {2u, IDC_SERVICE_DELETE, L"Delete private key container", false},
-          {2u, IDC_SERVICE_VIEW_CERTIFICATES, L"Certificates in private key container", true},
-          {2u, IDC_SERVICE_INSTALL_CERTIFICATE, L"Private certificate installation wizard", true},
-          {2u, IDC_SERVICE_CHANGE_PASSWORD, L"Change password for private key container", false},
-          {2u, IDC_SERVICE_DELETE_PASSWORDS, L"Delete saved passwords", false},
-          {3u, IDC_ADVANCED_SET_TIMEOUT, L"User input timeout", false}}) {
-        steps.push_back([=](HWND sheet) {
-            PropSheet_SetCurSel(sheet, nullptr, page);
-            PostMessageW(GetDlgItem(Ui::Page(sheet), button), BM_CLICK, 0, 0);
+    const struct {
+        WPARAM page;
+        int button;
+        const wchar_t* caption;
+        bool further;
+    } cases[] = {
+        {2, IDC_SERVICE_CHECK, L"Check private key container", true},
+        {2, IDC_SERVICE_COPY, L"Copy private key container", true},
+        {2, IDC_SERVICE_DELETE, L"Delete private key container", false},
+        {2, IDC_SERVICE_VIEW_CERTIFICATES, L"Certificates in private key container", true},
+        {2, IDC_SERVICE_INSTALL_CERTIFICATE, L"Private certificate installation wizard", true},
+        {2, IDC_SERVICE_CHANGE_PASSWORD, L"Change password for private key container", false},
+        {2, IDC_SERVICE_DELETE_PASSWORDS, L"Delete saved passwords", false},
+        {3, IDC_ADVANCED_SET_TIMEOUT, L"User input timeout", false},
+    };
+    for (const auto& c : cases) {
+        steps.emplace_back([=](HWND sheet) {
+            PropSheet_SetCurSel(sheet, nullptr, c.page);
+            PostMessageW(GetDlgItem(Ui::Page(sheet), c.button), BM_CLICK, 0, 0);
         });
-        steps.push_back([=](HWND window) {
-            EXPECT_EQ(Ui::Text(window), caption);
+        steps.emplace_back([=](HWND window) {
+            EXPECT_EQ(Ui::Text(window), c.caption);
             EXPECT_FALSE(IsWindowEnabled(GetWindow(window, GW_OWNER)));
-            if (!further) return;
+            if (!c.further) return;
             Ui::Type(Ui::Page(window), IDC_SELECT_NAME, kContainer.c_str());
             Ui::Type(Ui::Page(window), IDC_FILE_NAME, kFile.c_str());
             Ui::Press(window, PSBTN_NEXT);
         });
-        steps.push_back([=](HWND window) {
-            EXPECT_TRUE(!further || Ui::Enabled(window, 0x3023)) << button << " has nothing to go back to";
+        steps.emplace_back([=](HWND window) {
+            EXPECT_TRUE(!c.further || Ui::Enabled(window, 0x3023)) << c.button << " has nothing to go back to";
             PostMessageW(window, WM_COMMAND, IDCANCEL, 0);
         });
     }

@@ -91,7 +91,7 @@ TEST_F(Selection, ListsTheProductsProvidersOnly) {
         SCOPED_TRACE(testing::PrintToString(provider.name));
         const std::wstring key = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\" + provider.name;
         RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"Image Path", kind, path.c_str(),
-                        static_cast<DWORD>(static_cast<int>(path.size() * sizeof(wchar_t)) + terminator));
+                        static_cast<DWORD>(path.size() * sizeof(wchar_t)) + static_cast<DWORD>(terminator));
         EXPECT_EQ(ListProductProviders({provider}).size(), product ? 1u : 0u);
         EXPECT_EQ(ListOwnProviders({provider}).size(), isOwn ? 1u : 0u);
         RegDeleteKeyW(HKEY_LOCAL_MACHINE, key.c_str());

@@ -14,9 +14,15 @@ mapfile -t sources < <(printf '%s\n' "${files[@]}" | grep -E '\.cpp$' | grep -v 
 gcc=/usr/lib/gcc/x86_64-w64-mingw32/12-posix/include
 gtest=/usr/src/googletest/googletest/include
 generated=build/windows
-printf '%s\n' "${sources[@]}" | xargs -P "$(nproc)" -I{} clang-tidy --quiet {} -- \
-  --target=x86_64-w64-mingw32 -std=gnu++20 -I. -I$generated/configured -isystem $generated/headers -isystem $gtest \
-  -isystem "$gcc/c++" -isystem "$gcc/c++/x86_64-w64-mingw32" -isystem /usr/x86_64-w64-mingw32/include \
-  -isystem /usr/share/mingw-w64/include \
-  -DUNICODE -D_UNICODE -DWIN32_LEAN_AND_MEAN -DNOMINMAX -DSTRICT -DWINVER=0x0601 -D_WIN32_WINNT=0x0601 -D_WIN32_IE=0x0700
+tidy() {   # FLAG…: the sources' names come from standard input
+  xargs -r -P "$(nproc)" -I{} clang-tidy --quiet {} -- \
+    --target=x86_64-w64-mingw32 -std=gnu++20 -I. -I$generated/configured -isystem $generated/headers -isystem $gtest \
+    -isystem "$gcc/c++" -isystem "$gcc/c++/x86_64-w64-mingw32" -isystem /usr/x86_64-w64-mingw32/include \
+    -isystem /usr/share/mingw-w64/include \
+    -DUNICODE -D_UNICODE -DWIN32_LEAN_AND_MEAN -DNOMINMAX -DSTRICT -DWINVER=0x0601 -D_WIN32_WINNT=0x0601 \
+    -D_WIN32_IE=0x0700 "$@"
+}
+# The build includes the precompiled header in all tests.
+printf '%s\n' "${sources[@]}" | { grep '^tests/' || true; } | tidy -include tests/support/precompiled.h
+printf '%s\n' "${sources[@]}" | { grep -v '^tests/' || true; } | tidy
 echo "lint: clean"
