@@ -1,8 +1,4 @@
-// Keys and signatures through the system's own interfaces, and the counting of the provider's calls.
-#include <algorithm>
-
-#include "softcsp/common/CallRecord.h"
-#include "tests/support/ImportPatch.h"
+// Keys, hashes and settings through the system's own interfaces.
 #include "tests/support/SoftProvider.h"
 
 namespace {
@@ -53,45 +49,6 @@ TEST(SoftcspKeys, EncryptPieceByPieceAsInOneGo) {
     EXPECT_EQ(begun, clear);
 }
 
-// The number of places in this process's memory that hold the bytes whose complements are given.
-int PlacesInMemory(const Bytes& complements) {
-    // Registers may still hold copies, which the system's calls save in memory of their own.
-    asm volatile(
-        "pxor %%xmm0, %%xmm0\n pxor %%xmm1, %%xmm1\n pxor %%xmm2, %%xmm2\n pxor %%xmm3, %%xmm3\n"
-        "pxor %%xmm4, %%xmm4\n pxor %%xmm5, %%xmm5" ::
-            : "xmm0", "xmm1", "xmm2", "xmm3", "xmm4", "xmm5");
-    const auto isComplement = [](BYTE byte, BYTE complement) { return byte == static_cast<BYTE>(~complement); };
-    int places = 0;
-    MEMORY_BASIC_INFORMATION region{};
-    for (const BYTE *at = nullptr, *end = nullptr; VirtualQuery(at, &region, sizeof region) != 0; at = end) {
-        end = static_cast<const BYTE*>(region.BaseAddress) + region.RegionSize;
-        if (region.State != MEM_COMMIT || (region.Protect != PAGE_READWRITE && region.Protect != PAGE_WRITECOPY))
-            continue;
-        for (; (at = std::search(at, end, complements.begin(), complements.end(), isComplement)) != end; ++at) ++places;
-    }
-    return places;
-}
-
-TEST(SoftcspKeys, DerivedFromAHashLeaveNothingInMemory) {
-    const LoadedProvider held;
-    CCryptProvContext context;
-    ASSERT_TRUE(context.Acquire(CRYPT_VERIFYCONTEXT, nullptr, nullptr, 75));
-    // The second half of the key: the first bytes of a released block are the heap's own.
-    Bytes half(16);
-    {
-        const UniqueCryptHash hash = HashOf(context.Get());
-        BYTE value[32];
-        DWORD size = sizeof value;
-        ASSERT_EQ(ErrorOf(CryptGetHashParam(hash.get(), HP_HASHVAL, value, &size, 0)), 0);
-        std::transform(value + 16, value + 32, half.begin(), [](BYTE byte) { return static_cast<BYTE>(~byte); });
-        SecureZeroMemory(value, sizeof value);
-        UniqueCryptKey key;
-        ASSERT_EQ(ErrorOf(CryptDeriveKey(context.Get(), kCipher, hash.get(), 0, key.put())), 0);
-        EXPECT_GT(PlacesInMemory(half), 0) << "while the key is open";
-    }
-    EXPECT_EQ(PlacesInMemory(half), 0);
-}
-
 TEST(SoftcspKeys, FailWithTheCodesThatAreDocumented) {
     const LoadedProvider held;
     const TestContainer container(L"key errors");
@@ -132,6 +89,7 @@ TEST(SoftcspKeys, FailWithTheCodesThatAreDocumented) {
         ROW(CryptImportKey(provider, point.data(), static_cast<DWORD>(point.size()), 0, 0, &key), NTE_BAD_PUBLIC_KEY),
         ROW(CryptImportKey(provider, point.data(), static_cast<DWORD>(point.size()), foreign.get(), 0, &key),
             NTE_BAD_KEY),
+        ROW(CryptGetUserKey(context.Get(), AT_KEYEXCHANGE, &key), 0),  // of a context without a container
         ROW(CryptGetProvParam(provider, PP_ENUMALGS, value, &listed, CRYPT_FIRST), ERROR_MORE_DATA),
         ROW(CryptHashData(hash.get(), kText, 1, CRYPT_USERDATA), NTE_BAD_LEN),
         ROW(CryptGetHashParam(hash.get(), HP_HASHVAL, value, &hashed, 0), ERROR_MORE_DATA),
@@ -155,29 +113,6 @@ TEST(SoftcspParameters, AreSetForTheMachineByThoseWhoMay) {
     EXPECT_EQ(set(kParamDhControl, 2), ERROR_ACCESS_DENIED);
     const Denied denied(L"\\config\\Provider");
     EXPECT_EQ(set(kParamCache, 1), ERROR_ACCESS_DENIED);
-}
-
-// The first allocation fails.
-void* FailingOnce(std::size_t size) {
-    static bool failed = false;
-    return std::exchange(failed, true) ? HeapAlloc(GetProcessHeap(), 0, size) : nullptr;
-}
-
-TEST(SoftcspCalls, GoOnWhenMemoryIsShortAtTheFirst) {
-    const ImportPatch allocation(nullptr, "malloc", FailingOnce);
-    CountCall("CPGenKey");
-}
-
-TEST(SoftcspCalls, AreCountedForBenchmarks) {
-    constexpr wchar_t kProgram[] = L"vestractl.exe";
-    CallCounts counts{};
-    std::string listed;
-    ASSERT_EQ(StartCallRecord(kProgram), 0u);
-    EXPECT_EQ(RunProgram(kProgram, L"list", &listed), 0u) << listed;
-    EXPECT_EQ(ReadCallRecord(kProgram, counts), 0u);
-    EXPECT_GT(counts.calls[ProviderEntry("CPAcquireContext").index], 0);
-    for (const LONG open : counts.open) EXPECT_EQ(open, 0) << "handles at the end";
-    EXPECT_EQ(StopCallRecord(kProgram), 0u);
 }
 
 }  // namespace

@@ -1,34 +1,25 @@
 // The Windows side of softcsp_openssl_test.sh: makes and checks what is exchanged with OpenSSL. Exit code 0: done, or
 // valid; 1: failed, or refused.
-//   sign CURVE TEXT CERTIFICATE MESSAGE    a new self-signed certificate and a message with the text, signed by its key
-//   verify CERTIFICATE MESSAGE TEXT        the certificate and the message are signed by its key; the message contains
+//   sign CURVE TEXT CERTIFICATE MESSAGE    a new key with a self-signed certificate, and a message with the text,
+//   signed verify CERTIFICATE MESSAGE TEXT        the certificate and the message are signed by its key; the message
+//   contains
 //                                          the text
-//   agree CURVE PUBLIC PEER ENCRYPTED      writes an ephemeral public key, reads the other side's, and encrypts zeros
-//                                          with the agreed key
+//   agree CURVE CERTIFICATE ENCRYPTED      encrypts zeros with the key that the key of `sign` and the certificate's
+//                                          agree on
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "csp/CryptProvContext.h"
 #include "csp/CryptoValues.h"
 #include "framework/Handles.h"
+#include "softcsp/common/Files.h"
 
 namespace {
 
+using softcsp::ReadFileWhole, softcsp::WriteFileWhole;
+
 constexpr DWORD kType = 75, kEncoding = kCertificateEncoding;
-constexpr wchar_t kContainer[] = L"\\\\.\\REGISTRY\\openssl peer";
+wchar_t container[] = L"\\\\.\\REGISTRY\\openssl peer", providerName[] = L"Kelvane GOST R 34.10-2001 KC1 CSP";
 char digestIdentifier[] = "1.2.643.2.2.9", signatureIdentifier[] = "1.2.643.2.2.3";
-
-Bytes Read(const wchar_t* path) {
-    std::ifstream file(std::filesystem::path(path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void Write(const wchar_t* path, const BYTE* bytes, DWORD size) {
-    std::ofstream file(std::filesystem::path(path), std::ios::binary);
-    file.write(reinterpret_cast<const char*>(bytes), size);
-}
 
 struct Failed {};
 
@@ -38,8 +29,22 @@ void Check(bool done, const char* what) {
     throw Failed();
 }
 
-void Open(CCryptProvContext& provider, DWORD flags, const wchar_t* container = nullptr) {
-    Check(static_cast<bool>(provider.Acquire(flags | CRYPT_SILENT, container, nullptr, kType)), "context");
+Bytes Read(const wchar_t* path) {
+    Bytes bytes;
+    Check(ReadFileWhole(path, bytes) == 0, "read");
+    return bytes;
+}
+
+UniqueCertificate ReadCertificate(const wchar_t* path) {
+    const Bytes der = Read(path);
+    UniqueCertificate certificate(
+        CertCreateCertificateContext(X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size())));
+    Check(certificate.get() != nullptr, "certificate");
+    return certificate;
+}
+
+void Open(CCryptProvContext& provider, DWORD flags, const wchar_t* name = nullptr) {
+    Check(static_cast<bool>(provider.Acquire(flags | CRYPT_SILENT, name, nullptr, kType)), "context");
 }
 
 // Curves 1.2.643.2.2.36.… are for keys that also agree.
@@ -47,22 +52,17 @@ DWORD SpecOf(const std::string& curve) {
     return curve.find(".36.") != curve.npos ? AT_KEYEXCHANGE : AT_SIGNATURE;
 }
 
-void Generate(HCRYPTPROV provider, const std::string& curve, UniqueCryptKey& key) {
-    const DWORD spec = SpecOf(curve), parameter = spec == AT_SIGNATURE ? 94 : 95;
-    Check(CryptSetProvParam(provider, parameter, reinterpret_cast<const BYTE*>(curve.c_str()), 0), "curve");
-    Check(CryptGenKey(provider, spec, 0, key.put()), "key");
-}
-
 void Sign(const std::string& curve, wchar_t** files) {
     CCryptProvContext provider;
     UniqueCryptKey key;
-    static_cast<void>(provider.Acquire(CRYPT_DELETEKEYSET | CRYPT_SILENT, kContainer, nullptr, kType));
-    Open(provider, CRYPT_NEWKEYSET, kContainer);
-    Generate(provider.Get(), curve, key);
+    static_cast<void>(provider.Acquire(CRYPT_DELETEKEYSET | CRYPT_SILENT, container, nullptr, kType));
+    Open(provider, CRYPT_NEWKEYSET, container);
+    const DWORD spec = SpecOf(curve), parameter = spec == AT_SIGNATURE ? 94 : 95;
+    Check(CryptSetProvParam(provider.Get(), parameter, reinterpret_cast<const BYTE*>(curve.c_str()), 0), "curve");
+    Check(CryptGenKey(provider.Get(), spec, 0, key.put()), "key");
     BYTE name[] = "\x30\x0F\x31\x0D\x30\x0B\x06\x03\x55\x04\x03\x0C\x04Peer";
     CERT_NAME_BLOB subject{sizeof name - 1, name};
-    wchar_t container[] = L"\\\\.\\REGISTRY\\openssl peer", providerName[] = L"Kelvane GOST R 34.10-2001 KC1 CSP";
-    CRYPT_KEY_PROV_INFO link{container, providerName, kType, CRYPT_SILENT, 0, nullptr, SpecOf(curve)};
+    CRYPT_KEY_PROV_INFO link{container, providerName, kType, CRYPT_SILENT, 0, nullptr, spec};
     CRYPT_ALGORITHM_IDENTIFIER algorithm{signatureIdentifier, {}};
     const UniqueCertificate certificate(
         CertCreateSelfSignCertificate(provider.Get(), &subject, 0, &link, &algorithm, nullptr, nullptr, nullptr));
@@ -80,24 +80,23 @@ void Sign(const std::string& curve, wchar_t** files) {
     DWORD contentSize = static_cast<DWORD>(text.size()), size = 5000;
     Bytes message(size);
     Check(CryptSignMessage(&parameters, FALSE, 1, &content, &contentSize, message.data(), &size), "message");
-    Write(files[1], included->pbCertEncoded, included->cbCertEncoded);
-    Write(files[2], message.data(), size);
+    Check(WriteFileWhole(files[1], {included->pbCertEncoded, included->cbCertEncoded}) == 0, "write");
+    Check(WriteFileWhole(files[2], {message.data(), size}) == 0, "write");
 }
 
 void Verify(wchar_t** files) {
     CCryptProvContext provider;
     Open(provider, CRYPT_VERIFYCONTEXT);
-    const Bytes der = Read(files[0]), encoded = Read(files[1]), text = Read(files[2]);
-    const auto derSize = static_cast<DWORD>(der.size());
-    const UniqueCertificate certificate(CertCreateCertificateContext(X509_ASN_ENCODING, der.data(), derSize));
-    Check(certificate.get() != nullptr, "read");
-    CERT_INFO* const info = certificate.get()->pCertInfo;
+    const UniqueCertificate certificate = ReadCertificate(files[0]);
+    const CERT_CONTEXT& read = *certificate.get();
     // By any context: the system finds the provider by the identifier in the certificate.
-    Check(CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, der.data(), derSize, &info->SubjectPublicKeyInfo),
+    Check(CryptVerifyCertificateSignature(0, X509_ASN_ENCODING, read.pbCertEncoded, read.cbCertEncoded,
+                                          &read.pCertInfo->SubjectPublicKeyInfo),
           "certificate's signature");
+    const Bytes encoded = Read(files[1]), text = Read(files[2]);
     const HCRYPTMSG message = CryptMsgOpenToDecode(kEncoding, 0, 0, provider.Get(), nullptr, nullptr);
     Check(CryptMsgUpdate(message, encoded.data(), static_cast<DWORD>(encoded.size()), TRUE), "message");
-    Check(CryptMsgControl(message, 0, CMSG_CTRL_VERIFY_SIGNATURE, info), "signature");
+    Check(CryptMsgControl(message, 0, CMSG_CTRL_VERIFY_SIGNATURE, read.pCertInfo), "signature");
     Bytes content(encoded.size());
     DWORD size = static_cast<DWORD>(content.size());
     Check(CryptMsgGetParam(message, CMSG_CONTENT_PARAM, 0, content.data(), &size), "content");
@@ -109,28 +108,20 @@ void Verify(wchar_t** files) {
 void Agree(const std::string& curve, wchar_t** files) {
     CCryptProvContext provider;
     UniqueCryptKey own, peer, agreed;
-    Open(provider, CRYPT_VERIFYCONTEXT);
-    Generate(provider.Get(), curve, own);
-    Bytes memory(500), encoded(200), blob(400);
-    auto* info = reinterpret_cast<CERT_PUBLIC_KEY_INFO*>(memory.data());
-    DWORD size = static_cast<DWORD>(memory.size()), encodedSize = static_cast<DWORD>(encoded.size());
-    Check(CryptExportPublicKeyInfo(provider.Get(), SpecOf(curve), X509_ASN_ENCODING, info, &size), "export");
-    Check(CryptEncodeObject(X509_ASN_ENCODING, X509_PUBLIC_KEY_INFO, info, encoded.data(), &encodedSize), "encode");
-    Write(files[0], encoded.data(), encodedSize);
-    const Bytes other = Read(files[1]);
-    size = static_cast<DWORD>(memory.size());
-    Check(CryptDecodeObject(X509_ASN_ENCODING, X509_PUBLIC_KEY_INFO, other.data(), static_cast<DWORD>(other.size()), 0,
-                            info, &size),
-          "decode");
-    size = static_cast<DWORD>(blob.size());
-    Check(CryptImportPublicKeyInfo(provider.Get(), X509_ASN_ENCODING, info, peer.put()), "import");
-    Check(CryptExportKey(peer.get(), 0, PUBLICKEYBLOB, 0, blob.data(), &size), "blob");
-    Check(CryptImportKey(provider.Get(), blob.data(), size, own.get(), 0, agreed.put()), "agreement");
+    Open(provider, 0, container);
+    Check(CryptGetUserKey(provider.Get(), SpecOf(curve), own.put()), "key");
+    const UniqueCertificate certificate = ReadCertificate(files[0]);
+    Check(CryptImportPublicKeyInfo(provider.Get(), X509_ASN_ENCODING,
+                                   &certificate.get()->pCertInfo->SubjectPublicKeyInfo, peer.put()),
+          "import");
+    const auto blob = ReadBytes(KeyBlobQuery(peer.get(), 0, PUBLICKEYBLOB)).ValueOr({});
+    Check(CryptImportKey(provider.Get(), blob.data(), static_cast<DWORD>(blob.size()), own.get(), 0, agreed.put()),
+          "agreement");
     BYTE zeros[2000] = {}, start[8] = {1, 2, 3, 4, 5, 6, 7, 8};
-    size = sizeof zeros;
+    DWORD size = sizeof zeros;
     Check(CryptSetKeyParam(agreed.get(), KP_IV, start, 0), "initial value");
     Check(CryptEncrypt(agreed.get(), 0, TRUE, 0, zeros, &size, size), "encryption");
-    Write(files[2], zeros, size);
+    Check(WriteFileWhole(files[1], {zeros, size}) == 0, "write");
 }
 
 }  // namespace
@@ -141,7 +132,7 @@ int wmain(int count, wchar_t** arguments) {
     try {
         if (verb == L"sign" && count == 6) return Sign(curve, arguments + 3), 0;
         if (verb == L"verify" && count == 5) return Verify(arguments + 2), 0;
-        if (verb == L"agree" && count == 6) return Agree(curve, arguments + 3), 0;
+        if (verb == L"agree" && count == 5) return Agree(curve, arguments + 3), 0;
     } catch (const Failed&) {
     }
     return 1;

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The software provider against OpenSSL with its GOST engine, on all five curves: each side checks the other's signed
-# messages and certificates, refuses damaged ones, and both agree on the same key. Prints what is wrong.
+# messages and certificates and refuses damaged ones; both agree on the same key, on the two curves for that. Prints
+# what is wrong.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -66,11 +67,10 @@ for row in A:1.2.643.2.2.35.1 B:1.2.643.2.2.35.2 C:1.2.643.2.2.35.3 XA:1.2.643.2
   expect no 'the provider verifies a damaged certificate' peer verify "$damaged" theirs.cms text
   expect no "the provider verifies with another's certificate" peer verify ours.cer theirs.cms text
 
+  [[ $curve == *.36.* ]] || continue   # only these are for keys that agree
   # A key agreed by both. The keying material is the number 1; the key encrypts zeros beyond the change of the key.
-  expect yes 'OpenSSL writes its public key' \
-    ssl pkey -engine gost -in theirs.key -pubout -outform DER -out theirs.pub
-  expect yes 'the provider agrees' peer agree "$curve" ours.pub theirs.pub ours.bin
-  openssl pkey -engine gost -pubin -inform DER -in ours.pub -out ours.pub.pem 2>>openssl.log || true
+  expect yes 'the provider agrees' peer agree "$curve" theirs.cer ours.bin
+  openssl x509 -engine gost -in ours.pem -pubkey -noout -out ours.pub.pem 2>>openssl.log || true
   expect yes 'OpenSSL agrees' ssl pkeyutl -derive -engine gost -inkey theirs.key -peerkey ours.pub.pem \
     -pkeyopt ukmhex:0100000000000000 -out agreed
   key=$(od -An -tx1 -v agreed 2>/dev/null | tr -d ' \n')
