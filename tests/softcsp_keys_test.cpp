@@ -14,13 +14,6 @@ UniqueCryptKey Generate(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags = 0) 
     return key;
 }
 
-UniqueCryptHash HashOf(HCRYPTPROV provider) {
-    UniqueCryptHash hash;
-    EXPECT_EQ(ErrorOf(CryptCreateHash(provider, kHash, 0, 0, hash.put())), 0);
-    EXPECT_EQ(ErrorOf(CryptHashData(hash.get(), kText, sizeof kText, 0)), 0);
-    return hash;
-}
-
 // From `at` on.
 Bytes Encrypted(HCRYPTKEY key, Bytes data, std::size_t at = 0) {
     auto size = static_cast<DWORD>(data.size() - at);
@@ -57,7 +50,9 @@ TEST(SoftcspKeys, FailWithTheCodesThatAreDocumented) {
     DWORD size = 0, one = 1, hashed = 5, listed = 5;
     const UniqueCryptKey exchange = Generate(provider, AT_KEYEXCHANGE), session = Generate(provider, kCipher),
                          incomplete = Generate(provider, kEphemeral, CRYPT_PREGEN);
-    const UniqueCryptHash hash = HashOf(provider);
+    UniqueCryptHash hash;
+    ASSERT_EQ(ErrorOf(CryptCreateHash(provider, kHash, 0, 0, hash.put())), 0);
+    ASSERT_EQ(ErrorOf(CryptHashData(hash.get(), kText, sizeof kText, 0)), 0);
     Bytes point = ExportedKey(exchange.get(), PUBLICKEYBLOB);
     BYTE value[32];
     CCryptProvContext context;

@@ -108,10 +108,10 @@ TEST_F(SoftcspProtection, BindsKeysWithoutPasswordToTheUserAndTheContainer) {
     const PasswordLock lock = Loaded().lock;
     PasswordLock unbound = lock, derived = lock;
     derived.protectedKey.clear();
-    EXPECT_FALSE(OpenLock(derived, *OpeningKey(derived, {}))) << "opened by a key that everybody can derive";
+    EXPECT_FALSE(OpenLock(derived, OpeningKey(derived, {}).value())) << "opened by a key that everybody can derive";
     unbound.salt[0] ^= 1;
     EXPECT_FALSE(OpeningKey(unbound, {})) << "opened with another container's key";
-    const SymmetricKey key = *OpeningKey(lock, {});
+    const SymmetricKey key = OpeningKey(lock, {}).value();
     EXPECT_FALSE(UnsealPrivateKey(key, SealPrivateKey(key, key, false), true)) << "as exportable";
 }
 

@@ -1,8 +1,6 @@
 // The support library through its exports, as every program uses it: the configuration store and the language.
 #include <gtest/gtest.h>
 
-#include "softcsp/common/Carriers.h"
-#include "softcsp/kvrdr.h"
 #include "softcsp/kvsuprt.h"
 #include "tests/support/Store.h"
 
@@ -88,29 +86,6 @@ TEST_F(SoftcspStore, TakesRightsAwayAndGivesThemBack) {
             EXPECT_EQ(result, ERROR_ACCESS_DENIED);
     }
     EXPECT_EQ(rights(kNumber), kBoth);
-}
-
-TEST(SoftcspReaders, AreThosePluggedIn) {
-    SUPSYS_REGISTRATION registration{sizeof registration, nullptr};
-    const auto start = reinterpret_cast<decltype(&rdr_register_start)>(
-        reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(L"kvrdr.dll"), "rdr_register_start")));
-    EXPECT_EQ(start(&registration), 0u);
-    const auto count = [&] {
-        HANDLE search = nullptr, reader = nullptr;
-        EXPECT_EQ(supsys_find_open(&registration, &search), 0u);
-        int readers = 0;
-        for (; supsys_find_next(search, &reader) == 0; ++readers) supsys_context_free(reader);
-        supsys_find_close(search);
-        return readers;
-    };
-    EXPECT_EQ(count(), 0) << "not registered";
-    EXPECT_EQ(supsys_register_all(&registration), 0u);
-    const int before = count();
-    softcsp::AddCarrier({.name = L"T-1"});
-    EXPECT_EQ(count(), before + 1);
-    softcsp::UpdateCarrier({.name = L"T-1", .present = false});
-    EXPECT_EQ(count(), before) << "ejected";
-    softcsp::RemoveCarrier(L"T-1");
 }
 
 TEST(SoftcspText, LanguageIsTheUsersThenTheMachines) {
