@@ -1,11 +1,9 @@
 // The Windows side of softcsp_openssl_test.sh: makes and checks what is exchanged with OpenSSL. Exit code 0: done, or
 // valid; 1: failed, or refused.
-//   sign CURVE TEXT CERTIFICATE MESSAGE    a new key with a self-signed certificate, and a message with the text,
-//   signed verify CERTIFICATE MESSAGE TEXT        the certificate and the message are signed by its key; the message
-//   contains
+//   sign CURVE TEXT CERTIFICATE MESSAGE    a new key, its self-signed certificate and a message signed by it
+//   verify CERTIFICATE MESSAGE TEXT        the certificate and the message are signed by its key; the message contains
 //                                          the text
-//   agree CURVE CERTIFICATE ENCRYPTED      encrypts zeros with the key that the key of `sign` and the certificate's
-//                                          agree on
+//   agree CURVE CERTIFICATE ENCRYPTED      encrypts zeros with what the key of `sign` and the certificate's agree on
 #include <cstdio>
 
 #include "csp/CryptProvContext.h"
