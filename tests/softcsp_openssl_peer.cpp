@@ -96,7 +96,7 @@ void Verify(wchar_t** files) {
     Check(CryptMsgUpdate(message, encoded.data(), static_cast<DWORD>(encoded.size()), TRUE), "message");
     Check(CryptMsgControl(message, 0, CMSG_CTRL_VERIFY_SIGNATURE, read.pCertInfo), "signature");
     Bytes content(encoded.size());
-    DWORD size = static_cast<DWORD>(content.size());
+    auto size = static_cast<DWORD>(content.size());
     Check(CryptMsgGetParam(message, CMSG_CONTENT_PARAM, 0, content.data(), &size), "content");
     content.resize(size);
     Check(content == text, "text");
