@@ -55,7 +55,6 @@ TEST_F(SoftcspProtection, DetectsEveryChangeByOthersWhenItIsUnlocked) {
         {"certificate", [](Container& c) { c.exchange->certificate = c.signature->certificate; }},
         {"extension", [](Container& c) { c.extensions.emplace_back("1.2.3", 1, Bytes{7}); }},
         {"keys exchanged", [](Container& c) { std::swap(c.exchange->privateKey, c.signature->privateKey); }},
-        {"format 1", [](Container& c) { c.format = 1; }},
         {"master key", [](Container& c) { c.lock.master.wrapped.key[0] ^= 1; }, SCARD_W_WRONG_CHV},
     };
     const ProviderSetting rounds(kPasswordRoundsSetting, 9);

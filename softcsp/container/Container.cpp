@@ -6,7 +6,7 @@ namespace softcsp {
 namespace {
 
 constexpr std::uint8_t kMagic[] = {'S', 'P', 'K', 'C'};
-constexpr std::uint32_t kFirstFormat = 1, kFormat = 2;
+constexpr std::uint32_t kFormat = 2;
 constexpr std::size_t kCharacter = 2;  // bytes of a character of a name
 constexpr char kCodeLabel[] = "container authentication";
 
@@ -33,7 +33,7 @@ const ParameterSet* ReadSet(ByteReader& from, ParameterKind kind) {
     return Known(from, FindParameterSet(kind, from.CountedAs<std::string>()));
 }
 
-void WriteKey(ByteWriter& to, const std::optional<ContainerKey>& key, std::uint32_t format) {
+void WriteKey(ByteWriter& to, const std::optional<ContainerKey>& key) {
     to.Number(key ? 1 : 0);
     if (!key) return;
     to.Text(key->curve->identifier);
@@ -41,11 +41,11 @@ void WriteKey(ByteWriter& to, const std::optional<ContainerKey>& key, std::uint3
     to.Number(key->exportable ? 1 : 0);
     to.Raw(key->publicKey);
     WriteSealed(to, key->privateKey);
-    if (format != kFirstFormat) to.Raw(key->privateKey.attributes.value_or(std::array<std::uint8_t, 8>{}));
+    to.Raw(key->privateKey.attributes.value());
     to.Counted(key->certificate);
 }
 
-std::optional<ContainerKey> ReadKey(ByteReader& from, std::uint32_t format) {
+std::optional<ContainerKey> ReadKey(ByteReader& from) {
     if (from.Number() == 0) return std::nullopt;
     ContainerKey key;
     key.curve = Known(from, FindCurve(from.CountedAs<std::string>()));
@@ -53,7 +53,7 @@ std::optional<ContainerKey> ReadKey(ByteReader& from, std::uint32_t format) {
     key.exportable = from.Number() != 0;
     from.Fill(std::span(key.publicKey));
     key.privateKey = ReadSealed(from);
-    if (format != kFirstFormat) from.Fill(std::span(key.privateKey.attributes.emplace()));
+    from.Fill(std::span(key.privateKey.attributes.emplace()));
     key.certificate = from.CountedAs<Bytes>();
     return key;
 }
@@ -69,20 +69,20 @@ std::wstring ReadName(ByteReader& from) {
     return name;
 }
 
-void WriteLock(ByteWriter& to, const PasswordLock& lock, std::uint32_t format) {
+void WriteLock(ByteWriter& to, const PasswordLock& lock) {
     to.Number(lock.hasPassword ? 1 : 0);
     to.Raw(lock.salt);
     to.Number(lock.rounds);
-    if (format != kFirstFormat) to.Counted(lock.protectedKey);
+    to.Counted(lock.protectedKey);
     WriteSealed(to, lock.master);
 }
 
-void ReadLock(ByteReader& from, PasswordLock& lock, std::uint32_t format) {
+void ReadLock(ByteReader& from, PasswordLock& lock) {
     lock.hasPassword = from.Number() != 0;
     from.Fill(std::span(lock.salt));
     lock.rounds = from.Number();
     if (lock.rounds == 0) from.Fail();
-    if (format != kFirstFormat) lock.protectedKey = from.CountedAs<Bytes>();
+    lock.protectedKey = from.CountedAs<Bytes>();
     if (lock.hasPassword && !lock.protectedKey.empty()) from.Fail();
     lock.master = ReadSealed(from);
 }
@@ -105,9 +105,9 @@ Bytes WriteBody(const Container& container) {
     to.Counted(Utf16Bytes(container.name));
     to.Text(container.digest->identifier);
     to.Text(container.cipher->identifier);
-    WriteLock(to, container.lock, container.format);
-    WriteKey(to, container.exchange, container.format);
-    WriteKey(to, container.signature, container.format);
+    WriteLock(to, container.lock);
+    WriteKey(to, container.exchange);
+    WriteKey(to, container.signature);
     to.Number(static_cast<std::uint32_t>(container.extensions.size()));
     for (const ContainerExtension& extension : container.extensions) {
         to.Text(extension.identifier);
@@ -119,12 +119,11 @@ Bytes WriteBody(const Container& container) {
 }
 
 // Leaves the reader behind the digest.
-bool ReadHead(ByteReader& from, std::uint32_t& format, DigestValue& digest) {
+bool ReadHead(ByteReader& from, DigestValue& digest) {
     const ByteView magic = from.Raw(sizeof kMagic);
-    format = from.Number();
+    const std::uint32_t format = from.Number();
     from.Fill(std::span(digest));
-    return from.Good() && std::memcmp(magic.data(), kMagic, sizeof kMagic) == 0 &&
-           (format == kFirstFormat || format == kFormat);
+    return from.Good() && std::memcmp(magic.data(), kMagic, sizeof kMagic) == 0 && format == kFormat;
 }
 
 // The code is keyed by a key of its own, derived from the master key, which wraps other keys.
@@ -145,11 +144,11 @@ NewContainer CreateContainer(const std::wstring& name, const Password& password,
 
 Bytes WriteContainer(const Container& container) {
     ByteWriter authenticated, to;
-    if (container.format != kFirstFormat) authenticated.Raw(container.lock.code);
+    authenticated.Raw(container.lock.code);
     authenticated.Raw(WriteBody(container));
     const Bytes rest = authenticated.Take();
     to.Raw(kMagic);
-    to.Number(container.format);
+    to.Number(kFormat);
     to.Raw(DigestOf(rest));
     to.Raw(rest);
     return to.Take();
@@ -159,14 +158,14 @@ std::optional<Container> ReadContainer(ByteView bytes) {
     ByteReader from(bytes);
     DigestValue digest;
     Container container;
-    if (!ReadHead(from, container.format, digest)) return std::nullopt;
-    if (container.format != kFirstFormat) from.Fill(std::span(container.lock.code));
+    if (!ReadHead(from, digest)) return std::nullopt;
+    from.Fill(std::span(container.lock.code));
     container.name = ReadName(from);
     container.digest = ReadSet(from, ParameterKind::Digest);
     container.cipher = ReadSet(from, ParameterKind::Cipher);
-    ReadLock(from, container.lock, container.format);
-    container.exchange = ReadKey(from, container.format);
-    container.signature = ReadKey(from, container.format);
+    ReadLock(from, container.lock);
+    container.exchange = ReadKey(from);
+    container.signature = ReadKey(from);
     ReadExtensions(from, container.extensions);
     container.reportedDamage = from.Number();
     return from.Ended() ? std::optional(std::move(container)) : std::nullopt;
@@ -175,39 +174,24 @@ std::optional<Container> ReadContainer(ByteView bytes) {
 bool IsIntact(ByteView bytes) {
     ByteReader from(bytes);
     DigestValue stored;
-    std::uint32_t format = 0;
-    if (!ReadHead(from, format, stored)) return false;
-    return DigestOf(bytes.subspan(sizeof kMagic + sizeof format + stored.size())) == stored;
+    if (!ReadHead(from, stored)) return false;
+    return DigestOf(bytes.subspan(sizeof kMagic + sizeof kFormat + stored.size())) == stored;
 }
 
-bool Authenticate(Container& container, const SymmetricKey& master) {
-    for (const bool signatureKey : {false, true}) {
-        auto& key = container.Key(signatureKey);
-        if (!key || key->privateKey.attributes) continue;
-        const auto secret = Unseal(master, key->privateKey);
-        if (!secret) return false;
-        key->privateKey = SealPrivateKey(master, *secret, key->exportable);
-    }
-    container.format = kFormat;
+void Authenticate(Container& container, const SymmetricKey& master) {
     container.lock.code = CodeOf(container, master);
-    return true;
 }
 
 bool AuthenticateWithoutPassword(Container& container) {
     if (container.lock.hasPassword) return false;
     const auto opening = OpeningKey(container.lock, {});
     const auto master = opening ? OpenLock(container.lock, *opening) : std::nullopt;
-    return master && Authenticate(container, *master);
+    if (master) Authenticate(container, *master);
+    return master.has_value();
 }
 
 bool IsAuthentic(const Container& container, const SymmetricKey& master) {
-    if (container.format != kFirstFormat) return EqualInConstantTime(CodeOf(container, master), container.lock.code);
-    // A container of format 2 that somebody rewrote as format 1 fails here: its keys are wrapped with attributes.
-    const auto isAuthentic = [&](bool signatureKey) {
-        const auto& key = container.Key(signatureKey);
-        return !key || Unseal(master, key->privateKey);
-    };
-    return isAuthentic(false) && isAuthentic(true);
+    return EqualInConstantTime(CodeOf(container, master), container.lock.code);
 }
 
 void StoreKeyPair(Container& container, bool signatureKey, const SymmetricKey& master, const KeyPair& pair,

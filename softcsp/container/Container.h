@@ -1,12 +1,11 @@
 // A private key container as a value, and its file format. Independent of <windows.h>, so that it can be fuzzed
 // natively.
 //
-// A file is "SPKC", the number of its format (32 bits), the GOST R 34.11-94 digest of everything after the digest (32
-// bytes), since format 2 the authentication code of the body (32 bytes), and the body: records of little-endian numbers
-// and counted bytes in the order of the members here. The digest detects damage without a password. The code, keyed by
-// the master key, detects every change by others and is checked when the container is unlocked. Format 1 has no code,
-// no attributes in sealed keys and no protected opening key. It is still read; a change writes the container in format
-// 2. The body is read with every length checked whether its digest is right or not.
+// A file is "SPKC", the number of its format (32 bits: 2), the GOST R 34.11-94 digest of everything after the digest
+// (32 bytes), the authentication code of the body (32 bytes), and the body: records of little-endian numbers and
+// counted bytes in the order of the members here. The digest detects damage without a password. The code, keyed by the
+// master key, detects every change by others and is checked when the container is unlocked. The body is read with every
+// length checked whether its digest is right or not.
 #pragma once
 
 #include <optional>
@@ -35,7 +34,6 @@ struct ContainerExtension {
 };
 
 struct Container {
-    std::uint32_t format = 2;
     std::wstring name;
     const ParameterSet* digest = &DefaultParameterSet(ParameterKind::Digest);  // for keys that are created in it
     const ParameterSet* cipher = &DefaultParameterSet(ParameterKind::Cipher);
@@ -67,12 +65,11 @@ std::optional<Container> ReadContainer(ByteView bytes);
 // True if the digest is right.
 bool IsIntact(ByteView bytes);
 
-// Computes the authentication code after a change and brings the container to format 2. False if a key of format 1
-// cannot be unsealed.
-bool Authenticate(Container& container, const SymmetricKey& master);
+// Computes the authentication code after a change.
+void Authenticate(Container& container, const SymmetricKey& master);
 // The same with the master key of a container without a password; false for others.
 bool AuthenticateWithoutPassword(Container& container);
-// True if nobody without the master key has changed the container. In format 1 only the private keys are protected.
+// True if nobody without the master key has changed the container.
 bool IsAuthentic(const Container& container, const SymmetricKey& master);
 
 // Puts the key pair into its slot, without a certificate; the caller authenticates the container.

@@ -179,7 +179,7 @@ std::optional<PrivateKey> Unseal(const SymmetricKey& master, const SealedKey& se
 std::optional<PrivateKey> UnsealPrivateKey(const SymmetricKey& master, const SealedKey& sealed, bool exportable) {
     Wrapped clear;
     const auto key = Open(master, sealed, clear);
-    const bool agrees = !sealed.attributes || (clear.Bytes()[kKeySize] & 1) == (exportable ? 1 : 0);
+    const bool agrees = sealed.attributes && (clear.Bytes()[kKeySize] & 1) == (exportable ? 1 : 0);
     return agrees ? key : std::nullopt;
 }
 

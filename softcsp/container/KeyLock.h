@@ -13,7 +13,7 @@ namespace softcsp {
 struct SealedKey {
     KeyingMaterial material{};
     WrappedKey wrapped{};
-    // Wrapped together with a private key, since format 2. Bit 0 of the first byte: the key may be exported.
+    // Wrapped together with a private key; the master key has none. Bit 0 of the first byte: the key may be exported.
     std::optional<std::array<std::uint8_t, 8>> attributes;
 
     bool operator==(const SealedKey&) const = default;
@@ -25,7 +25,7 @@ struct PasswordLock {
     std::uint32_t rounds = 1;
     Bytes protectedKey;  // the opening key, protected by the system; if empty, it is derived from the password
     SealedKey master;
-    DigestValue code{};  // authenticates the rest of the container by the master key, since format 2
+    DigestValue code{};  // authenticates the rest of the container by the master key
 };
 
 // For whom the system protects the opening key of a container without a password.
@@ -52,7 +52,7 @@ std::optional<SymmetricKey> OpenLock(const PasswordLock& lock, const SymmetricKe
 SealedKey SealPrivateKey(const SymmetricKey& master, const PrivateKey& key, bool exportable);
 // Empty if the key or its attributes were changed.
 std::optional<PrivateKey> Unseal(const SymmetricKey& master, const SealedKey& sealed);
-// Also empty if a key of format 2 has another attribute than `exportable`.
+// Also empty if the key has another attribute than `exportable`.
 std::optional<PrivateKey> UnsealPrivateKey(const SymmetricKey& master, const SealedKey& sealed, bool exportable);
 
 }  // namespace softcsp

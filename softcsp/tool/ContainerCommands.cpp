@@ -280,7 +280,8 @@ void RunSet(Arguments arguments) {
     const DWORD result = store.Modify(FindContainer(store, name), changed, [&](Container& container) {
         const SymmetricKey master = UnlockContainer(container, options);
         Change(container, master, change.first, change.second);
-        return Authenticate(container, master) ? ERROR_SUCCESS : Code(NTE_FAIL);
+        Authenticate(container, master);
+        return DWORD{ERROR_SUCCESS};
     });
     Check(result, L"can't change " + name);
 }
@@ -305,7 +306,6 @@ void RunShow(Arguments arguments) {
     std::wstring text = Row(L"name", container.name) + Row(L"unique name", place.UniqueName()) +
                         Row(L"qualified name", place.QualifiedName()) + Row(L"carrier", place.carrier.name) +
                         Row(L"password", container.lock.hasPassword) +
-                        Row(L"format", std::to_wstring(container.format)) +
                         Row(L"integrity", IntegrityText(stored, container));
     for (const bool signatureKey : {false, true}) text += KeyRows(container, signatureKey);
     for (const ContainerExtension& extension : container.extensions) text += ExtensionRow(extension);
