@@ -188,7 +188,7 @@ TEST(ContainerCertificates, GoIntoTheStoresOfTheirKind) {
         EXPECT_EQ(RemoveTestCertificates(), c.installed);
     }
     const CryptCalls nameless = FakedParameter(PP_UNIQUE_CONTAINER, [](BYTE* data, DWORD* length, DWORD) {
-        return Give({"", 1}, data, length);
+        return Give({"\0", 1}, data, length);
     });
     EXPECT_FALSE(UniqueContainerName(context.Get()));
     const CryptCalls extensions = FakedExtensions({ExtensionRecordOf(0, chain, "1.2.643.2.2.37.3.1")}),

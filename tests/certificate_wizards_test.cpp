@@ -36,7 +36,7 @@ class CertificateWizards : public WizardTest {
     const TemporaryDirectory directory;
     const std::wstring path = directory.Path() + L"Имя\x202E %1.cer",
                        shownPath = directory.Path() + L"Имя‹U+202E› %1.cer";
-    const KeptStores kept;
+    const KeptStores kept{};
     // Flags, number of certificates in the additional store (-1: none), key that the certificate has a link to.
     std::vector<std::tuple<DWORD, int, DWORD>> viewed;
     const StandIn<BOOL(const CRYPTUI_VIEWCERTIFICATE_STRUCTW*, BOOL*)> view{

@@ -114,7 +114,7 @@ struct TorturedCommands : testing::Test {
             code = RunConsole(arguments, output);
         };
         const auto inspect = [&](const Fault& fault) -> std::string {
-            const std::string left = verdict ? verdict(fault, code) : "";
+            std::string left = verdict ? verdict(fault, code) : "";
             const ParsedJson document = ParseJson(out.Text());
             if (!document.value) return "no valid document: " + out.Text();
             const Value* written = document.value->Find(L"exitCode");

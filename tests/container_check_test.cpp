@@ -45,7 +45,8 @@ class ContainerCheck : public testing::Test {
     }
     // These rows follow one another in the report.
     static void ExpectRows(const Rows& report, const Rows& expected) {
-        EXPECT_FALSE(std::ranges::search(report, expected).empty()) << Lines(expected) << "in\n" << Lines(report);
+        const auto found = std::search(report.begin(), report.end(), expected.begin(), expected.end());
+        EXPECT_TRUE(found != report.end()) << Lines(expected) << "in\n" << Lines(report);
     }
     const SpokenLanguage language{kEnglish};
 };
@@ -78,7 +79,7 @@ TEST_F(ContainerCheck, OfWhatAContainerMayLackOrHaveWrong) {
         const wchar_t *options, *change;
         bool good;
         Rows rows;
-        std::string_view fault = "";  // a function that fails, or how certificates are spoiled
+        std::string_view fault{};  // a function that fails, or how certificates are spoiled
     } cases[] = {
         {L"--keys none", L"", true, Rows{L"Exchange key|not available"} + noSignature},
         {L"--certs none", L"", true, noCertificate + noSignature},

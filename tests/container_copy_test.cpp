@@ -31,7 +31,7 @@ struct Source {
         auto container = Loaded(kSource);
         for (std::uint32_t i = 0; more && i < 40; ++i)
             container.extensions.push_back({"1.2.643.7." + std::to_string(i), i % 3, softcsp::Bytes(i, 7)});
-        if (more) container.extensions.push_back({"1.2.3", 0x80000000, softcsp::Bytes(100 * 1024, 9)});
+        if (more) container.extensions.push_back({"1.2.3", 0x80000000, softcsp::Bytes(102'400, 9)});
         if (more) container.cipher = softcsp::FindParameterSet(softcsp::ParameterKind::Cipher, "1.2.643.2.2.31.3");
         kStore.Save(kSource, container);
         kStore.LoadBytes(kSource, file);
@@ -142,7 +142,7 @@ TEST(ContainerCopy, HandsNothingOnThatHasNoEnd) {
     const Source source(L"--keys x");
     int completed = 0;
     const CryptCalls calls([&](const CryptCalls::Call& call) {
-        const DWORD parameter = static_cast<DWORD>(call.a[1]);
+        const auto parameter = static_cast<DWORD>(call.a[1]);
         const bool identifier = parameter == 103 || parameter == 106;
         if (call.name == "CryptSetKeyParam" && parameter == KP_X) ++completed;
         if (call.name == "CryptSetKeyParam" && identifier) {

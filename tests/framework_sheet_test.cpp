@@ -55,6 +55,7 @@ class TestSheet : public CPropertySheet {
         for (CPropertyPage* page : pages) AddPage(*page);
     }
     // Spoils what it frees, so that a use after it shows.
+    // NOLINTNEXTLINE(misc-new-delete-overloads): the next function belongs to it
     static void* operator new(size_t size) { return ::operator new(size); }
     static void operator delete(void* sheet, size_t size) {
         auto* bytes = static_cast<volatile BYTE*>(sheet);
