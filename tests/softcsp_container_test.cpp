@@ -43,7 +43,7 @@ TEST(SoftcspContainer, IsOpenedByEachOfItsNames) {
 }
 
 DWORD AddExtensionTo(Container& container) {
-    container.extensions.emplace_back("1.2.3", 0, Bytes(2'000, 7));
+    container.extensions.push_back({"1.2.3", 0, Bytes(2'000, 7)});
     return ERROR_SUCCESS;
 }
 
