@@ -53,7 +53,10 @@ TEST_F(SoftcspProtection, DetectsEveryChangeByOthersWhenItIsUnlocked) {
         {"nothing", [](Container&) {}, 0},
         {"export flag", [](Container& c) { c.exchange->exportable = true; }},
         {"certificate", [](Container& c) { c.exchange->certificate = c.signature->certificate; }},
-        {"extension", [](Container& c) { c.extensions.push_back({"1.2.3", 1, Bytes{7}}); }},
+        {"extension",
+         [](Container& c) {
+             c.extensions.push_back({"1.2.3", 1, Bytes{7}});
+         }},
         {"keys exchanged", [](Container& c) { std::swap(c.exchange->privateKey, c.signature->privateKey); }},
         {"master key", [](Container& c) { c.lock.master.wrapped.key[0] ^= 1; }, SCARD_W_WRONG_CHV},
     };
