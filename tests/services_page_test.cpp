@@ -2,6 +2,7 @@
 #include "applet/services/ParameterEntry.h"
 #include "applet/services/StaticLink.h"
 #include "pages/PropPageConfigCSPOID.h"
+#include "tests/support/CryptCalls.h"
 #include "tests/support/Services.h"
 #include "tests/support/Shell.h"
 
@@ -44,53 +45,35 @@ TEST(StaticLink, OpensOnlyWhatIsAnAddressOrAFile) {
     }
 }
 
-using Value = std::vector<BYTE>;
-constexpr DWORD kList = 103, kCurrent = 92;
-
 // An entry of a one-letter name and a value of its own before it.
-Value Entry(char name, BYTE value) {
-    return {5, 0, 1, 0, value, static_cast<BYTE>(name), 0, 0, 0};
-}
-
-struct ComboProvider {
-    std::vector<Value> entries;
-    Value current;
-    int failingCall = 0;   // from 1; 0: none
-    bool endless = false;  // the list begins anew
-    DWORD claimed = 0;     // not 0: the length that the current value is said to have
-    size_t next = 0;       // the entry that the list goes on with
-    int calls = 0;
-    std::vector<Value> written = {};
-} provider;
-
-BOOL WINAPI GetParameter(HCRYPTPROV, DWORD parameter, BYTE* data, DWORD* length, DWORD flags) {
-    if (++provider.calls == provider.failingCall) return FALSE;
-    const Value* value = &provider.current;
-    if (parameter == kList) {
-        if (flags & CRYPT_FIRST || (provider.endless && provider.next == provider.entries.size())) provider.next = 0;
-        if (provider.next == provider.entries.size()) return FALSE;
-        value = &provider.entries[provider.next];
-        provider.next += data != nullptr;
-    }
-    if (data) std::copy(value->begin(), value->end(), data);
-    *length = parameter == kCurrent && provider.claimed ? provider.claimed : static_cast<DWORD>(value->size());
-    return TRUE;
-}
-
-BOOL WINAPI SetParameter(HCRYPTPROV, DWORD, const BYTE* data, DWORD) {
-    provider.written.emplace_back(data, data + provider.current.size());  // a provider knows a value's length
-    return TRUE;
+std::string Entry(char name, char value) {
+    return {5, 0, 1, 0, value, name, 0, 0, 0};
 }
 
 TEST(ComboParam, SelectsTheLastEntryThatEqualsTheValueAndSavesAnotherOnce) {
-    const ImportPatch get(nullptr, "CryptGetProvParam", &GetParameter),
-        set(nullptr, "CryptSetProvParam", &SetParameter);
+    constexpr DWORD kList = 103, kCurrent = 92;
+    std::vector<std::string> entries, written;
+    std::string current;
+    const CryptCalls list =
+        FakedParameter(kList, [&, next = size_t{0}](BYTE* data, DWORD* length, DWORD flags) mutable {
+            if (flags & CRYPT_FIRST) next = 0;
+            if (next == entries.size()) return DWORD{ERROR_NO_MORE_ITEMS};
+            return Give(entries[data ? next++ : next], data, length);
+        });
+    const CryptCalls value =
+        FakedParameter(kCurrent, [&](BYTE* data, DWORD* length, DWORD) { return Give(current, data, length); });
+    const CryptCalls set([&](const CryptCalls::Call& call) {
+        if (call.name != "CryptSetProvParam") return call();
+        written.emplace_back(call.At<const char*>(2), current.size());  // a provider knows a value's length
+        return CryptCalls::Word{TRUE};
+    });
     const SpokenLanguage english(kEnglish);
     CComboParam combo{AlgorithmKind{"", kList, kCurrent}};
     // Sorted, so that positions in the list aren't those of the entries.
     combo.SubclassWindow(Control(L"COMBOBOX", CBS_DROPDOWNLIST | CBS_SORT, kNoString));
-    const Value first = Entry('a', 9), twice = Entry('b', 1), byId = {IDS_SAVE_FAILED, 0, 0, 0, 1, 2, 3, 4, 5};
-    provider = {{twice, byId, {0, 0, 0, 0}, twice, first}, twice};
+    const std::string first = Entry('a', 9), twice = Entry('b', 1), byId = {IDS_SAVE_FAILED, 0, 0, 0, 1, 2, 3, 4, 5};
+    entries = {twice, byId, std::string(4, 0), twice, first};
+    current = twice;
     combo.Attach(77);
     EXPECT_EQ(combo.GetCount(), 4);
     for (const auto& [item, text] : {std::pair{2, L"b"}, {3, L"Error saving parameters."}, {0, L"a"}}) {
@@ -100,16 +83,17 @@ TEST(ComboParam, SelectsTheLastEntryThatEqualsTheValueAndSavesAnotherOnce) {
         EXPECT_EQ(combo.IsModified(), item != 2);
     }
     for (int times = 0; times < 2; ++times) combo.Save();
-    EXPECT_EQ(provider.written, std::vector<Value>{first});
+    EXPECT_EQ(written, std::vector<std::string>{first});
 
-    const std::tuple<ComboProvider, int, bool> cases[] = {{{{first, twice}, first, 1}, 0, false},
-                                                          {{{first, twice}, first, 6}, 2, false},
-                                                          {{{first, {}, first}, first}, 1, true},
-                                                          {{{first, twice}, {}}, 2, true},
-                                                          {{{first}, first, 0, false, 0xFFFFFFFF}, 1, false},
-                                                          {{{first}, first, 0, true}, 1000, true}};
-    for (const auto& [lists, count, usable] : cases) {
-        provider = lists;
+    const std::tuple<std::vector<std::string>, std::string, int, bool> cases[] = {
+        {{}, first, 0, false},
+        {{first}, std::string(65537, 0), 1, false},
+        {{first, twice}, "", 2, true},
+        {{first, "", first}, first, 1, true},
+        {std::vector(1001, first), first, 1000, true}};
+    for (const auto& [listed, chosen, count, usable] : cases) {
+        entries = listed;
+        current = chosen;
         combo.Attach(77);
         EXPECT_EQ(combo.GetCount(), count);
         EXPECT_EQ(IsWindowEnabled(combo.m_hWnd) != FALSE, usable) << count;
@@ -118,9 +102,9 @@ TEST(ComboParam, SelectsTheLastEntryThatEqualsTheValueAndSavesAnotherOnce) {
 }
 
 TEST(ParameterEntry, ANameEndsWithAZero) {
-    const Value entry = {5, 0, 1, 0, 7, 'A', 0, 0x11, 0x04, 0, 0, 'x', 0};
+    const BYTE entry[] = {5, 0, 1, 0, 7, 'A', 0, 0x11, 0x04, 0, 0, 'x', 0};
     ParameterName name;
-    EXPECT_TRUE(ReadParameterName(entry.data(), entry.size(), name));
+    EXPECT_TRUE(ReadParameterName(entry, sizeof entry, name));
     EXPECT_EQ(name.text, u"AБ");
 }
 
