@@ -6,6 +6,7 @@
 
 #include "softcsp/common/Registry.h"
 #include "tests/support/Certificates.h"
+#include "tests/support/CryptCalls.h"
 #include "tests/support/Provider.h"
 #include "tests/support/SettingsPage.h"
 #include "tests/support/TestDirectory.h"
@@ -15,8 +16,6 @@ namespace {
 using namespace softcsp;
 
 constexpr DWORD kMissing = 0x7ffffffe, kNoKey = 0x7fffffff;  // of the KDC's value: none, not even the key
-
-using Opened = std::pair<std::wstring, DWORD>;  // a provider and the type that it is opened with
 
 // A workstation with two readers that may have a default, nothing stored.
 class WinlogonPage : public SettingsPageTest<CPropPageConfigWLReaders> {
@@ -35,11 +34,6 @@ class WinlogonPage : public SettingsPageTest<CPropPageConfigWLReaders> {
         reinterpret_cast<OSVERSIONINFOEXW*>(info)->wProductType =
             self->isController ? VER_NT_DOMAIN_CONTROLLER : VER_NT_WORKSTATION;
         return TRUE;
-    }
-    static BOOL WINAPI Acquire(HCRYPTPROV* handle, LPCWSTR container, LPCWSTR name, DWORD type, DWORD flags) {
-        EXPECT_EQ(flags, 0xF0004000);
-        self->opened.emplace_back(name, type);
-        return self->acquire.Original<decltype(Acquire)>()(handle, container, name, type, flags);
     }
     static BOOL WINAPI Choose(OPENFILENAMEW* request) {
         EXPECT_EQ(request->Flags & OFN_OVERWRITEPROMPT, 0u) << "the page asks by itself";
@@ -63,20 +57,13 @@ class WinlogonPage : public SettingsPageTest<CPropPageConfigWLReaders> {
         if (value != kNoKey) WriteValue(HKEY_LOCAL_MACHINE, kKdcKey, value == kMissing ? L"other" : kKdcValue, value);
     }
     static DWORD StoredKdc() { return ReadNumber(HKEY_LOCAL_MACHINE, kKdcKey, kKdcValue, kMissing); }
-    static auto ChooseReader(int item) {
-        return [=](HWND sheet) {
-            Ui::Select(Ui::Page(sheet), IDC_WINLOGON_READER, item);
-            Apply(sheet);
-        };
-    }
 
     static inline WinlogonPage* self;
     bool isController = false;
-    std::vector<Opened> opened;
     std::deque<std::wstring> files;  // that the user chooses; then cancel
     StoredNumber readersEnabled{L"\\config\\Parameters\\EnableDefaultReader", 1},
         disabled{L"\\config\\Parameters\\DisableWL", {}};
-    ImportPatch version{nullptr, "GetVersionExW", &Version}, acquire{nullptr, "CryptAcquireContextW", &Acquire};
+    const ImportPatch version{nullptr, "GetVersionExW", &Version};
 };
 
 TEST_F(WinlogonPage, SelectsTheDefaultReader) {
@@ -144,47 +131,58 @@ TEST_F(WinlogonPage, ShowsWhatADomainControllerMayChange) {
     }
 }
 
+// The support is written although the KDC's value can't be.
 TEST_F(WinlogonPage, DisablingTheSupportClearsTheKdcAndWritesBoth) {
     const TestDirectory directory;
     isController = true;
     StoreKdc(0);
-    std::optional<ImportPatch> fails;
     const auto refuse = +[](HKEY, LPCWSTR, DWORD, DWORD, const BYTE*, DWORD) -> LSTATUS { return ERROR_ACCESS_DENIED; };
-    const auto shows = [&](const wchar_t* shown, DWORD kdc, Stored stored, bool modified) {
-        return [=, this](HWND sheet) {
-            EXPECT_EQ(Shown(Ui::Page(sheet), {IDC_WINLOGON_KDC, IDC_WINLOGON_DISABLE}), shown);
-            EXPECT_EQ(StoredKdc(), kdc);
-            EXPECT_EQ(disabled.Get(), stored);
-            EXPECT_EQ(Ui::ApplyEnabled(sheet), modified);
-        };
-    };
-    const auto click = [](HWND sheet) {
-        ClickAll(Ui::Page(sheet), {IDC_WINLOGON_DISABLE, IDC_WINLOGON_KDC});
-        Apply(sheet);
-    };
-    Run({click, shows(L"off disabled, on", 1, 1, false),
-         [&](HWND) { fails.emplace(nullptr, "RegSetValueExW", refuse); }, click, shows(L"on, off", 1, 0, true),
-         [&](HWND) { fails.reset(); }, &Apply, shows(L"on, off", 0, 0, false)});
-    EXPECT_EQ(boxes, Texts{kSaveFailed}) << "the support is written although the KDC's value isn't";
+    std::optional<ImportPatch> refusal(std::in_place, nullptr, "RegSetValueExW", refuse);
+    Run({[](HWND sheet) {
+             Ui::Click(Ui::Page(sheet), IDC_WINLOGON_DISABLE);
+             Apply(sheet);
+         },
+         [&](HWND sheet) {
+             EXPECT_EQ(Shown(Ui::Page(sheet), {IDC_WINLOGON_KDC, IDC_WINLOGON_DISABLE}), L"off disabled, on");
+             EXPECT_TRUE(Ui::ApplyEnabled(sheet));
+             EXPECT_EQ(StoredKdc(), 0u);
+             EXPECT_EQ(disabled.Get(), 1);
+             refusal.reset();
+             Apply(sheet);
+         },
+         Modified(false)});
+    EXPECT_EQ(boxes, Texts{kSaveFailed});
+    EXPECT_EQ(StoredKdc(), 1u);
 }
 
 // The type goes to the item that the count names, which includes providers that are left out.
 TEST_F(WinlogonPage, OpensEveryProviderWithTheTypeThatItsItemGot) {
     StoreReader(L"DISK_WLTEST", kProvider71);
+    std::vector<std::pair<std::wstring, DWORD>> opened;
+    const CryptCalls calls([&](const CryptCalls::Call& call) {
+        if (call.name == "CryptAcquireContextW") opened.emplace_back(call.At<const wchar_t*>(2), call.a[3]);
+        return call();
+    });
     Run({[&](HWND sheet) {
-             Ui::Select(Ui::Page(sheet), IDC_WINLOGON_CSP, 1);
-             EXPECT_EQ(Ui::Selected(Ui::Page(sheet), IDC_WINLOGON_READER), 2) << "a default reader of its own";
+             const HWND page = Ui::Page(sheet);
+             Ui::Select(page, IDC_WINLOGON_CSP, 1);
+             EXPECT_EQ(Ui::Selected(page, IDC_WINLOGON_READER), 2) << "a default reader of its own";
+             Ui::Select(page, IDC_WINLOGON_READER, 1);
+             Apply(sheet);
          },
-         ChooseReader(1), [](HWND) { EXPECT_EQ(StoredReader(kProvider71), L"REGISTRY"); }, ChooseReader(0),
+         [](HWND sheet) {
+             EXPECT_EQ(StoredReader(kProvider71), L"REGISTRY");
+             Ui::Select(Ui::Page(sheet), IDC_WINLOGON_READER, 0);
+             Apply(sheet);
+         },
          Modified(false)});
-    EXPECT_EQ(opened,
-              (std::vector<Opened>{{kProvider75, 75}, {kProvider71, 71}, {kProvider75, 75}, {kProvider71, 71}}));
+    EXPECT_EQ(opened, (decltype(opened){{kProvider75, 75}, {kProvider71, 71}, {kProvider75, 75}, {kProvider71, 71}}));
     EXPECT_EQ(StoredReader(kProvider71), L"");
     const std::wstring key = std::wstring(L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\") + kProvider75;
     RemoveValue(HKEY_LOCAL_MACHINE, key, L"ImpType");
     opened.clear();
     Look([](HWND) {});
-    EXPECT_EQ(opened, std::vector<Opened>(2, {kProvider71, 0}));
+    EXPECT_EQ(opened, decltype(opened)(2, {kProvider71, 0}));
     WriteValue(HKEY_LOCAL_MACHINE, key, L"ImpType", DWORD{CRYPT_IMPL_SOFTWARE});
 }
 
