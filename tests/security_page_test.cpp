@@ -52,7 +52,6 @@ class SecurityPage : public SettingsPageTest<CPropPageConfigCSPSecurity> {
         return ClickAll(page, {IDC_SECURITY_MODE_MEMORY, IDC_SECURITY_DIFFIE_HELLMAN, IDC_SECURITY_SAVE_MEDIA}) && all;
     }
     static constexpr wchar_t kChanged[] = L"cache 0, DH 1, shortcuts 1, , , kvcspi.dll";
-    static LSTATUS WINAPI Refuse(HKEY, LPCWSTR, DWORD, DWORD, const BYTE*, DWORD) { return ERROR_ACCESS_DENIED; }
 
     StoredNumber shortcuts{L"\\config\\Parameters\\DisableShortcuts", {}};
 };
@@ -102,24 +101,47 @@ TEST_F(SecurityPage, SaysWhyControlsAreDisabled) {
     DeleteService(service.get());
 }
 
-// A value that the registry refuses stays changed without a message, and the restart is still offered.
+template <DWORD result>
+DWORD WINAPI Return() {
+    return result;
+}
+
+// What is refused stays changed and is written by the next save, whatever the user answers to the restart.
 TEST_F(SecurityPage, WritesAllAndShowsItAgain) {
-    WriteSetting(kCacheSetting, 16);
-    std::optional<ImportPatch> registry;
-    Run({[&](HWND sheet) {
-             registry.emplace(nullptr, "RegSetValueExW", &Refuse);
-             ChangeAll(Ui::Page(sheet));
-             Apply(sheet);
-         },
-         [&](HWND sheet) {
-             EXPECT_TRUE(Ui::ApplyEnabled(sheet));
-             registry.reset();
-             Apply(sheet);
-         },
-         Modified(false)},
-        {IDNO, IDNO});
-    EXPECT_EQ(boxes, (Texts{kRestartQuestion, kRestartQuestion}));
-    EXPECT_EQ(AllStored(), kChanged);
+    const struct {
+        const char* function;
+        DWORD(WINAPI* instead)();
+        int answer;
+        Texts boxes;
+        const wchar_t* denied = L"\\config\\none";
+    } cases[] = {{"RegSetValueExW", &Return<ERROR_ACCESS_DENIED>, IDNO, {kRestartQuestion, kRestartQuestion}},
+                 {"CryptSetProvParam", &Return<FALSE>, IDNO, {kRestartQuestion, kSaveFailed}},
+                 {"CryptSetProvParam", &Return<FALSE>, IDYES, {kRestartQuestion}},
+                 {"ExitWindowsEx", &Return<FALSE>, IDYES, {kRestartQuestion, kSaveFailed}},
+                 {"ExitWindowsEx", &Return<TRUE>, IDYES, {kRestartQuestion, kSaveFailed}, L"\\config\\Parameters"}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        Reset();
+        WriteSetting(kCacheSetting, 16);
+        std::optional<ImportPatch> refusal;
+        std::optional<Denied> denied;
+        Run({[&](HWND sheet) {
+                 ChangeAll(Ui::Page(sheet));
+                 refusal.emplace(nullptr, c.function, c.instead);
+                 denied.emplace(c.denied);
+                 Apply(sheet);
+             },
+             [&](HWND sheet) {
+                 EXPECT_TRUE(Ui::ApplyEnabled(sheet));
+                 denied.reset();
+                 refusal.reset();
+                 Apply(sheet);
+             },
+             Modified(false)},
+            {c.answer, IDNO});
+        EXPECT_EQ(boxes, c.boxes);
+        EXPECT_EQ(AllStored(), kChanged);
+    }
     WriteSetting(kClassSetting, 2);  // allows the way back
     Run({[](HWND sheet) {
              const HWND page = Ui::Page(sheet);
@@ -144,8 +166,10 @@ TEST_F(SecurityPage, CorrectsTheCacheSizeWithoutAWord) {
     WriteSetting(kCacheMaximumSetting, 5000);
     Run({[](HWND sheet) {
              const HWND page = Ui::Page(sheet);
-             Ui::Type(page, IDC_SECURITY_CACHE_SIZE, L"");
-             EXPECT_EQ(Ui::Text(page, IDC_SECURITY_CACHE_SIZE), L"1");
+             for (const wchar_t* text : {L"", L"4294967298"}) {
+                 Ui::Type(page, IDC_SECURITY_CACHE_SIZE, text);
+                 EXPECT_EQ(Ui::Text(page, IDC_SECURITY_CACHE_SIZE), L"1");
+             }
              Ui::Type(page, IDC_SECURITY_CACHE_SIZE, L"2458");
              SendMessageW(page, WM_COMMAND, MAKEWPARAM(IDC_SECURITY_CACHE_SIZE, EN_KILLFOCUS), 0);
              EXPECT_EQ(Ui::Text(page, IDC_SECURITY_CACHE_SIZE), L"2457");
@@ -155,6 +179,29 @@ TEST_F(SecurityPage, CorrectsTheCacheSizeWithoutAWord) {
          [](HWND sheet) { EXPECT_EQ(Ui::Text(Ui::Page(sheet), IDC_SECURITY_CACHE_SIZE), L"2457"); }});
     EXPECT_EQ(ReadSetting(kCacheSetting), 2457u) << "saved while the field has the focus";
     EXPECT_EQ(boxes, Texts{});
+    EXPECT_EQ(AllowedCacheSize(0, 64), 1u);
+}
+
+// Neither the cache nor the mode, and no restart is offered.
+TEST(SecuritySettings, AreWrittenInOrderWithoutAProviderOrAModule) {
+    struct Question final : RestartQuestion {
+        std::optional<bool> OfferRestart() override { return ADD_FAILURE(), std::nullopt; }
+    } question;
+    static Texts keys;
+    const auto refuse = +[](HKEY, LPCWSTR key, DWORD, REGSAM, HKEY*) -> LSTATUS {
+        keys.emplace_back(key);
+        return ERROR_ACCESS_DENIED;
+    };
+    SecuritySettings settings;
+    settings.mode.stored = ProviderMode::Service;
+    settings.default71.shown = settings.default75.shown = settings.provider.name = L"name";
+    const ImportPatch open(nullptr, "RegOpenKeyExW", refuse);
+    EXPECT_TRUE(WriteSecurity(settings, question));
+    EXPECT_EQ(keys, Texts{});
+    EXPECT_TRUE(settings.context.Acquire(CRYPT_VERIFYCONTEXT, nullptr, nullptr, PROV_RSA_FULL));
+    EXPECT_FALSE(WriteSecurity(settings, question));
+    ASSERT_EQ(keys.size(), 2u);
+    EXPECT_TRUE(keys[0].ends_with(L"71")) << "the older type first";
 }
 
 // The checked mode is the one that is disabled.
