@@ -1,43 +1,37 @@
 // The Algorithms page as a real window, against the software provider.
 #include "pages/PropPageConfigCSPOID.h"
 
+#include "csp/Providers.h"
+#include "softcsp/common/Registry.h"
+#include "tests/support/CryptCalls.h"
 #include "tests/support/Provider.h"
 #include "tests/support/SettingsPage.h"
 
 namespace {
 
 constexpr UINT kType = IDC_ALGORITHMS_TYPE, kHash = IDC_ALGORITHMS_HASH, kDiffieHellman = IDC_ALGORITHMS_DIFFIE_HELLMAN;
-const std::wstring kSection = L"\\config\\oid", kName = L"\\config\\{B4E93F27-6A15-4D8C-8E02-7A39C15D6E80}";
+const std::wstring kSection = L"\\config\\oid", kName = L"\\config\\{B4E93F27-6A15-4D8C-8E02-7A39C15D6E80}",
+                   kTypes = L"SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider Types\\Type 0";
 
 // The software provider has another name for each type. The panel opens both types by the stored
 // name; the call is passed on without a name, so that it opens the second type too.
 class AlgorithmsPage : public SettingsPageTest<CPropPageConfigCSPOID> {
   protected:
-    AlgorithmsPage() {
-        self = this;
-        RunTool(L"store put " + kName + L" \"" + kProvider75 + L"\"");
-    }
+    AlgorithmsPage() { RunTool(L"store put " + kName + L" \"" + kProvider75 + L"\""); }
     ~AlgorithmsPage() override {
         for (const std::wstring& path : {kName, kSection}) RunTool(L"store del " + path);
     }
-    static BOOL WINAPI Acquire(HCRYPTPROV* handle, LPCWSTR container, LPCWSTR name, DWORD type, DWORD flags) {
-        EXPECT_EQ(flags, 0xF0004000);
-        self->acquired.push_back(name == std::wstring(kProvider75) ? type : 0xBAD);
-        const auto real = self->acquire.Original<decltype(Acquire)>();
-        return real(handle, container, self->anyName ? nullptr : name, type, flags);
-    }
-    static LSTATUS WINAPI Open(HKEY root, LPCWSTR name, DWORD options, REGSAM access, HKEY* key) {
-        for (const wchar_t type : self->hidden)
-            if (name && std::wstring(name).ends_with(L"Type 07" + std::wstring(1, type))) return ERROR_FILE_NOT_FOUND;
-        return self->open.Original<decltype(Open)>()(root, name, options, access, key);
-    }
     static int Last(HWND page, UINT box) { return static_cast<int>(Ui::Items(page, box).size()) - 1; }
 
-    static inline AlgorithmsPage* self;
     std::vector<DWORD> acquired;  // the types of the contexts
-    std::wstring hidden;
     bool anyName = true;
-    ImportPatch acquire{nullptr, "CryptAcquireContextW", &Acquire}, open{nullptr, "RegOpenKeyExW", &Open};
+    const CryptCalls calls{[this](CryptCalls::Call call) {
+        if (call.name != "CryptAcquireContextW") return call();
+        EXPECT_EQ(call.At<const wchar_t*>(2), std::wstring(kProvider75));
+        acquired.push_back(static_cast<DWORD>(call.a[3]));
+        if (anyName) call.a[2] = 0;
+        return call();
+    }};
 };
 
 // A choice goes back to the provider for its type only, and is found again; until then it is lost with its type.
@@ -71,19 +65,24 @@ TEST_F(AlgorithmsPage, ChoicesGoBackToTheProvider) {
 }
 
 TEST_F(AlgorithmsPage, WithoutAContextOrRightsNothingCanBeChosen) {
+    const std::pair<DWORD, std::wstring> types[] = {{75, *ReadProviderTypeName(75)}, {71, *ReadProviderTypeName(71)}};
     const struct {
-        std::wstring hidden;  // types without a key, by their last digits
-        bool anyName, mayWrite;
+        std::set<DWORD> nameless;     // types, which aren't listed
         std::vector<DWORD> acquired;  // at the start and for each type
         bool lists, enabled;          // of the last type
-    } cases[] = {{L"", false, true, {75, 75, 71}, false, false},
-                 {L"", true, false, {75, 75, 71}, true, false},
-                 {L"1", true, true, {75, 75}, true, true},
-                 {L"5", true, true, {0, 0}, false, false},
-                 {L"15", true, true, {DWORD(CB_ERR)}, false, false}};
+        bool anyName = true, mayWrite = true;
+    } cases[] = {{{71, 75}, {DWORD(CB_ERR)}, false, false},
+                 {{75}, {0, 0}, false, false},
+                 {{71}, {75, 75}, true, true},
+                 {{}, {75, 75, 71}, false, false, false},
+                 {{}, {75, 75, 71}, true, false, true, false}};
     for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);
-        hidden = c.hidden;
+        for (const auto& [type, name] : types) {
+            const std::wstring key = kTypes + std::to_wstring(type);
+            softcsp::WriteValue(HKEY_LOCAL_MACHINE, key, L"TypeName", name);
+            if (c.nameless.contains(type)) softcsp::RemoveValue(HKEY_LOCAL_MACHINE, key, L"TypeName");
+        }
         anyName = c.anyName;
         acquired.clear();
         const Denied denied(c.mayWrite ? L"\\config\\none" : kSection);

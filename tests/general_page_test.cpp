@@ -1,5 +1,4 @@
-// What the General page does besides showing and writing the languages, as a real window in the real sheet, against the
-// software provider and its store.
+// The General page as a real window in the real sheet, against the software provider and its store.
 #include "pages/PropPageConfigCSPGeneral.h"
 
 #include <msi.h>

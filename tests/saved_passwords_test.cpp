@@ -64,9 +64,8 @@ TEST_F(SavedPasswordsDialog, OffersWhatThereIsAndCouplesTheBoxes) {
 // The library may end a search with any code. The code of a missing function ends none.
 TEST_F(SavedPasswordsDialog, KnowsTheEndOfASearchByTheSectionsOwn) {
     static DWORD end;
-    static DWORD (*search)(HANDLE, HANDLE*);
-    const UniqueModule library(LoadLibraryW(L"kvsuprt.dll"));
-    search = reinterpret_cast<DWORD (*)(HANDLE, HANDLE*)>(
+    static const UniqueModule library(LoadLibraryW(L"kvsuprt.dll"));
+    static const auto search = reinterpret_cast<DWORD (*)(HANDLE, HANDLE*)>(
         reinterpret_cast<void*>(GetProcAddress(library.get(), "support_registry_search_next")));
     const LibraryFunction next(
         "support_registry_search_next", +[](HANDLE of, HANDLE* entry) {
@@ -82,22 +81,22 @@ TEST_F(SavedPasswordsDialog, KnowsTheEndOfASearchByTheSectionsOwn) {
     }
 }
 
+// A record that can't be deleted is no reason to keep the others.
 TEST_F(SavedPasswordsDialog, DeletesWhatIsChecked) {
-    const std::pair<std::vector<UINT>, const wchar_t*> cases[] = {
-        {{IDC_PASSWORDS_COMPUTER}, L"user:aбpz"}, {{IDC_PASSWORDS_COMPUTER_MEDIA, IDC_PASSWORDS_USER}, L" computer:p"}};
-    for (const auto& [checked, left] : cases) {
+    const std::tuple<std::vector<UINT>, const wchar_t*, const wchar_t*> cases[] = {
+        {{IDC_PASSWORDS_COMPUTER}, L"", L"user:aбpz"},
+        {{IDC_PASSWORDS_COMPUTER_MEDIA, IDC_PASSWORDS_USER}, L"", L" computer:p"},
+        {{IDC_PASSWORDS_USER_MEDIA}, L"\\a", L"user:ap computer:aбpz"}};
+    for (const auto& [checked, kept, left] : cases) {
         PutAll();
-        Click(checked, IDOK);
+        std::optional<Denied> denied;
+        RunDialog<CDialogDeletePasswords>([&, clicked = checked, entry = kept](HWND dialog) {
+            ClickAll(dialog, clicked);
+            if (*entry) denied.emplace(kUser + entry);
+            Ui::Click(dialog, IDOK);
+        });
         EXPECT_EQ(Left(), left);
     }
-    PutAll();
-    std::optional<Denied> denied;
-    RunDialog<CDialogDeletePasswords>([&](HWND dialog) {
-        Ui::Click(dialog, IDC_PASSWORDS_USER_MEDIA);
-        denied.emplace(kUser + L"\\a");
-        Ui::Click(dialog, IDOK);
-    });
-    EXPECT_EQ(Left(), L"user:ap computer:aбpz") << "one that can't be deleted is no reason to keep the others";
 }
 
 // A password is lost only to those who asked for it.

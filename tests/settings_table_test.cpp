@@ -1,7 +1,4 @@
-// The settings that one control shows and one value of the configuration store keeps, each on its page. A new setting
-// is one more row.
-#include <memory>
-
+// The settings that one control shows and one value of the configuration store keeps, each on its page.
 #include "pages/PropPageConfigCSPSecurity.h"
 #include "pages/PropPageConfigTLS.h"
 #include "pages/PropPageConfigWLReaders.h"
@@ -26,19 +23,12 @@ const Form kOpposite = {{{{}, L"on"}}, {{0, L"on"}, {1, L"off"}}};
 const Form kSessions = {{{{}, L"64"}, {-1, L"64"}, {65537, L"64"}}, {{0, L"0"}, {65536, L"65536"}}};
 const Form kAuthorities = {{{{}, L"100"}, {-1, L"100"}, {1000, L"100"}}, {{0, L"0"}, {999, L"999"}}};
 
-using NewPage = std::unique_ptr<CPropertyPage>();
-template <class Page>
-std::unique_ptr<CPropertyPage> New() {
-    return std::make_unique<Page>();
-}
-constexpr NewPage* kSecurity = &New<CPropPageConfigCSPSecurity>;
-constexpr NewPage* kTls = &New<CPropPageConfigTLS>;
-constexpr NewPage* kWinlogon = &New<CPropPageConfigWLReaders>;
+enum Page { kSecurity, kWinlogon, kTls };
 
 const std::wstring kParameters = L"\\config\\Parameters";
 
 const struct Row {
-    NewPage* page;
+    Page page;
     UINT control;
     const wchar_t* name;  // of the value
     const Form& form;
@@ -79,20 +69,20 @@ DWORD WINAPI OldVersion() {
 class SettingsTable : public SettingsTest {
   protected:
     SettingsTable() {
-        for (const Row& row : kRows) {
-            numbers.push_back(std::make_unique<StoredNumber>(row.Path(), std::nullopt));
-            Set(row, row.form.written.front());
-        }
+        for (const Row& row : kRows) numbers.emplace_back(row.Path(), row.form.written.front().stored);
     }
-    const StoredNumber& NumberOf(const Row& row) const { return *numbers.at(static_cast<size_t>(&row - kRows)); }
+    const StoredNumber& NumberOf(const Row& row) const { return numbers.at(static_cast<size_t>(&row - kRows)); }
     void Set(const Row& row, const Value& value) const { NumberOf(row).Set(value.stored); }
-    void Run(NewPage* newPage, Steps steps) {
-        const auto page = newPage();
-        RunPage(*page, std::move(steps), {IDNO});
+    void Run(Page page, Steps steps) {
+        CPropPageConfigCSPSecurity security;
+        CPropPageConfigWLReaders winlogon;
+        CPropPageConfigTLS tls;
+        CPropertyPage* const pages[] = {&security, &winlogon, &tls};
+        RunPage(*pages[page], std::move(steps), {IDNO});
     }
     // Opens each page once and calls `look` for its rows.
     void LookAtAll(const std::function<void(HWND page, const Row& row)>& look, Steps further = {}) {
-        for (NewPage* const page : {kSecurity, kWinlogon, kTls}) {
+        for (const Page page : {kSecurity, kWinlogon, kTls}) {
             Steps steps = further;
             steps.insert(steps.begin(), [&](HWND sheet) {
                 for (const Row& row : kRows) {
@@ -105,11 +95,11 @@ class SettingsTable : public SettingsTest {
     }
     std::vector<Stored> AllStored() const {
         std::vector<Stored> all;
-        for (const auto& number : numbers) all.push_back(number->Get());
+        for (const StoredNumber& number : numbers) all.push_back(number.Get());
         return all;
     }
 
-    std::vector<std::unique_ptr<StoredNumber>> numbers;  // in the order of the rows
+    std::deque<StoredNumber> numbers;  // in the order of the rows
     const ImportPatch version{nullptr, "GetVersion", &OldVersion};
 };
 
@@ -157,7 +147,8 @@ TEST_F(SettingsTable, CanNotBeChangedWithoutTheRight) {
         const bool isBox = (SendMessageW(control, WM_GETDLGCODE, 0, 0) & DLGC_BUTTON) != 0;
         EXPECT_FALSE(Ui::Enabled(page, row.control));
         EXPECT_EQ(Ui::TipBehind(page, row.control), kOnlyAdministrators);
-        EXPECT_EQ(IsWindowEnabled(isBox ? control : GetWindow(control, GW_HWNDPREV)), FALSE) << "the label";
+        for (const UINT neighbour : {GW_HWNDPREV, GW_HWNDNEXT})
+            EXPECT_EQ(IsWindowEnabled(isBox ? control : GetWindow(control, neighbour)), FALSE) << "label, arrows";
     });
 }
 

@@ -9,35 +9,27 @@ namespace {
 // The user's "default", "infinite", "own" and number; the system's "infinite", "own" and number.
 const std::vector<UINT> kChoices = {1093, 1094, 1095, 1083, 1097, 1098, 1084};
 
-// Here the store itself would let everything be written.
-std::wstring denied;
-DWORD CheckAccess(const wchar_t* path, DWORD* rights) {
-    if (path == denied) *rights = 0;
-    return 0;
-}
-
 struct TimeoutDialog : SettingsTest {
     TimeoutDialog() {
         for (const TimeoutLevel level : {TimeoutLevel::User, TimeoutLevel::System})
-            for (const std::wstring& path : TimeoutPaths(level))
-                numbers.push_back(std::make_unique<StoredNumber>(path, std::nullopt));
+            for (const std::wstring& path : TimeoutPaths(level)) numbers.emplace_back(path, std::nullopt);
     }
     // The first value of a level is the one that counts; the others differ from it.
     void Set(Stored user, Stored system) const {
-        for (std::size_t i = 0; i < 10; ++i) numbers.at(i)->Set(i == 0 ? user : i == 5 ? system : 2);
+        for (std::size_t i = 0; i < 10; ++i) numbers.at(i).Set(i == 0 ? user : i == 5 ? system : 2);
     }
     // The first of the user's and of the system's five values, and "-" for each further one that differs from it.
     std::string Get() const {
         std::string text;
         for (std::size_t i = 0; i < 10; ++i) {
-            const Stored value = numbers.at(i)->Get();
+            const Stored value = numbers.at(i).Get();
             if (i % 5 == 0) text += (value ? std::to_string(*value) : "none") + " ";
-            if (value != numbers.at(i / 5 * 5)->Get()) text += "- ";
+            if (value != numbers.at(i / 5 * 5).Get()) text += "- ";
         }
         return text;
     }
 
-    std::vector<std::unique_ptr<StoredNumber>> numbers;  // of the user, then of the system
+    std::deque<StoredNumber> numbers;  // of the user, then of the system
 };
 
 TEST_F(TimeoutDialog, ShowsWhatIsStoredAndWritesAllFiveAlike) {
@@ -53,7 +45,10 @@ TEST_F(TimeoutDialog, ShowsWhatIsStoredAndWritesAllFiveAlike) {
                  {{}, 77, L"on, off, off, 77 disabled, off, on, 77", "none 77 "},
                  {8, 9, L"off disabled, off disabled, on disabled, 8 disabled, off, on, 9", "8 - - - - 9 ", user},
                  {8, 9, L"off, off, on, 8, off disabled, on disabled, 9 disabled", "8 9 - - - - ", system}};
-    const LibraryFunction check("support_registry_check_access", &CheckAccess);
+    static std::wstring denied;  // here the store itself would let everything be written
+    const LibraryFunction check(
+        "support_registry_check_access",
+        +[](const wchar_t* path, DWORD* rights) { return *rights = path == denied ? 0 : *rights, DWORD{0}; });
     for (const auto& c : cases) {
         Set(c.user, c.system);
         denied = c.denied;

@@ -1,5 +1,4 @@
-// What the TLS page does besides showing and writing its settings: numbers that are typed, modules that are missing,
-// the registration of the cipher suites and the restart.
+// What the TLS page does besides showing and writing its settings.
 #include "pages/PropPageConfigTLS.h"
 
 #include "softcsp/common/Registry.h"
@@ -62,11 +61,6 @@ TEST_F(TlsPage, SaysWhatTheOcspModuleIsMissingFor) {
             EXPECT_EQ(Ui::Enabled(page, id), !needsModule) << id;
             EXPECT_EQ(Ui::TipBehind(page, id), needsModule ? L"The OCSP module is not installed." : L"") << id;
         }
-    });
-    const Denied denied(L"\\config\\Parameters");
-    Look([](HWND page) {
-        EXPECT_EQ(Ui::TipBehind(page, IDC_TLS_CLIENT_OCSP), kOnlyAdministrators);
-        EXPECT_FALSE(Ui::Enabled(page, IDC_TLS_SESSIONS_SPIN));
     });
 }
 

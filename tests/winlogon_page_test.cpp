@@ -1,5 +1,4 @@
-// What the Winlogon page does besides showing and writing the product's support, as a real window, against the software
-// provider, its store and readers, and a directory of the test's own.
+// The Winlogon page as a real window, against the software provider, its readers and a directory of the test's own.
 #include "pages/PropPageConfigWLReaders.h"
 
 #include <commdlg.h>
