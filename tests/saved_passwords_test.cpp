@@ -21,17 +21,15 @@ struct SavedPasswordsDialog : SettingsTest {
         if (entries != L"z") support_registry_put_long((section + L"\\p\\passwd").c_str(), 1);
     }
     static void PutAll() {
-        for (const std::wstring& section : {kUser, kComputer}) Put(section, L"aбpz");
+        for (const std::wstring& section : {kUser, kComputer}) Put(section, L"apzб");
     }
     // The sections and entries that there are.
     static std::wstring Left() {
         std::wstring left;
-        for (const std::wstring& section : {kUser, kComputer}) {
-            for (const wchar_t* entry : {L"", L"\\a", L"\\б", L"\\p", L"\\z"}) {
-                DWORD rights = kRightRemove;
-                if (support_registry_check_access((section + entry).c_str(), &rights) != 0) continue;
-                left += *entry ? entry + 1 : section == kUser ? L"user:" : L" computer:";
-            }
+        for (const auto& [section, name] : {std::pair{kUser, L"user:"}, {kComputer, L" computer:"}}) {
+            std::vector<softcsp::StoreValue> entries;
+            if (softcsp::Store().List(section.c_str(), entries) == 0) left += name;
+            for (const auto& entry : entries) left += entry.name;
         }
         return left;
     }
@@ -72,8 +70,8 @@ TEST_F(SavedPasswordsDialog, KnowsTheEndOfASearchByTheSectionsOwn) {
             const DWORD error = search(of, entry);
             return error == ERROR_NO_MORE_ITEMS ? end : error;
         });
-    for (const auto& [code, left] : {std::pair{DWORD{ERROR_FILE_NOT_FOUND}, L"user:p computer:aбpz"},
-                                     {kFunctionMissing, L"user:aбpz computer:aбpz"}}) {
+    for (const auto& [code, left] : {std::pair{DWORD{ERROR_FILE_NOT_FOUND}, L"user:p computer:apzб"},
+                                     {kFunctionMissing, L"user:apzб computer:apzб"}}) {
         end = code;
         PutAll();
         Click({IDC_PASSWORDS_USER_MEDIA}, IDOK);
@@ -84,9 +82,9 @@ TEST_F(SavedPasswordsDialog, KnowsTheEndOfASearchByTheSectionsOwn) {
 // A record that can't be deleted is no reason to keep the others.
 TEST_F(SavedPasswordsDialog, DeletesWhatIsChecked) {
     const std::tuple<std::vector<UINT>, const wchar_t*, const wchar_t*> cases[] = {
-        {{IDC_PASSWORDS_COMPUTER}, L"", L"user:aбpz"},
+        {{IDC_PASSWORDS_COMPUTER}, L"", L"user:apzб"},
         {{IDC_PASSWORDS_COMPUTER_MEDIA, IDC_PASSWORDS_USER}, L"", L" computer:p"},
-        {{IDC_PASSWORDS_USER_MEDIA}, L"\\a", L"user:ap computer:aбpz"}};
+        {{IDC_PASSWORDS_USER_MEDIA}, L"\\a", L"user:ap computer:apzб"}};
     for (const auto& [checked, kept, left] : cases) {
         PutAll();
         std::optional<Denied> denied;

@@ -46,9 +46,8 @@ class WinlogonPage : public SettingsPageTest<CPropPageConfigWLReaders> {
         name ? support_registry_put_string(path.c_str(), name) : support_registry_delete_param(path.c_str());
     }
     static std::wstring StoredReader(const std::wstring& provider = kProvider75) {
-        wchar_t text[80] = L"";
-        DWORD length = 79;
-        support_registry_get_string(DefaultReaderPath(provider).c_str(), &length, text);
+        std::wstring text;
+        Store().ReadText(DefaultReaderPath(provider), text);
         return text;
     }
     static void StoreKdc(DWORD value) {
@@ -246,10 +245,9 @@ TEST_F(WinlogonPage, SurvivesTheFailureOfEachCall) {
         disabled.Set({});
     };
     const auto change = [](HWND page) {
-        const bool kdc = Shown(page, IDC_WINLOGON_KDC) == L"on";
         Ui::Select(page, IDC_WINLOGON_READER, 1);
-        return ClickAll(page, {IDC_WINLOGON_DISABLE}) && kdc && Ui::Text(page, IDC_WINLOGON_CSP) == kProvider75 &&
-               Ui::Text(page, IDC_WINLOGON_READER) == L"Registry";
+        return ClickAll(page, {IDC_WINLOGON_KDC, IDC_WINLOGON_DISABLE}) &&
+               Shown(page, {IDC_WINLOGON_CSP, IDC_WINLOGON_READER}) == kProvider75 + std::wstring(L", Registry");
     };
     const auto stored = [&] { return StoredReader() == L"REGISTRY" && StoredKdc() == 1 && disabled.Get() == 1; };
     reset();
