@@ -69,23 +69,22 @@ TEST_F(TlsPage, SaysWhatTheOcspModuleIsMissingFor) {
 TEST_F(TlsPage, RegistersTheCipherSuitesAnew) {
     constexpr wchar_t kKey[] = L"SOFTWARE\\Kelvane\\SoftCSP", kRegistered[] = L"CngRegistered";
     using softcsp::kCngRegisterSetting, softcsp::kCngUnregisterSetting;
-    constexpr auto kEarlier = &TlsSettings::clientSkipsRevocation, kLater = &TlsSettings::serverUsesMachineCredential;
     const struct {
         DWORD windows;
         DWORD registered;  // afterwards; 0: not at all
         bool saved = true;
-        Setting<bool> TlsSettings::*failing = nullptr;
-        const wchar_t* missing = L"";  // library
+        const wchar_t* refused = L"none";  // value
+        const wchar_t* missing = L"";      // library
         std::pair<softcsp::Setting, DWORD> result = {kCngRegisterSetting, S_OK};
     } cases[] = {
         {0xFF05, kOld},
         {0x4A64000A, 1},
-        {6, kOld, true, nullptr, L"kvcng.dll"},
-        {6, kOld, true, nullptr, L"", {kCngUnregisterSetting, E_FAIL}},
-        {6, 0, false, nullptr, L"", {kCngRegisterSetting, 1}},
-        {6, 1, true, kEarlier},
-        {6, 1, false, kLater},
-        {6, kOld, false, kEarlier, L"kvcng.dll"},
+        {6, kOld, true, L"none", L"kvcng.dll"},
+        {6, kOld, true, L"none", L"", {kCngUnregisterSetting, E_FAIL}},
+        {6, 0, false, L"none", L"", {kCngRegisterSetting, 1}},
+        {6, 1, true, kRevocation},
+        {6, 1, false, kCredential},
+        {6, kOld, false, kRevocation, L"kvcng.dll"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);
@@ -97,9 +96,9 @@ TEST_F(TlsPage, RegistersTheCipherSuitesAnew) {
         const ProviderSetting result(c.result.first, c.result.second);
         TlsSettings settings;
         settings.Read();
-        settings.clientRefusesLegacySuites.shown = true;
-        if (c.failing) (settings.*c.failing).shown = true;
-        const Denied denied(PathOf(c.failing == kEarlier ? kRevocation : kCredential));
+        settings.clientSkipsRevocation.shown = settings.clientRefusesLegacySuites.shown = true;
+        settings.serverUsesMachineCredential.shown = true;
+        const Denied denied(PathOf(c.refused));
         EXPECT_EQ(!!settings.Write().result, c.saved);
         EXPECT_EQ(softcsp::ReadNumber(HKEY_LOCAL_MACHINE, kKey, kRegistered, 0), c.registered);
         EXPECT_EQ(legacy.Get(), Stored(1));

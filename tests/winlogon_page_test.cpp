@@ -20,7 +20,7 @@ constexpr DWORD kMissing = 0x7ffffffe, kNoKey = 0x7fffffff;  // of the KDC's val
 class WinlogonPage : public SettingsPageTest<CPropPageConfigWLReaders> {
   protected:
     WinlogonPage() {
-        self = this;
+        isController = false;
         RunTool(L"carrier add WLTEST");
         StoreReader(nullptr);
     }
@@ -31,14 +31,7 @@ class WinlogonPage : public SettingsPageTest<CPropPageConfigWLReaders> {
     }
     static BOOL WINAPI Version(OSVERSIONINFOW* info) {
         reinterpret_cast<OSVERSIONINFOEXW*>(info)->wProductType =
-            self->isController ? VER_NT_DOMAIN_CONTROLLER : VER_NT_WORKSTATION;
-        return TRUE;
-    }
-    static BOOL WINAPI Choose(OPENFILENAMEW* request) {
-        EXPECT_EQ(request->Flags & OFN_OVERWRITEPROMPT, 0u) << "the page asks by itself";
-        if (self->files.empty()) return FALSE;
-        lstrcpynW(request->lpstrFile, self->files.front().c_str(), static_cast<int>(request->nMaxFile));
-        self->files.pop_front();
+            isController ? VER_NT_DOMAIN_CONTROLLER : VER_NT_WORKSTATION;
         return TRUE;
     }
     static void StoreReader(const wchar_t* name, const std::wstring& provider = kProvider75) {
@@ -56,9 +49,7 @@ class WinlogonPage : public SettingsPageTest<CPropPageConfigWLReaders> {
     }
     static DWORD StoredKdc() { return ReadNumber(HKEY_LOCAL_MACHINE, kKdcKey, kKdcValue, kMissing); }
 
-    static inline WinlogonPage* self;
-    bool isController = false;
-    std::deque<std::wstring> files;  // that the user chooses; then cancel
+    static inline bool isController;
     StoredNumber readersEnabled{L"\\config\\Parameters\\EnableDefaultReader", 1},
         disabled{L"\\config\\Parameters\\DisableWL", {}};
     const ImportPatch version{nullptr, "GetVersionExW", &Version};
@@ -192,11 +183,18 @@ TEST_F(WinlogonPage, ExportsTheControllersToAFileThatIsWholeOrAsItWas) {
     const auto fail =
         +[](HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) { return SetLastError(ERROR_DISK_FULL), FALSE; };
     ASSERT_TRUE(WriteExport(existing, "old", false));
-    const LibraryFunction save("GetSaveFileNameW", &Choose);
+    static std::deque<std::wstring> files;  // that the user chooses; then cancel
+    const auto choose = +[](OPENFILENAMEW* request) -> BOOL {
+        EXPECT_EQ(request->Flags & OFN_OVERWRITEPROMPT, 0u) << "the page asks by itself";
+        if (files.empty()) return FALSE;
+        lstrcpynW(request->lpstrFile, files.front().c_str(), static_cast<int>(request->nMaxFile));
+        return files.pop_front(), TRUE;
+    };
+    const LibraryFunction save("GetSaveFileNameW", choose);
     TestDirectory directory;
     isController = true;
     const struct {
-        std::deque<std::wstring> files;
+        std::deque<std::wstring> chosen;
         std::deque<int> answers;
         std::wstring boxes;
         std::string old, now;  // what the files hold
@@ -207,7 +205,7 @@ TEST_F(WinlogonPage, ExportsTheControllersToAFileThatIsWholeOrAsItWas) {
                  {{existing}, {IDYES}, question, kListed, kListed}};
     for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);
-        files = c.files;
+        files = c.chosen;
         std::optional<ImportPatch> write;
         if (c.boxes.ends_with(full)) write.emplace(nullptr, "WriteFile", fail);
         Run({[&](HWND sheet) { Ui::Click(Ui::Page(sheet), IDC_WINLOGON_EXPORT); }}, c.answers);
