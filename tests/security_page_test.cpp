@@ -15,6 +15,11 @@ const std::wstring kKey75 = std::wstring(L"Microsoft\\Cryptography\\Defaults\\Pr
 const std::vector<UINT> kControls = {IDC_SECURITY_MODE_SERVICE, IDC_SECURITY_MODE_MEMORY, IDC_SECURITY_CACHING,
                                      IDC_SECURITY_CACHE_SIZE, IDC_SECURITY_DIFFIE_HELLMAN};
 
+template <DWORD result>
+DWORD WINAPI Return() {
+    return result;
+}
+
 // Begins and ends with the provider as it is installed.
 class SecurityPage : public SettingsPageTest<CPropPageConfigCSPSecurity> {
   protected:
@@ -94,11 +99,6 @@ TEST_F(SecurityPage, SaysWhyControlsAreDisabled) {
                                nullptr, nullptr, nullptr, nullptr, nullptr));
     EXPECT_TRUE(IsKeyServiceInstalled());
     DeleteService(service.get());
-}
-
-template <DWORD result>
-DWORD WINAPI Return() {
-    return result;
 }
 
 // What is refused stays changed and is written by the next save, whatever the user answers to the restart.
@@ -213,16 +213,14 @@ TEST_F(SecurityPage, TheModeThatMayBeChosenIsReachedByTheKeyboard) {
 }
 
 TEST_F(SecurityPage, ATypeWhoseKeyMayNotBeWrittenCanNotBeChosen) {
-    const auto refuse = +[](HKEY, LPCWSTR, DWORD, REGSAM, HKEY*) -> LSTATUS { return ERROR_ACCESS_DENIED; };
-    const ImportPatch open(nullptr, "RegOpenKeyExW", refuse);
+    const ImportPatch open(nullptr, "RegOpenKeyExW", &Return<ERROR_ACCESS_DENIED>);
     Look([&](HWND page) { EXPECT_FALSE(Ui::Enabled(page, IDC_SECURITY_TYPE75)); });
 }
 
 TEST_F(SecurityPage, ConfiguresTheProviderThatIsSelected) {
-    const auto refuse = +[](HCRYPTPROV*, LPCWSTR, LPCWSTR, DWORD, DWORD) -> BOOL { return FALSE; };
     Look([&](HWND page) {
         Ui::Click(page, IDC_SECURITY_DIFFIE_HELLMAN);
-        const ImportPatch acquire(nullptr, "CryptAcquireContextW", refuse);
+        const ImportPatch acquire(nullptr, "CryptAcquireContextW", &Return<FALSE>);
         Ui::Select(page, IDC_SECURITY_CSP, 1);
         EXPECT_FALSE(Ui::ApplyEnabled(GetParent(page))) << "the mark set for the former provider";
     });

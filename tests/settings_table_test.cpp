@@ -73,12 +73,12 @@ class SettingsTable : public SettingsTest {
     }
     const StoredNumber& NumberOf(const Row& row) const { return numbers.at(static_cast<size_t>(&row - kRows)); }
     void Set(const Row& row, const Value& value) const { NumberOf(row).Set(value.stored); }
-    void Run(Page page, Steps steps) {
+    void Run(Page page, Steps steps, int restart = IDNO) {
         CPropPageConfigCSPSecurity security;
         CPropPageConfigWLReaders winlogon;
         CPropPageConfigTLS tls;
         CPropertyPage* const pages[] = {&security, &winlogon, &tls};
-        RunPage(*pages[page], std::move(steps), {IDNO});
+        RunPage(*pages[page], std::move(steps), {restart});
     }
     // Opens each page once and calls `look` for its rows.
     void LookAtAll(const std::function<void(HWND page, const Row& row)>& look, Steps further = {}) {
@@ -116,24 +116,29 @@ TEST_F(SettingsTable, AreShownAsTheyAreStored) {
     }
 }
 
+// A restart that is refused is reported, although the value is written.
 TEST_F(SettingsTable, AreWrittenWhenTheyWereChanged) {
+    Restart::refused = L"privilege";
     for (const Row& row : kRows) {
         SCOPED_TRACE(testing::PrintToString(row.Path()));
         const auto& values = row.form.written;
         for (const Value& value : values) {
-            const Value& before = &value == &values[0] ? values.back() : values.front();
+            const bool first = &value == &values[0];
+            const Value& before = first ? values.back() : values.front();
             Set(row, value);
             const std::vector<Stored> wanted = AllStored();
             Set(row, before);
-            Run(row.page, {[&](HWND sheet) {
-                    EXPECT_EQ(Shown(Ui::Page(sheet), row.control), before.shown);
-                    for (const Value& chosen : {value, before, value}) {
-                        Choose(Ui::Page(sheet), row.control, chosen.shown);
-                        EXPECT_EQ(Ui::ApplyEnabled(sheet), chosen.stored == value.stored) << chosen.shown;
-                    }
-                    Ui::Press(sheet, PSBTN_OK);
-                }});
-            EXPECT_EQ(boxes, row.form.asksForRestart ? Texts{kRestartQuestion} : Texts{});
+            const auto change = [&](HWND sheet) {
+                EXPECT_EQ(Shown(Ui::Page(sheet), row.control), before.shown);
+                for (const Value& chosen : {value, before, value}) {
+                    Choose(Ui::Page(sheet), row.control, chosen.shown);
+                    EXPECT_EQ(Ui::ApplyEnabled(sheet), chosen.stored == value.stored) << chosen.shown;
+                }
+                Ui::Press(sheet, PSBTN_OK);
+            };
+            Run(row.page, {change}, first ? IDNO : IDYES);
+            const Texts answered = first ? Texts{kRestartQuestion} : Texts{kRestartQuestion, kSaveFailed};
+            EXPECT_EQ(boxes, row.form.asksForRestart ? answered : Texts{});
             EXPECT_EQ(AllStored(), wanted) << "this value, and no other";
         }
         Set(row, values.front());

@@ -106,22 +106,6 @@ TEST_F(TlsPage, RegistersTheCipherSuitesAnew) {
     }
 }
 
-TEST_F(TlsPage, ARefusedRestartIsReportedAsAFailure) {
-    for (const wchar_t* refused : {L"privilege", L"exit"}) {
-        Restart::refused = refused;
-        credential.Set({});
-        Run({[](HWND sheet) {
-                 Ui::Click(Ui::Page(sheet), IDC_TLS_SERVER_MACHINE_CREDENTIAL);
-                 Apply(sheet);
-             },
-             Modified(true)},
-            {IDYES});
-        EXPECT_EQ(boxes, (Texts{kRestartQuestion, kSaveFailed}));
-        EXPECT_EQ(credential.Get(), Stored(1)) << "although it is written";
-    }
-    EXPECT_EQ(Restart::restarts, 1) << "only with the privilege";
-}
-
 // Not with a later Windows, where the registration's success hides failures before it.
 TEST_F(TlsPage, EveryFailureIsReported) {
     const auto change = [](HWND page) {
