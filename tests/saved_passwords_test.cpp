@@ -14,14 +14,14 @@ struct SavedPasswordsDialog : SettingsTest {
     static void Clear() {
         for (const std::wstring& section : {kUser, kComputer}) support_registry_delete_section(section.c_str());
     }
-    // A section with an entry for each letter: "p" a saved password, others the records of removable carriers.
+    // A section with an entry for each letter: "я" a saved password, others the records of removable carriers.
     static void Put(const std::wstring& section, const std::wstring& entries) {
         support_registry_put_section(section.c_str());
         for (const wchar_t entry : entries) support_registry_put_section((section + L"\\" + entry).c_str());
-        if (entries != L"z") support_registry_put_long((section + L"\\p\\passwd").c_str(), 1);
+        if (entries != L"z") support_registry_put_long((section + L"\\я\\passwd").c_str(), 1);
     }
     static void PutAll() {
-        for (const std::wstring& section : {kUser, kComputer}) Put(section, L"apzб");
+        for (const std::wstring& section : {kUser, kComputer}) Put(section, L"azбя");
     }
     // The sections and entries that there are.
     static std::wstring Left() {
@@ -48,15 +48,15 @@ struct SavedPasswordsDialog : SettingsTest {
 
 TEST_F(SavedPasswordsDialog, OffersWhatThereIsAndCouplesTheBoxes) {
     EXPECT_EQ(Click({}), L"off disabled, off disabled, off disabled, off disabled") << "no sections";
-    Put(kUser, L"p");
+    Put(kUser, L"я");
     EXPECT_EQ(Click({IDC_PASSWORDS_USER}), L"on, off disabled, off disabled, off disabled");
     Put(kUser, L"z");
-    Put(kComputer, L"ap");
+    Put(kComputer, L"aя");
     EXPECT_EQ(Click({IDC_PASSWORDS_USER}), L"on, off, on disabled, off");
     EXPECT_EQ(Click({IDC_PASSWORDS_USER, IDC_PASSWORDS_USER}), L"off, off, on, off");
     const Denied denied(kComputer);
     EXPECT_EQ(Click({}), L"off, off disabled, off, off disabled");
-    EXPECT_EQ(Left(), L"user:pz computer:ap") << "cancelled";
+    EXPECT_EQ(Left(), L"user:zя computer:aя") << "cancelled";
 }
 
 // The library may end a search with any code. The code of a missing function ends none.
@@ -70,8 +70,8 @@ TEST_F(SavedPasswordsDialog, KnowsTheEndOfASearchByTheSectionsOwn) {
             const DWORD error = search(of, entry);
             return error == ERROR_NO_MORE_ITEMS ? end : error;
         });
-    for (const auto& [code, left] : {std::pair{DWORD{ERROR_FILE_NOT_FOUND}, L"user:p computer:apzб"},
-                                     {kFunctionMissing, L"user:apzб computer:apzб"}}) {
+    for (const auto& [code, left] : {std::pair{DWORD{ERROR_FILE_NOT_FOUND}, L"user:я computer:azбя"},
+                                     {kFunctionMissing, L"user:azбя computer:azбя"}}) {
         end = code;
         PutAll();
         Click({IDC_PASSWORDS_USER_MEDIA}, IDOK);
@@ -82,9 +82,9 @@ TEST_F(SavedPasswordsDialog, KnowsTheEndOfASearchByTheSectionsOwn) {
 // A record that can't be deleted is no reason to keep the others.
 TEST_F(SavedPasswordsDialog, DeletesWhatIsChecked) {
     const std::tuple<std::vector<UINT>, const wchar_t*, const wchar_t*> cases[] = {
-        {{IDC_PASSWORDS_COMPUTER}, L"", L"user:apzб"},
-        {{IDC_PASSWORDS_COMPUTER_MEDIA, IDC_PASSWORDS_USER}, L"", L" computer:p"},
-        {{IDC_PASSWORDS_USER_MEDIA}, L"\\a", L"user:ap computer:apzб"}};
+        {{IDC_PASSWORDS_COMPUTER}, L"", L"user:azбя"},
+        {{IDC_PASSWORDS_COMPUTER_MEDIA, IDC_PASSWORDS_USER}, L"", L" computer:я"},
+        {{IDC_PASSWORDS_USER_MEDIA}, L"\\a", L"user:aя computer:azбя"}};
     for (const auto& [checked, kept, left] : cases) {
         PutAll();
         std::optional<Denied> denied;
@@ -104,8 +104,8 @@ TEST_F(SavedPasswordsDialog, SurvivesEveryFailure) {
     Faults("saved passwords", change, [&](const Fault& fault) -> std::string {
         const std::wstring left = Left();
         PutAll();
-        if (fault.point == Fault::kNone) return left == L" computer:p" ? "" : "deletes less";
-        return left.ends_with(L"p") || left.ends_with(L"pz") ? "" : "deletes a password";
+        if (fault.point == Fault::kNone) return left == L" computer:я" ? "" : "deletes less";
+        return left.ends_with(L"я") ? "" : "deletes a password";
     });
 }
 
