@@ -3,7 +3,6 @@
 #include <optional>
 #include <sstream>
 
-#include "applet/services/ParameterEntry.h"
 #include "console/settings/SettingsDocument.h"
 #include "framework/Registry.h"
 #include "settings/WinlogonSettings.h"
@@ -237,16 +236,6 @@ TEST_F(SettingsDocument, EveryFailureLeavesTheStoreAsItWas) {
                  {"support_registry_find", "support_registry_value_long", "support_registry_get_string",
                   "support_registry_get_bool", "support_registry_search_open", "support_registry_search_next",
                   "support_registry_value_name", "RegOpenKeyExW", "RegQueryValueExW", "CryptGetProvParam"});
-}
-
-TEST(ParameterIdentifier, IsTheSameInEveryLanguage) {
-    const auto identifier = [](const std::vector<uint8_t>& entry) {
-        return ReadParameterIdentifier(entry.data(), entry.size());
-    };
-    EXPECT_EQ(identifier({8, 0, 1, 0, '1', '.', '2', 0, 'N', 0, 0, 0}), "1.2") << "text before the name";
-    EXPECT_EQ(identifier({8, 0, 1, 0, '1', 0, '2', 0, 'N', 0}), "31003200") << "bytes after the text";
-    EXPECT_EQ(identifier({2, 0, 1, 0, 'N', 0}), "") << "name within the number";
-    EXPECT_EQ(identifier({5, 0, 0, 0, '4', '2'}), "42") << "string id";
 }
 
 }  // namespace

@@ -177,8 +177,8 @@ TEST_F(SecurityPage, CorrectsTheCacheSizeWithoutAWord) {
     EXPECT_EQ(AllowedCacheSize(0, 64), 1u);
 }
 
-// Neither the cache nor the mode, and no restart is offered.
-TEST(SecuritySettings, AreWrittenInOrderWithoutAProviderOrAModule) {
+// Without a provider nothing is written. With a mode that has no module the defaults are, and no restart is offered.
+TEST(SecuritySettings, NeedAProviderAndAModule) {
     struct Question final : RestartQuestion {
         std::optional<bool> OfferRestart() override { return ADD_FAILURE(), std::nullopt; }
     } question;

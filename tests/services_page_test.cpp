@@ -101,11 +101,19 @@ TEST(ComboParam, SelectsTheLastEntryThatEqualsTheValueAndSavesAnotherOnce) {
     }
 }
 
-TEST(ParameterEntry, ANameEndsWithAZero) {
+// The identifier is the same in every language.
+TEST(ParameterEntry, HasANameThatEndsWithAZeroAndAnIdentifier) {
     const BYTE entry[] = {5, 0, 1, 0, 7, 'A', 0, 0x11, 0x04, 0, 0, 'x', 0};
     ParameterName name;
     EXPECT_TRUE(ReadParameterName(entry, sizeof entry, name));
     EXPECT_EQ(name.text, u"AБ");
+    const std::tuple<const char*, std::vector<BYTE>, std::string> entries[] = {
+        {"text before the name", {8, 0, 1, 0, '1', '.', '2', 0, 'N', 0, 0, 0}, "1.2"},
+        {"bytes after the text", {8, 0, 1, 0, '1', 0, '2', 0, 'N', 0}, "31003200"},
+        {"name within the number", {2, 0, 1, 0, 'N', 0}, ""},
+        {"string id", {5, 0, 0, 0, '4', '2'}, "42"}};
+    for (const auto& [what, bytes, identifier] : entries)
+        EXPECT_EQ(ReadParameterIdentifier(bytes.data(), bytes.size()), identifier) << what;
 }
 
 }  // namespace
