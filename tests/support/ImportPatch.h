@@ -3,18 +3,24 @@
 
 #include <windows.h>
 
+#include <gtest/gtest.h>
+
+#include <string_view>
+
 class ImportPatch {
   public:
     // Patches the import of `function` (its exported name, from whichever library) in `module`'s import table. The test
     // fails when there is none: it would test something else. `module` nullptr: the running program.
     template <class Function>
     ImportPatch(HMODULE module, const char* function, Function* replacement)
-        : ImportPatch(module, function, reinterpret_cast<void*>(replacement), 0) {}
-    ~ImportPatch();
-    ImportPatch(const ImportPatch&) = delete;
-    ImportPatch& operator=(const ImportPatch&) = delete;
+        : slot_(FindSlot(module, function)), original_(slot_ ? *slot_ : nullptr) {
+        EXPECT_TRUE(slot_) << function << " is not imported, so its replacement would never be called";
+        Write(reinterpret_cast<void*>(replacement));
+    }
+    ~ImportPatch() { Write(original_); }
+    ImportPatch(ImportPatch&&) = delete;
 
-    static bool IsImported(HMODULE module, const char* function);
+    static bool IsImported(HMODULE module, std::string_view function) { return FindSlot(module, function) != nullptr; }
 
     // The function that was there before.
     template <class Function>
@@ -23,8 +29,31 @@ class ImportPatch {
     }
 
   private:
-    ImportPatch(HMODULE module, const char* function, void* replacement, int);
+    static void** FindSlot(HMODULE module, std::string_view function) {
+        auto* const image = reinterpret_cast<BYTE*>(module ? module : GetModuleHandleW(nullptr));
+        const auto* headers =
+            reinterpret_cast<IMAGE_NT_HEADERS*>(image + reinterpret_cast<IMAGE_DOS_HEADER*>(image)->e_lfanew);
+        const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+        auto* library = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(image + directory.VirtualAddress);
+        for (; directory.VirtualAddress && library->Name; ++library) {
+            const auto* names = reinterpret_cast<IMAGE_THUNK_DATA*>(image + library->OriginalFirstThunk);
+            auto* slots = reinterpret_cast<IMAGE_THUNK_DATA*>(image + library->FirstThunk);
+            for (; names->u1.AddressOfData; ++names, ++slots) {
+                if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal)) continue;
+                const auto* import = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(image + names->u1.AddressOfData);
+                if (function == reinterpret_cast<const char*>(import->Name))
+                    return reinterpret_cast<void**>(&slots->u1.Function);
+            }
+        }
+        return nullptr;
+    }
+    void Write(void* value) const {
+        DWORD protection = 0;
+        if (!slot_ || !VirtualProtect(slot_, sizeof *slot_, PAGE_READWRITE, &protection)) return;
+        *slot_ = value;
+        VirtualProtect(slot_, sizeof *slot_, protection, &protection);
+    }
 
-    void** slot_;
-    void* original_ = nullptr;
+    void** const slot_;
+    void* const original_;
 };
