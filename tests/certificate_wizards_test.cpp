@@ -39,14 +39,14 @@ class CertificateWizards : public WizardTest {
     const KeptStores kept{};
     // Flags, number of certificates in the additional store (-1: none), key that the certificate has a link to.
     std::vector<std::tuple<DWORD, int, DWORD>> viewed;
-    const StandIn<BOOL(const CRYPTUI_VIEWCERTIFICATE_STRUCTW*, BOOL*)> view{
+    const LibraryFunction view{
         "CryptUIDlgViewCertificateW", [this](const CRYPTUI_VIEWCERTIFICATE_STRUCTW* request, BOOL*) {
             viewed.emplace_back(request->dwFlags, request->cStores ? CountCertificates(request->rghStores[0]) : -1,
                                 ReadKeyLink(*request->pCertContext).value_or(KeyLink{}).keySpec);
             return TRUE;
         }};
     // Shows the first certificate, then chooses it.
-    const StandIn<PCCERT_CONTEXT(const SelectCertificateRequest*)> choose{
+    const LibraryFunction choose{
         "CryptUIDlgSelectCertificateW", [](const SelectCertificateRequest* request) {
             const PCCERT_CONTEXT first = CertEnumCertificatesInStore(request->rghDisplayStores[0], nullptr);
             reinterpret_cast<DisplayCertificate>(request->pDisplayCallback)(first, request->hwndParent, nullptr);
@@ -71,11 +71,10 @@ TEST_F(CertificateWizards, GoFromTheFileToTheStoreWithALink) {
         SCOPED_TRACE(c.name);
         const ToolContainer container(L"vt-w", kNoCertificates, c.machine ? ComputersOf(c.provider) : L"");
         DWORD browsed = 0;  // for a store, and where
-        const StandIn<HCERTSTORE(const SelectStoreRequest*)> browse(
-            "CryptUIDlgSelectStoreW", [&](const SelectStoreRequest* request) {
-                browsed = request->pSources->rgEnumerations->dwFlags;
-                return nullptr;
-            });
+        const LibraryFunction browse("CryptUIDlgSelectStoreW", [&](const SelectStoreRequest* request) -> HCERTSTORE {
+            browsed = request->pSources->rgEnumerations->dwFlags;
+            return nullptr;
+        });
         const Step summary = [&](HWND sheet) {
             const Texts rows = Rows(sheet, IDC_INSTALL_SUMMARY);
             EXPECT_EQ(rows.at(1), L"  from file|" + shownPath);
@@ -152,7 +151,7 @@ TEST_F(CertificateWizards, RefuseTheKeyOfAnotherCertificate) {
 
 TEST_F(CertificateWizards, TakeFilesWithCertificatesOnly) {
     const std::wstring several = kData + L"several.p7b";
-    const StandIn<BOOL(OPENFILENAMEW*)> open("GetOpenFileNameW", [&](OPENFILENAMEW* request) {
+    const LibraryFunction open("GetOpenFileNameW", [&](OPENFILENAMEW* request) {
         EXPECT_EQ(request->Flags & ~DWORD{OFN_EXPLORER}, 0x00A01C09u);
         lstrcpyW(request->lpstrFile, several.c_str());
         return TRUE;
@@ -263,7 +262,7 @@ TEST_F(CertificateWizards, TellOfTheCertificatesInAContainer) {
 }
 
 TEST_F(CertificateWizards, InstallWhatAContainerHolds) {
-    const StandIn<BOOL(HCRYPTPROV)> setDefault("SetThreadDefaultCryptProv", [&](HCRYPTPROV provider) {
+    const LibraryFunction setDefault("SetThreadDefaultCryptProv", [&](HCRYPTPROV provider) {
         EXPECT_EQ(provider, 0u);
         EXPECT_EQ(viewed.size(), 1u) << "set before the certificate was shown";
         viewed.emplace_back();

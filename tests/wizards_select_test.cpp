@@ -153,20 +153,19 @@ TEST_F(Selection, ACertificateLeadsToItsContainer) {
     const UniqueCertificate own = SelfSigned();
     CertAddCertificateContextToStore(SystemStore(L"My").get(), own.get(), CERT_STORE_ADD_ALWAYS, nullptr);
     bool machineToo = false;
-    const StandIn<PCCERT_CONTEXT(const SelectCertificateRequest*)> choose(
-        "CryptUIDlgSelectCertificateW", [&](const SelectCertificateRequest* request) {
-            EXPECT_EQ(request->cDisplayStores, machineToo ? 2u : 1u);
-            EXPECT_TRUE(FindTestCertificate(request->rghDisplayStores[0]));
-            EXPECT_EQ(request->dwDontUseColumn, DWORD{CRYPTUI_SELECT_LOCATION_COLUMN});
-            for (const auto& [key, offered] :
-                 {std::pair("1.2.643.2.2.19", TRUE), {"1.2.643.2.2.20", TRUE}, {"1.2.643.2.2.199", FALSE}}) {
-                CERT_INFO information{};
-                information.SubjectPublicKeyInfo.Algorithm.pszObjId = const_cast<char*>(key);
-                const CERT_CONTEXT certificate{0, nullptr, 0, &information, nullptr};
-                EXPECT_EQ(request->pFilterCallback(&certificate, nullptr, nullptr), offered) << key;
-            }
-            return CertDuplicateCertificateContext(own.get());
-        });
+    const LibraryFunction choose("CryptUIDlgSelectCertificateW", [&](const SelectCertificateRequest* request) {
+        EXPECT_EQ(request->cDisplayStores, machineToo ? 2u : 1u);
+        EXPECT_TRUE(FindTestCertificate(request->rghDisplayStores[0]));
+        EXPECT_EQ(request->dwDontUseColumn, DWORD{CRYPTUI_SELECT_LOCATION_COLUMN});
+        for (const auto& [key, offered] :
+             {std::pair("1.2.643.2.2.19", TRUE), {"1.2.643.2.2.20", TRUE}, {"1.2.643.2.2.199", FALSE}}) {
+            CERT_INFO information{};
+            information.SubjectPublicKeyInfo.Algorithm.pszObjId = const_cast<char*>(key);
+            const CERT_CONTEXT certificate{0, nullptr, 0, &information, nullptr};
+            EXPECT_EQ(request->pFilterCallback(&certificate, nullptr, nullptr), offered) << key;
+        }
+        return CertDuplicateCertificateContext(own.get());
+    });
     const struct {
         const char* name;
         const wchar_t *container, *provider;  // of the link; container nullptr: none

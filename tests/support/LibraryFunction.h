@@ -1,45 +1,57 @@
-// Stands in for a function that the running program looks up by name in a library at run time.
+// Stands in for functions that the running program looks up by name in a library at run time.
 #pragma once
 
-#include <map>
-#include <string>
+#include <windows.h>
+
+#include <functional>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "tests/support/ImportPatch.h"
 
+// Holds for look-ups in the running program's own code, until the object is gone.
 class LibraryFunction {
   public:
-    // `replacement` nullptr: as if the library lacked the function. Holds for look-ups from now on, in the running
-    // program's own code, until the object is gone.
-    template <class Function>
-    LibraryFunction(const char* name, Function* replacement) : name_(name) {
-        replacements_[name] = reinterpret_cast<void*>(replacement);
+    // Gets the name and what was found under it, and returns what takes its place.
+    using Replace = std::function<void*(std::string_view name, void* found)>;
+    explicit LibraryFunction(Replace replace) : replace_(std::move(replace)) {
         Patch();
+        objects_.push_back(this);
     }
-    LibraryFunction(const char* name, std::nullptr_t) : LibraryFunction(name, static_cast<void*>(nullptr)) {}
-    ~LibraryFunction() { replacements_.erase(name_); }
+    // `replacement` nullptr: as if the library lacked the function.
+    template <class Function>
+    LibraryFunction(std::string_view name, Function* replacement)
+        : LibraryFunction([=](std::string_view wanted, void* found) {
+              return wanted == name ? reinterpret_cast<void*>(replacement) : found;
+          }) {}
+    LibraryFunction(std::string_view name, std::nullptr_t) : LibraryFunction(name, static_cast<void*>(nullptr)) {}
+    // A lambda that captures stands in for one function at a time.
+    template <class Lambda>
+    LibraryFunction(std::string_view name, Lambda lambda)
+        : LibraryFunction(name, PointerTo<Lambda>(std::function(std::move(lambda)))) {}
+    ~LibraryFunction() { std::erase(objects_, this); }
     LibraryFunction(LibraryFunction&&) = delete;
 
-    // The names looked up while one of these objects was there, those of other functions too.
-    static const std::map<std::string, int>& LookUps() { return lookUps_; }
-    static void ForgetLookUps() { lookUps_.clear(); }
-
   private:
+    template <class Lambda, class Result, class... Arguments>
+    static auto PointerTo(std::function<Result(Arguments...)> called) {
+        static std::function<Result(Arguments...)> current;
+        current = std::move(called);
+        return +[](Arguments... arguments) -> Result { return current(arguments...); };
+    }
     static const ImportPatch& Patch() {
         static const ImportPatch patch(nullptr, "GetProcAddress", &Look);
         return patch;
     }
     static FARPROC WINAPI Look(HMODULE module, LPCSTR name) {
-        if (HIWORD(reinterpret_cast<ULONG_PTR>(name)) != 0) {
-            ++lookUps_[name];
-            if (const auto found = replacements_.find(name); found != replacements_.end()) {
-                if (!found->second) SetLastError(ERROR_PROC_NOT_FOUND);
-                return reinterpret_cast<FARPROC>(found->second);
-            }
-        }
-        return Patch().Original<decltype(Look)>()(module, name);
+        void* found = reinterpret_cast<void*>(Patch().Original<decltype(Look)>()(module, name));
+        if (!IS_INTRESOURCE(name))
+            for (const LibraryFunction* object : objects_) found = object->replace_(name, found);
+        if (!found) SetLastError(ERROR_PROC_NOT_FOUND);
+        return reinterpret_cast<FARPROC>(found);
     }
 
-    static inline std::map<std::string, void*> replacements_;
-    static inline std::map<std::string, int> lookUps_;
-    const std::string name_;
+    static inline std::vector<const LibraryFunction*> objects_;
+    const Replace replace_;
 };

@@ -26,6 +26,5 @@ class SpokenLanguage {
 
 // No library has any function while the object lives, which is to the services as if the support library were missing.
 struct NoSupport {
-    static FARPROC WINAPI FindNothing(HMODULE, LPCSTR) { return nullptr; }
-    const ImportPatch lookUp{nullptr, "GetProcAddress", &FindNothing};
+    const LibraryFunction none{[](std::string_view, void*) -> void* { return nullptr; }};
 };
