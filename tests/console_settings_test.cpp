@@ -225,7 +225,7 @@ TEST_F(SettingsDocument, EveryFailureLeavesTheStoreAsItWas) {
         return report.notPutBack.empty() ? FirstDifference(initial, now) : "";
     };
     prepare();
-    FaultInjection(nullptr, FaultInjection::Support::Included)
+    FaultInjection(FaultInjection::Support::Included)
         .Survive("settings apply",
                  [&] {
                      report = {.written = {}, .failed = {{L"", {DWORD(E_OUTOFMEMORY)}}}, .notPutBack = {}};

@@ -1,38 +1,32 @@
-// Replaces the calls of CryptoAPI and of the certificate functions that the running program makes, as far as it imports
-// them, while the object lives. Of several objects the one made last is asked first.
+// Replaces the functions that SystemFunctions() names while the object lives, as far as the running program imports
+// them. Of several objects the one made last is asked first.
 #pragma once
 
 #include <windows.h>
+#include <wincrypt.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
+#include <deque>
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 #include "tests/support/ImportPatch.h"
-
-template <class... Names>
-constexpr std::array<const char*, sizeof...(Names)> NamesOf(Names... names) {
-    return {names...};
-}
-inline constexpr auto kPatchedCalls = NamesOf(
-    "CryptAcquireContextW", "CryptReleaseContext", "CryptGetProvParam", "CryptSetProvParam", "CryptEnumProvidersW",
-    "CryptGenKey", "CryptDuplicateKey", "CryptGetUserKey", "CryptGetKeyParam", "CryptSetKeyParam", "CryptExportKey",
-    "CryptImportKey", "CryptDestroyKey", "CryptSignHashW", "CryptVerifySignatureW", "CryptFindOIDInfo", "CertOpenStore",
-    "CertAddCertificateContextToStore", "CertAddEncodedCertificateToStore", "CertGetCertificateContextProperty",
-    "CertSetCertificateContextProperty", "CryptSetKeyIdentifierProperty");
+#include "tests/support/SystemFunctions.h"
 
 class CryptCalls {
   public:
-    using Word = ULONG_PTR;  // the form of every argument and result on x64
-    using Arguments = std::array<Word, 6>;
-    using Function = Word WINAPI(Word, Word, Word, Word, Word, Word);
+    // On x64 every argument that isn't a floating-point number travels in the same way, and one too many does no harm,
+    // so a single shape of replacement does for all functions.
+    using Word = ULONG_PTR;
+    using Arguments = std::array<Word, 12>;
+    using Function = Word WINAPI(Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word, Word);
     struct Call {
         std::string_view name;
         Arguments a;
@@ -52,36 +46,47 @@ class CryptCalls {
     }
 
     explicit CryptCalls(Handler handler) : handler_(std::move(handler)) {
-        if (objects_.empty()) Patch(std::make_index_sequence<std::size(kPatchedCalls)>());
         objects_.push_back(this);
+        for (size_t i = 0; objects_.size() == 1 && i < SystemFunctions().size(); ++i)
+            if (const char* name = SystemFunctions()[i].name; ImportPatch::IsImported(nullptr, name))
+                originals_.at(i) = patches_.emplace_back(nullptr, name, EntryOf(i)).Original<Function>();
     }
     ~CryptCalls() {
         std::erase(objects_, this);
-        if (objects_.empty()) patches_ = {};
+        if (objects_.empty()) patches_.clear();
     }
-    CryptCalls(const CryptCalls&) = delete;
-    CryptCalls& operator=(const CryptCalls&) = delete;
+    CryptCalls(CryptCalls&&) = delete;
+
+    // For a function that was found by its name: what replaces it from now on.
+    static void* Replacement(std::string_view name, void* found) {
+        const auto at = std::ranges::find(SystemFunctions(), name, &SystemFunction::name);
+        const auto i = static_cast<size_t>(at - SystemFunctions().begin());
+        if (at == SystemFunctions().end() || !found) return found;
+        if (!originals_.at(i)) originals_.at(i) = reinterpret_cast<Function*>(found);
+        return reinterpret_cast<void*>(EntryOf(i));
+    }
 
   private:
     static Word Make(size_t function, size_t handlers, const Arguments& a) {
-        if (handlers > 0) return objects_[handlers - 1]->handler_({kPatchedCalls[function], a, function, handlers - 1});
-        return patches_[function]->Original<Function>()(a[0], a[1], a[2], a[3], a[4], a[5]);
+        if (handlers == 0) return std::apply(originals_[function], a);
+        return objects_[handlers - 1]->handler_({SystemFunctions()[function].name, a, function, handlers - 1});
     }
-    template <size_t index>
-    static Word WINAPI Entry(Word a0, Word a1, Word a2, Word a3, Word a4, Word a5) {
-        return Make(index, objects_.size(), {a0, a1, a2, a3, a4, a5});
+    template <size_t function, class... Words>
+    static Word WINAPI Entry(Words... words) {
+        return Make(function, objects_.size(), {words...});
     }
-    template <size_t... indices>
-    static void Patch(std::index_sequence<indices...>) {
-        const auto patch = [](const char* name, Function* entry) {
-            return ImportPatch::IsImported(nullptr, name) ? std::make_unique<ImportPatch>(nullptr, name, entry)
-                                                          : nullptr;
-        };
-        ((patches_[indices] = patch(kPatchedCalls[indices], &Entry<indices>)), ...);
+    static Function* EntryOf(size_t function) {
+        static constexpr auto entries = []<size_t... functions>(std::index_sequence<functions...>) {
+            return std::array<Function*, kMost>{&Entry<functions>...};
+        }
+        (std::make_index_sequence<kMost>());
+        return entries.at(function);
     }
 
+    static constexpr size_t kMost = 128;  // functions
     static inline std::vector<CryptCalls*> objects_;
-    static inline std::array<std::unique_ptr<ImportPatch>, std::size(kPatchedCalls)> patches_;
+    static inline std::deque<ImportPatch> patches_;
+    static inline std::array<Function*, kMost> originals_;
     Handler handler_;
 };
 

@@ -1,5 +1,5 @@
-// Lets the system's calls of a module fail, one after the other, and counts its handles. The module's import table is
-// patched; calls that the system's libraries make inside are not. A scenario runs once without a fault, which counts
+// Lets the system's calls of the running program fail, one after the other, and counts its handles. Calls that the
+// system's libraries make inside are left alone. A scenario runs once without a fault, which counts
 // the calls that can fail: the points. Then it runs once for each point, with that call failing; at the first and the
 // last call of each function once more, with all calls after it failing, too; and once for each place where the panel's
 // code allocates memory, with no memory there. Every call that succeeds changes the thread's last error, closing ones
@@ -16,8 +16,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "tests/support/SystemFunctions.h"
 
 // The calls that a run lets fail.
 struct Fault {
@@ -38,12 +36,10 @@ class FaultInjection {
                                             // although neither the user nor the code had changed anything since
     };
 
-    // The support library isn't imported but looked up. When it is `Included`, the running program's look-ups of its
-    // known functions are patched too; the test forgets what was looked up before, and again after the end.
+    // The support library isn't imported but looked up. When it is `Included`, the functions of SystemFunctions() that
+    // the running program looks up are replaced too, besides those that it imports.
     enum class Support { Left, Included };
-
-    // `module` nullptr: the running program. What it imports of the known functions is patched until the end.
-    explicit FaultInjection(HMODULE module = nullptr, Support support = Support::Left);
+    explicit FaultInjection(Support support = Support::Left);
     ~FaultInjection();
     FaultInjection(const FaultInjection&) = delete;
     FaultInjection& operator=(const FaultInjection&) = delete;
@@ -51,33 +47,20 @@ class FaultInjection {
     // Runs the scenario as often as it takes and prints its figure under the name. `inspect` looks, with nothing
     // failing, at what a run left, and says what is wrong with it; empty when nothing is. The last run has no fault
     // again. `distance` above 1: the first call of each function is tried, and one point in so many.
+    using Scenario = std::function<void()>;
     using Inspect = std::function<std::string(const Fault& fault)>;
-    Figure Run(const char* name, const std::function<void()>& scenario, const Inspect& inspect,
-               std::size_t distance = 1);
+    Figure Run(const char* name, const Scenario& scenario, const Inspect& inspect, std::size_t distance = 1);
 
     // The same; each problem and each repeated call fails the test, but for calls of the functions `again`. The number
     // of points.
-    std::size_t Survive(const char* name, const std::function<void()>& scenario, const Inspect& inspect,
-                        std::size_t distance = 1, const std::set<std::string_view>& again = {});
+    std::size_t Survive(const char* name, const Scenario& scenario, const Inspect& inspect, std::size_t distance = 1,
+                        const std::set<std::string_view>& again = {});
 
     // What was asked so far may be asked again: the user has acted.
     static void ForgetQuestions();
-
-  private:
-    // One run; what was wrong with it in words.
-    static std::string RunOnce(const std::function<void()>& scenario, const Inspect& inspect, Fault fault);
-    // The same scenario with each place of the panel's code that allocates memory failing once.
-    static void RunWithoutMemory(const char* name, const std::function<void()>& scenario, const Inspect& inspect,
-                                 Figure& figure);
+    // Whether there was no memory in this run.
+    static bool LacksMemory();
 };
 
 // The distance for a wizard whose engine has a loop of its own for all its points.
 constexpr std::size_t kTenth = 10;
-
-// A fixture whose own patches are called before the injection's, so that they see the calls that fail too.
-template <class Fixture>
-struct UnderFaults : Fixture {
-    static void SetUpTestSuite() { injection.emplace(); }
-    static void TearDownTestSuite() { injection.reset(); }
-    static inline std::optional<FaultInjection> injection;
-};

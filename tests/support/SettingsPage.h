@@ -91,8 +91,7 @@ class SettingsTest : public testing::Test {
     // own loop tries each call.
     static size_t Faults(const char* name, const std::function<void()>& scenario,
                          const FaultInjection::Inspect& inspect, const std::set<std::string_view>& again = {}) {
-        return FaultInjection(nullptr, FaultInjection::Support::Included)
-            .Survive(name, scenario, inspect, kTenth, again);
+        return FaultInjection(FaultInjection::Support::Included).Survive(name, scenario, inspect, kTenth, again);
     }
 
     SpokenLanguage language{kEnglish};

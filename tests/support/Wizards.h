@@ -25,24 +25,6 @@ inline Steps operator+(Steps left, const Steps& right) {
     return left;
 }
 
-// Does what a function of a library would, which the wizards look up at run time. One object at a time for each
-// signature.
-template <class Signature>
-class StandIn;
-template <class Result, class... Arguments>
-class StandIn<Result(Arguments...)> {
-  public:
-    StandIn(const char* name, std::function<Result(Arguments...)> act) : act_(std::move(act)), function_(name, &Call) {
-        self_ = this;
-    }
-
-  private:
-    static Result WINAPI Call(Arguments... arguments) { return self_->act_(arguments...); }
-    static inline StandIn* self_;
-    std::function<Result(Arguments...)> act_;
-    LibraryFunction function_;
-};
-
 // A message with a text of the string table.
 inline Box Told(UINT style, UINT id, const Insert& first = {}, const Insert& second = {}) {
     return {style, FormatStringId(id, first, second)};
@@ -128,25 +110,4 @@ class WizardTest : public testing::Test {
         twice_ |= !before == !client_;
         return CryptCalls::Fail(ERROR_INVALID_PARAMETER);  // as systems do that require a provider
     }};
-};
-
-// Wizards some of whose calls fail: one in ten, since their engines have loops of their own for all.
-template <class Fixture>
-struct TorturedWizards : UnderFaults<Fixture> {
-    template <class Wizard>
-    void Survive(const char* name, const Steps& steps, const FaultInjection::Inspect& verdict) {
-        const auto run = [&] {
-            ShownBoxes::shown.clear();
-            finished = false;
-            const ModalScript script(steps);
-            finished = Wizard(nullptr).DoModal() == ID_WIZFINISH;
-        };
-        const auto inspect = [&](const Fault& fault) -> std::string {
-            const std::string problem = verdict(fault);
-            if (!this->ClientIsReset()) return "the client window stays";
-            return finished || fault.point != Fault::kNone ? problem : "unfinished without a fault";
-        };
-        this->injection->Survive(name, run, inspect, kTenth);
-    }
-    bool finished = false;  // the last run
 };
