@@ -7,7 +7,6 @@
 #include <fstream>
 
 #include "settings/FileVersions.h"
-#include "tests/support/ClipboardText.h"
 #include "tests/support/Directory.h"
 #include "tests/support/ModuleFiles.h"
 #include "tests/support/SettingsPage.h"
@@ -133,7 +132,7 @@ TEST_F(AdvancedPage, ShowsSortsAndCopiesTheList) {
                     Ui::Click(page, IDC_ADVANCED_COPY);
                 }
                 EXPECT_EQ(Arrows(list, arrow), arrows);
-                EXPECT_EQ(ClipboardText(), text) << column;
+                EXPECT_EQ(Ui::ClipboardText(), text) << column;
             }
         });
     }

@@ -24,7 +24,7 @@ class TestDialog : public CDialog {
     INT_PTR Run(std::vector<ModalScript::Step> steps, HWND owner = nullptr) {
         const ModalScript script(std::move(steps));
         const INT_PTR result = DoModal(owner);
-        for (const ShownBox& box : script.Boxes()) boxes.push_back(box.text);
+        boxes = script.Boxes();
         return result;
     }
 

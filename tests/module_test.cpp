@@ -81,7 +81,7 @@ TEST(Module, OpensWithoutItsSupportLibrary) {
     CopyFileW((ProgramDirectory() + L"kvcsp.dll").c_str(), library.c_str(), FALSE);
     Panel panel(path);
     const ModalScript script({[](HWND sheet) {
-        EXPECT_EQ(Ui::PageCount(sheet), 8);
+        EXPECT_EQ(TabCtrl_GetItemCount(PropSheet_GetTabControl(sheet)), 8);
         EXPECT_FALSE(Ui::Enabled(Ui::Page(sheet), IDC_GENERAL_USER_LANGUAGE));
         EXPECT_FALSE(Ui::ApplyEnabled(sheet));
     }});

@@ -33,7 +33,7 @@ TEST(SoftcspDialogs, EndWithTheirTimeLimitAlsoBehindAMessage) {
         Ui::Click(dialog, IDOK);
     };
     const auto stillOpen = [](HWND) { ADD_FAILURE() << "The dialog is still open."; };
-    ModalScript script({type, stillOpen}, {0});  // nobody closes the message
+    const ModalScript script({type, stillOpen}, ModalScript::Messages::Left);
     EXPECT_EQ(AskNewPassword(nullptr, L"c", password), DWORD{ERROR_CANCELLED});
     EXPECT_EQ(password.Text(), L"kept");
 }
