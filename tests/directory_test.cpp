@@ -69,17 +69,13 @@ TEST_F(Directory, SurvivesTheFailureOfEachCall) {
         const bool first = repaired.Failed().code == static_cast<DWORD>(directory.CodeOf(directory.failing));
         return first && (directory.entries == entries || directory.calls.back().starts_with(L"Set"));
     };
-    for (const std::function<bool()>& scenario : std::vector<std::function<bool()>>{list, templates, repair}) {
-        directory.Forget();
-        EXPECT_TRUE(scenario());
-        const size_t points = directory.calls.size();
-        for (size_t point = 0; point < points; ++point) {
+    for (const std::function<bool()>& scenario : {std::function<bool()>(list), {templates}, {repair}}) {
+        for (size_t point = 0; directory.calls.size() >= point; ++point) {
             directory.entries = entries;
             directory.Forget(point);
-            EXPECT_TRUE(scenario()) << directory.calls.at(point) << " at " << point;
-            EXPECT_EQ(directory.objects, 0);
+            EXPECT_TRUE(scenario()) << point << " of " << testing::PrintToString(directory.calls);
+            EXPECT_EQ(directory.objects, 0) << point;
         }
-        directory.entries = entries;
     }
 }
 

@@ -9,11 +9,7 @@
 
 #include "tests/support/ModalScript.h"
 
-extern "C" {
-LONG APIENTRY CPlApplet(HWND window, UINT message, LPARAM lParam1, LPARAM lParam2) noexcept;
-void APIENTRY WizChangePassword(HWND parent) noexcept;
-void APIENTRY WizDeleteContainer(HWND parent) noexcept;
-}
+extern "C" LONG APIENTRY CPlApplet(HWND window, UINT message, LPARAM lParam1, LPARAM lParam2) noexcept;
 
 // Between CPL_INIT and CPL_EXIT.
 class PanelSession {

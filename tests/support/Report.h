@@ -3,21 +3,18 @@
 
 #include <windows.h>
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "csp/CheckRows.h"
+#include "framework/Text.h"
 
 using ReportTexts = std::vector<std::wstring>;  // rows; a label and a value are separated by "|"
 
 // As lines in UTF-8: a test that compares them shows which lines differ.
 inline std::string Lines(const ReportTexts& rows) {
     std::string lines;
-    for (const std::wstring& row : rows) {
-        const std::u8string text = std::filesystem::path(row).u8string();
-        lines.append(text.begin(), text.end()) += '\n';
-    }
+    for (const std::wstring& row : rows) lines += ToUtf8(row) + '\n';
     return lines;
 }
 
