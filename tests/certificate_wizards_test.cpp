@@ -245,9 +245,7 @@ TEST_F(CertificateWizards, TellOfTheCertificatesInAContainer) {
         SCOPED_TRACE(c.name);
         const ToolContainer container(L"vt-w", c.options);
         if (*c.change) container.Set(c.change);
-        const CryptCalls calls([&](const CryptCalls::Call& call) {
-            return call.name == c.failing ? CryptCalls::Fail(ERROR_CRC) : call();
-        });
+        const CryptCalls calls = Failing(c.failing, ERROR_CRC);
         viewed.clear();
         Run<CWizardCertificateOnContainer>({Type(L"vt-w"), next, [&](HWND sheet) {
                                                 const HWND page = Ui::Page(sheet);

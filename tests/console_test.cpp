@@ -4,8 +4,8 @@
 #include "console/Language.h"
 #include "console/Program.h"
 #include "tests/support/Certificates.h"
+#include "tests/support/CryptCalls.h"
 #include "tests/support/FaultInjection.h"
-#include "tests/support/ImportPatch.h"
 #include "tests/support/Provider.h"
 #include "tests/support/Report.h"
 
@@ -208,17 +208,13 @@ TEST_F(TorturedCommands, DoctorSurvives) {
 // Another program removes a container after its name was listed.
 TEST_F(TorturedCommands, ListGoesOnWithoutAContainerThatVanishes) {
     RunTool(L"create \"vt console copy\"");
-    static ImportPatch* patch;
-    static bool vanished;
-    const auto acquire = [](HCRYPTPROV* context, LPCWSTR name, LPCWSTR provider, DWORD type, DWORD flags) {
-        const auto original = patch->Original<decltype(CryptAcquireContextW)>();
-        HCRYPTPROV none = 0;
-        if (name && std::wcscmp(name, kCopyName) == 0 && !std::exchange(vanished, true))
-            original(&none, name, provider, type, flags | CRYPT_DELETEKEYSET);
-        return original(context, name, provider, type, flags);
-    };
-    ImportPatch replaced(nullptr, "CryptAcquireContextW", +acquire);
-    patch = &replaced;
+    bool vanished = false;
+    const CryptCalls calls([&](const CryptCalls::Call& call) {
+        const bool opens =
+            call.name == "CryptAcquireContextW" && call.a[1] && kCopyName == std::wstring(call.At<const wchar_t*>(1));
+        if (opens && !std::exchange(vanished, true)) Remove(kCopyName);
+        return call();
+    });
     Output output(out.Handle(), err.Handle());
     const std::vector<std::wstring> arguments = {L"list", L"--json", L"--silent", L"--provider", kProvider75};
     EXPECT_EQ(RunConsole(arguments, output), ExitCode::Found);

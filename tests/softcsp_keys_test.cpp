@@ -53,7 +53,7 @@ TEST(SoftcspKeys, FailWithTheCodesThatAreDocumented) {
     UniqueCryptHash hash;
     ASSERT_EQ(ErrorOf(CryptCreateHash(provider, kHash, 0, 0, hash.put())), 0);
     ASSERT_EQ(ErrorOf(CryptHashData(hash.get(), kText, sizeof kText, 0)), 0);
-    Bytes point = ExportedKey(exchange.get(), PUBLICKEYBLOB);
+    Bytes point = ReadBytes(KeyBlobQuery(exchange.get(), 0, PUBLICKEYBLOB)).ValueOr({});
     BYTE value[32];
     CCryptProvContext context;
     ASSERT_TRUE(context.Acquire(CRYPT_VERIFYCONTEXT, nullptr, nullptr, 75));

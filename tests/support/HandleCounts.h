@@ -33,18 +33,15 @@ inline unsigned GdiHandles() {
     return count;
 }
 
-inline BOOL CALLBACK CountWindow(HWND window, LPARAM count) {
-    DWORD process = 0;
-    GetWindowThreadProcessId(window, &process);
-    if (process != GetCurrentProcessId()) return TRUE;
-    ++*reinterpret_cast<unsigned*>(count);
-    if (GetAncestor(window, GA_PARENT) == GetDesktopWindow()) EnumChildWindows(window, &CountWindow, count);
-    return TRUE;
-}
-
 inline unsigned Windows() {
     unsigned count = 0;
-    EnumWindows(&CountWindow, reinterpret_cast<LPARAM>(&count));
+    const auto take = [](HWND window, LPARAM all) -> BOOL {
+        DWORD process = 0;
+        GetWindowThreadProcessId(window, &process);
+        *reinterpret_cast<unsigned*>(all) += process == GetCurrentProcessId();
+        return TRUE;
+    };
+    EnumWindows(take, reinterpret_cast<LPARAM>(&count));
     return count;
 }
 

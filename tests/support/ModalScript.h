@@ -96,26 +96,35 @@ inline std::wstring ClipboardText() {
     return text;
 }
 
+// The thread's top-level windows of this class.
+inline std::vector<HWND> Windows(const std::wstring& className) {
+    std::vector<HWND> windows;
+    const auto take = [](HWND window, LPARAM all) -> BOOL {
+        reinterpret_cast<std::vector<HWND>*>(all)->push_back(window);
+        return TRUE;
+    };
+    EnumThreadWindows(GetCurrentThreadId(), take, reinterpret_cast<LPARAM>(&windows));
+    std::erase_if(windows, [&](HWND window) {
+        wchar_t name[32] = L"";
+        GetClassNameW(window, name, 32);
+        return name != className;
+    });
+    return windows;
+}
+
 // The tip that the mouse finds over the middle of a control that is disabled, which lets it through to the dialog.
 inline std::wstring TipBehind(HWND dialog, UINT id) {
-    static wchar_t text[300];
-    static TTHITTESTINFOW search;
     const HWND control = GetDlgItem(dialog, static_cast<int>(id));
     if (IsWindowEnabled(control)) return {};
     RECT place;
     GetWindowRect(control, &place);
-    search = {dialog, {(place.left + place.right) / 2, (place.top + place.bottom) / 2}, {}};
+    wchar_t text[300] = L"";
+    TTHITTESTINFOW search{dialog, {(place.left + place.right) / 2, (place.top + place.bottom) / 2}, {}};
     ScreenToClient(dialog, &search.pt);
-    text[0] = L'\0';
-    const auto ask = [](HWND window, LPARAM) -> BOOL {
-        wchar_t name[32] = L"";
-        GetClassNameW(window, name, 32);
-        if (lstrcmpW(name, TOOLTIPS_CLASSW) != 0) return TRUE;
-        search.ti.cbSize = sizeof search.ti;
-        search.ti.lpszText = text;
-        return !SendMessageW(window, TTM_HITTESTW, 0, reinterpret_cast<LPARAM>(&search));
-    };
-    EnumThreadWindows(GetCurrentThreadId(), ask, 0);
+    search.ti.cbSize = sizeof search.ti;
+    search.ti.lpszText = text;
+    for (const HWND tips : Windows(TOOLTIPS_CLASSW))
+        if (SendMessageW(tips, TTM_HITTESTW, 0, reinterpret_cast<LPARAM>(&search))) break;
     return text;
 }
 
@@ -123,17 +132,10 @@ constexpr UINT kBoxText = 0xFFFF;  // in a message box
 
 // The frontmost property sheet or dialog of this thread that takes input and is a message box, or isn't.
 inline HWND Current(bool box = false) {
-    static std::pair<bool, HWND> sought;
-    sought = {box, nullptr};
-    const auto take = [](HWND window, LPARAM) -> BOOL {
-        wchar_t name[16] = L"";
-        GetClassNameW(window, name, 16);
-        const bool dialog = IsWindowVisible(window) && IsWindowEnabled(window) && lstrcmpW(name, L"#32770") == 0;
-        if (dialog && (GetDlgItem(window, kBoxText) != nullptr) == sought.first) sought.second = window;
-        return !sought.second;
-    };
-    EnumThreadWindows(GetCurrentThreadId(), take, 0);
-    return sought.second;
+    for (const HWND window : Windows(L"#32770"))
+        if (IsWindowVisible(window) && IsWindowEnabled(window) && (GetDlgItem(window, kBoxText) != nullptr) == box)
+            return window;
+    return nullptr;
 }
 
 }  // namespace Ui

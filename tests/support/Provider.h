@@ -47,12 +47,9 @@ class TestContainer {
     CCryptProvContext context_;
 };
 
-// Values; empty when the call fails.
+// Empty when the call fails.
 inline TestBytes KeyParameter(HCRYPTKEY key, DWORD parameter) {
     return ReadBytes(KeyQuery(key, parameter)).ValueOr({});
-}
-inline TestBytes ExportedKey(HCRYPTKEY key, DWORD type, HCRYPTKEY by = 0) {
-    return ReadBytes(KeyBlobQuery(key, by, type)).ValueOr({});
 }
 
 // A container made by the software provider's tool, there while the object lives. `place` says to the tool where it is.

@@ -24,7 +24,6 @@ const struct {
     {{"CryptGetProvParam"}, {"h=?.+", WithFalse, kFail}},
     {{"CryptGetUserKey"}, {"h=", WithFalse, DWORD(NTE_NO_KEY), "CryptDestroyKey", 2}},
     {{"CryptGenKey"}, {kChanges, WithFalse, kNoMemory, "CryptDestroyKey", 3}},
-    {{"CryptDeriveKey"}, {kNoQuestion, WithFalse, kNoMemory, "CryptDestroyKey", 4}},
     {{"CryptDuplicateKey"}, {kNoQuestion, WithFalse, kNoMemory, "CryptDestroyKey", 3}},
     {{"CryptImportKey"}, {kChanges, WithFalse, kBadKey, "CryptDestroyKey", 5}},
     {{"CryptExportKey"}, {"hh==?", WithFalse, kBadKey}},

@@ -34,7 +34,7 @@ struct DirectoryCalls {
         if (call == trouble) return E_ADS_OBJECT_UNBOUND;
         return number == failing ? CodeOf(number) : S_OK;
     }
-    void Forget(size_t nextFailing = kNone) {
+    void Forget(size_t nextFailing) {
         calls.clear();
         failing = nextFailing;
     }
@@ -73,7 +73,6 @@ class DirectoryObject final : DirectoryInterfaces {
         ++directory_.objects;
     }
     ~DirectoryObject() override { --directory_.objects; }
-    IADs* Get() { return this; }
     static HRESULT Open(DirectoryCalls& directory, const std::wstring& path, REFIID iid, void** object) {
         if (const HRESULT result = directory.Note(L"Open " + path.substr(0, 6)); FAILED(result)) return result;
         auto* opened = new DirectoryObject(directory, path);
@@ -101,7 +100,7 @@ class DirectoryObject final : DirectoryInterfaces {
         return Open(directory_, path, IID_IDispatch, reinterpret_cast<void**>(object));
     }
     HRESULT WINAPI get__NewEnum(IUnknown** children) override {
-        *children = (new DirectoryObject(directory_, path_))->Get();
+        *children = static_cast<IADs*>(new DirectoryObject(directory_, path_));
         return directory_.Note(L"NewEnum");
     }
     HRESULT WINAPI Next(ULONG, VARIANT* child, ULONG* count) override {
@@ -109,7 +108,7 @@ class DirectoryObject final : DirectoryInterfaces {
         *count = SUCCEEDED(result) && next_ < entry_.children.size() ? 1 : 0;
         if (*count == 0) return FAILED(result) ? result : S_FALSE;
         V_VT(child) = VT_DISPATCH;
-        V_DISPATCH(child) = (new DirectoryObject(directory_, entry_.children[next_++]))->Get();
+        V_DISPATCH(child) = static_cast<IADs*>(new DirectoryObject(directory_, entry_.children[next_++]));
         return S_OK;
     }
     HRESULT WINAPI get_Class(BSTR* text) override {
