@@ -8,9 +8,9 @@
 #include <cstdlib>
 
 #include "resources/resource.h"
+#include "tests/support/CryptCalls.h"
 #include "tests/support/Directory.h"
 #include "tests/support/HandleCounts.h"
-#include "tests/support/ImportPatch.h"
 #include "tests/support/LibraryFunction.h"
 #include "tests/support/Panel.h"
 #include "tests/support/Store.h"
@@ -227,13 +227,9 @@ std::vector<ModalScript::Step> ThroughEverything() {
     return steps;
 }
 
-// Wine's own keeps a registry key open each time, if the user has stores.
-BOOL WINAPI NoStores(DWORD, void*, void*, PFN_CERT_ENUM_SYSTEM_STORE) {
-    return SetLastError(ERROR_FILE_NOT_FOUND), FALSE;
-}
-
 TEST_F(Applet, OpenedAndClosedSheetsAndWizardsLeaveNothingBehind) {
-    const ImportPatch stores(nullptr, "CertEnumSystemStore", &NoStores);
+    // Wine's own keeps a registry key open each time, if the user has stores.
+    const CryptCalls stores = Failing("CertEnumSystemStore", ERROR_FILE_NOT_FOUND);
     RunTool(L"create --exportable " + kContainer);
     PanelSession session;
     ExpectNothingLeftBehind([&] {
