@@ -62,7 +62,7 @@ class CryptCalls {
         const auto at = std::ranges::find(SystemFunctions(), name, &SystemFunction::name);
         const auto i = static_cast<size_t>(at - SystemFunctions().begin());
         if (at == SystemFunctions().end() || !found) return found;
-        if (!originals_.at(i)) originals_.at(i) = reinterpret_cast<Function*>(found);
+        originals_.at(i) = reinterpret_cast<Function*>(found);
         return reinterpret_cast<void*>(EntryOf(i));
     }
 
@@ -75,11 +75,12 @@ class CryptCalls {
     static Word WINAPI Entry(Words... words) {
         return Make(function, objects_.size(), {words...});
     }
+    template <size_t... functions>
+    static constexpr std::array<Function*, sizeof...(functions)> Entries(std::index_sequence<functions...>) {
+        return {&Entry<functions>...};
+    }
     static Function* EntryOf(size_t function) {
-        static constexpr auto entries = []<size_t... functions>(std::index_sequence<functions...>) {
-            return std::array<Function*, kMost>{&Entry<functions>...};
-        }
-        (std::make_index_sequence<kMost>());
+        static constexpr auto entries = Entries(std::make_index_sequence<kMost>());
         return entries.at(function);
     }
 

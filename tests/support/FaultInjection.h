@@ -1,9 +1,8 @@
 // Lets the system's calls of the running program fail, one after the other, and counts its handles. Calls that the
-// system's libraries make inside are left alone. A scenario runs once without a fault, which counts
-// the calls that can fail: the points. Then it runs once for each point, with that call failing; at the first and the
-// last call of each function once more, with all calls after it failing, too; and once for each place where the panel's
-// code allocates memory, with no memory there. Every call that succeeds changes the thread's last error, closing ones
-// too.
+// system's libraries make inside are left alone. A scenario runs once without a fault, which counts the calls that can
+// fail: the points. Then it runs once for each point, with that call failing; at the first and the last call of each
+// function once more, with all calls after it failing, too; and once for each place where the panel's code allocates
+// memory, with no memory there. Every call that succeeds changes the thread's last error, closing ones too.
 #pragma once
 
 #include <windows.h>
@@ -41,8 +40,7 @@ class FaultInjection {
     enum class Support { Left, Included };
     explicit FaultInjection(Support support = Support::Left);
     ~FaultInjection();
-    FaultInjection(const FaultInjection&) = delete;
-    FaultInjection& operator=(const FaultInjection&) = delete;
+    FaultInjection(FaultInjection&&) = delete;
 
     // Runs the scenario as often as it takes and prints its figure under the name. `inspect` looks, with nothing
     // failing, at what a run left, and says what is wrong with it; empty when nothing is. The last run has no fault
