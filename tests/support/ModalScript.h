@@ -90,7 +90,7 @@ inline void Press(HWND sheet, int button) {
 inline std::wstring ClipboardText() {
     if (!OpenClipboard(nullptr)) return {};
     const HANDLE memory = GetClipboardData(CF_UNICODETEXT);
-    const std::wstring text = memory ? static_cast<const wchar_t*>(GlobalLock(memory)) : L"";
+    std::wstring text = memory ? static_cast<const wchar_t*>(GlobalLock(memory)) : L"";
     if (memory) GlobalUnlock(memory);
     CloseClipboard();
     return text;
