@@ -73,7 +73,7 @@ softcsp::Bytes Facts(softcsp::Container container) {
     container.name.clear();
     container.lock = {};
     for (auto* key : {&container.exchange, &container.signature})
-        if (*key) (*key)->privateKey = {};
+        if (*key) (*key)->privateKey = {.attributes = std::array<std::uint8_t, 8>{}};
     return softcsp::WriteContainer(container);
 }
 
