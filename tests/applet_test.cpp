@@ -16,7 +16,7 @@
 #include "tests/support/Store.h"
 
 // Spoils what is freed, so that a use after it shows.
-void operator delete(void* object) noexcept {  // NOLINT(misc-new-delete-overloads): new is in MemoryFaults.cpp
+void operator delete(void* object) noexcept {  // NOLINT(misc-new-delete-overloads): new is in FaultInjection.cpp
     std::free(object);
 }
 void operator delete(void* object, std::size_t size) noexcept {

@@ -201,7 +201,7 @@ TEST_F(GeneralPage, ALinkIsErasedWhenItsTextChanges) {
 TEST_F(GeneralPage, AsksForNothingTwice) {
     const auto look = [&] { Look([](HWND) {}); };
     const auto endLoop = [](const Fault&) { return "nothing has to fail, so the first run is enough"; };
-    FaultInjection injection(nullptr, FaultInjection::Support::Included);
+    FaultInjection injection(FaultInjection::Support::Included);
     EXPECT_EQ(injection.Run("general page", look, endLoop).repeated, std::vector<std::string>{});
 }
 

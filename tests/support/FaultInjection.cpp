@@ -263,7 +263,7 @@ std::string Described(const Place& place) {
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+void* operator new(std::size_t size) {  // NOLINT(misc-new-delete-overloads): what it makes, free releases
     if (allocations.thread != 0 && allocations.thread == GetCurrentThreadId()) {
         const DWORD thread = std::exchange(allocations.thread, 0);  // what is allocated from here isn't the panel's
         const bool fails = MustFailHere();
