@@ -1,8 +1,4 @@
 // The names that assistive technology reads of the panel's windows, made from every template.
-#include <windows.h>
-#include <commctrl.h>
-
-#include <gtest/gtest.h>
 
 #include <set>
 

@@ -3,7 +3,6 @@
 
 #include <shlwapi.h>
 
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 

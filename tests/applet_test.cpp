@@ -1,9 +1,4 @@
 // The applet as the shell drives it: the messages of its entry, and the sheet that it opens.
-#include <commctrl.h>
-#include <prsht.h>
-#include <wincrypt.h>
-
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 

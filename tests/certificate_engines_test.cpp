@@ -1,7 +1,5 @@
 // Certificates in files, in containers and in stores, and the search for containers, without windows.
 
-#include <gtest/gtest.h>
-
 #include <random>
 
 #include "csp/CertificateInstallation.h"

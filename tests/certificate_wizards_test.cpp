@@ -1,8 +1,6 @@
 // The wizards for certificates, from a file and in a container, as users go through them.
 #include <commdlg.h>
 
-#include <gtest/gtest.h>
-
 #include "csp/KeyLink.h"
 #include "tests/support/Certificates.h"
 #include "tests/support/Provider.h"

@@ -1,6 +1,5 @@
 // The settings document: what it has, what it refuses, how it is written, and that a failing write changes nothing.
 #include <map>
-#include <optional>
 #include <sstream>
 
 #include "console/settings/SettingsDocument.h"

@@ -1,7 +1,5 @@
 // The container check against containers of the software provider.
 
-#include <gtest/gtest.h>
-
 #include "applet/services/ErrorText.h"
 #include "csp/CertificateText.h"
 #include "csp/ContainerCheck.h"

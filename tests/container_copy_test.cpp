@@ -1,8 +1,6 @@
 // The copy of containers by the software provider: nothing of a source gets lost, and nothing of its keys gets out.
 #include "csp/ContainerCopy.h"
 
-#include <gtest/gtest.h>
-
 #include "csp/ContainerCheck.h"
 #include "csp/CryptoValues.h"
 #include "softcsp/container/ContainerStore.h"

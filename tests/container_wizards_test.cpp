@@ -1,9 +1,7 @@
 // The wizards that check, copy and delete containers and change their passwords, against the software provider.
-#include <gtest/gtest.h>
 
 #include <winscard.h>
 
-#include <cstring>
 #include <new>
 
 #include "csp/CertificateStores.h"

@@ -1,7 +1,4 @@
 // What is read and changed in the domain's directory, against a directory of the test's own.
-#include <gtest/gtest.h>
-
-#include <functional>
 
 #include "settings/DomainDirectory.h"
 #include "tests/support/TestDirectory.h"

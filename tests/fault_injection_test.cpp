@@ -1,7 +1,5 @@
 // The fault injection sees the faults that it is there for: each of them, put into a small scenario, is found.
 
-#include <gtest/gtest.h>
-
 #include "csp/CryptoValues.h"
 #include "tests/support/FaultInjection.h"
 

@@ -1,5 +1,4 @@
 // Modal dialogs: results, message tables, the exchange between controls and members, validation.
-#include <gtest/gtest.h>
 
 #include <limits>
 #include <stdexcept>

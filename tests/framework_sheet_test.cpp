@@ -1,5 +1,4 @@
 // Property sheets and wizards: their results, pages, owner and end.
-#include <gtest/gtest.h>
 
 #include <stdexcept>
 

@@ -1,7 +1,4 @@
 // Owning handles, texts with inserts, the tie between a window and its object, initialisation data.
-#include <gtest/gtest.h>
-
-#include <vector>
 
 #include "framework/Dialog.h"
 #include "framework/Handles.h"

@@ -1,8 +1,6 @@
 // The Hardware page as a real window: the windows of the product's libraries, and what is done without them.
 #include "pages/PropPageConfigCSPHardware.h"
 
-#include <memory>
-
 #include "applet/services/DeviceLibraries.h"
 #include "applet/services/ProcessCaches.h"
 #include "tests/support/SettingsPage.h"

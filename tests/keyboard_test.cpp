@@ -1,9 +1,4 @@
 // The panel in the system's own control.exe, driven by the keyboard alone.
-#include <windows.h>
-#include <commctrl.h>
-#include <prsht.h>
-
-#include <gtest/gtest.h>
 
 #include "framework/Handles.h"
 #include "resources/resource.h"

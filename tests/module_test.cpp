@@ -2,9 +2,6 @@
 // should be. Each test loads the file itself.
 
 #include <cpl.h>
-#include <prsht.h>
-
-#include <gtest/gtest.h>
 
 #include "framework/Handles.h"
 #include "resources/resource.h"

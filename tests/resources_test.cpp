@@ -1,11 +1,6 @@
 // The panel's resources, read from the built file: both languages alike, texts that fit, keys that don't clash.
-#include <commctrl.h>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <map>
-#include <memory>
 #include <regex>
 #include <set>
 

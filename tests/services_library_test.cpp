@@ -1,8 +1,6 @@
 // Where the product's libraries are loaded from, how their functions are bound, which installation this one is.
 #include <msi.h>
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 
 #include "applet/services/ProcessCaches.h"

@@ -1,7 +1,5 @@
 // Texts in the user's language, those of error codes among them, and the message boxes that show them.
 
-#include <gtest/gtest.h>
-
 #include "applet/services/ErrorText.h"
 #include "applet/services/LanguageAware.h"
 #include "applet/services/MessageBoxes.h"
@@ -72,7 +70,7 @@ struct Messages {
         GetCurrentActCtx(&context);
         ReleaseActCtx(context);
         if (onlyUnderSignature && context == Module::ActivationContext()) return nullptr;
-        found.push_back(name);
+        found.emplace_back(name);
         return reinterpret_cast<HMODULE>(found.size());  // a stand-in
     }
     static DWORD WINAPI Format(DWORD flags, LPCVOID source, DWORD code, DWORD language, LPWSTR buffer, DWORD,

@@ -81,7 +81,7 @@ class SettingsTable : public SettingsTest {
         RunPage(*pages[page], std::move(steps), {restart});
     }
     // Opens each page once and calls `look` for its rows.
-    void LookAtAll(const std::function<void(HWND page, const Row& row)>& look, Steps further = {}) {
+    void LookAtAll(const std::function<void(HWND page, const Row& row)>& look, const Steps& further = {}) {
         for (const Page page : {kSecurity, kWinlogon, kTls}) {
             Steps steps = further;
             steps.insert(steps.begin(), [&](HWND sheet) {
@@ -123,7 +123,7 @@ TEST_F(SettingsTable, AreWrittenWhenTheyWereChanged) {
         SCOPED_TRACE(testing::PrintToString(row.Path()));
         const auto& values = row.form.written;
         for (const Value& value : values) {
-            const bool first = &value == &values[0];
+            const bool first = &value == values.data();
             const Value& before = first ? values.back() : values.front();
             Set(row, value);
             const std::vector<Stored> wanted = AllStored();

@@ -1,7 +1,5 @@
 // The provider's cryptography, against the examples of the standards' RFCs (5831, 5832, 4490, 4491).
-#include <gtest/gtest.h>
 
-#include <algorithm>
 #include <new>
 
 #include "softcsp/crypto/Cipher.h"

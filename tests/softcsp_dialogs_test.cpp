@@ -1,5 +1,4 @@
 // The software provider's dialogs, by their results and time limits, and the names of carriers.
-#include <gtest/gtest.h>
 
 #include "softcsp/common/Carriers.h"
 #include "softcsp/dialogs/Dialog.h"

@@ -1,5 +1,4 @@
 // A published key, and what the system makes of certificate extensions by the decoders that the provider registered.
-#include <gtest/gtest.h>
 
 #include "softcsp/encoding/Der.h"
 #include "softcsp/encoding/KeyEncoding.h"

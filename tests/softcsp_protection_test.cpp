@@ -1,9 +1,7 @@
 // What protects a container's file and its keys: authentication, access rights, the lock, and its password, which is
 // given by the program, asked for in the provider's dialogs, saved and changed.
-#include <windows.h>
 #include <sddl.h>
 
-#include <functional>
 #include <future>
 
 #include "softcsp/common/Text.h"

@@ -1,5 +1,4 @@
 // The support library through its exports, as every program uses it: the configuration store and the language.
-#include <gtest/gtest.h>
 
 #include "softcsp/kvsuprt.h"
 #include "tests/support/Store.h"

@@ -1,6 +1,5 @@
 // The wizards' pages as they appear, and the one on which the user names a container, as real windows against the
 // software provider.
-#include <gtest/gtest.h>
 
 #include "csp/Providers.h"
 #include "tests/support/Certificates.h"

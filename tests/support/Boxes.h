@@ -1,13 +1,7 @@
 // Stands in for the system's message boxes: notes what they are given and answers them.
 #pragma once
 
-#include <windows.h>
-
 #include <deque>
-#include <functional>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "tests/support/FaultInjection.h"
 #include "tests/support/ImportPatch.h"

@@ -1,12 +1,9 @@
 // Certificate files, and certificate stores of the system, looked into and put back.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <string>
 
 #include "framework/Handles.h"
 #include "tests/support/Directory.h"

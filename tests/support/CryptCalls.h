@@ -2,20 +2,8 @@
 // them. Of several objects the one made last is asked first.
 #pragma once
 
-#include <windows.h>
-#include <wincrypt.h>
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
 #include <deque>
-#include <functional>
-#include <string>
-#include <string_view>
 #include <tuple>
-#include <utility>
-#include <vector>
 
 #include "tests/support/ImportPatch.h"
 #include "tests/support/SystemFunctions.h"
@@ -120,7 +108,8 @@ inline DWORD Give(std::string_view value, BYTE* data, DWORD* length) {
 }
 
 // The provider answers the question for a parameter with what `answer` writes and returns while the result lives.
-inline CryptCalls FakedParameter(DWORD parameter, std::function<DWORD(BYTE* data, DWORD* length, DWORD flags)> answer) {
+inline CryptCalls FakedParameter(DWORD parameter,
+                                 const std::function<DWORD(BYTE* data, DWORD* length, DWORD flags)>& answer) {
     return CryptCalls([=](const CryptCalls::Call& call) {
         if (call.name != "CryptGetProvParam" || static_cast<DWORD>(call.a[1]) != parameter) return call();
         const DWORD code = answer(call.At<BYTE*>(2), call.At<DWORD*>(3), static_cast<DWORD>(call.a[4]));

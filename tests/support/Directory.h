@@ -1,10 +1,7 @@
 // Places and programs beside the running test.
 #pragma once
 
-#include <windows.h>
-
 #include <filesystem>
-#include <string>
 
 #include "framework/Handles.h"
 

@@ -1,18 +1,13 @@
 #include "tests/support/FaultInjection.h"
 
-#include <wincrypt.h>
-
 #include <gtest/gtest-spi.h>
 
-#include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <new>
-#include <utility>
 
 #include "tests/support/CryptCalls.h"
 #include "tests/support/LibraryFunction.h"

@@ -5,16 +5,7 @@
 // memory, with no memory there. Every call that succeeds changes the thread's last error, closing ones too.
 #pragma once
 
-#include <windows.h>
-
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <optional>
 #include <set>
-#include <string>
-#include <string_view>
-#include <vector>
 
 // The calls that a run lets fail.
 struct Fault {

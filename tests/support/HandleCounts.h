@@ -1,16 +1,10 @@
 // Whether the handles of this process become more.
 #pragma once
 
-#include <windows.h>
 #include <winternl.h>
 
-#include <gtest/gtest.h>
-
-#include <array>
 #include <cstdint>
 #include <cstdlib>
-#include <functional>
-#include <utility>
 
 // Those of the first handle numbers, which the system uses again; it has no count of them everywhere.
 inline unsigned KernelHandles() {

@@ -1,12 +1,6 @@
 // Replaces a function that a loaded module imports, for the life of the patch.
 #pragma once
 
-#include <windows.h>
-
-#include <gtest/gtest.h>
-
-#include <string_view>
-
 class ImportPatch {
   public:
     // Patches the import of `function` (its exported name, from whichever library) in `module`'s import table. The test

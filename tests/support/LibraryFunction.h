@@ -1,13 +1,6 @@
 // Stands in for functions that the running program looks up by name in a library at run time.
 #pragma once
 
-#include <windows.h>
-
-#include <functional>
-#include <string_view>
-#include <utility>
-#include <vector>
-
 #include "tests/support/ImportPatch.h"
 
 // Holds for look-ups in the running program's own code, until the object is gone.

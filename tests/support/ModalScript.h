@@ -2,16 +2,8 @@
 // noted and closed.
 #pragma once
 
-#include <windows.h>
-#include <commctrl.h>
-#include <prsht.h>
-
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "tests/support/FaultInjection.h"
 

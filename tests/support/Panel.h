@@ -1,11 +1,7 @@
 // The panel as the tests open it: through its Control Panel entry, linked into the running test.
 #pragma once
 
-#include <windows.h>
-
 #include <cpl.h>
-
-#include <vector>
 
 #include "tests/support/ModalScript.h"
 

@@ -1,10 +1,6 @@
 // The software provider as programs use it, for tests that need containers and keys.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "csp/CryptProvContext.h"
 #include "csp/CryptoValues.h"
 #include "framework/Handles.h"

@@ -1,11 +1,6 @@
 // The report of a container check as texts in the user's language.
 #pragma once
 
-#include <windows.h>
-
-#include <string>
-#include <vector>
-
 #include "csp/CheckRows.h"
 #include "framework/Text.h"
 

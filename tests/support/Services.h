@@ -1,10 +1,6 @@
 // What the tests of the shared services have in common.
 #pragma once
 
-#include <windows.h>
-
-#include <gtest/gtest.h>
-
 #include "applet/services/Strings.h"
 #include "applet/services/SupportLibrary.h"
 #include "resources/resource.h"

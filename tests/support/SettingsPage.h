@@ -1,10 +1,6 @@
 // A settings page as a real window in a sheet of its own.
 #pragma once
 
-#include <windows.h>
-#include <commctrl.h>
-#include <prsht.h>
-
 #include "framework/PropertySheet.h"
 #include "tests/support/Boxes.h"
 #include "tests/support/FaultInjection.h"
@@ -95,8 +91,8 @@ class SettingsTest : public testing::Test {
     }
 
     SpokenLanguage language{kEnglish};
-    const Restart noRestart;
-    const ShownBoxes noBoxes;
+    const Restart noRestart{};
+    const ShownBoxes noBoxes{};
     Texts boxes;  // the texts of the last run's
 };
 

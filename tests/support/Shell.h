@@ -1,11 +1,7 @@
 // Stands in for the system's shell: nothing is opened for real, and what would be is noted.
 #pragma once
 
-#include <windows.h>
 #include <shellapi.h>
-
-#include <string>
-#include <vector>
 
 #include "tests/support/ImportPatch.h"
 

@@ -1,12 +1,10 @@
 // Replaces the system's annotations of windows: notes what assistive technology would read of them.
 #pragma once
 
-#include <windows.h>
 #include <initguid.h>
 #include <oleacc.h>
 
 #include <map>
-#include <string>
 
 #include "tests/support/ImportPatch.h"
 

@@ -1,11 +1,6 @@
 // The configuration store of the prefix, set and put back.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <optional>
-#include <string>
-
 #include "softcsp/common/Settings.h"
 #include "softcsp/common/Store.h"
 

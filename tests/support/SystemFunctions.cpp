@@ -1,9 +1,6 @@
 #include "tests/support/SystemFunctions.h"
 
-#include <wincrypt.h>
-
 #include <set>
-#include <string_view>
 
 namespace {
 

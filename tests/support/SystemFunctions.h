@@ -2,10 +2,6 @@
 // it opens or closes.
 #pragma once
 
-#include <windows.h>
-
-#include <vector>
-
 // How a function fails.
 enum class Fails { Never, WithFalse, WithNull, WithCode, WithInvalidHandle };
 

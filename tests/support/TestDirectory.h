@@ -1,17 +1,13 @@
 // A domain's directory of the test's own, in this process.
 #pragma once
 
-#include <windows.h>
-
 #include <oleauto.h>
 
 #include <adserr.h>
 #include <iads.h>
 
 #include <map>
-#include <string>
 #include <variant>
-#include <vector>
 
 #include "tests/support/LibraryFunction.h"
 

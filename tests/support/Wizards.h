@@ -1,9 +1,6 @@
 // What the tests of the wizards have in common.
 #pragma once
 
-#include <commctrl.h>
-#include <prsht.h>
-
 #include <deque>
 
 #include "applet/services/ErrorText.h"

@@ -1,4 +1,4 @@
-// The headers that most tests include.
+// The headers that every test has without including them: the system's, the most used standard ones and GoogleTest.
 #pragma once
 
 #include "cmake/precompiled.h"
