@@ -75,9 +75,10 @@ struct Counted final : SearchProgress {
 void BareMatch(HCRYPTPROV container, CERT_PUBLIC_KEY_INFO& key) {
     static BYTE buffer[512];
     for (const DWORD keySpec : {AT_SIGNATURE, AT_KEYEXCHANGE}) {
-        DWORD size = sizeof buffer;
+        DWORD size = 0;
         auto* info = reinterpret_cast<CERT_PUBLIC_KEY_INFO*>(buffer);
-        if (CryptExportPublicKeyInfo(container, keySpec, kCertificateEncoding, info, &size))
+        if (CryptExportPublicKeyInfo(container, keySpec, kCertificateEncoding, nullptr, &size) &&
+            size <= sizeof buffer && CryptExportPublicKeyInfo(container, keySpec, kCertificateEncoding, info, &size))
             CertComparePublicKeyInfo(kCertificateEncoding, info, &key);
     }
 }
