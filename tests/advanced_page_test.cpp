@@ -107,8 +107,8 @@ std::wstring Arrows(HWND list, HBITMAP& up) {
 
 struct AdvancedPage : SettingsPageTest<CPropPageConfigCSPAdvanced> {
     // Instead of the system's modules, which differ from system to system, only paths.
-    ImportPatch first{nullptr, "GetSystemDirectoryW", &NoDirectory};
-    ImportPatch second{nullptr, "GetSystemWow64DirectoryW", &NoDirectory};
+    ImportPatch first{"GetSystemDirectoryW", &NoDirectory};
+    ImportPatch second{"GetSystemWow64DirectoryW", &NoDirectory};
     RegisteredModules modules;
 };
 
@@ -117,7 +117,7 @@ struct BusyClipboard {
     static BOOL WINAPI Open(HWND owner) { return ++tries % 3 == 0 && self->patch.Original<decltype(Open)>()(owner); }
     static inline int tries;
     static inline const BusyClipboard* self;
-    const ImportPatch patch{(self = this, tries = 0, nullptr), "OpenClipboard", &Open};
+    const ImportPatch patch{(self = this, tries = 0, "OpenClipboard"), &Open};
 };
 
 TEST_F(AdvancedPage, ShowsSortsAndCopiesTheList) {

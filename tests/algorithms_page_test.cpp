@@ -3,7 +3,7 @@
 
 #include "csp/Providers.h"
 #include "softcsp/common/Registry.h"
-#include "tests/support/CryptCalls.h"
+#include "tests/support/SystemCalls.h"
 #include "tests/support/Provider.h"
 #include "tests/support/SettingsPage.h"
 
@@ -25,7 +25,7 @@ class AlgorithmsPage : public SettingsPageTest<CPropPageConfigCSPOID> {
 
     std::vector<DWORD> acquired;  // the types of the contexts
     bool anyName = true;
-    const CryptCalls calls{[this](CryptCalls::Call call) {
+    const SystemCalls calls{[this](SystemCalls::Call call) {
         if (call.name != "CryptAcquireContextW") return call();
         if (call.At<const wchar_t*>(2) == std::wstring(kProvider75)) acquired.push_back(static_cast<DWORD>(call.a[3]));
         if (anyName) call.a[2] = 0;

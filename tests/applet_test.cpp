@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "resources/resource.h"
-#include "tests/support/CryptCalls.h"
+#include "tests/support/SystemCalls.h"
 #include "tests/support/Directory.h"
 #include "tests/support/HandleCounts.h"
 #include "tests/support/LibraryFunction.h"
@@ -63,7 +63,7 @@ void WINAPI CountEnd() {
 }
 
 TEST_F(Applet, BeginsAndEndsInAnyOrder) {
-    const ImportPatch begin(nullptr, "CoInitialize", &CountBegin), end(nullptr, "CoUninitialize", &CountEnd);
+    const ImportPatch begin("CoInitialize", &CountBegin), end("CoUninitialize", &CountEnd);
     calls = 0;
     EXPECT_EQ(Send(CPL_EXIT), 0);
     EXPECT_EQ(Send(CPL_DBLCLK), 1);
@@ -78,7 +78,7 @@ TEST_F(Applet, BeginsAndEndsInAnyOrder) {
 
     const PanelSession again;
     const auto refuse = +[](const PROPSHEETHEADERW*) -> INT_PTR { return -1; };
-    const ImportPatch noSheet(nullptr, "PropertySheetW", refuse);
+    const ImportPatch noSheet("PropertySheetW", refuse);
     EXPECT_EQ(Send(CPL_DBLCLK), 1) << "no sheet can be created";
     EXPECT_EQ(Send(CPL_STARTWPARMSA, 0, "3"), 0) << "no sheet can be created";
 }
@@ -154,9 +154,9 @@ TEST_F(Applet, TheHostsWindowOwnsTheSheetAndGetsItsIcon) {
 TEST_F(Applet, PagesOutliveWhatTheyShow) {
     static HWND host;
     const auto box = +[](const MSGBOXPARAMSW*) { return DestroyWindow(host), IDYES; };
-    const ImportPatch boxes(nullptr, "MessageBoxIndirectW", box),
+    const ImportPatch boxes("MessageBoxIndirectW", box),
         exit(
-            nullptr, "ExitWindowsEx", +[](UINT, DWORD) -> BOOL { return FALSE; });
+            "ExitWindowsEx", +[](UINT, DWORD) -> BOOL { return FALSE; });
     const StoredNumber setting(L"\\config\\Parameters\\tls_server_use_default_machine_credential", 0);
     const struct {
         const char* page;
@@ -224,7 +224,7 @@ std::vector<ModalScript::Step> ThroughEverything() {
 
 TEST_F(Applet, OpenedAndClosedSheetsAndWizardsLeaveNothingBehind) {
     // Wine's own keeps a registry key open each time, if the user has stores.
-    const CryptCalls stores = Failing("CertEnumSystemStore", ERROR_FILE_NOT_FOUND);
+    const SystemCalls stores = Failing("CertEnumSystemStore", ERROR_FILE_NOT_FOUND);
     RunTool(L"create --exportable " + kContainer);
     PanelSession session;
     ExpectNothingLeftBehind([&] {

@@ -9,7 +9,7 @@
 #include "csp/ContainerSearch.h"
 #include "csp/KeyLink.h"
 #include "tests/support/Certificates.h"
-#include "tests/support/CryptCalls.h"
+#include "tests/support/SystemCalls.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/Provider.h"
 
@@ -122,8 +122,8 @@ TEST(CertificateInstallation, ReplacesACertificateOnYesOnly) {
     const UniqueCertificateStore store(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
     const UniqueCertificate made = SelfSigned();
     int removed = 0;
-    std::vector<CryptCalls::Word> additions;  // CERT_STORE_ADD_…
-    const CryptCalls calls([&](const CryptCalls::Call& call) -> CryptCalls::Word {
+    std::vector<SystemCalls::Word> additions;  // CERT_STORE_ADD_…
+    const SystemCalls calls([&](const SystemCalls::Call& call) -> SystemCalls::Word {
         // Not every system makes an identifier from the certificate's key.
         if (call.name == "CertGetCertificateContextProperty" && call.a[1] == CERT_KEY_IDENTIFIER_PROP_ID)
             return *call.At<DWORD*>(3) = 20, TRUE;
@@ -145,7 +145,7 @@ TEST(CertificateInstallation, ReplacesACertificateOnYesOnly) {
     EXPECT_EQ(add(L"third"), std::pair(S_OK, std::wstring(L"third")));
     EXPECT_EQ(removed, 3);
     // The stored link alone does not show whether the certificate was replaced on every system.
-    constexpr CryptCalls::Word kNew = CERT_STORE_ADD_NEW, kReplace = CERT_STORE_ADD_REPLACE_EXISTING;
+    constexpr SystemCalls::Word kNew = CERT_STORE_ADD_NEW, kReplace = CERT_STORE_ADD_REPLACE_EXISTING;
     EXPECT_EQ(additions, (std::vector{kNew, kNew, kNew, kReplace}));
 }
 
@@ -175,7 +175,7 @@ TEST(ContainerCertificates, GoIntoTheStoresOfTheirKind) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        const CryptCalls extensions = FakedExtensions({ExtensionRecordOf(0, c.value, c.identifier)});
+        const SystemCalls extensions = FakedExtensions({ExtensionRecordOf(0, c.value, c.identifier)});
         UniqueCertificateStore store;
         EXPECT_EQ(ErrorOf(ReadExtensionCertificates(context.Get(), store)), S_OK);
         EXPECT_EQ(CountCertificates(store.get()), c.shown);
@@ -185,12 +185,12 @@ TEST(ContainerCertificates, GoIntoTheStoresOfTheirKind) {
         }
         EXPECT_EQ(RemoveTestCertificates(), c.installed);
     }
-    const CryptCalls nameless = FakedParameter(PP_UNIQUE_CONTAINER, [](BYTE* data, DWORD* length, DWORD) {
+    const SystemCalls nameless = FakedParameter(PP_UNIQUE_CONTAINER, [](BYTE* data, DWORD* length, DWORD) {
         return Give({"\0", 1}, data, length);
     });
     EXPECT_FALSE(UniqueContainerName(context.Get()));
-    const CryptCalls extensions = FakedExtensions({ExtensionRecordOf(0, chain, "1.2.643.2.2.37.3.1")}),
-                     refused = Failing("CertAddEncodedCertificateToStore", ERROR_NO_MORE_ITEMS);  // no listing's end
+    const SystemCalls extensions = FakedExtensions({ExtensionRecordOf(0, chain, "1.2.643.2.2.37.3.1")}),
+                      refused = Failing("CertAddEncodedCertificateToStore", ERROR_NO_MORE_ITEMS);  // no listing's end
     EXPECT_FALSE(InstallExtensionCertificates(context.Get(), KeySet::User));
 }
 

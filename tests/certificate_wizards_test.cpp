@@ -171,10 +171,10 @@ TEST_F(CertificateWizards, TakeFilesWithCertificatesOnly) {
 TEST_F(CertificateWizards, RepeatWhatFailed) {
     const ToolContainer container(L"vt-w", kNoCertificates);
     std::string_view failing;
-    const CryptCalls calls([&](const CryptCalls::Call& call) {
+    const SystemCalls calls([&](const SystemCalls::Call& call) {
         if (call.name != failing) return call();
         failing = {};
-        return CryptCalls::Fail(ERROR_ACCESS_DENIED);
+        return SystemCalls::Fail(ERROR_ACCESS_DENIED);
     });
     const Step browse = [](HWND sheet) { PostMessageW(GetDlgItem(Ui::Page(sheet), IDC_STORE_BROWSE), BM_CLICK, 0, 0); };
     const Step cancel = [](HWND dialog) { PostMessageW(dialog, WM_COMMAND, IDCANCEL, 0); };
@@ -206,7 +206,7 @@ TEST_F(CertificateWizards, StopSearching) {
     const ToolContainer container(L"vt-w", kNoCertificates);
     HWND sheet = nullptr;
     int opened = 0;
-    const CryptCalls calls([&](const CryptCalls::Call& call) {
+    const SystemCalls calls([&](const SystemCalls::Call& call) {
         if (call.name != "CryptAcquireContextW" || ++opened != 1) return call();
         const HWND page = Ui::Page(sheet), progress = GetDlgItem(page, IDC_SELECT_PROGRESS);
         EXPECT_EQ(Ui::Text(progress), L"Searching in " + std::wstring(kProvider75) + L". Press Cancel to stop.");
@@ -243,7 +243,7 @@ TEST_F(CertificateWizards, TellOfTheCertificatesInAContainer) {
         SCOPED_TRACE(c.name);
         const ToolContainer container(L"vt-w", c.options);
         if (*c.change) container.Set(c.change);
-        const CryptCalls calls = Failing(c.failing, ERROR_CRC);
+        const SystemCalls calls = Failing(c.failing, ERROR_CRC);
         viewed.clear();
         Run<CWizardCertificateOnContainer>({Type(L"vt-w"), next, [&](HWND sheet) {
                                                 const HWND page = Ui::Page(sheet);
@@ -266,7 +266,7 @@ TEST_F(CertificateWizards, InstallWhatAContainerHolds) {
     });
     const auto refused = [&](const char* function, DWORD code) {
         return [=](HWND sheet) {
-            const CryptCalls calls = Failing(function, code);
+            const SystemCalls calls = Failing(function, code);
             Ui::Click(Ui::Page(sheet), IDC_CERTIFICATE_INSTALL);
         };
     };

@@ -104,7 +104,7 @@ struct SettingsDocument : testing::Test {
     }
 
     const Dump kept = Stored();
-    const ImportPatch patch{nullptr, "GetVersionExW", &Version};
+    const ImportPatch patch{"GetVersionExW", &Version};
     const SpokenLanguage language{::kEnglish};
     SettingEntries before;
     Dump initial;  // as the set-up left it

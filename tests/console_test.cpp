@@ -4,7 +4,7 @@
 #include "console/Language.h"
 #include "console/Program.h"
 #include "tests/support/Certificates.h"
-#include "tests/support/CryptCalls.h"
+#include "tests/support/SystemCalls.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/Provider.h"
 #include "tests/support/Report.h"
@@ -209,7 +209,7 @@ TEST_F(TorturedCommands, DoctorSurvives) {
 TEST_F(TorturedCommands, ListGoesOnWithoutAContainerThatVanishes) {
     RunTool(L"create \"vt console copy\"");
     bool vanished = false;
-    const CryptCalls calls([&](const CryptCalls::Call& call) {
+    const SystemCalls calls([&](const SystemCalls::Call& call) {
         const bool opens =
             call.name == "CryptAcquireContextW" && call.a[1] && kCopyName == std::wstring(call.At<const wchar_t*>(1));
         if (opens && !std::exchange(vanished, true)) Remove(kCopyName);

@@ -5,7 +5,7 @@
 #include "csp/ContainerCheck.h"
 #include "csp/ProviderParameters.h"
 #include "tests/support/Certificates.h"
-#include "tests/support/CryptCalls.h"
+#include "tests/support/SystemCalls.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/Provider.h"
 #include "tests/support/Report.h"
@@ -99,8 +99,8 @@ TEST_F(ContainerCheck, OfWhatAContainerMayLackOrHaveWrong) {
         SCOPED_TRACE(testing::PrintToString(c.options + std::wstring(c.change)) + std::string(c.fault));
         const ToolContainer container(L"checked", c.options);
         if (*c.change) container.Set(c.change);
-        const CryptCalls spoiled = SpoiledCertificates(c.fault), calls([&](const CryptCalls::Call&call) {
-            return call.name == c.fault ? CryptCalls::Fail(ERROR_CRC) : call();
+        const SystemCalls spoiled = SpoiledCertificates(c.fault), calls([&](const SystemCalls::Call&call) {
+            return call.name == c.fault ? SystemCalls::Fail(ERROR_CRC) : call();
         });
         ExpectRows(Check(c.good), c.rows);
     }
@@ -113,7 +113,7 @@ TEST_F(ContainerCheck, OfUnusualIntegrity) {
                                             {0x80000002, {}}};
     for (const auto& [bits, rows] : cases) {
         const std::string_view value(reinterpret_cast<const char*>(&bits), sizeof bits);
-        const CryptCalls calls = FakedParameter(
+        const SystemCalls calls = FakedParameter(
             kParameterIntegrity, [&](BYTE* data, DWORD* length, DWORD) { return Give(value, data, length); });
         ExpectRows(Check(false), Rows{L"  FQCN|\\\\.\\REGISTRY\\checked"} + rows + Rows{L"Exchange key|not available"});
     }
@@ -144,11 +144,11 @@ TEST_F(ContainerCheck, OfUnusualExtensions) {
     constexpr std::size_t kBefore = 9;  // rows
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        const CryptCalls calls = FakedExtensions(c.records);
+        const SystemCalls calls = FakedExtensions(c.records);
         const Rows rows = Check(true);
         EXPECT_EQ(Lines({rows.begin() + kBefore, rows.end()}), Lines(c.rows));
     }
-    const CryptCalls calls =
+    const SystemCalls calls =
         FakedParameter(kParameterExtensions, [](BYTE*, DWORD*, DWORD) { return DWORD{ERROR_CRC}; });
     ExpectRows(Check(false), {L"Container extensions|" + ErrorMessageText(ERROR_CRC)});
 }
@@ -173,7 +173,7 @@ TEST_F(ContainerCheck, NamesTheStoresThatHoldTheCertificate) {
                                                       store == kLinked ? &link : nullptr));
     }
     DWORD flags = ~DWORD{0};  // that all stores are opened with
-    const CryptCalls calls([&](const CryptCalls::Call& call) {
+    const SystemCalls calls([&](const SystemCalls::Call& call) {
         if (call.name == "CertOpenStore") flags &= static_cast<DWORD>(call.a[3]);
         return call();
     });

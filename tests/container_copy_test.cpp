@@ -4,7 +4,7 @@
 #include "csp/ContainerCheck.h"
 #include "csp/CryptoValues.h"
 #include "softcsp/container/ContainerStore.h"
-#include "tests/support/CryptCalls.h"
+#include "tests/support/SystemCalls.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/LibraryFunction.h"
 #include "tests/support/Provider.h"
@@ -90,11 +90,11 @@ TEST(ContainerCopy, HasAllThatTheSourceHas) {
         ContainerCopy copy;
         int inTheClear = 0;
         bool failing = false;  // what closes handles seems to fail
-        const CryptCalls calls([&](const CryptCalls::Call& call) {
+        const SystemCalls calls([&](const SystemCalls::Call& call) {
             inTheClear += call.name == "CryptExportKey" && call.a[2] != PUBLICKEYBLOB && !call.a[1];
             const auto result = call();
-            if (failing && call.name == "CryptReleaseContext") return CryptCalls::Fail(ERROR_SEEK);
-            if (failing && call.name == "CryptDestroyKey") return CryptCalls::Fail(ERROR_CRC);
+            if (failing && call.name == "CryptReleaseContext") return SystemCalls::Fail(ERROR_SEEK);
+            if (failing && call.name == "CryptDestroyKey") return SystemCalls::Fail(ERROR_CRC);
             return result;
         });
         ASSERT_EQ(Read(copy), S_OK);
@@ -124,10 +124,10 @@ TEST(ContainerCopy, RefusesWhatItCannotReadWhole) {
         {"", "CryptExportKey", 2, PRIVATEKEYBLOB, NTE_NO_KEY},
     };
     for (const auto& c : cases) {
-        const CryptCalls spoiled = SpoiledCertificates(c.spoiled), calls([&](const CryptCalls::Call&call) {
+        const SystemCalls spoiled = SpoiledCertificates(c.spoiled), calls([&](const SystemCalls::Call&call) {
             const bool length = call.name == "CryptGetKeyParam" && !call.a[2];  // which may fail
             const bool fails = call.name == c.missing && call.a[c.argument] == c.value && !length;
-            return fails ? CryptCalls::Fail(static_cast<DWORD>(NTE_NO_KEY)) : call();
+            return fails ? SystemCalls::Fail(static_cast<DWORD>(NTE_NO_KEY)) : call();
         });
         ContainerCopy copy;
         EXPECT_EQ(Read(copy), c.result) << c.spoiled << c.missing;
@@ -139,7 +139,7 @@ TEST(ContainerCopy, RefusesWhatItCannotReadWhole) {
 TEST(ContainerCopy, HandsNothingOnThatHasNoEnd) {
     const Source source(L"--keys x");
     int completed = 0;
-    const CryptCalls calls([&](const CryptCalls::Call& call) {
+    const SystemCalls calls([&](const SystemCalls::Call& call) {
         const auto parameter = static_cast<DWORD>(call.a[1]);
         const bool identifier = parameter == 103 || parameter == 106;
         if (call.name == "CryptSetKeyParam" && parameter == KP_X) ++completed;
@@ -150,9 +150,9 @@ TEST(ContainerCopy, HandsNothingOnThatHasNoEnd) {
         if (call.name != "CryptGetKeyParam" || !identifier) return call();
         char text[64] = "";
         DWORD length = sizeof text;
-        CryptCalls::Call whole = call;
-        whole.a[2] = reinterpret_cast<CryptCalls::Word>(text);
-        whole.a[3] = reinterpret_cast<CryptCalls::Word>(&length);
+        SystemCalls::Call whole = call;
+        whole.a[2] = reinterpret_cast<SystemCalls::Word>(text);
+        whole.a[3] = reinterpret_cast<SystemCalls::Word>(&length);
         const auto result = whole();
         Give({text, length - 1}, call.At<BYTE*>(2), call.At<DWORD*>(3));
         return result;
@@ -171,7 +171,7 @@ TEST(ContainerCopy, SurvivesEveryFailingCall) {
     FaultInjection injection;
     bool absent = false;
     HRESULT result = S_OK;
-    const CryptCalls calls([&](const CryptCalls::Call& call) {
+    const SystemCalls calls([&](const SystemCalls::Call& call) {
         const auto done = call();
         const bool length = call.name == "CryptGetKeyParam" && call.a[1] == KP_CERTIFICATE && !call.a[2];
         absent |= !done && (length || call.name == "CryptGetUserKey");
@@ -195,7 +195,7 @@ TEST(ContainerCopy, SurvivesEveryFailingCall) {
 TEST(ContainerCopyKilled, LeavesTheSourceIntact) {
     char text[16] = "";
     if (GetEnvironmentVariableA("KILL_AT", text, sizeof text)) {
-        const CryptCalls calls([countdown = std::atoi(text)](const CryptCalls::Call& call) mutable {
+        const SystemCalls calls([countdown = std::atoi(text)](const SystemCalls::Call& call) mutable {
             const auto result = call();
             for (const char* writing :
                  {"CryptAcquireContextW", "CryptImportKey", "CryptSetKeyParam", "CryptSetProvParam"})

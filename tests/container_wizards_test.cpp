@@ -67,7 +67,7 @@ TEST_F(ContainerWizard, DeletesOnYesOnly) {
 TEST_F(ContainerWizard, ChangesThePasswordInTheProvidersDialog) {
     const ToolContainer container(L"locked", L"--password old", L" --machine");
     int requests = 0;
-    const CryptCalls calls([&](const CryptCalls::Call& call) {
+    const SystemCalls calls([&](const SystemCalls::Call& call) {
         static constexpr BYTE kRequest[16] = {4};
         if (call.name != "CryptSetProvParam" || call.a[1] != kParameterChangePassword) return call();
         EXPECT_EQ(std::memcmp(call.At<void*>(2), kRequest, sizeof kRequest), 0);
@@ -116,12 +116,12 @@ class CheckWizard : public WizardTest {
     std::function<void(HWND sheet)> during, atTheEnd;
     DWORD error = ERROR_SUCCESS;  // else signing fails with it
     int signatures = 0;
-    const CryptCalls calls{[this](const CryptCalls::Call& call) {
+    const SystemCalls calls{[this](const SystemCalls::Call& call) {
         if (call.name == "CryptGetProvParam" && call.a[1] == kParameterExtensions && atTheEnd) atTheEnd(Ui::Current());
         if (call.name != "CryptSignHashW" || call.a[4]) return call();
         ++signatures;
         if (during) during(Ui::Current());
-        return error ? CryptCalls::Fail(error) : call();
+        return error ? SystemCalls::Fail(error) : call();
     }};
 };
 

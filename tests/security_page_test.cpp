@@ -122,7 +122,7 @@ TEST_F(SecurityPage, WritesAllAndShowsItAgain) {
         std::optional<Denied> denied;
         Run({[&](HWND sheet) {
                  ChangeAll(Ui::Page(sheet));
-                 refusal.emplace(nullptr, c.function, c.instead);
+                 refusal.emplace(c.function, c.instead);
                  denied.emplace(c.denied);
                  Apply(sheet);
              },
@@ -190,7 +190,7 @@ TEST(SecuritySettings, NeedAProviderAndAModule) {
     SecuritySettings settings;
     settings.mode.stored = ProviderMode::Service;
     settings.default71.shown = settings.default75.shown = settings.provider.name = L"name";
-    const ImportPatch open(nullptr, "RegOpenKeyExW", refuse);
+    const ImportPatch open("RegOpenKeyExW", refuse);
     EXPECT_TRUE(WriteSecurity(settings, question));
     EXPECT_EQ(keys, Texts{});
     EXPECT_TRUE(settings.context.Acquire(CRYPT_VERIFYCONTEXT, nullptr, nullptr, PROV_RSA_FULL));
@@ -213,14 +213,14 @@ TEST_F(SecurityPage, TheModeThatMayBeChosenIsReachedByTheKeyboard) {
 }
 
 TEST_F(SecurityPage, ATypeWhoseKeyMayNotBeWrittenCanNotBeChosen) {
-    const ImportPatch open(nullptr, "RegOpenKeyExW", &Return<ERROR_ACCESS_DENIED>);
+    const ImportPatch open("RegOpenKeyExW", &Return<ERROR_ACCESS_DENIED>);
     Look([&](HWND page) { EXPECT_FALSE(Ui::Enabled(page, IDC_SECURITY_TYPE75)); });
 }
 
 TEST_F(SecurityPage, ConfiguresTheProviderThatIsSelected) {
     Look([&](HWND page) {
         Ui::Click(page, IDC_SECURITY_DIFFIE_HELLMAN);
-        const ImportPatch acquire(nullptr, "CryptAcquireContextW", &Return<FALSE>);
+        const ImportPatch acquire("CryptAcquireContextW", &Return<FALSE>);
         Ui::Select(page, IDC_SECURITY_CSP, 1);
         EXPECT_FALSE(Ui::ApplyEnabled(GetParent(page))) << "the mark set for the former provider";
     });

@@ -94,7 +94,7 @@ class ProductLibraryLoad : public testing::Test {
     static inline HANDLE context;
     const std::filesystem::path before = std::filesystem::current_path();
     TemporaryDirectory directory;
-    ImportPatch patch{nullptr, "LoadLibraryExW", &Load};
+    ImportPatch patch{"LoadLibraryExW", &Load};
 };
 
 TEST_F(ProductLibraryLoad, QuietInTheModulesContextAndFromTheRegisteredPathOnly) {
@@ -109,7 +109,7 @@ TEST_F(ProductLibraryLoad, QuietInTheModulesContextAndFromTheRegisteredPathOnly)
 
 TEST_F(ProductLibraryLoad, ABareNameIsNeverFound) {
     const ImportPatch own(
-        nullptr, "GetModuleFileNameW", +[](HMODULE, LPWSTR, DWORD) { return DWORD{0}; });
+        "GetModuleFileNameW", +[](HMODULE, LPWSTR, DWORD) { return DWORD{0}; });
     EXPECT_FALSE(UniqueModule(LoadProductLibrary(kLibrary)));
     EXPECT_TRUE(UniqueModule(LoadProductLibrary(L"kvsuprt.dll"))) << "the program's own directory is a safe one";
 }

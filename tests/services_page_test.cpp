@@ -2,7 +2,7 @@
 #include "applet/services/ParameterEntry.h"
 #include "applet/services/StaticLink.h"
 #include "pages/PropPageConfigCSPOID.h"
-#include "tests/support/CryptCalls.h"
+#include "tests/support/SystemCalls.h"
 #include "tests/support/Services.h"
 #include "tests/support/Shell.h"
 
@@ -54,18 +54,18 @@ TEST(ComboParam, SelectsTheLastEntryThatEqualsTheValueAndSavesAnotherOnce) {
     constexpr DWORD kList = 103, kCurrent = 92;
     std::vector<std::string> entries, written;
     std::string current;
-    const CryptCalls list =
+    const SystemCalls list =
         FakedParameter(kList, [&, next = size_t{0}](BYTE* data, DWORD* length, DWORD flags) mutable {
             if (flags & CRYPT_FIRST) next = 0;
             if (next == entries.size()) return DWORD{ERROR_NO_MORE_ITEMS};
             return Give(entries[data ? next++ : next], data, length);
         });
-    const CryptCalls value =
+    const SystemCalls value =
         FakedParameter(kCurrent, [&](BYTE* data, DWORD* length, DWORD) { return Give(current, data, length); });
-    const CryptCalls set([&](const CryptCalls::Call& call) {
+    const SystemCalls set([&](const SystemCalls::Call& call) {
         if (call.name != "CryptSetProvParam") return call();
         written.emplace_back(call.At<const char*>(2), current.size());  // a provider knows a value's length
-        return CryptCalls::Word{TRUE};
+        return SystemCalls::Word{TRUE};
     });
     const SpokenLanguage english(kEnglish);
     CComboParam combo{AlgorithmKind{"", kList, kCurrent}};

@@ -17,7 +17,7 @@ constexpr UINT kNoSuchId = 60000;
 TEST(UserLanguage, IsTheStoredOneAndWithoutTheLibraryTheSystems) {
     const SpokenLanguage stored(kEnglish);
     const ImportPatch system(
-        nullptr, "GetUserDefaultUILanguage", +[] { return LANGID{0x0819}; });
+        "GetUserDefaultUILanguage", +[] { return LANGID{0x0819}; });
     EXPECT_EQ(UserLanguage(), kEnglish);
     const NoSupport none;
     EXPECT_EQ(UserLanguage(), kRussian);
@@ -98,8 +98,8 @@ struct Messages {
 
 class ErrorSources : public testing::Test {
   protected:
-    ImportPatch modules{nullptr, "GetModuleHandleW", &Messages::FindModule};
-    ImportPatch format{nullptr, "FormatMessageW", &Messages::Format};
+    ImportPatch modules{"GetModuleHandleW", &Messages::FindModule};
+    ImportPatch format{"FormatMessageW", &Messages::Format};
     LibraryFunction directory{"ADsGetLastError", &Messages::GetDirectoryError};
 };
 

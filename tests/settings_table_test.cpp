@@ -100,7 +100,7 @@ class SettingsTable : public SettingsTest {
     }
 
     std::deque<StoredNumber> numbers;  // in the order of the rows
-    const ImportPatch version{nullptr, "GetVersion", &OldVersion};
+    const ImportPatch version{"GetVersion", &OldVersion};
 };
 
 TEST_F(SettingsTable, AreShownAsTheyAreStored) {

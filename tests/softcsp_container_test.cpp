@@ -163,8 +163,8 @@ Word WINAPI Doomed(Word a, Word b, Word c, Word d, Word e, Word f, Word g) {
 // The killed program: it adds an extension and ends at the call that the environment names.
 TEST(SoftcspKilled, DISABLED_Child) {
     Container container;
-    const ImportPatch create(nullptr, kWritingCalls[0], Doomed<0>), write(nullptr, kWritingCalls[1], Doomed<1>),
-        flush(nullptr, kWritingCalls[2], Doomed<2>), move(nullptr, kWritingCalls[3], Doomed<3>);
+    const ImportPatch create(kWritingCalls[0], Doomed<0>), write(kWritingCalls[1], Doomed<1>),
+        flush(kWritingCalls[2], Doomed<2>), move(kWritingCalls[3], Doomed<3>);
     countdown = _wtoi(_wgetenv(L"KILL_AT"));
     const DWORD result = kStore.Modify(kKilled, container, AddExtensionTo);
     countdown = 0;

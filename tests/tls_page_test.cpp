@@ -32,7 +32,7 @@ class TlsPage : public SettingsPageTest<CPropPageConfigTLS> {
     static inline decltype(&LoadLibraryExW) load;
     StoredNumber revocation{PathOf(kRevocation), {}}, legacy{PathOf(L"client_disable_legacy_cipher_suites"), {}},
         credential{PathOf(kCredential), {}}, authorities{PathOf(L"server_max_certificate_request_cas"), {}};
-    ImportPatch loader{nullptr, "LoadLibraryExW", &Load}, version{nullptr, "GetVersion", &Version};
+    ImportPatch loader{"LoadLibraryExW", &Load}, version{"GetVersion", &Version};
 };
 
 TEST_F(TlsPage, AnInvalidNumberIsReportedAndReplaced) {

@@ -5,7 +5,7 @@
 
 #include "softcsp/common/Registry.h"
 #include "tests/support/Certificates.h"
-#include "tests/support/CryptCalls.h"
+#include "tests/support/SystemCalls.h"
 #include "tests/support/Provider.h"
 #include "tests/support/SettingsPage.h"
 #include "tests/support/TestDirectory.h"
@@ -52,7 +52,7 @@ class WinlogonPage : public SettingsPageTest<CPropPageConfigWLReaders> {
     static inline bool isController;
     StoredNumber readersEnabled{L"\\config\\Parameters\\EnableDefaultReader", 1},
         disabled{L"\\config\\Parameters\\DisableWL", {}};
-    const ImportPatch version{nullptr, "GetVersionExW", &Version};
+    const ImportPatch version{"GetVersionExW", &Version};
 };
 
 TEST_F(WinlogonPage, SelectsTheDefaultReader) {
@@ -126,7 +126,7 @@ TEST_F(WinlogonPage, DisablingTheSupportClearsTheKdcAndWritesBoth) {
     isController = true;
     StoreKdc(0);
     const auto refuse = +[](HKEY, LPCWSTR, DWORD, DWORD, const BYTE*, DWORD) -> LSTATUS { return ERROR_ACCESS_DENIED; };
-    std::optional<ImportPatch> refusal(std::in_place, nullptr, "RegSetValueExW", refuse);
+    std::optional<ImportPatch> refusal(std::in_place, "RegSetValueExW", refuse);
     Run({[](HWND sheet) {
              Ui::Click(Ui::Page(sheet), IDC_WINLOGON_DISABLE);
              Apply(sheet);
@@ -147,7 +147,7 @@ TEST_F(WinlogonPage, DisablingTheSupportClearsTheKdcAndWritesBoth) {
 TEST_F(WinlogonPage, OpensEveryProviderWithTheTypeThatItsItemGot) {
     StoreReader(L"DISK_WLTEST", kProvider71);
     std::vector<std::pair<std::wstring, DWORD>> opened;
-    const CryptCalls calls([&](const CryptCalls::Call& call) {
+    const SystemCalls calls([&](const SystemCalls::Call& call) {
         if (call.name == "CryptAcquireContextW") opened.emplace_back(call.At<const wchar_t*>(2), call.a[3]);
         return call();
     });
@@ -206,7 +206,7 @@ TEST_F(WinlogonPage, ExportsTheControllersToAFileThatIsWholeOrAsItWas) {
         SCOPED_TRACE(&c - cases);
         files = c.chosen;
         std::optional<ImportPatch> write;
-        if (c.boxes.ends_with(full)) write.emplace(nullptr, "WriteFile", fail);
+        if (c.boxes.ends_with(full)) write.emplace("WriteFile", fail);
         Run({[&](HWND sheet) { Ui::Click(Ui::Page(sheet), IDC_WINLOGON_EXPORT); }}, c.answers);
         std::wstring shown;
         for (const std::wstring& text : boxes) shown += text;

@@ -98,7 +98,7 @@ TEST_F(Selection, ListsTheProductsProvidersOnly) {
 }
 
 TEST_F(Selection, ClosesTheWizardWhenThereIsNoProvider) {
-    const CryptCalls none = Failing("CryptEnumProvidersW", ERROR_NO_MORE_ITEMS);
+    const SystemCalls none = Failing("CryptEnumProvidersW", ERROR_NO_MORE_ITEMS);
     EXPECT_EQ(CWizardCheckContainer(nullptr).DoModal(), IDCANCEL);
     EXPECT_EQ(shown, Boxes{Told(MB_ICONEXCLAMATION, IDS_CSP_ACCESS_FAILED)});
 }
@@ -106,7 +106,7 @@ TEST_F(Selection, ClosesTheWizardWhenThereIsNoProvider) {
 // Names may hold anything.
 TEST_F(Selection, SaysWhyAContainerCantBeOpened) {
     DWORD flags = 0;
-    const CryptCalls calls([&](const CryptCalls::Call& call) {
+    const SystemCalls calls([&](const SystemCalls::Call& call) {
         if (call.name == "CryptAcquireContextW") flags = static_cast<DWORD>(call.a[4]);
         return call();
     });
@@ -134,7 +134,7 @@ TEST_F(Selection, SaysWhyAContainerCantBeOpened) {
 
 TEST_F(Selection, BrowseLetsTheProviderAsk) {
     const char* chosen = "\xC8\xEC\xFF %1";  // in the ANSI code page; nullptr: the user cancels
-    const CryptCalls provider = FakedParameter(110, [&](BYTE* data, DWORD* length, DWORD) -> DWORD {
+    const SystemCalls provider = FakedParameter(110, [&](BYTE* data, DWORD* length, DWORD) -> DWORD {
         EXPECT_EQ(*length, 513u);
         EXPECT_TRUE(ClientIsSet());
         return chosen ? Give({chosen, strlen(chosen) + 1}, data, length) : DWORD{ERROR_CANCELLED};
@@ -142,7 +142,7 @@ TEST_F(Selection, BrowseLetsTheProviderAsk) {
     Run<CWizardCheckContainer>({SelectProvider(1), computer, Click(IDC_SELECT_BROWSE), Expect(L"Имя %1", 1, true),
                                 [&](HWND) { chosen = nullptr; }, Click(IDC_SELECT_BROWSE), Expect(L"Имя %1", 1, true)});
     EXPECT_EQ(shown, Boxes());
-    const CryptCalls none = Failing("CryptAcquireContextW", ERROR_ACCESS_DENIED);
+    const SystemCalls none = Failing("CryptAcquireContextW", ERROR_ACCESS_DENIED);
     Run<CWizardCheckContainer>({Click(IDC_SELECT_BROWSE)});
     EXPECT_EQ(shown, Boxes{Told(MB_ICONEXCLAMATION, IDS_CSP_ACCESS_FAILED)});
 }

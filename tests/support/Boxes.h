@@ -33,5 +33,5 @@ class ShownBoxes {
         return answer;
     }
 
-    const ImportPatch patch_{nullptr, "MessageBoxIndirectW", &Show};
+    const ImportPatch patch_{"MessageBoxIndirectW", &Show};
 };

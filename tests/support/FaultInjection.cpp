@@ -9,13 +9,13 @@
 #include <map>
 #include <new>
 
-#include "tests/support/CryptCalls.h"
+#include "tests/support/SystemCalls.h"
 #include "tests/support/LibraryFunction.h"
 
 namespace {
 
-using Word = CryptCalls::Word;
-using Arguments = CryptCalls::Arguments;
+using Word = SystemCalls::Word;
+using Arguments = SystemCalls::Arguments;
 using Scenario = FaultInjection::Scenario;
 
 constexpr DWORD kRubbish = 0xBAD;  // in the last error after what succeeds
@@ -41,7 +41,7 @@ struct OneRun {
 
     void Complain(const std::string& text) { problems += (problems.empty() ? "" : "; ") + text; }
 } state;
-std::optional<CryptCalls> calls;  // of the one injection there is
+std::optional<SystemCalls> calls;  // of the one injection there is
 std::optional<LibraryFunction> lookUps;
 
 bool HasFailed(Fails fails, Word result) {
@@ -136,7 +136,7 @@ bool MustFail(std::size_t index) {
     return !state.fault.memory && (call == state.fault.point || (state.fault.onwards && call > state.fault.point));
 }
 
-Word Handle(const CryptCalls::Call& call) {
+Word Handle(const SystemCalls::Call& call) {
     if (state.thread != GetCurrentThreadId()) return call();
     const SystemFunction& function = SystemFunctions()[call.function];
     const DWORD thread = std::exchange(state.thread, 0);  // what is called from here is none of the scenario's
@@ -321,7 +321,7 @@ void RunWithoutMemory(const char* name, const Scenario& scenario, const FaultInj
 
 FaultInjection::FaultInjection(Support support) {
     calls.emplace(&Handle);
-    if (support == Support::Included) lookUps.emplace(&CryptCalls::Replacement);
+    if (support == Support::Included) lookUps.emplace(&SystemCalls::Replacement);
 }
 
 FaultInjection::~FaultInjection() {

@@ -1,20 +1,20 @@
-// Replaces a function that a loaded module imports, for the life of the patch.
+// Replaces a function that the running program imports, for the life of the patch.
 #pragma once
 
 class ImportPatch {
   public:
-    // Patches the import of `function` (its exported name, from whichever library) in `module`'s import table. The test
-    // fails when there is none: it would test something else. `module` nullptr: the running program.
+    // `function` is its exported name, from whichever library. The test fails when it is not imported: it would test
+    // something else.
     template <class Function>
-    ImportPatch(HMODULE module, const char* function, Function* replacement)
-        : slot_(FindSlot(module, function)), original_(slot_ ? *slot_ : nullptr) {
+    ImportPatch(const char* function, Function* replacement)
+        : slot_(FindSlot(function)), original_(slot_ ? *slot_ : nullptr) {
         EXPECT_TRUE(slot_) << function << " is not imported, so its replacement would never be called";
         Write(reinterpret_cast<void*>(replacement));
     }
     ~ImportPatch() { Write(original_); }
     ImportPatch(ImportPatch&&) = delete;
 
-    static bool IsImported(HMODULE module, std::string_view function) { return FindSlot(module, function) != nullptr; }
+    static bool IsImported(std::string_view function) { return FindSlot(function) != nullptr; }
 
     // The function that was there before.
     template <class Function>
@@ -23,8 +23,8 @@ class ImportPatch {
     }
 
   private:
-    static void** FindSlot(HMODULE module, std::string_view function) {
-        auto* const image = reinterpret_cast<BYTE*>(module ? module : GetModuleHandleW(nullptr));
+    static void** FindSlot(std::string_view function) {
+        auto* const image = reinterpret_cast<BYTE*>(GetModuleHandleW(nullptr));
         const auto* headers =
             reinterpret_cast<IMAGE_NT_HEADERS*>(image + reinterpret_cast<IMAGE_DOS_HEADER*>(image)->e_lfanew);
         const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];

@@ -34,7 +34,7 @@ class LibraryFunction {
         return +[](Arguments... arguments) -> Result { return current(arguments...); };
     }
     static const ImportPatch& Patch() {
-        static const ImportPatch patch(nullptr, "GetProcAddress", &Look);
+        static const ImportPatch patch("GetProcAddress", &Look);
         return patch;
     }
     static FARPROC WINAPI Look(HMODULE module, LPCSTR name) {

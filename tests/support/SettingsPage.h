@@ -29,8 +29,8 @@ struct Restart {
         EXPECT_EQ(reason, 0x80040001);
         return ++restarts, refused != L"exit";
     }
-    const ImportPatch adjust{(restarts = 0, refused = L"", nullptr), "AdjustTokenPrivileges", &Adjust},
-        exit{nullptr, "ExitWindowsEx", &Exit};
+    const ImportPatch adjust{(restarts = 0, refused = L"", "AdjustTokenPrivileges"), &Adjust},
+        exit{"ExitWindowsEx", &Exit};
 };
 
 // What a control shows: "on" or "off" for a box or radio button, otherwise its text; then "disabled" if it is.

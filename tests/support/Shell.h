@@ -21,5 +21,5 @@ class Shell {
         return reinterpret_cast<HINSTANCE>(result);
     }
 
-    const ImportPatch patch_{nullptr, "ShellExecuteW", &Open};
+    const ImportPatch patch_{"ShellExecuteW", &Open};
 };

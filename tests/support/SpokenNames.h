@@ -31,5 +31,5 @@ struct SpokenNames {
         static void* const* object = operations;
         return *made = &object, S_OK;
     }
-    const ImportPatch create_{nullptr, "CoCreateInstance", &Create};
+    const ImportPatch create_{"CoCreateInstance", &Create};
 };

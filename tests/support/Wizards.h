@@ -7,7 +7,7 @@
 #include "applet/services/Strings.h"
 #include "framework/PropertySheet.h"
 #include "tests/support/Boxes.h"
-#include "tests/support/CryptCalls.h"
+#include "tests/support/SystemCalls.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/LibraryFunction.h"
 #include "tests/support/ModalScript.h"
@@ -101,10 +101,10 @@ class WizardTest : public testing::Test {
   private:
     HWND client_ = nullptr;
     bool twice_ = false;  // set, or reset, twice
-    const CryptCalls clientCalls_{[this](const CryptCalls::Call& call) {
+    const SystemCalls clientCalls_{[this](const SystemCalls::Call& call) {
         if (call.name != "CryptSetProvParam" || call.a[1] != PP_CLIENT_HWND) return call();
         const HWND before = std::exchange(client_, *call.At<const HWND*>(2));
         twice_ |= !before == !client_;
-        return CryptCalls::Fail(ERROR_INVALID_PARAMETER);  // as systems do that require a provider
+        return SystemCalls::Fail(ERROR_INVALID_PARAMETER);  // as systems do that require a provider
     }};
 };

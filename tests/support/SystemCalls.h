@@ -8,7 +8,7 @@
 #include "tests/support/ImportPatch.h"
 #include "tests/support/SystemFunctions.h"
 
-class CryptCalls {
+class SystemCalls {
   public:
     // On x64 every argument that isn't a floating-point number travels in the same way, and one too many does no harm,
     // so a single shape of replacement does for all functions.
@@ -33,17 +33,17 @@ class CryptCalls {
         return FALSE;
     }
 
-    explicit CryptCalls(Handler handler) : handler_(std::move(handler)) {
+    explicit SystemCalls(Handler handler) : handler_(std::move(handler)) {
         objects_.push_back(this);
         for (size_t i = 0; objects_.size() == 1 && i < SystemFunctions().size(); ++i)
-            if (const char* name = SystemFunctions()[i].name; ImportPatch::IsImported(nullptr, name))
-                originals_.at(i) = patches_.emplace_back(nullptr, name, EntryOf(i)).Original<Function>();
+            if (const char* name = SystemFunctions()[i].name; ImportPatch::IsImported(name))
+                originals_.at(i) = patches_.emplace_back(name, EntryOf(i)).Original<Function>();
     }
-    ~CryptCalls() {
+    ~SystemCalls() {
         std::erase(objects_, this);
         if (objects_.empty()) patches_.clear();
     }
-    CryptCalls(CryptCalls&&) = delete;
+    SystemCalls(SystemCalls&&) = delete;
 
     // For a function that was found by its name: what replaces it from now on.
     static void* Replacement(std::string_view name, void* found) {
@@ -73,23 +73,23 @@ class CryptCalls {
     }
 
     static constexpr size_t kMost = 128;  // functions
-    static inline std::vector<CryptCalls*> objects_;
+    static inline std::vector<SystemCalls*> objects_;
     static inline std::deque<ImportPatch> patches_;
     static inline std::array<Function*, kMost> originals_;
     Handler handler_;
 };
 
 // Every call of a function fails while the result lives. An empty name is none's.
-inline CryptCalls Failing(std::string_view function, DWORD error) {
-    EXPECT_EQ(ImportPatch::IsImported(nullptr, function), !function.empty()) << function;
-    return CryptCalls(
-        [=](const CryptCalls::Call& call) { return call.name == function ? CryptCalls::Fail(error) : call(); });
+inline SystemCalls Failing(std::string_view function, DWORD error) {
+    EXPECT_EQ(ImportPatch::IsImported(function), !function.empty()) << function;
+    return SystemCalls(
+        [=](const SystemCalls::Call& call) { return call.name == function ? SystemCalls::Fail(error) : call(); });
 }
 
 // What a provider returns as a certificate is spoiled while the result lives: "cut" lacks its last byte, "overlong" has
 // a header that announces 16 KB more than there are.
-inline CryptCalls SpoiledCertificates(std::string_view how) {
-    return CryptCalls([how](const CryptCalls::Call& call) {
+inline SystemCalls SpoiledCertificates(std::string_view how) {
+    return SystemCalls([how](const SystemCalls::Call& call) {
         const auto result = call();
         if (call.name != "CryptGetKeyParam" || call.a[1] != 26 /* KP_CERTIFICATE */ || !result || !call.a[2])
             return result;
@@ -108,12 +108,12 @@ inline DWORD Give(std::string_view value, BYTE* data, DWORD* length) {
 }
 
 // The provider answers the question for a parameter with what `answer` writes and returns while the result lives.
-inline CryptCalls FakedParameter(DWORD parameter,
-                                 const std::function<DWORD(BYTE* data, DWORD* length, DWORD flags)>& answer) {
-    return CryptCalls([=](const CryptCalls::Call& call) {
+inline SystemCalls FakedParameter(DWORD parameter,
+                                  const std::function<DWORD(BYTE* data, DWORD* length, DWORD flags)>& answer) {
+    return SystemCalls([=](const SystemCalls::Call& call) {
         if (call.name != "CryptGetProvParam" || static_cast<DWORD>(call.a[1]) != parameter) return call();
         const DWORD code = answer(call.At<BYTE*>(2), call.At<DWORD*>(3), static_cast<DWORD>(call.a[4]));
-        return code ? CryptCalls::Fail(code) : TRUE;
+        return code ? SystemCalls::Fail(code) : TRUE;
     });
 }
 
@@ -124,7 +124,7 @@ inline std::string ExtensionRecordOf(char critical, const std::string& value, co
 }
 
 // The container's extensions are these records while the result lives.
-inline CryptCalls FakedExtensions(std::vector<std::string> records) {
+inline SystemCalls FakedExtensions(std::vector<std::string> records) {
     constexpr DWORD kExtensions = 133;
     return FakedParameter(kExtensions, [=, next = size_t{0}](BYTE* data, DWORD* length, DWORD flags) mutable -> DWORD {
         if (flags == CRYPT_FIRST) next = 0;
