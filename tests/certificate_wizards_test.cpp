@@ -204,6 +204,9 @@ TEST_F(CertificateWizards, RepeatWhatFailed) {
 
 TEST_F(CertificateWizards, StopSearching) {
     const ToolContainer container(L"vt-w", kNoCertificates);
+    static ULONGLONG time;  // a second later at each call, so that every step of the search is shown
+    const ImportPatch clock(
+        "GetTickCount64", +[] { return time += 1'000; });
     HWND sheet = nullptr;
     int opened = 0;
     const SystemCalls calls([&](const SystemCalls::Call& call) {
