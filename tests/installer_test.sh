@@ -4,6 +4,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 work=$PWD/build/installer-test
 rm -rf "$work" && mkdir -p "$work"
+touch "$work/errors"
 tools/prefix.sh copy "$work/prefix"
 export VESTRA_PREFIX=$work/prefix
 . tools/prefix.sh
@@ -11,7 +12,11 @@ wine_environment
 unset DISPLAY
 trap '"$server" -k 2>/dev/null || true' EXIT
 
-fail() { echo "installer: $*" >&2; exit 1; }
+fail() {
+  echo "installer: $*" >&2
+  cat "$work/errors" >&2
+  exit 1
+}
 same() { [ "$2" = "$3" ] || fail "$1: expected «$2», found «$3»"; }
 # exits CODE PROGRAM…: Wine passes on the low 8 bits of an exit code.
 exits() {
@@ -19,7 +24,12 @@ exits() {
   "$wine" "${@:2}" </dev/null >"$work/output" 2>&1 || code=$?
   same "exit code of ${*:2}, which printed '$(tr -d '\r' <"$work/output")'" "$(($1 & 255))" $code
 }
-query() { "$wine" reg.exe query "$@" 2>/dev/null | tr -d '\r'; }
+# A key or value that is not there is no error of the test, but may explain one.
+query() {
+  local code=0
+  "$wine" reg.exe query "$@" 2>"$work/output" | tr -d '\r' || code=$?
+  [ $code = 0 ] || echo "reg.exe query $*: code $code: $(tr -d '\r' <"$work/output")" >>"$work/errors"
+}
 data() { query "$@" | LC_ALL=C sed -n 's/.*REG_[A-Z_]* *//p'; }   # labels are in another code page
 in_test() { windows_path "build/installer-test/$1"; }
 control_panel_items() { "$wine" cscript.exe //nologo "$(in_test count.js)" | tr -d '\r'; }

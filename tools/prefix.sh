@@ -7,7 +7,11 @@
 set -euo pipefail
 repository=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
+# Debian's Wine has no preloader that would reserve the addresses that Wine needs. The kernel places a program's heap at
+# random, in one of 8,000 starts at the address of the page that Wine shares with all programs (0x7FFE0000), and the
+# program ends with exit code 1 before it begins. Programs therefore run without random addresses, if the system allows.
 wine=/usr/lib/wine/wine64
+if setarch -R true 2>/dev/null; then wine=$repository/tools/wine64.sh; fi
 server=/usr/lib/wine/wineserver64
 
 # Users' machines have the ANSI code page 1251. Wine derives the code page from the C library's locale, and without the
