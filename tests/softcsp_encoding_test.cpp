@@ -48,7 +48,7 @@ DWORD Decode(const char* type, const Bytes& der) {
 TEST(SoftcspDecoders, AnswerTheSystemByItsRules) {
     constexpr char kMany[] = "1.2.643.2.2.37.3.1";
     const std::string time = "0f32303135303831363134313832305a";  // 2015-08-16 14:18:20
-    constexpr DWORD kCorrupt = static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
+    constexpr auto kCorrupt = static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT);
     const struct {
         const char *what, *type;
         std::string der;
