@@ -27,10 +27,10 @@ for file; do
   done <<<"$imports"
 done
 
-exports=$("$objdump" -p "$module" | awk '/^\[Ordinal\/Name Pointer\] Table/ {on = 1; next} on && /^\t\[/ {print $NF}' | sort | tr '\n' ' ')
+headers=$("$objdump" -p "$module")
+exports=$(awk '/^\[Ordinal\/Name Pointer\] Table/ {on = 1; next} on && /^\t\[/ {print $NF}' <<<"$headers" | sort | tr '\n' ' ')
 same "exports" "$exports" "CPlApplet WizChangePassword WizDeleteContainer WizInstallPrivateCertificate WizViewCertificateInContainer "
 
-headers=$("$objdump" -p "$module")
 for property in HIGH_ENTROPY_VA DYNAMIC_BASE NX_COMPAT; do
   grep -qw "$property" <<<"$headers" || complain "the module's headers lack $property"
 done

@@ -19,7 +19,7 @@ class LibraryFunction {
               return wanted == name ? reinterpret_cast<void*>(replacement) : found;
           }) {}
     LibraryFunction(std::string_view name, std::nullptr_t) : LibraryFunction(name, static_cast<void*>(nullptr)) {}
-    // A lambda that captures stands in for one function at a time.
+    // A lambda may capture. Of objects made from the same lambda expression, the newest one is called for all.
     template <class Lambda>
     LibraryFunction(std::string_view name, Lambda lambda)
         : LibraryFunction(name, PointerTo<Lambda>(std::function(std::move(lambda)))) {}
