@@ -171,7 +171,7 @@ KeyPair Context::UserPair(bool signatureKey) {
 using namespace softcsp;
 
 extern "C" BOOL WINAPI CPAcquireContext(HCRYPTPROV* provider, LPSTR container, DWORD flags, ProviderTable* table) {
-    return Answer("CPAcquireContext", [=] {
+    return Answer([=] {
         Require(provider != nullptr && table != nullptr, ERROR_INVALID_PARAMETER);
         PrepareCrypto();  // keeps the module loaded: unloading it after a failure would change the failure's code
         auto context = Context::Open(container, flags, *table);
@@ -180,24 +180,22 @@ extern "C" BOOL WINAPI CPAcquireContext(HCRYPTPROV* provider, LPSTR container, D
 }
 
 extern "C" BOOL WINAPI CPReleaseContext(HCRYPTPROV provider, DWORD flags) {
-    return Answer("CPReleaseContext", [=] {
+    return Answer([=] {
         openContexts.Remove(provider);
         Require(flags == 0, NTE_BAD_FLAGS);  // it is released nevertheless
     });
 }
 
 extern "C" BOOL WINAPI CPGetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD* size, DWORD flags) {
-    return AnswerIn("CPGetProvParam", provider,
-                    [=](Context& context) { context.GetParameter(parameter, data, size, flags); });
+    return AnswerIn(provider, [=](Context& context) { context.GetParameter(parameter, data, size, flags); });
 }
 
 extern "C" BOOL WINAPI CPSetProvParam(HCRYPTPROV provider, DWORD parameter, BYTE* data, DWORD flags) {
-    return AnswerIn("CPSetProvParam", provider,
-                    [=](Context& context) { context.SetParameter(parameter, data, flags); });
+    return AnswerIn(provider, [=](Context& context) { context.SetParameter(parameter, data, flags); });
 }
 
 extern "C" BOOL WINAPI CPGenRandom(HCRYPTPROV provider, DWORD size, BYTE* data) {
-    return AnswerIn("CPGenRandom", provider, [=](Context&) {
+    return AnswerIn(provider, [=](Context&) {
         Require(data != nullptr, ERROR_INVALID_PARAMETER);
         FillRandom({data, size});
     });

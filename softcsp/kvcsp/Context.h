@@ -43,8 +43,8 @@ class Context {
     KeyPair UserPair(bool signatureKey);
     std::shared_ptr<Key> ephemeral[2];  // in a context without a container: exchange, signature
 
-    HandleTable<Key, HandleKind::Key, NTE_BAD_KEY> keys;
-    HandleTable<Hash, HandleKind::Hash, NTE_BAD_HASH> hashes;
+    HandleTable<Key, NTE_BAD_KEY> keys;
+    HandleTable<Hash, NTE_BAD_HASH> hashes;
 
   private:
     // The items of a list that a program reads one by one.
@@ -84,19 +84,18 @@ class Context {
 };
 
 // Created when the library is loaded, before any thread can use it.
-inline HandleTable<Context, HandleKind::Context, NTE_BAD_UID> openContexts;
+inline HandleTable<Context, NTE_BAD_UID> openContexts;
 
 // Runs the body of an export of the provider.
 template <class Body>
-BOOL Answer(ProviderEntry entry, Body&& body) noexcept {
-    CountCall(entry);
+BOOL Answer(Body&& body) noexcept {
     return Succeeded(Guarded(std::forward<Body>(body), Code(NTE_NO_MEMORY), Code(NTE_FAIL)));
 }
 
 // The same with the context of the handle, locked.
 template <class Body>
-BOOL AnswerIn(ProviderEntry entry, HCRYPTPROV provider, Body&& body) noexcept {
-    return Answer(entry, [&] {
+BOOL AnswerIn(HCRYPTPROV provider, Body&& body) noexcept {
+    return Answer([&] {
         const auto context = openContexts.Find(provider);
         const Mutex::Held held(context->Lock());
         body(*context);

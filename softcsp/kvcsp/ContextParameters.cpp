@@ -233,8 +233,6 @@ std::vector<ContainerPlace> Context::ListContainers() const {
 
 // The buffer must have room for every name in the list, so that the user's choice cannot fail afterwards.
 void Context::ChooseName(BYTE* data, DWORD* size) {
-    const Prompt prompt = UserPrompt();
-    Require(!prompt.silent, NTE_SILENT_CONTEXT);
     std::vector<ContainerChoice> choices;
     std::vector<Bytes> names;
     std::size_t largest = 0;
@@ -246,7 +244,7 @@ void Context::ChooseName(BYTE* data, DWORD* size) {
     GiveSized(largest, data, size, [] {});
     if (data == nullptr) return;
     std::size_t chosen = 0;
-    prompt.Show([&](HWND owner) { return ChooseContainer(owner, choices, chosen); });
+    UserPrompt().Show([&](HWND owner) { return ChooseContainer(owner, choices, chosen); });
     Give(names[chosen], data, size);
 }
 

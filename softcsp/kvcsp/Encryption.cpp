@@ -37,7 +37,7 @@ void Run(Key& key, bool last, BYTE* data, DWORD size, void (Cipher::*step)(std::
 // The encrypted data has the same size. A hash receives the data before encryption.
 extern "C" BOOL WINAPI CPEncrypt(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTHASH hash, BOOL last, DWORD flags,
                                  BYTE* data, DWORD* size, DWORD capacity) {
-    return AnswerIn("CPEncrypt", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         Require(size != nullptr, ERROR_INVALID_PARAMETER);
         const Objects found = Find(context, key, hash, flags);
         if (data == nullptr) return;
@@ -50,7 +50,7 @@ extern "C" BOOL WINAPI CPEncrypt(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTHASH 
 
 extern "C" BOOL WINAPI CPDecrypt(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTHASH hash, BOOL last, DWORD flags,
                                  BYTE* data, DWORD* size) {
-    return AnswerIn("CPDecrypt", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         Require(size != nullptr && data != nullptr, ERROR_INVALID_PARAMETER);
         const Objects found = Find(context, key, hash, flags);
         Run(*found.key, last != FALSE, data, *size, &Cipher::Decrypt);

@@ -33,7 +33,7 @@ bool IsDescribed(LPCWSTR description) {
 
 extern "C" BOOL WINAPI CPCreateHash(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTKEY key, DWORD flags,
                                     HCRYPTHASH* hash) {
-    return AnswerIn("CPCreateHash", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         Require(hash != nullptr, ERROR_INVALID_PARAMETER);
         Require(algorithm == kAlgDigest, NTE_BAD_ALGID);
         Require(key == 0, NTE_BAD_KEY);
@@ -45,7 +45,7 @@ extern "C" BOOL WINAPI CPCreateHash(HCRYPTPROV provider, ALG_ID algorithm, HCRYP
 
 extern "C" BOOL WINAPI CPDuplicateHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD* reserved, DWORD flags,
                                        HCRYPTHASH* copy) {
-    return AnswerIn("CPDuplicateHash", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         Require(copy != nullptr && reserved == nullptr, ERROR_INVALID_PARAMETER);
         Require(flags == 0, NTE_BAD_FLAGS);
         *copy = context.hashes.Add(context.hashes.Find(hash)->Copy());
@@ -53,12 +53,12 @@ extern "C" BOOL WINAPI CPDuplicateHash(HCRYPTPROV provider, HCRYPTHASH hash, DWO
 }
 
 extern "C" BOOL WINAPI CPDestroyHash(HCRYPTPROV provider, HCRYPTHASH hash) {
-    return AnswerIn("CPDestroyHash", provider, [=](Context& context) { context.hashes.Remove(hash); });
+    return AnswerIn(provider, [=](Context& context) { context.hashes.Remove(hash); });
 }
 
 // CRYPT_USERDATA asks for a dialog in which the user types the data; such a call may have no data of its own.
 extern "C" BOOL WINAPI CPHashData(HCRYPTPROV provider, HCRYPTHASH hash, const BYTE* data, DWORD size, DWORD flags) {
-    return AnswerIn("CPHashData", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         const auto found = FindOpenHash(context, hash);
         Require(flags != CRYPT_USERDATA || size == 0, NTE_BAD_LEN);
         Require(flags == 0, NTE_BAD_FLAGS);
@@ -68,7 +68,7 @@ extern "C" BOOL WINAPI CPHashData(HCRYPTPROV provider, HCRYPTHASH hash, const BY
 }
 
 extern "C" BOOL WINAPI CPHashSessionKey(HCRYPTPROV provider, HCRYPTHASH hash, HCRYPTKEY key, DWORD flags) {
-    return AnswerIn("CPHashSessionKey", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         const auto found = FindOpenHash(context, hash);
         const auto session = context.keys.Find(key);
         Require(session->kind == KeyKind::Session, NTE_BAD_KEY);
@@ -79,7 +79,7 @@ extern "C" BOOL WINAPI CPHashSessionKey(HCRYPTPROV provider, HCRYPTHASH hash, HC
 
 extern "C" BOOL WINAPI CPGetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD* size,
                                       DWORD flags) {
-    return AnswerIn("CPGetHashParam", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         const auto found = context.hashes.Find(hash);
         Require(flags == 0, NTE_BAD_FLAGS);
         switch (parameter) {
@@ -94,7 +94,7 @@ extern "C" BOOL WINAPI CPGetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWOR
 }
 
 extern "C" BOOL WINAPI CPSetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWORD parameter, BYTE* data, DWORD flags) {
-    return AnswerIn("CPSetHashParam", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         const auto found = FindOpenHash(context, hash);
         Require(flags == 0, NTE_BAD_FLAGS);
         Require(parameter == HP_HASHVAL, NTE_BAD_TYPE);
@@ -107,7 +107,7 @@ extern "C" BOOL WINAPI CPSetHashParam(HCRYPTPROV provider, HCRYPTHASH hash, DWOR
 
 extern "C" BOOL WINAPI CPSignHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD spec, LPCWSTR description, DWORD flags,
                                   BYTE* data, DWORD* size) {
-    return AnswerIn("CPSignHash", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         Require(size != nullptr && !IsDescribed(description), ERROR_INVALID_PARAMETER);
         Require((flags & ~DWORD{CRYPT_NOHASHOID}) == 0, NTE_BAD_FLAGS);
         const auto found = context.hashes.Find(hash);
@@ -123,7 +123,7 @@ extern "C" BOOL WINAPI CPSignHash(HCRYPTPROV provider, HCRYPTHASH hash, DWORD sp
 
 extern "C" BOOL WINAPI CPVerifySignature(HCRYPTPROV provider, HCRYPTHASH hash, const BYTE* data, DWORD size,
                                          HCRYPTKEY key, LPCWSTR description, DWORD flags) {
-    return AnswerIn("CPVerifySignature", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         Require((flags & ~DWORD{CRYPT_NOHASHOID}) == 0, NTE_BAD_FLAGS);
         Require(!IsDescribed(description), ERROR_INVALID_PARAMETER);
         const auto foundHash = context.hashes.Find(hash);

@@ -101,7 +101,7 @@ KeyData Import(Context& context, ByteView bytes, const Key* by, bool exportable)
 
 extern "C" BOOL WINAPI CPExportKey(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTKEY by, DWORD type, DWORD flags,
                                    BYTE* data, DWORD* size) {
-    return AnswerIn("CPExportKey", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         const auto found = context.keys.Find(key);
         const auto wrapper = by != 0 ? context.keys.Find(by) : nullptr;
         Require(flags == 0, NTE_BAD_FLAGS);
@@ -117,7 +117,7 @@ extern "C" BOOL WINAPI CPExportKey(HCRYPTPROV provider, HCRYPTKEY key, HCRYPTKEY
 
 extern "C" BOOL WINAPI CPImportKey(HCRYPTPROV provider, const BYTE* data, DWORD size, HCRYPTKEY by, DWORD flags,
                                    HCRYPTKEY* key) {
-    return AnswerIn("CPImportKey", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         const auto helper = by != 0 ? context.keys.Find(by) : nullptr;
         Require(data != nullptr && key != nullptr, ERROR_INVALID_PARAMETER);
         Require((flags & ~DWORD{CRYPT_EXPORTABLE}) == 0, NTE_BAD_FLAGS);

@@ -86,7 +86,6 @@ Bytes Certificate(Context& context, const Key& key) {
     context.OpenedContainer().Refresh();
     const auto& record = context.OpenedContainer().Record().Key(key.signatureKey);
     Require(record && !record->certificate.empty(), NTE_NOT_FOUND);
-    Require(IsCertificate(record->certificate), NTE_BAD_DATA);
     return record->certificate;
 }
 
@@ -163,7 +162,7 @@ void Change(Context& context, Key& key, DWORD parameter, const BYTE* data) {
 }  // namespace
 
 extern "C" BOOL WINAPI CPGenKey(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, HCRYPTKEY* key) {
-    return AnswerIn("CPGenKey", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         Require(key != nullptr, ERROR_INVALID_PARAMETER);
         CheckFlags(flags, algorithm == kAlgCipher ? kCipherBits : kPairBits);
         *key = context.keys.Add(Generate(context, algorithm, flags));
@@ -173,7 +172,7 @@ extern "C" BOOL WINAPI CPGenKey(HCRYPTPROV provider, ALG_ID algorithm, DWORD fla
 // The key is the value of the hash.
 extern "C" BOOL WINAPI CPDeriveKey(HCRYPTPROV provider, ALG_ID algorithm, HCRYPTHASH hash, DWORD flags,
                                    HCRYPTKEY* key) {
-    return AnswerIn("CPDeriveKey", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         Require(key != nullptr, ERROR_INVALID_PARAMETER);
         Require(algorithm == kAlgCipher, NTE_BAD_ALGID);
         Require((flags & CRYPT_PREGEN) == 0, NTE_BAD_FLAGS);
@@ -183,7 +182,7 @@ extern "C" BOOL WINAPI CPDeriveKey(HCRYPTPROV provider, ALG_ID algorithm, HCRYPT
 }
 
 extern "C" BOOL WINAPI CPGetUserKey(HCRYPTPROV provider, DWORD spec, HCRYPTKEY* key) {
-    return AnswerIn("CPGetUserKey", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         Require(key != nullptr, ERROR_INVALID_PARAMETER);
         Require(spec == AT_KEYEXCHANGE || spec == AT_SIGNATURE, NTE_BAD_KEY);
         *key = context.keys.Add(context.UserKey(spec == AT_SIGNATURE));
@@ -192,7 +191,7 @@ extern "C" BOOL WINAPI CPGetUserKey(HCRYPTPROV provider, DWORD spec, HCRYPTKEY* 
 
 extern "C" BOOL WINAPI CPDuplicateKey(HCRYPTPROV provider, HCRYPTKEY key, DWORD* reserved, DWORD flags,
                                       HCRYPTKEY* copy) {
-    return AnswerIn("CPDuplicateKey", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         Require(copy != nullptr && reserved == nullptr, ERROR_INVALID_PARAMETER);
         Require(flags == 0, NTE_BAD_FLAGS);
         *copy = context.keys.Add(context.keys.Find(key)->Copy());
@@ -200,12 +199,12 @@ extern "C" BOOL WINAPI CPDuplicateKey(HCRYPTPROV provider, HCRYPTKEY key, DWORD*
 }
 
 extern "C" BOOL WINAPI CPDestroyKey(HCRYPTPROV provider, HCRYPTKEY key) {
-    return AnswerIn("CPDestroyKey", provider, [=](Context& context) { context.keys.Remove(key); });
+    return AnswerIn(provider, [=](Context& context) { context.keys.Remove(key); });
 }
 
 extern "C" BOOL WINAPI CPGetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD* size,
                                      DWORD flags) {
-    return AnswerIn("CPGetKeyParam", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         const auto found = context.keys.Find(key);
         Require(size != nullptr, ERROR_INVALID_PARAMETER);
         Require(flags == 0, NTE_BAD_FLAGS);
@@ -214,7 +213,7 @@ extern "C" BOOL WINAPI CPGetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD p
 }
 
 extern "C" BOOL WINAPI CPSetKeyParam(HCRYPTPROV provider, HCRYPTKEY key, DWORD parameter, BYTE* data, DWORD flags) {
-    return AnswerIn("CPSetKeyParam", provider, [=](Context& context) {
+    return AnswerIn(provider, [=](Context& context) {
         const auto found = context.keys.Find(key);
         Require(flags == 0, NTE_BAD_FLAGS);
         Change(context, *found, parameter, data);

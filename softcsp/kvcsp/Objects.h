@@ -9,7 +9,6 @@
 #include <memory>
 #include <optional>
 
-#include "softcsp/common/CallRecord.h"
 #include "softcsp/common/ExportGuard.h"
 #include "softcsp/common/Handles.h"
 #include "softcsp/common/Settings.h"
@@ -24,19 +23,13 @@ namespace softcsp {
 inline std::atomic<ULONG_PTR> lastHandle = 0;
 
 // `notOpen` is the code of calls with a handle that is not open.
-template <class Object, HandleKind kind, LONG notOpen>
+template <class Object, LONG notOpen>
 class HandleTable {
   public:
-    HandleTable() = default;
-    ~HandleTable() { CountHandles(kind, -static_cast<LONG>(objects_.size())); }
-    HandleTable(const HandleTable&) = delete;
-    HandleTable& operator=(const HandleTable&) = delete;
-
     ULONG_PTR Add(std::shared_ptr<Object> object) {
         const Mutex::Held held(mutex_);
         const ULONG_PTR handle = ++lastHandle;
         objects_.emplace(handle, std::move(object));
-        CountHandles(kind, 1);
         return handle;
     }
     // The object exists as long as it is used, even if the handle is closed meanwhile.
@@ -49,7 +42,7 @@ class HandleTable {
     void Remove(ULONG_PTR handle) {
         const std::shared_ptr<Object> removed = Find(handle);  // destroyed after the lock is released
         const Mutex::Held held(mutex_);
-        if (objects_.erase(handle) != 0) CountHandles(kind, -1);
+        objects_.erase(handle);
     }
 
   private:

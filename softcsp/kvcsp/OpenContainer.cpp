@@ -61,12 +61,7 @@ bool OpenContainer::TryKey(const std::optional<SymmetricKey>& openingKey) {
 
 bool OpenContainer::TryWithoutAsking() {
     if (!container_.lock.hasPassword) return TryKey(OpeningKey(container_.lock, {}));
-    if (!given_.Empty()) {
-        if (refused_ == container_.lock.master) return false;
-        const bool opened = TryKey(OpeningKey(container_.lock, given_));
-        if (!opened) refused_ = container_.lock.master;
-        return opened;
-    }
+    if (!given_.Empty()) return TryKey(OpeningKey(container_.lock, given_));
     const SavedPasswords saved(store_);
     const auto openingKey = saved.Find(place_);
     if (!openingKey) return false;

@@ -58,10 +58,7 @@ class OpenContainer {
     void Refresh();
 
     // The password for the next time that it is needed, so that no dialog is shown.
-    void GivePassword(const Password& password) {
-        given_ = password;
-        refused_.reset();
-    }
+    void GivePassword(const Password& password) { given_ = password; }
 
     // NTE_KEYSET_ENTRY_BAD: somebody without the master key has changed the container.
     void Unlock(const Prompt& prompt);
@@ -93,7 +90,6 @@ class OpenContainer {
     Container container_;
     FileStamp stamp_;  // of the file that container_ was read from
     Password given_;
-    std::optional<SealedKey> refused_;    // the lock that the given password did not open
     std::optional<SymmetricKey> master_;  // once unlocked
     std::optional<KeyPair> pairs_[2];     // unsealed private keys: exchange, signature
 };

@@ -104,7 +104,6 @@ void RunCertificate(Arguments arguments);  // NAME…, options
 void RunSet(Arguments arguments);          // NAME WHAT=VALUE, options; or SETTING=VALUE
 void RunSetting(const std::wstring& argument);
 void RunCarrier(Arguments arguments);  // add | eject | insert | remove NAME, or list
-void RunCalls(Arguments arguments);    // PROGRAM, options
 void RunStore(Arguments arguments);    // get | put | del | deny | allow PATH
 
 }  // namespace softcsp

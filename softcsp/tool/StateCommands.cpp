@@ -1,11 +1,9 @@
-// "store", "set SETTING=VALUE", "carrier" and "calls": the state of the machine that the provider runs on.
+// "store", "set SETTING=VALUE" and "carrier": the state of the machine that the provider runs on.
 #include <algorithm>
 
-#include "softcsp/common/CallRecord.h"
 #include "softcsp/common/Carriers.h"
 #include "softcsp/common/Settings.h"
 #include "softcsp/common/Store.h"
-#include "softcsp/common/Text.h"
 #include "softcsp/tool/Command.h"
 
 namespace softcsp {
@@ -64,15 +62,6 @@ void ListCarriers() {
                                   L"\n");
 }
 
-std::wstring CountsText(const CallCounts& counts) {
-    std::wstring text;
-    for (std::size_t i = 0; i < counts.calls.size(); ++i)
-        if (counts.calls[i] != 0) text += Wide(kProviderEntries[i]) + L' ' + std::to_wstring(counts.calls[i]) + L'\n';
-    for (std::size_t i = 0; i < counts.open.size(); ++i)
-        text += std::wstring(L"open ") + kHandleKinds[i] + L' ' + std::to_wstring(counts.open[i]) + L'\n';
-    return text;
-}
-
 }  // namespace
 
 void RunStore(Arguments arguments) {
@@ -125,19 +114,6 @@ void RunCarrier(Arguments arguments) {
     } else {
         throw WrongUsage{};
     }
-}
-
-void RunCalls(Arguments arguments) {
-    constexpr Option known[] = {{L"--start"}, {L"--stop"}};
-    const Options options(arguments, known, {1, 1});
-    const std::wstring& program = options.Names()[0];
-    const bool start = options.Has(known[0].name), stop = options.Has(known[1].name);
-    CallCounts counts{};
-    if (start && stop) throw WrongUsage{};
-    if (start) return Check(StartCallRecord(program), L"can't count the calls of " + program);
-    if (stop) return Check(StopCallRecord(program), L"can't stop counting the calls of " + program);
-    Check(ReadCallRecord(program, counts), L"can't read the counts of " + program);
-    Print(Stream::Output, CountsText(counts));
 }
 
 }  // namespace softcsp

@@ -35,7 +35,7 @@ constexpr Command kCommands[] = {
      L"         [--not-before DAY] [--not-after DAY] [--usage FROM TO] [--chain N] [--carrier NAME]\n"
      L"      create a container; KEYS is xs, x, s or none: of exchange and signature. Without options: an exchange\n"
      L"      key with a certificate for CN=NAME, valid for a year from yesterday, on the carrier REGISTRY.\n"
-     L"      --usage gives the certificate a private key usage period, --chain authorities above it (0 to 9),\n"
+     L"      --usage gives the certificate a private key usage period, --chain a number of authorities above it,\n"
      L"      whose certificates the container contains as well\n"},
     {L"list", softcsp::RunList, L"  list [SCOPE]\n      show the containers of all carriers that are inserted\n"},
     {L"show", softcsp::RunShow, L"  show NAME [SCOPE]\n      show what is in a container\n"},
@@ -61,9 +61,6 @@ constexpr Command kCommands[] = {
      L"  carrier eject|insert|remove NAME\n"
      L"      eject it, insert it, or remove it from the list; its containers stay\n"
      L"  carrier list\n"},
-    {L"calls", softcsp::RunCalls,
-     L"  calls PROGRAM [--start|--stop]\n"
-     L"      show how often a program (\"control.exe\") called the provider since --start, and its open handles\n"},
     {L"store", softcsp::RunStore,
      L"  store get PATH\n"
      L"      show a parameter of the configuration store\n"
