@@ -3,6 +3,7 @@
 #include <atomic>
 #include <thread>
 
+#include "softcsp/container/ContainerProtection.h"
 #include "softcsp/container/ContainerStore.h"
 #include "tests/support/ImportPatch.h"
 #include "tests/support/SoftProvider.h"
@@ -120,26 +121,6 @@ TEST(SoftcspContainer, FailsOnACarrierThatIsFullOrEjected) {
     }
     EXPECT_EQ(RemoveCarrier(L"TESTDISK"), 0u);
     EXPECT_EQ(Store().RemoveSection(L"\\local\\KeyDevices\\passwords\\TESTDISK"), 0u);
-}
-
-TEST(SoftcspContainer, SurvivesAnyDamageToItsFile) {
-    const ContainerPlace place = InRegistry(L"damaged");
-    const ToolContainer container(place.name, L"--keys xs --chain 1");
-    Bytes original;
-    ASSERT_EQ(kStore.LoadBytes(place, original), 0u);
-    for (std::size_t at = 0; at < original.size(); at += 97) {
-        Bytes damaged = original;
-        damaged[at] ^= 1;
-        // With the right digest and code the damage reaches what is behind their check.
-        auto read = ReadContainer(damaged);
-        if (read && AuthenticateWithoutPassword(*read)) damaged = WriteContainer(*read);
-        EXPECT_EQ(kStore.SaveBytes(place, damaged), 0u);
-        CCryptProvContext context;
-        if (context.Acquire(CRYPT_SILENT, place.name.c_str(), nullptr, 75)) LoadKeys(context.Get());
-        damaged.resize(at);
-        EXPECT_EQ(kStore.SaveBytes(place, damaged), 0u);
-        EXPECT_EQ(Acquire(place.name), NTE_KEYSET_ENTRY_BAD) << "cut after " << at << " bytes";
-    }
 }
 
 // --- A killed program ---------------------------------------------------------------------------------------------

@@ -5,6 +5,7 @@
 #include <future>
 
 #include "softcsp/common/Text.h"
+#include "softcsp/container/ContainerProtection.h"
 #include "softcsp/container/ContainerStore.h"
 #include "softcsp/dialogs/resource.h"
 #include "tests/support/ModalScript.h"

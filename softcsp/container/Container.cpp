@@ -8,7 +8,6 @@ namespace {
 constexpr std::uint8_t kMagic[] = {'S', 'P', 'K', 'C'};
 constexpr std::uint32_t kFormat = 2;
 constexpr std::size_t kCharacter = 2;  // bytes of a character of a name
-constexpr char kCodeLabel[] = "container authentication";
 
 void WriteSealed(ByteWriter& to, const SealedKey& key) {
     to.Raw(key.material);
@@ -100,6 +99,16 @@ void ReadExtensions(ByteReader& from, std::vector<ContainerExtension>& extension
     }
 }
 
+// Leaves the reader behind the digest.
+bool ReadHead(ByteReader& from, DigestValue& digest) {
+    const ByteView magic = from.Raw(sizeof kMagic);
+    const std::uint32_t format = from.Number();
+    from.Fill(std::span(digest));
+    return from.Good() && std::memcmp(magic.data(), kMagic, sizeof kMagic) == 0 && format == kFormat;
+}
+
+}  // namespace
+
 Bytes WriteBody(const Container& container) {
     ByteWriter to;
     to.Counted(Utf16Bytes(container.name));
@@ -116,30 +125,6 @@ Bytes WriteBody(const Container& container) {
     }
     to.Number(container.reportedDamage);
     return to.Take();
-}
-
-// Leaves the reader behind the digest.
-bool ReadHead(ByteReader& from, DigestValue& digest) {
-    const ByteView magic = from.Raw(sizeof kMagic);
-    const std::uint32_t format = from.Number();
-    from.Fill(std::span(digest));
-    return from.Good() && std::memcmp(magic.data(), kMagic, sizeof kMagic) == 0 && format == kFormat;
-}
-
-// The code is keyed by a key of its own, derived from the master key, which wraps other keys.
-DigestValue CodeOf(const Container& container, const SymmetricKey& master) {
-    const SymmetricKey key(AuthenticationCode(master, TextBytes(kCodeLabel)));
-    return AuthenticationCode(key, WriteBody(container));
-}
-
-}  // namespace
-
-NewContainer CreateContainer(const std::wstring& name, const Password& password, Protection protection) {
-    NewContainer created{{}, CreateMasterKey()};
-    created.container.name = name;
-    created.container.lock = LockMasterKey(created.master, password, protection);
-    Authenticate(created.container, created.master);
-    return created;
 }
 
 Bytes WriteContainer(const Container& container) {
@@ -176,32 +161,6 @@ bool IsIntact(ByteView bytes) {
     DigestValue stored;
     if (!ReadHead(from, stored)) return false;
     return DigestOf(bytes.subspan(sizeof kMagic + sizeof kFormat + stored.size())) == stored;
-}
-
-void Authenticate(Container& container, const SymmetricKey& master) {
-    container.lock.code = CodeOf(container, master);
-}
-
-bool AuthenticateWithoutPassword(Container& container) {
-    if (container.lock.hasPassword) return false;
-    const auto opening = OpeningKey(container.lock, {});
-    const auto master = opening ? OpenLock(container.lock, *opening) : std::nullopt;
-    if (master) Authenticate(container, *master);
-    return master.has_value();
-}
-
-bool IsAuthentic(const Container& container, const SymmetricKey& master) {
-    return EqualInConstantTime(CodeOf(container, master), container.lock.code);
-}
-
-void StoreKeyPair(Container& container, bool signatureKey, const SymmetricKey& master, const KeyPair& pair,
-                  const ParameterSet& digest, bool exportable) {
-    container.Key(signatureKey) = ContainerKey{.curve = &pair.Set(),
-                                               .digest = &digest,
-                                               .exportable = exportable,
-                                               .publicKey = pair.Public(),
-                                               .privateKey = SealPrivateKey(master, pair.Private(), exportable),
-                                               .certificate = {}};
 }
 
 }  // namespace softcsp

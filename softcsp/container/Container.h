@@ -3,9 +3,9 @@
 //
 // A file is "SPKC", the number of its format (32 bits: 2), the GOST R 34.11-94 digest of everything after the digest
 // (32 bytes), the authentication code of the body (32 bytes), and the body: records of little-endian numbers and
-// counted bytes in the order of the members here. The digest detects damage without a password. The code, keyed by the
-// master key, detects every change by others and is checked when the container is unlocked. The body is read with every
-// length checked whether its digest is right or not.
+// counted bytes in the order of the members of Container. The digest detects damage without a password. The code, keyed
+// by the master key, detects every change by others and is checked when the container is unlocked. The body is read
+// with every length checked whether its digest is right or not.
 #pragma once
 
 #include <optional>
@@ -50,14 +50,6 @@ struct Container {
 constexpr std::size_t kLongestContainerName = 260;  // characters
 constexpr std::size_t kMostExtensions = 100'000;    // far more than fit on a medium
 
-// A new container without keys. Everything that seals or authenticates throws std::runtime_error if libgcrypt fails.
-struct NewContainer {
-    Container container;
-    SymmetricKey master;
-};
-NewContainer CreateContainer(const std::wstring& name, const Password& password,
-                             Protection protection = Protection::None);
-
 // The bytes of the file.
 Bytes WriteContainer(const Container& container);
 // Empty if the bytes are not a container.
@@ -65,15 +57,7 @@ std::optional<Container> ReadContainer(ByteView bytes);
 // True if the digest is right.
 bool IsIntact(ByteView bytes);
 
-// Computes the authentication code after a change.
-void Authenticate(Container& container, const SymmetricKey& master);
-// The same with the master key of a container without a password; false for others.
-bool AuthenticateWithoutPassword(Container& container);
-// True if nobody without the master key has changed the container.
-bool IsAuthentic(const Container& container, const SymmetricKey& master);
-
-// Puts the key pair into its slot, without a certificate; the caller authenticates the container.
-void StoreKeyPair(Container& container, bool signatureKey, const SymmetricKey& master, const KeyPair& pair,
-                  const ParameterSet& digest, bool exportable);
+// What the authentication code is computed from.
+Bytes WriteBody(const Container& container);
 
 }  // namespace softcsp

@@ -6,6 +6,7 @@
 
 #include "softcsp/common/Names.h"
 #include "softcsp/common/Text.h"
+#include "softcsp/container/ContainerProtection.h"
 
 namespace softcsp {
 namespace {

@@ -2,6 +2,7 @@
 
 #include <winscard.h>
 
+#include "softcsp/container/ContainerProtection.h"
 #include "softcsp/container/SavedPasswords.h"
 #include "softcsp/dialogs/Dialogs.h"
 #include "softcsp/kvcsp/Objects.h"

@@ -3,6 +3,7 @@
 #include <cwchar>
 
 #include "softcsp/common/Text.h"
+#include "softcsp/container/ContainerProtection.h"
 #include "softcsp/container/SavedPasswords.h"
 #include "softcsp/crypto/Digest.h"
 #include "softcsp/tool/Certificates.h"
