@@ -33,7 +33,10 @@ TEST(CertificateFile, TellsWhatItHolds) {
     const TemporaryDirectory directory;
     const std::wstring& here = directory.Path();
     const std::string one = Read(kData + L"one.cer");
-    ToolContainer(L"vt-file", L"--keys xs").WriteCertificate(here + L"made.sst", L"s", L"vt-file --format sst");
+    const ToolContainer container(L"vt-file", L"--keys xs");
+    container.WriteCertificate(here + L"made.sst", L"s", L"vt-file --format sst");
+    container.WriteCertificate(here + L"made.crt", L"x", L"--format base64");
+    EXPECT_TRUE(Read(here + L"made.crt").starts_with("-----BEGIN CERTIFICATE-----"));
     const std::string store = Read(here + L"made.sst");
     std::string noise(10 << 20, '\0');
     std::generate(noise.begin(), noise.end(), std::mt19937());

@@ -47,7 +47,7 @@ TEST(SoftcspKeys, FailWithTheCodesThatAreDocumented) {
     const TestContainer container(L"key errors");
     const HCRYPTPROV provider = container.Get();
     HCRYPTKEY key = 0;
-    DWORD size = 0, one = 1, hashed = 5, listed = 5;
+    DWORD size = 0, one = 1, hashed = 5, listed = 5, chosen = 5;
     const UniqueCryptKey exchange = Generate(provider, AT_KEYEXCHANGE), session = Generate(provider, kCipher),
                          incomplete = Generate(provider, kEphemeral, CRYPT_PREGEN);
     UniqueCryptHash hash;
@@ -86,6 +86,7 @@ TEST(SoftcspKeys, FailWithTheCodesThatAreDocumented) {
             NTE_BAD_KEY),
         ROW(CryptGetUserKey(context.Get(), AT_KEYEXCHANGE, &key), 0),  // of a context without a container
         ROW(CryptGetProvParam(provider, PP_ENUMALGS, value, &listed, CRYPT_FIRST), ERROR_MORE_DATA),
+        ROW(CryptGetProvParam(provider, kParamChooseContainer, value, &chosen, 0), ERROR_MORE_DATA),  // before a dialog
         ROW(CryptHashData(hash.get(), kText, 1, CRYPT_USERDATA), NTE_BAD_LEN),
         ROW(CryptGetHashParam(hash.get(), HP_HASHVAL, value, &hashed, 0), ERROR_MORE_DATA),
         ROW(CryptHashData(hash.get(), kText, 1, 0), 0),  // a query for the size does not finish the hash

@@ -1,5 +1,6 @@
 // What protects a container's file and its keys: authentication, access rights, the lock, and its password, which is
 // given by the program, asked for in the provider's dialogs, saved and changed.
+#include <aclapi.h>
 #include <sddl.h>
 
 #include <future>
@@ -7,7 +8,9 @@
 #include "softcsp/common/Text.h"
 #include "softcsp/container/ContainerProtection.h"
 #include "softcsp/container/ContainerStore.h"
+#include "softcsp/container/SavedPasswords.h"
 #include "softcsp/dialogs/resource.h"
+#include "tests/support/ImportPatch.h"
 #include "tests/support/ModalScript.h"
 #include "tests/support/SoftProvider.h"
 
@@ -58,6 +61,7 @@ TEST_F(SoftcspProtection, DetectsEveryChangeByOthersWhenItIsUnlocked) {
          }},
         {"keys exchanged", [](Container& c) { std::swap(c.exchange->privateKey, c.signature->privateKey); }},
         {"master key", [](Container& c) { c.lock.master.wrapped.key[0] ^= 1; }, SCARD_W_WRONG_CHV},
+        {"salt", [](Container& c) { c.lock.salt.back() ^= 1; }, SCARD_W_WRONG_CHV},
     };
     const ProviderSetting rounds(kPasswordRoundsSetting, 9);
     const ToolContainer created(kPlace.name, L"--keys xs --password 1234");
@@ -102,6 +106,21 @@ TEST_F(SoftcspProtection, GivesNobodyElseRightsToFilesAndFolders) {
     }
     EXPECT_TRUE(Parameter(users.Get(), PP_KEYSET_SEC_DESCR, 0).empty());
     EXPECT_EQ(static_cast<HRESULT>(GetLastError()), NTE_BAD_FLAGS);
+}
+
+// In place of GetSecurityInfo.
+DWORD WINAPI OwnedByGuests(HANDLE, SE_OBJECT_TYPE, SECURITY_INFORMATION, PSID* owner, PSID*, PACL*, PACL*,
+                           PSECURITY_DESCRIPTOR* descriptor) {
+    DWORD size = SECURITY_MAX_SID_SIZE;
+    *owner = *descriptor = LocalAlloc(LMEM_FIXED, size);
+    return CreateWellKnownSid(WinBuiltinGuestsSid, nullptr, *owner, &size) ? ERROR_SUCCESS : GetLastError();
+}
+
+TEST_F(SoftcspProtection, RefusesFoldersOfOtherAccounts) {
+    const TestContainer container(kPlace.name);
+    const ImportPatch foreign("GetSecurityInfo", OwnedByGuests);
+    Container read;
+    EXPECT_EQ(kStore.Load(kPlace, read), DWORD{ERROR_INVALID_OWNER});
 }
 
 TEST_F(SoftcspProtection, BindsKeysWithoutPasswordToTheUserAndTheContainer) {
@@ -171,7 +190,12 @@ TEST_F(SoftcspPassword, DialogLeavesTheContextToOtherThreads) {
 }
 
 TEST_F(SoftcspPassword, IsSavedOnRequestAndForgottenWhenItChanges) {
+    const std::wstring passwords = L"\\local\\KeyDevices\\passwords\\75/REGISTRY/";
+    std::wstring saved;
     EXPECT_EQ(Load({Type(L"1234", true)}), 0);
+    EXPECT_EQ(Store().ReadText(passwords + kPlace.name + L"\\passwd", saved), 0u);
+    EXPECT_EQ(Store().WriteText((passwords + L"other\\passwd").c_str(), saved), 0u);
+    EXPECT_FALSE(SavedPasswords(kStore).Find({kPlace.carrier, L"other"})) << "copied from another container";
     { const TestContainer namesake(kPlace.name, 71); }
     EXPECT_EQ(Load({}), 0) << "forgotten with a container of the other type";
     ModalScript script({[](HWND dialog) {
@@ -181,9 +205,7 @@ TEST_F(SoftcspPassword, IsSavedOnRequestAndForgottenWhenItChanges) {
     }});
     const PasswordRequest request{kPasswordByDialog, nullptr};
     EXPECT_EQ(Set(Get(), kParamChangePassword, &request), 0);
-    std::wstring saved;
-    const std::wstring section = L"\\local\\KeyDevices\\passwords\\75/REGISTRY/" + kPlace.name;
-    EXPECT_EQ(Store().ReadText(section + L"\\passwd", saved), DWORD{ERROR_FILE_NOT_FOUND});
+    EXPECT_EQ(Store().ReadText(passwords + kPlace.name + L"\\passwd", saved), DWORD{ERROR_FILE_NOT_FOUND});
     EXPECT_EQ(Load({Type(L"новый")}), 0);
 }
 

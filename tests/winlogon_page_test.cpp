@@ -78,6 +78,11 @@ TEST_F(WinlogonPage, SelectsTheDefaultReader) {
         const std::wstring text = c.reported ? L"Can not find default reader [" + std::wstring(c.stored) + L"]." : L"";
         EXPECT_EQ(boxes, c.reported ? Texts{text} : Texts{});
     }
+    RunTool(L"carrier eject WLTEST");
+    Look([](HWND page) { EXPECT_EQ(Ui::Items(page, IDC_WINLOGON_READER).size(), 2u); });
+    const LibraryFunction registration(
+        "supsys_register_all", +[](ReaderRegistration*) { return DWORD{0}; });
+    Look([](HWND page) { EXPECT_EQ(Ui::Items(page, IDC_WINLOGON_READER).size(), 1u) << "without registration"; });
     readersEnabled.Set(0);
     Look([](HWND page) { EXPECT_EQ(Shown(page, IDC_WINLOGON_READER), L"Not set disabled"); });
 }
