@@ -1,7 +1,5 @@
 // The applet as the shell drives it: the messages of its entry, and the sheet that it opens.
 
-#include <cstdlib>
-
 #include "resources/resource.h"
 #include "tests/support/SystemCalls.h"
 #include "tests/support/Directory.h"
@@ -9,16 +7,6 @@
 #include "tests/support/LibraryFunction.h"
 #include "tests/support/Panel.h"
 #include "tests/support/Store.h"
-
-// Spoils what is freed, so that a use after it shows.
-void operator delete(void* object) noexcept {  // NOLINT(misc-new-delete-overloads): new is in FaultInjection.cpp
-    std::free(object);
-}
-void operator delete(void* object, std::size_t size) noexcept {
-    auto* bytes = static_cast<volatile BYTE*>(object);
-    for (std::size_t i = 0; object && i < size; ++i) bytes[i] = 0xDD;
-    ::operator delete(object);
-}
 
 namespace {
 

@@ -41,21 +41,6 @@ TEST(Json, RefusesWhatItCannotKeep) {
     EXPECT_EQ(ParseJson("[1,?]").errorOffset, 4u);
 }
 
-// With the same inserts.
-TEST(ConsoleStrings, AreTheSameInBothLanguages) {
-    const auto inserts = [](LANGID language, UINT id) {
-        SetLanguage(language);
-        const std::wstring text = LoadStringLang(id);
-        std::multiset<wchar_t> found;
-        if (!text.empty()) found.insert(L' ');
-        for (std::size_t at = text.find(L'%'); at != text.npos; at = text.find(L'%', at + 1))
-            found.insert(text[at + 1]);
-        return found;
-    };
-    EXPECT_FALSE(inserts(kEnglish, 4100).empty());
-    for (UINT id = 4000; id < 5000; ++id) EXPECT_EQ(inserts(kEnglish, id), inserts(kRussian, id)) << id;
-}
-
 // Where a run writes, in place of a console.
 class Written {
   public:

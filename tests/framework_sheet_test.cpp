@@ -53,14 +53,6 @@ class TestSheet : public CPropertySheet {
     explicit TestSheet(std::initializer_list<CPropertyPage*> pages) {
         for (CPropertyPage* page : pages) AddPage(*page);
     }
-    // Spoils what it frees, so that a use after it shows.
-    // NOLINTNEXTLINE(misc-new-delete-overloads): the next function belongs to it
-    static void* operator new(size_t size) { return ::operator new(size); }
-    static void operator delete(void* sheet, size_t size) {
-        auto* bytes = static_cast<volatile BYTE*>(sheet);
-        for (size_t i = 0; i < size; ++i) bytes[i] = 0xDD;
-        ::operator delete(sheet);
-    }
     int* ends = nullptr;  // counted; then the sheet deletes itself
 
   protected:

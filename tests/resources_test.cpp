@@ -1,27 +1,31 @@
-// The panel's resources, read from the built file: both languages alike, texts that fit, keys that don't clash.
+// The resources of the built files: both languages alike, texts that fit, keys that don't clash.
 
 #include <map>
 #include <regex>
 #include <set>
 
+#include "framework/Accessibility.h"
 #include "framework/Handles.h"
 #include "resources/resource.h"
 #include "tests/support/Directory.h"
+#include "tests/support/SpokenNames.h"
 
 namespace {
 
 constexpr WORD kEnglish = MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US);
 constexpr WORD kRussian = MAKELANGID(LANG_RUSSIAN, SUBLANG_DEFAULT);
 
-const UniqueModule kPanel(LoadLibraryExW((ProgramDirectory() + L"vestra.cpl").c_str(), nullptr,
-                                         LOAD_LIBRARY_AS_DATAFILE));
+UniqueModule LoadAsData(const wchar_t* file) {
+    return UniqueModule(LoadLibraryExW((ProgramDirectory() + file).c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
+}
+const UniqueModule kPanel = LoadAsData(L"vestra.cpl"), kConsole = LoadAsData(L"vestractl.exe");
 
 // Every resource of a type in a language, by its id.
-std::map<WORD, const void*> Resources(const wchar_t* type, WORD language) {
+std::map<WORD, const void*> Resources(const UniqueModule& module, const wchar_t* type, WORD language) {
     std::map<WORD, const void*> all;
     for (WORD id = 1; id != 0; ++id)
-        if (const HRSRC found = FindResourceExW(kPanel.get(), type, MAKEINTRESOURCEW(id), language))
-            all[id] = LockResource(LoadResource(kPanel.get(), found));
+        if (const HRSRC found = FindResourceExW(module.get(), type, MAKEINTRESOURCEW(id), language))
+            all[id] = LockResource(LoadResource(module.get(), found));
     return all;
 }
 
@@ -30,6 +34,8 @@ struct Control {
     DWORD id, style, exStyle;
     int x, y, cx, cy;
     std::wstring className, text;
+    std::wstring spoken;  // the name that the panel sets for assistive technology
+    bool takesFocus;
 
     bool Is(const wchar_t* name) const { return lstrcmpiW(className.c_str(), name) == 0; }
     bool IsButton(DWORD type) const { return Is(WC_BUTTONW) && (style & BS_TYPEMASK) == type; }
@@ -58,6 +64,8 @@ Dialog MakeDialog(WORD id, WORD language, const void* dialogTemplate) {
         const auto y = [&](LONG pixels) { return MulDiv(pixels, 8, unit.bottom); };
         return std::array{x(place.left), y(place.top), x(place.right - place.left), y(place.bottom - place.top)};
     };
+    const SpokenNames names;
+    NameControlsApart(window);
     const auto style = [](HWND of, int index) { return static_cast<DWORD>(GetWindowLongW(of, index)); };
     Dialog made{id, language, style(window, GWL_STYLE), placeOf(window)[2], placeOf(window)[3], {}};
     for (HWND child = GetWindow(window, GW_CHILD); child; child = GetWindow(child, GW_HWNDNEXT)) {
@@ -65,8 +73,10 @@ Dialog MakeDialog(WORD id, WORD language, const void* dialogTemplate) {
         wchar_t name[64] = L"", text[512] = L"";
         GetClassNameW(child, name, 64);
         GetWindowTextW(child, text, 512);
+        const bool radio = (SendMessageW(child, WM_GETDLGCODE, 0, 0) & DLGC_RADIOBUTTON) != 0;
         made.controls.push_back({static_cast<DWORD>(GetDlgCtrlID(child)), style(child, GWL_STYLE),
-                                 style(child, GWL_EXSTYLE), x, y, cx, cy, name, text});
+                                 style(child, GWL_EXSTYLE), x, y, cx, cy, name, text, SpokenNames::names[child],
+                                 radio || (style(child, GWL_STYLE) & WS_TABSTOP) != 0});
     }
     DestroyWindow(parent);
     return made;
@@ -79,16 +89,16 @@ const std::vector<Dialog>& Dialogs() {
         InitCommonControlsEx(&classes);
         std::vector<Dialog> all;
         for (const WORD language : {kEnglish, kRussian})
-            for (const auto& [id, dialog] : Resources(RT_DIALOG, language))
+            for (const auto& [id, dialog] : Resources(kPanel, RT_DIALOG, language))
                 all.push_back(MakeDialog(id, language, dialog));
         return all;
     }();
     return dialogs;
 }
 
-std::map<UINT, std::wstring> ReadStrings(WORD language) {
+std::map<UINT, std::wstring> ReadStrings(const UniqueModule& module, WORD language) {
     std::map<UINT, std::wstring> strings;
-    for (const auto& [block, data] : Resources(RT_STRING, language)) {
+    for (const auto& [block, data] : Resources(module, RT_STRING, language)) {
         const auto* at = static_cast<const wchar_t*>(data);  // each after its length
         for (UINT id = (block - 1u) * 16u; id < block * 16u; at += *at + 1, ++id)
             if (*at) strings[id].assign(at + 1, *at);
@@ -181,6 +191,29 @@ TEST(Resources, AccessKeysAreUnique) {
     EXPECT_EQ(repeated, given);
 }
 
+// As the system finds it: what was set, else a button's or text's own, else the text just before the control.
+std::wstring SpokenName(const Control& control, const Control& before) {
+    if (!control.spoken.empty()) return control.spoken;
+    const bool own = control.Is(WC_BUTTONW) || control.Is(WC_STATICW),
+               label = before.Is(WC_STATICW) || before.IsButton(BS_GROUPBOX);
+    std::wstring text = own ? control.text : label ? before.text : L"";
+    std::erase(text, L'&');
+    return text;
+}
+
+TEST(Resources, ControlsAreSpokenApart) {
+    for (const Dialog& dialog : Dialogs()) {
+        std::set<std::wstring> names;
+        Control before{};
+        for (const Control& control : dialog.controls) {
+            const std::wstring name = SpokenName(control, std::exchange(before, control));
+            if (!control.takesFocus) continue;
+            EXPECT_NE(name, L"") << Name(dialog, control);
+            EXPECT_TRUE(names.insert(name).second) << Name(dialog, control) << "is spoken like another: " << name;
+        }
+    }
+}
+
 // A device context with a font selected.
 struct FontContext {
     FontContext(int points, int dpi, int weight, const wchar_t* face)
@@ -231,18 +264,18 @@ std::multiset<std::wstring> Inserts(const std::wstring& text) {
 }
 
 TEST(Resources, StringsAreTheSameInBothLanguages) {
-    constexpr std::size_t most = 255;  // characters, what the code that loads them has room for
-    const auto english = ReadStrings(kEnglish);
-    auto russian = ReadStrings(kRussian);
-    EXPECT_TRUE(english.contains(IDS_APP_TITLE));
-    EXPECT_EQ(english.size(), russian.size());
-    for (const auto& [id, text] : english) {
-        const std::wstring other = russian[id];
-        EXPECT_FALSE(other.empty()) << id;
-        EXPECT_EQ(Inserts(text), Inserts(other)) << id;
-        EXPECT_EQ(text.ends_with(L' '), other.ends_with(L' ')) << id;
-        EXPECT_LE(std::max(text.size(), other.size()), most) << id;
-        EXPECT_EQ(other.find(L'\uFFFD'), std::wstring::npos) << id;
+    for (const UniqueModule* module : {&kPanel, &kConsole}) {
+        const auto english = ReadStrings(*module, kEnglish);
+        auto russian = ReadStrings(*module, kRussian);
+        EXPECT_TRUE(english.contains(IDS_APP_TITLE));
+        EXPECT_EQ(english.size(), russian.size());
+        for (const auto& [id, text] : english) {
+            const std::wstring other = russian[id];
+            EXPECT_FALSE(other.empty()) << id;
+            EXPECT_EQ(Inserts(text), Inserts(other)) << id;
+            EXPECT_EQ(text.ends_with(L' '), other.ends_with(L' ')) << id;
+            EXPECT_EQ(other.find(L'\uFFFD'), std::wstring::npos) << id;
+        }
     }
 }
 

@@ -258,7 +258,7 @@ std::string Described(const Place& place) {
 
 }  // namespace
 
-void* operator new(std::size_t size) {  // NOLINT(misc-new-delete-overloads): what it makes, free releases
+void* operator new(std::size_t size) {
     if (allocations.thread != 0 && allocations.thread == GetCurrentThreadId()) {
         const DWORD thread = std::exchange(allocations.thread, 0);  // what is allocated from here isn't the panel's
         const bool fails = MustFailHere();
@@ -267,6 +267,14 @@ void* operator new(std::size_t size) {  // NOLINT(misc-new-delete-overloads): wh
     }
     if (void* memory = std::malloc(size ? size : 1)) return memory;
     throw std::bad_alloc();
+}
+void operator delete(void* object) noexcept {
+    std::free(object);
+}
+// Overwrites what is freed, so that a use after it shows.
+void operator delete(void* object, std::size_t size) noexcept {
+    if (object) std::memset(object, 0xDD, size);
+    ::operator delete(object);
 }
 
 namespace {
