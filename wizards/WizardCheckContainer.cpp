@@ -27,7 +27,10 @@ HIMAGELIST CreateMarks() noexcept {
     for (const UINT id : kIcons) {
         const UniqueIcon icon(static_cast<HICON>(
             LoadImageW(Module::Instance(), MAKEINTRESOURCEW(id), IMAGE_ICON, width, height, LR_DEFAULTCOLOR)));
-        ImageList_AddIcon(marks, icon.get());
+        if (icon && ImageList_AddIcon(marks, icon.get()) >= 0) continue;
+        // The icons behind a missing one would mark the wrong rows.
+        ImageList_Destroy(marks);
+        return nullptr;
     }
     return marks;
 }
