@@ -43,14 +43,10 @@ void AddChoices(CComboBox& box, std::span<const LanguageChoice> choices) {
 UniqueIcon SmallShield() {
     constexpr int kSize = 16;
     constexpr WORD kShieldId = 106;  // in user32.dll; older systems lack it
-    const auto load = [](HMODULE module, LPCWSTR id, UINT flags) {
-        return static_cast<HICON>(LoadImageW(module, id, IMAGE_ICON, kSize, kSize, flags));
-    };
-    UniqueIcon icon(load(GetModuleHandleW(L"user32.dll"), MAKEINTRESOURCEW(kShieldId), LR_DEFAULTCOLOR));
-    if (icon) return icon;
-    const HICON shared = load(nullptr, reinterpret_cast<LPCWSTR>(IDI_SHIELD), LR_SHARED);
-    icon.reset(shared ? CopyIcon(shared) : nullptr);
-    return icon;
+    HANDLE icon = LoadImageW(GetModuleHandleW(L"user32.dll"), MAKEINTRESOURCEW(kShieldId), IMAGE_ICON, kSize, kSize,
+                             LR_DEFAULTCOLOR);
+    if (!icon) icon = CopyImage(LoadIconW(nullptr, IDI_SHIELD), IMAGE_ICON, kSize, kSize, LR_COPYFROMRESOURCE);
+    return UniqueIcon(static_cast<HICON>(icon));
 }
 
 }  // namespace
