@@ -297,4 +297,39 @@ TEST_F(CertificateWizards, InstallWhatAContainerHolds) {
     }
 }
 
+struct TorturedCertificateWizard : TorturedWizard<CertificateWizards> {
+    // What is in the stores; then it is removed.
+    static StoreCounts TakeStored() {
+        const UniqueCertificate found = Stored();
+        const bool linked = !found || ReadKeyLink(*found.get());
+        StoreCounts counts = RemoveTestCertificates();
+        if (!linked) counts["without a link"] = 1;
+        return counts;
+    }
+    const ToolContainer container{L"vt-w", L"--chain 2 --subject CN=VestraTest"};
+};
+
+TEST_F(TorturedCertificateWizard, InstallsFromAFile) {
+    ToContainer(container);  // makes the file
+    const Steps steps = {Leave(TypeFile(path)), Leave(none), Leave(Type(L"vt-w")),
+                         Leave(Click(IDC_STORE_WRITE_TO_CONTAINER)), Leave(none, PSBTN_FINISH)};
+    Survive<CWizardInstallPrivateCertificate>("installation from a file", steps, [&] {
+        const StoreCounts expected = finished ? StoreCounts{{"user's My", 1}} : StoreCounts();
+        return TakeStored() == expected ? "" : "other certificates";
+    });
+}
+
+// A failure may leave certificates of the chain. A certificate that is left out is reported, then that there is none.
+TEST_F(TorturedCertificateWizard, InstallsFromAContainer) {
+    const Steps steps = {Leave(Type(L"vt-w")), Leave(install, PSBTN_FINISH)};
+    Survive<CWizardCertificateOnContainer>(
+        "installation from a container", steps,
+        [&] {
+            const StoreCounts stored = TakeStored();
+            if (stored.contains("without a link")) return "without a link";
+            return finished && !stored.contains("user's My") ? "not installed" : "";
+        },
+        2);
+}
+
 }  // namespace

@@ -6,7 +6,7 @@
 #include "softcsp/container/ContainerStore.h"
 #include "tests/support/SystemCalls.h"
 #include "tests/support/FaultInjection.h"
-#include "tests/support/LibraryFunction.h"
+#include "tests/support/ImportPatch.h"
 #include "tests/support/Provider.h"
 #include "tests/support/Report.h"
 

@@ -168,24 +168,4 @@ TEST(PropertySheetTest, APageWhoseStartFailsSavesNothing) {
     EXPECT_EQ(page.times[kValid] + page.times[kApply] + page.times[kClick], 0);
 }
 
-TEST(PropertySheetTest, ShowsThePageThatFailsToSave) {
-    TestPage first, second;
-    first.answer = [&](Event event) { return event != kApply || first.times[kApply] > 1; };
-    TestSheet sheet({&first, &second});
-    const auto save = [&](HWND window) {
-        EXPECT_EQ(GetFocus(), first.GetDlgItem(kButton)) << "the first control that takes input";
-        PropSheet_SetCurSel(window, nullptr, 1);
-        Ui::Press(window, PSBTN_OK);
-    };
-    const auto saveAgain = [&](HWND window) {
-        EXPECT_EQ(Ui::Page(window), first.m_hWnd);
-        PropSheet_SetCurSel(window, nullptr, 1);
-        PropSheet_SetCurSel(window, nullptr, 0);  // which was shown before
-        Ui::Press(window, PSBTN_OK);
-    };
-    EXPECT_EQ(RunSheet(sheet, {save, saveAgain}), IDOK);
-    EXPECT_EQ(first.times[kShown], 1);
-    EXPECT_EQ(second.times[kApply], 1);
-}
-
 }  // namespace

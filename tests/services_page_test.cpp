@@ -2,9 +2,9 @@
 #include "applet/services/ParameterEntry.h"
 #include "applet/services/StaticLink.h"
 #include "pages/PropPageConfigCSPOID.h"
-#include "tests/support/SystemCalls.h"
+#include "tests/support/Boxes.h"
 #include "tests/support/Services.h"
-#include "tests/support/Shell.h"
+#include "tests/support/SystemCalls.h"
 
 namespace {
 

@@ -19,6 +19,10 @@ TEST(UserLanguage, IsTheStoredOneAndWithoutTheLibraryTheSystems) {
     const ImportPatch system(
         "GetUserDefaultUILanguage", +[] { return LANGID{0x0819}; });
     EXPECT_EQ(UserLanguage(), kEnglish);
+    const StoredNumber machine(L"\\config\\Language", kRussian);
+    stored.Set(1058);
+    EXPECT_EQ(UserLanguage(), kRussian) << "there is no third language";
+    stored.Set(kEnglish);
     const NoSupport none;
     EXPECT_EQ(UserLanguage(), kRussian);
 }

@@ -81,16 +81,14 @@ class SettingsTable : public SettingsTest {
         RunPage(*pages[page], std::move(steps), {restart});
     }
     // Opens each page once and calls `look` for its rows.
-    void LookAtAll(const std::function<void(HWND page, const Row& row)>& look, const Steps& further = {}) {
+    void LookAtAll(const std::function<void(HWND page, const Row& row)>& look) {
         for (const Page page : {kSecurity, kWinlogon, kTls}) {
-            Steps steps = further;
-            steps.insert(steps.begin(), [&](HWND sheet) {
-                for (const Row& row : kRows) {
-                    SCOPED_TRACE(testing::PrintToString(row.Path()));
-                    if (row.page == page) look(Ui::Page(sheet), row);
-                }
-            });
-            Run(page, steps);
+            Run(page, {[&](HWND sheet) {
+                    for (const Row& row : kRows) {
+                        SCOPED_TRACE(testing::PrintToString(row.Path()));
+                        if (row.page == page) look(Ui::Page(sheet), row);
+                    }
+                }});
         }
     }
     std::vector<Stored> AllStored() const {
@@ -155,29 +153,6 @@ TEST_F(SettingsTable, CanNotBeChangedWithoutTheRight) {
         for (const UINT neighbour : {GW_HWNDPREV, GW_HWNDNEXT})
             EXPECT_EQ(IsWindowEnabled(isBox ? control : GetWindow(control, neighbour)), FALSE) << "label, arrows";
     });
-}
-
-// The right is withdrawn while the page is open. The save can be repeated.
-TEST_F(SettingsTable, StayModifiedAndAreReportedWhenTheyCanNotBeWritten) {
-    std::optional<Denied> denied;
-    std::vector<Stored> stored;
-    const auto change = [&](HWND page, const Row& row) {
-        stored = AllStored();
-        Choose(page, row.control, row.form.written[1].shown);
-    };
-    const auto save = [&](HWND sheet) {
-        denied.emplace(kParameters);
-        Ui::Press(sheet, PSBTN_OK);
-    };
-    const auto saveAgain = [&](HWND sheet) {
-        EXPECT_TRUE(Ui::ApplyEnabled(sheet));
-        EXPECT_EQ(ShownBoxes::shown.size(), 1u);
-        EXPECT_EQ(AllStored(), stored);
-        denied.reset();
-        Ui::Press(sheet, PSBTN_OK);
-    };
-    LookAtAll(change, {save, saveAgain});
-    for (const Row& row : kRows) EXPECT_EQ(NumberOf(row).Get(), row.form.written[1].stored) << row.control;
 }
 
 }  // namespace

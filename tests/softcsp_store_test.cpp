@@ -1,4 +1,4 @@
-// The support library through its exports, as every program uses it: the configuration store and the language.
+// The support library's configuration store through its exports, as every program uses it.
 
 #include "softcsp/kvsuprt.h"
 #include "tests/support/Store.h"
@@ -85,16 +85,6 @@ TEST_F(SoftcspStore, TakesRightsAwayAndGivesThemBack) {
             EXPECT_EQ(result, ERROR_ACCESS_DENIED);
     }
     EXPECT_EQ(rights(kNumber), kBoth);
-}
-
-TEST(SoftcspText, LanguageIsTheUsersThenTheMachines) {
-    const StoredNumber local(L"\\local\\Language", 1033), config(L"\\config\\Language", 1049);
-    EXPECT_EQ(support_wnd_language_update(), 0u);
-    EXPECT_EQ(support_wnd_language_get(), 1033u);
-    local.Set(1058);
-    EXPECT_EQ(support_wnd_language_get(), 1033u) << "kept until it is updated or done";
-    EXPECT_EQ(support_wnd_language_done(), 0u);
-    EXPECT_EQ(support_wnd_language_get(), 1049u) << "there is no third language";
 }
 
 }  // namespace

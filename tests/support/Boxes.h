@@ -1,5 +1,7 @@
-// Stands in for the system's message boxes: notes what they are given and answers them.
+// Stands in for the system's message boxes and its shell: notes what they are given, answers the boxes, opens nothing.
 #pragma once
+
+#include <shellapi.h>
 
 #include <deque>
 
@@ -34,4 +36,23 @@ class ShownBoxes {
     }
 
     const ImportPatch patch_{"MessageBoxIndirectW", &Show};
+};
+
+class Shell {
+  public:
+    struct Request {
+        std::wstring verb, file, directory;
+    };
+    Shell() { opened.clear(), result = 33; }
+
+    static inline std::vector<Request> opened;
+    static inline INT_PTR result;  // above 32: success
+
+  private:
+    static HINSTANCE WINAPI Open(HWND, LPCWSTR verb, LPCWSTR file, LPCWSTR, LPCWSTR directory, INT) {
+        opened.push_back({verb, file, directory ? directory : L""});
+        return reinterpret_cast<HINSTANCE>(result);
+    }
+
+    const ImportPatch patch_{"ShellExecuteW", &Open};
 };

@@ -10,7 +10,7 @@
 #include <new>
 
 #include "tests/support/SystemCalls.h"
-#include "tests/support/LibraryFunction.h"
+#include "tests/support/ImportPatch.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include "applet/services/Strings.h"
 #include "applet/services/SupportLibrary.h"
 #include "resources/resource.h"
-#include "tests/support/LibraryFunction.h"
+#include "tests/support/ImportPatch.h"
 #include "tests/support/Store.h"
 
 // The user's language for the product while the object lives.

@@ -68,8 +68,9 @@ const struct {
      {kNoQuestion, WithFalse, ERROR_INVALID_PARAMETER}},
     {{"OpenClipboard", "EmptyClipboard"}, {kNoQuestion, WithFalse, ERROR_CLIPBOARD_NOT_OPEN}},
     {{"GlobalAlloc", "GlobalLock", "SetClipboardData"}, {kNoQuestion, WithNull, ERROR_NOT_ENOUGH_MEMORY}},
-    {{"CreateFontIndirectW", "LoadBitmapW", "LoadImageW"},
+    {{"CreateFontIndirectW", "LoadBitmapW", "LoadImageW", "CopyImage"},
      {kNoQuestion, WithNull, ERROR_NOT_ENOUGH_MEMORY, "DeleteObject", kResult}},
+    {{"DestroyIcon"}, {.closer = "DeleteObject", .closes = 0}},  // closes icons of the same functions
 
     // The product's configuration store and key readers
     {{"support_registry_find"}, {"w", WithCode, ERROR_GEN_FAILURE, "support_registry_value_free", 1}},

@@ -9,7 +9,7 @@
 #include <map>
 #include <variant>
 
-#include "tests/support/LibraryFunction.h"
+#include "tests/support/ImportPatch.h"
 
 struct DirectoryEntry {
     using Value = std::variant<LONG, std::wstring, std::vector<BYTE>>;

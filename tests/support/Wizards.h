@@ -9,7 +9,6 @@
 #include "tests/support/Boxes.h"
 #include "tests/support/SystemCalls.h"
 #include "tests/support/FaultInjection.h"
-#include "tests/support/LibraryFunction.h"
 #include "tests/support/ModalScript.h"
 #include "tests/support/Services.h"
 
@@ -107,4 +106,56 @@ class WizardTest : public testing::Test {
         twice_ |= !before == !client_;
         return SystemCalls::Fail(ERROR_INVALID_PARAMETER);  // as systems do that require a provider
     }};
+};
+
+// A wizard while calls fail, one in ten: the engines have loops of their own for all. `Fixture` is a WizardTest.
+template <class Fixture>
+class TorturedWizard : public Fixture {
+  protected:
+    // Made before the fixture, whose own patches then see the calls that fail too.
+    static void SetUpTestSuite() { injection.emplace(); }
+    static void TearDownTestSuite() { injection.reset(); }
+
+    // Works on a page, then presses the button, or Cancel when the page stays or a failure was reported.
+    Step Leave(const Step& work, int button = PSBTN_NEXT) {
+        return [=, this](HWND sheet) {
+            const bool stays = std::exchange(left_, Ui::Page(sheet)) == Ui::Page(sheet);
+            if (!stays) work(sheet);
+            Ui::Press(sheet, stays || Reports() != 0 ? PSBTN_CANCEL : button);
+        };
+    }
+    // `verdict` returns what is wrong with what a run left, empty for nothing, and prepares the next run. A wizard that
+    // is not finished has reported a failure, in `most` messages at the most.
+    template <class Wizard>
+    void Survive(const char* name, const Steps& steps, const std::function<std::string()>& verdict, int most = 1) {
+        const auto run = [&] {
+            ShownBoxes::shown.clear();
+            finished = false;
+            left_ = nullptr;
+            const ModalScript script(steps);
+            finished = Wizard(nullptr).DoModal() == ID_WIZFINISH;
+        };
+        const auto inspect = [&](const Fault& fault) -> std::string {
+            const auto reports = Reports();
+            std::string problem = verdict();
+            if (!this->ClientIsReset()) return "the client window stays";
+            if (!finished && fault.point == Fault::kNone) return "unfinished without a fault";
+            const bool told = reports <= (finished ? 0 : most) && (finished || reports > 0 || fault.memory);
+            return told ? problem : std::to_string(reports) + " messages";
+        };
+        injection->Survive(name, run, inspect, kTenth);
+    }
+
+    bool finished = false;
+    const Step none = [](HWND) {};
+
+  private:
+    // The reported failures, which questions and successes are not.
+    static auto Reports() {
+        return std::ranges::count_if(ShownBoxes::shown, [](const Box& box) {
+            return (box.first & MB_YESNO) == 0 && (box.first & MB_ICONMASK) != MB_ICONINFORMATION;
+        });
+    }
+    static inline std::optional<FaultInjection> injection;
+    HWND left_ = nullptr;
 };
