@@ -188,19 +188,17 @@ std::string Printed(const Texts& rows) {
     constexpr std::size_t kLabelWidth = 32;
     ReportTexts lines;
     for (const std::wstring& row : rows) {
-        const std::size_t end = row.find(L'|');
-        std::wstring line = L"  " + row.substr(0, end);
-        const std::wstring value = row.substr(end + 1);
-        if (!value.empty()) line.append(kLabelWidth - std::min(kLabelWidth - 1, line.size()), L' ');
-        lines.push_back(line + value + L"\r");
+        std::wstring line = L"  " + row + L"\r";
+        const std::size_t end = line.find(L'|');
+        line.replace(end, 1, row.ends_with(L'|') ? 0 : kLabelWidth - std::min(kLabelWidth - 1, end), L' ');
+        lines.push_back(line);
     }
     return Lines(lines);
 }
 
 TEST_F(CheckWizard, ShowsTheRowsThatVestractlPrints) {
     const struct {
-        const wchar_t* name;
-        const wchar_t* options;
+        const wchar_t *name, *options;
         const wchar_t* change = L"damage=0";  // what the tool sets
     } cases[] = {
         {L"Row chain", L"--keys xs --chain 2 --exportable"},

@@ -180,14 +180,13 @@ TEST_F(GeneralPage, EveryLinkIsPressedByEnterAndSpace) {
 TEST_F(GeneralPage, ALinkIsErasedWhenItsTextChanges) {
     Look([](HWND page) {
         const HWND link = GetDlgItem(page, IDC_GENERAL_NOTICE);
-        RECT place{}, update{}, erased{};
-        GetWindowRect(link, &place);
-        MapWindowPoints(nullptr, page, reinterpret_cast<POINT*>(&place), 2);
+        POINT inside{3, 3};
+        MapWindowPoints(link, page, &inside, 1);
         RedrawWindow(page, nullptr, nullptr, RDW_UPDATENOW | RDW_VALIDATE | RDW_ALLCHILDREN);
         SetWindowTextW(link, L"x");
+        RECT update{};
         EXPECT_TRUE(GetUpdateRect(page, &update, FALSE));
-        IntersectRect(&erased, &update, &place);
-        EXPECT_TRUE(EqualRect(&erased, &place)) << "the page below the link must be drawn anew";
+        EXPECT_TRUE(PtInRect(&update, inside)) << "the page below the link must be drawn anew";
     });
 }
 

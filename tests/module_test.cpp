@@ -74,7 +74,8 @@ TEST(Module, OpensItsWizardsForOtherPrograms) {
 // In a directory of its own, with another library under the support library's name.
 TEST(Module, OpensWithoutItsSupportLibrary) {
     const TemporaryDirectory directory;
-    const std::wstring path = directory.Take(L"vestra.cpl"), library = directory.Path() + L"kvsuprt.dll";
+    const std::wstring path = directory.Path() + L"vestra.cpl", library = directory.Path() + L"kvsuprt.dll";
+    CopyFileW(kPanel.c_str(), path.c_str(), FALSE);
     CopyFileW((ProgramDirectory() + L"kvcsp.dll").c_str(), library.c_str(), FALSE);
     Panel panel(path);
     const ModalScript script({[](HWND sheet) {

@@ -18,8 +18,12 @@ HWND Control(const wchar_t* name, DWORD style, UINT id) {
 
 // Without a target the string of the control's id is opened, else its own text.
 TEST(StaticLink, OpensOnlyWhatIsAnAddressOrAFile) {
+    static int beeps;
     const Shell shell;
+    const ImportPatch beep(
+        "MessageBeep", +[](UINT) -> BOOL { return ++beeps; });
     const SpokenLanguage english(kEnglish);
+    const HDC context = GetDC(nullptr);
     const struct {
         const wchar_t* target;
         bool opens;
@@ -34,15 +38,22 @@ TEST(StaticLink, OpensOnlyWhatIsAnAddressOrAFile) {
                  {L"", true}};
     for (const auto& c : cases) {
         Shell::opened.clear();
+        beeps = 0;
         CStaticLink link;
         link.SubclassWindow(Control(L"STATIC", SS_LEFT, c.id));
         link.SetTarget(c.target);
         EXPECT_EQ(link.SendMessage(WM_NCHITTEST), HTCLIENT) << "the mouse is let through";
         link.SendMessage(WM_LBUTTONDOWN);
         ASSERT_EQ(Shell::opened.size(), c.opens ? 1u : 0u) << c.target;
-        for (const auto& request : Shell::opened)
+        EXPECT_EQ(beeps, c.opens ? 0 : 1) << c.target;
+        link.SendMessage(kReflected + WM_CTLCOLORSTATIC, reinterpret_cast<WPARAM>(context));
+        EXPECT_EQ(GetTextColor(context) == RGB(128, 0, 128), c.opens) << "the colour of visited links";
+        for (const auto& request : Shell::opened) {
             EXPECT_EQ(request.file, *c.target ? c.target : L"https://example.org");
+            EXPECT_EQ(request.directory, L"C:\\windows\\system32");
+        }
     }
+    ReleaseDC(nullptr, context);
 }
 
 // An entry of a one-letter name and a value of its own before it.

@@ -15,14 +15,13 @@ namespace {
 constexpr UINT kNoSuchId = 60000;
 
 TEST(UserLanguage, IsTheStoredOneAndWithoutTheLibraryTheSystems) {
-    const SpokenLanguage stored(kEnglish);
+    const StoredNumber machine(L"\\config\\Language", kRussian);
+    const SpokenLanguage stored(1058);
     const ImportPatch system(
         "GetUserDefaultUILanguage", +[] { return LANGID{0x0819}; });
-    EXPECT_EQ(UserLanguage(), kEnglish);
-    const StoredNumber machine(L"\\config\\Language", kRussian);
-    stored.Set(1058);
     EXPECT_EQ(UserLanguage(), kRussian) << "there is no third language";
     stored.Set(kEnglish);
+    EXPECT_EQ(UserLanguage(), kEnglish);
     const NoSupport none;
     EXPECT_EQ(UserLanguage(), kRussian);
 }

@@ -71,8 +71,7 @@ class SettingsTable : public SettingsTest {
     SettingsTable() {
         for (const Row& row : kRows) numbers.emplace_back(row.Path(), row.form.written.front().stored);
     }
-    const StoredNumber& NumberOf(const Row& row) const { return numbers.at(static_cast<size_t>(&row - kRows)); }
-    void Set(const Row& row, const Value& value) const { NumberOf(row).Set(value.stored); }
+    void Set(const Row& row, const Value& to) const { numbers.at(size_t(&row - kRows)).Set(to.stored); }
     void Run(Page page, Steps steps, int restart = IDNO) {
         CPropPageConfigCSPSecurity security;
         CPropPageConfigWLReaders winlogon;

@@ -108,7 +108,6 @@ TEST_F(SoftcspProtection, GivesNobodyElseRightsToFilesAndFolders) {
     EXPECT_EQ(static_cast<HRESULT>(GetLastError()), NTE_BAD_FLAGS);
 }
 
-// In place of GetSecurityInfo.
 DWORD WINAPI OwnedByGuests(HANDLE, SE_OBJECT_TYPE, SECURITY_INFORMATION, PSID* owner, PSID*, PACL*, PACL*,
                            PSECURITY_DESCRIPTOR* descriptor) {
     DWORD size = SECURITY_MAX_SID_SIZE;

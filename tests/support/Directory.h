@@ -24,12 +24,6 @@ class TemporaryDirectory {
 
     const std::wstring& Path() const noexcept { return path_; }  // with the last backslash
 
-    // Copies a file from the running test's directory; the copy's path.
-    std::wstring Take(const wchar_t* fileName) const {
-        CopyFileW((ProgramDirectory() + fileName).c_str(), (path_ + fileName).c_str(), FALSE);
-        return path_ + fileName;
-    }
-
   private:
     static inline int number_ = 0;
     const std::filesystem::path name_ =

@@ -1,8 +1,6 @@
 // What the tests of the wizards have in common.
 #pragma once
 
-#include <deque>
-
 #include "applet/services/ErrorText.h"
 #include "applet/services/Strings.h"
 #include "framework/PropertySheet.h"
