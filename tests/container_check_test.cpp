@@ -49,7 +49,6 @@ class ContainerCheck : public testing::Test {
     const SpokenLanguage language{kEnglish};
 };
 
-// The wizard's test has a whole report on a signature key.
 TEST_F(ContainerCheck, OfBothKeysWithACertificateChain) {
     const ToolContainer container(L"checked", L"--keys xs --exportable --chain 1 --subject CN=Owner");
     Rows rows = Check(true);

@@ -166,23 +166,6 @@ TEST_F(CheckWizard, ShowsAndCopiesTheRowsAsTheyCome) {
     EXPECT_TRUE(Run<CWizardCheckContainer>({Type(L"Имя %1"), next, look, finish}));
 }
 
-// The whole report, as a Russian user reads it.
-TEST_F(CheckWizard, SpeaksTheUsersLanguage) {
-    const ToolContainer container(L"Отчет", L"--keys s --certs none");
-    const SpokenLanguage russian(kRussian);
-    const Step look = [](HWND sheet) {
-        EXPECT_EQ(Lines(Rows(sheet, IDC_REPORT_ROWS)),
-                  Lines({L"Проверка завершена успешно|ошибок не обнаружено", L"Контейнер закрытого ключа|",
-                         L"  имя|Отчет", L"  уникальное имя|REGISTRY\\Отчет", L"  FQCN|\\\\.\\REGISTRY\\Отчет",
-                         L"  проверка целостности|успешно", L"Ключ обмена|отсутствует", L"Ключ подписи|имеется",
-                         L"  экспорт открытого ключа|успешно", L"  импорт открытого ключа|успешно",
-                         L"  создание подписи|успешно", L"  проверка подписи|успешно", L"  экспорт ключа|запрещен",
-                         L"  алгоритм|GOST R 34.10-2001", L"  |1.2.643.2.2.35.1", L"  |1.2.643.2.2.30.1",
-                         L"  сертификат в контейнере|отсутствует", L"  загрузка ключей|успешно"}));
-    };
-    Run<CWizardCheckContainer>({Type(L"Отчет"), next, look});
-}
-
 // The rows of the wizard's list, "LABEL|VALUE", as vestractl prints them.
 std::string Printed(const Texts& rows) {
     constexpr std::size_t kLabelWidth = 32;

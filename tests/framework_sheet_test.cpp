@@ -168,4 +168,15 @@ TEST(PropertySheetTest, APageWhoseStartFailsSavesNothing) {
     EXPECT_EQ(page.times[kValid] + page.times[kApply] + page.times[kClick], 0);
 }
 
+TEST(PropertySheetTest, StartsAPageOnceAndItsFirstInputHasTheFocus) {
+    TestPage first, second;
+    TestSheet sheet({&first, &second});
+    const auto leaveAndReturn = [&](HWND window) {
+        EXPECT_EQ(GetFocus(), first.GetDlgItem(kButton)) << "edits before it are read-only";
+        for (const WPARAM page : {1, 0}) PropSheet_SetCurSel(window, nullptr, page);
+    };
+    EXPECT_EQ(RunSheet(sheet, {leaveAndReturn}), IDCANCEL);
+    EXPECT_EQ(first.times[kShown], 1);
+}
+
 }  // namespace
