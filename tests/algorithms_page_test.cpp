@@ -3,9 +3,9 @@
 
 #include "csp/Providers.h"
 #include "softcsp/common/Registry.h"
-#include "tests/support/SystemCalls.h"
 #include "tests/support/Provider.h"
 #include "tests/support/SettingsPage.h"
+#include "tests/support/SystemCalls.h"
 
 namespace {
 

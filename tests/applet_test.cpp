@@ -1,12 +1,12 @@
 // The applet as the shell drives it: the messages of its entry, and the sheet that it opens.
 
 #include "resources/resource.h"
-#include "tests/support/SystemCalls.h"
 #include "tests/support/Directory.h"
 #include "tests/support/HandleCounts.h"
 #include "tests/support/ImportPatch.h"
 #include "tests/support/Panel.h"
 #include "tests/support/Store.h"
+#include "tests/support/SystemCalls.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include "csp/ContainerSearch.h"
 #include "csp/KeyLink.h"
 #include "tests/support/Certificates.h"
-#include "tests/support/SystemCalls.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/Provider.h"
+#include "tests/support/SystemCalls.h"
 
 namespace {
 

@@ -4,10 +4,10 @@
 #include "console/Language.h"
 #include "console/Program.h"
 #include "tests/support/Certificates.h"
-#include "tests/support/SystemCalls.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/Provider.h"
 #include "tests/support/Report.h"
+#include "tests/support/SystemCalls.h"
 
 namespace {
 

@@ -5,11 +5,11 @@
 #include "csp/ContainerCheck.h"
 #include "csp/ProviderParameters.h"
 #include "tests/support/Certificates.h"
-#include "tests/support/SystemCalls.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/Provider.h"
 #include "tests/support/Report.h"
 #include "tests/support/Services.h"
+#include "tests/support/SystemCalls.h"
 
 namespace {
 

@@ -4,11 +4,11 @@
 #include "csp/ContainerCheck.h"
 #include "csp/CryptoValues.h"
 #include "softcsp/container/ContainerStore.h"
-#include "tests/support/SystemCalls.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/ImportPatch.h"
 #include "tests/support/Provider.h"
 #include "tests/support/Report.h"
+#include "tests/support/SystemCalls.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 
 #include "softcsp/common/Registry.h"
 #include "tests/support/Certificates.h"
-#include "tests/support/SystemCalls.h"
 #include "tests/support/Provider.h"
 #include "tests/support/SettingsPage.h"
+#include "tests/support/SystemCalls.h"
 #include "tests/support/TestDirectory.h"
 
 namespace {

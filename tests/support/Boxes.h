@@ -1,4 +1,4 @@
-// Stands in for the system's message boxes and its shell: notes what they are given, answers the boxes, opens nothing.
+// Stands in for the system's message boxes, which it notes and answers, and for its shell, which opens nothing.
 #pragma once
 
 #include <shellapi.h>
@@ -38,6 +38,7 @@ class ShownBoxes {
     const ImportPatch patch_{"MessageBoxIndirectW", &Show};
 };
 
+// What would be opened is noted.
 class Shell {
   public:
     struct Request {

@@ -9,8 +9,8 @@
 #include <map>
 #include <new>
 
-#include "tests/support/SystemCalls.h"
 #include "tests/support/ImportPatch.h"
+#include "tests/support/SystemCalls.h"
 
 namespace {
 

@@ -51,5 +51,5 @@ class FaultInjection {
     static bool LacksMemory();
 };
 
-// The distance for a wizard whose engine has a loop of its own for all its points.
+// The distance for a wizard or page below which another loop tries all points.
 constexpr std::size_t kTenth = 10;

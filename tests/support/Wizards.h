@@ -5,10 +5,10 @@
 #include "applet/services/Strings.h"
 #include "framework/PropertySheet.h"
 #include "tests/support/Boxes.h"
-#include "tests/support/SystemCalls.h"
 #include "tests/support/FaultInjection.h"
 #include "tests/support/ModalScript.h"
 #include "tests/support/Services.h"
+#include "tests/support/SystemCalls.h"
 
 using Step = ModalScript::Step;
 using Steps = std::vector<Step>;
